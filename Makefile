@@ -1,0 +1,52 @@
+# Front door; the work is done by CMake and the scripts.
+BUILD ?= build/release
+JOBS ?= $(shell nproc 2>/dev/null || echo 2)
+
+.PHONY: all demo test bench fuzz lint format docs install clean
+
+all: $(BUILD)/Makefile
+	cmake --build $(BUILD) -j$(JOBS)
+
+$(BUILD)/Makefile:
+	cmake -S . -B $(BUILD) -DCMAKE_BUILD_TYPE=Release $(CMAKE_FLAGS)
+
+demo:
+	scripts/bootstrap demo
+	cmake -S . -B $(BUILD) -DCMAKE_BUILD_TYPE=Release $(CMAKE_FLAGS)
+	cmake --build $(BUILD) -j$(JOBS) --target leopod_host
+	scripts/demo $(BUILD) build/demo
+
+test:
+	scripts/bootstrap test
+	cmake -S . -B $(BUILD) -DCMAKE_BUILD_TYPE=Release $(CMAKE_FLAGS)
+	cmake --build $(BUILD) -j$(JOBS)
+	scripts/run_tests $(BUILD)
+
+bench:
+	scripts/bootstrap bench
+	cmake -S . -B $(BUILD) -DCMAKE_BUILD_TYPE=Release $(CMAKE_FLAGS)
+	cmake --build $(BUILD) -j$(JOBS) --target benches
+	scripts/bench_table $(BUILD)
+
+fuzz:
+	scripts/bootstrap fuzz
+	CC=clang CXX=clang++ cmake -S . -B build/fuzz -DLEOPOD_FUZZ=ON
+	cmake --build build/fuzz -j$(JOBS)
+	scripts/fuzz build/fuzz
+
+lint:
+	cmake -S . -B $(BUILD) $(CMAKE_FLAGS)
+	clang-tidy -p $(BUILD) --quiet src/*.cpp
+
+format:
+	clang-format -i src/*.cpp src/*.h host/*.cpp host/*.h tests/*.cpp tests/*.h bench/*.cpp fuzz/*.cpp examples/*.c
+
+docs:
+	scripts/bootstrap docs
+	doxygen docs/Doxyfile
+
+install: all
+	cmake --install $(BUILD)
+
+clean:
+	rm -rf build

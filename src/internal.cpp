@@ -1,0 +1,262 @@
+/// \file internal.cpp
+/// Private helpers: reports with text that never acts as a format, and locale-free reading of numbers, columns and tokens.
+#include "internal.h"
+
+#include <cctype>
+#include <charconv>
+#include <climits>
+#include <cmath>
+#include <cstdarg>
+#include <cstring>
+#include <limits>
+
+namespace leopod {
+
+namespace {
+
+constexpr std::size_t kTextSize = 2048;  ///< the logger cuts at this size
+
+/// Hands a finished text to the logger as its format, every '%' doubled.
+void publish(ulog_level_t level, const char* text) {
+    char doubled[2 * kTextSize + 2];
+    std::size_t n = 0;
+    for (const char* p = text; *p != '\0' && n + 2 < sizeof doubled; ++p) {
+        doubled[n++] = *p;
+        if (*p == '%') doubled[n++] = '%';
+    }
+    doubled[n] = '\0';
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wformat-security"
+#pragma GCC diagnostic ignored "-Wformat-nonliteral"
+    ulog_message(level, doubled);
+#pragma GCC diagnostic pop
+}
+
+bool is_blank(char c) { return c == ' ' || (c >= '\t' && c <= '\r'); }
+bool is_digit(char c) { return c >= '0' && c <= '9'; }
+
+
+
+
+const char* skip_blanks(const char* p) {
+    while (is_blank(*p)) ++p;
+    return p;
+}
+
+/// strtod in the C locale on [first, last); returns the first character not used, or first when there is no number.
+const char* read_double(const char* first, const char* last, double& value) {
+    const char* p = first;
+    bool negative = false;
+    if (p < last && (*p == '+' || *p == '-')) negative = *p++ == '-';
+    if (p >= last || !(is_digit(*p) || *p == '.' || *p == 'i' || *p == 'I' || *p == 'n' || *p == 'N')) return first;
+    double magnitude = 0.0;
+    const auto result = std::from_chars(p, last, magnitude, std::chars_format::general);
+    if (result.ec == std::errc::invalid_argument) return first;
+    if (result.ec == std::errc::result_out_of_range) {
+        // from_chars does not say which end was passed: the sign of the exponent does, or, without one, the length of the integer part.
+        const char* e = p;
+        while (e < result.ptr && *e != 'e' && *e != 'E') ++e;
+        bool small = false;
+        if (e + 1 < result.ptr) {
+            small = e[1] == '-';
+        } else {
+            const char* q = p;
+            while (q < e && *q == '0') ++q;
+            small = q < e && *q == '.';
+        }
+        magnitude = small ? 0.0 : std::numeric_limits<double>::infinity();
+    }
+    value = negative ? -magnitude : magnitude;
+    return result.ptr;
+}
+
+/// strtol, base 10, saturating at the limits of int, on [first, last); returns first when there is no number.
+const char* read_int(const char* first, const char* last, int& value) {
+    const char* p = first;
+    bool negative = false;
+    if (p < last && (*p == '+' || *p == '-')) negative = *p++ == '-';
+    if (p >= last || !is_digit(*p)) return first;
+    long long sum = 0;
+    for (; p < last && is_digit(*p); ++p) {
+        if (sum <= INT_MAX) sum = 10 * sum + (*p - '0');
+    }
+    if (negative) sum = -sum;
+    value = sum > INT_MAX ? INT_MAX : sum < INT_MIN ? INT_MIN : static_cast<int>(sum);
+    return p;
+}
+
+}  // namespace
+
+void report(ulog_level_t level, const char* format, ...) {
+    char text[kTextSize];
+    va_list args;
+    va_start(args, format);
+    std::vsnprintf(text, sizeof text, format, args);
+    va_end(args);
+    publish(level, text);
+}
+
+void report_at(ulog_level_t level, const char* module, int line, const char* function, const char* format, ...) {
+    char text[kTextSize];
+    va_list args;
+    va_start(args, format);
+    std::vsnprintf(text, sizeof text, format, args);
+    va_end(args);
+    char located[kTextSize + 512];
+    std::snprintf(located, sizeof located, "%.200s:%d:%.200s()<%s>", module, line, function, text);
+    publish(level, located);
+}
+
+double to_double(const char* text, const char** end) {
+    const char* first = skip_blanks(text);
+    double value = 0.0;
+    const char* stop = read_double(first, first + std::strlen(first), value);
+    if (end != nullptr) *end = stop == first ? text : stop;
+    return value;
+}
+
+int to_int(const char* text) {
+    const char* first = skip_blanks(text);
+    int value = 0;
+    read_int(first, first + std::strlen(first), value);
+    return value;
+}
+
+int scan(const char* text, const char* format, ...) {
+    va_list args;
+    va_start(args, format);
+    const char* p = text;
+    int stored = 0;
+    bool failed = false;
+    for (const char* f = format; *f != '\0' && !failed;) {
+        if (is_blank(*f)) {
+            p = skip_blanks(p);
+            ++f;
+            continue;
+        }
+        if (*f != '%') {
+            if (*p != *f) break;
+            ++p;
+            ++f;
+            continue;
+        }
+        ++f;
+        std::size_t width = 0;
+        while (is_digit(*f)) width = 10 * width + static_cast<std::size_t>(*f++ - '0');
+        if (*f == 'l') ++f;
+        const char kind = *f != '\0' ? *f++ : '\0';
+        if (kind != 'c') p = skip_blanks(p);
+        if (*p == '\0') {
+            if (stored == 0) stored = -1;
+            break;
+        }
+        const std::size_t length = std::strlen(p);
+        const char* last = p + (width != 0 && width < length ? width : length);
+        if (kind == 'd') {
+            int value = 0;
+            const char* stop = read_int(p, last, value);
+            failed = stop == p;
+            if (!failed) *va_arg(args, int*) = value;
+            p = stop;
+        } else if (kind == 'f') {
+            double value = 0.0;
+            const char* stop = read_double(p, last, value);
+            failed = stop == p;
+            if (!failed) *va_arg(args, double*) = value;
+            p = stop;
+        } else if (kind == 'c') {
+            *va_arg(args, char*) = *p++;
+        } else {  // 's'
+            char* out = va_arg(args, char*);
+            while (p < last && !is_blank(*p)) *out++ = *p++;
+            *out = '\0';
+        }
+        if (!failed) ++stored;
+    }
+    va_end(args);
+    return stored;
+}
+
+void copy_field(const char* line, std::size_t start, std::size_t width, char* out) {
+    const std::size_t length = std::strlen(line);
+    std::size_t n = start < length ? length - start : 0;
+    if (n > width) n = width;
+    std::memcpy(out, line + (n != 0 ? start : 0), n);
+    out[n] = '\0';
+}
+
+double field_double(const char* line, std::size_t start, std::size_t width) {
+    char field[64];
+    copy_field(line, start, width < sizeof field ? width : sizeof field - 1, field);
+    return to_double(field);
+}
+
+void replace_char(char* line, char from, char to) {
+    for (; *line != '\0'; ++line) {
+        if (*line == from) *line = to;
+    }
+}
+
+bool contains(const char* line, const char* text, std::size_t from) {
+    return from <= std::strlen(line) && std::strstr(line + from, text) != nullptr;
+}
+
+bool read_line(LineReader& reader, char (&line)[kLineSize]) {
+    std::memset(line, 0, sizeof line);
+    reader.at_eof = false;
+    if (reader.file == nullptr) return false;
+    std::size_t n = 0;
+    bool any = false;
+    bool cut = false;
+    for (int c = std::getc(reader.file); c != EOF; c = std::getc(reader.file)) {
+        any = true;
+        if (n + 1 < sizeof line) {
+            line[n++] = static_cast<char>(c);
+        } else {
+            cut = cut || c != '\n';
+        }
+        if (c == '\n') {
+            line[n - 1] = '\n';  // a cut line ends like any other
+            if (cut) warn_limit(reader.warned, reader.name, kLineSize - 1, "characters in a line");
+            return true;
+        }
+    }
+    reader.at_eof = true;
+    if (cut) warn_limit(reader.warned, reader.name, kLineSize - 1, "characters in a line");
+    return any;
+}
+
+void split(const char* line, const char* separators, Tokens& tokens, int limit, LineReader* reader) {
+    static char empty[1] = {'\0'};
+    empty[0] = '\0';
+    const std::size_t length = std::strcspn(line, "\n");
+    const std::size_t n = length < sizeof tokens.text ? length : sizeof tokens.text - 1;
+    std::memcpy(tokens.text, line, n);
+    tokens.text[n] = '\0';
+    tokens.count = 0;
+    if (limit > kMaxTokens) limit = kMaxTokens;
+    char* p = tokens.text;
+    for (;;) {
+        p += std::strspn(p, separators);
+        if (*p == '\0') break;
+        if (tokens.count == limit) {
+            bool quiet = false;
+            warn_limit(reader != nullptr ? reader->warned : quiet, reader != nullptr ? reader->name : "", limit,
+                       "fields in a line");
+            break;
+        }
+        tokens.token[tokens.count++] = p;
+        p += std::strcspn(p, separators);
+        if (*p == '\0') break;
+        *p++ = '\0';
+    }
+    for (int i = tokens.count; i < kMaxTokens; ++i) tokens.token[i] = empty;
+}
+
+void warn_limit(bool& warned, const char* file, int limit, const char* what) {
+    if (warned) return;
+    warned = true;
+    report(ULOG_WARNING_LEVEL, "%s: more than %d %s, the excess is dropped", file, limit, what);
+}
+
+}  // namespace leopod

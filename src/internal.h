@@ -1,0 +1,117 @@
+/// \file internal.h
+/// Private helpers shared by the modules; hidden in the built library. C++ only.
+#ifndef LEOPOD_INTERNAL_H
+#define LEOPOD_INTERNAL_H
+
+#include <cstddef>
+#include <cstdio>
+
+#include "ulog.h"
+
+namespace leopod {
+
+constexpr double kSpeedOfLight = 299792458.0;          ///< [m/s]
+constexpr double kWgs84SemiMajor = 6378137.0;          ///< [m]
+constexpr double kWgs84Flattening = 0.0033528106647474805;
+constexpr double kPi = 3.14159265358979323846;
+constexpr int kLineSize = 1024;                        ///< line buffer of every reader, terminator included
+
+// --- reporting (ulog.cpp) ------------------------------------------------------------------------------------------------
+
+/// Formats a text and hands it to the logger. The finished text never acts as a format again.
+[[gnu::format(printf, 2, 3)]] void report(ulog_level_t level, const char* format, ...);
+
+/// The same with the source locator "%s:%d:%s()<%s>": module name, line, function, text.
+[[gnu::format(printf, 5, 6)]] void report_at(ulog_level_t level, const char* module, int line, const char* function,
+                                             const char* format, ...);
+
+// --- text (common_function.cpp) ------------------------------------------------------------------------------------------
+// None of these depends on the locale, allocates, or reads behind the terminator.
+
+/// Number at the start of a text, as atof reads it in the C locale (leading blanks, sign, inf and nan; no hexadecimal form).
+/// 0 where there is none. A non-null `end` receives the first character not used.
+double to_double(const char* text, const char** end = nullptr);
+
+/// Integer at the start of a text, as atoi; saturates at the limits of int. 0 where there is none.
+int to_int(const char* text);
+
+/// sscanf for "%d", "%lf", "%c", "%s" with optional widths, blanks and literal characters. "%s" needs a width and an array
+/// of that width + 1. Returns the number of conversions stored; -1 when the text ends before the first one.
+int scan(const char* text, const char* format, ...);
+
+/// Copies the fixed columns [start, start + width) of a line into out (width + 1 characters), as far as the line has them.
+void copy_field(const char* line, std::size_t start, std::size_t width, char* out);
+
+/// Number in fixed columns of a line (width at most 63); 0 for a blank or missing field.
+double field_double(const char* line, std::size_t start, std::size_t width);
+
+/// Replaces every `from` of a line by `to`.
+void replace_char(char* line, char from, char to);
+
+/// True if a line holds the text at or behind a position.
+bool contains(const char* line, const char* text, std::size_t from = 0);
+
+/// Line reader of one file. An overlong line keeps its first 1023 characters; the rest is dropped with one warning a file.
+struct LineReader {
+    std::FILE* file = nullptr;
+    const char* name = "";  ///< named in the warning
+    bool warned = false;
+    bool at_eof = false;    ///< the last line ended at the end of the file, without a newline
+};
+
+/// Reads the next line, newline kept, buffer zeroed first (a null byte of the file ends the visible line). False at the end of the file.
+bool read_line(LineReader& reader, char (&line)[kLineSize]);
+
+/// Tokens of one line: pointers into a private copy. At most kMaxTokens are kept; the excess is dropped with one warning a reader.
+constexpr int kMaxTokens = 64;
+struct Tokens {
+    int count = 0;
+    char* token[kMaxTokens] = {}; ///< entries from count on point to an empty text
+    char text[kLineSize] = {};
+};
+
+/// Splits a line at any of the separators (runs count as one), up to the first newline, into at most `limit` tokens.
+/// `reader` (may be null) gives the name for the warning and remembers that it was given.
+void split(const char* line, const char* separators, Tokens& tokens, int limit = kMaxTokens, LineReader* reader = nullptr);
+
+/// One warning a file when a fixed limit is exceeded: "%s: more than %d %s, the excess is dropped".
+/// `warned` remembers that it was given.
+void warn_limit(bool& warned, const char* file, int limit, const char* what);
+
+// --- angles and fundamental arguments (iau_function.cpp) -------------------------------------------------------------------
+
+constexpr double kTwoPi = 6.283185307179586476925287;
+constexpr double kArcsecToRad = 4.848136811095359935899141e-6;
+constexpr double kArcsecInTurn = 1296000.0;
+constexpr double kJdJ2000 = 2451545.0;        ///< Julian date of J2000.0
+constexpr double kDaysInCentury = 36525.0;
+
+/// Value of a polynomial by Horner's rule; c[0] is the constant.
+template <std::size_t N>
+constexpr double horner(const double (&c)[N], double t) {
+    double sum = c[N - 1];
+    for (std::size_t i = N - 1; i-- > 0;) sum = c[i] + t * sum;
+    return sum;
+}
+
+/// fmod(x, 2 pi), the same bits, in a few nanoseconds up to 2^20 turns.
+double fmod_two_pi(double x);
+
+/// Mean anomaly of the Sun and mean elongation of the Moon from the Sun with the five-decimal constants of MHB2000 and of
+/// the IERS Conventions [rad]; t in Julian centuries of TT since J2000.0.
+double mean_anomaly_sun_mhb(double t);
+double mean_elongation_moon_mhb(double t);
+
+/// Mean obliquity of the ecliptic, IAU 2006 [rad].
+double mean_obliquity_2006(double t);
+
+/// l, l', F, D, Om, L_Venus, L_Earth, pA after the IERS Conventions (2003) [rad]: arguments of the series for s and for the
+/// equation of the equinoxes.
+void cio_arguments(double t, double (&fa)[8]);
+
+/// s sin(a) + c cos(a) with a the combination n of such arguments.
+double cio_term(const int (&n)[8], double s, double c, const double (&fa)[8]);
+
+}  // namespace leopod
+
+#endif

@@ -1,0 +1,776 @@
+/// \file mathlib.cpp
+/// Linear algebra on flat row-major arrays, least squares, sequential filters, interpolation, statistics, Helmert transformation.
+#include "mathlib.h"
+
+#include <algorithm>
+#include <array>
+#include <cfloat>
+#include <climits>
+#include <cmath>
+#include <cstddef>
+#include <vector>
+
+#include "internal.h"
+#include "ulog.h"
+
+using leopod::report;
+using leopod::report_at;
+
+namespace {
+
+using Scratch = std::vector<double>;
+
+constexpr double kTiny = 1e-20;  ///< singularity bound of the decomposition and of its solution
+
+/// Elements of a rows x cols block; negative counts are empty.
+std::size_t area(int rows, int cols) {
+    return rows > 0 && cols > 0 ? static_cast<std::size_t>(rows) * static_cast<std::size_t>(cols) : 0;
+}
+
+/// y += factor * x, element by element; x and y do not overlap.
+void add_scaled(int n, double factor, const double* __restrict x, double* __restrict y) {
+    int i = 0;
+    for (; i + 4 <= n; i += 4) {  // blocks of fixed length become vector code
+        for (int r = 0; r < 4; ++r) y[i + r] += factor * x[i + r];
+    }
+    for (; i < n; ++i) y[i] += factor * x[i];
+}
+
+}  // namespace
+
+// --- Matrix kernel -------------------------------------------------------------------------------------------------------
+
+void matrixMultiply(int rA, int cA, double* A, int cB, double* B, double* C) {
+    std::fill_n(C, area(rA, cB), 0.0);
+    for (int i = 0; i < rA; ++i) {
+        for (int k = 0; k < cA; ++k) add_scaled(cB, A[i * cA + k], B + k * cB, C + i * cB);
+    }
+}
+
+namespace {
+
+/// Res(i,j) = sum over k of (sum over l of M1(i,l) * M2(l,k)) * M3(k,j); element (k,j) of M3 is M3[k * row3 + j * col3].
+/// An inner sum serves a whole row of Res at once; no temporary matrix.
+void triple_product(int r1, int r2, int r3, int c3, const double* M1, int stride1, const double* M2, int stride2,
+                    const double* M3, int row3, int col3, double* Res, int stride_res) {
+    for (int i = 0; i < r1; ++i) {
+        double* row = Res + i * stride_res;
+        for (int j = 0; j < c3; ++j) row[j] = 0.0;
+        for (int k = 0; k < r3; ++k) {
+            double sum = 0.0;
+            for (int l = 0; l < r2; ++l) sum += M1[i * stride1 + l] * M2[l * stride2 + k];
+            for (int j = 0; j < c3; ++j) row[j] += sum * M3[k * row3 + j * col3];
+        }
+    }
+}
+
+}  // namespace
+
+void matrixMultiply3(int r1, int r2, int r3, int c3, double* M1, double* M2, double* M3, double* Res, int c1_max,
+                     int c2_max, int c3_max) {
+    triple_product(r1, r2, r3, c3, M1, c1_max, M2, c2_max, M3, c3_max, 1, Res, c3);
+}
+
+void matrixMultiply3_HPHT(int r1, int r2, int /*c2*/, double* M1, double* M2, double* Res, int c1_max, int c2_max,
+                          int c_res_max) {
+    triple_product(r1, r2, r2, r1, M1, c1_max, M2, c2_max, M1, 1, c1_max, Res, c_res_max);
+}
+
+void matrixTranspose(int r, int c, double* m, double* t) {
+    for (int i = 0; i < r; ++i) {
+        for (int j = 0; j < c; ++j) t[j * r + i] = m[i * c + j];
+    }
+}
+
+void matrix_identical(int r, double* m) {
+    for (int i = 0; i < r; ++i) {
+        for (int j = 0; j < r; ++j) m[i * r + j] = i == j ? 1.0 : 0.0;
+    }
+}
+
+void crossproduct(int m, int n, const double* A, const double* B, double* C) {
+    if (m != 3 || n != 3) return;
+    C[0] = A[1] * B[2] - A[2] * B[1];
+    C[1] = A[2] * B[0] - A[0] * B[2];
+    C[2] = A[0] * B[1] - A[1] * B[0];
+}
+
+void normalize_vector(int n, double* x) {
+    if (x == nullptr) return;
+    const double length = norm(n, x);
+    if (std::fabs(length) < 1e-18) return;
+    for (int i = 0; i < n; ++i) x[i] /= length;
+}
+
+void negative_vector(int n, double* x) {
+    if (x == nullptr) return;
+    for (int i = 0; i < n; ++i) x[i] = -x[i];
+}
+
+double norm(int n, double* x) { return std::sqrt(norm2(n, x)); }
+
+double norm2(int n, double* x) {
+    double sum = 0.0;
+    for (int i = 0; i < n; ++i) sum += x[i] * x[i];
+    return sum;
+}
+
+double dotproduct(int m, int n, const double* A, const double* B) {
+    if (m != n) {
+        report(ULOG_ERROR_LEVEL, "dotproduct failed due to number of elements are not equal");
+        return 0.0;
+    }
+    double sum = 0.0;
+    for (int i = 0; i < m; ++i) sum += A[i] * B[i];
+    return sum;
+}
+
+void ArrayAddition(int m, double* A1, double* A2, double* A3) {
+    for (int i = 0; i < m; ++i) A3[i] = A1[i] + A2[i];
+}
+
+double Round(double a) { return a > 0 ? std::floor(a + 0.5) : std::ceil(a - 0.5); }
+
+int nearest_integer(double x) {
+    const double nearest = x < 0 ? -std::floor(0.5 - x) : std::floor(x + 0.5);
+    if (nearest >= INT_MAX) return INT_MAX;
+    if (nearest <= INT_MIN) return INT_MIN;
+    return nearest == nearest ? static_cast<int>(nearest) : 0;
+}
+
+int ludcmp(double* A, int nn, const int n, int* indx, double* d) {
+    Scratch vv(area(std::max(n, nn), 1));  // implicit scale of each row
+    Scratch sums(vv.size());               // sums of products of the column in work
+    *d = 1.0;
+    for (int i = 0; i < nn; ++i) {
+        double big = 0.0;
+        for (int j = 0; j < nn; ++j) big = std::max(big, std::fabs(A[i + j * n]));
+        if (big < kTiny) {
+            report(ULOG_CRITICAL_LEVEL, "matrix singular!!");
+            return -1;
+        }
+        vv[i] = 1.0 / big;
+    }
+    for (int j = 0; j < nn; ++j) {
+        // Column j, for all rows at once: sums[i] gathers A(i,k) * A(k,j) in ascending k, as soon as A(k,j) is final.
+        double* column = A + j * n;
+        std::fill(sums.begin(), sums.end(), 0.0);
+        for (int k = 0; k < j; ++k) {
+            column[k] -= sums[k];
+            add_scaled(nn - k - 1, column[k], A + k * n + k + 1, sums.data() + k + 1);
+        }
+        double big = 0.0;
+        int imax = j;
+        for (int i = j; i < nn; ++i) {
+            column[i] -= sums[i];
+            const double t = vv[i] * std::fabs(column[i]);
+            if (t >= big) {  // settled: the last of equal candidates is the pivot
+                big = t;
+                imax = i;
+            }
+        }
+        if (imax != j) {
+            for (int k = 0; k < nn; ++k) std::swap(A[imax + k * n], A[j + k * n]);
+            *d = -*d;
+            vv[imax] = vv[j];
+        }
+        indx[j] = imax;
+        if (std::fabs(column[j]) < kTiny) {
+            column[j] = kTiny;
+            return -1;  // settled: silently; the text "matrix dialog element %d < %lf" is not reported
+        }
+        if (j != n - 1) {
+            const double factor = 1.0 / column[j];
+            for (int i = j + 1; i < nn; ++i) column[i] *= factor;
+        }
+    }
+    return 0;
+}
+
+namespace {
+
+/// Solves with a decomposed A for W right-hand sides at once; element i of side r is b[i * W + r].
+template <int W>
+void substitute(const double* A, int nn, int n, const int* indx, double* b) {
+    int ii = -1;  // first row with a right-hand side above kTiny
+    for (int i = 0; i < nn; ++i) {
+        double* target = b + i * W;
+        double* pivot = b + indx[i] * W;
+        std::array<double, W> sum;
+        for (int r = 0; r < W; ++r) {
+            sum[r] = pivot[r];
+            pivot[r] = target[r];
+        }
+        if (ii >= 0) {
+            for (int j = ii; j < i; ++j) {
+                const double a = A[i + j * n];
+                for (int r = 0; r < W; ++r) sum[r] -= a * b[j * W + r];
+            }
+        } else if (std::any_of(sum.begin(), sum.end(), [](double s) { return std::fabs(s) > kTiny; })) {
+            ii = i;
+        }
+        for (int r = 0; r < W; ++r) target[r] = sum[r];
+    }
+    for (int i = nn - 1; i >= 0; --i) {
+        double* target = b + i * W;
+        std::array<double, W> sum;
+        for (int r = 0; r < W; ++r) sum[r] = target[r];
+        for (int j = i + 1; j < nn; ++j) {
+            const double a = A[i + j * n];
+            for (int r = 0; r < W; ++r) sum[r] -= a * b[j * W + r];
+        }
+        for (int r = 0; r < W; ++r) target[r] = sum[r] / A[i + i * n];
+    }
+}
+
+}  // namespace
+
+void lubksb(const double* A, int nn, int n, const int* indx, double* b) { substitute<1>(A, nn, n, indx, b); }
+
+int matrix_zero_check(double* A, int n, int N) {
+    static const double threshold = 1e-13;
+    int count = 0;
+    for (int i = 0; i < n; ++i) {
+        if (std::fabs(norm(N, A + i * N)) > threshold) ++count;
+    }
+    return count;
+}
+
+int matinv(double* A, int nn, const int n) {
+    if (nn <= 0 || nn > n) return 0;
+    Scratch B(area(n, n));
+    std::vector<int> indx(n, -1);
+    for (int i = 0; i < nn; ++i) std::copy_n(A + i * n, nn, B.data() + i * n);
+
+    double d = 0.0;
+    const int info = ludcmp(B.data(), nn, n, indx.data(), &d);
+    if (info != 0) {
+        report(ULOG_WARNING_LEVEL, "ludcmp return %d\n", info);
+        return info;
+    }
+    // Stored line j of the inverse solves for unit vector j. Eight lines go at once; the zeros that a line then takes part in
+    // ahead of its own 1 change no bit of it.
+    constexpr int kWidth = 8;
+    Scratch lines(area(nn, kWidth));
+    for (int first = 0; first < nn; first += kWidth) {
+        const int width = std::min(kWidth, nn - first);
+        std::fill(lines.begin(), lines.end(), 0.0);
+        for (int r = 0; r < width; ++r) lines[(first + r) * kWidth + r] = 1.0;
+        substitute<kWidth>(B.data(), nn, n, indx.data(), lines.data());
+        for (int r = 0; r < width; ++r) {
+            for (int i = 0; i < nn; ++i) A[(first + r) * n + i] = lines[i * kWidth + r];
+        }
+    }
+    return 0;
+}
+
+// --- Least squares -------------------------------------------------------------------------------------------------------
+
+namespace {
+
+constexpr double kThresholdNonZero = 1e-14;  ///< on the sum of magnitudes of a column or row
+
+/// Solves the reduced normal equations N (s x s) dx = rhs; N becomes its inverse. Returns 0 or -1.
+int solve_reduced(Scratch& N, Scratch& rhs, int s, Scratch& dx, const char* failure) {
+    const int info = matinv(N.data(), s, s);
+    if (info != 0) {
+        report(ULOG_ERROR_LEVEL, "%s", failure);
+        return info;
+    }
+    matrixMultiply(s, s, N.data(), 1, rhs.data(), dx.data());
+    return 0;
+}
+
+/// Writes the reduced solution and its inverse to the places of the active parameters; x and Q (stride) may be null.
+void scatter(const std::vector<int>& idx, int s, int stride, const Scratch& dx, const Scratch& inverse, double* x,
+             double* Q) {
+    for (int i = 0; i < s; ++i) {
+        if (x != nullptr) x[idx[i]] = dx[i];
+        for (int j = 0; Q != nullptr && j < s; ++j) Q[idx[i] * stride + idx[j]] = inverse[i * s + j];
+    }
+}
+
+}  // namespace
+
+int solve_lsq(double* A, double* y, const int n, const int m, double* x, double* Q) {
+    if (n < m) {
+        report(ULOG_ERROR_LEVEL, "matrix is rank defeat in solve_lsq!");
+        return -1;
+    }
+    std::vector<int> idx(area(m, 1), -1);
+    int s = 0;
+    for (int j = 0; j < m; ++j) {
+        double sum = 0.0;
+        for (int i = 0; i < n; ++i) sum += std::fabs(A[i * m + j]);
+        if (sum > kThresholdNonZero) idx[s++] = j;
+    }
+
+    Scratch B(area(n, s)), BT(area(s, n)), BTB(area(s, s)), BTy(area(s, 1)), dx(area(s, 1));
+    for (int i = 0; i < n; ++i) {
+        for (int j = 0; j < s; ++j) B[i * s + j] = A[i * m + idx[j]];
+    }
+    matrixTranspose(n, s, B.data(), BT.data());
+    matrixMultiply(s, n, BT.data(), s, B.data(), BTB.data());
+    matrixMultiply(s, n, BT.data(), 1, y, BTy.data());
+
+    const int info = solve_reduced(BTB, BTy, s, dx, "matrix inversion error in solve_lsq()");
+    if (info != 0) return info;
+    scatter(idx, s, m, dx, BTB, x, Q);  // settled: inactive parameters keep what the caller had there
+    return s;
+}
+
+int solve_lsq_normal(double* BTWB, double* BTWL, int n, double* x, double* Q) {
+    std::vector<int> idx(area(n, 1), -1);
+    int s = 0;
+    for (int i = 0; i < n; ++i) {
+        double sum = 0.0;
+        for (int j = 0; j < n; ++j) sum += std::fabs(BTWB[i * n + j]);
+        if (sum >= kThresholdNonZero) idx[s++] = i;  // settled: at the threshold, unlike solve_lsq
+    }
+
+    Scratch N(area(s, s)), rhs(area(s, 1)), dx(area(s, 1));
+    for (int i = 0; i < s; ++i) {
+        for (int j = 0; j < s; ++j) N[i * s + j] = BTWB[idx[i] * n + idx[j]];
+        rhs[i] = BTWL[idx[i]];
+    }
+
+    if (solve_reduced(N, rhs, s, dx, "matrix inversion error in solve_lsq_normal!") != 0) return -1;
+    if (x != nullptr) std::fill_n(x, area(n, 1), 0.0);
+    if (Q != nullptr) std::fill_n(Q, area(n, n), 0.0);
+    scatter(idx, s, n, dx, N, x, Q);
+    return s;
+}
+
+// --- Sequential filters --------------------------------------------------------------------------------------------------
+
+int filter_(double* x, double* P, double* H, double* v, double* R, int n, int m, double* xp, double* Pp) {
+    Scratch Q(area(m, m)), HT(area(n, m)), PHT(area(n, m)), K(area(n, m)), Kv(area(n, 1)), I_KH(area(n, n));
+    std::copy_n(x, area(n, 1), xp);
+
+    matrixMultiply3_HPHT(m, n, n, H, P, Q.data(), n, n, m);
+    for (std::size_t i = 0; i < Q.size(); ++i) Q[i] = R[i] + Q[i];
+    const int info = matinv(Q.data(), m, m);
+    if (info != 0) return info;
+
+    matrixTranspose(m, n, H, HT.data());
+    matrixMultiply(n, n, P, m, HT.data(), PHT.data());
+    matrixMultiply(n, m, PHT.data(), m, Q.data(), K.data());
+    matrixMultiply(n, m, K.data(), 1, v, Kv.data());
+    ArrayAddition(n, x, Kv.data(), xp);
+
+    matrixMultiply(n, m, K.data(), n, H, I_KH.data());
+    for (int i = 0; i < n; ++i) {
+        for (int j = 0; j < n; ++j) I_KH[i * n + j] = (i == j ? 1.0 : 0.0) - I_KH[i * n + j];
+    }
+    matrixMultiply(n, n, I_KH.data(), n, P, Pp);
+    return 0;
+}
+
+namespace {
+
+/// Which states and measurements take part in an update, and their indices.
+struct Selection {
+    std::vector<char> ix_non_zero, jx_non_zero;  ///< flags of all states and all measurements
+    std::vector<int> ix, jx;                     ///< indices of the active ones, ascending
+};
+
+/// A state is active when |x| is above the threshold and its variance positive, a measurement when its variance is positive.
+Selection select_active(const double* x, const double* P, const double* R, int n, int m, double threshold) {
+    Selection active{std::vector<char>(area(n, 1)), std::vector<char>(area(m, 1)), {}, {}};
+    for (int i = 0; i < n; ++i) {
+        active.ix_non_zero[i] = std::fabs(x[i]) > threshold && P[i * n + i] > 0.0;
+        if (active.ix_non_zero[i]) active.ix.push_back(i);
+    }
+    for (int j = 0; j < m; ++j) {
+        active.jx_non_zero[j] = R[j * m + j] > 0.0;
+        if (active.jx_non_zero[j]) active.jx.push_back(j);
+    }
+    return active;
+}
+
+/// Copy of the rows and columns of a matrix that are listed; dense.
+Scratch gather(const double* M, int stride, const std::vector<int>& rows, const std::vector<int>& cols) {
+    Scratch block;
+    block.reserve(rows.size() * cols.size());
+    for (const int i : rows) {
+        for (const int j : cols) block.push_back(M[i * stride + j]);
+    }
+    return block;
+}
+
+}  // namespace
+
+int kalman_filter(double* x, double* P, double* H, double* v, double* R, int n, int m) {
+    const Selection active = select_active(x, P, R, n, m, 1e-14);
+    const int nn = static_cast<int>(active.ix.size());
+    const int mm = static_cast<int>(active.jx.size());
+    const std::vector<int> single{0};
+    Scratch x_ = gather(x, 1, active.ix, single), P_ = gather(P, n, active.ix, active.ix);
+    Scratch H_ = gather(H, n, active.jx, active.ix), v_ = gather(v, 1, active.jx, single);
+    Scratch R_ = gather(R, m, active.jx, active.jx);
+    Scratch xp_(area(nn, 1)), Pp_(area(nn, nn));
+
+    const int info = filter_(x_.data(), P_.data(), H_.data(), v_.data(), R_.data(), nn, mm, xp_.data(), Pp_.data());
+
+    // settled: written back whatever the outcome; after a failure the active block of P is void (zeros).
+    scatter(active.ix, nn, n, xp_, Pp_, x, P);
+    return info;
+}
+
+int filter_embed(double* x, double* P, double* H, double* v, double* R, int n, int m, int max_n, int max_m) {
+    if (n > max_n || m > max_m) return 0;
+    Scratch HPHT_R(area(m, m)), K_row(area(m, 1)), Pp(area(n, n)), I_KH(area(n, 1));
+    matrixMultiply3_HPHT(m, n, n, H, P, HPHT_R.data(), max_n, max_n, m);
+    for (int i = 0; i < m; ++i) {
+        for (int j = 0; j < m; ++j) HPHT_R[i * m + j] += R[i * max_m + j];
+    }
+    matinv(HPHT_R.data(), m, m);  // settled: the outcome is not examined; a singular matrix is used as it is
+
+    for (int i = 0; i < n; ++i) {
+        std::fill(K_row.begin(), K_row.end(), 0.0);
+        for (int l = 0; l < m; ++l) {
+            double sum = 0.0;
+            for (int k = 0; k < n; ++k) sum += H[l * max_n + k] * P[i * max_n + k];
+            for (int j = 0; j < m; ++j) K_row[j] += sum * HPHT_R[j * m + l];
+        }
+        double correction = 0.0;
+        for (int j = 0; j < m; ++j) correction += K_row[j] * v[j];
+        x[i] += correction;
+
+        std::fill(I_KH.begin(), I_KH.end(), 0.0);
+        for (int l = 0; l < m; ++l) add_scaled(n, K_row[l], H + l * max_n, I_KH.data());
+        for (int j = 0; j < n; ++j) I_KH[j] = (i == j ? 1.0 : 0.0) - I_KH[j];
+        for (int k = 0; k < n; ++k) add_scaled(n, I_KH[k], P + k * max_n, Pp.data() + i * n);
+    }
+
+    std::fill_n(P, area(max_n, max_n), 0.0);
+    for (int i = 0; i < n; ++i) std::copy_n(Pp.data() + i * n, n, P + i * max_n);
+    return 0;
+}
+
+namespace {
+
+/// Moves the listed rows and columns of a matrix of row_count rows to its top left, stride kept; the rest becomes zero.
+void compact(double* M, int row_count, int stride, const std::vector<int>& rows, const std::vector<int>& cols) {
+    for (std::size_t i = 0; i < static_cast<std::size_t>(std::max(row_count, 0)); ++i) {
+        double* row = M + i * stride;
+        if (i < rows.size()) {
+            for (std::size_t j = 0; j < cols.size(); ++j) row[j] = M[rows[i] * stride + cols[j]];
+        }
+        const std::size_t kept = i < rows.size() ? cols.size() : 0;
+        std::fill(row + kept, row + stride, 0.0);
+    }
+}
+
+/// Moves a compacted vector back to the places flagged as active, from the end so that nothing is overwritten early;
+/// `count` is the number of active places. Other places become zero.
+void expand_row(const double* from, double* to, const std::vector<char>& flags, std::size_t count) {
+    for (std::size_t j = flags.size(); j-- > 0;) to[j] = flags[j] ? from[--count] : 0.0;
+}
+
+}  // namespace
+
+int kalman_filter_embed(double* x, double* P, double* H, double* v, double* R, int n, int m) {
+    const Selection active = select_active(x, P, R, n, m, 1e-16);
+    const std::vector<int> single{0};
+    compact(x, n, 1, active.ix, single);
+    compact(v, m, 1, active.jx, single);
+    compact(P, n, n, active.ix, active.ix);
+    compact(H, m, n, active.jx, active.ix);
+    compact(R, m, m, active.jx, active.jx);
+
+    const std::size_t nn = active.ix.size();
+    const std::size_t mm = active.jx.size();
+    const int info = filter_embed(x, P, H, v, R, static_cast<int>(nn), static_cast<int>(mm), n, m);
+
+    // settled: inactive entries come back as zeros; H and R stay compacted
+    expand_row(x, x, active.ix_non_zero, nn);
+    expand_row(v, v, active.jx_non_zero, mm);
+    std::size_t compacted = nn;
+    for (int i = n - 1; i >= 0; --i) {
+        if (active.ix_non_zero[i]) {
+            --compacted;
+            expand_row(P + compacted * n, P + i * n, active.ix_non_zero, nn);
+        } else {
+            std::fill_n(P + i * n, n, 0.0);
+        }
+    }
+    return info;
+}
+
+int smoother(double* xf, double* Qf, double* xb, double* Qb, int n, double* xs, double* Qs) {
+    Scratch invQf(Qf, Qf + area(n, n)), invQb(Qb, Qb + area(n, n));
+    const int info_f = matinv(invQf.data(), n, n);
+    const int info_b = matinv(invQb.data(), n, n);
+    if (info_f != 0 || info_b != 0) return -1;
+
+    for (std::size_t i = 0; i < invQf.size(); ++i) Qs[i] = invQf[i] + invQb[i];
+    const int info = matinv(Qs, n, n);
+    if (info != 0) return info;
+
+    Scratch weighted(area(n, 1)), weighted_b(area(n, 1));
+    matrixMultiply(n, n, invQf.data(), 1, xf, weighted.data());
+    matrixMultiply(n, n, invQb.data(), 1, xb, weighted_b.data());
+    ArrayAddition(n, weighted.data(), weighted_b.data(), weighted.data());
+    matrixMultiply(n, n, Qs, 1, weighted.data(), xs);
+    return 0;
+}
+
+// --- Interpolation and fits ----------------------------------------------------------------------------------------------
+
+namespace {
+
+constexpr int kLocalSize = 64;  ///< interpolation works on the stack up to this many points, on the heap beyond
+
+double* work_array(int n, double (&local)[kLocalSize], Scratch& heap) {
+    if (n <= kLocalSize) return local;
+    heap.resize(n);
+    return heap.data();
+}
+
+}  // namespace
+
+double interpolation_Neville(int n, double* x, double* y, double xt) {
+    if (n <= 0) return 0.0;
+    for (int i = 1; i < n; ++i) {
+        for (int j = 0; j < n - i; ++j) {
+            y[j] = (y[j + 1] * (xt - x[j]) - y[j] * (xt - x[i + j])) / (x[i + j] - x[j]);
+        }
+    }
+    return y[0];
+}
+
+double interpolation_Lagrange(double* x, double* y, int n, double xt) {
+    double sum = 0.0;
+    for (int i = 0; i < n; ++i) {
+        double product = 1.0;
+        for (int j = 0; j < n; ++j) {
+            if (j != i) product *= (xt - x[j]) / (x[i] - x[j]);
+        }
+        sum += y[i] * product;
+    }
+    return sum;
+}
+
+bool interpolation_Lagrange_Barycentric(double* x, double* y, const int n, double xt, double* yt) {
+    constexpr double threshold = 1e-12;
+    if (n <= 0) return false;
+    if (xt - x[0] < -threshold) {
+        report_at(ULOG_ERROR_LEVEL, "mathlib", __LINE__, __func__,
+                  "interpolation_Lagrange_Barycentric() %lf is less than the begining(%lf) of dataset\n", xt, x[0]);
+        return false;
+    }
+    if (xt - x[n - 1] > threshold) {
+        report_at(ULOG_ERROR_LEVEL, "mathlib", __LINE__, __func__,
+                  "interpolation_Lagrange_Barycentric() %lf is greater than the end(%lf) of dataset!\n", xt, x[n - 1]);
+        return false;
+    }
+
+    double local[kLocalSize];
+    Scratch heap;
+    double* w = work_array(n, local, heap);
+    for (int i = 0; i < n; ++i) {
+        double product = 1.0;
+        for (int j = 0; j < n; ++j) {
+            if (j != i) product *= x[i] - x[j];
+        }
+        w[i] = 1.0 / product;
+    }
+
+    double sum1 = 0.0;
+    double sum2 = 0.0;
+    for (int i = 0; i < n; ++i) {
+        if (std::fabs(xt - x[i]) < threshold) {  // a node
+            double sum = 0.0;
+            for (int j = 0; j < n; ++j) {
+                if (j != i) sum += (y[j] - y[i]) * w[j] / (x[j] - x[i]);
+            }
+            yt[0] = y[i];
+            yt[1] = -sum / w[i];
+            return true;
+        }
+        sum1 += y[i] * w[i] / (xt - x[i]);
+        sum2 += w[i] / (xt - x[i]);
+    }
+    const double value = sum1 / sum2;
+    double sum = 0.0;
+    for (int i = 0; i < n; ++i) sum += (value - y[i]) * (w[i] / (xt - x[i])) / (xt - x[i]);
+    yt[0] = value;
+    yt[1] = sum / sum2;
+    return true;
+}
+
+void interpolation_multip_dimension(const int n, const int m, double* x, double* y, double xt, double* yt,
+                                    double* yt_derivative) {
+    if (yt == nullptr) {
+        report(ULOG_ERROR_LEVEL, "interpolation_multip_dimension() error!");
+        return;
+    }
+    double local[kLocalSize];
+    Scratch heap;
+    double* column = work_array(n, local, heap);
+    for (int j = 0; j < m; ++j) {
+        for (int i = 0; i < n; ++i) column[i] = y[i * m + j];
+        double result[2] = {0.0, 0.0};  // settled: stays zero when xt is out of range; the outcome is not examined
+        interpolation_Lagrange_Barycentric(x, column, n, xt, result);
+        yt[j] = result[0];
+        if (yt_derivative != nullptr) yt_derivative[j] = result[1];
+    }
+}
+
+void linear_fit(double* x, double* y, int np, double* param) {
+    double S = 0.0, Sxx = 0.0, Sy = 0.0, Sxy = 0.0;
+    for (int i = 0; i < np; ++i) {
+        S += x[i];
+        Sxx += x[i] * x[i];
+        Sy += y[i];
+        Sxy += x[i] * y[i];
+    }
+    const double det = np * Sxx - S * S;
+    param[0] = (np * Sxy - S * Sy) / det;
+    param[1] = (Sxx * Sy - S * Sxy) / det;
+}
+
+unsigned int quadraticSolver(double* ce, double* roots) {
+    const double d = ce[0] * ce[0] / 4 - ce[1];
+    if (d < 0) return 0;
+    roots[0] = -ce[0] / 2 + std::sqrt(d);
+    roots[1] = -ce[0] - roots[0];
+    return 2;
+}
+
+// --- Statistics ----------------------------------------------------------------------------------------------------------
+
+double get_max(double* x, const int n, double threshold) {
+    double max = DBL_MIN;  // settled: the smallest normal double, so all-negative data yields it
+    for (int i = 0; i < n; ++i) {
+        if (std::fabs(x[i]) < threshold && x[i] > max)
+            max = x[i];  // settled: strictly under the gate, unlike the others
+    }
+    return max;
+}
+
+double get_min(double* x, const int n, double threshold) {
+    double min = DBL_MAX;
+    for (int i = 0; i < n; ++i) {
+        if (std::fabs(x[i]) <= threshold && x[i] < min) min = x[i];
+    }
+    return min;
+}
+
+namespace {
+
+/// Mean of f(x) over the elements within the gate; 0 without any.
+template <typename F>
+double gated_mean(const double* x, int n, double threshold, F f) {
+    double sum = 0.0;
+    int count = 0;
+    for (int i = 0; i < n; ++i) {
+        if (std::fabs(x[i]) <= threshold) {
+            sum += f(x[i]);
+            ++count;
+        }
+    }
+    return count > 0 ? sum / count : 0.0;
+}
+
+}  // namespace
+
+double get_mean(double* x, const int n, double threshold) {
+    return gated_mean(x, n, threshold, [](double value) { return value; });
+}
+
+double get_std(double* x, const int n, double threshold) {
+    const double mean = get_mean(x, n, threshold);
+    return std::sqrt(gated_mean(x, n, threshold, [mean](double value) { return (value - mean) * (value - mean); }));
+}
+
+double get_rms(double* x, const int n, double threshold) {
+    return std::sqrt(gated_mean(x, n, threshold, [](double value) { return value * value; }));
+}
+
+// --- Helmert transformation ----------------------------------------------------------------------------------------------
+
+namespace {
+
+/// Rotation of the similarity transformation (row-major) and, where asked for, its derivatives by the three angles.
+void helmert_rotation(const double* angles, double* R, double* dR_a = nullptr, double* dR_b = nullptr,
+                      double* dR_c = nullptr) {
+    const double sa = std::sin(angles[0]), ca = std::cos(angles[0]);
+    const double sb = std::sin(angles[1]), cb = std::cos(angles[1]);
+    const double sc = std::sin(angles[2]), cc = std::cos(angles[2]);
+    const auto set = [](double* M, const std::array<double, 9>& rows) {
+        if (M != nullptr) std::copy(rows.begin(), rows.end(), M);
+    };
+    set(R, {ca * cb, -sa * cc - ca * sb * sc, sa * sc - ca * sb * cc,  //
+            sa * cb, ca * cc - sa * sb * sc, -ca * sc - sa * sb * cc,  //
+            sb, cb * sc, cb * cc});
+    set(dR_a, {-sa * cb, -ca * cc + sa * sb * sc, ca * sc + sa * sb * cc,  //
+               ca * cb, -sa * cc - ca * sb * sc, sa * sc - ca * sb * cc,   //
+               0.0, 0.0, 0.0});
+    set(dR_b, {-ca * sb, -ca * cb * sc, -ca * cb * cc,  //
+               -sa * sb, -sa * cb * sc, -sa * cb * cc,  //
+               cb, -sb * sc, -sb * cc});
+    set(dR_c, {0.0, sa * sc - ca * sb * cc, sa * cc + ca * sb * sc,    //
+               0.0, -ca * sc - sa * sb * cc, -ca * cc + sa * sb * sc,  //
+               0.0, cb * cc, -cb * sc});
+}
+
+}  // namespace
+
+void HelmertTransform_3D(double* p, double* param, double* q) {
+    double R[9], Rp[3];
+    helmert_rotation(param + 4, R);
+    matrixMultiply(3, 3, R, 1, p, Rp);
+    for (int k = 0; k < 3; ++k) q[k] = (1.0 + param[3]) * Rp[k] + param[k];
+}
+
+void HelmertParameter_3D(int npoints, double (*q)[3], double (*p)[3], double* param) {
+    if (param == nullptr) return;
+    constexpr int nparam = 7;
+    constexpr int iter_num_max = 20;
+    const int points = std::clamp(npoints, 0, INT_MAX / 3);
+    Scratch B(area(3 * points, nparam)), L(area(3 * points, 1));
+    double state[nparam] = {0.0, 0.0, 0.0, 1.0, 0.0, 0.0, 0.0};  // tx, ty, tz, scale factor, a, b, c
+    double test_convergency = 0.0;
+    int iter_num = 0;
+    for (;;) {
+        double R[9], dR[3][9];
+        helmert_rotation(state + 4, R, dR[0], dR[1], dR[2]);
+        const double scale = state[3];
+        for (int i = 0; i < points; ++i) {
+            double Rp[3], dRp[3][3];
+            matrixMultiply(3, 3, R, 1, p[i], Rp);
+            for (int angle = 0; angle < 3; ++angle) matrixMultiply(3, 3, dR[angle], 1, p[i], dRp[angle]);
+            for (int k = 0; k < 3; ++k) {
+                double* row = B.data() + (3 * i + k) * nparam;
+                for (int t = 0; t < 3; ++t) row[t] = t == k ? 1.0 : 0.0;
+                row[3] = Rp[k];
+                for (int angle = 0; angle < 3; ++angle) row[4 + angle] = scale * dRp[angle][k];
+                L[3 * i + k] = q[i][k] - (scale * Rp[k] + state[k]);
+            }
+        }
+        double X[nparam] = {};
+        if (solve_lsq(B.data(), L.data(), 3 * points, nparam, X, nullptr) == -1) {
+            report(ULOG_ERROR_LEVEL, "HelmertParameter_3D(), solve_lsq() return false!");
+            return;
+        }
+        ++iter_num;
+        test_convergency = norm(nparam, X);
+        if (test_convergency < 1e-4 || iter_num > iter_num_max) break;  // settled: the last X is not applied
+        ArrayAddition(nparam, state, X, state);
+    }
+    if (iter_num >= iter_num_max) {
+        report(ULOG_WARNING_LEVEL, "HelmertParameter_3D(), iter_num[%d]>iter_num_max! test_convergency=%12.10lf",
+               iter_num, test_convergency);
+    }
+    std::copy_n(state, nparam, param);
+    param[3] = state[3] - 1.0;
+
+    double rms[3] = {0.0, 0.0, 0.0};
+    for (int i = 0; i < points; ++i) {
+        for (int k = 0; k < 3; ++k) rms[k] += L[3 * i + k] * L[3 * i + k];
+    }
+    for (double& axis : rms) axis = std::sqrt(axis / points);
+    report(ULOG_INFO_LEVEL, "HelmertParameter_3D(): Fit RMS: x=%10.8lf, y=%10.8lf, z=%10.8lf", rms[0], rms[1], rms[2]);
+}

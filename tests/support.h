@@ -1,0 +1,112 @@
+/// \file support.h
+/// Shared by the tests: a log recorder, paths of data sets, temporary files.
+#ifndef LEOPOD_TESTS_SUPPORT_H
+#define LEOPOD_TESTS_SUPPORT_H
+
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "ulog.h"
+
+namespace support {
+
+struct Message {
+    ulog_level_t level;
+    std::string text;
+};
+
+/// Everything the library logged since the recorder was made, in order.
+class LogRecorder {
+  public:
+    explicit LogRecorder(ulog_level_t threshold = ULOG_TRACE_LEVEL) {
+        messages().clear();
+        ulog_subscribe(&record, threshold);
+    }
+    ~LogRecorder() { ulog_unsubscribe(&record); }
+    LogRecorder(const LogRecorder&) = delete;
+    LogRecorder& operator=(const LogRecorder&) = delete;
+
+    static std::vector<Message>& messages() {
+        static std::vector<Message> all;
+        return all;
+    }
+    /// Number of messages at a level that hold a text.
+    int count(ulog_level_t level, const std::string& text) const {
+        int n = 0;
+        for (const Message& m : messages()) n += m.level == level && m.text.find(text) != std::string::npos;
+        return n;
+    }
+    /// True if exactly this text was logged at this level.
+    bool has(ulog_level_t level, const std::string& text) const {
+        for (const Message& m : messages()) {
+            if (m.level == level && m.text == text) return true;
+        }
+        return false;
+    }
+    void clear() { messages().clear(); }
+
+  private:
+    static void record(ulog_level_t level, char* msg) { messages().push_back({level, msg}); }
+};
+
+/// A subscriber for EXPECT_EXIT: prints every text to standard error.
+inline void log_to_stderr(ulog_level_t, char* msg) { std::fprintf(stderr, "%s\n", msg); }
+
+/// Path of a data set beside the checkout (environment variable LEOPOD_DATA overrides).
+inline std::filesystem::path data_path(const std::string& name) {
+    const char* dir = std::getenv("LEOPOD_DATA");
+    return std::filesystem::path(dir != nullptr ? dir : LEOPOD_DATA_DIR) / name;
+}
+
+/// Path of a small file committed under tests/data.
+inline std::filesystem::path test_file(const std::string& name) {
+    return std::filesystem::path(LEOPOD_SOURCE_DIR) / "tests" / "data" / name;
+}
+
+/// A directory of this test process, removed at its end.
+inline const std::filesystem::path& temp_dir() {
+    struct Dir {
+        std::filesystem::path path;
+        pid_t owner = getpid();  ///< a death test's child must not remove it
+        Dir() {
+            std::string pattern = (std::filesystem::temp_directory_path() / "leopod_test_XXXXXX").string();
+            path = mkdtemp(pattern.data()) != nullptr ? pattern : std::string(".");
+        }
+        ~Dir() {
+            std::error_code ignored;
+            if (path != "." && owner == getpid()) std::filesystem::remove_all(path, ignored);
+        }
+    };
+    static Dir dir;
+    return dir.path;
+}
+
+/// Writes a file into the temporary directory and returns its path.
+inline std::string write_temp(const std::string& name, const std::string& content) {
+    const std::filesystem::path path = temp_dir() / name;
+    std::ofstream(path, std::ios::binary) << content;
+    return path.string();
+}
+
+inline std::string read_file(const std::filesystem::path& path) {
+    std::ifstream in(path, std::ios::binary);
+    std::stringstream text;
+    text << in.rdbuf();
+    return text.str();
+}
+
+}  // namespace support
+
+/// Skips the test with a message when a data set is not there.
+#define LEOPOD_REQUIRE_DATA(path) \
+    if (!std::filesystem::exists(path)) GTEST_SKIP() << "data set not present: " << (path).filename()
+
+#endif
