@@ -1,0 +1,461 @@
+/// \file earth_gravity.cpp
+/// Spherical-harmonic field of the Earth and its time-variable corrections.
+///
+/// Cunningham's harmonics: V(n,m) + i W(n,m) = (Re/r)^(n+1) P(n,m)(sin lat) exp(i m lon), in triangular tables. For NN = 3:
+///
+///     k     0      1      2      3      4      5      6      7      8      9
+///     (n,m) (0,0)  (1,0)  (1,1)  (2,0)  (2,1)  (2,2)  (3,0)  (3,1)  (3,2)  (3,3)
+///
+/// so that (n+1,m) stands n + 1 entries behind (n,m), and the orders of one degree lie side by side.
+#include "earth_gravity.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstdio>
+#include <iterator>
+#include <vector>
+
+#include "earth_rotation_param.h"
+#include "iers_function.h"
+#include "internal.h"
+#include "mathlib.h"
+
+double N[MAXSIZE_GRAVITY];
+double C[MAXSIZE_GRAVITY];
+double S[MAXSIZE_GRAVITY];
+double V[MAXSIZE_GRAVITY_VW];
+double W[MAXSIZE_GRAVITY_VW];
+double GM;
+double Re;
+double o_C20, o_C21, o_C22, o_C30, o_C31, o_C32, o_C33, o_C40, o_C41, o_C42;
+double o_S20, o_S21, o_S22, o_S30, o_S31, o_S32, o_S33, o_S40, o_S41, o_S42;
+
+namespace {
+
+constexpr double kModelGM = 398600441500000.0;  // [m^3/s^2]
+constexpr double kModelRe = 6378136.3;          // [m]
+
+constexpr double kBuiltinN[] = {
+#include "tables/gravity_egm2008_n.inc"
+};
+constexpr double kBuiltinC[] = {
+#include "tables/gravity_egm2008_c.inc"
+};
+constexpr double kBuiltinS[] = {
+#include "tables/gravity_egm2008_s.inc"
+};
+static_assert(std::size(kBuiltinN) == NUM_GRAVITY_EMBED);
+static_assert(std::size(kBuiltinC) == NUM_GRAVITY_EMBED);
+static_assert(std::size(kBuiltinS) == NUM_GRAVITY_EMBED);
+
+// Columns: in-phase and out-of-phase amplitude [1e-12]; multipliers of l, l', F, D, Om (not read); of tau, s, h, p, N', ps.
+constexpr int kTideColumns = 13;
+constexpr int kDoodsonColumn = 7;
+constexpr double Argu_C20[][kTideColumns] = {
+#include "tables/gravity_tide_6_5b.inc"
+};
+constexpr double Argu_C21[][kTideColumns] = {
+#include "tables/gravity_tide_6_5a.inc"
+};
+constexpr double Argu_C22[][kTideColumns] = {
+#include "tables/gravity_tide_6_5c.inc"
+};
+static_assert(std::size(Argu_C20) == 21);
+static_assert(std::size(Argu_C21) == 48);
+static_assert(std::size(Argu_C22) == 2);
+
+// Love numbers, IERS Conventions (2010), table 6.3: elastic k, k+ (read); anelastic Re k, Im k, k+ (settled: not used).
+constexpr double kLove[7][5] = {
+    {0.29525, -0.00087, 0.3019, -0.0, -0.00089},      // (2,0)
+    {0.2947, -0.00079, 0.2983, -0.00144, -0.0008},    // (2,1)
+    {0.29801, -0.00057, 0.30102, -0.0013, -0.00057},  // (2,2)
+    {0.093, 0.0, 0.0, 0.0, 0.0},                      // (3,0)
+    {0.093, 0.0, 0.0, 0.0, 0.0},                      // (3,1)
+    {0.093, 0.0, 0.0, 0.0, 0.0},                      // (3,2)
+    {0.094, 0.0, 0.0, 0.0, 0.0},                      // (3,3)
+};
+
+// The corrected coefficients: (2,0) to (4,2), ten in a row of the triangular tables.
+constexpr int kCorrected = 10;
+constexpr int kFirstCorrected = 3;
+double* const kStaticC[kCorrected] = {&o_C20, &o_C21, &o_C22, &o_C30, &o_C31, &o_C32, &o_C33, &o_C40, &o_C41, &o_C42};
+double* const kStaticS[kCorrected] = {&o_S20, &o_S21, &o_S22, &o_S30, &o_S31, &o_S32, &o_S33, &o_S40, &o_S41, &o_S42};
+
+/// Triangular index of degree n, order m.
+constexpr int index_of(int n, int m) { return n * (n + 1) / 2 + m; }
+
+constexpr int within_table(int degree) { return std::min(degree, static_cast<int>(MAXDEGREE_GRAVITY)); }
+
+void keep_static_values() {
+    for (int i = 0; i < kCorrected; ++i) {
+        *kStaticC[i] = C[kFirstCorrected + i];
+        *kStaticS[i] = S[kFirstCorrected + i];
+    }
+}
+
+/// Reads degree, order, Cbar, Sbar and two unused sigmas a line. Stops at the first line above the table's degree.
+void read_coefficients(leopod::LineReader& reader, double* Cn, double* Sn) {
+    char line[leopod::kLineSize];
+    int degree = 0, order = 0;
+    double cbar = 0.0, sbar = 0.0, sigma_c = 0.0, sigma_s = 0.0;
+    bool any_good = false;
+    while (leopod::read_line(reader, line)) {
+        leopod::replace_char(line, 'D', 'E');
+        // settled: a number that cannot be read keeps its value of the line before
+        const int read =
+            leopod::scan(line, "%d %d %lf %lf %lf %lf\n", &degree, &order, &cbar, &sbar, &sigma_c, &sigma_s);
+        any_good = any_good || read >= 4;
+        if (!any_good) continue;
+        if (degree > MAXDEGREE_GRAVITY || order > MAXDEGREE_GRAVITY) return;
+        if (order < 0 || order > degree) continue;
+        Cn[index_of(degree, order)] = cbar;
+        Sn[index_of(degree, order)] = sbar;
+    }
+}
+
+void write_table(std::FILE* file, char name, const double* table) {
+    std::fprintf(file, "static double %c[]=\n{\n", name);
+    for (int k = 0; k < MAXSIZE_GRAVITY; ++k) {
+        std::fprintf(file, "%+#30.25E,", table[k]);
+        if (k % 20 == 19) std::fputc('\n', file);
+    }
+    std::fputs("\n};\n", file);
+}
+
+/// Writes the tables as source text, in the form of the built-in field.
+void write_side_file() {
+    constexpr const char* kSideFile = "testdata/cs_file.txt";
+    std::FILE* file = std::fopen(kSideFile, "w");
+    if (file == nullptr) {
+        leopod::report(ULOG_ERROR_LEVEL, "load_earth_coef_EGM() cannot write %s", kSideFile);
+        return;
+    }
+    write_table(file, 'N', N);
+    std::fputc('\n', file);
+    write_table(file, 'C', C);
+    std::fputc('\n', file);
+    write_table(file, 'S', S);
+    std::fclose(file);
+}
+
+/// Tide of one body: adds k f exp(i m lon) to the degrees 2 and 3, and by k+ to degree 4 (IERS Conventions 2010, 6.6 and 6.7).
+void add_body_tide(double gm_body, double* pos_ecef, double* dC, double* dS) {
+    constexpr double kTideRe = 6378137.0;  // settled: not the field's Re
+    const double r = norm(3, pos_ecef);
+    const double sin_lat = std::sin(std::asin(pos_ecef[2] / r));
+    const double lon = std::atan2(pos_ecef[1], pos_ecef[0]);
+    int i = 0;
+    for (int n = 2; n <= 3; ++n) {
+        for (int m = 0; m <= n; ++m, ++i) {
+            const double f = (1.0 / (2 * n + 1)) * (gm_body / kModelGM) * std::pow(kTideRe / r, n + 1) *
+                             N[index_of(n, m)] * legendrePoly(n, m, sin_lat);
+            const double cos_mlon = std::cos(m * lon), sin_mlon = std::sin(m * lon);
+            dC[i] += kLove[i][0] * f * cos_mlon;
+            dS[i] += kLove[i][0] * f * sin_mlon;
+            if (n == 2) {
+                dC[7 + m] += kLove[i][1] * f * cos_mlon;
+                dS[7 + m] += kLove[i][1] * f * sin_mlon;
+            }
+        }
+    }
+}
+
+struct TideTerm {
+    double in_phase, out_of_phase, sine, cosine;
+};
+
+TideTerm tide_term(const double (&row)[kTideColumns], const double* doodson) {
+    double theta = 0.0;
+    for (int j = 0; j < 6; ++j) theta += row[kDoodsonColumn + j] * doodson[j];
+    return {row[0], row[1], std::sin(theta), std::cos(theta)};
+}
+
+/// Frequency dependence of the Love numbers, IERS Conventions (2010), tables 6.5a to 6.5c.
+void add_frequency_dependence(const double* doodson, double* dC, double* dS) {
+    for (const auto& row : Argu_C20) {
+        const TideTerm t = tide_term(row, doodson);
+        dC[0] += (t.in_phase * t.cosine - t.out_of_phase * t.sine) * 1e-12;
+    }
+    for (const auto& row : Argu_C21) {
+        const TideTerm t = tide_term(row, doodson);
+        dC[1] += (t.in_phase * t.sine + t.out_of_phase * t.cosine) * 1e-12;
+        dS[1] += (t.in_phase * t.cosine - t.out_of_phase * t.sine) * 1e-12;
+    }
+    for (const auto& row : Argu_C22) {
+        const TideTerm t = tide_term(row, doodson);
+        dC[2] += t.in_phase * t.cosine * 1e-12;
+        dS[2] -= t.in_phase * t.sine * 1e-12;
+    }
+}
+
+}  // namespace
+
+// --- tables --------------------------------------------------------------------------------------------------------------
+
+void initialize_global_earth_gravity(void) {
+    GM = kModelGM;
+    Re = kModelRe;
+    for (int i = 0; i < kCorrected; ++i) *kStaticC[i] = *kStaticS[i] = 0.0;
+    std::copy(std::begin(kBuiltinN), std::end(kBuiltinN), N);
+    std::copy(std::begin(kBuiltinC), std::end(kBuiltinC), C);
+    std::copy(std::begin(kBuiltinS), std::end(kBuiltinS), S);
+    std::fill(std::begin(V), std::end(V), 0.0);
+    std::fill(std::begin(W), std::end(W), 0.0);
+    keep_static_values();
+}
+
+bool load_earth_coef_EGM(char* filename) {
+    leopod::LineReader reader;
+    reader.file = filename != nullptr ? std::fopen(filename, "r") : nullptr;
+    if (reader.file == nullptr) {
+        leopod::report(ULOG_ERROR_LEVEL, "load_earth_coef_EGM() open file failed!\n");
+        return false;
+    }
+    reader.name = filename;
+    Re = kModelRe;
+    GM = kModelGM;
+    std::vector<double> Cn(MAXSIZE_GRAVITY), Sn(MAXSIZE_GRAVITY);
+    Cn[0] = 1.0;
+    read_coefficients(reader, Cn.data(), Sn.data());
+    std::fclose(reader.file);
+    denormaliseCS(MAXSIZE_GRAVITY, Cn.data(), Sn.data());
+    keep_static_values();
+    write_side_file();
+    return true;
+}
+
+void computeNormalFactor(void) {
+    N[0] = 1.0;
+    for (int n = 1; n <= MAXDEGREE_GRAVITY; ++n) {
+        N[index_of(n, 0)] = N[index_of(n - 1, 0)] * std::sqrt((2.0 * n + 1) / (2 * n - 1));
+    }
+    for (int m = 1; m <= MAXDEGREE_GRAVITY; ++m) {
+        N[index_of(m, m)] = N[index_of(m - 1, m - 1)] * std::sqrt((2.0 * m + 1) / (2 * m - 1) / (2 * m - 1) / (2 * m));
+        for (int n = m + 1; n <= MAXDEGREE_GRAVITY; ++n) {
+            N[index_of(n, m)] = N[index_of(n - 1, m)] * std::sqrt((2.0 * n + 1) * (n - m) / (2 * n - 1) / (n + m));
+        }
+    }
+    // The recurrence above runs on the values without the factor of the orders above zero.
+    for (int m = 1; m <= MAXDEGREE_GRAVITY; ++m) {
+        for (int n = m; n <= MAXDEGREE_GRAVITY; ++n) N[index_of(n, m)] *= 1.4142135623730951;
+    }
+}
+
+void denormaliseCS(int nsize, double* Cn, double* Sn) {
+    computeNormalFactor();
+    const int count = std::min(nsize, static_cast<int>(MAXSIZE_GRAVITY));
+    for (int k = 0; k < count; ++k) {
+        C[k] = N[k] * Cn[k];
+        S[k] = N[k] * Sn[k];
+    }
+}
+
+double normalFactor(int n, int m) {
+    const double degree = n, order = m;
+    double product = 1.0;
+    for (double i = degree - order + 1; i <= degree + order; ++i) product *= i;
+    return std::sqrt((m == 0 ? 1.0 : 2.0) * (2 * degree + 1) / product);
+}
+
+double legendrePoly(int n, int m, double u) {
+    if (m < 0 || m > n) return 0.0;
+    double below = 1.0;  // P(m,m), from P(0,0) = 1
+    for (int i = 1; i <= m; ++i) below = std::sqrt(1 - u * u) * (2.0 * i - 1) * below;
+    if (n == m) return below;
+    double value = (2.0 * m + 1) * u * below;  // P(m+1,m)
+    for (int i = m + 2; i <= n; ++i) {
+        const double next = ((2.0 * i - 1) * u * value - (static_cast<double>(i) + m - 1) * below) / (i - m);
+        below = value;
+        value = next;
+    }
+    return value;
+}
+
+// --- harmonics, acceleration, gradient -----------------------------------------------------------------------------------
+
+void generateVW(int NN, int MM, double* pos_ecef) {
+    const double x = pos_ecef[0], y = pos_ecef[1], z = pos_ecef[2];
+    const double r2 = x * x + y * y + z * z;
+    const double r = std::sqrt(r2);
+    const double x0 = Re * x / r2, y0 = Re * y / r2, z0 = Re * z / r2;
+    const double rho = Re * Re / r2;
+    const int top = within_table(NN);
+    const int top_order = std::min(MM, top);
+    V[0] = Re / r;
+    W[0] = 0.0;
+    // settled: rows above `top` are not generated and keep what they hold, zero unless an earlier call went higher.
+    for (int n = 1; n <= top; ++n) {
+        double* const v = V + index_of(n, 0);
+        double* const w = W + index_of(n, 0);
+        const double* const v1 = V + index_of(n - 1, 0);
+        const double* const w1 = W + index_of(n - 1, 0);
+        const double* const v2 = V + index_of(n - 2, 0);  // for n = 1 at (0,0), with the factor 0
+        const double* const w2 = W + index_of(n - 2, 0);
+        // Degree by degree: the orders of one degree lie side by side and do not depend on each other.
+        for (int m = 0; m <= std::max(0, std::min(n - 2, top_order)); ++m) {
+            v[m] = ((2 * n - 1) * z0 * v1[m] - (n + m - 1) * rho * v2[m]) / (n - m);
+            w[m] = ((2 * n - 1) * z0 * w1[m] - (n + m - 1) * rho * w2[m]) / (n - m);
+        }
+        w[0] = 0.0;
+        if (n >= 2 && n - 1 <= top_order) {
+            v[n - 1] = (2 * n - 1) * z0 * v1[n - 1];
+            w[n - 1] = (2 * n - 1) * z0 * w1[n - 1];
+        }
+        if (n <= top_order) {
+            v[n] = (2 * n - 1) * (x0 * v1[n - 1] - y0 * w1[n - 1]);
+            w[n] = (2 * n - 1) * (y0 * v1[n - 1] + x0 * w1[n - 1]);
+        }
+    }
+}
+
+void compute_acc_earth_gravity(int NN, int MM, double* /*pos_ecef*/, double* a_ecef) {
+    const int top = within_table(NN), top_order = within_table(MM);
+    double ax = 0.0, ay = 0.0, az = 0.0;
+    for (int m = 0; m <= top_order; ++m) {
+        int k = index_of(m, m);       // (n,m)
+        int up = index_of(m + 1, m);  // (n+1,m)
+        for (int n = m; n <= top; k += n + 1, up += n + 2, ++n) {
+            const double c = C[k], s = S[k];
+            if (m == 0) {
+                ax -= c * V[up + 1];
+                ay -= c * W[up + 1];
+            } else {
+                const double f = (n - m + 2) * (n - m + 1);
+                ax += 0.5 * (-c * V[up + 1] - s * W[up + 1] + f * (c * V[up - 1] + s * W[up - 1]));
+                ay += 0.5 * (-c * W[up + 1] + s * V[up + 1] + f * (-c * W[up - 1] + s * V[up - 1]));
+            }
+            az += (n - m + 1) * (-c * V[up] - s * W[up]);
+        }
+    }
+    a_ecef[0] = ax * (GM / Re / Re);
+    a_ecef[1] = ay * (GM / Re / Re);
+    a_ecef[2] = az * (GM / Re / Re);
+}
+
+void compute_dadr_earth_gravity(int NN, int /*MM*/, double* /*pos_ecef*/, double* dadr_ecf) {
+    double xx = 0.0, xy = 0.0, xz = 0.0, yz = 0.0, zz = 0.0;
+    for (int n = within_table(NN); n >= 0; --n) {
+        const double* const v = V + index_of(n + 2, 0);
+        const double* const w = W + index_of(n + 2, 0);
+        for (int m = n; m >= 0; --m) {
+            const double c = C[index_of(n, m)], s = S[index_of(n, m)];
+            const auto A = [=](int j) { return c * v[j] + s * w[j]; };
+            const auto B = [=](int j) { return c * w[j] - s * v[j]; };
+            const double d = n - m;
+            zz += (d + 1) * (d + 2) * A(m);
+            if (m == 0) {
+                xx += 0.5 * (c * v[2] - (n + 1) * (n + 2) * c * v[0]);
+                xy += 0.5 * c * w[2];
+                xz += (n + 1) * c * v[1];
+                yz += (n + 1) * c * w[1];
+                continue;
+            }
+            const double g = 0.5 * (d + 3) * (d + 2) * (d + 1);
+            xz += 0.5 * (d + 1) * A(m + 1) - g * A(m - 1);
+            yz += 0.5 * (d + 1) * B(m + 1) + g * B(m - 1);
+            // settled: the factor 0.25 applies to the first term only
+            if (m == 1) {
+                xx += 0.25 * A(3) - n * (n + 1) * (3 * c * v[1] + s * w[1]);
+                xy += 0.25 * B(3) - n * (n + 1) * (s * v[1] + c * w[1]);
+            } else {
+                const double h = (d + 1) * (d + 2) * (d + 3) * (d + 4);
+                xx += 0.25 * A(m + 2) - 2 * (d + 2) * (d + 1) * A(m) + h * A(m - 2);
+                xy += 0.25 * B(m + 2) - h * B(m - 2);
+            }
+        }
+    }
+    const double scale = GM / (Re * Re * Re);
+    dadr_ecf[0] = xx * scale;
+    dadr_ecf[1] = dadr_ecf[3] = xy * scale;
+    dadr_ecf[2] = dadr_ecf[6] = xz * scale;
+    dadr_ecf[4] = (-xx - zz) * scale;  // Laplace
+    dadr_ecf[5] = dadr_ecf[7] = yz * scale;
+    dadr_ecf[8] = zz * scale;
+}
+
+// --- time-variable field -------------------------------------------------------------------------------------------------
+
+void compute_acc_dadr_earth_gravity(int NN, int MM, double mjd_utc, double leap_sec, double* satpos_ecef,
+                                    double* sunpos_ecf, double* moonpos_ecf, double* acc_ecf, double* dadr_ecf) {
+    NN = within_table(NN);
+    MM = within_table(MM);
+    double delta_C[kCorrected] = {}, delta_S[kCorrected] = {};
+    const double mjd_tt = mjd_utc + (leap_sec + 32.184) / 86400;
+    const double jd_ut1 = mjd_utc + 2400000.5;  // settled: UT1-UTC taken as zero
+    const double jd_tt = mjd_tt + 2400000.5;
+    const bool sun_ok = norm(3, sunpos_ecf) > 1e-12;
+    const bool moon_ok = norm(3, moonpos_ecf) > 1e-12;
+    if (NN >= 4) {
+        double c20 = 0.0, c30 = 0.0, c40 = 0.0, c21 = 0.0, s21 = 0.0;
+        correct_CS_TimeVarying(mjd_tt, &c20, &c30, &c40, &c21, &s21);
+        delta_C[0] += c20;
+        delta_C[3] += c30;
+        delta_C[7] += c40;
+        delta_C[1] += c21;
+        delta_S[1] += s21;
+    }
+    if (sun_ok && moon_ok && NN >= 4) {
+        double dC[kCorrected] = {}, dS[kCorrected] = {};
+        const double jd_ut1_whole = std::trunc(jd_ut1);
+        correct_CS_solidEarthTide(jd_ut1_whole, jd_ut1 - jd_ut1_whole, jd_tt, sunpos_ecf, moonpos_ecf, dC, dS);
+        for (int i = 0; i < kCorrected; ++i) {
+            delta_C[i] += dC[i] * N[kFirstCorrected + i];
+            delta_S[i] += dS[i] * N[kFirstCorrected + i];
+        }
+    }
+    if (NN >= 2) {
+        // settled: the instantaneous pole is passed as zero, the term holds the mean pole alone
+        double dC21 = 0.0, dS21 = 0.0;
+        correct_PoleTide(mjd_utc, 0, 0, &dC21, &dS21);
+        delta_C[1] += dC21 * N[index_of(2, 1)];
+        delta_S[1] += dS21 * N[index_of(2, 1)];
+    }
+    if (NN > 1) {
+        for (int i = 0; i < kCorrected; ++i) {
+            C[kFirstCorrected + i] = *kStaticC[i] + delta_C[i];
+            S[kFirstCorrected + i] = *kStaticS[i] + delta_S[i];
+        }
+    }
+    generateVW(NN, MM, satpos_ecef);
+    if (acc_ecf != nullptr) compute_acc_earth_gravity(NN, MM, satpos_ecef, acc_ecf);
+    if (dadr_ecf != nullptr) compute_dadr_earth_gravity(NN, MM, satpos_ecef, dadr_ecf);
+}
+
+void correct_CS_TimeVarying(double mjd_utc, double* c_C20, double* c_C30, double* c_C40, double* c_C21, double* c_S21) {
+    const double t = (mjd_utc - 51544.5) / 365.25;
+    *c_C20 = N[index_of(2, 0)] * t * 1.16e-11;
+    *c_C30 = N[index_of(3, 0)] * t * 4.9e-12;
+    *c_C40 = N[index_of(4, 0)] * t * 4.7e-12;
+
+    double pole[2] = {};
+    mean_polar_motion(mjd_utc, pole);
+    const double x = pole[0] * (leopod::kPi / 648000), y = pole[1] * (leopod::kPi / 648000);
+    const double C20n = o_C20 / N[index_of(2, 0)];
+    const double C22n = o_C22 / N[index_of(2, 2)];
+    const double S22n = o_S22 / N[index_of(2, 2)];
+    constexpr double s3 = 1.7320508075688772;
+    // IERS Conventions (2010), equation 6.5. The static term is subtracted, so that it is replaced by the bracket.
+    *c_C21 = (s3 * x * C20n - x * C22n + y * S22n) * N[index_of(2, 1)] - o_C21;
+    *c_S21 = (-s3 * y * C20n - y * C22n - x * S22n) * N[index_of(2, 1)] - o_S21;
+}
+
+void correct_CS_solidEarthTide(double JD_UT1_I, double JD_UT1_F, double JD_TT, double* sunpos_ecef,
+                               double* moonpos_ecef, double* dC, double* dS) {
+    // settled: these parameters are separate from those of the planetary ephemeris
+    add_body_tide(1.327124400419394e+20, sunpos_ecef, dC, dS);
+    add_body_tide(4902789000000.0, moonpos_ecef, dC, dS);
+    double delaunay[5], doodson[6];
+    DOODSONARG(JD_UT1_I, JD_UT1_F, JD_TT, delaunay, doodson);
+    add_frequency_dependence(doodson, dC, dS);
+}
+
+void correct_PoleTide(double mjd_utc, double xp, double yp, double* dC21, double* dS21) {
+    double mean[2] = {};
+    mean_polar_motion(mjd_utc, mean);
+    const double m1 = xp - mean[0], m2 = mean[1] - yp;  // [arcsecond]
+    // Solid Earth and ocean pole tide, IERS Conventions (2010), sections 6.4 and 6.5.
+    *dC21 = -1.333e-9 * (m1 + 0.0115 * m2);
+    *dS21 = -1.333e-9 * (m2 - 0.0115 * m1);
+    *dC21 += -2.1778e-10 * (m1 - 0.01724 * m2);
+    *dS21 += -1.7232e-10 * (m2 - 0.03365 * m1);
+}

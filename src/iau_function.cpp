@@ -1,0 +1,397 @@
+#include "iau_function.h"
+
+#include <cmath>
+#include <iterator>
+
+#include "internal.h"
+
+using leopod::cio_arguments;
+using leopod::cio_term;
+using leopod::fmod_two_pi;
+using leopod::horner;
+using leopod::kArcsecInTurn;
+using leopod::kArcsecToRad;
+using leopod::kDaysInCentury;
+using leopod::kJdJ2000;
+using leopod::kTwoPi;
+
+constexpr NUT_COEF_XLS g_xls[] = {
+#include "tables/nut00a_luni_solar.inc"
+};
+static_assert(std::size(g_xls) == 678);
+
+constexpr NUT_COEF_XPL g_xpl[] = {
+#include "tables/nut00a_planetary.inc"
+};
+static_assert(std::size(g_xpl) == 687);
+
+namespace leopod {
+
+double fmod_two_pi(double x) {
+    // 2 pi (the double) split after its 33rd bit. For a quotient q below 2^20 both products are exact, and so are the two
+    // differences: the first is a multiple of the last bit of x, below 8; the second one of the last bit of 2 pi, below 8.
+    constexpr double kHigh = 0x1.921fb544p+2;
+    constexpr double kLow = kTwoPi - kHigh;
+    constexpr double kLimit = 0x1p+20 * kTwoPi;
+    const double magnitude = std::fabs(x);
+    if (!(magnitude < kLimit)) return std::fmod(x, kTwoPi);
+    const double q = static_cast<double>(static_cast<int>(magnitude * (1.0 / kTwoPi)));
+    double rest = (magnitude - q * kHigh) - q * kLow;
+    if (rest < 0.0) rest += kTwoPi;  // the estimate q is off by at most one
+    if (rest >= kTwoPi) rest -= kTwoPi;
+    return std::copysign(rest, x);
+}
+
+double mean_anomaly_sun_mhb(double t) {
+    constexpr double c[] = {1287104.79305, 129596581.0481, -0.5532, 0.000136, -0.00001149};
+    return std::fmod(horner(c, t), kArcsecInTurn) * kArcsecToRad;
+}
+
+double mean_elongation_moon_mhb(double t) {
+    constexpr double c[] = {1072260.70369, 1602961601.2090, -6.3706, 0.006593, -0.00003169};
+    return std::fmod(horner(c, t), kArcsecInTurn) * kArcsecToRad;
+}
+
+double mean_obliquity_2006(double t) {
+    constexpr double c[] = {84381.406, -46.836769, -0.0001831, 0.00200340, -0.000000576, -0.0000000434};
+    return horner(c, t) * kArcsecToRad;
+}
+
+void cio_arguments(double t, double (&fa)[8]) {
+    fa[0] = iauFal03(t);
+    fa[1] = iauFalp03(t);
+    fa[2] = iauFaf03(t);
+    fa[3] = iauFad03(t);
+    fa[4] = iauFaom03(t);
+    fa[5] = iauFave03(t);
+    fa[6] = iauFae03(t);
+    fa[7] = iauFapa03(t);
+}
+
+double cio_term(const int (&n)[8], double s, double c, const double (&fa)[8]) {
+    double a = 0.0;
+    for (int i = 0; i < 8; ++i) a += static_cast<double>(n[i]) * fa[i];
+    return s * std::sin(a) + c * std::cos(a);
+}
+
+}  // namespace leopod
+
+namespace {
+
+/// Term of the series for s: multipliers of the eight arguments, sine and cosine [arcsecond].
+struct TERM {
+    int nfa[8];
+    double s, c;
+};
+
+/// Julian centuries since J2000.0 of a two-part Julian date.
+double centuries(double date1, double date2) { return ((date1 - kJdJ2000) + date2) / kDaysInCentury; }
+
+/// Delaunay argument: polynomial in arcseconds, reduced to a turn, in radians.
+double delaunay(const double (&c)[5], double t) { return std::fmod(horner(c, t), kArcsecInTurn) * kArcsecToRad; }
+
+/// w plus a series, summed from its last term to its first.
+template <std::size_t N>
+double add_series(double w, const TERM (&terms)[N], const double (&fa)[8]) {
+    for (std::size_t i = N; i-- > 0;) w += cio_term(terms[i].nfa, terms[i].s, terms[i].c, fa);
+    return w;
+}
+
+/// CIO locator s [rad] from a model's polynomial and series of s + XY/2.
+double cio_locator(double t, double x, double y, const double (&sp)[6], const TERM (&s0)[33], const TERM (&s1)[3],
+                   const TERM (&s2)[25], const TERM (&s3)[4], const TERM (&s4)[1]) {
+    double fa[8];
+    cio_arguments(t, fa);
+    const double w[6] = {add_series(sp[0], s0, fa), add_series(sp[1], s1, fa), add_series(sp[2], s2, fa),
+                         add_series(sp[3], s3, fa), add_series(sp[4], s4, fa), sp[5]};
+    return horner(w, t) * kArcsecToRad - x * y / 2.0;
+}
+
+/// Multipliers of K arguments for the terms of a nutation series, one column an argument. The number of terms is rounded
+/// up to an even one, so that two of them are summed at a time.
+template <std::size_t K, std::size_t Terms>
+struct Multipliers {
+    static constexpr std::size_t kRows = Terms + Terms % 2;
+    double column[K][kRows];
+};
+
+constexpr auto kLuniSolar = [] {
+    Multipliers<5, std::size(g_xls)> m = {};
+    for (std::size_t i = 0; i < std::size(g_xls); ++i) {
+        const NUT_COEF_XLS& row = g_xls[i];
+        const int n[] = {row.nl, row.nlp, row.nf, row.nd, row.nom};
+        for (std::size_t k = 0; k < std::size(n); ++k) m.column[k][i] = n[k];
+    }
+    return m;
+}();
+
+constexpr auto kPlanetary = [] {
+    Multipliers<13, std::size(g_xpl)> m = {};
+    for (std::size_t i = 0; i < std::size(g_xpl); ++i) {
+        const NUT_COEF_XPL& row = g_xpl[i];
+        const int n[] = {row.nl,  row.nf,  row.nd,  row.nom, row.nme, row.nve, row.nea,
+                         row.nma, row.nju, row.nsa, row.nur, row.nne, row.npa};
+        for (std::size_t k = 0; k < std::size(n); ++k) m.column[k][i] = n[k];
+    }
+    return m;
+}();
+
+/// Angles of all terms of a series: the arguments' combinations, summed in the order of the columns, reduced by 2 pi.
+template <std::size_t K, std::size_t Terms>
+void term_angles(const Multipliers<K, Terms>& m, const double (&arguments)[K],
+                 double (&angle)[Multipliers<K, Terms>::kRows]) {
+    for (std::size_t i = 0; i < m.kRows; ++i) {
+        double sum = m.column[0][i] * arguments[0];
+        for (std::size_t k = 1; k < K; ++k) sum += m.column[k][i] * arguments[k];
+        angle[i] = sum;
+    }
+    for (double& a : angle) a = fmod_two_pi(a);
+}
+
+/// Rotation in place of the rows i and j: ri' = c ri + s rj; rj' = -s ri + c rj.
+void rotate_rows(double angle, double (&ri)[3], double (&rj)[3]) {
+    const double s = std::sin(angle);
+    const double c = std::cos(angle);
+    for (int k = 0; k < 3; ++k) {
+        const double a = c * ri[k] + s * rj[k];
+        const double b = -s * ri[k] + c * rj[k];
+        ri[k] = a;
+        rj[k] = b;
+    }
+}
+
+}  // namespace
+
+// --- fundamental arguments, IERS Conventions (2003) ------------------------------------------------------------------
+
+double iauFal03(double t) { return delaunay({485868.249036, 1717915923.2178, 31.8792, 0.051635, -0.00024470}, t); }
+
+double iauFalp03(double t) { return delaunay({1287104.793048, 129596581.0481, -0.5532, 0.000136, -0.00001149}, t); }
+
+double iauFaf03(double t) { return delaunay({335779.526232, 1739527262.8478, -12.7512, -0.001037, 0.00000417}, t); }
+
+double iauFad03(double t) { return delaunay({1072260.703692, 1602961601.2090, -6.3706, 0.006593, -0.00003169}, t); }
+
+double iauFaom03(double t) { return delaunay({450160.398036, -6962890.5431, 7.4722, 0.007702, -0.00005939}, t); }
+
+double iauFame03(double t) { return fmod_two_pi(4.402608842 + 2608.7903141574 * t); }
+
+double iauFave03(double t) { return fmod_two_pi(3.176146697 + 1021.3285546211 * t); }
+
+double iauFae03(double t) { return fmod_two_pi(1.753470314 + 628.3075849991 * t); }
+
+double iauFama03(double t) { return fmod_two_pi(6.203480913 + 334.0612426700 * t); }
+
+double iauFaju03(double t) { return fmod_two_pi(0.599546497 + 52.9690962641 * t); }
+
+double iauFasa03(double t) { return fmod_two_pi(0.874016757 + 21.3299104960 * t); }
+
+double iauFaur03(double t) { return fmod_two_pi(5.481293872 + 7.4781598567 * t); }
+
+double iauFapa03(double t) { return (0.024381750 + 0.00000538691 * t) * t; }
+
+// --- precession and nutation -----------------------------------------------------------------------------------------
+
+double iauObl06(double date1, double date2) { return leopod::mean_obliquity_2006(centuries(date1, date2)); }
+
+void iauPfw06(double date1, double date2, double* gamb, double* phib, double* psib, double* epsa) {
+    constexpr double kGamb[] = {-0.052928, 10.556378, 0.4932044, -0.00031238, -0.000002788, 0.0000000260};
+    constexpr double kPhib[] = {84381.412819, -46.811016, 0.0511268, 0.00053289, -0.000000440, -0.0000000176};
+    constexpr double kPsib[] = {-0.041775, 5038.481484, 1.5584175, -0.00018522, -0.000026452, -0.0000000148};
+    const double t = centuries(date1, date2);
+    *gamb = horner(kGamb, t) * kArcsecToRad;
+    *phib = horner(kPhib, t) * kArcsecToRad;
+    *psib = horner(kPsib, t) * kArcsecToRad;
+    *epsa = iauObl06(date1, date2);
+}
+
+void iauFw2m(double gamb, double phib, double psi, double eps, double r[3][3]) {
+    iauIr(r);
+    iauRz(gamb, r);
+    iauRx(phib, r);
+    iauRz(-psi, r);
+    iauRx(-eps, r);
+}
+
+void iauNut00a(double date1, double date2, double* dpsi, double* deps) {
+    constexpr double kUnitToRad = kArcsecToRad / 1e7;  // 0.1 microarcsecond
+    const double t = centuries(date1, date2);
+
+    // Luni-solar nutation. l' and D have the MHB2000 constants, not those of iauFalp03 and iauFad03.
+    const double delaunay_arguments[] = {iauFal03(t), leopod::mean_anomaly_sun_mhb(t), iauFaf03(t),
+                                         leopod::mean_elongation_moon_mhb(t), iauFaom03(t)};
+    double luni_solar_angle[kLuniSolar.kRows];
+    term_angles(kLuniSolar, delaunay_arguments, luni_solar_angle);
+    double dp = 0.0;
+    double de = 0.0;
+    for (std::size_t i = std::size(g_xls); i-- > 0;) {  // small terms first
+        const NUT_COEF_XLS& row = g_xls[i];
+        const double s = std::sin(luni_solar_angle[i]);
+        const double c = std::cos(luni_solar_angle[i]);
+        dp += (row.sp + row.spt * t) * s + row.cp * c;
+        de += (row.ce + row.cet * t) * c + row.se * s;
+    }
+    const double dpsi_luni_solar = dp * kUnitToRad;
+    const double deps_luni_solar = de * kUnitToRad;
+
+    // Planetary nutation. l, F, D, Om and Neptune in the linear forms of MHB2000.
+    const double planetary_arguments[] = {fmod_two_pi(2.35555598 + 8328.6914269554 * t),
+                                          fmod_two_pi(1.627905234 + 8433.466158131 * t),
+                                          fmod_two_pi(5.198466741 + 7771.3771468121 * t),
+                                          fmod_two_pi(2.18243920 - 33.757045 * t),
+                                          iauFame03(t),
+                                          iauFave03(t),
+                                          iauFae03(t),
+                                          iauFama03(t),
+                                          iauFaju03(t),
+                                          iauFasa03(t),
+                                          iauFaur03(t),
+                                          fmod_two_pi(5.321159000 + 3.8127774000 * t),
+                                          iauFapa03(t)};
+    double planetary_angle[kPlanetary.kRows];
+    term_angles(kPlanetary, planetary_arguments, planetary_angle);
+    dp = 0.0;
+    de = 0.0;
+    for (std::size_t i = std::size(g_xpl); i-- > 0;) {
+        const NUT_COEF_XPL& row = g_xpl[i];
+        const double s = std::sin(planetary_angle[i]);
+        const double c = std::cos(planetary_angle[i]);
+        dp += row.sp * s + row.cp * c;
+        de += row.se * s + row.ce * c;
+    }
+    *dpsi = dpsi_luni_solar + dp * kUnitToRad;
+    *deps = deps_luni_solar + de * kUnitToRad;
+}
+
+void iauNut06a(double date1, double date2, double* dpsi, double* deps) {
+    const double t = centuries(date1, date2);
+    const double fj2 = -2.7774e-6 * t;  // secular change of the dynamical form factor J2
+    double dp = 0.0;
+    double de = 0.0;
+    iauNut00a(date1, date2, &dp, &de);
+    *dpsi = dp + dp * (0.4697e-6 + fj2);
+    *deps = de + de * fj2;
+}
+
+void iauPnm06a(double date1, double date2, double rbpn[3][3]) {
+    double gamb = 0.0, phib = 0.0, psib = 0.0, epsa = 0.0, dp = 0.0, de = 0.0;
+    iauPfw06(date1, date2, &gamb, &phib, &psib, &epsa);
+    iauNut06a(date1, date2, &dp, &de);
+    iauFw2m(gamb, phib, psib + dp, epsa + de, rbpn);
+}
+
+// --- celestial intermediate pole and origin --------------------------------------------------------------------------
+
+void iauBpn2xy(double rbpn[3][3], double* x, double* y) {
+    *x = rbpn[2][0];
+    *y = rbpn[2][1];
+}
+
+double iauS06(double date1, double date2, double x, double y) {
+#include "tables/s06.inc"
+    static_assert(std::size(s0) + std::size(s1) + std::size(s2) + std::size(s3) + std::size(s4) == 66);
+    return cio_locator(centuries(date1, date2), x, y, sp, s0, s1, s2, s3, s4);
+}
+
+double iauS00(double date1, double date2, double x, double y) {
+#include "tables/s00.inc"
+    static_assert(std::size(s0) + std::size(s1) + std::size(s2) + std::size(s3) + std::size(s4) == 66);
+    return cio_locator(centuries(date1, date2), x, y, sp, s0, s1, s2, s3, s4);
+}
+
+void iauC2ixys(double x, double y, double s, double rc2i[3][3]) {
+    const double r2 = x * x + y * y;
+    const double e = r2 > 0.0 ? std::atan2(y, x) : 0.0;
+    const double d = std::atan(std::sqrt(r2 / (1.0 - r2)));
+    iauIr(rc2i);
+    iauRz(e, rc2i);
+    iauRy(d, rc2i);
+    iauRz(-(e + s), rc2i);
+}
+
+void iauC2i06a(double date1, double date2, double rc2i[3][3]) {
+    double rbpn[3][3];
+    double x = 0.0, y = 0.0;
+    iauPnm06a(date1, date2, rbpn);
+    iauBpn2xy(rbpn, &x, &y);
+    iauC2ixys(x, y, iauS06(date1, date2, x, y), rc2i);
+}
+
+void iauC2ixy(double date1, double date2, double x, double y, double rc2i[3][3]) {
+    iauC2ixys(x, y, iauS00(date1, date2, x, y), rc2i);
+}
+
+// --- Earth rotation and polar motion ---------------------------------------------------------------------------------
+
+double iauEra00(double dj1, double dj2) {
+    const double d1 = dj1 < dj2 ? dj1 : dj2;
+    const double d2 = dj1 < dj2 ? dj2 : dj1;
+    const double t = d1 + (d2 - kJdJ2000);
+    const double f = std::fmod(d1, 1.0) + std::fmod(d2, 1.0);  // part of the day, without loss of digits
+    return iauAnp(kTwoPi * (f + 0.7790572732640 + 0.00273781191135448 * t));
+}
+
+double iauSp00(double date1, double date2) { return -47e-6 * centuries(date1, date2) * kArcsecToRad; }
+
+void iauPom00(double xp, double yp, double sp, double rpom[3][3]) {
+    iauIr(rpom);
+    iauRz(sp, rpom);
+    iauRy(-xp, rpom);
+    iauRx(-yp, rpom);
+}
+
+// --- celestial to terrestrial ----------------------------------------------------------------------------------------
+
+void iauC2t06a(double tta, double ttb, double uta, double utb, double xp, double yp, double rc2t[3][3]) {
+    double rc2i[3][3];
+    double rpom[3][3];
+    iauC2i06a(tta, ttb, rc2i);
+    iauPom00(xp, yp, iauSp00(tta, ttb), rpom);
+    iauC2tcio(rc2i, iauEra00(uta, utb), rpom, rc2t);
+}
+
+void iauC2tcio(double rc2i[3][3], double era, double rpom[3][3], double rc2t[3][3]) {
+    double r[3][3];
+    iauCr(rc2i, r);
+    iauRz(era, r);
+    iauRxr(rpom, r, rc2t);
+}
+
+// --- vectors and matrices --------------------------------------------------------------------------------------------
+
+void iauIr(double r[3][3]) {
+    for (int i = 0; i < 3; ++i) {
+        for (int j = 0; j < 3; ++j) r[i][j] = i == j ? 1.0 : 0.0;
+    }
+}
+
+void iauRx(double phi, double r[3][3]) { rotate_rows(phi, r[1], r[2]); }
+
+void iauRy(double theta, double r[3][3]) { rotate_rows(theta, r[2], r[0]); }
+
+void iauRz(double psi, double r[3][3]) { rotate_rows(psi, r[0], r[1]); }
+
+void iauRxr(double a[3][3], double b[3][3], double atb[3][3]) {
+    double product[3][3];  // atb may be a or b
+    for (int i = 0; i < 3; ++i) {
+        for (int j = 0; j < 3; ++j) {
+            double w = 0.0;
+            for (int k = 0; k < 3; ++k) w += a[i][k] * b[k][j];
+            product[i][j] = w;
+        }
+    }
+    iauCr(product, atb);
+}
+
+void iauCr(double r[3][3], double c[3][3]) {
+    for (int i = 0; i < 3; ++i) iauCp(r[i], c[i]);
+}
+
+void iauCp(double p[3], double c[3]) {
+    for (int i = 0; i < 3; ++i) c[i] = p[i];
+}
+
+double iauAnp(double a) {
+    const double w = fmod_two_pi(a);
+    return w < 0.0 ? w + kTwoPi : w;
+}
