@@ -1,0 +1,580 @@
+/// \file gnss_ppp.cpp
+/// Point positioning from pseudoranges, and the zero-difference observation model of the carrier-phase filter.
+#include "gnss_ppp.h"
+
+#include <cmath>
+#include <cstdlib>
+#include <cstring>
+#include <iterator>
+
+#include "common_function.h"
+#include "earth_rotation_param.h"
+#include "eph_planet.h"
+#include "internal.h"
+#include "mathlib.h"
+
+namespace {
+constexpr double kChisqr[] = {
+#include "tables/chisqr.inc"
+};
+static_assert(std::size(kChisqr) == std::size(chisqr), "one row per degree of freedom");
+}  // namespace
+
+const double chisqr[100] = {
+#include "tables/chisqr.inc"
+};
+
+namespace {
+
+using leopod::kSpeedOfLight;
+using leopod::kWgs84Flattening;
+using leopod::kWgs84SemiMajor;
+using leopod::report;
+
+constexpr double kEarthRotationRate = 7.2921151467e-05;  // [rad/s]
+constexpr int kUnknowns = 12;                            // 3 position, 3 velocity, 6 clock slots
+constexpr int kFirstClock = 6;
+constexpr int kMaxObs = MAXSAT_EPOCH * MAXOBS_PER_SAT;  // rows of a pass
+constexpr int kMaxIterations = 10;
+constexpr int kMaskIteration = 3;       // the elevation mask holds behind this iteration
+constexpr double kConvergence = 0.001;  // [m]
+constexpr double kSigmaRange = 0.3;     // [m]
+constexpr std::size_t kTimeText = 100;  // gtime2str never needs more
+
+/// Unit axes of a body, earth-fixed.
+struct Axes {
+    double ex[3] = {1.0, 0.0, 0.0};
+    double ey[3] = {0.0, 1.0, 0.0};
+    double ez[3] = {0.0, 0.0, 1.0};
+};
+
+/// What holds for all passes over one epoch.
+struct EpochContext {
+    GTime obs_time;
+    char time_text[kTimeText];
+    double mjd_obs = 0.0;  // of the tag
+    double mjd_gpst = 0.0;
+    double mjd_utc = 0.0;
+    double sow = 0.0;  // GPST second of the week
+    double leapsec = 0.0;
+    double sunposvel_ecf[6] = {};  // [m, m/s]
+    ATT_QUATERNION qua_rcv_platform = {};
+    ANT_INFO* antenna_rcv = nullptr;
+};
+
+/// Receiver side of one pass.
+struct Station {
+    double blh[3] = {};
+    Axes axes;
+};
+
+/// Observation equations of one pass.
+struct Pass {
+    int nobs = 0;
+    int nsat = 0;
+    double H[kMaxObs * kUnknowns];
+    double L[kMaxObs];
+    double OMC[kMaxObs];
+    int index_sat_epoch[kMaxObs];
+    int index_obs_epoch[kMaxObs];
+    double BTWB[kUnknowns * kUnknowns];
+    double BTB[kUnknowns * kUnknowns];  // unweighted twin of BTWB, read by nobody
+    double BTWL[kUnknowns];
+};
+
+int clamp(int value, int limit) { return value < 0 ? 0 : value > limit ? limit : value; }
+
+double dot3(const double* a, const double* b) { return a[0] * b[0] + a[1] * b[1] + a[2] * b[2]; }
+
+/// Turn of the earth during the light time, as a length [m].
+double earth_rotation_term(const double* satpos, const double* station) {
+    return kEarthRotationRate * (satpos[0] * station[1] - satpos[1] * station[0]) / kSpeedOfLight;
+}
+
+/// Platform axes in the earth-fixed frame; inertial axes from the attitude law are rotated one by one.
+void get_platform_axes(int rcv, GTime tag, double* posvel, ATT_QUATERNION* qua, double mjd_utc, double leapsec,
+                       Axes& axes) {
+    if (attitude_platform(rcv, tag, posvel, posvel + 3, nullptr, nullptr, qua, axes.ex, axes.ey, axes.ez, nullptr) !=
+        0) {
+        return;
+    }
+    for (double* axis : {axes.ex, axes.ey, axes.ez}) {
+        double inertial[3];
+        std::memcpy(inertial, axis, sizeof inertial);
+        eci2ecf(mjd_utc, leapsec, inertial, nullptr, axis, nullptr);
+    }
+}
+
+STATUS_SOL finish(SOLUTION* solt, STATUS_SOL status) {
+    solt->status = status;
+    return status;
+}
+
+void prepare_epoch(const OBSDATA_EPOCH* obs_epoch, EpochContext& ctx) {
+    const GTime obs_time_gpst = gtimeChangeTimeSystem(ctx.obs_time, tsGPST);
+    ctx.sow = GTime2SOW(obs_time_gpst).sow;
+    ctx.mjd_obs = gtime2mjd(ctx.obs_time);
+    ctx.mjd_gpst = gtime2mjd(obs_time_gpst);
+
+    if (!get_att_quaternion(obs_epoch->rcv, ctx.obs_time, &ctx.qua_rcv_platform)) {
+        ctx.qua_rcv_platform.ok = false;
+        report(ULOG_WARNING_LEVEL, "pseudorange_point_positioning: receiver attitude in quaternion is invalid!");
+    }
+
+    const GTime time_tt = gtimeChangeTimeSystem(ctx.obs_time, tsTT);
+    ctx.mjd_utc = gtime2mjd(gtimeChangeTimeSystem(ctx.obs_time, tsUTC));
+    const TimeJD jd_tt = GTime2JD(time_tt);
+    double sunposvel[6] = {};
+    compute_planet_pos_vel(static_cast<double>(jd_tt.jd) + jd_tt.sod / 86400.0, EARTH, SUN, sunposvel);
+    for (double& component : sunposvel) component *= 1000.0;
+    // settled: leap seconds and frame of the sun are taken at the TT date
+    const double mjd_tt = gtime2mjd(time_tt);
+    ctx.leapsec = getLeapSecond(mjd_tt);
+    eci2ecf(mjd_tt, ctx.leapsec, sunposvel, sunposvel + 3, ctx.sunposvel_ecf, ctx.sunposvel_ecf + 3);
+}
+
+/// First range of a satellite that is not zero, or 0.
+double first_range(const OBSDATA_SAT& sat) {
+    for (int k = 0; k < clamp(sat.num_obs, MAXOBS_PER_SAT); ++k) {
+        if (sat.obsdata[k].type == RANGE && sat.obsdata[k].value != 0.0) return sat.obsdata[k].value;
+    }
+    return 0.0;
+}
+
+void reject(OBSDATA_SAT& sat, int flag, const char* why, const EpochContext& ctx, int satindex,
+            double propagation_time) {
+    sat.flag_sat = flag;
+    report(ULOG_WARNING_LEVEL, "%s, obs_time=%s, satinex=%d, propagtation_time=%lf", why, ctx.time_text, satindex,
+           propagation_time);
+}
+
+/// Adds the observation equation of one range to the normal equations.
+void add_row(Pass& pass, int isat, int iobs, const double* e_los, int idx_rcv_clock, double omc, double sigma_ele) {
+    double* row = pass.H + pass.nobs * kUnknowns;
+    for (int c = 0; c < kUnknowns; ++c) row[c] = 0.0;
+    for (int c = 0; c < 3; ++c) row[c] = -e_los[c];
+    row[idx_rcv_clock] = 1.0;
+    pass.L[pass.nobs] = omc;
+    pass.OMC[pass.nobs] = omc;
+    pass.index_sat_epoch[pass.nobs] = isat;
+    pass.index_obs_epoch[pass.nobs] = iobs;
+
+    double wk = 0.09 / (sigma_ele * sigma_ele);
+    wk = 1.0;  // settled: the elevation weight is overruled, all ranges count alike
+    for (int r = 0; r < kUnknowns; ++r) {
+        for (int c = 0; c < kUnknowns; ++c) {
+            pass.BTWB[r * kUnknowns + c] += row[r] * wk * row[c];
+            pass.BTB[r * kUnknowns + c] += row[r] * row[c];
+        }
+        pass.BTWL[r] += row[r] * wk * pass.L[pass.nobs];
+    }
+    ++pass.nobs;
+}
+
+/// Rows of one satellite, from its record isat of the epoch.
+void add_satellite(OBSDATA_SAT& sat, int isat, int iteration, EpochContext& ctx, Station& station, double* xyz0,
+                   Pass& pass) {
+    const int satindex = satsysprn2index(sat.satsys, sat.prn);
+    if (satindex < 0) {
+        sat.flag_sat = SAT_UKN;
+        return;
+    }
+    if (satindex >= MAXSAT_GNSS) {
+        report(ULOG_ERROR_LEVEL, "spp:satindex[%d]>=MAXSAT_GNSS[%d], satsys=%d,prn=%d", satindex,
+               static_cast<int>(MAXSAT_GNSS), sat.satsys, sat.prn);
+        std::exit(1);
+    }
+    const int sys_index = get_gnssconfig_sys_index(sat.satsys, &gnssconfig);
+    if (sys_index == -1) {
+        sat.flag_sat = SAT_NOT_USED;
+        return;
+    }
+    const int idx_rcv_clock = kFirstClock + sys_index;
+    const double clock_rcv = xyz0[idx_rcv_clock];
+
+    double propagation_time = 0.0;
+    const double range_for_propagation_time = first_range(sat);
+    if (std::fabs(range_for_propagation_time) < 0.0001) {
+        reject(sat, SAT_NOT_USED, "no pseudorange found", ctx, satindex, propagation_time);
+        return;
+    }
+    double satposvel[6] = {};
+    double satclk[2] = {};
+    double tgd_raw = 0.0;
+    propagation_time = propagation_time_use_range(ctx.obs_time, satindex, range_for_propagation_time, xyz0, satposvel,
+                                                  satclk, &tgd_raw);
+    if (std::fabs(propagation_time) < 1e-9) {
+        reject(sat, SATPOS_ERROR, "SATPOS_ERROR", ctx, satindex, propagation_time);
+        return;
+    }
+    Axes axes_sat;
+    double ep_sat[3] = {};
+    if (g_eph_selection == EPHOPT_PREC) {
+        gnss_sat_attitude(satindex, satposvel, satposvel + 3, ctx.sunposvel_ecf, axes_sat.ex, axes_sat.ey, axes_sat.ez,
+                          ep_sat);
+    }
+    std::memcpy(sat.satpos_ecf, satposvel, sizeof sat.satpos_ecf);
+    std::memcpy(sat.satvel_ecf, satposvel + 3, sizeof sat.satvel_ecf);
+    sat.satclk_offset = satclk[0];
+    sat.satclk_drift = satclk[1];
+
+    const double ttt = clock_rcv / kSpeedOfLight + propagation_time;
+    const GTime transmission_time = gtimeAddSec(ctx.obs_time, -ttt);
+    const double geodis = propagation_time * kSpeedOfLight + earth_rotation_term(satposvel, xyz0);
+    double e_los[3];
+    for (int c = 0; c < 3; ++c) e_los[c] = (satposvel[c] - xyz0[c]) / geodis;
+
+    Axes& axes_rcv = station.axes;
+    double signal_los_platform[3] = {dot3(e_los, axes_rcv.ex), dot3(e_los, axes_rcv.ey), dot3(e_los, axes_rcv.ez)};
+    double identity[9] = {1.0, 0.0, 0.0, 0.0, 1.0, 0.0, 0.0, 0.0, 1.0};
+    const bool antenna_known = ctx.antenna_rcv != nullptr && ctx.antenna_rcv->ant_ok;
+    get_azel_signal(antenna_known ? ctx.antenna_rcv->installation_matrix : identity, signal_los_platform, sat.sat_azel);
+    const double elevation = sat.sat_azel[1];
+    if (elevation < gnssconfig.ele_cutoff && iteration > kMaskIteration) {
+        sat.flag_sat = LOW_ELE;
+        return;
+    }
+
+    double dry[2];
+    double wet[2];
+    const double troposphere_delay = trop_delay(gtime2mjd(transmission_time), station.blh, sat.sat_azel, dry, wet, 0.5);
+    // settled: one ionosphere model for all systems
+    const double iono_stec = Klobuchar_GPS_stec(iono_brdc_GPS_A, iono_brdc_GPS_B, ctx.sow, station.blh, sat.sat_azel);
+    double obs_computed = geodis + clock_rcv - kSpeedOfLight * satclk[0] + troposphere_delay;
+    const double sigma_ele = kSigmaRange / std::sin(elevation);
+    if (sat.num_obs_used == 0) {
+        report(ULOG_WARNING_LEVEL, "satindex=%d, obs_epoch->satobs[i].num_obs_used = 0, this satellite is not used!",
+               satindex);
+        return;
+    }
+
+    for (int k = 0; k < clamp(gnssconfig.num_obs_freq_code[sys_index], MAXOBS_PER_SAT); ++k) {
+        const int jj = sat.obs_index_used[k];
+        if (jj < 0 || jj >= MAXOBS_PER_SAT || sat.obsdata[jj].type != RANGE) continue;
+        OBSREC& rec = sat.obsdata[jj];
+        if (rec.flag_obs != OBS_OK) {
+            report(ULOG_WARNING_LEVEL, "satindex=%d,obsrec->flag_obs is not OBS_OK, iter=%d\n", satindex, iteration);
+            continue;
+        }
+        if (std::fabs(rec.value) < 0.001) {
+            report(ULOG_WARNING_LEVEL, "satindex=%d,value_range is less than 0.001 m, freq=%d,code=%d", satindex,
+                   rec.freq, rec.code);
+            continue;
+        }
+        const double freq_value = get_obs_frequency(sat.satsys, rec.freq, sat.prn);  // [MHz]
+        double pco_correction_gnss = 0.0;
+        if (g_eph_selection == EPHOPT_PREC) {
+            double to_receiver[3] = {-e_los[0], -e_los[1], -e_los[2]};
+            pco_correction_gnss =
+                get_ant_pco_correction(search_ant_info(satindex, nullptr, ctx.mjd_gpst), ctx.mjd_gpst, rec.freq,
+                                       axes_sat.ex, axes_sat.ey, axes_sat.ez, to_receiver, nullptr);
+        }
+        const double pco_correction_rcv = get_ant_pco_correction(ctx.antenna_rcv, ctx.mjd_obs, rec.freq, axes_rcv.ex,
+                                                                 axes_rcv.ey, axes_rcv.ez, e_los, nullptr);
+        const double iono_delay_error = iono_stec * 1e16 / (freq_value * freq_value * 1e12);
+        // settled: the sum is kept, so the second frequency's model holds the first frequency's corrections too
+        obs_computed = obs_computed + iono_delay_error - pco_correction_gnss + pco_correction_rcv;
+        obs_computed += get_tgd(sat.satsys, sat.prn, rec.freq, rec.code);
+        rec.residual = rec.value - obs_computed;
+        add_row(pass, isat, jj, e_los, idx_rcv_clock, rec.residual, sigma_ele);
+    }
+    ++pass.nsat;  // settled: also without a single usable record
+}
+
+/// Quality of the pass: a-posteriori sigma, dilution, and marks on outliers.
+void assess(OBSDATA_EPOCH* obs_epoch, Pass& pass, const double* inv_BTWB, int nparam, int iteration, SOLUTION* solt) {
+    double wi[kMaxObs];
+    double vpv = 0.0;
+    for (int n = 0; n < pass.nobs; ++n) {
+        const OBSREC& rec = obs_epoch->satobs[pass.index_sat_epoch[n]].obsdata[pass.index_obs_epoch[n]];
+        wi[n] = 0.09 / (rec.sigma * rec.sigma);
+        vpv += pass.OMC[n] * pass.OMC[n] * wi[n];
+    }
+    const int ndf = pass.nobs - nparam > 1 ? pass.nobs - nparam : 1;
+    const double sigma0 = std::sqrt(vpv / ndf);
+
+    int obs_outlier_states[kMaxObs] = {};
+    if (iteration >= kMaxIterations / 2) detect_outlier(pass.nobs, pass.OMC, obs_outlier_states, 3.0 * sigma0);
+
+    const double huber = gnssconfig.huber_param_spp[0];
+    const double huberPower = gnssconfig.huber_param_spp[1];
+    for (int n = 0; n < pass.nobs && sigma0 > 0.0; ++n) {  // a perfect fit has no outlier
+        const double* h = pass.H + n * kUnknowns;
+        double hQh = 0.0;
+        for (int r = 0; r < kUnknowns; ++r) {
+            for (int c = 0; c < kUnknowns; ++c) hQh += h[r] * inv_BTWB[r * kUnknowns + c] * h[c];
+        }
+        const double Rk = 1.0 - wi[n] * hQh;
+        const double ratio = std::fabs(pass.OMC[n]) * wi[n] / sigma0 / Rk;
+        if (ratio > huber) {
+            const double factor_k = std::pow(ratio / std::fabs(huber), huberPower);
+            // settled: the reweighted sigma is formed and discarded
+            [[maybe_unused]] const double sigma_k = kSigmaRange * factor_k > 1e9 ? 1e9 : kSigmaRange * factor_k;
+            if (obs_outlier_states[n] == 1) {
+                obs_epoch->satobs[pass.index_sat_epoch[n]].obsdata[pass.index_obs_epoch[n]].flag_obs = GROSS_ERROR;
+            }
+        }
+    }
+
+    // settled: the sum goes over the squares of the variances
+    double sum = 0.0;
+    for (int c = 0; c < 3; ++c) sum += inv_BTWB[c * kUnknowns + c] * inv_BTWB[c * kUnknowns + c];
+    solt->sigma = sigma0;
+    solt->gdop = std::sqrt(sum);
+}
+
+// --- zero-difference model ---------------------------------------------------------------------------------------------------
+
+/// Ionosphere-free pair of one satellite.
+struct PairIF {
+    double freq[2];    // [MHz]
+    double obs_IF[2];  // code, phase [m]
+    double factors_if[2];
+    double variance[2];  // code, phase [m^2]
+};
+
+/// A used record of a satellite, or null.
+const OBSREC* used_record(const OBSDATA_SAT& sat, int observable) {
+    if (observable < 0 || observable >= MAXOBS_PER_SAT) return nullptr;
+    const int jj = sat.obs_index_used[observable];
+    return jj >= 0 && jj < MAXOBS_PER_SAT ? &sat.obsdata[jj] : nullptr;
+}
+
+/// False when one of the four records is missing or too small.
+bool get_pair_IF(const OBSDATA_SAT& sat, int isys, PairIF& pair, OBSFREQ* bands) {
+    const double threshold = 0.0001;
+    double obs_phase[2];
+    double obs_code[2];
+    double sigma_code[2];
+    double sigma_phase[2];
+    for (int f = 0; f < 2; ++f) {
+        const OBSREC* code = used_record(sat, gnssconfig.obs_index_IF_code[isys][f]);
+        const OBSREC* phase = used_record(sat, gnssconfig.obs_index_IF_phase[isys][f]);
+        if (code == nullptr || phase == nullptr) return false;
+        if (std::fabs(code->value) < threshold || std::fabs(phase->value) < threshold) return false;
+        bands[f] = phase->freq;
+        pair.freq[f] = get_obs_frequency(sat.satsys, phase->freq, sat.prn);
+        obs_code[f] = code->value;
+        obs_phase[f] = phase->value * (kSpeedOfLight / pair.freq[f] * 1e-06);
+        sigma_code[f] = code->sigma;
+        sigma_phase[f] = phase->sigma;
+    }
+    get_ionosphere_free_combination(obs_phase, obs_code, pair.freq, pair.obs_IF, pair.factors_if);
+    const double square1 = pair.factors_if[0] * pair.factors_if[0];
+    const double square2 = pair.factors_if[1] * pair.factors_if[1];
+    pair.variance[0] = square1 * (sigma_code[0] * sigma_code[0]) + square2 * (sigma_code[1] * sigma_code[1]);
+    pair.variance[1] = square1 * (sigma_phase[0] * sigma_phase[0]) + square2 * (sigma_phase[1] * sigma_phase[1]);
+    return true;
+}
+
+PARAM_TYPE clock_parameter(sysGNSS satsys) {
+    return satsys == GPS ? param_RX_GPS_CLK : satsys == BDS ? param_RX_BDS_CLK : param_RX_GAL_CLK;
+}
+
+/// Position and velocity, and clocks by system index, out of the active parameters.
+void collect_state(int nx, const PARAM_TYPE* param_types, const int* index_paramX, const double* X, double* stapos,
+                   double* rcv_clk) {
+    for (int i = 0; i < nx; ++i) {
+        const int idx_x = index_paramX[i];
+        if (idx_x < 0) continue;
+        const PARAM_TYPE type = param_types[i];
+        if (type >= param_RX_POS_X && type <= param_RX_VEL_Z) {
+            stapos[type - param_RX_POS_X] = X[idx_x];
+        } else if (type >= param_RX_GPS_CLK && type <= param_RX_GAL_CLK) {
+            const sysGNSS satsys = type == param_RX_GPS_CLK ? GPS : type == param_RX_BDS_CLK ? BDS : GAL;
+            const int isys = get_gnssconfig_sys_index(satsys, &gnssconfig);
+            if (isys >= 0) rcv_clk[isys] = X[idx_x];
+        }
+    }
+}
+
+/// Records of the frequency-by-frequency form.
+void skip_single_frequencies(const OBSDATA_SAT& sat, int satindex, int isys) {
+    for (int k = 0; k < clamp(gnssconfig.num_obs_freq_code[isys], MAXOBS_PER_SAT); ++k) {
+        const OBSREC* rec = used_record(sat, k);
+        if (rec == nullptr) continue;
+        if (rec->flag_obs != OBS_OK) {
+            report(ULOG_WARNING_LEVEL, "satindex=%d,obsrec->flag_obs=%d", satindex, rec->flag_obs);
+            continue;
+        }
+        // settled: a row would need a record that is range and phase at once, so none comes from here
+    }
+}
+
+}  // namespace
+
+STATUS_SOL pseudorange_point_positioning(OBSDATA_EPOCH* obs_epoch, ANT_INFO* antenna_rcv, SOLUTION* solt) {
+    solt->type = 'C';
+    if (obs_epoch == nullptr) {
+        solt->time_epoch = GTime{};
+        std::snprintf(solt->msg, sizeof solt->msg, "obs_epoch pointer is NULL!");
+        report(ULOG_WARNING_LEVEL, "%s", solt->msg);
+        return finish(solt, SOL_OBS_BAD);
+    }
+    EpochContext ctx;
+    ctx.obs_time = obs_epoch->epoch_time;
+    ctx.antenna_rcv = antenna_rcv;
+    solt->time_epoch = ctx.obs_time;
+    gtime2str(ctx.obs_time, ctx.time_text);
+    if (obs_epoch->flag_epoch != OBS_OK) {
+        std::snprintf(solt->msg, sizeof solt->msg, "obs_epoch flag_epoch is not OBS_OK!");
+        report(ULOG_WARNING_LEVEL, "%s", solt->msg);
+        return finish(solt, SOL_OBS_BAD);
+    }
+    std::memset(solt->pos_vel_clk, 0, sizeof solt->pos_vel_clk);
+    double xyz0[kUnknowns] = {};  // from the earth's centre, with all clocks 0
+    prepare_epoch(obs_epoch, ctx);
+
+    Pass pass;
+    for (int iteration = 0;; ++iteration) {
+        pass.nobs = 0;
+        pass.nsat = 0;
+        std::memset(pass.BTWB, 0, sizeof pass.BTWB);
+        std::memset(pass.BTB, 0, sizeof pass.BTB);
+        std::memset(pass.BTWL, 0, sizeof pass.BTWL);
+        if (iteration >= kMaxIterations) {
+            std::snprintf(solt->msg, sizeof solt->msg, "spp:iteration num= %d >= %d", iteration, kMaxIterations);
+            return finish(solt, SOL_ITER_EXCEED);
+        }
+
+        Station station;
+        ecef2blh(xyz0, station.blh, kWgs84SemiMajor, kWgs84Flattening);
+        get_platform_axes(obs_epoch->rcv, ctx.obs_time, xyz0, &ctx.qua_rcv_platform, ctx.mjd_utc, ctx.leapsec,
+                          station.axes);
+        for (int i = 0; i < clamp(obs_epoch->sat_num, MAXSAT_EPOCH); ++i) {
+            OBSDATA_SAT& sat = obs_epoch->satobs[i];
+            if (sat.flag_sat == OBS_OK) add_satellite(sat, i, iteration, ctx, station, xyz0, pass);
+        }
+
+        solt->nsat = pass.nsat;
+        if (pass.nsat <= 3) {
+            std::snprintf(solt->msg, sizeof solt->msg,
+                          "epoch %s lack of valid satellite, ns = %d, nobs = %d, obs_epoch->sat_num=%d", ctx.time_text,
+                          pass.nsat, pass.nobs, obs_epoch->sat_num);
+            report(ULOG_WARNING_LEVEL, "%s", solt->msg);
+            return finish(solt, SOL_SPP_LACK_SAT);
+        }
+
+        double dx[kUnknowns] = {};
+        double inv_BTWB[kUnknowns * kUnknowns] = {};
+        const int nparam = solve_lsq_normal(pass.BTWB, pass.BTWL, kUnknowns, dx, inv_BTWB);
+        const double convergence = norm(kUnknowns, dx);
+        assess(obs_epoch, pass, inv_BTWB, nparam, iteration, solt);
+
+        // settled: the position lags the last correction, which is below the limit
+        std::memcpy(solt->pos_vel_clk, xyz0, sizeof solt->pos_vel_clk);
+        if (nparam >= 0 && convergence < kConvergence) {
+            std::snprintf(solt->msg, sizeof solt->msg, "SUCCESS");
+            return finish(solt, SOL_OK);
+        }
+        for (int c = 0; c < kUnknowns; ++c) xyz0[c] += dx[c];
+    }
+}
+
+STATUS_SOL precise_point_positioning(OBSDATA_EPOCH*, SOLUTION*) { return SOL_OK; }
+
+int compute_omc_zd_gnss(int nsat, int* satidx_in_obs_epoch, int* satlist_satindex, OBSDATA_EPOCH* obs_epoch,
+                        double* sunposvel_ecf, ATT_QUATERNION* att_rcv, ANT_INFO* ant_rcv, int nx,
+                        PARAM_TYPE* param_types, int* index_paramX, index_param_func idxfunc, double* X,
+                        SAT_STATE* sat_state, int nobs_max, int nx_max, double* h, double* v, double* r) {
+    const GTime tag = obs_epoch->epoch_time;
+    const double mjd_time = static_cast<double>(tag.time.mjd) + tag.time.sod / 86400.0;
+    const double mjd_utc = gtime2mjd(gtimeChangeTimeSystem(tag, tsUTC));
+    const double leapsec = getLeapSecond(mjd_utc);
+    const double sow = GTime2SOW(tag).sow;
+
+    double stapos[6] = {};
+    double rcv_clk[4] = {};
+    collect_state(nx, param_types, index_paramX, X, stapos, rcv_clk);
+    if (!(norm(3, stapos) > 0.0)) return 0;
+
+    double blh_sta[3];
+    ecef2blh(stapos, blh_sta, kWgs84SemiMajor, kWgs84Flattening);
+    Axes axes_rcv;
+    get_platform_axes(obs_epoch->rcv, tag, stapos, att_rcv, mjd_utc, leapsec, axes_rcv);
+
+    int nobs = 0;
+    for (int i = 0; i < clamp(nsat, MAXSAT_EPOCH); ++i) {
+        const int isat = satidx_in_obs_epoch[i];
+        const int satindex = satlist_satindex[i];
+        if (isat < 0 || isat >= MAXSAT_EPOCH || satindex < 0 || satindex >= MAXSAT_GNSS) continue;
+        OBSDATA_SAT& sat = obs_epoch->satobs[isat];
+        const int isys = get_gnssconfig_sys_index(sat.satsys, &gnssconfig);
+        if (sat.flag_sat != OBS_OK || isys < 0) continue;
+        SAT_STATE* sc_state = &sat_state[satindex];
+
+        Axes axes_gnss;
+        double ep_ecf_gnss[3] = {};
+        gnss_sat_attitude(satindex, sat.satpos_ecf, sat.satvel_ecf, sunposvel_ecf, axes_gnss.ex, axes_gnss.ey,
+                          axes_gnss.ez, ep_ecf_gnss);
+        double exyz[3];
+        for (int c = 0; c < 3; ++c) exyz[c] = sat.satpos_ecf[c] - stapos[c];
+        const double geodis = norm(3, exyz);
+        if (geodis < 0.0) continue;
+        normalize_vector(3, exyz);
+        model_phase_windup(axes_gnss.ex, axes_gnss.ey, exyz, axes_rcv.ex, axes_rcv.ey, &sc_state->phw);
+
+        const double rcvclk_offset = rcv_clk[isys];
+        const double earth_rotation = earth_rotation_term(sat.satpos_ecf, stapos);
+        double dry_delay[2];
+        double wet_delay[2];
+        double trop_delay_total = trop_delay(mjd_time, blh_sta, sat.sat_azel, dry_delay, wet_delay, 0.3);
+        trop_delay_total = 0.0;  // settled: no troposphere enters this model
+        // settled: the ionosphere on the first frequency is computed and not applied
+        [[maybe_unused]] const double iono_delay_L1 =
+            Klobuchar_GPS(iono_brdc_GPS_A, iono_brdc_GPS_B, sow, blh_sta, sat.sat_azel);
+        double computed_distance =
+            geodis + earth_rotation + rcvclk_offset - kSpeedOfLight * sat.satclk_offset + trop_delay_total;
+
+        if (gnssconfig.opt_IF[isys] != 1) {
+            skip_single_frequencies(sat, satindex, isys);
+            continue;
+        }
+        PairIF pair;
+        OBSFREQ bands[2];
+        if (!get_pair_IF(sat, isys, pair, bands)) continue;
+
+        double exyz_gnss[3] = {-exyz[0], -exyz[1], -exyz[2]};
+        double pco_gnss[2];
+        double pco_rcv[2];
+        for (int f = 0; f < 2; ++f) {
+            pco_gnss[f] = get_ant_pco_correction(sc_state->ant_info, mjd_time, bands[f], axes_gnss.ex, axes_gnss.ey,
+                                                 axes_gnss.ez, exyz_gnss, nullptr);
+            pco_rcv[f] = get_ant_pco_correction(ant_rcv, mjd_time, bands[f], axes_rcv.ex, axes_rcv.ey, axes_rcv.ez,
+                                                exyz, nullptr);
+        }
+        const double* factor = pair.factors_if;
+        const double pco_if_gnss = factor[0] * pco_gnss[0] + factor[1] * pco_gnss[1];
+        double pco_if_rcv = factor[0] * pco_rcv[0] + factor[1] * pco_rcv[1];
+        pco_if_rcv = 0.0;  // settled: no receiver offset enters
+        const double phase_wind_if =
+            (factor[0] * kSpeedOfLight / pair.freq[0] + factor[1] * kSpeedOfLight / pair.freq[1]) * sc_state->phw *
+            1e-06;
+        computed_distance += pco_if_rcv - pco_if_gnss;
+
+        const int idx_amb = idxfunc(param_AMB, sat.satsys, sat.prn, 0, satlist_satindex);
+        const int idx_clk = idxfunc(clock_parameter(sat.satsys), sat.satsys, sat.prn, 0, satlist_satindex);
+        int idx_pos[3];
+        for (int c = 0; c < 3; ++c) {
+            idx_pos[c] = idxfunc(static_cast<PARAM_TYPE>(param_RX_POS_X + c), sat.satsys, sat.prn, 0, satlist_satindex);
+        }
+        if (idx_amb < 0 || idx_amb >= nx_max || nobs + 2 > nobs_max) continue;
+        const double amb_value = X[idx_amb];
+
+        for (int s = 0; s < 2; ++s) {  // code, then phase
+            double* row = h + nobs * nx_max;
+            if (s == 1) {
+                computed_distance += phase_wind_if + amb_value;
+                row[idx_amb] = 1.0;
+            }
+            v[nobs] = pair.obs_IF[s] - computed_distance;
+            r[nobs * nobs_max + nobs] = pair.variance[s];
+            for (int c = 0; c < 3; ++c) {
+                if (idx_pos[c] >= 0 && idx_pos[c] < nx_max) row[idx_pos[c]] = -exyz[c];
+            }
+            if (idx_clk >= 0 && idx_clk < nx_max) row[idx_clk] = 1.0;
+            ++nobs;
+        }
+    }
+    return nobs;
+}

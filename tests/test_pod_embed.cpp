@@ -1,0 +1,555 @@
+/// Epoch driver: runs against known truth and an independent rendering of the processing, stores, ambiguity transfer, exits.
+#include <algorithm>
+#include <cmath>
+#include <cstring>
+#include <functional>
+#include <map>
+#include <memory>
+
+#include "common_function.h"
+#include "earth_gravity.h"
+#include "pod_embed.h"
+#include "support.h"
+
+// Every allocation of the process is counted, those of the library included.
+static long allocations = 0;
+#if defined(__has_feature)
+#if __has_feature(address_sanitizer)
+#define __SANITIZE_ADDRESS__ 1
+#endif
+#endif
+#if !defined(__SANITIZE_ADDRESS__) && defined(__GLIBC__)
+constexpr bool kCountsAllocations = true;
+extern "C" void* __libc_malloc(size_t);
+extern "C" void* __libc_calloc(size_t, size_t);
+extern "C" void* malloc(size_t size) {
+    ++allocations;
+    return __libc_malloc(size);
+}
+extern "C" void* calloc(size_t n, size_t size) {
+    ++allocations;
+    return __libc_calloc(n, size);
+}
+#else
+constexpr bool kCountsAllocations = false;
+#endif
+
+namespace {
+
+using Row = std::vector<double>;
+using Table = std::map<double, Row>;  // by second of the day
+
+EPHBRDC_STORE brdc;
+EPHPREC_STORE prec;
+ANT_INFO_STORE antennas;
+EOPREC eop[MAXSIZE_EOP + 1];
+EPH_HEADER_JPL jpl_header;
+EPH_RECORD_JPL jpl_record[1];
+std::vector<OBSDATA_EPOCH> epochs(4400);
+
+std::string leo(const std::string& name) { return support::data_path("leo_sim/" + name).string(); }
+
+/// Numbers of a table; rows by column `key`, other columns in order.
+Table read_csv(const std::string& path, size_t key = 0) {
+    Table table;
+    std::ifstream in(path);
+    for (std::string line; std::getline(in, line);) {
+        if (std::isalpha(static_cast<unsigned char>(line[0]))) continue;
+        Row row;
+        std::stringstream fields(line);
+        for (std::string field; std::getline(fields, field, ',');) row.push_back(std::atof(field.c_str()));
+        if (row.size() <= key) continue;
+        const double at = row[key];
+        row.erase(row.begin() + static_cast<long>(key));
+        table[at] = row;
+    }
+    return table;
+}
+
+double distance(const double* a, const double* b) { return std::hypot(a[0] - b[0], a[1] - b[1], a[2] - b[2]); }
+
+double rms(const Row& values) {
+    double sum = 0.0;
+    for (double v : values) sum += v * v;
+    return std::sqrt(sum / static_cast<double>(values.size()));
+}
+
+class PodEmbed : public testing::Test {
+  protected:
+    void SetUp() override {
+        pod.reset(static_cast<RUNTIME_POD_EMBED*>(std::calloc(1, sizeof(RUNTIME_POD_EMBED))));
+        g_eph_selection = EPHOPT_BRDC;
+        g_antenna_info_store = nullptr;
+        sysGNSS systems[1] = {GPS};
+        set_gnssconfig_system(&gnssconfig, 1, systems);
+    }
+    void TearDown() override { free_att_quaternion_store(); }
+
+    /// Prepared environment of the simulated data: files are read once a process, the navigation file among them.
+    void prepare(const std::string& config) {
+        g_brdc_storage = &brdc;
+        g_obs_storage = epochs.data();
+        initialize_global_eph_planet();
+        initialize_global_earth_rotation_param();
+        load_eph_storage_default(&jpl_header, jpl_record);
+        g_eph_header = &jpl_header;
+        g_ephData_storage = jpl_record;
+        load_eops_default(eop, 3);
+        static const bool loaded = load_ephemeris_brdc(leo("dev21_tgd0.nav").data()) &&
+                                   load_antenna_storage(leo("zero.atx").data(), &antennas);
+        ASSERT_TRUE(loaded);
+        g_antenna_info_store = &antennas;
+        set_gnssconfig_from_file(leo(config).data());
+        ASSERT_TRUE(load_attitude_quaternion(0, leo("dev21_att_zup.txt").data()));
+        startup_pod_embed(pod.get(), true);
+        ASSERT_TRUE(pod->ant_info_rcv.ant_ok);
+    }
+    void load_epochs(const std::string& path, size_t expected) {
+        g_num_obs_storage = 0;
+        ASSERT_TRUE(load_observation_rinex(const_cast<char*>(path.c_str()), 0, 0.0));
+        ASSERT_EQ(g_num_obs_storage, static_cast<int>(expected));
+    }
+    void run(int index) { run_single_pod_embed(&epochs[static_cast<size_t>(index)], pod.get()); }
+    void add_satellite(int prn, double phase_minus_code, int slip);
+
+    struct Free {
+        void operator()(void* p) const { std::free(p); }
+    };
+    std::unique_ptr<RUNTIME_POD_EMBED, Free> pod;
+};
+
+// --- runs ------------------------------------------------------------------------------------------------------------------
+
+struct Arc {
+    const char* config;
+    const char* data;
+    double spp;     // expected rms of the point position [m]
+    double filter;  // and of the filter behind the first 20 epochs [m]
+    double agree;   // with the independent rendering [m]
+};
+
+class PodEmbedRun : public PodEmbed, public testing::WithParamInterface<Arc> {};
+
+TEST_P(PodEmbedRun, MeetsTruthAndIndependentRendering) {
+    LEOPOD_REQUIRE_DATA(support::data_path("leo_sim/dev21_tgd0.nav"));
+    const Arc& p = GetParam();
+    prepare(p.config);
+    const Table predicted = read_csv(leo(std::string("predicted/") + p.data + "_zup_id.csv"));
+    const Table truth = read_csv(leo("dev21_truth_epochs.csv"), 1);
+    load_epochs(leo(std::string(p.data) + ".obs"), predicted.size());
+    const int nclk = gnssconfig.num_sys;
+    Row spp, filter;
+    for (int e = 0; e < g_num_obs_storage; ++e) {
+        run(e);
+        ASSERT_EQ(pod->sln_kine.status, SOL_OK);
+        const double tag = epochs[static_cast<size_t>(e)].epoch_time.time.sod;
+        const Row& want = predicted.at(tag);
+        const double* position = &truth.at(tag)[3];
+        for (int c = 0; c < 3 + nclk; ++c) {
+            const int from = c < 3 ? c : 3 + c;
+            ASSERT_NEAR(pod->sln_kine.pos_vel_clk[from], want[c], 1e-3) << tag;
+            ASSERT_NEAR(pod->X[from], want[3 + nclk + c], p.agree) << tag;
+        }
+        spp.push_back(distance(pod->sln_kine.pos_vel_clk, position));
+        if (e >= 20) filter.push_back(distance(pod->X, position));
+        EXPECT_NEAR(gtimeSubSec(pod->time_now, {{59232, truth.at(tag)[2]}, tsGPST}), 0.0, 1e-8);
+    }
+    EXPECT_NEAR(rms(spp), p.spp, 0.01);
+    EXPECT_NEAR(rms(filter), p.filter, 0.1 * p.filter);
+}
+
+INSTANTIATE_TEST_SUITE_P(Simulated, PodEmbedRun,
+                         testing::Values(Arc{"config_gps.txt", "dev21_gps_clean", 1.516, 0.0076, 1e-3},
+                                         Arc{"config_bds.txt", "dev21_bds_clean", 1.591, 0.0181, 1e-3},
+                                         Arc{"config_gc.txt", "dev21_gc_clean", 1.381, 0.0116, 2e-3},
+                                         Arc{"config_gps.txt", "dev21_gps_clean_windup", 1.516, 0.00057, 1e-3},
+                                         Arc{"config_gps.txt", "dev21_gps_clean_slips", 1.516, 0.142, 1e-3},
+                                         Arc{"config_gc.txt", "dev21_gc", 1.426, 0.059, 0.015}));
+
+TEST_F(PodEmbed, RealReceiverDataWithPreciseProducts) {
+    const auto dir = support::data_path("grace_b_2010208");
+    LEOPOD_REQUIRE_DATA(dir / "predicted_00h12h.csv");
+    initialize_global_eph_planet();  // the analytic sun
+    initialize_global_earth_rotation_param();
+    g_eop_storage = eop;
+    g_eop_storage_size = 0;
+    ASSERT_TRUE(load_eop_storage(support::data_path("eop/eopc04_IAU2000.62-now").string().data()));
+    g_obs_storage = epochs.data();
+    g_prec_storage = &prec;
+    g_eph_selection = EPHOPT_PREC;
+    for (const char* name : {"COD15941.EPH", "COD15942.EPH", "COD15943.EPH"}) {
+        ASSERT_TRUE(load_ephemris_prec((dir / name).string().data()));
+    }
+    load_epochs((dir / "grcb2080_00h12h.10o").string(), 4320);
+    startup_pod_embed(pod.get(), true);
+    const Table truth = read_csv(dir / "truth_00h12h.csv");
+    support::LogRecorder log;
+    Row spp, filter;
+    double radial = 0.0;
+    int mw = 0, gf = 0, failed = 0;
+    for (int e = 0; e < g_num_obs_storage; ++e) {
+        run(e);
+        mw += log.count(ULOG_TRACE_LEVEL, "[cycle slip(MW)]");
+        gf += log.count(ULOG_TRACE_LEVEL, "[cycle slip(GF)]");
+        log.clear();
+        failed += pod->sln_kine.status == SOL_SPP_LACK_SAT;
+        if (pod->sln_kine.status != SOL_OK) continue;
+        const Row& t = truth.at(epochs[static_cast<size_t>(e)].epoch_time.time.sod);
+        spp.push_back(distance(pod->sln_kine.pos_vel_clk, t.data()));
+        filter.push_back(distance(pod->X, t.data()));
+        const double r = std::hypot(t[0], t[1], t[2]);
+        for (int c = 0; c < 3; ++c) radial += (pod->X[c] - t[c]) * t[c] / r;
+    }
+    EXPECT_EQ(spp.size(), 4318u);
+    EXPECT_EQ(failed, 2);
+    EXPECT_EQ(mw, 699);
+    EXPECT_EQ(gf, 365);
+    EXPECT_NEAR(rms(spp), 4.24, 0.02);
+    EXPECT_NEAR(rms(filter), 0.89, 0.01);
+    EXPECT_NEAR(radial / static_cast<double>(filter.size()), 0.36, 0.01);
+    std::sort(filter.begin(), filter.end());
+    EXPECT_NEAR(filter[filter.size() / 2], 0.71, 0.01);
+    EXPECT_NEAR(filter.back(), 3.80, 0.02);
+}
+
+TEST_F(PodEmbed, ArcsAndStoresFollowTheEpochs) {
+    LEOPOD_REQUIRE_DATA(support::data_path("leo_sim/dev21_tgd0.nav"));
+    prepare("config_gps.txt");
+    load_epochs(leo("dev21_gps_clean.obs"), 121);
+    support::LogRecorder log;
+    const int progress[16] = {-1, -1, -1, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, -1, 1, 2};
+    std::vector<double> tags;
+    for (int e = 0; e < 16; ++e) {
+        run(e);
+        EXPECT_EQ(pod->orbit_integration_progress, progress[e]) << e;
+        const int n = e < 5 ? e + 1 : 5;
+        EXPECT_EQ(pod->num_orb_store, n);
+        EXPECT_EQ(pod->num_clk_store, n);
+        tags.push_back(pod->time_now.time.sod + 86400.0 * static_cast<double>(pod->time_now.time.mjd - 59232));
+        // below a full store one entry is missing: the first epoch is never kept
+        for (int j = 0; j < 5; ++j) {
+            const DATA_ORBIT& stored = pod->dataset_orbit[j];
+            if (j > e || (j == e && e > 0)) {
+                EXPECT_EQ(stored.epoch_gpst.sys, UKNTS) << e << j;
+            } else {
+                EXPECT_NEAR(stored.epoch_gpst.time.sod, std::fmod(tags[e - j] + 86400.0, 86400.0), 1e-9) << e << j;
+            }
+        }
+        EXPECT_DOUBLE_EQ(pod->dataset_clk[0].clk_offset[0], pod->X[6] / 299792458.0);
+        EXPECT_EQ(pod->dataset_orbit[0].pos_ecf[2], pod->X[2]);
+        for (int k = 7; k < 39;
+             ++k) {  // one ambiguity a satellite: the odd slots and those behind the last are cleaned up
+            const bool active = k % 2 == 1 && k < 7 + 2 * pod->nsat_used;
+            EXPECT_EQ(pod->X[k] != 0.0, active) << k;
+            EXPECT_EQ(pod->DX[k * 39 + k] != 0.0, active) << k;
+        }
+        EXPECT_EQ(pod->num_param, 0);
+        EXPECT_EQ(static_cast<int>(pod->param_list[0]), -1);
+        EXPECT_EQ(pod->satlist_satindex_now[0], -1);
+        EXPECT_EQ(pod->nsat_used_last, pod->nsat_used);
+    }
+    EXPECT_EQ(log.count(ULOG_INFO_LEVEL, "set the initial condition for orbit integration. utc="), 2);
+    EXPECT_EQ(log.count(ULOG_INFO_LEVEL, "set ambiguity at the first epoch. runtime_pod->nsat_used_last=0"), 1);
+
+    // the last arc starts at 420 s from the two orbits before, tags 360 and 390 s
+    const Table gcrs = read_csv(leo("dev21_truth_gcrs.csv"), 1);
+    const Row &a = gcrs.at(360.0), &b = gcrs.at(420.0);
+    for (int c = 1; c < 4; ++c) {
+        const double middle = (a[c] + b[c]) / 2.0 + 60.0 / 8.0 * (a[c + 3] - b[c + 3]);  // cubic through both states
+        EXPECT_NEAR(pod->state_satellite.pos_eci[c - 1], middle, 0.8);
+        EXPECT_NEAR(pod->state_satellite.vel_eci[c - 1], (middle - a[c]) / 30.0, 0.03);
+    }
+    EXPECT_NEAR(pod->state_satellite.utc_start.time.sod, tags[13] - 18.0, 1e-9);
+
+    // an epoch without a point position leaves everything but the buffer
+    const auto before = std::make_unique<DATA_ORBIT>(pod->dataset_orbit[0]);
+    const std::vector<int> last(pod->satlist_satindex_last, pod->satlist_satindex_last + 15);
+    const double x0 = pod->X[0];
+    for (int e = 16; e < 18; ++e) {
+        epochs[static_cast<size_t>(e)].sat_num = 3;
+        run(e);
+        EXPECT_EQ(log.count(ULOG_WARNING_LEVEL, "pseudorange_point_positioning failed [5]"), e - 15);
+        EXPECT_EQ(pod->obs_epoch[0].epoch_time.time.sod, 30.0 * e);
+        EXPECT_EQ(pod->dataset_orbit[0].epoch_gpst.time.sod, before->epoch_gpst.time.sod);
+        EXPECT_EQ(pod->X[0], x0);
+        EXPECT_EQ(pod->orbit_integration_progress, 2);
+        EXPECT_TRUE(std::equal(last.begin(), last.end(), pod->satlist_satindex_last));
+    }
+}
+
+TEST_F(PodEmbed, SatellitesFromUnderTheMaskStartAnew) {
+    LEOPOD_REQUIRE_DATA(support::data_path("leo_sim/dev21_tgd0.nav"));
+    prepare("config_gps.txt");
+    gnssconfig.ele_cutoff = 0.25;  // listed and flagged for many epochs before they rise
+    load_epochs(leo("dev21_gps_clean.obs"), 121);
+    const Table truth = read_csv(leo("dev21_truth_epochs.csv"), 1);
+    int risen = 0;
+    std::map<int, bool> usable;
+    for (int e = 0; e < g_num_obs_storage; ++e) {
+        run(e);
+        if (pod->sln_kine.status != SOL_OK) continue;
+        for (int j = 0; j < pod->nsat_used; ++j) {
+            const bool ok = pod->obs_epoch[0].satobs[pod->satlist_used_in_obsepoch_last[j]].flag_sat == OBS_OK;
+            bool& was = usable.try_emplace(pod->satlist_satindex_last[j], ok).first->second;
+            risen += ok && !was;
+            was = ok;
+            EXPECT_EQ(pod->X[7 + 2 * j] != 0.0, ok) << e << " " << j;
+        }
+        if (e < 20) continue;
+        EXPECT_LT(distance(pod->X, &truth.at(30.0 * e)[3]), 0.1) << e;
+    }
+    EXPECT_GT(risen, 3);
+}
+
+// --- ambiguities -------------------------------------------------------------------------------------------------------------
+
+/// A satellite at the next free place of obs_epoch[0] and of the current list.
+void PodEmbed::add_satellite(int prn, double phase_minus_code, int slip) {
+    OBSDATA_SAT& sat = pod->obs_epoch[0].satobs[pod->nsat_used];
+    sat = {};
+    sat.satsys = GPS;
+    sat.prn = prn;
+    sat.num_obs = 4;
+    const double wavelength[2] = {299.792458 / 1575.42, 299.792458 / 1227.6};
+    for (int k = 0; k < 4; ++k) {
+        sat.obs_index_used[k] = k;
+        OBSREC& rec = sat.obsdata[k];
+        rec.freq = k < 2 ? L1 : L2;
+        rec.value = k % 2 == 0 ? 2e7 : (2e7 + phase_minus_code) / wavelength[k / 2];
+    }
+    pod->satlist_used_in_obsepoch[pod->nsat_used] = pod->nsat_used;
+    pod->satlist_satindex_now[pod->nsat_used] = prn - 1;
+    SAT_STATE& state = pod->state_sat_all[prn - 1];
+    state.flag_slip[0] = state.flag_slip[1] = slip;
+    pod->obs_epoch[0].sat_num = ++pod->nsat_used;
+}
+
+class Transfer : public PodEmbed {
+  protected:
+    /// Last list G01 G02 G03 G05 with G05 cleaned up; now G03 (continuous), G01 (slip), G07 (new), G05 (from under the mask).
+    void SetUp() override {
+        PodEmbed::SetUp();
+        startup_pod_embed(pod.get(), true);
+        const int last[4] = {0, 1, 2, 4};
+        std::copy_n(last, 4, pod->satlist_satindex_last);
+        pod->nsat_used_last = 4;
+        add_satellite(3, 11.0, 0);
+        add_satellite(1, 22.0, 1);
+        add_satellite(7, 33.0, 0);
+        add_satellite(5, 44.0, 0);
+        for (int r = 0; r < 13; ++r) {
+            if (r > 6 && r % 2 == 0) continue;
+            pod->X[r] = 100.0 + r;
+            for (int c = 0; c < 13; ++c) {
+                if (c < 7 || c % 2 == 1) DX(r, c) = 10.0 * std::max(r, c) + std::min(r, c);
+            }
+        }
+        before.assign(pod->DX, pod->DX + 1521);
+    }
+    double& DX(int r, int c) { return pod->DX[r * 39 + c]; }
+    double old(int r, int c) const { return before[static_cast<size_t>(r * 39 + c)]; }
+    Row before;
+};
+
+TEST_F(Transfer, CarriesStateAndCovarianceToTheNewSlots) {
+    support::LogRecorder log;
+    get_initial_ambiguity_test(pod.get());
+    const double amb[4] = {111.0, 22.0, 33.0, 44.0};  // continuous: the state of slot 11, others: phase minus code
+    for (int j = 0; j < 4; ++j) EXPECT_NEAR(pod->X[7 + 2 * j], amb[j], 1e-6) << j;
+    for (int r = 0; r < 7; ++r) EXPECT_EQ(pod->X[r], 100.0 + r);
+    EXPECT_EQ(pod->num_param, 4);
+    EXPECT_EQ(pod->param_list[3], param_AMB);
+    EXPECT_EQ(pod->index_param_X[3], 13);
+    for (int c = 0; c < 7; ++c) {
+        for (int r = 0; r < 7; ++r) EXPECT_EQ(DX(r, c), old(r, c));
+        EXPECT_EQ(DX(7, c), old(11, c));  // G03
+        EXPECT_EQ(DX(c, 7), old(11, c));
+        EXPECT_EQ(DX(9, c), old(7, c));  // G01 keeps its cross-covariances in spite of the slip
+        EXPECT_EQ(DX(c, 11), 0.0);
+        EXPECT_EQ(DX(13, c), 0.0);
+    }
+    EXPECT_DOUBLE_EQ(DX(7, 7), old(11, 11) + 1e-08);
+    EXPECT_DOUBLE_EQ(DX(7, 9), old(11, 7) + 1e-08);
+    EXPECT_EQ(DX(7, 9), DX(9, 7));
+    for (int k : {9, 11, 13}) EXPECT_EQ(DX(k, k), 900.0) << k;  // slip, new, cleaned up
+    EXPECT_EQ(DX(11, 13), 0.0);
+    EXPECT_EQ(DX(7, 11), 0.0);
+    EXPECT_EQ(DX(8, 8), 0.0);
+    EXPECT_EQ(log.count(ULOG_DEBUG_LEVEL,
+                        "get_initial_ambiguity_test(): found cycle slip, reset ambiguity, "
+                        "satidx=0,idx_amb=9,num=1, sys=1, prn=1, amb=22.000000"),
+              1);
+    EXPECT_EQ(log.count(ULOG_WARNING_LEVEL, "idx_amb_last==-1,satsys=1,prn=7"), 1);
+    EXPECT_EQ(log.count(ULOG_WARNING_LEVEL, "idx_amb_last==-1,satsys=1,prn=5"), 1);
+}
+
+TEST_F(Transfer, AlternativesWriteRowsWithoutNoise) {
+    DX(20, 20) = 5.0;
+    get_initial_ambiguity(pod.get());
+    EXPECT_EQ(DX(7, 9), old(11, 7));
+    EXPECT_EQ(DX(7, 7), old(11, 11));
+    EXPECT_EQ(DX(7, 3), old(11, 3));
+    EXPECT_EQ(DX(3, 7), old(3, 7));  // no mirror element
+    EXPECT_EQ(DX(9, 9), 900.0);
+    EXPECT_EQ(DX(11, 11), 900.0);
+    EXPECT_EQ(DX(7, 11), 0.0);
+    EXPECT_EQ(DX(20, 20), 0.0);  // above the last used ambiguity
+    SetUp();
+    get_initial_ambiguity_nomemory(pod.get());
+    EXPECT_EQ(DX(7, 7), old(11, 11));
+    EXPECT_EQ(DX(9, 9), 900.0);
+    EXPECT_EQ(DX(13, 13), 900.0);
+    EXPECT_NEAR(pod->X[7], 111.0, 1e-6);
+}
+
+TEST_F(Transfer, StopsTheProcessOnInconsistentLists) {
+    auto exits = [&](const char* text, const std::function<void()>& body) {
+        EXPECT_EXIT((ulog_subscribe(support::log_to_stderr, ULOG_ERROR_LEVEL), body()), testing::ExitedWithCode(1),
+                    text);
+    };
+    pod->satlist_satindex_now[2] = 20;
+    exits("update_temperal_clock_solution\\(\\): idx_amb=-1, sys=1, prn=%,satindex=20, stopping!",
+          [&] { get_initial_ambiguity_test(pod.get()); });
+    pod->nsat_used_last = 0;
+    exits("get_initial_ambiguity_test\\(\\): idx_amb=-1, sys=1, prn=%,satindex=20",
+          [&] { get_initial_ambiguity_test(pod.get()); });
+    exits("update_temperal_clock_solution\\(\\): idx_amb=-1, sys=1, prn=%,satindex=20",
+          [&] { get_initial_ambiguity_nomemory(pod.get()); });
+    pod->nsat_used = 0;
+    pod->sln_kine.status = SOL_ITER_EXCEED;
+    exits("kinematic solution status = 6\\)\nruntime_pod->num_param=0",
+          [&] { update_temperal_clock_solution(pod.get()); });
+}
+
+TEST_F(PodEmbed, SlotsOfTheParameters) {
+    support::LogRecorder log;
+    sysGNSS systems[3] = {GPS, BDS, GAL};
+    set_gnssconfig_system(&gnssconfig, 3, systems);
+    int list[15];
+    for (int j = 0; j < 15; ++j) list[j] = 31 + j;
+    EXPECT_EQ(get_index_param_pod_embed(param_RX_VEL_Z, UKNSYS, -1, 0, nullptr), 5);
+    EXPECT_EQ(get_index_param_pod_embed(param_RX_GAL_CLK, UKNSYS, -1, 0, nullptr), 8);
+    EXPECT_EQ(get_index_param_pod_embed(param_ZWD, UKNSYS, -1, 0, nullptr), 9);
+    EXPECT_EQ(get_index_param_pod_embed(param_AMB, GPS, 32, 0, list), 9);
+    EXPECT_EQ(get_index_param_pod_embed(param_AMB, BDS, 14, 1, list), 38);
+    gnssconfig.num_sys = 2;
+    EXPECT_EQ(get_index_param_pod_embed(param_RX_GAL_CLK, UKNSYS, -1, 0, nullptr), -1);
+    EXPECT_TRUE(log.messages().empty());
+    list[14] = -1;
+    EXPECT_EQ(get_index_param_pod_embed(param_AMB, GAL, 3, 0, list), -1);
+    EXPECT_EQ(get_index_param_pod_embed(param_AMB, GPS, 3, 0, nullptr), -1);
+    EXPECT_EQ(get_index_param_pod_embed(param_TX_POS_X, GPS, 3, 0, list), -1);
+    EXPECT_EQ(log.count(ULOG_ERROR_LEVEL, "param name not supported!"), 3);
+}
+
+// --- start-up, buffer, output ------------------------------------------------------------------------------------------------
+
+TEST_F(PodEmbed, StartUpInBothDeployments) {
+    support::LogRecorder log;
+    pod->param_list[0] = param_ZWD;
+    pod->ant_info_rcv.ant_ok = true;
+    pod->ant_info_rcv.pco[1][2] = 7.0;
+    startup_pod_embed(pod.get(), true);
+    EXPECT_FALSE(pod->ant_info_rcv.ant_ok);
+    EXPECT_TRUE(log.has(ULOG_ERROR_LEVEL, "LEO satellite receiver antenna GRACE_C not found!"));
+    EXPECT_EQ(pod->param_list[0], param_ZWD);
+    EXPECT_EQ(pod->state_sat_all[96].flag_slip[1], 2);
+    EXPECT_EQ(pod->index_param_X[38], -1);
+    EXPECT_EQ(pod->sln_orbit_interval, 300.0);
+    EXPECT_EQ(gnssconfig.sys_used[0], GPS);
+
+    ulog_init();  // a recorder allocates
+    const long before = allocations;
+    startup_pod_embed(pod.get(), false);
+    EXPECT_EQ(allocations, before);
+    EXPECT_EQ(gnssconfig.num_sys, 1);
+    EXPECT_EQ(gnssconfig.sys_used[0], BDS);
+    EXPECT_EQ(g_brdc_storage, &pod->brdc_storage);
+    EXPECT_EQ(g_eph_header, &pod->jpl_header);
+    EXPECT_EQ(g_eop_storage, pod->eop_storage);
+    const ANT_INFO& antenna = pod->ant_info_rcv;
+    EXPECT_TRUE(antenna.ant_ok);
+    EXPECT_STREQ(antenna.ant_type, "GRACE_C");
+    EXPECT_EQ(std::string(antenna.ant_code), std::string(20, ' '));
+    EXPECT_EQ(antenna.pco[1][0], -0.4793);
+    EXPECT_EQ(antenna.pco[1][2], 7.0);  // only the first component is set
+    EXPECT_EQ(antenna.installation_matrix[8], -1.0);
+    EXPECT_EQ(antenna.freqs[1], L2);
+
+    pod->ant_info_rcv.pco[0][0] = 1.0;
+    ANT_INFO one = {};
+    ANT_INFO_STORE store = {&one, 1, 1};
+    g_antenna_info_store = &store;
+    startup_pod_embed(pod.get(), false);
+    EXPECT_EQ(pod->ant_info_rcv.pco[0][0], 1.0);
+}
+
+TEST_F(PodEmbed, AllocationsOfARunningEpoch) {
+    LEOPOD_REQUIRE_DATA(support::data_path("leo_sim/dev21_tgd0.nav"));
+    prepare("config_gc.txt");
+    load_epochs(leo("dev21_gc_clean.obs"), 121);
+    run(0);
+    const long before = allocations;
+    for (int e = 1; e < 11; ++e) run(e);
+    const double per_epoch = static_cast<double>(allocations - before) / 10.0;
+    RecordProperty("allocations_per_epoch", std::to_string(per_epoch));
+    EXPECT_EQ(per_epoch > 2.0, kCountsAllocations);  // the three matrices of the filter
+    EXPECT_LT(per_epoch, 100.0);
+}
+
+TEST_F(PodEmbed, BufferHoldsTwoEpochsAndBoundsThem) {
+    OBSDATA_EPOCH epoch = {};
+    for (int rcv = 1; rcv <= 3; ++rcv) {
+        epoch.rcv = rcv;
+        epoch.sat_num = rcv == 3 ? 1000 : 1;
+        epoch.satobs[0].num_obs = 5000;
+        EXPECT_TRUE(update_gnss_observation(&epoch, pod.get()));
+        EXPECT_EQ(pod->obs_num, rcv < 2 ? rcv : 2);
+    }
+    EXPECT_EQ(pod->obs_epoch[0].rcv, 3);
+    EXPECT_EQ(pod->obs_epoch[1].rcv, 2);
+    EXPECT_EQ(pod->obs_epoch[0].sat_num, 15);
+    EXPECT_EQ(pod->obs_epoch[0].satobs[0].num_obs, 10);
+    epoch.rcv = 4;
+    pod->obs_num = 7;
+    EXPECT_TRUE(update_gnss_observation(&epoch, pod.get()));
+    EXPECT_EQ(pod->obs_epoch[0].rcv, 3);
+}
+
+TEST_F(PodEmbed, PrintsAnEpoch) {
+    OBSDATA_EPOCH epoch = {};
+    epoch.epoch_time = {{59232, 30.0}, tsGPST};
+    epoch.sat_num = 2;
+    epoch.satobs[0].satsys = BDS;
+    epoch.satobs[0].prn = 7;
+    epoch.satobs[1].satsys = GPS;
+    epoch.satobs[1].prn = 12;
+    epoch.satobs[1].num_obs = 2;
+    epoch.satobs[1].obsdata[0].value = 20000000.0004;
+    epoch.satobs[1].obsdata[1].value = -1.5;
+    char text[20000];
+    output_observation_embed(&epoch, text);
+    EXPECT_STREQ(text, ">>2021-01-18T00:00:30.000000000 2\nC07 \nG12   20000000.000         -1.500 \n");
+    epoch.satobs[1].num_obs = 4000;
+    for (OBSREC& rec : epoch.satobs[1].obsdata) rec.value = 1e300;
+    output_observation_embed(&epoch, text);
+    EXPECT_EQ(std::strlen(std::strstr(text, "G12")), 1024u);
+}
+
+TEST_F(PodEmbed, DynamicFilterAndStubsAreCallable) {
+    pod->state_satellite.sec_since_start = -600.0;
+    pod->state_satellite.pos_eci[1] = 7e6;
+    pod->X_dyn[7] = 1.0;
+    pod->DX_dyn[1 * 906 + 1] = 300.0;
+    pod->DX[1 * 39 + 1] = 100.0;
+    EXPECT_TRUE(orbit_dynamic_filter(pod.get()));
+    EXPECT_NEAR(pod->X_dyn[1], 7e6 * (1.0 - 0.75), 1e-3);
+    EXPECT_NEAR(pod->DX_dyn[1 * 906 + 1], 75.0, 1e-9);
+    update_tempral_orbit_solution();
+    update_measurement_orbit_solution();
+    pod_embed_solve_orbit(nullptr, pod.get());
+    EXPECT_TRUE(update_gnss_ephemeris_gps(nullptr) && update_gnss_ephemeris_glo(nullptr) &&
+                update_gnss_ephemeris_pre(nullptr));
+}
+
+}  // namespace
