@@ -1,0 +1,263 @@
+// The host program run as its users run it: files in, status, summary and CSV out.
+#include <array>
+#include <cmath>
+#include <map>
+#include <regex>
+
+#include "support.h"
+
+namespace {
+
+using support::data_path;
+
+const std::string kProgram = std::string(LEOPOD_BINARY_DIR) + "/host/leopod";
+
+struct Outcome {
+    int status = -1;
+    std::string text;  ///< standard output and standard error
+};
+
+Outcome leopod(const std::string& arguments) {
+    Outcome outcome;
+    FILE* pipe = popen((kProgram + " " + arguments + " 2>&1").c_str(), "r");
+    if (pipe == nullptr) return outcome;
+    std::array<char, 4096> buffer{};
+    while (std::fgets(buffer.data(), buffer.size(), pipe) != nullptr) outcome.text += buffer.data();
+    const int raw = pclose(pipe);
+    outcome.status = WIFEXITED(raw) ? WEXITSTATUS(raw) : 128 + WTERMSIG(raw);
+    return outcome;
+}
+
+/// The first number captured by a pattern in the text; NaN without a match.
+double number(const std::string& text, const std::string& pattern) {
+    std::smatch match;
+    return std::regex_search(text, match, std::regex(pattern)) ? std::stod(match[1]) : std::nan("");
+}
+
+/// Solved epochs of an output file: second of day to a row of named columns.
+std::map<double, std::map<std::string, double>> read_rows(const std::string& file) {
+    std::map<double, std::map<std::string, double>> rows;
+    std::ifstream in(file);
+    std::string line;
+    std::vector<std::string> names;
+    while (std::getline(in, line)) {
+        std::vector<std::string> fields;
+        std::stringstream stream(line);
+        std::string field;
+        while (std::getline(stream, field, ',')) fields.push_back(field);
+        if (names.empty()) {
+            names = fields;
+            continue;
+        }
+        std::map<std::string, double> row;
+        for (std::size_t i = 0; i < fields.size() && i < names.size(); ++i) {
+            char* end = nullptr;
+            const double value = std::strtod(fields[i].c_str(), &end);
+            if (end != fields[i].c_str() && *end == '\0') row[names[i]] = value;
+        }
+        if (row.count("sod_gpst") != 0) {
+            rows[row["sod_gpst"]] = row;
+        } else if (!row.empty()) {
+            rows[row[names[0]]] = row;
+        }
+    }
+    return rows;
+}
+
+double rms_of(const std::string& text, const std::string& name) {
+    return number(text, name + " +epochs .*rms ([0-9.]+)");
+}
+
+class Host : public ::testing::Test {
+  protected:
+    void SetUp() override {
+        if (!std::filesystem::exists(kProgram)) GTEST_SKIP() << "the host program is not built";
+    }
+    static std::string out(const std::string& name) { return (support::temp_dir() / name).string(); }
+    static std::string sim(const std::string& name) { return data_path("leo_sim/" + name).string(); }
+};
+
+TEST_F(Host, UnusableFilesEndWithStatusTwoAndTheirName) {
+    const std::string obs = (std::filesystem::path(LEOPOD_SOURCE_DIR) / "examples/data/demo_bds.obs").string();
+    const std::string text = support::write_temp("text.txt", "no data of any kind\nat all\n");
+    const std::string clock =
+        support::write_temp("three.clk",
+                            "     3.00           CLOCK DATA                              RINEX VERSION / TYPE\n"
+                            "                                                            END OF HEADER\n"
+                            "AS G01  2020 06 25 00 00  0.000000  3    1.0E-05 1.0E-11 1.0E-12\n");
+    const std::array<std::string, 11> options = {"--obs " + text,
+                                                 "--obs %absent",
+                                                 "--obs " + obs + " --nav " + text,
+                                                 "--obs " + obs + " --sp3 %absent",
+                                                 "--obs " + obs + " --clk " + clock,
+                                                 "--obs " + obs + " --atx " + text,
+                                                 "--obs " + obs + " --att " + text,
+                                                 "--obs " + obs + " --eop " + text,
+                                                 "--obs " + obs + " --jpl " + text,
+                                                 "--obs " + obs + " --config %absent",
+                                                 "--obs " + support::temp_dir().string()};
+    for (const std::string& option : options) {
+        const Outcome outcome = leopod("run " + option);
+        EXPECT_EQ(outcome.status, 2) << option << "\n" << outcome.text;
+        const std::string file = option.substr(option.rfind(' ') + 1);
+        EXPECT_NE(outcome.text.find(file), std::string::npos) << outcome.text;
+        EXPECT_EQ(std::count(outcome.text.begin(), outcome.text.end(), '\n'), 1) << outcome.text;
+    }
+}
+
+TEST_F(Host, EmbeddedDemoArc) {
+    const std::string dir = (std::filesystem::path(LEOPOD_SOURCE_DIR) / "examples/data/").string();
+    const std::string files =
+        "run --embedded --obs " + dir + "demo_bds.obs --nav " + dir + "demo_bds.nav --truth " + dir + "demo_truth.csv";
+    const Outcome good = leopod(files + " --att " + dir + "demo_att_zdown.txt --out " + out("demo.csv") +
+                                " --sp3-out " + out("demo.sp3"));
+    EXPECT_EQ(good.status, 0) << good.text;
+    EXPECT_EQ(number(good.text, "epochs: 121, solved ([0-9]+)"), 121) << good.text;
+    EXPECT_LT(rms_of(good.text, "point position"), 4.0);
+    EXPECT_EQ(read_rows(out("demo.csv")).size(), 121u);
+    // The built-in antenna looks along minus z: without attitude that is down, and the summary says why nothing is solved.
+    const Outcome blind = leopod(files);
+    EXPECT_EQ(blind.status, 1);
+    EXPECT_NE(blind.text.find("No attitude is loaded"), std::string::npos) << blind.text;
+}
+
+TEST_F(Host, RealReceiverWithPreciseProducts) {
+    const auto obs = data_path("grace_b_2010208/grcb2080_00h12h.10o");
+    LEOPOD_REQUIRE_DATA(obs);
+    const std::string dir = data_path("grace_b_2010208/").string();
+    const Outcome o =
+        leopod("run --obs " + obs.string() + " --sp3 " + dir + "COD15941.EPH --sp3 " + dir + "COD15942.EPH --sp3 " +
+               dir + "COD15943.EPH --interval 10 --truth " + dir + "truth_00h12h.csv --out " + out("grace.csv"));
+    ASSERT_EQ(o.status, 0) << o.text;
+    EXPECT_EQ(number(o.text, "epochs: 4320, solved ([0-9]+)"), 4318) << o.text;
+    EXPECT_EQ(number(o.text, "LACK_OF_SATELLITES ([0-9]+)"), 2);
+    EXPECT_NEAR(number(o.text, "point position +epochs .*3D median ([0-9.]+)"), 2.57, 0.05);
+    EXPECT_NEAR(rms_of(o.text, "point position"), 4.24, 0.05);
+    EXPECT_NEAR(number(o.text, "point position +epochs .*largest ([0-9.]+)"), 22.6, 0.3);
+    // Per epoch against an independent rendering of the same rules.
+    const auto ours = read_rows(out("grace.csv"));
+    const auto theirs = read_rows(dir + "predicted_00h12h.csv");
+    std::size_t compared = 0;
+    std::size_t close = 0;
+    for (const auto& [sod, row] : theirs) {
+        const auto mine = ours.find(sod);
+        if (row.count("spp_x") == 0 || mine == ours.end() || mine->second.count("x_ecef_m") == 0) continue;
+        const double d =
+            std::hypot(mine->second.at("x_ecef_m") - row.at("spp_x"), mine->second.at("y_ecef_m") - row.at("spp_y"),
+                       mine->second.at("z_ecef_m") - row.at("spp_z"));
+        ++compared;
+        close += d < 0.01;
+    }
+    EXPECT_GE(compared, 4300u);
+    EXPECT_GE(static_cast<double>(close), 0.99 * static_cast<double>(compared));
+}
+
+TEST_F(Host, GroundStationInBothFormatsAndWithBothEphemerides) {
+    const auto obs = data_path("gnss/ground_esbc_2020177/ESBC00DNK_R_20201770000_06H_30S_GO_trim.rnx");
+    LEOPOD_REQUIRE_DATA(obs);
+    const std::string dir = data_path("gnss/ground_esbc_2020177/").string();
+    const std::string gps = support::write_temp(
+        "gps.cfg",
+        "+GNSS_SYS\nGPS 4 C1W L1C C2W L2W IF 0 2 1 3\n-GNSS_SYS\n+GENERAL_CONFIG\nELE_CUTOFF 10.0\n"
+        "THRES_MW_SLIP 0.3\nTHRES_GF_SLIP 0.05\nHUBER_POWER 3.5\nHUBER_COEF 2.5\nVAR_POS 900.0\nVAR_CLK 900.0\n"
+        "-GENERAL_CONFIG\n");
+    const std::string both =
+        support::write_temp("both.cfg",
+                            "+GNSS_SYS\nGPS 4 C1C L1C C2W L2W IF 0 2 1 3\nBDS 4 C2I L2I C6I L6I IF 0 2 1 3\n-GNSS_SYS\n"
+                            "+GENERAL_CONFIG\nELE_CUTOFF 10.0\nTHRES_MW_SLIP 0.3\nTHRES_GF_SLIP 0.05\nHUBER_POWER 3.5\n"
+                            "HUBER_COEF 2.5\nVAR_POS 900.0\nVAR_CLK 900.0\n-GENERAL_CONFIG\n");
+    const std::string truth =
+        support::write_temp("esbc.csv", "mjd_gpst,x_m,y_m,z_m\n59025,3582104.768,532590.174,5232755.144\n");
+    const std::string nav = " --nav " + dir + "ESBC00DNK_R_20201770000_01D_MN.rnx";
+    const auto horizontal = [](const std::string& text) {
+        std::smatch m;
+        const std::regex pattern("point position[^\\n]*\\n +east ([-+0-9.]+) [^\\n]*north ([-+0-9.]+)");
+        return std::regex_search(text, m, pattern) ? std::hypot(std::stod(m[1]), std::stod(m[2])) : std::nan("");
+    };
+    const Outcome v3 = leopod("run --obs " + obs.string() + nav + " --config " + gps + " --truth " + truth + " --out " +
+                              out("v3.csv"));
+    ASSERT_EQ(v3.status, 0) << v3.text;
+    EXPECT_LT(horizontal(v3.text), 3.0) << v3.text;
+    // The version 2 form of the same data: P1 and P2 are the default observables; only the mask differs.
+    const std::string p_codes = support::write_temp(
+        "p.cfg",
+        "+GNSS_SYS\nGPS 4 C1P L1P C2P L2P IF 0 2 1 3\n-GNSS_SYS\n+GENERAL_CONFIG\nELE_CUTOFF 10.0\n"
+        "THRES_MW_SLIP 0.3\nTHRES_GF_SLIP 0.05\nHUBER_POWER 3.5\nHUBER_COEF 2.5\nVAR_POS 900.0\nVAR_CLK 900.0\n"
+        "-GENERAL_CONFIG\n");
+    const std::string old = data_path("gnss/rinex2/").string();
+    const Outcome v2 = leopod("run --obs " + old + "esbc1770_06h.20o --nav " + old + "esbc1770.20n --config " +
+                              p_codes + " --out " + out("v2.csv"));
+    ASSERT_EQ(v2.status, 0) << v2.text;
+    const auto a = read_rows(out("v3.csv"));
+    const auto b = read_rows(out("v2.csv"));
+    ASSERT_GT(a.size(), 700u);
+    std::size_t common = 0;
+    for (const auto& [sod, row] : a) {
+        const auto other = b.find(sod);
+        if (other == b.end() || row.count("x_ecef_m") == 0 || other->second.count("x_ecef_m") == 0) continue;
+        ++common;
+        for (const char* axis : {"x_ecef_m", "y_ecef_m", "z_ecef_m"})
+            EXPECT_NEAR(row.at(axis), other->second.at(axis), 1e-3) << sod;
+    }
+    // 34 epochs of the version 2 form hold a line that is cut off behind its last value: the values behind it move up there.
+    EXPECT_GE(common, 686u);
+
+    const Outcome precise =
+        leopod("run --obs " + obs.string() + " --sp3 " + dir + "GRG0MGXFIN_20201760000_01D_15M_ORB.SP3 --sp3 " + dir +
+               "GRG0MGXFIN_20201770000_01D_15M_ORB.SP3 --clk " + dir +
+               "GRG0MGXFIN_20201770000_01D_30S_CLK_gps.CLK --config " + gps + " --truth " + truth);
+    ASSERT_EQ(precise.status, 0) << precise.text;
+    EXPECT_LT(horizontal(precise.text), 3.0) << precise.text;
+    const Outcome mixed = leopod("run --obs " + dir + "ESBC00DNK_R_20201771400_04H_30S_MO_trim.rnx" + nav +
+                                 " --config " + both + " --truth " + truth);
+    ASSERT_EQ(mixed.status, 0) << mixed.text;
+    EXPECT_LT(horizontal(mixed.text), 3.0) << mixed.text;
+}
+
+TEST_F(Host, SimulatedArcsAgreeWithAnIndependentRendering) {
+    LEOPOD_REQUIRE_DATA(data_path("leo_sim/zero.atx"));
+    struct Case {
+        const char* obs;
+        const char* config;
+        const char* predicted;
+        double rms;
+    };
+    const std::array<Case, 3> cases = {{{"dev21_gps_clean.obs", "config_gps.txt", "dev21_gps_clean_zup_id.csv", 1.52},
+                                        {"dev21_bds_clean.obs", "config_bds.txt", "dev21_bds_clean_zup_id.csv", 1.59},
+                                        {"dev21_gc_clean.obs", "config_gc.txt", "dev21_gc_clean_zup_id.csv", 1.38}}};
+    for (const Case& c : cases) {
+        const Outcome o =
+            leopod("run --obs " + sim(c.obs) + " --config " + sim(c.config) + " --nav " + sim("dev21_tgd0.nav") +
+                   " --att " + sim("dev21_att_zup.txt") + " --atx " + sim("zero.atx") + " --eop " +
+                   data_path("eop/finals.data.iau2000.txt").string() + " --eop-format rapid --truth " +
+                   sim("dev21_truth_epochs.csv") + " --out " + out("sim.csv"));
+        ASSERT_EQ(o.status, 0) << o.text;
+        EXPECT_EQ(number(o.text, "epochs: 121, solved ([0-9]+)"), 121) << o.text;
+        EXPECT_NEAR(rms_of(o.text, "point position"), c.rms, 0.01) << o.text;
+        const auto ours = read_rows(out("sim.csv"));
+        const auto theirs = read_rows(sim(std::string("predicted/") + c.predicted));
+        ASSERT_EQ(ours.size(), theirs.size());
+        for (const auto& [sod, row] : theirs) {
+            EXPECT_NEAR(ours.at(sod).at("x_ecef_m"), row.at("spp_x"), 0.01) << c.obs << " " << sod;
+            EXPECT_NEAR(ours.at(sod).at("y_ecef_m"), row.at("spp_y"), 0.01) << c.obs << " " << sod;
+            EXPECT_NEAR(ours.at(sod).at("z_ecef_m"), row.at("spp_z"), 0.01) << c.obs << " " << sod;
+        }
+    }
+}
+
+TEST_F(Host, FilesBeyondTheReadersLimitsAreProcessed) {
+    const auto dir = data_path("gnss/limits");
+    LEOPOD_REQUIRE_DATA(dir);
+    for (const char* name : {"ESBC00DNK_R_20201770000_01H_30S_MO_asis.rnx", "delf0010_asis.21o"}) {
+        const Outcome o = leopod("run --log-level warning --obs " + (dir / name).string() + " --nav " +
+                                 data_path("gnss/rinex2/cbw10010.21n").string());
+        EXPECT_LE(o.status, 1) << o.text;
+        EXPECT_NE(o.text.find("the excess is dropped"), std::string::npos) << o.text.substr(0, 2000);
+    }
+    const Outcome sp3 =
+        leopod("run --log-level warning --obs " + data_path("gnss/rinex2/delf0010_gps_trim.21o").string() + " --sp3 " +
+               (dir / "sentinel3a_L74_asis.sp3").string());
+    EXPECT_LE(sp3.status, 1) << sp3.text;
+}
+
+}  // namespace
