@@ -1,0 +1,187 @@
+// The whole epoch loop, split by stage, for 9 and for 15 satellites. The peer of a stage is the whole epoch of the same run: the ratio is
+// the stage's share.
+#include <benchmark/benchmark.h>
+
+#include <algorithm>
+#include <array>
+#include <chrono>
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "earth_gravity.h"
+#include "mathlib.h"
+#include "pod_embed.h"
+
+namespace {
+
+enum Stage { kSelection, kAttitude, kPointPosition, kSlips, kAmbiguities, kModel, kFilter, kStores, kWhole, kStages };
+constexpr std::array<const char*, kStages> kNames = {
+    "selection", "attitude", "point position", "slips and combinations", "ambiguity transfer", "zero-difference model",
+    "filter",    "stores",   "whole epoch"};
+using Times = std::array<double, kStages>;  ///< [s]
+
+struct Free {
+    void operator()(void* p) const { std::free(p); }
+};
+template <typename T>
+using Owned = std::unique_ptr<T, Free>;
+template <typename T>
+Owned<T> make_zeroed(std::size_t n = 1) {
+    return Owned<T>(static_cast<T*>(std::calloc(n, sizeof(T))));
+}
+
+Owned<RUNTIME_POD_EMBED> runtime = make_zeroed<RUNTIME_POD_EMBED>();
+Owned<OBSDATA_EPOCH> epochs = make_zeroed<OBSDATA_EPOCH>(400);
+Owned<EOPREC> eops = make_zeroed<EOPREC>(3);
+Owned<EPH_HEADER_JPL> header = make_zeroed<EPH_HEADER_JPL>();
+Owned<EPH_RECORD_JPL> record = make_zeroed<EPH_RECORD_JPL>();
+
+bool load() {
+    const char* dir = std::getenv("LEOPOD_DATA");
+    const std::filesystem::path data = std::filesystem::path(dir != nullptr ? dir : LEOPOD_DATA_DIR) / "leo_sim";
+    if (!std::filesystem::exists(data / "dev21_gc.obs")) return false;
+    const auto file = [&](const char* name) { return (data / name).string(); };
+    initialize_global_earth_gravity();
+    initialize_global_eph_planet();
+    initialize_global_earth_rotation_param();
+    load_eops_default(eops.get(), 3);
+    load_eph_storage_default(header.get(), record.get());
+    g_eph_header = header.get();
+    g_ephData_storage = record.get();
+    sysGNSS systems[2] = {GPS, BDS};
+    set_gnssconfig_system(&gnssconfig, 2, systems);
+    g_brdc_storage = &runtime->brdc_storage;
+    g_obs_storage = epochs.get();
+    return load_ephemeris_brdc(file("dev21_tgd0.nav").data()) &&
+           load_attitude_quaternion(0, file("dev21_att_zup.txt").data()) &&
+           load_observation_rinex(file("dev21_gc.obs").data(), 0, 0.0);
+}
+
+class Clock {
+  public:
+    explicit Clock(Times& times) : times_(times) {}
+    void end(Stage stage) {
+        const auto now = std::chrono::steady_clock::now();
+        times_[stage] += std::chrono::duration<double>(now - last_).count();
+        last_ = std::chrono::steady_clock::now();
+    }
+
+  private:
+    Times& times_;
+    std::chrono::steady_clock::time_point last_ = std::chrono::steady_clock::now();
+};
+
+/// The steps of run_single_pod_embed one by one, without its log texts.
+bool run_by_stage(OBSDATA_EPOCH& epoch, std::vector<double>& H, std::vector<double>& R, std::vector<double>& V,
+                  Times& times) {
+    RUNTIME_POD_EMBED* pod = runtime.get();
+    Clock clock(times);
+    update_gnss_observation(&epoch, pod);
+    OBSDATA_EPOCH* now = &pod->obs_epoch[0];
+    choose_observation(now);
+    pod->nsat_used = choose_satellite(now, pod->satlist_used_in_obsepoch, pod->satlist_satindex_now);
+    clock.end(kSelection);
+    get_att_quaternion(pod->index_object, now->epoch_time, &pod->att_rcv);
+    clock.end(kAttitude);
+    if (pseudorange_point_positioning(now, &pod->ant_info_rcv, &pod->sln_kine) != SOL_OK) return false;
+    pod->time_now =
+        gtimeChangeTimeSystem(gtimeAddSec(now->epoch_time, -pod->sln_kine.pos_vel_clk[6] / 299792458.0), tsGPST);
+    clock.end(kPointPosition);
+    get_gf_mw(now, &gnssconfig, pod->state_sat_all);
+    clock.end(kSlips);
+    update_temperal_clock_solution(pod);
+    clock.end(kAmbiguities);
+    std::fill(H.begin(), H.end(), 0.0);
+    std::fill(R.begin(), R.end(), 0.0);
+    std::fill(V.begin(), V.end(), 0.0);
+    update_measurement_clock_solution(pod, H.data(), R.data(), V.data(), 150, 39);
+    clock.end(kModel);
+    kalman_filter(pod->X, pod->DX, H.data(), V.data(), R.data(), 39, 150);
+    clock.end(kFilter);
+    update_measurement_clock_solution(pod, H.data(), R.data(), V.data(), 150, 39);
+    clock.end(kModel);
+    for (int i = 0; i < MAXNUM_X; ++i) {
+        if (std::find(pod->index_param_X, pod->index_param_X + pod->num_param, i) !=
+            pod->index_param_X + pod->num_param)
+            continue;
+        pod->X[i] = 0.0;
+        for (int j = 0; j < MAXNUM_X; ++j) pod->DX[i * MAXNUM_X + j] = pod->DX[j * MAXNUM_X + i] = 0.0;
+    }
+    store_data_orbit(pod);
+    store_data_clock(pod);
+    pod->nsat_used_last = pod->nsat_used;
+    std::copy_n(pod->satlist_satindex_now, 15, pod->satlist_satindex_last);
+    std::fill_n(pod->satlist_satindex_now, 15, -1);
+    std::fill_n(pod->index_param_X, 39, -1);
+    pod->num_param = 0;
+    clock.end(kStores);
+    return true;
+}
+
+/// Seconds of each stage in an average epoch with so many satellites; the fastest of several passes.
+Times measure(int satellites) {
+    Times best;
+    best.fill(1e9);
+    std::vector<double> H(150 * 39), R(150 * 150), V(150);
+    for (int pass = 0; pass < 5; ++pass) {
+        Times times{};
+        startup_pod_embed(runtime.get(), true);
+        for (int i = 0; i < g_num_obs_storage; ++i) {
+            OBSDATA_EPOCH epoch = g_obs_storage[i];
+            epoch.sat_num = std::min(epoch.sat_num, satellites);
+            run_by_stage(epoch, H, R, V, times);
+        }
+        const double last_by_stage = runtime->dataset_orbit[0].pos_ecf[0];
+        startup_pod_embed(runtime.get(), true);
+        const auto start = std::chrono::steady_clock::now();
+        for (int i = 0; i < g_num_obs_storage; ++i) {
+            OBSDATA_EPOCH epoch = g_obs_storage[i];
+            epoch.sat_num = std::min(epoch.sat_num, satellites);
+            run_single_pod_embed(&epoch, runtime.get());
+        }
+        times[kWhole] = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+        if (runtime->dataset_orbit[0].pos_ecf[0] != last_by_stage)
+            std::fprintf(stderr, "the two runs end in different positions\n");
+        for (int s = 0; s < kStages; ++s) best[s] = std::min(best[s], times[s] / g_num_obs_storage);
+    }
+    return best;
+}
+
+void report_time(benchmark::State& state, double seconds) {
+    for (auto _ : state) state.SetIterationTime(seconds);
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    benchmark::Initialize(&argc, argv);
+    if (!load()) {
+        std::fprintf(stderr, "the simulated arcs are not there: the epoch bench is skipped\n");
+        return 0;
+    }
+    for (int satellites : {9, 15}) {
+        const Times times = measure(satellites);
+        for (int s = 0; s < kStages; ++s) {
+            const std::string name = "epoch of " + std::to_string(satellites) + " satellites, " + kNames[s];
+            const double whole = times[kWhole];
+            const double stage = times[s];
+            benchmark::RegisterBenchmark((name + "/leopod").c_str(),
+                                         [stage](benchmark::State& st) { report_time(st, stage); })
+                ->UseManualTime()
+                ->Iterations(1)
+                ->Unit(benchmark::kMicrosecond);
+            if (s == kWhole) continue;
+            benchmark::RegisterBenchmark((name + "/peer").c_str(),
+                                         [whole](benchmark::State& st) { report_time(st, whole); })
+                ->UseManualTime()
+                ->Iterations(1)
+                ->Unit(benchmark::kMicrosecond);
+        }
+    }
+    benchmark::RunSpecifiedBenchmarks();
+    return 0;
+}
