@@ -94,6 +94,11 @@ Epoch process(OBSDATA_EPOCH& observations, RUNTIME_POD_EMBED& runtime, Console& 
     epoch.status = status_name(point.status);
     epoch.satellites = point.nsat;
     epoch.solved = point.status == SOL_OK;
+    // With every range flagged the solver has nothing to correct and stays where it starts.
+    if (epoch.solved && std::hypot(point.pos_vel_clk[0], point.pos_vel_clk[1], point.pos_vel_clk[2]) < 1000.0) {
+        epoch.solved = false;
+        epoch.status = "NO_POSITION";
+    }
     if (!epoch.solved) {
         const OBSDATA_EPOCH& seen = runtime.obs_epoch[0];
         for (int i = 0; i < std::min<int>(seen.sat_num, MAXSAT_EPOCH); ++i)

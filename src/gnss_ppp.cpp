@@ -48,15 +48,22 @@ struct Axes {
     double ez[3] = {0.0, 0.0, 1.0};
 };
 
+/// Inertial to earth-fixed rotation of one instant, formed when it is first needed.
+struct EarthRotation {
+    double mjd_utc = 0.0;
+    double leapsec = 0.0;
+    bool ready = false;
+    double matrix[9];
+};
+
 /// What holds for all passes over one epoch.
 struct EpochContext {
     GTime obs_time;
     char time_text[kTimeText];
     double mjd_obs = 0.0;  // of the tag
     double mjd_gpst = 0.0;
-    double mjd_utc = 0.0;
-    double sow = 0.0;  // GPST second of the week
-    double leapsec = 0.0;
+    double sow = 0.0;              // GPST second of the week
+    EarthRotation rotation;        // of the tag
     double sunposvel_ecf[6] = {};  // [m, m/s]
     ATT_QUATERNION qua_rcv_platform = {};
     ANT_INFO* antenna_rcv = nullptr;
@@ -91,17 +98,20 @@ double earth_rotation_term(const double* satpos, const double* station) {
     return kEarthRotationRate * (satpos[0] * station[1] - satpos[1] * station[0]) / kSpeedOfLight;
 }
 
-/// Platform axes in the earth-fixed frame; inertial axes from the attitude law are rotated one by one.
-void get_platform_axes(int rcv, GTime tag, double* posvel, ATT_QUATERNION* qua, double mjd_utc, double leapsec,
-                       Axes& axes) {
+/// Platform axes in the earth-fixed frame; inertial axes from the attitude law are rotated by the matrix of the instant.
+void get_platform_axes(int rcv, GTime tag, double* posvel, ATT_QUATERNION* qua, EarthRotation& rotation, Axes& axes) {
     if (attitude_platform(rcv, tag, posvel, posvel + 3, nullptr, nullptr, qua, axes.ex, axes.ey, axes.ez, nullptr) !=
         0) {
         return;
     }
+    if (!rotation.ready) {
+        double rate[9];
+        rotation.ready = compute_eci2ecf_matrix(rotation.mjd_utc, rotation.leapsec, rotation.matrix, rate);
+    }
     for (double* axis : {axes.ex, axes.ey, axes.ez}) {
         double inertial[3];
         std::memcpy(inertial, axis, sizeof inertial);
-        eci2ecf(mjd_utc, leapsec, inertial, nullptr, axis, nullptr);
+        matrixMultiply(3, 3, rotation.matrix, 1, inertial, axis);
     }
 }
 
@@ -122,15 +132,16 @@ void prepare_epoch(const OBSDATA_EPOCH* obs_epoch, EpochContext& ctx) {
     }
 
     const GTime time_tt = gtimeChangeTimeSystem(ctx.obs_time, tsTT);
-    ctx.mjd_utc = gtime2mjd(gtimeChangeTimeSystem(ctx.obs_time, tsUTC));
     const TimeJD jd_tt = GTime2JD(time_tt);
     double sunposvel[6] = {};
     compute_planet_pos_vel(static_cast<double>(jd_tt.jd) + jd_tt.sod / 86400.0, EARTH, SUN, sunposvel);
     for (double& component : sunposvel) component *= 1000.0;
     // settled: leap seconds and frame of the sun are taken at the TT date
     const double mjd_tt = gtime2mjd(time_tt);
-    ctx.leapsec = getLeapSecond(mjd_tt);
-    eci2ecf(mjd_tt, ctx.leapsec, sunposvel, sunposvel + 3, ctx.sunposvel_ecf, ctx.sunposvel_ecf + 3);
+    const double leapsec = getLeapSecond(mjd_tt);
+    eci2ecf(mjd_tt, leapsec, sunposvel, sunposvel + 3, ctx.sunposvel_ecf, ctx.sunposvel_ecf + 3);
+    ctx.rotation.mjd_utc = gtime2mjd(gtimeChangeTimeSystem(ctx.obs_time, tsUTC));
+    ctx.rotation.leapsec = leapsec;
 }
 
 /// First range of a satellite that is not zero, or 0.
@@ -439,8 +450,7 @@ STATUS_SOL pseudorange_point_positioning(OBSDATA_EPOCH* obs_epoch, ANT_INFO* ant
 
         Station station;
         ecef2blh(xyz0, station.blh, kWgs84SemiMajor, kWgs84Flattening);
-        get_platform_axes(obs_epoch->rcv, ctx.obs_time, xyz0, &ctx.qua_rcv_platform, ctx.mjd_utc, ctx.leapsec,
-                          station.axes);
+        get_platform_axes(obs_epoch->rcv, ctx.obs_time, xyz0, &ctx.qua_rcv_platform, ctx.rotation, station.axes);
         for (int i = 0; i < clamp(obs_epoch->sat_num, MAXSAT_EPOCH); ++i) {
             OBSDATA_SAT& sat = obs_epoch->satobs[i];
             if (sat.flag_sat == OBS_OK) add_satellite(sat, i, iteration, ctx, station, xyz0, pass);
@@ -491,7 +501,8 @@ int compute_omc_zd_gnss(int nsat, int* satidx_in_obs_epoch, int* satlist_satinde
     double blh_sta[3];
     ecef2blh(stapos, blh_sta, kWgs84SemiMajor, kWgs84Flattening);
     Axes axes_rcv;
-    get_platform_axes(obs_epoch->rcv, tag, stapos, att_rcv, mjd_utc, leapsec, axes_rcv);
+    EarthRotation rotation = {mjd_utc, leapsec, false, {}};
+    get_platform_axes(obs_epoch->rcv, tag, stapos, att_rcv, rotation, axes_rcv);
 
     int nobs = 0;
     for (int i = 0; i < clamp(nsat, MAXSAT_EPOCH); ++i) {

@@ -75,6 +75,25 @@ class Host : public ::testing::Test {
     }
     static std::string out(const std::string& name) { return (support::temp_dir() / name).string(); }
     static std::string sim(const std::string& name) { return data_path("leo_sim/" + name).string(); }
+    /// What belongs to the arc of 18 January 2021, z-up axes and an antenna without offset.
+    static std::string arc21() {
+        return " --nav " + sim("dev21_tgd0.nav") + " --att " + sim("dev21_att_zup.txt") + " --atx " + sim("zero.atx") +
+               " --eop " + data_path("eop/finals.data.iau2000.txt").string() + " --eop-format rapid --truth " +
+               sim("dev21_truth_epochs.csv");
+    }
+    /// Each epoch of sim.csv against an independent rendering of the same rules.
+    static void expect_close(const std::string& predicted, double point, double filter) {
+        const auto ours = read_rows(out("sim.csv"));
+        const auto theirs = read_rows(predicted);
+        ASSERT_EQ(ours.size(), theirs.size());
+        for (const auto& [sod, row] : theirs) {
+            for (const std::string axis : {"x", "y", "z"}) {
+                EXPECT_NEAR(ours.at(sod).at(axis + "_ecef_m"), row.at("spp_" + axis), point) << predicted << " " << sod;
+                EXPECT_NEAR(ours.at(sod).at("filter_" + axis + "_ecef_m"), row.at("flt_" + axis), filter)
+                    << predicted << " " << sod;
+            }
+        }
+    }
 };
 
 TEST_F(Host, UnusableFilesEndWithStatusTwoAndTheirName) {
@@ -134,6 +153,13 @@ TEST_F(Host, RealReceiverWithPreciseProducts) {
     EXPECT_NEAR(number(o.text, "point position +epochs .*3D median ([0-9.]+)"), 2.57, 0.05);
     EXPECT_NEAR(rms_of(o.text, "point position"), 4.24, 0.05);
     EXPECT_NEAR(number(o.text, "point position +epochs .*largest ([0-9.]+)"), 22.6, 0.3);
+    const std::string filter = "filter after 20 epochs";
+    EXPECT_NEAR(rms_of(o.text, filter), 0.89, 0.045);
+    EXPECT_NEAR(number(o.text, filter + " +epochs .*largest ([0-9.]+)"), 3.80, 0.2);
+    EXPECT_NEAR(number(o.text, "Melbourne-Wuebbena ([0-9]+)"), 699, 35);
+    EXPECT_NEAR(number(o.text, "geometry-free ([0-9]+)"), 365, 18);
+    EXPECT_NEAR(number(o.text, "both ([0-9]+)"), 211, 10);
+    EXPECT_EQ(number(o.text, "in ([0-9]+) satellite epochs"), 32615);
     // Per epoch against an independent rendering of the same rules.
     const auto ours = read_rows(out("grace.csv"));
     const auto theirs = read_rows(dir + "predicted_00h12h.csv");
@@ -217,32 +243,74 @@ TEST_F(Host, GroundStationInBothFormatsAndWithBothEphemerides) {
 TEST_F(Host, SimulatedArcsAgreeWithAnIndependentRendering) {
     LEOPOD_REQUIRE_DATA(data_path("leo_sim/zero.atx"));
     struct Case {
-        const char* obs;
-        const char* config;
-        const char* predicted;
-        double rms;
+        std::string name, config;
+        double point, filter, slack;  ///< 3D rms [m]; filter: after the first 20 epochs
     };
-    const std::array<Case, 3> cases = {{{"dev21_gps_clean.obs", "config_gps.txt", "dev21_gps_clean_zup_id.csv", 1.52},
-                                        {"dev21_bds_clean.obs", "config_bds.txt", "dev21_bds_clean_zup_id.csv", 1.59},
-                                        {"dev21_gc_clean.obs", "config_gc.txt", "dev21_gc_clean_zup_id.csv", 1.38}}};
+    const std::vector<Case> cases = {{"dev21_gps_clean", "gps", 1.52, 0.008, 0.003},
+                                     {"dev21_bds_clean", "bds", 1.59, 0.018, 0.003},
+                                     {"dev21_gc_clean", "gc", 1.38, 0.012, 0.003},
+                                     {"dev21_gps_clean_windup", "gps", 1.52, 0.001, 0.003},
+                                     {"dev21_gps", "gps", 1.57, 0.07, 0.035},
+                                     {"dev21_bds", "bds", 1.61, 0.15, 0.075},
+                                     {"dev21_gc", "gc", 1.43, 0.06, 0.03}};
     for (const Case& c : cases) {
-        const Outcome o =
-            leopod("run --obs " + sim(c.obs) + " --config " + sim(c.config) + " --nav " + sim("dev21_tgd0.nav") +
-                   " --att " + sim("dev21_att_zup.txt") + " --atx " + sim("zero.atx") + " --eop " +
-                   data_path("eop/finals.data.iau2000.txt").string() + " --eop-format rapid --truth " +
-                   sim("dev21_truth_epochs.csv") + " --out " + out("sim.csv"));
+        const Outcome o = leopod("run --obs " + sim(c.name + ".obs") + " --config " +
+                                 sim("config_" + c.config + ".txt") + arc21() + " --out " + out("sim.csv"));
         ASSERT_EQ(o.status, 0) << o.text;
-        EXPECT_EQ(number(o.text, "epochs: 121, solved ([0-9]+)"), 121) << o.text;
-        EXPECT_NEAR(rms_of(o.text, "point position"), c.rms, 0.01) << o.text;
-        const auto ours = read_rows(out("sim.csv"));
-        const auto theirs = read_rows(sim(std::string("predicted/") + c.predicted));
-        ASSERT_EQ(ours.size(), theirs.size());
-        for (const auto& [sod, row] : theirs) {
-            EXPECT_NEAR(ours.at(sod).at("x_ecef_m"), row.at("spp_x"), 0.01) << c.obs << " " << sod;
-            EXPECT_NEAR(ours.at(sod).at("y_ecef_m"), row.at("spp_y"), 0.01) << c.obs << " " << sod;
-            EXPECT_NEAR(ours.at(sod).at("z_ecef_m"), row.at("spp_z"), 0.01) << c.obs << " " << sod;
-        }
+        EXPECT_NEAR(rms_of(o.text, "point position"), c.point, 0.01) << c.name << o.text;
+        EXPECT_NEAR(rms_of(o.text, "filter after 20 epochs"), c.filter, c.slack) << c.name << o.text;
+        expect_close(sim("predicted/" + c.name + "_zup_id.csv"), 0.001, 0.01);
     }
+}
+
+TEST_F(Host, PreciseProductsGiveTheBroadcastOrbit) {
+    LEOPOD_REQUIRE_DATA(data_path("leo_sim/dev19.sp3"));
+    const std::string common = "run --obs " + sim("dev19_gps.obs") + " --config " + sim("config_gps.txt") + " --att " +
+                               sim("dev19_att_zup.txt") + " --atx " + sim("zero.atx") + " --eop " +
+                               data_path("eop/eopc04_IAU2000.62-now").string() + " --truth " +
+                               sim("dev19_gps_truth_epochs.csv") + " --out ";
+    const Outcome broadcast = leopod(common + out("b.csv") + " --nav " + sim("dev19.nav"));
+    const Outcome precise = leopod(common + out("p.csv") + " --sp3 " + sim("dev19.sp3") + " --clk " + sim("dev19.clk") +
+                                   " --sp3-out " + out("p.sp3"));
+    ASSERT_EQ(broadcast.status + precise.status, 0) << precise.text;
+    const auto b = read_rows(out("b.csv"));
+    const auto p = read_rows(out("p.csv"));
+    ASSERT_EQ(b.size(), 721u);
+    for (const auto& [sod, row] : b) {
+        for (const char* axis : {"filter_x_ecef_m", "filter_y_ecef_m", "filter_z_ecef_m"})
+            EXPECT_NEAR(row.at(axis), p.at(sod).at(axis), 0.02) << sod;
+    }
+    // The orbit file holds the filter's positions at the true receive times.
+    std::ifstream sp3(out("p.sp3"));
+    std::string line;
+    std::size_t points = 0;
+    while (std::getline(sp3, line)) {
+        if (line.compare(0, 4, "PL01") != 0) continue;
+        if (points == 0) {
+            EXPECT_NEAR(std::stod(line.substr(4, 14)) * 1000.0, p.begin()->second.at("filter_x_ecef_m"), 1e-3);
+        }
+        ++points;
+    }
+    EXPECT_EQ(points, 721u);
+}
+
+TEST_F(Host, SlipsAboveTheThresholdsAreMarked) {
+    LEOPOD_REQUIRE_DATA(data_path("leo_sim/dev21_gps_clean_slips.obs"));
+    const Outcome o = leopod("run --obs " + sim("dev21_gps_clean_slips.obs") + " --config " + sim("config_gps.txt") +
+                             arc21() + " --out " + out("slips.csv"));
+    ASSERT_EQ(o.status, 0) << o.text;
+    std::map<std::string, std::string> marks;  // time of day to satellite
+    std::ifstream in(out("slips.csv"));
+    std::string line;
+    while (std::getline(in, line)) {
+        const std::size_t mark = line.find_first_of(":", line.find(",G"));
+        if (line.find(":MW") != std::string::npos || line.find(":GF") != std::string::npos)
+            marks[line.substr(11, 8)] = line.substr(mark - 3, 3);
+    }
+    // A sixth slip, of one cycle on both bands, stays below both thresholds.
+    const std::map<std::string, std::string> expected = {
+        {"00:16:30", "G07"}, {"00:17:00", "G31"}, {"00:31:00", "G20"}, {"00:40:30", "G28"}, {"00:48:30", "G23"}};
+    EXPECT_EQ(marks, expected);
 }
 
 TEST_F(Host, FilesBeyondTheReadersLimitsAreProcessed) {

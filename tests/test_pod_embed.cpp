@@ -13,12 +13,7 @@
 
 // Every allocation of the process is counted, those of the library included.
 static long allocations = 0;
-#if defined(__has_feature)
-#if __has_feature(address_sanitizer)
-#define __SANITIZE_ADDRESS__ 1
-#endif
-#endif
-#if !defined(__SANITIZE_ADDRESS__) && defined(__GLIBC__)
+#if !defined(__SANITIZE_ADDRESS__) && !defined(__clang__) && defined(__GLIBC__)  // not beside a sanitizer's own
 constexpr bool kCountsAllocations = true;
 extern "C" void* __libc_malloc(size_t);
 extern "C" void* __libc_calloc(size_t, size_t);
@@ -45,23 +40,21 @@ ANT_INFO_STORE antennas;
 EOPREC eop[MAXSIZE_EOP + 1];
 EPH_HEADER_JPL jpl_header;
 EPH_RECORD_JPL jpl_record[1];
-std::vector<OBSDATA_EPOCH> epochs(4400);
+OBSDATA_EPOCH epochs[4400];
 
 std::string leo(const std::string& name) { return support::data_path("leo_sim/" + name).string(); }
 
-/// Numbers of a table; rows by column `key`, other columns in order.
+/// Rows of a table of numbers by one of their columns.
 Table read_csv(const std::string& path, size_t key = 0) {
     Table table;
     std::ifstream in(path);
-    for (std::string line; std::getline(in, line);) {
-        if (std::isalpha(static_cast<unsigned char>(line[0]))) continue;
+    std::string line;
+    std::getline(in, line);
+    while (std::getline(in, line)) {
         Row row;
         std::stringstream fields(line);
         for (std::string field; std::getline(fields, field, ',');) row.push_back(std::atof(field.c_str()));
-        if (row.size() <= key) continue;
-        const double at = row[key];
-        row.erase(row.begin() + static_cast<long>(key));
-        table[at] = row;
+        table[row.at(key)] = row;
     }
     return table;
 }
@@ -88,7 +81,7 @@ class PodEmbed : public testing::Test {
     /// Prepared environment of the simulated data: files are read once a process, the navigation file among them.
     void prepare(const std::string& config) {
         g_brdc_storage = &brdc;
-        g_obs_storage = epochs.data();
+        g_obs_storage = epochs;
         initialize_global_eph_planet();
         initialize_global_earth_rotation_param();
         load_eph_storage_default(&jpl_header, jpl_record);
@@ -109,7 +102,7 @@ class PodEmbed : public testing::Test {
         ASSERT_TRUE(load_observation_rinex(const_cast<char*>(path.c_str()), 0, 0.0));
         ASSERT_EQ(g_num_obs_storage, static_cast<int>(expected));
     }
-    void run(int index) { run_single_pod_embed(&epochs[static_cast<size_t>(index)], pod.get()); }
+    void run(int index) { run_single_pod_embed(&epochs[index], pod.get()); }
     void add_satellite(int prn, double phase_minus_code, int slip);
 
     struct Free {
@@ -142,17 +135,17 @@ TEST_P(PodEmbedRun, MeetsTruthAndIndependentRendering) {
     for (int e = 0; e < g_num_obs_storage; ++e) {
         run(e);
         ASSERT_EQ(pod->sln_kine.status, SOL_OK);
-        const double tag = epochs[static_cast<size_t>(e)].epoch_time.time.sod;
+        const double tag = epochs[e].epoch_time.time.sod;
         const Row& want = predicted.at(tag);
-        const double* position = &truth.at(tag)[3];
+        const double* position = &truth.at(tag)[4];
         for (int c = 0; c < 3 + nclk; ++c) {
             const int from = c < 3 ? c : 3 + c;
-            ASSERT_NEAR(pod->sln_kine.pos_vel_clk[from], want[c], 1e-3) << tag;
-            ASSERT_NEAR(pod->X[from], want[3 + nclk + c], p.agree) << tag;
+            ASSERT_NEAR(pod->sln_kine.pos_vel_clk[from], want[1 + c], 1e-3) << tag;
+            ASSERT_NEAR(pod->X[from], want[4 + nclk + c], p.agree) << tag;
         }
         spp.push_back(distance(pod->sln_kine.pos_vel_clk, position));
         if (e >= 20) filter.push_back(distance(pod->X, position));
-        EXPECT_NEAR(gtimeSubSec(pod->time_now, {{59232, truth.at(tag)[2]}, tsGPST}), 0.0, 1e-8);
+        EXPECT_NEAR(gtimeSubSec(pod->time_now, {{59232, truth.at(tag)[3]}, tsGPST}), 0.0, 1e-8);
     }
     EXPECT_NEAR(rms(spp), p.spp, 0.01);
     EXPECT_NEAR(rms(filter), p.filter, 0.1 * p.filter);
@@ -174,7 +167,7 @@ TEST_F(PodEmbed, RealReceiverDataWithPreciseProducts) {
     g_eop_storage = eop;
     g_eop_storage_size = 0;
     ASSERT_TRUE(load_eop_storage(support::data_path("eop/eopc04_IAU2000.62-now").string().data()));
-    g_obs_storage = epochs.data();
+    g_obs_storage = epochs;
     g_prec_storage = &prec;
     g_eph_selection = EPHOPT_PREC;
     for (const char* name : {"COD15941.EPH", "COD15942.EPH", "COD15943.EPH"}) {
@@ -194,9 +187,9 @@ TEST_F(PodEmbed, RealReceiverDataWithPreciseProducts) {
         log.clear();
         failed += pod->sln_kine.status == SOL_SPP_LACK_SAT;
         if (pod->sln_kine.status != SOL_OK) continue;
-        const Row& t = truth.at(epochs[static_cast<size_t>(e)].epoch_time.time.sod);
-        spp.push_back(distance(pod->sln_kine.pos_vel_clk, t.data()));
-        filter.push_back(distance(pod->X, t.data()));
+        const double* t = &truth.at(epochs[e].epoch_time.time.sod)[1];
+        spp.push_back(distance(pod->sln_kine.pos_vel_clk, t));
+        filter.push_back(distance(pod->X, t));
         const double r = std::hypot(t[0], t[1], t[2]);
         for (int c = 0; c < 3; ++c) radial += (pod->X[c] - t[c]) * t[c] / r;
     }
@@ -207,9 +200,7 @@ TEST_F(PodEmbed, RealReceiverDataWithPreciseProducts) {
     EXPECT_NEAR(rms(spp), 4.24, 0.02);
     EXPECT_NEAR(rms(filter), 0.89, 0.01);
     EXPECT_NEAR(radial / static_cast<double>(filter.size()), 0.36, 0.01);
-    std::sort(filter.begin(), filter.end());
-    EXPECT_NEAR(filter[filter.size() / 2], 0.71, 0.01);
-    EXPECT_NEAR(filter.back(), 3.80, 0.02);
+    EXPECT_NEAR(*std::max_element(filter.begin(), filter.end()), 3.80, 0.02);
 }
 
 TEST_F(PodEmbed, ArcsAndStoresFollowTheEpochs) {
@@ -217,6 +208,7 @@ TEST_F(PodEmbed, ArcsAndStoresFollowTheEpochs) {
     prepare("config_gps.txt");
     load_epochs(leo("dev21_gps_clean.obs"), 121);
     support::LogRecorder log;
+    pod->X[30] = pod->DX[30 * 39 + 30] = pod->DX[2 * 39 + 30] = 1.0;  // left over
     const int progress[16] = {-1, -1, -1, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, -1, 1, 2};
     std::vector<double> tags;
     for (int e = 0; e < 16; ++e) {
@@ -237,15 +229,14 @@ TEST_F(PodEmbed, ArcsAndStoresFollowTheEpochs) {
         }
         EXPECT_DOUBLE_EQ(pod->dataset_clk[0].clk_offset[0], pod->X[6] / 299792458.0);
         EXPECT_EQ(pod->dataset_orbit[0].pos_ecf[2], pod->X[2]);
-        for (int k = 7; k < 39;
-             ++k) {  // one ambiguity a satellite: the odd slots and those behind the last are cleaned up
+        for (int k = 7; k < 39; ++k) {  // one ambiguity a satellite, all else is cleaned up
             const bool active = k % 2 == 1 && k < 7 + 2 * pod->nsat_used;
             EXPECT_EQ(pod->X[k] != 0.0, active) << k;
             EXPECT_EQ(pod->DX[k * 39 + k] != 0.0, active) << k;
+            EXPECT_EQ(pod->DX[2 * 39 + k] != 0.0, active) << k;
         }
         EXPECT_EQ(pod->num_param, 0);
         EXPECT_EQ(static_cast<int>(pod->param_list[0]), -1);
-        EXPECT_EQ(pod->satlist_satindex_now[0], -1);
         EXPECT_EQ(pod->nsat_used_last, pod->nsat_used);
     }
     EXPECT_EQ(log.count(ULOG_INFO_LEVEL, "set the initial condition for orbit integration. utc="), 2);
@@ -254,23 +245,22 @@ TEST_F(PodEmbed, ArcsAndStoresFollowTheEpochs) {
     // the last arc starts at 420 s from the two orbits before, tags 360 and 390 s
     const Table gcrs = read_csv(leo("dev21_truth_gcrs.csv"), 1);
     const Row &a = gcrs.at(360.0), &b = gcrs.at(420.0);
-    for (int c = 1; c < 4; ++c) {
+    for (int c = 2; c < 5; ++c) {
         const double middle = (a[c] + b[c]) / 2.0 + 60.0 / 8.0 * (a[c + 3] - b[c + 3]);  // cubic through both states
-        EXPECT_NEAR(pod->state_satellite.pos_eci[c - 1], middle, 0.8);
-        EXPECT_NEAR(pod->state_satellite.vel_eci[c - 1], (middle - a[c]) / 30.0, 0.03);
+        EXPECT_NEAR(pod->state_satellite.pos_eci[c - 2], middle, 0.8);
+        EXPECT_NEAR(pod->state_satellite.vel_eci[c - 2], (middle - a[c]) / 30.0, 0.03);
     }
     EXPECT_NEAR(pod->state_satellite.utc_start.time.sod, tags[13] - 18.0, 1e-9);
 
     // an epoch without a point position leaves everything but the buffer
-    const auto before = std::make_unique<DATA_ORBIT>(pod->dataset_orbit[0]);
     const std::vector<int> last(pod->satlist_satindex_last, pod->satlist_satindex_last + 15);
     const double x0 = pod->X[0];
     for (int e = 16; e < 18; ++e) {
-        epochs[static_cast<size_t>(e)].sat_num = 3;
+        epochs[e].sat_num = 3;
         run(e);
         EXPECT_EQ(log.count(ULOG_WARNING_LEVEL, "pseudorange_point_positioning failed [5]"), e - 15);
         EXPECT_EQ(pod->obs_epoch[0].epoch_time.time.sod, 30.0 * e);
-        EXPECT_EQ(pod->dataset_orbit[0].epoch_gpst.time.sod, before->epoch_gpst.time.sod);
+        EXPECT_NEAR(pod->dataset_orbit[0].epoch_gpst.time.sod, tags[15], 1e-9);
         EXPECT_EQ(pod->X[0], x0);
         EXPECT_EQ(pod->orbit_integration_progress, 2);
         EXPECT_TRUE(std::equal(last.begin(), last.end(), pod->satlist_satindex_last));
@@ -296,7 +286,7 @@ TEST_F(PodEmbed, SatellitesFromUnderTheMaskStartAnew) {
             EXPECT_EQ(pod->X[7 + 2 * j] != 0.0, ok) << e << " " << j;
         }
         if (e < 20) continue;
-        EXPECT_LT(distance(pod->X, &truth.at(30.0 * e)[3]), 0.1) << e;
+        EXPECT_LT(distance(pod->X, &truth.at(30.0 * e)[4]), 0.1) << e;
     }
     EXPECT_GT(risen, 3);
 }
@@ -387,19 +377,15 @@ TEST_F(Transfer, AlternativesWriteRowsWithoutNoise) {
     DX(20, 20) = 5.0;
     get_initial_ambiguity(pod.get());
     EXPECT_EQ(DX(7, 9), old(11, 7));
-    EXPECT_EQ(DX(7, 7), old(11, 11));
     EXPECT_EQ(DX(7, 3), old(11, 3));
     EXPECT_EQ(DX(3, 7), old(3, 7));  // no mirror element
-    EXPECT_EQ(DX(9, 9), 900.0);
-    EXPECT_EQ(DX(11, 11), 900.0);
+    for (int k : {9, 11, 13}) EXPECT_EQ(DX(k, k), 900.0) << k;
     EXPECT_EQ(DX(7, 11), 0.0);
     EXPECT_EQ(DX(20, 20), 0.0);  // above the last used ambiguity
     SetUp();
     get_initial_ambiguity_nomemory(pod.get());
     EXPECT_EQ(DX(7, 7), old(11, 11));
-    EXPECT_EQ(DX(9, 9), 900.0);
-    EXPECT_EQ(DX(13, 13), 900.0);
-    EXPECT_NEAR(pod->X[7], 111.0, 1e-6);
+    for (int k : {9, 11, 13}) EXPECT_EQ(DX(k, k), 900.0) << k;
 }
 
 TEST_F(Transfer, StopsTheProcessOnInconsistentLists) {
@@ -427,18 +413,20 @@ TEST_F(PodEmbed, SlotsOfTheParameters) {
     set_gnssconfig_system(&gnssconfig, 3, systems);
     int list[15];
     for (int j = 0; j < 15; ++j) list[j] = 31 + j;
-    EXPECT_EQ(get_index_param_pod_embed(param_RX_VEL_Z, UKNSYS, -1, 0, nullptr), 5);
-    EXPECT_EQ(get_index_param_pod_embed(param_RX_GAL_CLK, UKNSYS, -1, 0, nullptr), 8);
-    EXPECT_EQ(get_index_param_pod_embed(param_ZWD, UKNSYS, -1, 0, nullptr), 9);
-    EXPECT_EQ(get_index_param_pod_embed(param_AMB, GPS, 32, 0, list), 9);
-    EXPECT_EQ(get_index_param_pod_embed(param_AMB, BDS, 14, 1, list), 38);
+    auto slot = [](PARAM_TYPE type, sysGNSS satsys, int prn, int k, int* satlist) {
+        return get_index_param_pod_embed(type, satsys, prn, k, satlist);
+    };
+    EXPECT_EQ(slot(param_RX_VEL_Z, UKNSYS, -1, 0, nullptr), 5);
+    EXPECT_EQ(slot(param_RX_GAL_CLK, UKNSYS, -1, 0, nullptr), 8);
+    EXPECT_EQ(slot(param_AMB, GPS, 32, 0, list), 9);
+    EXPECT_EQ(slot(param_AMB, BDS, 14, 1, list), 38);
     gnssconfig.num_sys = 2;
-    EXPECT_EQ(get_index_param_pod_embed(param_RX_GAL_CLK, UKNSYS, -1, 0, nullptr), -1);
+    EXPECT_EQ(slot(param_RX_GAL_CLK, UKNSYS, -1, 0, nullptr), -1);
     EXPECT_TRUE(log.messages().empty());
     list[14] = -1;
-    EXPECT_EQ(get_index_param_pod_embed(param_AMB, GAL, 3, 0, list), -1);
-    EXPECT_EQ(get_index_param_pod_embed(param_AMB, GPS, 3, 0, nullptr), -1);
-    EXPECT_EQ(get_index_param_pod_embed(param_TX_POS_X, GPS, 3, 0, list), -1);
+    EXPECT_EQ(slot(param_AMB, GAL, 3, 0, list), -1);
+    EXPECT_EQ(slot(param_AMB, GPS, 3, 0, nullptr), -1);
+    EXPECT_EQ(slot(param_TX_POS_X, GPS, 3, 0, list), -1);
     EXPECT_EQ(log.count(ULOG_ERROR_LEVEL, "param name not supported!"), 3);
 }
 
@@ -454,8 +442,6 @@ TEST_F(PodEmbed, StartUpInBothDeployments) {
     EXPECT_TRUE(log.has(ULOG_ERROR_LEVEL, "LEO satellite receiver antenna GRACE_C not found!"));
     EXPECT_EQ(pod->param_list[0], param_ZWD);
     EXPECT_EQ(pod->state_sat_all[96].flag_slip[1], 2);
-    EXPECT_EQ(pod->index_param_X[38], -1);
-    EXPECT_EQ(pod->sln_orbit_interval, 300.0);
     EXPECT_EQ(gnssconfig.sys_used[0], GPS);
 
     ulog_init();  // a recorder allocates
@@ -465,16 +451,12 @@ TEST_F(PodEmbed, StartUpInBothDeployments) {
     EXPECT_EQ(gnssconfig.num_sys, 1);
     EXPECT_EQ(gnssconfig.sys_used[0], BDS);
     EXPECT_EQ(g_brdc_storage, &pod->brdc_storage);
-    EXPECT_EQ(g_eph_header, &pod->jpl_header);
     EXPECT_EQ(g_eop_storage, pod->eop_storage);
     const ANT_INFO& antenna = pod->ant_info_rcv;
-    EXPECT_TRUE(antenna.ant_ok);
     EXPECT_STREQ(antenna.ant_type, "GRACE_C");
-    EXPECT_EQ(std::string(antenna.ant_code), std::string(20, ' '));
     EXPECT_EQ(antenna.pco[1][0], -0.4793);
     EXPECT_EQ(antenna.pco[1][2], 7.0);  // only the first component is set
     EXPECT_EQ(antenna.installation_matrix[8], -1.0);
-    EXPECT_EQ(antenna.freqs[1], L2);
 
     pod->ant_info_rcv.pco[0][0] = 1.0;
     ANT_INFO one = {};
@@ -499,18 +481,15 @@ TEST_F(PodEmbed, AllocationsOfARunningEpoch) {
 
 TEST_F(PodEmbed, BufferHoldsTwoEpochsAndBoundsThem) {
     OBSDATA_EPOCH epoch = {};
-    for (int rcv = 1; rcv <= 3; ++rcv) {
-        epoch.rcv = rcv;
-        epoch.sat_num = rcv == 3 ? 1000 : 1;
-        epoch.satobs[0].num_obs = 5000;
+    for (epoch.rcv = 1; epoch.rcv <= 3; ++epoch.rcv) {
+        epoch.sat_num = epoch.satobs[0].num_obs = 1000;
         EXPECT_TRUE(update_gnss_observation(&epoch, pod.get()));
-        EXPECT_EQ(pod->obs_num, rcv < 2 ? rcv : 2);
     }
+    EXPECT_EQ(pod->obs_num, 2);
     EXPECT_EQ(pod->obs_epoch[0].rcv, 3);
     EXPECT_EQ(pod->obs_epoch[1].rcv, 2);
     EXPECT_EQ(pod->obs_epoch[0].sat_num, 15);
     EXPECT_EQ(pod->obs_epoch[0].satobs[0].num_obs, 10);
-    epoch.rcv = 4;
     pod->obs_num = 7;
     EXPECT_TRUE(update_gnss_observation(&epoch, pod.get()));
     EXPECT_EQ(pod->obs_epoch[0].rcv, 3);
@@ -520,11 +499,11 @@ TEST_F(PodEmbed, PrintsAnEpoch) {
     OBSDATA_EPOCH epoch = {};
     epoch.epoch_time = {{59232, 30.0}, tsGPST};
     epoch.sat_num = 2;
-    epoch.satobs[0].satsys = BDS;
-    epoch.satobs[0].prn = 7;
-    epoch.satobs[1].satsys = GPS;
-    epoch.satobs[1].prn = 12;
-    epoch.satobs[1].num_obs = 2;
+    for (int i = 0; i < 2; ++i) {
+        epoch.satobs[i].satsys = i == 0 ? BDS : GPS;
+        epoch.satobs[i].prn = i == 0 ? 7 : 12;
+        epoch.satobs[i].num_obs = 2 * i;
+    }
     epoch.satobs[1].obsdata[0].value = 20000000.0004;
     epoch.satobs[1].obsdata[1].value = -1.5;
     char text[20000];
@@ -536,7 +515,7 @@ TEST_F(PodEmbed, PrintsAnEpoch) {
     EXPECT_EQ(std::strlen(std::strstr(text, "G12")), 1024u);
 }
 
-TEST_F(PodEmbed, DynamicFilterAndStubsAreCallable) {
+TEST_F(PodEmbed, DynamicFilterAndStubs) {
     pod->state_satellite.sec_since_start = -600.0;
     pod->state_satellite.pos_eci[1] = 7e6;
     pod->X_dyn[7] = 1.0;
@@ -545,11 +524,8 @@ TEST_F(PodEmbed, DynamicFilterAndStubsAreCallable) {
     EXPECT_TRUE(orbit_dynamic_filter(pod.get()));
     EXPECT_NEAR(pod->X_dyn[1], 7e6 * (1.0 - 0.75), 1e-3);
     EXPECT_NEAR(pod->DX_dyn[1 * 906 + 1], 75.0, 1e-9);
-    update_tempral_orbit_solution();
-    update_measurement_orbit_solution();
-    pod_embed_solve_orbit(nullptr, pod.get());
-    EXPECT_TRUE(update_gnss_ephemeris_gps(nullptr) && update_gnss_ephemeris_glo(nullptr) &&
-                update_gnss_ephemeris_pre(nullptr));
+    EXPECT_FALSE(pod_embed_solve_orbit(nullptr, pod.get()));
+    EXPECT_TRUE(update_gnss_ephemeris_gps(nullptr) && update_gnss_ephemeris_pre(nullptr));
 }
 
 }  // namespace

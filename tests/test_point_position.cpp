@@ -1,9 +1,8 @@
 /// Point position and zero-difference model: marks, failures, bounds, and single rows against geometry done by hand.
+#include <algorithm>
 #include <cmath>
 #include <cstring>
-#include <utility>
 
-#include "common_function.h"
 #include "earth_rotation_param.h"
 #include "eph_planet.h"
 #include "gnss_ppp.h"
@@ -12,7 +11,6 @@
 
 namespace {
 
-constexpr double kC = 299792458.0;
 EPHBRDC_STORE brdc;
 OBSDATA_EPOCH epochs[512];
 EOPREC eop[3];
@@ -25,7 +23,7 @@ std::string leo(const char* name) { return support::data_path(std::string("leo_s
 class PointPosition : public testing::Test {
   protected:
     void SetUp() override {
-        LEOPOD_REQUIRE_DATA(support::data_path("leo_sim/dev21_tgd0.nav"));
+        LEOPOD_REQUIRE_DATA(support::data_path("leo_sim/dev21_tgd.nav"));
         static const bool loaded = load();
         ASSERT_TRUE(loaded);
         sysGNSS systems[1] = {GPS};
@@ -45,9 +43,9 @@ class PointPosition : public testing::Test {
         load_eops_default(eop, 3);
         sysGNSS systems[1] = {GPS};
         set_gnssconfig_system(&gnssconfig, 1, systems);
-        return load_ephemeris_brdc(leo("dev21_tgd0.nav").data()) &&
+        return load_ephemeris_brdc(leo("dev21_tgd.nav").data()) &&
                load_attitude_quaternion(0, leo("dev21_att_zup.txt").data()) &&
-               load_observation_rinex(leo("dev21_gps_clean.obs").data(), 0, 0.0);
+               load_observation_rinex(leo("dev21_gps_clean_tgd.obs").data(), 0, 0.0);
     }
     void take(int index) {
         epoch = epochs[index];
@@ -159,6 +157,65 @@ TEST_F(PointPosition, FlagsAGrossErrorBehindTheFifthPass) {
     }
 }
 
+TEST_F(PointPosition, AgreesWithAnIndependentRendering) {
+    std::ifstream predicted(leo("predicted/dev21_gps_clean_tgd_zup_id.csv"));
+    std::string line;
+    std::getline(predicted, line);
+    for (int e = 0; e < g_num_obs_storage && std::getline(predicted, line); ++e) {
+        double tag, want[4];
+        ASSERT_EQ(std::sscanf(line.c_str(), "%lf,%lf,%lf,%lf,%lf", &tag, want, want + 1, want + 2, want + 3), 5);
+        take(e);
+        ASSERT_EQ(epoch.epoch_time.time.sod, tag);
+        ASSERT_EQ(solve(), SOL_OK);
+        for (int c = 0; c < 4; ++c) ASSERT_NEAR(solution.pos_vel_clk[c < 3 ? c : 6], want[c], 1e-3) << tag;
+    }
+}
+
+TEST_F(PointPosition, ZeroDifferenceGivesTwoRowsASatellite) {  // the numbers are checked by the runs against truth
+    ASSERT_EQ(solve(), SOL_OK);
+    int in_epoch[15], list[15], slots[39];
+    const int nsat = choose_satellite(&epoch, in_epoch, list);
+    PARAM_TYPE types[4] = {param_RX_POS_X, param_RX_POS_Y, param_RX_POS_Z, param_RX_GPS_CLK};
+    for (int i = 0; i < 4; ++i) slots[i] = i < 3 ? i : 6;
+    double X[39] = {}, sun[6] = {1e11, 1e11, 1e10};
+    std::vector<double> h(30 * 39), v(30, -1.0), r(30 * 30);
+    static SAT_STATE states[97];
+    ATT_QUATERNION att = {};
+    auto rows = [&](int nobs_max) {
+        return compute_omc_zd_gnss(nsat, in_epoch, list, &epoch, sun, &att, nullptr, 4, types, slots,
+                                   get_index_param_pod_embed, X, states, nobs_max, 39, h.data(), v.data(), r.data());
+    };
+    EXPECT_EQ(rows(30), 0);  // no position yet
+    EXPECT_EQ(v[0], -1.0);
+    std::copy_n(solution.pos_vel_clk, 7, X);
+    EXPECT_EQ(rows(30), 2 * nsat);
+    for (int n = 0; n < 2 * nsat; ++n) {
+        EXPECT_EQ(h[n * 39 + 7 + n / 2 * 2], n % 2) << n;  // the phase alone has an ambiguity
+        EXPECT_EQ(h[n * 39 + 6], 1.0);
+        EXPECT_NEAR(std::hypot(h[n * 39], h[n * 39 + 1], h[n * 39 + 2]), 1.0, 1e-12);
+        const double sigma = epoch.satobs[0].obsdata[n % 2].sigma, f1 = 1575.42 * 1575.42, f2 = 1227.6 * 1227.6;
+        EXPECT_NEAR(r[n * 31], (f1 * f1 + f2 * f2) / (f1 - f2) / (f1 - f2) * sigma * sigma, 1e-9);
+    }
+    EXPECT_EQ(rows(2 * nsat - 1), 2 * nsat - 2);  // no half pairs
+    const double v0 = v[0], v1 = v[1];
+    ANT_INFO pco = {};
+    pco.mjd_available[1] = 99999.0;
+    pco.freqs[0] = L1;
+    pco.freqs[1] = L2;
+    pco.pco[0][1] = pco.pco[1][1] = pco.installation_matrix[4] = 1.0;
+    compute_omc_zd_gnss(nsat, in_epoch, list, &epoch, sun, &att, &pco, 4, types, slots, get_index_param_pod_embed, X,
+                        states, 30, 39, h.data(), v.data(), r.data());
+    EXPECT_EQ(v[0], v0);  // the receiver's offset does not enter
+    states[list[0]].ant_info = &pco;
+    rows(30);
+    EXPECT_NEAR(v[1] - v1, v[0] - v0, 1e-6);  // the transmitter's does
+    EXPECT_GT(std::fabs(v[0] - v0), 1e-4);
+    epoch.satobs[in_epoch[0]].obsdata[3].value = 0.00005;
+    EXPECT_EQ(rows(30), 2 * nsat - 2);
+    gnssconfig.opt_IF[0] = 0;  // frequency by frequency is inactive
+    EXPECT_EQ(rows(30), 0);
+}
+
 TEST(ChiSquare, SolvesTheClosedFormOfEvenDegrees) {
     for (int n = 2; n <= 100; n += 2) {
         double low = 0.0, high = 200.0;
@@ -171,78 +228,6 @@ TEST(ChiSquare, SolvesTheClosedFormOfEvenDegrees) {
         EXPECT_NEAR(chisqr[n - 1], low, low < 100.0 ? 0.0501 : 0.501) << n;
         EXPECT_LT(chisqr[n - 2], chisqr[n - 1]);
     }
-}
-
-TEST(ZeroDifference, RowsOfOneSatellite) {
-    sysGNSS systems[2] = {GPS, BDS};
-    set_gnssconfig_system(&gnssconfig, 2, systems);
-    OBSDATA_EPOCH epoch;
-    initialize_obsdata_epoch(&epoch);
-    epoch.epoch_time = {{59232, 0.0}, tsGPST};
-    epoch.flag_epoch = OBS_OK;
-    epoch.sat_num = 1;
-    OBSDATA_SAT& sat = epoch.satobs[0];
-    sat.satsys = BDS;
-    sat.prn = 20;
-    sat.flag_sat = OBS_OK;
-    sat.num_obs = 4;
-    sat.satclk_offset = 1e-6;
-    sat.sat_azel[1] = 1.0;
-    const double satpos[3] = {15e6, 20e6, 5e6};
-    std::memcpy(sat.satpos_ecf, satpos, sizeof satpos);
-    const double f1 = 1575.42, f2 = 1176.45;
-    const double value[4] = {2e7, 1e8, 2e7 + 7.0, 8e7};
-    for (int k = 0; k < 4; ++k) {
-        sat.obs_index_used[k] = k;
-        sat.obsdata[k].freq = k < 2 ? L1 : L5;
-        sat.obsdata[k].value = value[k];
-        sat.obsdata[k].sigma = k % 2 == 0 ? 0.3 : 0.002;
-    }
-    int in_epoch[15] = {0};
-    int list[15] = {40, 51};  // BDS 20 at the second place of the list
-    std::swap(list[0], list[1]);
-    double X[39] = {7e6, 0.0, 1e5};
-    X[6] = 5.0;    // GPS clock, not this satellite's
-    X[7] = 100.0;  // BDS clock
-    X[8] = 3.0;    // its ambiguity
-    PARAM_TYPE types[6] = {param_RX_POS_X,   param_RX_POS_Y,   param_RX_POS_Z,
-                           param_RX_GPS_CLK, param_RX_BDS_CLK, param_AMB};
-    int slots[6] = {0, 1, 2, 6, 7, 8};
-    double sun[6] = {1e11, 1e11, 1e10};
-    static SAT_STATE states[97];
-    ATT_QUATERNION att = {};
-    double h[4 * 39] = {}, v[4] = {}, r[16] = {};
-    auto rows = [&](int nobs_max) {
-        return compute_omc_zd_gnss(1, in_epoch, list, &epoch, sun, &att, nullptr, 6, types, slots,
-                                   get_index_param_pod_embed, X, states, nobs_max, 39, h, v, r);
-    };
-    ASSERT_EQ(rows(4), 2);
-    const double d[3] = {satpos[0] - X[0], satpos[1] - X[1], satpos[2] - X[2]};
-    const double rho = std::hypot(d[0], d[1], d[2]);
-    const double g1 = f1 * f1 / (f1 * f1 - f2 * f2), g2 = 1.0 - g1;
-    const double model = rho + 7.2921151467e-05 * (satpos[0] * X[1] - satpos[1] * X[0]) / kC + X[7] - kC * 1e-6;
-    EXPECT_NEAR(v[0], g1 * value[0] + g2 * value[2] - model, 1e-6);
-    const double windup = states[51].phw * kC * 1e-6 * (g1 / f1 + g2 / f2);
-    EXPECT_NE(states[51].phw, 0.0);
-    EXPECT_NEAR(v[1], kC * 1e-6 * (g1 * value[1] / f1 + g2 * value[3] / f2) - model - windup - X[8], 1e-6);
-    for (int s = 0; s < 2; ++s) {
-        for (int c = 0; c < 39; ++c) {
-            EXPECT_NEAR(h[s * 39 + c], c < 3 ? -d[c] / rho : c == 7 || (c == 8 && s == 1) ? 1.0 : 0.0, 1e-14);
-        }
-        const double sigma = s == 0 ? 0.3 : 0.002;
-        EXPECT_NEAR(r[s * 4 + s], (g1 * g1 + g2 * g2) * sigma * sigma, 1e-12);
-    }
-    EXPECT_EQ(rows(1), 0);  // no room for a pair
-    EXPECT_EQ(std::exchange(sat.obsdata[3].value, 0.00005), value[3]);
-    EXPECT_EQ(rows(4), 0);  // one of four too small
-    sat.obsdata[3].value = value[3];
-    gnssconfig.opt_IF[1] = 0;
-    EXPECT_EQ(rows(4), 0);  // frequency by frequency is inactive
-    gnssconfig.opt_IF[1] = 1;
-    X[0] = X[2] = 0.0;
-    v[0] = -1.0;
-    EXPECT_EQ(rows(4), 0);
-    EXPECT_EQ(v[0], -1.0);
 }
 
 }  // namespace

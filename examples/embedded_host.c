@@ -1,0 +1,47 @@
+/* The smallest host of the embedded deployment: one record in static memory, one call per epoch.
+ *
+ *   embedded_host NAVIGATION ATTITUDE OBSERVATION
+ *
+ * Flight software fills brdc_storage and the epochs from its receiver; here files stand in for both. BDS alone is processed. */
+#include <stdio.h>
+
+#include "attitude.h"
+#include "gnss_observation.h"
+#include "pod_embed.h"
+#include "ulog.h"
+
+static RUNTIME_POD_EMBED pod;        /* about 180 MB: never on the stack */
+static OBSDATA_EPOCH received[2880]; /* a day at 30 s */
+
+static void on_error(ulog_level_t level, char* text) { fprintf(stderr, "%s: %s\n", ulog_level_name(level), text); }
+
+int main(int argc, char** argv) {
+    if (argc != 4) {
+        fprintf(stderr, "usage: %s NAVIGATION ATTITUDE OBSERVATION\n", argv[0]);
+        return 2;
+    }
+    ulog_subscribe(on_error, ULOG_ERROR_LEVEL); /* a satellite that is new to the filter reports one line */
+
+    startup_pod_embed(&pod, false); /* from here on brdc_storage is the broadcast store in use */
+    if (!load_ephemeris_brdc(argv[1]) || !load_attitude_quaternion(pod.index_object, argv[2])) {
+        fprintf(stderr, "cannot read %s or %s\n", argv[1], argv[2]);
+        return 1;
+    }
+    g_obs_storage = received;
+    if (!load_observation_rinex(argv[3], pod.index_object, 30.0)) {
+        fprintf(stderr, "cannot read %s\n", argv[3]);
+        return 1;
+    }
+
+    printf("# second of day, x, y, z [m], receiver clock [m], satellites\n");
+    int solved = 0;
+    for (int i = 0; i < g_num_obs_storage; ++i) {
+        run_single_pod_embed(&received[i], &pod);
+        if (pod.sln_kine.status != SOL_OK) continue;
+        printf("%9.1f %14.4f %14.4f %14.4f %12.4f %2d\n", received[i].epoch_time.time.sod, pod.X[0], pod.X[1], pod.X[2],
+               pod.X[6], pod.nsat_used);
+        ++solved;
+    }
+    free_att_quaternion_store();
+    return solved > 0 ? 0 : 1;
+}
