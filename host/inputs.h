@@ -3,11 +3,13 @@
 #ifndef LEOPOD_HOST_INPUTS_H
 #define LEOPOD_HOST_INPUTS_H
 
+#include <array>
 #include <memory>
 #include <string>
 #include <vector>
 
 #include "pod_embed.h"
+#include "positions.h"
 
 namespace host {
 
@@ -59,8 +61,13 @@ struct Environment {
 /// Earth orientation from a file of the given format ("c04", "rapid", "keyword") into the environment and the library's store.
 void load_earth_orientation(const std::string& file, const std::string& format, Environment& environment);
 
-/// Planetary ephemeris from a JPL ASCII file; with an empty name the built-in record where it covers the date, else the analytic series.
+/// Planetary ephemeris from a JPL ASCII file; with an empty name the built-in record where it covers the dates, else the library's analytic
+/// series of Sun and Moon.
 void load_planets(const std::string& file, double mjd_first, double mjd_last, Environment& environment);
+
+/// Puts the analytic series of Sun and Moon into Chebyshev records of the dates: in kilometres and km/s, where the library's own fallback has
+/// metres and no velocity. Does nothing where an ephemeris is loaded.
+void tabulate_analytic_planets(double mjd_first, double mjd_last, Environment& environment);
 
 /// Loads all files and starts the runtime in the chosen deployment. Throws InputError for a file that cannot be used.
 void prepare(const InputOptions& options, Environment& environment);
