@@ -4,11 +4,9 @@ JOBS ?= $(shell nproc 2>/dev/null || echo 2)
 
 .PHONY: all demo test bench fuzz lint format docs install clean
 
-all: $(BUILD)/Makefile
-	cmake --build $(BUILD) -j$(JOBS)
-
-$(BUILD)/Makefile:
+all:
 	cmake -S . -B $(BUILD) -DCMAKE_BUILD_TYPE=Release $(CMAKE_FLAGS)
+	cmake --build $(BUILD) -j$(JOBS)
 
 demo:
 	scripts/bootstrap demo
@@ -39,13 +37,16 @@ lint:
 	clang-tidy -p $(BUILD) --quiet src/*.cpp
 
 format:
-	clang-format -i src/*.cpp src/*.h host/*.cpp host/*.h tests/*.cpp tests/*.h bench/*.cpp fuzz/*.cpp examples/*.c
+	clang-format -i src/*.cpp src/*.h host/*.cpp host/*.h tests/*.cpp tests/*.h bench/*.cpp fuzz/*.cpp examples/*.c examples/*.cpp
 
 docs:
 	scripts/bootstrap docs
+	mkdir -p build
 	doxygen docs/Doxyfile
 
-install: all
+install:
+	cmake -S . -B $(BUILD) -DCMAKE_BUILD_TYPE=Release $(CMAKE_FLAGS)
+	cmake --build $(BUILD) -j$(JOBS)
 	cmake --install $(BUILD)
 
 clean:

@@ -1,5 +1,5 @@
-// The whole epoch loop, split by stage, for 9 and for 15 satellites. The peer of a stage is the whole epoch of the same run: the ratio is
-// the stage's share.
+// The whole epoch loop, split by stage, for 9 and for 15 satellites. A stage stands beside the whole epoch of the same run: the ratio is its
+// share.
 #include <benchmark/benchmark.h>
 
 #include <algorithm>
@@ -175,7 +175,7 @@ int main(int argc, char** argv) {
                 ->Iterations(1)
                 ->Unit(benchmark::kMicrosecond);
             if (s == kWhole) continue;
-            benchmark::RegisterBenchmark((name + "/peer").c_str(),
+            benchmark::RegisterBenchmark((name + "/whole").c_str(),
                                          [whole](benchmark::State& st) { report_time(st, whole); })
                 ->UseManualTime()
                 ->Iterations(1)

@@ -113,12 +113,11 @@ std::vector<TrajectoryPoint> integrate(Dynamics& dynamics, const GTime& start, c
     const long count = static_cast<long>(std::floor(duration / interval + 1e-9)) + 1;
     std::vector<TrajectoryPoint> points;
     double y[6];
-    double error[6];
     double step = config.step_size;
     convert_struct2ystate(6, &config, &state, y);
     for (long i = 0; i < count; ++i) {
         const double t = static_cast<double>(i) * interval;
-        if (i > 0) IntegrateTo(orbit_derivative, 6, t - interval, y, &step, t, error);
+        if (i > 0) IntegrateTo(orbit_derivative, 6, t - interval, y, &step, t, nullptr);  // fixed step
         convert_ystate2struct(6, y, &config, &state);
         state.sec_since_start = t;
         compute_acc_all(&config, &state);

@@ -16,7 +16,8 @@ namespace host {
 namespace {
 
 constexpr std::size_t kMinPositions = 20;
-constexpr int kIterations = 8;  ///< at most, of the fit
+constexpr int kIterations = 8;      ///< at most, of the fit
+constexpr double kTagSlack = 0.05;  ///< a receiver clock puts true receive times beside whole seconds [s]
 
 /// One iteration as the library reports it.
 struct Iteration {
@@ -49,7 +50,7 @@ std::vector<TimedPosition> read_positions(const FitOptions& o) {
     std::vector<TimedPosition> kept;
     for (TimedPosition& row : all) {
         const double seconds = static_cast<double>(row.time.time.mjd - day) * 86400.0 + row.time.time.sod;
-        if (seconds < o.from || seconds > o.to) continue;
+        if (seconds < o.from - kTagSlack || seconds > o.to + kTagSlack) continue;
         if (o.interval > 0.0) {
             // A receiver's clock puts true receive times a little beside whole seconds.
             const double off = std::remainder(seconds, o.interval);

@@ -29,7 +29,7 @@ bool plot(const std::string& file, const std::vector<Panel>& panels) {
                  png ? "" : "font 'sans,13' background 'white'");
     std::fprintf(pipe, "set output %s\nset grid lc rgb '#d0d0d0'\nset key outside right\n", quoted(file).c_str());
     std::fprintf(pipe, "set multiplot layout %zu,1\n", panels.size());
-    static const char* colours[] = {"#0072b2", "#d55e00", "#009e73", "#cc79a7", "#555555"};
+    static const char* colours[] = {"#0a2f80", "#e06000", "#2ca02c", "#cc79a7", "#555555"};
     int block = 0;
     for (const Panel& panel : panels) {
         const int first = block;

@@ -36,7 +36,7 @@ typedef struct DATA_CLK {
     double clk_offset[3];  ///< [s], by system index
 } DATA_CLK;
 
-/// All state of one satellite. Very large (about 180 MB): static or heap memory, never the stack. Owns no heap memory.
+/// All state of one satellite. Very large (about 172 MB): static or heap memory, never the stack. Owns no heap memory.
 typedef struct RUNTIME_POD_EMBED {
     int index_object;                       ///< object number of the platform: key of the attitude store
     GTime time_now;                         ///< true receive time of the epoch, GPST

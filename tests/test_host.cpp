@@ -313,6 +313,67 @@ TEST_F(Host, SlipsAboveTheThresholdsAreMarked) {
     EXPECT_EQ(marks, expected);
 }
 
+/// A dynamics configuration with the given degree and empirical request.
+std::string dynamics(const std::string& name, int degree, const std::string& empirical, double step) {
+    return support::write_temp(
+        name, "+Force_Models\nEarth_Gravity = YES " + std::to_string(degree) +
+                  "\nThird_Body_Gravity = YES SUN MOON\nGeneral_Relativity = YES\n" +
+                  (empirical.empty() ? "" : "Empirical_Force = YES " + empirical + "\n") +
+                  "-Force_Models\n+GENERAL_CONFIG\nIntegration_Step_Size = " + std::to_string(step) +
+                  "\nIntegration_Output_Interval = 60.0\nspacecraft_state_mode = 2\n-GENERAL_CONFIG\n");
+}
+
+TEST_F(Host, PropagationDiffersFromATidelessTruthByTheTide) {
+    const auto truth = data_path("leo_sim/dev21_truth_gcrs.csv");
+    LEOPOD_REQUIRE_DATA(truth);
+    // The truth holds the field to degree 30 and no tides; a request of degree 31 is complete to 30. The solid tide moves the orbit by 1 m
+    // in an hour.
+    const std::string arguments =
+        " --dynamics " + dynamics("p.cfg", 31, "", 20.0) + " --gravity " + data_path("gravity/EGM2008.txt").string() +
+        " --eop " + data_path("eop/finals.data.iau2000.txt").string() + " --eop-format rapid --truth " + truth.string();
+    const Outcome o = leopod(
+        "propagate --epoch 2021-01-18T00:00:00 --frame eci --state -72253.79737 95689.39756 6864898.05298 "
+        "-6246.92258015 "
+        "-4374.19320167 -2.38965452 --duration 3600 --rows-out " +
+        out("rows.csv") + " --rows-interval 10" + arguments);
+    ASSERT_EQ(o.status, 0) << o.text;
+    EXPECT_NEAR(number(o.text, "largest ([0-9.]+) m"), 1.0, 0.15) << o.text;
+    const auto rows = support::read_file(out("rows.csv"));
+    EXPECT_EQ(std::count(rows.begin(), rows.end(), '\n'), 306);  // from 310 s to 3360 s
+    EXPECT_EQ(leopod("propagate --epoch 2021-01-18 --state 1 2 3 4 5 6" + arguments).status, 2);
+}
+
+TEST_F(Host, FilterPositionsOfARealReceiverIntoADynamicOrbit) {
+    const auto obs = data_path("grace_b_2010208/grcb2080_00h12h.10o");
+    LEOPOD_REQUIRE_DATA(obs);
+    const std::string dir = data_path("grace_b_2010208/").string();
+    const Outcome run = leopod("run --obs " + obs.string() + " --sp3 " + dir + "COD15941.EPH --sp3 " + dir +
+                               "COD15942.EPH --interval 60 --out " + out("kin.csv"));
+    ASSERT_EQ(run.status, 0) << run.text;
+    const Outcome fit =
+        leopod("fit --positions " + out("kin.csv") + " --from 3600 --to 10800 --dynamics " +
+               dynamics("f.cfg", 70, "A0:7200 C0:7200 R0:7200 AC:7200 AS:7200 CC:7200 CS:7200", 60.0) + " --gravity " +
+               data_path("gravity/EGM2008.txt").string() + " --truth " + dir + "truth_00h12h.csv --out " +
+               out("fit.csv") + " --parameters " + out("par.csv") + " --residuals " + out("res.csv") + " --history " +
+               out("his.csv") + " --sp3-out " + out("fit.sp3"));
+    ASSERT_EQ(fit.status, 0) << fit.text;
+    const double before = rms_of(fit.text, "positions fitted to");
+    const double after = rms_of(fit.text, "fitted orbit");
+    EXPECT_LT(after, 0.8 * before) << fit.text;
+    EXPECT_EQ(read_rows(out("fit.csv")).size(), 121u);
+    const std::string parameters = support::read_file(out("par.csv"));
+    EXPECT_NE(parameters.find("EMP_000_CS,"), std::string::npos);
+    EXPECT_NE(parameters.find("PX,"), std::string::npos);
+    // The fitted orbit as an SP3 file fits again, to the millimetre of its digits.
+    const Outcome again =
+        leopod("fit --positions " + out("fit.sp3") + " --dynamics " +
+               dynamics("f.cfg", 70, "A0:7200 C0:7200 R0:7200 AC:7200 AS:7200 CC:7200 CS:7200", 60.0) + " --gravity " +
+               data_path("gravity/EGM2008.txt").string());
+    EXPECT_EQ(again.status, 0) << again.text;
+    EXPECT_LT(number(again.text, "residuals: rms along ([0-9.]+)"), 0.001) << again.text;
+    EXPECT_EQ(leopod("fit --positions " + out("nothing.csv") + " --dynamics " + out("nothing.cfg")).status, 2);
+}
+
 TEST_F(Host, FilesBeyondTheReadersLimitsAreProcessed) {
     const auto dir = data_path("gnss/limits");
     LEOPOD_REQUIRE_DATA(dir);
