@@ -4,16 +4,25 @@
  *
  * Flight software fills brdc_storage and the epochs from its receiver; here files stand in for both. BDS alone is processed. */
 #include <stdio.h>
+#include <stdlib.h>
 
 #include "attitude.h"
 #include "gnss_observation.h"
 #include "pod_embed.h"
 #include "ulog.h"
 
-static RUNTIME_POD_EMBED pod;        /* about 172 MB: never on the stack */
-static OBSDATA_EPOCH received[2880]; /* a day at 30 s */
+static RUNTIME_POD_EMBED pod; /* about 172 MB: never on the stack */
 
 static void on_error(ulog_level_t level, char* text) { fprintf(stderr, "%s: %s\n", ulog_level_name(level), text); }
+
+/* Room for all epochs of a file: the reader knows no bound, and an epoch takes at least 30 characters. */
+static OBSDATA_EPOCH* room_for(const char* name) {
+    FILE* file = fopen(name, "rb");
+    long size = -1;
+    if (file != NULL && fseek(file, 0, SEEK_END) == 0) size = ftell(file);
+    if (file != NULL) fclose(file);
+    return size < 0 ? NULL : calloc((size_t)size / 30 + 2, sizeof(OBSDATA_EPOCH));
+}
 
 int main(int argc, char** argv) {
     if (argc != 4) {
@@ -27,8 +36,9 @@ int main(int argc, char** argv) {
         fprintf(stderr, "cannot read %s or %s\n", argv[1], argv[2]);
         return 1;
     }
+    OBSDATA_EPOCH* received = room_for(argv[3]);
     g_obs_storage = received;
-    if (!load_observation_rinex(argv[3], pod.index_object, 30.0)) {
+    if (received == NULL || !load_observation_rinex(argv[3], pod.index_object, 30.0)) {
         fprintf(stderr, "cannot read %s\n", argv[3]);
         return 1;
     }
@@ -43,5 +53,6 @@ int main(int argc, char** argv) {
         ++solved;
     }
     free_att_quaternion_store();
+    free(received);
     return solved > 0 ? 0 : 1;
 }
