@@ -1,34 +1,12 @@
 /// \file fuzz_satposition.cpp
 /// Bytes in, one reader: the first byte picks navigation (0), SP3 (1), clock (2) or ANTEX (3). What was read is then used.
-#include <unistd.h>
-
-#include <cstdint>
-#include <cstdio>
 #include <cstdlib>
 #include <string>
 
 #include "gnss_satposition.h"
+#include "support.h"
 
 namespace {
-
-/// File of this process that holds the input.
-struct InputFile {
-    std::string path;
-    InputFile() {
-        char pattern[] = "/tmp/fuzz_satposition_XXXXXX";
-        const int fd = mkstemp(pattern);
-        if (fd == -1) std::abort();
-        close(fd);
-        path = pattern;
-    }
-    ~InputFile() { std::remove(path.c_str()); }
-    void write(const uint8_t* data, size_t size) const {
-        std::FILE* file = std::fopen(path.c_str(), "wb");
-        if (file == nullptr) std::abort();
-        std::fwrite(data, 1, size, file);
-        std::fclose(file);
-    }
-};
 
 /// True for a clock file or antenna dates that end the process as documented.
 bool ends_the_process(int reader, const uint8_t* data, size_t size) {
@@ -50,7 +28,7 @@ bool ends_the_process(int reader, const uint8_t* data, size_t size) {
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-    static InputFile file;
+    static fuzz::InputFile file;
     static EPHBRDC_STORE* brdc = static_cast<EPHBRDC_STORE*>(std::calloc(1, sizeof(EPHBRDC_STORE)));
     static EPHPREC_STORE* prec = static_cast<EPHPREC_STORE*>(std::calloc(1, sizeof(EPHPREC_STORE)));
     g_brdc_storage = brdc;
@@ -58,8 +36,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     if (size < 1) return 0;
     const int reader = data[0] % 4;
     if (ends_the_process(reader, data + 1, size - 1)) return 0;
-    file.write(data + 1, size - 1);
-    char* name = file.path.data();
+    char* name = file.hold(data + 1, size - 1);
 
     const GTime time = mjd2GTime(tsGPST, 59025.5);
     double posvel[6] = {}, clk[2] = {};
