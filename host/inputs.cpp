@@ -21,7 +21,9 @@ namespace {
 constexpr double kFirstMjd = 41500.0;  ///< leap seconds begin in 1972: earlier dates would end the process
 
 /// Calls a function with each line of a file until it returns false. Throws when the file cannot be read.
-void each_line(const std::string& name, const std::string& kind, const std::function<bool(const std::string&)>& use) {
+/// \param complete_only  leaves out a last line without a newline
+void each_line(const std::string& name, const std::string& kind, const std::function<bool(const std::string&)>& use,
+               bool complete_only = false) {
     struct stat info {};
     if (stat(name.c_str(), &info) == 0 && S_ISDIR(info.st_mode))
         throw InputError(name + ": is a directory, not a " + kind);
@@ -29,6 +31,7 @@ void each_line(const std::string& name, const std::string& kind, const std::func
     if (!in) throw InputError(name + ": cannot open this " + kind + ": " + std::strerror(errno));
     std::string line;
     while (std::getline(in, line)) {
+        if (complete_only && in.eof()) return;
         if (!use(line)) return;
     }
 }
@@ -86,21 +89,26 @@ void check_clock(const std::string& name) {
     bool first = true;
     bool in_data = false;
     long number = 0;
-    each_line(name, kind, [&](const std::string& line) {
-        ++number;
-        if (first && char_at(line, 20) != 'C') wrong_kind(name, kind);
-        first = false;
-        in_data = in_data || holds(line, "END OF HEADER");
-        if (in_data && line.compare(0, 2, "AS") == 0) {
-            int values = 0;
-            if (std::sscanf(line.c_str(), "%*s %*s %*s %*s %*s %*s %*s %*s %d", &values) != 1 || values < 1 ||
-                values > 2) {
-                throw InputError(name + ": line " + std::to_string(number) + " of this " + kind +
-                                 " has neither one nor two values");
+    each_line(
+        name, kind,
+        [&](const std::string& line) {
+            ++number;
+            if (first && char_at(line, 20) != 'C') wrong_kind(name, kind);
+            first = false;
+            in_data = in_data || holds(line, "END OF HEADER");
+            if (in_data && line.compare(0, 2, "AS") == 0) {
+                char satellite[8] = {};
+                int values = 0;
+                const int n = std::sscanf(line.c_str(), "%*s %7s %*s %*s %*s %*s %*s %*s %d", satellite, &values);
+                const bool stored = std::strchr("GCL", satellite[0]) != nullptr;  // the library passes over the others
+                if (stored && (n != 2 || values < 1 || values > 2)) {
+                    throw InputError(name + ": line " + std::to_string(number) + " of this " + kind +
+                                     " has neither one nor two values");
+                }
             }
-        }
-        return true;
-    });
+            return true;
+        },
+        true);
     if (first) wrong_kind(name, kind);
 }
 
@@ -260,6 +268,63 @@ void load_ephemerides(const InputOptions& options, Environment& environment) {
         environment.files.push_back(
             {"precise clocks", name, std::to_string(total(runtime.prec_storage.idx_clk) - clocks) + " clocks"});
     }
+}
+
+/// Takes out values that no satellite can have, as a damaged file brings them: from ranges or clocks of 1e30 m the library would solve a
+/// receive time outside its calendar, and end.
+void set_aside_impossible_values(Environment& environment) {
+    constexpr double kMinRange = 1e6, kMaxRange = 1e9;    ///< with a receiver clock of up to 3 s [m]
+    constexpr double kMaxPhase = 1e10;                    ///< [cycle]
+    constexpr double kMinRadius = 1e7, kMaxRadius = 1e8;  ///< of an orbit [m]
+    constexpr double kMaxClock = 1.0;                     ///< of a satellite [s]
+    const auto within = [](double value, double low, double high) { return value >= low && value <= high; };
+    long count = 0;
+    for (int i = 0; i < g_num_obs_storage; ++i) {
+        for (OBSDATA_SAT& sat : g_obs_storage[i].satobs) {
+            for (OBSREC& rec : sat.obsdata) {
+                const double size = std::fabs(rec.value);
+                const bool possible = rec.type == RANGE ? within(size, kMinRange, kMaxRange) : size <= kMaxPhase;
+                if (rec.value == 0.0 || possible) continue;
+                rec.value = 0.0;
+                ++count;
+            }
+        }
+    }
+    const auto check_broadcast = [&](auto& rows) {
+        for (auto& row : rows) {
+            for (auto& record : row) {
+                const bool possible = within(record.sqrt_A * record.sqrt_A, kMinRadius, kMaxRadius) &&
+                                      within(record.e, 0.0, 0.99) && std::fabs(record.sv_clock_bias) <= kMaxClock &&
+                                      std::fabs(record.sv_clock_drift) <= 1e-6 &&
+                                      std::fabs(record.sv_clock_drift_rate) <= 1e-12;
+                if (!record.ok || possible) continue;
+                record.ok = false;
+                ++count;
+            }
+        }
+    };
+    RUNTIME_POD_EMBED& runtime = *environment.runtime;
+    check_broadcast(runtime.brdc_storage.eph_brdc_gps_all);
+    check_broadcast(runtime.brdc_storage.eph_brdc_bds_all);
+    constexpr int kFirstLeo = 95;  ///< low-earth-orbit satellites of a product are no transmitters
+    for (int sat = 0; sat < kFirstLeo; ++sat) {
+        for (int i = 0; i < runtime.prec_storage.idx_eph[sat]; ++i) {
+            double* position = runtime.prec_storage.eph_pre_all[sat][i].pos_ecf;
+            const double radius = std::hypot(position[0], position[1], position[2]);
+            if (radius == 0.0 || within(radius, kMinRadius, kMaxRadius)) continue;
+            std::fill_n(position, 3, 0.0);  // a gap of the product
+            ++count;
+        }
+        for (int i = 0; i < runtime.prec_storage.idx_clk[sat]; ++i) {
+            CLKREC_PRE& clock = runtime.prec_storage.clk_pre_all[sat][i];
+            if (!clock.ok || std::fabs(clock.clk_offset) <= kMaxClock) continue;
+            clock.ok = false;
+            ++count;
+        }
+    }
+    if (count > 0)
+        environment.files.push_back(
+            {"note", "all files", std::to_string(count) + " values that no satellite can have were set aside"});
 }
 
 void load_attitude(const InputOptions& options, Environment& environment) {
@@ -439,6 +504,8 @@ void prepare(const InputOptions& options, Environment& environment) {
     for (const std::string& name : options.atx) check_antex(name);
     if (!options.config.empty()) check_config(options.config);
 
+    if (options.nav.empty() && options.sp3.empty()) throw InputError("no ephemeris file is given (--nav or --sp3)");
+
     environment.runtime = make_zeroed<RUNTIME_POD_EMBED>();
     RUNTIME_POD_EMBED* runtime = environment.runtime.get();
     load_observations(options, environment);
@@ -472,6 +539,7 @@ void prepare(const InputOptions& options, Environment& environment) {
         environment.files.push_back({"configuration", options.config, std::to_string(gnssconfig.num_sys) + " systems"});
     }
     load_ephemerides(options, environment);
+    set_aside_impossible_values(environment);
     load_attitude(options, environment);
     if (!options.embedded) startup_pod_embed(runtime, true);
 }

@@ -97,24 +97,26 @@ class Host : public ::testing::Test {
 };
 
 TEST_F(Host, UnusableFilesEndWithStatusTwoAndTheirName) {
-    const std::string obs = (std::filesystem::path(LEOPOD_SOURCE_DIR) / "examples/data/demo_bds.obs").string();
+    const std::string data = (std::filesystem::path(LEOPOD_SOURCE_DIR) / "examples/data/").string();
+    const std::string obs = data + "demo_bds.obs --nav " + data + "demo_bds.nav";
     const std::string text = support::write_temp("text.txt", "no data of any kind\nat all\n");
     const std::string clock =
         support::write_temp("three.clk",
                             "     3.00           CLOCK DATA                              RINEX VERSION / TYPE\n"
                             "                                                            END OF HEADER\n"
                             "AS G01  2020 06 25 00 00  0.000000  3    1.0E-05 1.0E-11 1.0E-12\n");
-    const std::array<std::string, 11> options = {"--obs " + text,
-                                                 "--obs %absent",
-                                                 "--obs " + obs + " --nav " + text,
-                                                 "--obs " + obs + " --sp3 %absent",
-                                                 "--obs " + obs + " --clk " + clock,
-                                                 "--obs " + obs + " --atx " + text,
-                                                 "--obs " + obs + " --att " + text,
-                                                 "--obs " + obs + " --eop " + text,
-                                                 "--obs " + obs + " --jpl " + text,
-                                                 "--obs " + obs + " --config %absent",
-                                                 "--obs " + support::temp_dir().string()};
+    const std::array<std::string, 11> options = {
+        "--nav " + data + "demo_bds.nav --obs " + text,
+        "--nav " + data + "demo_bds.nav --obs %absent",
+        "--obs " + obs + " --nav " + text,
+        "--obs " + obs + " --sp3 %absent",
+        "--obs " + obs + " --clk " + clock,
+        "--obs " + obs + " --atx " + text,
+        "--obs " + obs + " --att " + text,
+        "--obs " + obs + " --eop " + text,
+        "--obs " + obs + " --jpl " + text,
+        "--obs " + obs + " --config %absent",
+        "--nav " + data + "demo_bds.nav --obs " + support::temp_dir().string()};
     for (const std::string& option : options) {
         const Outcome outcome = leopod("run " + option);
         EXPECT_EQ(outcome.status, 2) << option << "\n" << outcome.text;
