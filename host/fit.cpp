@@ -84,6 +84,13 @@ void first_velocity(const std::vector<GTime>& epochs, const std::vector<Vector3>
     }
 }
 
+/// True if a position lies more than a millisecond beside the output epochs of the arc.
+bool off_output_epochs(const std::vector<GTime>& epochs, double interval) {
+    return std::any_of(epochs.begin(), epochs.end(), [&](const GTime& t) {
+        return std::fabs(std::remainder(gtimeSubSec(t, epochs.front()), interval)) > 1e-3;
+    });
+}
+
 void collect_history(Console& console, std::vector<Iteration>& history) {
     console.listen([&history](ulog_level_t, const char* text) {
         Iteration next;
@@ -211,7 +218,7 @@ int fit(const FitOptions& o) {
     config.status_derivative = 2;
     // A hair short of the last epoch, so that a span of whole pieces makes no piece of length zero.
     produce_force_model_params(gtime2mjd(start), gtime2mjd(start) + (span - 1e-3) / 86400.0, &config, &state);
-    if (config.nstate > NSTATE_MAX) throw InputError(o.dynamics.dynamics + ": too many parameters for this span");
+    if (config.nstate >= NSTATE_MAX) throw InputError(o.dynamics.dynamics + ": too many parameters for this span");
     state.utc_start = start;
     state.sec_since_start = 0.0;
     std::copy(eci[0].begin(), eci[0].end(), state.pos_eci);
@@ -230,9 +237,10 @@ int fit(const FitOptions& o) {
 
     std::vector<Iteration> history;
     collect_history(console, history);
-    orbit_fit(&config, &state, end, static_cast<int>(epochs.size()), epochs.data(),
-              reinterpret_cast<double(*)[3]>(eci.data()), &solution);
+    const bool done = orbit_fit(&config, &state, end, static_cast<int>(epochs.size()), epochs.data(),
+                                reinterpret_cast<double(*)[3]>(eci.data()), &solution);
     console.listen(nullptr);
+    if (!done) throw InputError(o.positions + ": these positions cannot be fitted with " + o.dynamics.dynamics);
     const bool converged = !history.empty() && history.back().test < 0.001;
 
     std::printf("leopod fit: %zu positions from %s, %s, %s\n", epochs.size(), o.positions.c_str(),
@@ -240,6 +248,12 @@ int fit(const FitOptions& o) {
     std::printf("arc: %s to %s GPST, %.3f h\n", time_text(gtimeChangeTimeSystem(start, tsGPST)).c_str(),
                 time_text(gtimeChangeTimeSystem(observed.back().time, tsGPST)).c_str(), span / 3600.0);
     print_dynamics(dynamics);
+    if (interval > 30.0 && off_output_epochs(epochs, interval)) {
+        std::printf(
+            "note: positions lie between the output epochs; near the ends of the arc their interpolation is good to "
+            "decimetres only.\n"
+            "      An Integration_Output_Interval of 30 s or less avoids that.\n");
+    }
     std::printf("parameters: 6 of the initial state, %d of the forces\n", config.num_param_forcemodel);
     std::printf("iteration   rms along    radial     cross [m]   rms of the corrections\n");
     for (const Iteration& i : history)

@@ -100,7 +100,7 @@ void check_clock(const std::string& name) {
                 char satellite[8] = {};
                 int values = 0;
                 const int n = std::sscanf(line.c_str(), "%*s %7s %*s %*s %*s %*s %*s %*s %d", satellite, &values);
-                const bool stored = std::strchr("GCL", satellite[0]) != nullptr;  // the library passes over the others
+                const bool stored = satellite[0] != '\0' && std::strchr("GCL", satellite[0]) != nullptr;  // the library passes over the others
                 if (stored && (n != 2 || values < 1 || values > 2)) {
                     throw InputError(name + ": line " + std::to_string(number) + " of this " + kind +
                                      " has neither one nor two values");

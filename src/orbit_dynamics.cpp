@@ -328,6 +328,7 @@ void multiply_by_system(const double (&A)[36], const double* M, int columns, int
         std::fill_n(row, columns, 0.0);
         for (int k = 0; k < 6; ++k) {
             const double a = A[6 * i + k];
+            if (a == 0.0) continue;  // most of A; the sums stay the same
             const double* const from = M + k * stride;
             for (int j = 0; j < columns; ++j) row[j] += a * from[j];
         }
@@ -594,6 +595,8 @@ void compute_acc_all(ORBIT_DYN_CONFIG* ptr_orb_config, STATE_SPACECRAFT* state_s
 bool compute_acc_thirdbody(double mjd_utc, int nbody, PLANET_JPL* bodies, double* satpos_eci, double* acc,
                            double* dadr) {
     if (acc == nullptr && dadr == nullptr) return false;
+    double unused[3];
+    if (acc == nullptr) acc = unused;
     std::fill_n(acc, 3, 0.0);
     if (dadr != nullptr) std::fill_n(dadr, 9, 0.0);
     add_third_bodies(julian_date_tt(mjd_utc, getLeapSecond(mjd_utc)), nbody, bodies, satpos_eci, acc, dadr, nullptr,
@@ -710,7 +713,8 @@ constexpr DensityRow kHarrisPriester[] = {
 static_assert(std::size(kHarrisPriester) == 50);
 
 double shadow_radius(const double* sat, const double* d) {
-    // Where the line to the Sun meets the ellipsoid.
+    // Where the line to the Sun meets the ellipsoid. settled: the whole vector to the Sun is added, not its part t, so the
+    // point lies near the Sun's distance and half of the sky counts as the Earth.
     constexpr double p = 6378137.0, q = 6356752.3142;
     constexpr double a2 = p * p, b2 = q * q, e = q * q / (p * p);
     double c[3];
@@ -929,12 +933,16 @@ struct Window {
     double ut;
 };
 
-/// Window about xt; false, logged, where the trajectory is shorter.
+/// False, logged, for a trajectory that is shorter than a window.
+bool has_window(int count) {
+    if (count >= kWindow) return true;
+    report(ULOG_ERROR_LEVEL, "interpolation of a trajectory needs %d epochs, %d are given", kWindow, count);
+    return false;
+}
+
+/// Window about xt; false where the trajectory is shorter.
 bool choose_window(double* xx_all, int count, double xt, Window& window) {
-    if (count < kWindow) {
-        report(ULOG_ERROR_LEVEL, "interpolation of a trajectory needs %d epochs, %d are given", kWindow, count);
-        return false;
-    }
+    if (!has_window(count)) return false;
     const int centre = binsearch_array(xx_all, 0, count - 1, xt);
     int lo = centre - kHalfWindow, hi = centre + kHalfWindow;
     if (lo < 0) {
@@ -1059,10 +1067,10 @@ bool orbit_integrate(ORBIT_DYN_CONFIG* ptr_orb_config, STATE_SPACECRAFT* state_s
     report(ULOG_DEBUG_LEVEL, "nstate=%d np=%d status_derivative=%d\n", nstate, ptr_orb_config->num_param_forcemodel,
            ptr_orb_config->status_derivative);
     std::fill_n(y, std::size(y), 0.0);
-    if (nstate <= NSTATE_MAX) convert_struct2ystate(nstate, ptr_orb_config, state_spacecraft, y);
+    convert_struct2ystate(nstate, ptr_orb_config, state_spacecraft, y);
     // settled: the target is the duration itself, not the start plus the duration
     IntegrateTo(orbit_derivative, nstate, state_spacecraft->sec_since_start, y, &step_size, duration_sec, nullptr);
-    if (nstate <= NSTATE_MAX) convert_ystate2struct(nstate, y, ptr_orb_config, state_spacecraft);
+    convert_ystate2struct(nstate, y, ptr_orb_config, state_spacecraft);
     // settled: the last derivative has left the end there already, so that a run from 0 ends at twice the duration
     state_spacecraft->sec_since_start += duration_sec;
     return true;
@@ -1555,12 +1563,10 @@ struct Trajectory {
     Array abscissa;
 };
 
-/// Integrates from the driver's state over an arc. Ends the process where there is no memory.
-Trajectory integrate_trajectory(DriverStores& s, double arc) {
-    ORBIT_DYN_CONFIG* const config = s.config.get();
-    STATE_SPACECRAFT* const state = s.state.get();
+/// Records of an arc, output epochs at both ends included. Ends the process where there is no memory.
+Trajectory make_trajectory(double arc, double interval) {
     constexpr double kMaxCount = 1e7;
-    const double count = std::trunc(arc / config->output_interval) + 1.0;
+    const double count = std::trunc(arc / interval) + 1.0;
     Trajectory out{};
     if (count >= 1.0 && count <= kMaxCount) {
         out.count = static_cast<int>(count);
@@ -1571,6 +1577,13 @@ Trajectory integrate_trajectory(DriverStores& s, double arc) {
         report(ULOG_ERROR_LEVEL, "orbit intergation state memory allocation error!");
         stop();
     }
+    return out;
+}
+
+/// Integrates from the driver's state and fills the records.
+void integrate_trajectory(DriverStores& s, Trajectory& out) {
+    ORBIT_DYN_CONFIG* const config = s.config.get();
+    STATE_SPACECRAFT* const state = s.state.get();
     static double y[NSTATE_MAX], err[NSTATE_MAX];
     const int nstate = config->nstate;
     double step = config->step_size;
@@ -1585,7 +1598,6 @@ Trajectory integrate_trajectory(DriverStores& s, double arc) {
         out.abscissa[i] = next;
         t = next;
     }
-    return out;
 }
 
 /// One row of the trajectory file.
@@ -1606,11 +1618,6 @@ void write_row(std::FILE* file, double x, GTime start, double* y, double* dy) {
 void write_trajectory(std::FILE* file, DriverStores& s, Trajectory& trajectory) {
     constexpr int kMargin = 5;  // the ends of the interpolation are left out
     constexpr double kStep = 0.02;
-    if (trajectory.count < kWindow) {
-        report(ULOG_ERROR_LEVEL, "interpolation of a trajectory needs %d epochs, %d are given", kWindow,
-               trajectory.count);
-        return;
-    }
     double* const xx = trajectory.abscissa.get();
     const int first = kMargin, last = trajectory.count - kMargin;
     const int rows = to_count((xx[last] - xx[first]) / kStep) + 1;
@@ -1651,8 +1658,11 @@ void test_orbit_simulation(char* orbit_dynamics_config_filename, char* output_or
     std::copy_n(kPosition, 3, s.state->pos_eci);
     std::copy_n(kVelocity, 3, s.state->vel_eci);
     compute_acc_all(s.config.get(), s.state.get());
-    Trajectory trajectory = integrate_trajectory(s, kArc);
-    write_trajectory(file, s, trajectory);
+    Trajectory trajectory = make_trajectory(kArc, s.config->output_interval);
+    if (has_window(trajectory.count)) {
+        integrate_trajectory(s, trajectory);
+        write_trajectory(file, s, trajectory);
+    }
     std::fclose(file);
     release(s);
 }

@@ -259,7 +259,7 @@ void compute_acc_all(ORBIT_DYN_CONFIG* ptr_orb_config, STATE_SPACECRAFT* state_s
 /// \param nbody       bodies in the list
 /// \param bodies      the bodies, in the order of summation
 /// \param satpos_eci  position, inertial, 3 values [m]
-/// \param acc         [out] acceleration, inertial, 3 values [m/s^2]
+/// \param acc         [out] acceleration, inertial, 3 values [m/s^2]; may be null
 /// \param dadr        [out] gradient, 3x3, row-major [1/s^2]; may be null
 /// \return false when both outputs are null, else true
 /// Source: O. Montenbruck, E. Gill, Satellite Orbits, 2000, equations 3.37 and 7.75.
@@ -305,7 +305,7 @@ bool compute_acc_ECOM(double mjd_utc, PARAM_FM* fm_param, double* sunpos, double
 
 /// Visible part of the Sun's disc, a spherical Earth against a flat sky.
 /// \param pos_sun,pos_sat  inertial, 3 values each [m]
-/// \param modified         true: the Earth's radius is taken where the line to the Sun meets the ellipsoid
+/// \param modified         true: another radius of the Earth, which in effect counts half of the sky as the Earth
 /// \return 0 (umbra) to 1 (full sun)
 /// Source: O. Montenbruck, E. Gill, Satellite Orbits, 2000, section 3.4.2.
 double shadow_factor_SECM(double* pos_sun, double* pos_sat, bool modified);

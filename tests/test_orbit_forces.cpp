@@ -1,0 +1,413 @@
+/// Parameter registry, dynamics configuration, state vectors and force models.
+#include "common_function.h"
+#include "orbit_fixture.h"
+
+namespace {
+
+int index_of(ORBIT_DYN_CONFIG& config, std::string name) {
+    return get_parameter_index_global(&config.num_param_total, config.param_names_force_models, name.data());
+}
+
+// --- registry and parameters ---------------------------------------------------------------------------------------------
+
+TEST_F(Dynamics, RegistryHoldsEachNameOnceAndAdmits906) {
+    LogRecorder log;
+    for (int i = 0; i < 906; ++i) EXPECT_EQ(index_of(*config, "N" + std::to_string(i)), i);
+    EXPECT_EQ(index_of(*config, "N899"), -1);  // full before it is searched
+    EXPECT_EQ(log.count(ULOG_CRITICAL_LEVEL, "N900 does not fit"), 1);
+    EXPECT_EQ(
+        log.count(ULOG_CRITICAL_LEVEL, "<total number of parameters(906) is larger than MAXNUM_FM_PARAM_TOTAL(900)>"),
+        1);
+    EXPECT_EQ(log.messages().size(), 2u);
+    config->num_param_total = 900;
+    EXPECT_EQ(index_of(*config, "N899"), 899);
+    EXPECT_EQ(config->num_param_total, 900);
+    for (const auto& [text, index] : {std::pair{"C", 3}, {"D", 0}, {"S", 4}, {"A", 13}, {"Cr", 23}, {"Z", -1}}) {
+        std::string name = text;
+        EXPECT_EQ(emp_param_name_check(name.data()), index) << text;
+    }
+}
+
+TEST_F(Dynamics, PiecesOfASpan) {
+    const double s = 59232.0, piece = 1200.0;
+    const auto generate = [&](double intervals, double interval) {
+        config->num_param_total = 0;
+        generate_param_empirical(s, s + intervals * piece / 86400.0, interval, &emp, config.get(), state.get());
+        return emp.num / 7;
+    };
+    EXPECT_EQ(generate(3.0, piece), 3);
+    EXPECT_EQ(generate(2.4, piece), 2);
+    EXPECT_EQ(emp.param_life[1][1], s + 2 * piece / 86400.0);  // the remainder stays outside
+    EXPECT_EQ(generate(2.6, piece), 3);
+    EXPECT_EQ(emp.param_life[2][1], s + 2.6 * piece / 86400.0);
+    EXPECT_EQ(emp.param_life[2][0], emp.param_life[1][1]);
+    EXPECT_EQ(emp.mode, 4);
+    EXPECT_STREQ(emp.param_name[2], "EMP_002_A0");
+    EXPECT_STREQ(emp.param_name[9], "EMP_000_AC");
+    EXPECT_STREQ(emp.param_name[20], "EMP_002_CS");
+    EXPECT_EQ(emp.idx_global[20], 20);
+    EXPECT_EQ(generate(114.0, piece), 114);
+    EXPECT_EQ(generate(1.0, 0.0) + generate(-1.0, piece) + generate(1.0, std::nan("")), 0);
+    EXPECT_STOP(generate(115.0, piece), "empirical force params num.805. > MAXNUM_FM_PARM.800.");
+    EXPECT_STOP(generate(1.0, 1e-300), "MAXNUM_FM_PARM.800.");
+}
+
+TEST_F(Dynamics, RequestedParametersGetOnePieceMore) {
+    const double s = 59232.0, e = s + 5400.0 / 86400.0;  // exact
+    request(FM_Drag, "Cd", 1800.0);
+    request(FM_ERP, "Cr", 6000.0);  // no tag: the name of the kind before stays
+    request(FM_EMP, "A0", 1800.0);
+    request(FM_EMP, "AS", 5400.0 / 2.3);
+    request(FM_EMP, "C0", 0.0);
+    LogRecorder log;
+    produce_force_model_params(s, e, config.get(), state.get());
+    EXPECT_EQ(log.count(ULOG_ERROR_LEVEL, "parameter C0: no pieces"), 1);
+    const PARAM_FM& drag = config->force_model_parameters[FM_Drag];
+    ASSERT_EQ(drag.num, 4);
+    EXPECT_STREQ(drag.param_name[3], "DRAG_003_Cd");
+    EXPECT_EQ(drag.param_life[3][0], e);
+    EXPECT_EQ(drag.param_life[3][1], e);
+    EXPECT_EQ(config->force_model_parameters[FM_ERP].idx_global[0], drag.idx_global[3]);
+    EXPECT_EQ(emp.num, 7);
+    EXPECT_STREQ(emp.param_name[6], "EMP_002_AS");
+    EXPECT_EQ(config->nstate, 42 + 6 * 12);
+    const auto only = [&](ForceModel fm, double interval) {
+        config->emp_param_num_base = 0;
+        request(fm, "A0", interval);
+        produce_force_model_params(s, e, config.get(), state.get());
+    };
+    EXPECT_STOP(only(FM_SRP, 5400.0 / 49.5), "force.FM=6. params num.50. > MAXNUM_FM_PARM.50.");
+    EXPECT_STOP(only(FM_SRP, 1e-9), "force.FM=6. params num.50. > MAXNUM_FM_PARM.50.");
+    EXPECT_STOP(only(FM_EMP, 1.0), "force.FM=10. params num.800. > MAXNUM_FM_PARM.800.");
+}
+
+// --- state ---------------------------------------------------------------------------------------------------------------
+
+TEST_F(Dynamics, InitialisersSetForcesAndLength) {
+    start_orbit();
+    EXPECT_EQ(config->force_model_parameters[3].mode + emp.mode, 0);  // both fours are dropped here
+    EXPECT_EQ(config->nstate, 60);
+    EXPECT_STREQ(emp.param_name[2], "EMP_002_R0");
+    config->num_force_models = 3;
+    start_orbit();
+    EXPECT_EQ(config->status_derivative, 1);
+    EXPECT_EQ(config->nstate, 42);
+    *config = {};
+    initialize_orbit_config(config.get());
+    initialize_state_spacecraft(config.get(), state.get());
+    EXPECT_EQ(config->num_planets, 10);
+    EXPECT_EQ(config->nstate, 42 + 6 * 504);
+    EXPECT_NEAR(emp.param_life[0][0], 58498.0 + 86382.0 / 86400.0, 1e-11);
+    EXPECT_NEAR(emp.param_life[71][1], 58499.0 + 86322.0 / 86400.0, 1e-11);  // the 72nd piece, cut 60 s short
+}
+
+TEST_F(Dynamics, FlatVectorsRepackTheColumns) {
+    start_orbit();
+    const int np = 3, n = config->nstate;
+    std::iota(state->S, state->S + 5400, 1.0);
+    std::iota(state->dS, state->dS + 5400, 20000.0);
+    Values y(n), dy(n), shorter(59, -7.0), x(9), back(9);
+    convert_struct2ystate(n, config.get(), state.get(), y.data());
+    convert_struct2dydx(n, config.get(), state.get(), dy.data());
+    EXPECT_EQ(y[42 + 4 * np + 2], state->S[4 * 900 + 2]);
+    EXPECT_EQ(dy[42 + 4 * np + 2], state->dS[4 * 900 + 2]);
+    EXPECT_EQ(dy[1], state->vel_eci[1]);
+    const auto before = *state;
+    std::fill_n(state->S, 5400, -1.0);
+    std::fill_n(state->dS, 5400, -1.0);
+    convert_ystate2struct(n, y.data(), config.get(), state.get());
+    convert_dydx2struct(n, dy.data(), config.get(), state.get());
+    for (int k : {0, 2, 3, 899, 4 * 900 + 2, 5 * 900 + 3}) {
+        EXPECT_EQ(state->S[k], k % 900 < np ? before.S[k] : -1.0);
+        EXPECT_EQ(state->dS[k], k % 900 < np ? before.dS[k] : -1.0);
+    }
+    convert_struct2ystate(59, config.get(), state.get(), shorter.data());  // too short for S
+    EXPECT_EQ(shorter[41], 1.0);
+    EXPECT_EQ(shorter[42], -7.0);
+    std::iota(x.begin(), x.end(), 1.0);
+    set_state_force_param(config.get(), state.get(), x.data());
+    extract_state_force_param(config.get(), state.get(), back.data());
+    EXPECT_EQ(x, back);
+    EXPECT_EQ(emp.param[1], 8.0);
+}
+
+// --- configuration file --------------------------------------------------------------------------------------------------
+
+struct ConfigurationFile : Dynamics {
+    void read(const std::string& text) {
+        std::string name = support::write_temp("dynamics.cfg", text);
+        readfile_orbitdynamics_config(name.data(), config.get());
+    }
+};
+
+TEST_F(ConfigurationFile, LinesAndWords) {
+    LogRecorder log(ULOG_INFO_LEVEL);
+    read(
+        "Earth_Gravity = YES 7\n"  // outside the sections
+        "+Force_Models\n"
+        "Earth_Gravity = YES 100 time_varying_gravity  no_ocean_tide solid_earth_tide // polar_tide\n"
+        "Third_Body_Gravity = YES SUN MOON JUPITER\r\n"
+        "Solar_Radiation_Pressure = YES Cr:86400\n"  // a model word is missing
+        "Atmosphere_Drag = SPHERE Cd:43200\n*General_Relativity = YES\n  My_General_Relativity_Too = YES\n"
+        "Empirical_Force = YES A0:1200 X0:5 AS :7\n"
+        "-Force_Models\n+GENERAL_CONFIG\nIntegration_Step_Size = 12.5\nIntegration_Output_Interval = 6D1\n"
+        "spacecraft_state_mode = 1e400\n-GENERAL_CONFIG\nIntegration_Step_Size = 99\n");
+    EXPECT_TRUE(log.has(ULOG_INFO_LEVEL, "force model used[num=5]: "));
+    EXPECT_TRUE(log.has(ULOG_INFO_LEVEL, "Earth Gravity,Third body,Drag,Relativity,Empirical force,"));
+    EXPECT_EQ(config->norder_gravity, 100);
+    EXPECT_TRUE(config->time_vary_gravity && config->solid_earth_tide);
+    EXPECT_FALSE(config->ocean_tide || config->pole_tide);
+    EXPECT_EQ(config->num_planets, 3);
+    EXPECT_EQ(config->opt_drag, 2);
+    ASSERT_EQ(config->emp_param_num_base, 3);
+    EXPECT_EQ(config->emp_params_base[0].fm, FM_Drag);
+    EXPECT_EQ(config->emp_params_base[1].interval, 1200.0);
+    EXPECT_STREQ(config->emp_params_base[2].name_param, "AS");
+    EXPECT_EQ(config->emp_params_base[2].interval, 0.0);
+    EXPECT_EQ(config->step_size, 12.5);
+    EXPECT_EQ(config->output_interval, 6.0);
+    EXPECT_EQ(config->status_derivative, 2147483647);
+
+    read("+Force_Models\nEarth_Gravity = NO 50 ocean_tide\nThird_Body_Gravity = NO MARS\n");
+    EXPECT_EQ(config->num_force_models, 0);
+    EXPECT_EQ(config->norder_gravity, 100);
+    EXPECT_TRUE(config->ocean_tide);
+    EXPECT_EQ(config->num_planets, 3);
+
+    std::string sample = (std::filesystem::path(LEOPOD_SOURCE_DIR) / "examples" / "orbit_dynamics.cfg").string();
+    readfile_orbitdynamics_config(sample.data(), config.get());
+    EXPECT_EQ(config->num_force_models, 4);
+    EXPECT_EQ(config->emp_param_num_base, 3);
+    std::string missing = "no such file";
+    EXPECT_STOP(readfile_orbitdynamics_config(missing.data(), config.get()),
+                "readfile_orbitdynamics_config\\(\\)<config file open failed, stopping");
+}
+
+TEST_F(ConfigurationFile, BeyondItsTables) {
+    std::string text = "+Force_Models\nThird_Body_Gravity = YES", kinds = "\nEmpirical_Force = YES";
+    for (int i = 0; i < 30; ++i) {
+        text += " MOON";
+        kinds += " A0:" + std::to_string(i + 1);
+    }
+    text += kinds;
+    for (int i = 0; i < 20; ++i) text += "\nGeneral_Relativity = YES";
+    LogRecorder log(ULOG_WARNING_LEVEL);
+    read(text);
+    EXPECT_EQ(config->num_force_models, 11);
+    EXPECT_EQ(config->num_planets, 17);
+    EXPECT_EQ(config->emp_param_num_base, 20);
+    EXPECT_EQ(config->emp_params_base[19].interval, 20.0);
+    EXPECT_EQ(log.messages().size(), 3u);
+}
+
+// --- forces --------------------------------------------------------------------------------------------------------------
+
+/// Largest difference of a block, relative to the largest element of the expected one.
+double difference(const double* computed, const double* expected, int n) {
+    double largest = 0.0, scale = 0.0;
+    for (int i = 0; i < n; ++i) {
+        largest = std::max(largest, std::fabs(computed[i] - expected[i]));
+        scale = std::max(scale, std::fabs(expected[i]));
+    }
+    return largest / scale;
+}
+
+TEST_F(Dynamics, ForcesAgreeWithHighPrecisionEvaluation) {
+    std::ifstream in(std::filesystem::path(LEOPOD_SOURCE_DIR) / "tests" / "oracles" / "dynamics.csv");
+    int rows = 0;
+    for (std::string line, kind, field; std::getline(in, line);) {
+        std::stringstream fields(line);
+        std::getline(fields, kind, ',');
+        if (kind[0] == '#') continue;
+        SCOPED_TRACE(kind + " row " + std::to_string(rows++));
+        Values row;
+        while (std::getline(fields, field, ',')) row.push_back(std::strtod(field.c_str(), nullptr));
+        double* const v = row.data();
+        double acc[3] = {}, partials[3 * 50] = {};
+        if (kind == "thirdbody") {
+            PLANET_JPL bodies[] = {SUN, MOON, JUPITER};
+            ASSERT_TRUE(compute_acc_thirdbody(v[0], 3, bodies, v + 1, acc, partials));
+            EXPECT_LT(difference(acc, v + 4, 3), 3e-11);  // two nearly equal attractions
+            EXPECT_LT(difference(partials, v + 7, 9), 1e-13);
+        } else if (kind == "relativity") {
+            ASSERT_TRUE(compute_acc_relativity(v, v + 3, v + 6, v + 9, acc));
+            EXPECT_LT(difference(acc, v + 12, 3), 2e-15);
+        } else if (kind == "empirical") {
+            const char* kinds[] = {"A0", "C0", "R0", "AC", "AS", "CC", "CS", "RC", "RS", "D0"};
+            emp.num = 10;
+            for (int k = 0; k < 10; ++k) {
+                std::snprintf(emp.param_name[k], 20, "EMP_%03d_%s", k, kinds[k]);
+                emp.param[k] = v[8 + k];
+                emp.param_life[k][0] = v[1];
+                emp.param_life[k][1] = v[0];  // the end belongs to the span
+            }
+            int active[800];
+            ASSERT_EQ(compute_acc_Empirical(v[0], active, &emp, v + 2, v + 5, acc, partials), 10);
+            EXPECT_LT(difference(acc, v + 18, 3), 1e-13);
+            EXPECT_LT(difference(partials, v + 21, 30), 1e-13);
+        } else if (kind == "ecom") {
+            PARAM_FM force = {};
+            force.mode = static_cast<int>(v[0]);
+            force.num = 7;
+            std::copy_n(v + 11, 7, force.param);
+            ASSERT_TRUE(compute_acc_ECOM(0.0, &force, v + 8, v + 2, v + 5, v[1], acc, partials));
+            EXPECT_LT(difference(acc, v + 18, 3), 1e-12);
+            EXPECT_LT(difference(partials, v + 21, 21), 1e-12);
+        } else {
+            compute_acc_dadr_earth_gravity(9, 9, v[0], v[1], v + 2, v + 5, v + 8, acc, nullptr);
+            EXPECT_LT(difference(acc, v + 11, 3), 2e-15);
+            EXPECT_GT(v[14] / norm(3, acc), 1e-9);  // the variable part stands far above that
+        }
+    }
+    EXPECT_EQ(rows, 18);
+}
+
+TEST_F(Dynamics, TotalIsTheSumOfItsForcesInTheirOrder) {
+    start_orbit();
+    ORBIT_DYN_CONFIG& c = *config;
+    STATE_SPACECRAFT& s = *state;
+    const double leap = 37.0;
+    emp.param[0] = 40.0;
+    const ForceModel with_srp[] = {FM_EarthGravity, FM_SRP, FM_ThirdBody, FM_Relativity, FM_EMP};
+    std::copy_n(with_srp, 5, c.force_model_used);
+    c.num_force_models = 5;
+    compute_acc_all(&c, &s);
+    // Every body turned by its own call, all forces by theirs: the same bits.
+    const double jd_tt = (leap + 32.184) / 86400.0 + mjd + 2400000.5;
+    double body[2][6], ecf[3][3], sum[3], term[3], gradient[9], third[9], R[9], dR[9], RT[9], product[9], total[9];
+    eci2ecf(mjd, leap, s.pos_eci, nullptr, ecf[2], nullptr);
+    for (int b = 0; b < 2; ++b) {
+        compute_planet_pos_vel(jd_tt, EARTH, b == 0 ? SUN : MOON, body[b]);
+        for (double& value : body[b]) value *= 1000.0;
+        eci2ecf(mjd, leap, body[b], nullptr, ecf[b], nullptr);
+    }
+    double* const sun = body[0];
+    compute_acc_dadr_earth_gravity(30, 30, mjd, leap, ecf[2], ecf[0], ecf[1], term, gradient);
+    compute_eci2ecf_matrix(mjd, leap, R, dR);
+    matrixTranspose(3, 3, R, RT);
+    matrixMultiply(3, 3, RT, 1, term, sum);
+    matrixMultiply(3, 3, RT, 3, gradient, product);
+    matrixMultiply(3, 3, product, 3, R, total);
+    compute_acc_thirdbody(mjd, c.num_planets, c.planets, s.pos_eci, term, third);
+    ArrayAddition(3, sum, term, sum);
+    ArrayAddition(9, total, third, total);
+    compute_acc_relativity(s.pos_eci, s.vel_eci, sun, sun + 3, term);
+    ArrayAddition(3, sum, term, sum);
+    int active[800];
+    ASSERT_EQ(compute_acc_Empirical(mjd, active, &emp, s.pos_eci, s.vel_eci, term, product), 3);
+    ArrayAddition(3, sum, term, sum);
+    EXPECT_TRUE(std::equal(sum, sum + 3, s.acc_eci));
+    EXPECT_TRUE(std::equal(total, total + 9, s.dadr));
+    for (int i = 0; i < 9; ++i) EXPECT_EQ(s.dadp[i / 3 * 900 + i % 3], product[i]);
+
+    // A parameter out of its span or without a column leaves no trace; mode 0, no gradient; no list, no forces.
+    emp.param_life[0][1] = mjd - 1e-9;
+    emp.idx_global[1] = -1;
+    emp.idx_global[2] = 906;
+    c.status_derivative = 0;
+    compute_acc_all(&c, &s);
+    EXPECT_EQ(std::count(s.dadp, s.dadp + 2700, 0.0) + std::count(s.dadr, s.dadr + 9, 0.0), 2709);
+    c.num_force_models = 0;
+    s.shadow_factor = -1.0;
+    compute_acc_all(&c, &s);
+    EXPECT_EQ(norm(3, s.acc_eci), 0.0);
+    EXPECT_EQ(s.shadow_factor, 1.0);
+    double d[3] = {sun[0] - s.pos_eci[0], sun[1] - s.pos_eci[1], sun[2] - s.pos_eci[2]};
+    EXPECT_NEAR(std::sin(s.beta), dotproduct(3, 3, d, s.orbit_cross) / norm(3, d), 1e-15);
+    EXPECT_NEAR(std::cos(s.eps), dotproduct(3, 3, d, s.orbit_raidal) / norm(3, d), 1e-15);
+
+    // ECOM, which only code can select, goes to the columns of its parameters.
+    c.force_model_used[0] = FM_ECOM;
+    c.num_force_models = 1;
+    PARAM_FM& ecom = c.force_model_parameters[FM_ECOM];
+    ecom.num = 5;
+    ecom.param[0] = -100.0;
+    for (int k = 0; k < 5; ++k) ecom.idx_global[k] = 6 + 2 * k;
+    compute_acc_all(&c, &s);
+    for (int i = 0; i < 3; ++i) EXPECT_NEAR(s.acc_eci[i], -100e-9 * d[i] / norm(3, d), 1e-22);
+    EXPECT_NEAR(std::hypot(s.dadp[2], s.dadp[902], s.dadp[1802]), 1e-9, 1e-24);
+    EXPECT_EQ(s.dadp[1], 0.0);
+    ecom.mode = 2;
+    compute_acc_all(&c, &s);
+    EXPECT_EQ(norm(3, s.acc_eci), 0.0);
+}
+
+TEST_F(Dynamics, OddInputsOfForces) {
+    start_orbit();
+    STATE_SPACECRAFT& s = *state;
+    double acc[3] = {1.0, 1.0, 1.0}, zero[3] = {};
+    LogRecorder log;
+    EXPECT_FALSE(compute_acc_thirdbody(mjd, 0, nullptr, s.pos_eci, nullptr, nullptr));
+    EXPECT_TRUE(compute_acc_thirdbody(mjd, 0, nullptr, s.pos_eci, acc, nullptr));
+    EXPECT_FALSE(compute_acc_relativity(s.pos_eci, s.vel_eci, zero, zero, acc));
+    EXPECT_TRUE(log.has(ULOG_WARNING_LEVEL, "compute_acc_relativity(): sunpos is all zero!"));
+    EXPECT_FALSE(compute_acc_erp(0, nullptr, 0, 0.0, zero, zero, acc));
+    EXPECT_FALSE(compute_acc_srp(0.0, nullptr, s.pos_eci, zero, 1.0, zero, acc));
+    EXPECT_EQ(norm(3, acc), 0.0);
+    EXPECT_FALSE(compute_acc_drag(0, nullptr, 0, 0.0, zero, zero, acc));
+    EXPECT_NEAR(acc[0], -1.54e-12, 1e-24);
+    // Neighbours are both active at their common boundary, and only one beside it.
+    int active[800];
+    emp.num = 2;
+    emp.param_life[0][1] = emp.param_life[1][0] = mjd;
+    EXPECT_EQ(compute_acc_Empirical(mjd, active, &emp, s.pos_eci, s.vel_eci, nullptr, nullptr), 2);
+    EXPECT_EQ(compute_acc_Empirical(mjd + 0.1, active, &emp, s.pos_eci, s.vel_eci, nullptr, nullptr), 1);
+    EXPECT_EQ(active[0], 1);
+    std::strcpy(emp.param_name[0], "EMP_000_A");
+    EXPECT_STOP(compute_acc_Empirical(mjd, active, &emp, s.pos_eci, s.vel_eci, acc, nullptr),
+                "Unknown force model parameters .EMP_000_A.");
+}
+
+TEST_F(Dynamics, ShadowAgreesWithTheAreaOfTheDiscs) {
+    double sun[3] = {1.496e11, 0.0, 0.0}, sunward[3] = {7e6, 0.0, 0.0}, behind[3] = {-7e6, 0.0, 0.0},
+           inside[3] = {-3e6, 0.0, 0.0}, beside[3] = {-1e6, 7e6, 0.0}, far[3] = {-3e9, 0.0, 0.0};
+    EXPECT_EQ(shadow_factor_SECM(sun, sunward, false), 1.0);
+    EXPECT_EQ(shadow_factor_SECM(sun, behind, false), 0.0);
+    EXPECT_EQ(shadow_factor_SECM(sun, inside, false), 0.0);
+    EXPECT_EQ(shadow_factor_SECM(sun, beside, false), 1.0);
+    EXPECT_EQ(shadow_factor_SECM(sun, beside, true), 0.0);  // the other radius darkens half of the sky
+    const double sun_radius = std::asin(695700000.0 / (1.496e11 + 3e9)), earth_radius = std::asin(6371000.0 / 3e9);
+    EXPECT_NEAR(shadow_factor_SECM(sun, far, false), 1.0 - std::pow(earth_radius / sun_radius, 2), 1e-12);
+    for (double angle = 1.9945; angle < 2.002; angle += 0.001) {  // through the penumbra
+        double sat[3] = {7e6 * std::cos(angle), 7e6 * std::sin(angle), 0.0};
+        double d[3] = {sun[0] - sat[0], sun[1] - sat[1], 0.0};
+        const double a_s = std::asin(695700000.0 / norm(3, d)), a_e = std::asin(6371000.0 / 7e6);
+        const double theta = std::acos(-(sat[0] * d[0] + sat[1] * d[1]) / (7e6 * norm(3, d)));
+        const int strips = 20000;  // of the disc, across the line of centres
+        double visible = 0.0, all = 0.0;
+        for (int i = 0; i < strips; ++i) {
+            const double x = a_s * (2.0 * (i + 0.5) / strips - 1.0);
+            const double own = std::sqrt(a_s * a_s - x * x), other = a_e * a_e - (theta + x) * (theta + x);
+            visible += own - std::min(own, std::sqrt(std::max(other, 0.0)));
+            all += own;
+        }
+        const double factor = shadow_factor_SECM(sun, sat, false);
+        EXPECT_NEAR(factor, visible / all, 1e-5) << angle;
+        EXPECT_TRUE(factor > 0.0 && factor < 1.0) << angle;
+    }
+}
+
+TEST_F(Dynamics, DensityAtTheBulgeAndOppositeIsThatOfTheTable) {
+    double sun[3];
+    compute_pos_sun_moon_eci(mjd, sun, nullptr);
+    const double ra = std::atan2(sun[1], sun[0]) + 0.523599, dec = std::asin(sun[2] / norm(3, sun));
+    const auto density = [&](double height_km, double side) {
+        double blh[3], pos[3] = {std::cos(dec) * std::cos(ra), std::cos(dec) * std::sin(ra), std::sin(dec)};
+        for (double& x : pos) x *= 6.9e6 * side;
+        for (int k = 0; k < 20; ++k) {  // to the height along the direction
+            ecef2blh(pos, blh, 6378137.0, 0.0033528106647474805);
+            const double scale = 1.0 + (height_km * 1000.0 - blh[2]) / norm(3, pos);
+            for (double& x : pos) x *= scale;
+        }
+        return atm_density_Harris_Priester(mjd, pos);
+    };
+    const double rows[][3] = {{130, 8377.0, 8710.0}, {520, 0.2819, 1.605}};
+    for (const auto& row : rows) {
+        EXPECT_NEAR(density(row[0], -1.0) / (row[1] * 1e-12), 1.0, 1e-6);
+        EXPECT_NEAR(density(row[0], 1.0) / (row[2] * 1e-12), 1.0, 1e-6);
+    }
+    EXPECT_NEAR(density(410, -1.0) / (std::sqrt(2.249 * 1.558) * 1e-12), 1.0, 1e-6);  // exponential between rows
+    EXPECT_EQ(density(1000.001, 1.0) + density(99.999, 1.0), 0.0);
+}
+
+}  // namespace
