@@ -1,8 +1,10 @@
-// Force evaluation with its parts, propagation, variational equations; one Fehlberg step against Boost.odeint's.
+// Force evaluation with its parts beside the whole, propagation, variational equations, an iteration of the built-in fit; one Fehlberg step
+// against Boost.odeint's.
 #include <benchmark/benchmark.h>
 
 #include <algorithm>
 #include <array>
+#include <chrono>
 #include <cmath>
 #include <cstring>
 #include <memory>
@@ -10,7 +12,9 @@
 
 #include "earth_gravity.h"
 #include "earth_rotation_param.h"
+#include "mathlib.h"
 #include "orbit_dynamics.h"
+#include "ulog.h"
 
 #ifdef HAVE_ODEINT
 #include <boost/numeric/odeint/stepper/runge_kutta_fehlberg78.hpp>
@@ -77,11 +81,17 @@ void force_evaluation(benchmark::State& bench) {
         benchmark::DoNotOptimize(d.state->acc_eci);
     }
 }
-BENCHMARK_TEMPLATE(force_evaluation, 30, 0)->Name("force_30/leopod");
-BENCHMARK_TEMPLATE(force_evaluation, 100, 0)->Name("force_100/leopod");
-BENCHMARK_TEMPLATE(force_evaluation, 120, 0)->Name("force_120/leopod");
-BENCHMARK_TEMPLATE(force_evaluation, 100, 1)->Name("force_100_gradient/leopod");
+BENCHMARK_TEMPLATE(force_evaluation, 30, 0)->Name("force of degree 30/leopod");
+BENCHMARK_TEMPLATE(force_evaluation, 100, 0)->Name("force of degree 100/leopod");
+BENCHMARK_TEMPLATE(force_evaluation, 120, 0)->Name("force of degree 120/leopod");
+BENCHMARK_TEMPLATE(force_evaluation, 100, 1)->Name("force of degree 100 with gradient/leopod");
 
+/// A part of the force evaluation beside the whole of the same degree: the ratio is its share.
+#define BENCHMARK_PART(part, degree, text)                                                  \
+    BENCHMARK_TEMPLATE(part, degree)->Name("force of degree " #degree ", " text "/leopod"); \
+    BENCHMARK_TEMPLATE(force_evaluation, degree, 0)->Name("force of degree " #degree ", " text "/whole")
+
+template <int degree>
 void part_frame(benchmark::State& bench) {
     Dynamics d(30);
     double R[9], dR[9];
@@ -90,7 +100,9 @@ void part_frame(benchmark::State& bench) {
         benchmark::DoNotOptimize(R);
     }
 }
-BENCHMARK(part_frame)->Name("force_part_frame/leopod");
+BENCHMARK_PART(part_frame, 30, "frame");
+BENCHMARK_PART(part_frame, 100, "frame");
+BENCHMARK_PART(part_frame, 120, "frame");
 
 template <int degree>
 void part_field(benchmark::State& bench) {
@@ -103,9 +115,11 @@ void part_field(benchmark::State& bench) {
         benchmark::DoNotOptimize(acc);
     }
 }
-BENCHMARK_TEMPLATE(part_field, 30)->Name("force_part_field_30/leopod");
-BENCHMARK_TEMPLATE(part_field, 100)->Name("force_part_field_100/leopod");
+BENCHMARK_PART(part_field, 30, "field");
+BENCHMARK_PART(part_field, 100, "field");
+BENCHMARK_PART(part_field, 120, "field");
 
+template <int degree>
 void part_planets(benchmark::State& bench) {
     Dynamics d(30);
     PLANET_JPL bodies[] = {SUN, MOON, JUPITER};
@@ -115,8 +129,11 @@ void part_planets(benchmark::State& bench) {
         benchmark::DoNotOptimize(acc);
     }
 }
-BENCHMARK(part_planets)->Name("force_part_planets/leopod");
+BENCHMARK_PART(part_planets, 30, "planets");
+BENCHMARK_PART(part_planets, 100, "planets");
+BENCHMARK_PART(part_planets, 120, "planets");
 
+template <int degree>
 void part_tides(benchmark::State& bench) {
     Dynamics d(30);
     double sun[3] = {6.68e10, -1.2e11, -5.2e10}, moon[3] = {-2.3e8, 2.9e8, 1.0e8}, dC[10], dS[10];
@@ -127,9 +144,11 @@ void part_tides(benchmark::State& bench) {
         benchmark::DoNotOptimize(dC);
     }
 }
-BENCHMARK(part_tides)->Name("force_part_tides/leopod");
+BENCHMARK_PART(part_tides, 30, "tides");
+BENCHMARK_PART(part_tides, 100, "tides");
+BENCHMARK_PART(part_tides, 120, "tides");
 
-/// Propagation with fixed steps of 30 s.
+/// A day's propagation with fixed steps of 30 s; the plain one stands beside those with variational equations.
 template <int mode, int pieces>
 void propagation(benchmark::State& bench) {
     Dynamics d(30, mode, pieces);
@@ -137,12 +156,17 @@ void propagation(benchmark::State& bench) {
     for (auto _ : bench) {
         std::vector<double> y = start;
         double step = 30.0;
-        IntegrateTo(orbit_derivative, d.config->nstate, 0.0, y.data(), &step, mode == 0 ? 86400.0 : 3600.0, nullptr);
+        IntegrateTo(orbit_derivative, d.config->nstate, 0.0, y.data(), &step, 86400.0, nullptr);
         benchmark::DoNotOptimize(y);
     }
 }
-BENCHMARK_TEMPLATE(propagation, 0, 0)->Name("propagate_day/leopod")->Unit(benchmark::kMillisecond);
-BENCHMARK_TEMPLATE(propagation, 2, 3)->Name("variational_hour_21/leopod")->Unit(benchmark::kMillisecond);
+#define BENCHMARK_DAY(mode, pieces, text)            \
+    BENCHMARK_TEMPLATE(propagation, mode, pieces)    \
+        ->Name("day's propagation, " text "/leopod") \
+        ->Unit(benchmark::kMillisecond);             \
+    BENCHMARK_TEMPLATE(propagation, 0, 0)->Name("day's propagation, " text "/limit")->Unit(benchmark::kMillisecond)
+BENCHMARK_DAY(1, 0, "transition matrix, against the motion alone");
+BENCHMARK_DAY(2, 3, "21 parameters, against the motion alone");
 
 void derivative_504(benchmark::State& bench) {
     Dynamics d(30, 2, 72);
@@ -152,7 +176,49 @@ void derivative_504(benchmark::State& bench) {
         benchmark::DoNotOptimize(dydx);
     }
 }
-BENCHMARK(derivative_504)->Name("derivative_504_parameters/leopod");
+BENCHMARK(derivative_504)->Name("derivative with 504 parameters/leopod");
+
+int iterations = 0;
+void count_iterations(ulog_level_t, char* text) { iterations += std::strncmp(text, "iteration number", 16) == 0; }
+
+/// One iteration of the fit of the built-in positions: a day, degree 100, 504 parameters.
+void fit_iteration(benchmark::State& bench) {
+    Dynamics d(100);
+    auto config = std::make_unique<ORBIT_DYN_CONFIG>();
+    auto state = std::make_unique<STATE_SPACECRAFT>();
+    std::vector<GTime> epochs(1440);
+    const auto positions = std::make_unique<double[][3]>(1440);
+    const int n = test_orbit_fit_data(epochs.data(), positions.get());
+    for (auto _ : bench) {
+        initialize_orbit_config(config.get());
+        initialize_state_spacecraft(config.get(), state.get());
+        state->utc_start = epochs[0];
+        for (int i = 0; i < 3; ++i) {
+            double t[8], x[8], value_and_rate[2];
+            for (int k = 0; k < 8; ++k) {
+                t[k] = 60.0 * k;
+                x[k] = positions[k][i];
+            }
+            interpolation_Lagrange_Barycentric(t, x, 8, 0.0, value_and_rate);
+            state->pos_eci[i] = value_and_rate[0];
+            state->vel_eci[i] = value_and_rate[1];
+        }
+        iterations = 0;
+        ulog_subscribe(count_iterations, ULOG_INFO_LEVEL);
+        const auto start = std::chrono::steady_clock::now();
+        orbit_fit(config.get(), state.get(), epochs[static_cast<std::size_t>(n) - 1], n, epochs.data(), positions.get(),
+                  nullptr);
+        bench.SetIterationTime(std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count() /
+                               std::max(iterations, 1));
+        ulog_unsubscribe(count_iterations);
+    }
+}
+BENCHMARK(fit_iteration)
+    ->Name("iteration of the built-in fit/leopod")
+    ->UseManualTime()
+    ->Iterations(1)
+    ->Repetitions(1)
+    ->Unit(benchmark::kMillisecond);
 
 void kepler(int, double, double* y, double* dydx) {
     const double r2 = y[0] * y[0] + y[1] * y[1] + y[2] * y[2];

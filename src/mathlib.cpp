@@ -552,23 +552,28 @@ double interpolation_Lagrange(double* x, double* y, int n, double xt) {
     return sum;
 }
 
-bool interpolation_Lagrange_Barycentric(double* x, double* y, const int n, double xt, double* yt) {
-    constexpr double threshold = 1e-12;
+namespace {
+
+constexpr double kNode = 1e-12;  ///< abscissae this close are the same
+
+/// Gate of the barycentric form: no extrapolation.
+bool within_abscissae(const double* x, int n, double xt) {
+    constexpr const char* kName = "interpolation_Lagrange_Barycentric";
     if (n <= 0) return false;
-    if (xt - x[0] < -threshold) {
-        report_at(ULOG_ERROR_LEVEL, "mathlib", __LINE__, __func__,
+    if (xt - x[0] < -kNode) {
+        report_at(ULOG_ERROR_LEVEL, "mathlib", __LINE__, kName,
                   "interpolation_Lagrange_Barycentric() %lf is less than the begining(%lf) of dataset\n", xt, x[0]);
         return false;
     }
-    if (xt - x[n - 1] > threshold) {
-        report_at(ULOG_ERROR_LEVEL, "mathlib", __LINE__, __func__,
+    if (xt - x[n - 1] > kNode) {
+        report_at(ULOG_ERROR_LEVEL, "mathlib", __LINE__, kName,
                   "interpolation_Lagrange_Barycentric() %lf is greater than the end(%lf) of dataset!\n", xt, x[n - 1]);
         return false;
     }
+    return true;
+}
 
-    double local[kLocalSize];
-    Scratch heap;
-    double* w = work_array(n, local, heap);
+void barycentric_weights(const double* x, int n, double* w) {
     for (int i = 0; i < n; ++i) {
         double product = 1.0;
         for (int j = 0; j < n; ++j) {
@@ -576,27 +581,42 @@ bool interpolation_Lagrange_Barycentric(double* x, double* y, const int n, doubl
         }
         w[i] = 1.0 / product;
     }
+}
 
+/// Value and derivative at xt with the weights of the abscissae; element i of y stands at y[i * stride].
+void barycentric_value(const double* x, const double* w, int n, const double* y, int stride, double xt, double* yt) {
     double sum1 = 0.0;
     double sum2 = 0.0;
     for (int i = 0; i < n; ++i) {
-        if (std::fabs(xt - x[i]) < threshold) {  // a node
+        const double yi = y[i * stride];
+        if (std::fabs(xt - x[i]) < kNode) {
             double sum = 0.0;
             for (int j = 0; j < n; ++j) {
-                if (j != i) sum += (y[j] - y[i]) * w[j] / (x[j] - x[i]);
+                if (j != i) sum += (y[j * stride] - yi) * w[j] / (x[j] - x[i]);
             }
-            yt[0] = y[i];
+            yt[0] = yi;
             yt[1] = -sum / w[i];
-            return true;
+            return;
         }
-        sum1 += y[i] * w[i] / (xt - x[i]);
+        sum1 += yi * w[i] / (xt - x[i]);
         sum2 += w[i] / (xt - x[i]);
     }
     const double value = sum1 / sum2;
     double sum = 0.0;
-    for (int i = 0; i < n; ++i) sum += (value - y[i]) * (w[i] / (xt - x[i])) / (xt - x[i]);
+    for (int i = 0; i < n; ++i) sum += (value - y[i * stride]) * (w[i] / (xt - x[i])) / (xt - x[i]);
     yt[0] = value;
     yt[1] = sum / sum2;
+}
+
+}  // namespace
+
+bool interpolation_Lagrange_Barycentric(double* x, double* y, const int n, double xt, double* yt) {
+    if (!within_abscissae(x, n, xt)) return false;
+    double local[kLocalSize];
+    Scratch heap;
+    double* w = work_array(n, local, heap);
+    barycentric_weights(x, n, w);
+    barycentric_value(x, w, n, y, 1, xt, yt);
     return true;
 }
 
@@ -608,11 +628,11 @@ void interpolation_multip_dimension(const int n, const int m, double* x, double*
     }
     double local[kLocalSize];
     Scratch heap;
-    double* column = work_array(n, local, heap);
+    double* w = work_array(n, local, heap);
+    barycentric_weights(x, n, w);  // the same for all columns
     for (int j = 0; j < m; ++j) {
-        for (int i = 0; i < n; ++i) column[i] = y[i * m + j];
         double result[2] = {0.0, 0.0};  // settled: stays zero when xt is out of range; the outcome is not examined
-        interpolation_Lagrange_Barycentric(x, column, n, xt, result);
+        if (within_abscissae(x, n, xt)) barycentric_value(x, w, n, y + j, m, xt, result);
         yt[j] = result[0];
         if (yt_derivative != nullptr) yt_derivative[j] = result[1];
     }
