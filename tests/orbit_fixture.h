@@ -65,9 +65,4 @@ struct Dynamics : testing::Test {
     }
 };
 
-/// Expects a statement to end the process with status 1 and a text in its log.
-#define EXPECT_STOP(statement, text)                                                                       \
-    EXPECT_EXIT((ulog_subscribe(&support::log_to_stderr, ULOG_ERROR_LEVEL), static_cast<void>(statement)), \
-                testing::ExitedWithCode(1), text)
-
 #endif

@@ -110,3 +110,8 @@ inline std::string read_file(const std::filesystem::path& path) {
     if (!std::filesystem::exists(path)) GTEST_SKIP() << "data set not present: " << (path).filename()
 
 #endif
+
+/// Expects a statement to end the process with status 1 and a log text.
+#define EXPECT_STOP(statement, text)                                                                        \
+    EXPECT_EXIT((ulog_subscribe(support::log_to_stderr, ULOG_WARNING_LEVEL), static_cast<void>(statement)), \
+                testing::ExitedWithCode(1), text)

@@ -20,16 +20,14 @@ constexpr double kRe = 6378137.0;
 constexpr double kFe = 1 / 298.257223563;
 
 std::string s_calls;
-std::size_t s_length;
 template <char name>
 void sub(ulog_level_t, char* msg) {
-    s_calls += name;
-    s_length = std::strlen(msg);
+    s_calls += std::strlen(msg) == 2047 ? name : '?';
 }
 
-std::string calls_for(int level, const std::string& text = "x") {
+std::string calls_for(int level) {
     s_calls.clear();
-    ulog_message(static_cast<ulog_level_t>(level), "%s", text.c_str());
+    ulog_message(static_cast<ulog_level_t>(level), "%s", std::string(2048, 'x').c_str());
     return s_calls;
 }
 
@@ -40,63 +38,29 @@ bool is(const GTime& t, long mjd, double sod, TIMESYS sys) {
 }  // namespace
 
 TEST(Ulog, SlotsThresholdsAndOrder) {
-    ulog_init();
-    EXPECT_EQ(calls_for(106), "");
     ulog_subscribe(sub<'a'>, ULOG_WARNING_LEVEL);
     ulog_subscribe(sub<'b'>, ULOG_INFO_LEVEL);
     ulog_subscribe(sub<'c'>, ULOG_TRACE_LEVEL);
     EXPECT_EQ(calls_for(103), "cba");  // newest first
     EXPECT_EQ(calls_for(102), "cb");
-    EXPECT_EQ(calls_for(-1), "cba");  // levels count as unsigned
-    for (int i = 0; i < 7; ++i) EXPECT_EQ(ulog_subscribe(sub<'a'>, ULOG_ERROR_LEVEL), ULOG_ERR_NONE);
-    EXPECT_EQ(calls_for(103), "cb");
-    EXPECT_EQ(ulog_subscribe(nullptr, ULOG_TRACE_LEVEL), ULOG_ERR_NONE);  // occupies nothing
     for (auto fn : {sub<'d'>, sub<'e'>, sub<'f'>}) EXPECT_EQ(ulog_subscribe(fn, ULOG_TRACE_LEVEL), ULOG_ERR_NONE);
     EXPECT_EQ(ulog_subscribe(sub<'g'>, ULOG_TRACE_LEVEL), ULOG_ERR_SUBSCRIBERS_EXCEEDED);
-    EXPECT_EQ(ulog_unsubscribe(sub<'g'>), ULOG_ERR_NOT_SUBSCRIBED);
     for (auto fn : {sub<'c'>, sub<'e'>}) EXPECT_EQ(ulog_unsubscribe(fn), ULOG_ERR_NONE);
     ulog_subscribe(sub<'g'>, ULOG_TRACE_LEVEL);  // takes the highest free slot, that of c
-    EXPECT_EQ(calls_for(106, std::string(2048, 'x')), "fdgba");
-    EXPECT_EQ(s_length, 2047u);
+    EXPECT_EQ(calls_for(106), "fdgba");
     ulog_init();
-    EXPECT_EQ(calls_for(106), "");
 }
 
-TEST(Ulog, NamesAndConsole) {
-    const char* names[] = {"UNKNOWN", "TRACE", "DEBUG", "INFO", "WARNING", "ERROR", "CRITICAL", "ALWAYS", "UNKNOWN"};
-    for (int i = 0; i < 9; ++i) EXPECT_STREQ(ulog_level_name(static_cast<ulog_level_t>(99 + i)), names[i]);
-    std::string text(3000, 'm');
-    testing::internal::CaptureStdout();
-    output_port(3, text.data());
-    my_console_logger(ULOG_ERROR_LEVEL, text.data());
-    EXPECT_EQ(testing::internal::GetCapturedStdout().substr(19), " [ERROR]: " + text + "\n");
-}
-
-TEST(Text, TrimSplitHex) {
-    for (auto& t : {std::pair{"  ab  ", "  ab"}, {"   ", "   "}, {"", ""}, {"a\t ", "a\t"}}) {
-        std::string s = t.first;
-        string_trim(s.data());
-        EXPECT_STREQ(s.c_str(), t.second);
-    }
+TEST(Text, Split) {
     static char rows[4][1024];
-    char line[] = "  a  b,\nc", blank[] = " , ", seps[] = " ,";
+    char line[] = "  a  b,\nc", seps[] = " ,";
     EXPECT_EQ(string_split(line, seps, rows), 2);
-    EXPECT_STREQ(rows[0], "a");
-    EXPECT_STREQ(rows[1], "b");
-    EXPECT_STREQ(line, "  a  b,\nc");
-    EXPECT_EQ(string_split(blank, seps, rows), 0);
-    char hex[] = "Abff09cD7";
-    unsigned char out[5] = {};
-    hex_str_to_byte(hex, 9, out);
-    EXPECT_EQ(std::memcmp(out, "\xAB\xFF\x09\xCD\x70", 5), 0);
+    EXPECT_EQ(std::string(rows[0]) + rows[1] + line, "ab  a  b,\nc");
 }
 
 TEST(Arrays, SearchAndOutliers) {
-    double a[] = {1, 2, 2, 3}, b[] = {9, -3, 7, 8.5, 2};
-    EXPECT_EQ(binsearch_array(a, 0, 4, 2), 1);
-    EXPECT_EQ(binsearch_array(a, 0, 4, 9), 4);
-    EXPECT_EQ(search_max_array(b, 1, 4), 8.5);
-    EXPECT_EQ(search_max_array(nullptr, 0, 4), -1.0);
+    double a[] = {1, 2, 2, 3};
+    EXPECT_TRUE(binsearch_array(a, 0, 4, 2) == 1 && binsearch_array(a, 0, 4, 9) == 4);
     double data[10] = {0, .1, .2, .3, 0, .1, .2, .3, 0, 100}, seven[10] = {5, 5, 5};
     int states[10] = {0, 7};
     detect_outlier(10, seven, states, 1.0);  // exactly 70 percent lie farther: not enough
@@ -115,7 +79,6 @@ TEST(Geometry, GeodeticCoordinates) {
     for (double bad : {std::nan(""), HUGE_VAL, 1e300}) {  // the iteration ends
         double p[3] = {bad, 1.0, bad};
         ecef2blh(p, blh, kRe, kFe);
-        ecef2blh(pole, blh, bad, bad);
     }
 #ifdef HAVE_GEOGRAPHICLIB
     for (double lat = -89.5; lat < 90; lat += 8.3) {
@@ -147,23 +110,14 @@ TEST(Geometry, HorizonAndOrbitFrames) {
     }
     ecef2blh(p, moved, kRe, kFe);
     EXPECT_NEAR(moved[0] - blh[0], 100 / 6.362e6, 1e-8);  // over the meridian's radius of curvature
-    EXPECT_NEAR(moved[1], blh[1], 1e-9);
     enu2xyz(blh, west_up, dxyz);
     azel(blh, dxyz, ae);
     EXPECT_NEAR(ae[0], 1.5 * kPi, 1e-15);
     EXPECT_NEAR(ae[1], kPi / 4, 1e-15);
-    azel(blh, dxyz, nullptr);
-    double below[3] = {0, 0, -kRe}, equator[3] = {0, 0, 0}, due_north[3] = {0, 0, 1};
-    azel(below, dxyz, ae);
-    EXPECT_TRUE(ae[0] == 0.0 && ae[1] == 1.5707963267948966);
-    azel(equator, due_north, ae);
-    EXPECT_EQ(ae[0], 0.0);
     double turn[9] = {0, -1, 0, 1, 0, 0, 0, 0, 1};  // antenna x is platform y, antenna y is platform -x
-    double along_y[3] = {-2, 0, 0}, along_x[3] = {0, 3, 3};
+    double along_y[3] = {-2, 0, 2};
     get_azel_signal(turn, along_y, ae);
     EXPECT_EQ(ae[0], 6.283185307179586);
-    get_azel_signal(turn, along_x, ae);
-    EXPECT_NEAR(ae[0], kPi / 2, 1e-15);
     EXPECT_NEAR(ae[1], kPi / 4, 1e-15);
     double pos[3] = {7e6, 0, 0}, vel[3] = {0, 7500, 0}, R[3], T[3], N[3];
     eci2rtn(pos, vel, R, T, N);
@@ -176,8 +130,7 @@ TEST(Time, NormalisationAndDifferences) {
                                 {{0, -86400.0}, {0, -86400.0}},   {{2, -200000.0}, {0, -27200.0}}};
     for (auto& c : cases) EXPECT_TRUE(is({timeMjdAddSec(c[0], 0.0), tsTT}, c[1].mjd, c[1].sod, tsTT)) << c[0].sod;
     const GTime a{{51544, 86399.5}, tsGPST}, b{{51545, 0.5}, tsGPST};
-    EXPECT_TRUE(is(gtimeSub(a, b), 0, -1.0, tsGPST));
-    EXPECT_EQ(gtimeSubSec(a, b), -1.0);
+    EXPECT_TRUE(is(gtimeSub(a, b), 0, -1.0, tsGPST) && gtimeSubSec(a, b) == -1.0);
     const long last = std::numeric_limits<long>::max();
     EXPECT_EQ(timeMjdAddSec({last, 1e300}, 1e300).mjd, last);
 }
@@ -188,12 +141,9 @@ TEST(Time, ComparisonGuardsDiffer) {
     EXPECT_TRUE(gtime_greater(later, gps) && gtime_less(gps, later) && gtime_equal(gps, gtimeAddSec(gps, 5e-11)));
     EXPECT_FALSE(gtime_greater(gps, utc) || gtime_less(utc, gps) || gtime_greater(unknown_later, unknown));
     EXPECT_TRUE(gtime_less(unknown, unknown_later));
-    ulog_subscribe(support::log_to_stderr, ULOG_ERROR_LEVEL);
-    const testing::ExitedWithCode stops(1);
-    EXPECT_EXIT(gtime_equal(gps, utc), stops, "^Time systems not the same, cannot be Substract!\n");
-    EXPECT_EXIT(gtimeSubSec(gps, utc), stops, "^Time system not the same, cannot be SubSec!\n");
-    EXPECT_EXIT(gtimeAdd(gps, utc), stops, "^GTime structs have different time systems, cannot be added!\n");
-    ulog_init();
+    EXPECT_STOP(gtime_equal(gps, utc), "^Time systems not the same, cannot be Substract!\n");
+    EXPECT_STOP(gtimeSubSec(gps, utc), "^Time system not the same, cannot be SubSec!\n");
+    EXPECT_STOP(gtimeAdd(gps, utc), "^GTime structs have different time systems, cannot be added!\n");
 }
 
 TEST(Time, Calendar) {
@@ -211,8 +161,6 @@ TEST(Time, Calendar) {
         }
     }
 #endif
-    const TimeJD noon = YMDtoJD({2000, 1, 1, 12, 0, 0.0}), midnight = YMDtoJD({2000, 1, 1, 0, 0, 0.0});
-    EXPECT_TRUE(noon.jd == 2451545 && noon.sod == 0.0 && midnight.jd == 2451544 && midnight.sod == 43200.0);
     // within 2e-5 s before midnight the day of the calendar date rounds up
     EXPECT_EQ(GTime2YMD({{51544, 86399.99999}, tsTT}).day, 2);
     // a second of 60 was counted twice at noon: once in the fraction of the day, once in the seconds
@@ -233,7 +181,6 @@ TEST(Time, Calendar) {
 }
 
 TEST(Time, Weeks) {
-    support::LogRecorder log;
     const TimeGNSS w = GTime2SOW({{58000, 100.0}, tsGPST});  // a Monday
     EXPECT_TRUE(w.week == 1965 && w.sow == 86400.0 + 100.0);
     // GALT: 13 s come in by the origin, and the way back ends one day low
@@ -249,13 +196,7 @@ TEST(Time, Weeks) {
         ASSERT_TRUE(is(SOW2GTime({1965, sow}, tsGPST), 57999 + days, s, tsGPST)) << sow;
     }
     EXPECT_EQ(SOW2GTime({0, 1e300}, tsGPST).sys, tsGPST);  // at once
-    EXPECT_TRUE(log.messages().empty());
     EXPECT_TRUE(is(SOW2GTime({5, HUGE_VAL}, tsGPST), 0, 0.0, UKNTS));
-    EXPECT_TRUE(is(SOW2GTime({1, 7.0}, tsUTC), 7, 7.0, tsUTC));
-    EXPECT_TRUE(log.has(ULOG_ERROR_LEVEL, "GTime::toSOW() unkown time system! "));
-    EXPECT_EQ(GTime2SOW({{8, 1.0}, tsTT}).sow, 86401.0);
-    EXPECT_TRUE(log.has(ULOG_WARNING_LEVEL, "Warning: GTime::toSOW() unkown time system! \n"));
-    EXPECT_EQ(log.messages().size(), 3u);
 }
 
 TEST(Time, Texts) {
@@ -266,8 +207,6 @@ TEST(Time, Texts) {
     EXPECT_NEAR(gtimeSubSec(str2gtime(text, tsGPST), t), 0.0, 1e-9);
     gtime2str({{58849, 59.9999999999}, tsGPST}, text);
     EXPECT_STREQ(text, "2020-01-01T00:00:60.000000000");
-    timeymd2str({2020, 7, 4, 1, 1, 1.0}, text);
-    EXPECT_STREQ(text, "2020-07-04");
     gtime2str({{58849, 1e300}, tsGPST}, text);  // stays in the 100 characters
     str2gtime(bad, tsUTC);
 }
@@ -283,19 +222,14 @@ TEST(TimeSystems, LeapSeconds) {
         ASSERT_EQ(getLeapSecond(mjd), dat) << mjd;
     }
 #endif
-    ulog_subscribe(support::log_to_stderr, ULOG_WARNING_LEVEL);
-    const testing::ExitedWithCode stops(1);
-    EXPECT_EXIT(getLeapSecond(41497.999), stops,
+    EXPECT_STOP(getLeapSecond(41497.999),
                 "^current time \\(mjd_utc\\) 41497.999000 exceed the limits of Leap second table\\[41498--47160\\]!\n");
-    EXPECT_EXIT(TAImUTC({{58000, 0.0}, tsTAI}), stops, "^current time is not in UTC when getting leap second!\n");
-    EXPECT_EXIT(gtimeChangeTimeSystem({{30000, 0.0}, tsGPST}, tsUTC), stops, "30000");
-    ulog_init();
+    EXPECT_STOP(TAImUTC({{58000, 0.0}, tsTAI}), "^current time is not in UTC when getting leap second!\n");
 }
 
 TEST(TimeSystems, Conversions) {
     const GTime early{{30000, 5.0}, tsGPST}, tai{{58000, 1000.0}, tsTAI};
     EXPECT_TRUE(is(gtimeChangeTimeSystem(early, tsTT), 30000, 5.0 + 51.184, tsTT));
-    EXPECT_TRUE(is(gtimeChangeTimeSystem({{58000, 18.0}, tsGPST}, tsUTC), 58000, 0.0, tsUTC));
     EXPECT_TRUE(is(gtimeChangeTimeSystem({{58000, 17.0}, tsGPST}, tsUTC), 57999, 86399.0, tsUTC));
     for (TIMESYS bad : {UKNTS, static_cast<TIMESYS>(7), static_cast<TIMESYS>(-1)}) {
         EXPECT_TRUE(is(gtimeChangeTimeSystem(early, bad), 30000, 5.0, tsGPST));

@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <cmath>
 #include <cstring>
 
@@ -14,21 +15,14 @@ constexpr double kStart = 2459216.5, kEnd = 2459248.5;  // the built-in record
 EPH_HEADER_JPL header;
 std::vector<EPH_RECORD_JPL> records(MAXNUM_RECORD_JPLEPH + 1);
 
-void use_builtin_record() {
+/// Loads a file, or the built-in record without a name.
+bool load(std::string file = "") {
     initialize_global_eph_planet();
     std::memset(&header, 0, sizeof header);
-    ASSERT_TRUE(load_eph_storage_default(&header, records.data()));
     g_eph_header = &header;
     g_ephData_storage = records.data();
-}
-
-bool load(std::string file) {
-    initialize_global_eph_planet();
-    std::memset(&header, 0, sizeof header);
-    const bool loaded = load_eph_storage_file(file.data(), &header, records.data());
-    g_eph_header = &header;
-    g_ephData_storage = records.data();
-    return loaded;
+    if (file.empty()) return load_eph_storage_default(&header, records.data());
+    return load_eph_storage_file(file.data(), &header, records.data());
 }
 
 /// Chebyshev series with derivative by the trigonometric form, in extended precision.
@@ -49,78 +43,54 @@ void trigonometric_series(PLANET_JPL body, double tt_jd, double* posvel) {
     }
 }
 
-TEST(EphPlanet, BuiltinRecordAndItsLimits) {
-    support::LogRecorder log;
-    use_builtin_record();
-    EXPECT_EQ(records[0].chebychev_coef[2], 45074002.933041);
-    EXPECT_EQ(header.ss[0], kStart);
-    EXPECT_EQ(header.ss[1], kEnd);
-    EXPECT_EQ(g_num_eph_record, 1);
+TEST(EphPlanet, LimitsOfDatesAndBodies) {
+    ASSERT_TRUE(load());
     double pv[6] = {7, 7, 7, 7, 7, 7};
-    EXPECT_FALSE(compute_planet_pos_vel(kStart - 0.1, EARTH, SUN, pv));
-    EXPECT_TRUE(
-        log.has(ULOG_ERROR_LEVEL,
-                "Requested JED (2459216.400000) not within ephemeris limits (2459216.500000 -- 2459248.500000)\n"));
-    for (const double date : {std::nan(""), HUGE_VAL, -1e300, kEnd + 1e-6}) {
+    for (const double date : {std::nan(""), HUGE_VAL, -1e300, kEnd + 1e-6, kStart - 0.1}) {
         EXPECT_FALSE(compute_planet_pos_vel(date, EARTH, SUN, pv));
     }
-    EXPECT_FALSE(compute_planet_pos_vel(kStart, SUN, SUN, pv));
-    EXPECT_FALSE(compute_planet_pos_vel(kStart, EARTH, SOLAR_BARY, pv));
-    EXPECT_FALSE(compute_planet_pos_vel(kStart, TOTAL_PLANET, SUN, pv));
-    EXPECT_FALSE(compute_planet_pos_vel(kStart, EARTH, TTmTDB, pv));
+    for (const PLANET_JPL centre : {SUN, TOTAL_PLANET}) EXPECT_FALSE(compute_planet_pos_vel(kStart, centre, SUN, pv));
+    for (const PLANET_JPL body : {SOLAR_BARY, TTmTDB}) EXPECT_FALSE(compute_planet_pos_vel(kStart, EARTH, body, pv));
     EXPECT_FALSE(compute_planet_pos_vel(kStart, static_cast<PLANET_JPL>(-1), static_cast<PLANET_JPL>(1000), pv));
-    for (const double value : pv) EXPECT_EQ(value, 7);
+    EXPECT_EQ(std::count(pv, pv + 6, 7.0), 6);
     EXPECT_TRUE(compute_planet_pos_vel(kStart, EARTH, SUN, pv));
     EXPECT_TRUE(compute_planet_pos_vel(kEnd, EARTH, SUN, pv));
-    g_eph_header = nullptr;
-    EXPECT_FALSE(compute_planet_pos_vel(kStart, EARTH, SUN, pv));
+    // Layouts that do not fit the record.
+    const int layouts[][3] = {{1018, 13, 8}, {-5, 13, 8}, {441, 19, 1},   {441, 13, 1 << 30},
+                              {3, 0, 0},     {3, 13, 0},  {1 << 30, 1, 1}};
+    for (const auto& layout : layouts) {
+        load();
+        std::copy_n(layout, 3, header.ipt[MOON]);
+        EXPECT_FALSE(compute_planet_pos_vel(kStart + 1, EARTH, SUN, pv));
+    }
+    for (const double length : {0.0, -32.0, 1e-9, 4.0, std::nan("")}) {  // more records than are loaded
+        load();
+        header.ss[2] = length;
+        EXPECT_FALSE(compute_planet_pos_vel(kStart + 30, EARTH, SUN, pv));
+    }
 }
 
 TEST(EphPlanet, SeriesAndReductionToPairsOfBodies) {
-    use_builtin_record();
-    double pv[6], expected[6], em_bary[6], moon[6];
+    ASSERT_TRUE(load());
+    EXPECT_EQ(records[0].chebychev_coef[2], 45074002.933041);
+    double pv[6], expected[6], moon[6], au[6];
     for (const double date : {kStart + 0.37, kStart + 15.3, kStart + 31.9}) {
-        for (const PLANET_JPL body : {MERCURY, VENUS, MARS, PLUTO, SUN}) {
-            ASSERT_TRUE(compute_planet_pos_vel(date, SOLAR_BARY, body, pv));
-            trigonometric_series(body, date, expected);
-            for (int i = 0; i < 3; ++i) EXPECT_NEAR(pv[i], expected[i], 1e-15 * 6e9) << body;
-            for (int i = 3; i < 6; ++i) EXPECT_NEAR(pv[i], expected[i], 1e-11) << body;
-        }
-        trigonometric_series(EM_BARY, date, em_bary);
         trigonometric_series(MOON, date, moon);
-        ASSERT_TRUE(compute_planet_pos_vel(date, SOLAR_BARY, EARTH, pv));
-        for (int i = 0; i < 3; ++i) EXPECT_NEAR(pv[i], em_bary[i] - moon[i] / (1 + header.emrat), 1e-6);
+        for (const PLANET_JPL body : {MERCURY, VENUS, MARS, PLUTO, SUN, EARTH}) {
+            ASSERT_TRUE(compute_planet_pos_vel(date, SOLAR_BARY, body, pv));
+            trigonometric_series(body == EARTH ? EM_BARY : body, date, expected);
+            for (int i = 0; i < 6; ++i) {
+                if (body == EARTH) expected[i] -= moon[i] / (1 + header.emrat);
+                EXPECT_NEAR(pv[i], expected[i], i >= 3 ? 1e-11 : body == EARTH ? 1e-6 : 6e-6) << body;
+            }
+        }
         ASSERT_TRUE(compute_planet_pos_vel(date, EARTH, MOON, pv));
-        for (int i = 0; i < 3; ++i) EXPECT_NEAR(pv[i], moon[i], 1e-6);
-        for (int i = 3; i < 6; ++i) EXPECT_NEAR(pv[i], moon[i], 1e-11);
+        for (int i = 0; i < 6; ++i) EXPECT_NEAR(pv[i], moon[i], i < 3 ? 1e-6 : 1e-11);
     }
-    double au[6];
     ASSERT_TRUE(compute_planet_pos_vel(kStart + 3.3, EARTH, MARS, pv));
     g_unit_km = false;
     ASSERT_TRUE(compute_planet_pos_vel(kStart + 3.3, EARTH, MARS, au));
     for (int i = 0; i < 6; ++i) EXPECT_NEAR(au[i] * header.au / (i < 3 ? 1.0 : 86400.0), pv[i], 1e-6);
-    double fr[2];
-    split_double(-2.25, fr);
-    EXPECT_EQ(fr[0], -3.0);
-    EXPECT_EQ(fr[1], 0.75);
-}
-
-TEST(EphPlanet, LayoutsThatDoNotFitTheRecordAreRefused) {
-    support::LogRecorder log;
-    const int layouts[][3] = {{1018, 13, 8}, {-5, 13, 8}, {441, 19, 1},   {441, 13, 1 << 30},
-                              {3, 0, 0},     {3, 13, 0},  {1 << 30, 1, 1}};
-    double pv[6], t[2] = {0.5, 32.0};
-    for (const auto& layout : layouts) {
-        use_builtin_record();
-        std::copy_n(layout, 3, header.ipt[MOON]);
-        EXPECT_FALSE(compute_planet_pos_vel(kStart + 1, EARTH, SUN, pv));
-        interp(MOON, records[0].chebychev_coef, t, 3, 2, pv);
-    }
-    for (const double length : {0.0, -32.0, 1e-9, 4.0, std::nan("")}) {  // more records than are loaded
-        use_builtin_record();
-        header.ss[2] = length;
-        EXPECT_FALSE(compute_planet_pos_vel(kStart + 30, EARTH, SUN, pv));
-    }
 }
 
 TEST(EphPlanet, FileAgainstItsTestValues) {
@@ -128,87 +98,68 @@ TEST(EphPlanet, FileAgainstItsTestValues) {
     LEOPOD_REQUIRE_DATA(file);
     support::LogRecorder log;
     ASSERT_TRUE(load(file.string()));
-    EXPECT_TRUE(log.has(ULOG_INFO_LEVEL, "load_eph_storage(): eph_filename=" + file.string()));
     EXPECT_EQ(g_num_eph_record, 59);
-    EXPECT_EQ(header.con_num, 576);
     EXPECT_EQ(header.au, 149597870.7);
     EXPECT_EQ(header.emrat, 81.3005683381650925);
     EXPECT_EQ(records[0].chebychev_coef[0], 2457392.5);  // the padding of a record belongs to no coefficient
-    EXPECT_EQ(records[59].chebychev_coef[1], header.ss[1]);
     double lower[6], upper[6];
     ASSERT_TRUE(compute_planet_pos_vel(2457424.5 - 1e-6, EARTH, SUN, lower));
     ASSERT_TRUE(compute_planet_pos_vel(2457424.5, EARTH, SUN, upper));  // the later record at its start
     for (int i = 0; i < 3; ++i) EXPECT_NEAR(lower[i] + upper[3 + i] * 0.0864, upper[i], 1e-2);
 
     log.clear();
-    std::string test = support::data_path("jpl/testpo_438r_generated.txt").string();
-    EphTest(test.data());
-    EXPECT_FALSE(g_unit_km);
-    EXPECT_TRUE(log.has(ULOG_DEBUG_LEVEL, "line--jed--t# c# x# --jpl value---user value --- difference--\n"));
+    EphTest(support::data_path("jpl/testpo_438r_generated.txt").string().data());
     EXPECT_EQ(log.messages().size(), 1u + 3u);  // 304 lines: every hundredth, and none for a difference of 1e-13
     log.clear();
-    std::string odd = support::write_temp("odd_test.txt",
-                                          "EOT\n438\n\n438  2018.01.01 2458119.5 -7 99  9 0.5\n"
-                                          "438  2018.01.01 2458119.5 -7 99  1 0.5\n438  2018.01.01 2458119.5 3\n");
-    EphTest(odd.data());
+    EphTest(support::write_temp("odd_test.txt",
+                                "EOT\n438\n\n438  2018.01.01 2458119.5 -7 99  9 0.5\n"
+                                "438  2018.01.01 2458119.5 -7 99  1 0.5\n438  2018.01.01 2458119.5 3\n")
+                .data());
     EXPECT_EQ(log.count(ULOG_DEBUG_LEVEL, "*****  warning : next difference >= 1.0E-13  *****"), 1);
 }
 
 TEST(EphPlanet, FilesWithFlaws) {
-    support::LogRecorder log;
     EXPECT_FALSE(load("absent.405"));
-    EXPECT_TRUE(log.has(ULOG_CRITICAL_LEVEL, "jpl ephemeris file open failed!\n"));
     EXPECT_FALSE(load(support::write_temp("none.405", "GROUP   1070\n  0.1D+01  0.2D+01\n")));
     EXPECT_EQ(g_num_eph_record, 0);
 
     std::string text = "GROUP   1030\n \n  1.0 2.0 32.\nGROUP   1040\n  1200\n";
     for (int i = 0; i < 1200; ++i) text += i % 10 == 9 ? " A_name_of_thirty_characters____\n" : " AU";
     text += "GROUP   1050\n";
-    for (int row = 0; row < 3; ++row) {
-        for (int i = 0; i < 40; ++i) text += " 99999999999";
-        text += "\n";
-    }
+    for (int i = 0; i < 120; ++i) text += i % 40 == 39 ? " 99999999999\n" : " 99999999999";
     text += "GROUP   1070\n";
     for (int i = 1; i <= MAXNUM_RECORD_JPLEPH + 3; ++i)
         text += std::to_string(i) + "  4000\n  0.1D+01  0.2D+01  0.3D+01\n";
-    for (const std::size_t length : {text.size(), text.size() / 2, text.size() - 70000, std::size_t{9000}}) {
+    for (const std::size_t length : {std::size_t{9000}, text.size() - 70000, text.size() / 2, text.size()}) {
         load(support::write_temp("flawed.405", text.substr(0, length)));
         double pv[6];
         EXPECT_FALSE(compute_planet_pos_vel(1.5, MARS, SUN, pv));
         EXPECT_LE(header.con_num, MAXNUM_CONSTANT_JPLEPH);
     }
-    log.clear();
-    load(support::write_temp("flawed.405", text));
     EXPECT_EQ(g_num_eph_record, MAXNUM_RECORD_JPLEPH);
     EXPECT_EQ(records[MAXNUM_RECORD_JPLEPH].coef_num, NUM_COEF_JPLEPH);
     EXPECT_STREQ(header.con_name[9], "A_name_of_thirty_ch");
-    EXPECT_EQ(log.count(ULOG_WARNING_LEVEL, "flawed.405: more than 1000 constants"), 1);
-    EXPECT_EQ(log.count(ULOG_WARNING_LEVEL, "flawed.405: more than 16 columns"), 1);
-    EXPECT_EQ(log.count(ULOG_WARNING_LEVEL, "flawed.405: more than 1018 coefficients"), 1);
 }
 
 TEST(EphPlanet, AnalyticFallback) {
     initialize_global_eph_planet();
-    double sun[6] = {}, moon[6] = {};
-    EXPECT_FALSE(compute_planet_pos_vel(kStart, SUN, EARTH, sun));
-    EXPECT_FALSE(compute_planet_pos_vel(std::nan(""), EARTH, SUN, sun));
-    ASSERT_TRUE(compute_planet_pos_vel(kStart + 5, EARTH, SUN, sun));
-    ASSERT_TRUE(compute_planet_pos_vel(kStart + 5, EARTH, MOON, moon));
-    use_builtin_record();
-    double true_sun[6], true_moon[6];
-    ASSERT_TRUE(compute_planet_pos_vel(kStart + 5, EARTH, SUN, true_sun));
-    ASSERT_TRUE(compute_planet_pos_vel(kStart + 5, EARTH, MOON, true_moon));
-    for (int i = 0; i < 3; ++i) {  // mean equator of date against J2000, and the series' own accuracy
-        EXPECT_NEAR(sun[i] / 1000, true_sun[i], 0.006 * 1.5e8);
-        EXPECT_NEAR(moon[i] / 1000, true_moon[i], 0.01 * 3.8e5);
+    double pv[6], expected[6];
+    EXPECT_FALSE(compute_planet_pos_vel(kStart, SUN, EARTH, pv));
+    EXPECT_FALSE(compute_planet_pos_vel(std::nan(""), EARTH, SUN, pv));
+    // Mean equator of date against J2000, and the series' own accuracy.
+    for (const auto& [body, tolerance] : {std::pair{SUN, 0.006 * 1.5e8}, {MOON, 0.01 * 3.8e5}}) {
+        initialize_global_eph_planet();
+        ASSERT_TRUE(compute_planet_pos_vel(kStart + 5, EARTH, body, pv));
+        load();
+        ASSERT_TRUE(compute_planet_pos_vel(kStart + 5, EARTH, body, expected));
+        for (int i = 0; i < 3; ++i) EXPECT_NEAR(pv[i] / 1000, expected[i], tolerance);
     }
-    EXPECT_EQ(sun[3], 0.0);
 #ifdef HAVE_ERFA
     const double t = 0.21;
     double f[5];
     ast_args(t, f);
-    const double expected[4] = {eraFal03(t), eraFalp03(t), eraFaf03(t), eraFad03(t)};
-    for (int i = 0; i < 4; ++i) EXPECT_NEAR(f[i], expected[i], 1e-11);
+    const double peer[4] = {eraFal03(t), eraFalp03(t), eraFaf03(t), eraFad03(t)};
+    for (int i = 0; i < 4; ++i) EXPECT_NEAR(f[i], peer[i], 1e-11);
     EXPECT_NEAR(f[4], eraFaom03(t), 3e-7);  // an older rate of the node
 #endif
 }

@@ -3,19 +3,14 @@
 #include <cmath>
 #include <cstring>
 
-#include "earth_rotation_param.h"
-#include "eph_planet.h"
 #include "gnss_ppp.h"
 #include "pod_embed.h"
 #include "support.h"
 
 namespace {
 
-EPHBRDC_STORE brdc;
+RUNTIME_POD_EMBED pod;  // holds the built-in stores
 OBSDATA_EPOCH epochs[512];
-EOPREC eop[3];
-EPH_HEADER_JPL jpl_header;
-EPH_RECORD_JPL jpl_record[1];
 
 std::string leo(const char* name) { return support::data_path(std::string("leo_sim/") + name).string(); }
 
@@ -24,55 +19,31 @@ class PointPosition : public testing::Test {
   protected:
     void SetUp() override {
         LEOPOD_REQUIRE_DATA(support::data_path("leo_sim/dev21_tgd.nav"));
-        static const bool loaded = load();
-        ASSERT_TRUE(loaded);
+        static bool loaded = false;
+        if (!loaded) startup_pod_embed(&pod, false);
         sysGNSS systems[1] = {GPS};
         set_gnssconfig_system(&gnssconfig, 1, systems);
-        take(4);
-        std::memset(&antenna, 0, sizeof antenna);
-        std::memset(&solution, 0xff, sizeof solution);
-    }
-    static bool load() {
-        g_brdc_storage = &brdc;
         g_obs_storage = epochs;
-        initialize_global_eph_planet();
-        load_eph_storage_default(&jpl_header, jpl_record);
-        g_eph_header = &jpl_header;
-        g_ephData_storage = jpl_record;
-        initialize_global_earth_rotation_param();
-        load_eops_default(eop, 3);
-        sysGNSS systems[1] = {GPS};
-        set_gnssconfig_system(&gnssconfig, 1, systems);
-        return load_ephemeris_brdc(leo("dev21_tgd.nav").data()) &&
-               load_attitude_quaternion(0, leo("dev21_att_zup.txt").data()) &&
-               load_observation_rinex(leo("dev21_gps_clean_tgd.obs").data(), 0, 0.0);
+        loaded = loaded || (load_ephemeris_brdc(leo("dev21_tgd.nav").data()) &&
+                            load_attitude_quaternion(0, leo("dev21_att_zup.txt").data()) &&
+                            load_observation_rinex(leo("dev21_gps_clean_tgd.obs").data(), 0, 0.0));
+        ASSERT_TRUE(loaded);
+        take(4);
+        std::memset(&solution, 0xff, sizeof solution);
     }
     void take(int index) {
         epoch = epochs[index];
         choose_observation(&epoch);
     }
-    STATUS_SOL solve() { return pseudorange_point_positioning(&epoch, nullptr, &solution); }
+    STATUS_SOL solve() { return pseudorange_point_positioning(&epoch, antenna.ant_ok ? &antenna : nullptr, &solution); }
 
     OBSDATA_EPOCH epoch;
-    ANT_INFO antenna;
+    ANT_INFO antenna = {};
     SOLUTION solution;
 };
 
-TEST_F(PointPosition, ReportsBadEpochsWithoutReadingThem) {
-    support::LogRecorder log;
-    EXPECT_EQ(pseudorange_point_positioning(nullptr, nullptr, &solution), SOL_OBS_BAD);
-    EXPECT_STREQ(solution.msg, "obs_epoch pointer is NULL!");
-    epoch.flag_epoch = 1;
-    EXPECT_EQ(solve(), SOL_OBS_BAD);
-    EXPECT_EQ(solution.status, SOL_OBS_BAD);
-    EXPECT_TRUE(log.has(ULOG_WARNING_LEVEL, "obs_epoch pointer is NULL!"));
-    EXPECT_TRUE(log.has(ULOG_WARNING_LEVEL, "obs_epoch flag_epoch is not OBS_OK!"));
-}
-
 TEST_F(PointPosition, MasksInTheAntennaFrameOnlyOncePositionIsKnown) {
     ASSERT_EQ(solve(), SOL_OK);
-    EXPECT_STREQ(solution.msg, "SUCCESS");
-    EXPECT_EQ(solution.type, 'C');
     const int all = solution.nsat;
     const OBSDATA_EPOCH open = epoch;
     take(4);
@@ -90,18 +61,17 @@ TEST_F(PointPosition, MasksInTheAntennaFrameOnlyOncePositionIsKnown) {
     gnssconfig.ele_cutoff = 0.09;
     antenna.ant_ok = true;
     for (int i = 0; i < 3; ++i) antenna.installation_matrix[4 * i] = i < 2 ? 1.0 : -1.0;
-    EXPECT_EQ(pseudorange_point_positioning(&epoch, &antenna, &solution), SOL_SPP_LACK_SAT);
+    EXPECT_EQ(solve(), SOL_SPP_LACK_SAT);
     EXPECT_EQ(solution.nsat, 0);
 }
 
-TEST_F(PointPosition, FailsWithFewerThanFourSatellites) {
-    support::LogRecorder log;
+TEST_F(PointPosition, FailsOnBadEpochsAndWithFewerThanFourSatellites) {
+    EXPECT_EQ(pseudorange_point_positioning(nullptr, nullptr, &solution), SOL_OBS_BAD);
+    epoch.flag_epoch = 1;
+    EXPECT_EQ(solve(), SOL_OBS_BAD);
+    take(4);
     epoch.sat_num = 3;
     EXPECT_EQ(solve(), SOL_SPP_LACK_SAT);
-    EXPECT_EQ(solution.nsat, 3);
-    EXPECT_STREQ(solution.msg,
-                 "epoch 2021-01-18T00:02:00.000000000 lack of valid satellite, ns = 3, nobs = 6, obs_epoch->sat_num=3");
-    EXPECT_TRUE(log.has(ULOG_WARNING_LEVEL, solution.msg));
 
     take(4);  // four times the same satellite: the normal equations have no solution, which is not convergence
     for (int i = 1; i < 4; ++i) epoch.satobs[i] = epoch.satobs[0];
@@ -110,9 +80,8 @@ TEST_F(PointPosition, FailsWithFewerThanFourSatellites) {
 }
 
 TEST_F(PointPosition, MarksWhatItLeavesOut) {
-    support::LogRecorder log;
     ASSERT_EQ(solve(), SOL_OK);
-    const int all = solution.nsat;
+    const SOLUTION all = solution;
     take(4);
     epoch.satobs[0].satsys = GAL;  // no index
     epoch.satobs[1].satsys = BDS;  // not configured
@@ -121,32 +90,22 @@ TEST_F(PointPosition, MarksWhatItLeavesOut) {
     epoch.satobs[4].num_obs_used = 0;
     epoch.satobs[5].obsdata[epoch.satobs[5].obs_index_used[2]].value = 0.0005;
     epoch.satobs[6].obs_index_used[0] = -1;
-    epoch.satobs[7].obsdata[epoch.satobs[7].obs_index_used[0]].flag_obs = OBS_UKN;
+    OBSREC& marked = epoch.satobs[7].obsdata[epoch.satobs[7].obs_index_used[0]];
+    marked.flag_obs = OBS_UKN;
+    marked.value += 1000.0;
     ASSERT_EQ(solve(), SOL_OK);
-    EXPECT_EQ(epoch.satobs[0].flag_sat, SAT_UKN);
-    EXPECT_EQ(epoch.satobs[1].flag_sat, SAT_NOT_USED);
-    EXPECT_EQ(epoch.satobs[2].flag_sat, SAT_NOT_USED);
-    EXPECT_EQ(epoch.satobs[3].flag_sat, SATPOS_ERROR);
-    EXPECT_EQ(solution.nsat, all - 5);
-    EXPECT_EQ(log.count(ULOG_WARNING_LEVEL, "no pseudorange found, obs_time=2021-01-18T00:02:00.000000000, satinex="),
-              1);
-    EXPECT_EQ(log.count(ULOG_WARNING_LEVEL, "SATPOS_ERROR, obs_time="), 1);
-    EXPECT_GT(log.count(ULOG_WARNING_LEVEL, "num_obs_used = 0, this satellite is not used!"), 3);
-    EXPECT_GT(log.count(ULOG_WARNING_LEVEL, "value_range is less than 0.001 m, freq=2,code=10"), 3);
-    EXPECT_GT(log.count(ULOG_WARNING_LEVEL, "obsrec->flag_obs is not OBS_OK, iter=4\n"), 0);
+    const int flags[4] = {SAT_UKN, SAT_NOT_USED, SAT_NOT_USED, SATPOS_ERROR};
+    for (int i = 0; i < 4; ++i) EXPECT_EQ(epoch.satobs[i].flag_sat, flags[i]) << i;
+    EXPECT_EQ(solution.nsat, all.nsat - 5);
+    for (int c = 0; c < 3; ++c) EXPECT_NEAR(solution.pos_vel_clk[c], all.pos_vel_clk[c], 10.0);  // half the satellites
 
     epoch.satobs[0].satsys = STA;
     epoch.satobs[0].flag_sat = OBS_OK;
-    EXPECT_EXIT((ulog_subscribe(support::log_to_stderr, ULOG_ERROR_LEVEL), solve()), testing::ExitedWithCode(1),
-                "spp:satindex\\[104\\]>=MAXSAT_GNSS\\[97\\], satsys=7,prn=");
+    EXPECT_STOP(solve(), "spp:satindex\\[104\\]>=MAXSAT_GNSS\\[97\\], satsys=7,prn=");
 }
 
 TEST_F(PointPosition, FlagsAGrossErrorBehindTheFifthPass) {
     const int jj = epoch.satobs[2].obs_index_used[0];
-    epoch.satobs[2].obsdata[jj].value += 1000.0;
-    solve();  // converges before outliers are looked for
-    EXPECT_EQ(epoch.satobs[2].obsdata[jj].flag_obs, OBS_OK);
-    take(4);
     epoch.satobs[2].obsdata[jj].value += 1000.0;
     gnssconfig.ele_cutoff = 0.2;  // satellites that leave in the fifth pass call for a sixth
     solve();
@@ -173,16 +132,16 @@ TEST_F(PointPosition, AgreesWithAnIndependentRendering) {
 
 TEST_F(PointPosition, ZeroDifferenceGivesTwoRowsASatellite) {  // the numbers are checked by the runs against truth
     ASSERT_EQ(solve(), SOL_OK);
-    int in_epoch[15], list[15], slots[39];
+    int in_epoch[15], list[15];
     const int nsat = choose_satellite(&epoch, in_epoch, list);
     PARAM_TYPE types[4] = {param_RX_POS_X, param_RX_POS_Y, param_RX_POS_Z, param_RX_GPS_CLK};
-    for (int i = 0; i < 4; ++i) slots[i] = i < 3 ? i : 6;
+    int slots[4] = {0, 1, 2, 6};
     double X[39] = {}, sun[6] = {1e11, 1e11, 1e10};
     std::vector<double> h(30 * 39), v(30, -1.0), r(30 * 30);
     static SAT_STATE states[97];
     ATT_QUATERNION att = {};
     auto rows = [&](int nobs_max) {
-        return compute_omc_zd_gnss(nsat, in_epoch, list, &epoch, sun, &att, nullptr, 4, types, slots,
+        return compute_omc_zd_gnss(nsat, in_epoch, list, &epoch, sun, &att, &antenna, 4, types, slots,
                                    get_index_param_pod_embed, X, states, nobs_max, 39, h.data(), v.data(), r.data());
     };
     EXPECT_EQ(rows(30), 0);  // no position yet
@@ -198,22 +157,18 @@ TEST_F(PointPosition, ZeroDifferenceGivesTwoRowsASatellite) {  // the numbers ar
     }
     EXPECT_EQ(rows(2 * nsat - 1), 2 * nsat - 2);  // no half pairs
     const double v0 = v[0], v1 = v[1];
-    ANT_INFO pco = {};
-    pco.mjd_available[1] = 99999.0;
-    pco.freqs[0] = L1;
-    pco.freqs[1] = L2;
-    pco.pco[0][1] = pco.pco[1][1] = pco.installation_matrix[4] = 1.0;
-    compute_omc_zd_gnss(nsat, in_epoch, list, &epoch, sun, &att, &pco, 4, types, slots, get_index_param_pod_embed, X,
-                        states, 30, 39, h.data(), v.data(), r.data());
+    antenna.mjd_available[1] = 99999.0;
+    antenna.freqs[0] = L1;
+    antenna.freqs[1] = L2;
+    antenna.pco[0][1] = antenna.pco[1][1] = antenna.installation_matrix[4] = 1.0;
+    rows(30);
     EXPECT_EQ(v[0], v0);  // the receiver's offset does not enter
-    states[list[0]].ant_info = &pco;
+    states[list[0]].ant_info = &antenna;
     rows(30);
     EXPECT_NEAR(v[1] - v1, v[0] - v0, 1e-6);  // the transmitter's does
     EXPECT_GT(std::fabs(v[0] - v0), 1e-4);
     epoch.satobs[in_epoch[0]].obsdata[3].value = 0.00005;
     EXPECT_EQ(rows(30), 2 * nsat - 2);
-    gnssconfig.opt_IF[0] = 0;  // frequency by frequency is inactive
-    EXPECT_EQ(rows(30), 0);
 }
 
 TEST(ChiSquare, SolvesTheClosedFormOfEvenDegrees) {
