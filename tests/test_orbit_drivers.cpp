@@ -75,6 +75,16 @@ void simulate(const std::string& text, rlim_t size) {
     std::exit(no_store_is_left() ? 0 : 3);
 }
 
+/// Motion about an oblate earth, in axes of date as far as J2 is concerned.
+void oblate(int, double, double* y, double* dydx) {
+    const double r2 = y[0] * y[0] + y[1] * y[1] + y[2] * y[2], gm_r3 = 3.986004418e14 / (r2 * std::sqrt(r2));
+    const double k = 1.5 * 1.0826359e-3 * 6378137.0 * 6378137.0 / r2, s = 5.0 * y[2] * y[2] / r2;
+    for (int i = 0; i < 3; ++i) {
+        dydx[i] = y[3 + i];
+        dydx[3 + i] = -gm_r3 * y[i] * (1.0 + k * ((i == 2 ? 3.0 : 1.0) - s));
+    }
+}
+
 TEST_F(Drivers, SimulationWritesRowsOfAnEarthFixedOrbit) {
     const std::string forces =
         "+Force_Models\nEarth_Gravity = YES 4\nEmpirical_Force = YES\n-Force_Models\n+GENERAL_CONFIG\n"
@@ -96,6 +106,14 @@ TEST_F(Drivers, SimulationWritesRowsOfAnEarthFixedOrbit) {
         }
         EXPECT_EQ(norm(9, now + 13), 0.0);
         EXPECT_NEAR(now[0], 1000.0 + 0.02 * (rows + 1), 1e-9);
+        if (rows == 0) {  // the orientation, by an orbit from the same start; other forces make 90 m in this time
+            double y[6] = {-6087601.409276824, -3074325.849287398, -894239.5546354894,
+                           -799.5501204406756, -561.8395018813569, 7549.745796520129},
+                   error[6], ecf[3], step = 20.0;
+            IntegrateTo(oblate, 6, 0.0, y, &step, now[0], error);
+            eci2ecf(58498.0 + (86382.0 + now[0]) / 86400.0, 37.0, y, nullptr, ecf, nullptr);
+            for (int i = 0; i < 3; ++i) EXPECT_NEAR(now[1 + i], ecf[i], 200.0) << i;
+        }
         const double r = std::hypot(now[1], now[2], now[3]);
         EXPECT_NEAR(std::hypot(now[7], now[8], now[9]) * r * r / 3.986e14, 1.0, 3e-3);
         for (int i = 1; rows > 0 && i <= 3; ++i) {
