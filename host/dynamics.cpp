@@ -11,13 +11,12 @@
 #include "earth_gravity.h"
 #include "error.h"
 #include "mathlib.h"
+#include "output.h"
 #include "sp3.h"
 
 namespace host {
 
 namespace {
-
-char* writable(const std::string& text) { return const_cast<char*>(text.c_str()); }
 
 /// The reader of coefficients also writes a listing under testdata/ of the working directory; it runs in a scratch directory so that
 /// nothing is left behind.
@@ -136,8 +135,7 @@ std::vector<TrajectoryPoint> integrate(Dynamics& dynamics, const GTime& start, c
 }
 
 void write_trajectory(const std::string& file, const std::vector<TrajectoryPoint>& points) {
-    FILE* out = std::fopen(file.c_str(), "w");
-    if (out == nullptr) throw InputError(file + ": cannot be written");
+    OutputFile out(file);
     std::fprintf(out,
                  "epoch_gpst,mjd_gpst,sod_gpst,x_ecef_m,y_ecef_m,z_ecef_m,vx_ecef_mps,vy_ecef_mps,vz_ecef_mps,"
                  "x_gcrs_m,y_gcrs_m,z_gcrs_m,vx_gcrs_mps,vy_gcrs_mps,vz_gcrs_mps\n");
@@ -150,7 +148,7 @@ void write_trajectory(const std::string& file, const std::vector<TrajectoryPoint
         for (double v : p.vel_eci) std::fprintf(out, ",%.8f", v);
         std::fprintf(out, "\n");
     }
-    if (std::fclose(out) != 0) throw InputError(file + ": could not be written to its end");
+    out.close();
 }
 
 void write_trajectory_sp3(const std::string& file, const std::vector<TrajectoryPoint>& points, double interval) {

@@ -8,6 +8,7 @@
 #include "console.h"
 #include "error.h"
 #include "mathlib.h"
+#include "output.h"
 #include "plot.h"
 #include "truth.h"
 
@@ -104,8 +105,7 @@ void collect_history(Console& console, std::vector<Iteration>& history) {
 
 void write_parameters(const std::string& file, const Dynamics& dynamics, const GTime& start,
                       const TrajectoryPoint& first) {
-    FILE* out = std::fopen(file.c_str(), "w");
-    if (out == nullptr) throw InputError(file + ": cannot be written");
+    OutputFile out(file);
     const ORBIT_DYN_CONFIG& config = *dynamics.config;
     std::fprintf(out, "name,value,unit,start_mjd_utc,end_mjd_utc\n");
     const double mjd = gtime2mjd(start);
@@ -118,27 +118,25 @@ void write_parameters(const std::string& file, const Dynamics& dynamics, const G
         std::fprintf(out, "%s,%.9f,1e-9 m/s^2,%.9f,%.9f\n", emp.param_name[k], emp.param[k], emp.param_life[k][0],
                      emp.param_life[k][1]);
     }
-    if (std::fclose(out) != 0) throw InputError(file + ": could not be written to its end");
+    out.close();
 }
 
 void write_residuals(const std::string& file, const std::vector<Residual>& residuals) {
-    FILE* out = std::fopen(file.c_str(), "w");
-    if (out == nullptr) throw InputError(file + ": cannot be written");
+    OutputFile out(file);
     std::fprintf(out, "epoch_gpst,seconds,along_m,radial_m,cross_m\n");
     for (const Residual& r : residuals) {
         std::fprintf(out, "%s,%.6f,%.5f,%.5f,%.5f\n", time_text(gtimeChangeTimeSystem(r.utc, tsGPST), 6).c_str(),
                      r.seconds, r.along, r.radial, r.cross);
     }
-    if (std::fclose(out) != 0) throw InputError(file + ": could not be written to its end");
+    out.close();
 }
 
 void write_history(const std::string& file, const std::vector<Iteration>& history) {
-    FILE* out = std::fopen(file.c_str(), "w");
-    if (out == nullptr) throw InputError(file + ": cannot be written");
+    OutputFile out(file);
     std::fprintf(out, "iteration,rms_along_m,rms_radial_m,rms_cross_m,rms_correction\n");
     for (const Iteration& i : history)
         std::fprintf(out, "%d,%.6f,%.6f,%.6f,%.6e\n", i.number, i.rms[0], i.rms[1], i.rms[2], i.test);
-    if (std::fclose(out) != 0) throw InputError(file + ": could not be written to its end");
+    out.close();
 }
 
 void plot_residuals(const std::string& file, const std::vector<Residual>& residuals, const GTime& start) {
@@ -175,11 +173,7 @@ void compare(const FitOptions& o, const std::vector<TrajectoryPoint>& orbit,
     for (int i = 0; i < 2; ++i) {
         const ErrorStatistics s = statistics(errors[i]);
         if (s.count == 0) continue;
-        std::printf("  %-20s epochs %zu, 3D median %.3f, rms %.3f, 95 %% %.3f, largest %.3f m\n", names[i], s.count,
-                    s.median, s.rms, s.p95, s.largest);
-        std::printf(
-            "  %-20s radial %+.3f +- %.3f, along %+.3f +- %.3f, cross %+.3f +- %.3f m (mean +- standard deviation)\n",
-            "", s.mean[0], s.deviation[0], s.mean[1], s.deviation[1], s.mean[2], s.deviation[2]);
+        print_statistics(names[i], 20, s, false);
     }
 }
 

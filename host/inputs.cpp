@@ -100,7 +100,8 @@ void check_clock(const std::string& name) {
                 char satellite[8] = {};
                 int values = 0;
                 const int n = std::sscanf(line.c_str(), "%*s %7s %*s %*s %*s %*s %*s %*s %d", satellite, &values);
-                const bool stored = satellite[0] != '\0' && std::strchr("GCL", satellite[0]) != nullptr;  // the library passes over the others
+                const bool stored = satellite[0] != '\0' &&
+                                    std::strchr("GCL", satellite[0]) != nullptr;  // the library passes over the others
                 if (stored && (n != 2 || values < 1 || values > 2)) {
                     throw InputError(name + ": line " + std::to_string(number) + " of this " + kind +
                                      " has neither one nor two values");
@@ -171,8 +172,6 @@ void check_jpl(const std::string& name) {
     });
     if (!found) wrong_kind(name, "JPL ephemeris file (ASCII header with groups)");
 }
-
-char* writable(const std::string& text) { return const_cast<char*>(text.c_str()); }
 
 std::string span_text(double mjd_first, double mjd_last) {
     const auto date = [](double mjd) {

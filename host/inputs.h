@@ -40,6 +40,9 @@ Owned<T> make_zeroed(std::size_t count = 1) {
     return Owned<T>(static_cast<T*>(zeroed(count, sizeof(T))));
 }
 
+/// A file name as the loaders take it: writable, though they only read it.
+inline char* writable(const std::string& text) { return const_cast<char*>(text.c_str()); }
+
 /// Everything the library points at during a run; owned here, allocated once, off the stack.
 struct Environment {
     Owned<RUNTIME_POD_EMBED> runtime;

@@ -77,9 +77,7 @@ bool parse_time(const std::vector<std::string>& fields, const Places& places, lo
     const std::string& text = fields[static_cast<std::size_t>(places.time)];
     if (text.find(':') != std::string::npos) {
         TimeYMD d{};
-        if (std::sscanf(text.c_str(), "%d-%d-%d%*c%d:%d:%lf", &d.year, &d.month, &d.day, &d.hour, &d.minute,
-                        &d.second) != 6)
-            return false;
+        if (!scan_date(text, d)) return false;
         time.time = YMD2GTime(d, time.sys).time;
         return true;
     }
@@ -97,6 +95,11 @@ bool parse_time(const std::vector<std::string>& fields, const Places& places, lo
 }
 
 }  // namespace
+
+bool scan_date(const std::string& text, TimeYMD& date) {
+    return std::sscanf(text.c_str(), "%d-%d-%d%*c%d:%d:%lf", &date.year, &date.month, &date.day, &date.hour,
+                       &date.minute, &date.second) == 6;
+}
 
 CsvColumns reference_columns() {
     CsvColumns c{{"sod_rx"}, {}};

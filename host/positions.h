@@ -29,6 +29,9 @@ CsvColumns reference_columns();
 /// Columns of solved positions: "filter" or "point" of an output of `leopod run`, or any plain table.
 CsvColumns solution_columns(const std::string& solution);
 
+/// Reads a text such as 2021-01-18T00:00:00, with any one character before the hour. False where it is none.
+bool scan_date(const std::string& text, TimeYMD& date);
+
 /// CSV with a header line. Time: a column of ISO texts; or a column named mjd... with a column named sod... or receive_sod...; or a single
 /// column of seconds of day (of day_mjd), or of MJD where its name begins with mjd. Rows with empty positions are left out. In time order,
 /// without duplicates. Times are tagged with the given system. Throws InputError.

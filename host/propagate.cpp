@@ -7,6 +7,7 @@
 
 #include "console.h"
 #include "error.h"
+#include "output.h"
 #include "truth.h"
 
 namespace host {
@@ -15,9 +16,7 @@ namespace {
 
 GTime parse_epoch(const std::string& text, TIMESYS system) {
     TimeYMD d{};
-    if (std::sscanf(text.c_str(), "%d-%d-%d%*c%d:%d:%lf", &d.year, &d.month, &d.day, &d.hour, &d.minute, &d.second) !=
-            6 ||
-        d.year < 1973 || d.year > 2099) {
+    if (!scan_date(text, d) || d.year < 1973 || d.year > 2099) {
         throw InputError("--epoch " + text + ": a text such as 2021-01-18T00:00:00 from 1973 to 2099 is expected");
     }
     return YMD2GTime(d, system);
@@ -28,8 +27,7 @@ GTime parse_epoch(const std::string& text, TIMESYS system) {
 void write_rows(const PropagateOptions& o, Dynamics& dynamics, const std::vector<TrajectoryPoint>& points) {
     constexpr std::size_t kMargin = 5;  // the ends of the interpolation are left out
     if (points.size() < 17) throw InputError("--rows-out: the trajectory is shorter than 17 output intervals");
-    FILE* out = std::fopen(o.rows_out.c_str(), "w");
-    if (out == nullptr) throw InputError(o.rows_out + ": cannot be written");
+    OutputFile out(o.rows_out);
     Owned<STATE_SPACECRAFT> states = make_zeroed<STATE_SPACECRAFT>(points.size());
     std::vector<double> seconds;
     for (std::size_t i = 0; i < points.size(); ++i) {
@@ -64,7 +62,7 @@ void write_rows(const PropagateOptions& o, Dynamics& dynamics, const std::vector
                      x, pos[0], pos[1], pos[2], vel[0], vel[1], vel[2], acc[0], acc[1], acc[2], jerk[0], jerk[1],
                      jerk[2], 0.0, 0.0, 0.0, 0.0, 0.0, 0.0, 0.0, 0.0, 0.0);
     }
-    if (std::fclose(out) != 0) throw InputError(o.rows_out + ": could not be written to its end");
+    out.close();
     std::printf("rows written: %s (%ld)\n", o.rows_out.c_str(), rows - 1);
 }
 

@@ -8,6 +8,7 @@
 
 #include "console.h"
 #include "error.h"
+#include "output.h"
 #include "plot.h"
 #include "sp3.h"
 #include "truth.h"
@@ -137,8 +138,7 @@ void add_slips(const Epoch& epoch, Totals& totals) {
 
 /// One row an epoch; empty fields where an epoch was not solved. Frame and time scale stand in the column names.
 void write_csv(const std::string& file, const std::vector<Epoch>& epochs) {
-    FILE* out = std::fopen(file.c_str(), "w");
-    if (out == nullptr) throw InputError(file + ": cannot be written");
+    OutputFile out(file);
     const int systems = std::min<int>(gnssconfig.num_sys, MAXNUM_SYS);
     std::fprintf(out, "epoch_gpst,mjd_gpst,sod_gpst,status,x_ecef_m,y_ecef_m,z_ecef_m");
     for (int j = 0; j < systems; ++j) std::fprintf(out, ",clock_%s_m", system_name(j).c_str());
@@ -174,7 +174,7 @@ void write_csv(const std::string& file, const std::vector<Epoch>& epochs) {
         }
         std::fprintf(out, "\n");
     }
-    if (std::fclose(out) != 0) throw InputError(file + ": could not be written to its end");
+    out.close();
 }
 
 struct Errors {
@@ -195,16 +195,6 @@ Errors compare(const std::vector<Epoch>& epochs, const Truth& truth) {
         errors.filter.push_back(error);
     }
     return errors;
-}
-
-void print_statistics(const char* name, const ErrorStatistics& s, bool at_rest) {
-    const char* axes[2][3] = {{"radial", "along", "cross"}, {"east", "north", "up"}};
-    std::printf("  %-36s epochs %zu, 3D median %.3f, rms %.3f, 95 %% %.3f, largest %.3f m\n", name, s.count, s.median,
-                s.rms, s.p95, s.largest);
-    std::printf("  %-36s", "");
-    for (std::size_t k = 0; k < 3; ++k)
-        std::printf("%s%s %+.3f +- %.3f", k != 0 ? ", " : " ", axes[at_rest][k], s.mean[k], s.deviation[k]);
-    std::printf(" m (mean +- standard deviation)\n");
 }
 
 std::string systems_text() {
@@ -339,11 +329,12 @@ int run(const RunOptions& options) {
     print_summary(options, environment, epochs, totals, console);
     Errors errors;
     if (truth != nullptr) {
+        constexpr int kNameWidth = 36;
         errors = compare(epochs, *truth);
         std::printf("errors against %s (%zu rows):\n", options.truth.c_str(), truth->size());
-        print_statistics("point position", statistics(errors.point), truth->at_rest());
-        print_statistics("filter", statistics(errors.filter), truth->at_rest());
-        print_statistics("filter after 20 epochs", statistics(errors.filter, kSettling), truth->at_rest());
+        print_statistics("point position", kNameWidth, statistics(errors.point), truth->at_rest());
+        print_statistics("filter", kNameWidth, statistics(errors.filter), truth->at_rest());
+        print_statistics("filter after 20 epochs", kNameWidth, statistics(errors.filter, kSettling), truth->at_rest());
     }
     if (!options.out.empty()) {
         write_csv(options.out, epochs);

@@ -3,13 +3,12 @@
 #include <cmath>
 #include <cstdio>
 
-#include "error.h"
+#include "output.h"
 
 namespace host {
 
 void write_sp3(const std::string& file, const std::vector<Sp3Point>& points, double interval) {
-    FILE* out = std::fopen(file.c_str(), "w");
-    if (out == nullptr) throw InputError(file + ": cannot be written");
+    OutputFile out(file);
     const auto epoch = [](const GTime& time) {
         // To 1e-8 s, the last digit of the format, before the date is formed.
         GTime rounded = time;
@@ -50,7 +49,7 @@ void write_sp3(const std::string& file, const std::vector<Sp3Point>& points, dou
                      point.position[2] * 1e-3, 999999.999999);
     }
     std::fprintf(out, "EOF\n");
-    if (std::fclose(out) != 0) throw InputError(file + ": could not be written to its end");
+    out.close();
 }
 
 }  // namespace host

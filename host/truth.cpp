@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstdio>
 
 #include "common_function.h"
 #include "error.h"
@@ -136,6 +137,16 @@ ErrorStatistics statistics(const std::vector<PositionError>& errors, std::size_t
     s.p95 = percentile(totals, 95.0);
     s.median = percentile(std::move(totals), 50.0);
     return s;
+}
+
+void print_statistics(const char* name, int width, const ErrorStatistics& s, bool at_rest) {
+    const char* axes[2][3] = {{"radial", "along", "cross"}, {"east", "north", "up"}};
+    std::printf("  %-*s epochs %zu, 3D median %.3f, rms %.3f, 95 %% %.3f, largest %.3f m\n", width, name, s.count,
+                s.median, s.rms, s.p95, s.largest);
+    std::printf("  %-*s", width, "");
+    for (std::size_t k = 0; k < 3; ++k)
+        std::printf("%s%s %+.3f +- %.3f", k != 0 ? ", " : " ", axes[at_rest][k], s.mean[k], s.deviation[k]);
+    std::printf(" m (mean +- standard deviation)\n");
 }
 
 }  // namespace host

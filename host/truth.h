@@ -48,6 +48,9 @@ struct ErrorStatistics {
 };
 ErrorStatistics statistics(const std::vector<PositionError>& errors, std::size_t skip = 0);
 
+/// Prints two lines of statistics under a name, which takes `width` columns.
+void print_statistics(const char* name, int width, const ErrorStatistics& s, bool at_rest);
+
 /// A percentile (0 to 100) of values, linear between ranks. 0 without values.
 double percentile(std::vector<double> values, double percent);
 

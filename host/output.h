@@ -1,0 +1,29 @@
+/// \file output.h
+/// Text files that a host command writes.
+#ifndef LEOPOD_HOST_OUTPUT_H
+#define LEOPOD_HOST_OUTPUT_H
+
+#include <cstdio>
+#include <string>
+
+namespace host {
+
+/// A text file opened for writing; stands for its stream. Throws InputError with the file's name where it cannot be written.
+class OutputFile {
+  public:
+    explicit OutputFile(const std::string& name);
+    ~OutputFile();
+    OutputFile(const OutputFile&) = delete;
+    OutputFile& operator=(const OutputFile&) = delete;
+    operator std::FILE*() const { return stream_; }
+    /// Ends the writing; throws where the text did not reach the file.
+    void close();
+
+  private:
+    std::string name_;
+    std::FILE* stream_;
+};
+
+}  // namespace host
+
+#endif
