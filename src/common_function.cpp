@@ -8,13 +8,14 @@
 #include <memory>
 
 #include "gtime.h"
+#include "internal.h"
 
 namespace {
 
-constexpr double kHalfPi = 1.5707963267948966;
-constexpr double kTwoPi = 6.283185307179586;
-constexpr double RE_WGS84 = 6378137.0;  ///< [m]
-constexpr double kTinySquare = 1e-12;   ///< below this square a direction has no azimuth or longitude
+using leopod::kHalfPi;
+using leopod::kTwoPi;
+
+constexpr double kTinySquare = 1e-12;  ///< below this square a direction has no azimuth or longitude
 
 unsigned char upper(unsigned char letter) { return static_cast<unsigned char>(letter - 0x20); }
 
@@ -204,7 +205,7 @@ void get_azel_signal(double* installation_matrix, double* signal_los_platform, d
 void azel(double* blh, double* dxyz, double* azel) {
     double azimuth = 0.0;
     double elevation = kHalfPi;
-    if (blh[2] > -RE_WGS84) {
+    if (blh[2] > -leopod::kWgs84SemiMajor) {
         double enu[3];
         xyz2enu(blh, dxyz, enu);
         const double horizontal = enu[0] * enu[0] + enu[1] * enu[1];

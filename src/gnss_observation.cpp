@@ -44,9 +44,7 @@ const char* from_column(const char* line, std::size_t column) {
     return column < std::strlen(line) ? line + column : "";
 }
 
-/// Number of entries that a fixed array really holds.
-int clamp_count(int count, int limit) { return std::clamp(count, 0, limit); }
-
+// Numbers of entries that the fixed arrays really hold.
 int satellites_in(const OBSDATA_EPOCH& epoch) { return clamp_count(epoch.sat_num, MAXSAT_EPOCH); }
 int records_in(const OBSDATA_SAT& sat) { return clamp_count(sat.num_obs, MAXOBS_PER_SAT); }
 

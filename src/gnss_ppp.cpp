@@ -26,7 +26,9 @@ const double chisqr[100] = {
 
 namespace {
 
+using leopod::clamp_count;
 using leopod::kSpeedOfLight;
+using leopod::kTimeText;
 using leopod::kWgs84Flattening;
 using leopod::kWgs84SemiMajor;
 using leopod::report;
@@ -39,7 +41,6 @@ constexpr int kMaxIterations = 10;
 constexpr int kMaskIteration = 3;       // the elevation mask holds behind this iteration
 constexpr double kConvergence = 0.001;  // [m]
 constexpr double kSigmaRange = 0.3;     // [m]
-constexpr std::size_t kTimeText = 100;  // gtime2str never needs more
 
 /// Unit axes of a body, earth-fixed.
 struct Axes {
@@ -88,8 +89,6 @@ struct Pass {
     double BTB[kUnknowns * kUnknowns];  // unweighted twin of BTWB, read by nobody
     double BTWL[kUnknowns];
 };
-
-int clamp(int value, int limit) { return value < 0 ? 0 : value > limit ? limit : value; }
 
 double dot3(const double* a, const double* b) { return a[0] * b[0] + a[1] * b[1] + a[2] * b[2]; }
 
@@ -146,7 +145,7 @@ void prepare_epoch(const OBSDATA_EPOCH* obs_epoch, EpochContext& ctx) {
 
 /// First range of a satellite that is not zero, or 0.
 double first_range(const OBSDATA_SAT& sat) {
-    for (int k = 0; k < clamp(sat.num_obs, MAXOBS_PER_SAT); ++k) {
+    for (int k = 0; k < clamp_count(sat.num_obs, MAXOBS_PER_SAT); ++k) {
         if (sat.obsdata[k].type == RANGE && sat.obsdata[k].value != 0.0) return sat.obsdata[k].value;
     }
     return 0.0;
@@ -220,7 +219,9 @@ void add_satellite(OBSDATA_SAT& sat, int isat, int iteration, EpochContext& ctx,
     }
     Axes axes_sat;
     double ep_sat[3] = {};
+    ANT_INFO* antenna_gnss = nullptr;
     if (g_eph_selection == EPHOPT_PREC) {
+        antenna_gnss = search_ant_info(satindex, nullptr, ctx.mjd_gpst);
         gnss_sat_attitude(satindex, satposvel, satposvel + 3, ctx.sunposvel_ecf, axes_sat.ex, axes_sat.ey, axes_sat.ez,
                           ep_sat);
     }
@@ -259,7 +260,7 @@ void add_satellite(OBSDATA_SAT& sat, int isat, int iteration, EpochContext& ctx,
         return;
     }
 
-    for (int k = 0; k < clamp(gnssconfig.num_obs_freq_code[sys_index], MAXOBS_PER_SAT); ++k) {
+    for (int k = 0; k < clamp_count(gnssconfig.num_obs_freq_code[sys_index], MAXOBS_PER_SAT); ++k) {
         const int jj = sat.obs_index_used[k];
         if (jj < 0 || jj >= MAXOBS_PER_SAT || sat.obsdata[jj].type != RANGE) continue;
         OBSREC& rec = sat.obsdata[jj];
@@ -276,9 +277,8 @@ void add_satellite(OBSDATA_SAT& sat, int isat, int iteration, EpochContext& ctx,
         double pco_correction_gnss = 0.0;
         if (g_eph_selection == EPHOPT_PREC) {
             double to_receiver[3] = {-e_los[0], -e_los[1], -e_los[2]};
-            pco_correction_gnss =
-                get_ant_pco_correction(search_ant_info(satindex, nullptr, ctx.mjd_gpst), ctx.mjd_gpst, rec.freq,
-                                       axes_sat.ex, axes_sat.ey, axes_sat.ez, to_receiver, nullptr);
+            pco_correction_gnss = get_ant_pco_correction(antenna_gnss, ctx.mjd_gpst, rec.freq, axes_sat.ex, axes_sat.ey,
+                                                         axes_sat.ez, to_receiver, nullptr);
         }
         const double pco_correction_rcv = get_ant_pco_correction(ctx.antenna_rcv, ctx.mjd_obs, rec.freq, axes_rcv.ex,
                                                                  axes_rcv.ey, axes_rcv.ez, e_los, nullptr);
@@ -401,7 +401,7 @@ void collect_state(int nx, const PARAM_TYPE* param_types, const int* index_param
 
 /// Records of the frequency-by-frequency form.
 void skip_single_frequencies(const OBSDATA_SAT& sat, int satindex, int isys) {
-    for (int k = 0; k < clamp(gnssconfig.num_obs_freq_code[isys], MAXOBS_PER_SAT); ++k) {
+    for (int k = 0; k < clamp_count(gnssconfig.num_obs_freq_code[isys], MAXOBS_PER_SAT); ++k) {
         const OBSREC* rec = used_record(sat, k);
         if (rec == nullptr) continue;
         if (rec->flag_obs != OBS_OK) {
@@ -451,7 +451,7 @@ STATUS_SOL pseudorange_point_positioning(OBSDATA_EPOCH* obs_epoch, ANT_INFO* ant
         Station station;
         ecef2blh(xyz0, station.blh, kWgs84SemiMajor, kWgs84Flattening);
         get_platform_axes(obs_epoch->rcv, ctx.obs_time, xyz0, &ctx.qua_rcv_platform, ctx.rotation, station.axes);
-        for (int i = 0; i < clamp(obs_epoch->sat_num, MAXSAT_EPOCH); ++i) {
+        for (int i = 0; i < clamp_count(obs_epoch->sat_num, MAXSAT_EPOCH); ++i) {
             OBSDATA_SAT& sat = obs_epoch->satobs[i];
             if (sat.flag_sat == OBS_OK) add_satellite(sat, i, iteration, ctx, station, xyz0, pass);
         }
@@ -505,7 +505,7 @@ int compute_omc_zd_gnss(int nsat, int* satidx_in_obs_epoch, int* satlist_satinde
     get_platform_axes(obs_epoch->rcv, tag, stapos, att_rcv, rotation, axes_rcv);
 
     int nobs = 0;
-    for (int i = 0; i < clamp(nsat, MAXSAT_EPOCH); ++i) {
+    for (int i = 0; i < clamp_count(nsat, MAXSAT_EPOCH); ++i) {
         const int isat = satidx_in_obs_epoch[i];
         const int satindex = satlist_satindex[i];
         if (isat < 0 || isat >= MAXSAT_EPOCH || satindex < 0 || satindex >= MAXSAT_GNSS) continue;

@@ -12,7 +12,8 @@
 
 namespace {
 
-constexpr double kDay = 86400.0;          ///< [s]
+using leopod::kDay;
+
 constexpr double kHalfDay = 43200.0;      ///< [s]
 constexpr double kMjdToJd = 2400000.5;    ///< JD - MJD [day]
 constexpr double kTimeTolerance = 1e-10;  ///< of the comparisons [s]

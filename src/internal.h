@@ -10,11 +10,17 @@
 
 namespace leopod {
 
-constexpr double kSpeedOfLight = 299792458.0;          ///< [m/s]
-constexpr double kWgs84SemiMajor = 6378137.0;          ///< [m]
+constexpr double kSpeedOfLight = 299792458.0;  ///< [m/s]
+constexpr double kWgs84SemiMajor = 6378137.0;  ///< [m]
 constexpr double kWgs84Flattening = 0.0033528106647474805;
 constexpr double kPi = 3.14159265358979323846;
-constexpr int kLineSize = 1024;                        ///< line buffer of every reader, terminator included
+constexpr double kHalfPi = kPi / 2.0;
+constexpr double kDay = 86400.0;        ///< [s]
+constexpr std::size_t kTimeText = 100;  ///< room for the text of a time tag; gtime2str never needs more
+constexpr int kLineSize = 1024;         ///< line buffer of every reader, terminator included
+
+/// Number of entries that a fixed array of `limit` really holds.
+constexpr int clamp_count(int value, int limit) { return value < 0 ? 0 : value > limit ? limit : value; }
 
 // --- reporting (ulog.cpp) ------------------------------------------------------------------------------------------------
 
@@ -56,7 +62,7 @@ struct LineReader {
     std::FILE* file = nullptr;
     const char* name = "";  ///< named in the warning
     bool warned = false;
-    bool at_eof = false;    ///< the last line ended at the end of the file, without a newline
+    bool at_eof = false;  ///< the last line ended at the end of the file, without a newline
 };
 
 /// Reads the next line, newline kept, buffer zeroed first (a null byte of the file ends the visible line). False at the end of the file.
@@ -66,13 +72,14 @@ bool read_line(LineReader& reader, char (&line)[kLineSize]);
 constexpr int kMaxTokens = 64;
 struct Tokens {
     int count = 0;
-    char* token[kMaxTokens] = {}; ///< entries from count on point to an empty text
+    char* token[kMaxTokens] = {};  ///< entries from count on point to an empty text
     char text[kLineSize] = {};
 };
 
 /// Splits a line at any of the separators (runs count as one), up to the first newline, into at most `limit` tokens.
 /// `reader` (may be null) gives the name for the warning and remembers that it was given.
-void split(const char* line, const char* separators, Tokens& tokens, int limit = kMaxTokens, LineReader* reader = nullptr);
+void split(const char* line, const char* separators, Tokens& tokens, int limit = kMaxTokens,
+           LineReader* reader = nullptr);
 
 /// One warning a file when a fixed limit is exceeded: "%s: more than %d %s, the excess is dropped".
 /// `warned` remembers that it was given.
@@ -83,7 +90,7 @@ void warn_limit(bool& warned, const char* file, int limit, const char* what);
 constexpr double kTwoPi = 6.283185307179586476925287;
 constexpr double kArcsecToRad = 4.848136811095359935899141e-6;
 constexpr double kArcsecInTurn = 1296000.0;
-constexpr double kJdJ2000 = 2451545.0;        ///< Julian date of J2000.0
+constexpr double kJdJ2000 = 2451545.0;  ///< Julian date of J2000.0
 constexpr double kDaysInCentury = 36525.0;
 
 /// Value of a polynomial by Horner's rule; c[0] is the constant.

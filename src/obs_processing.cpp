@@ -11,10 +11,10 @@
 
 namespace {
 
+using leopod::kDay;
+using leopod::kHalfPi;
 using leopod::kPi;
 using leopod::kSpeedOfLight;
-
-constexpr double kHalfPi = 1.5707963267948966;
 
 double distance(const double* a, const double* b) {
     double d[3] = {a[0] - b[0], a[1] - b[1], a[2] - b[2]};
@@ -148,7 +148,6 @@ enum NmfGroup { kAverageHydrostatic = 0, kAmplitudeHydrostatic = 3, kWet = 6 };
 constexpr double kKlobucharNight = 5e-09;     ///< delay at night [s]
 constexpr double kKlobucharPeak = 50400.0;    ///< local time of the maximum [s]
 constexpr double kKlobucharPeriod = 72000.0;  ///< shortest period [s]
-constexpr double kDay = 86400.0;
 
 /// Cubic polynomial of the broadcast coefficients.
 double cubic(const double* c, double x) { return c[0] + x * (c[1] + x * (c[2] + x * c[3])); }

@@ -40,9 +40,8 @@ constexpr int kStateNames = 6;                                  ///< PX to VZ
 constexpr int kMaxNames = MAXNUM_FM_PARAM_TOTAL + kStateNames;  ///< settled: the registry's test counts the state too
 constexpr int kColumns = MAXNUM_FM_PARAM_TOTAL;                 ///< row stride of S, dS, dadp
 constexpr int kMaxIntervalNumber = 999;                         ///< three digits in a name
-constexpr double kDay = 86400.0;
-constexpr double kAstronomicalUnit = 149597870000.0;  ///< [m]
-constexpr double kEmpiricalUnit = 1e-9;               ///< unit of the estimated accelerations [m/s^2]
+constexpr double kAstronomicalUnit = 149597870000.0;            ///< [m]
+constexpr double kEmpiricalUnit = 1e-9;                         ///< unit of the estimated accelerations [m/s^2]
 
 [[noreturn]] void stop() { std::exit(EXIT_FAILURE); }
 
@@ -605,7 +604,7 @@ bool compute_acc_thirdbody(double mjd_utc, int nbody, PLANET_JPL* bodies, double
 }
 
 bool compute_acc_relativity(double* satpos, double* satvel, double* sunpos, double* sunvel, double* acc) {
-    constexpr double c = 299792458.0;
+    constexpr double c = kSpeedOfLight;
     constexpr double GM_earth = 398600441500000.0;
     constexpr double GM_sun = 1.327124400419394e+20;
     constexpr double C2 = c * c;

@@ -15,7 +15,9 @@
 
 namespace {
 
+using leopod::clamp_count;
 using leopod::kSpeedOfLight;
+using leopod::kTimeText;
 using leopod::report;
 
 constexpr int kStoreDepth = 5;                          // orbits, clocks
@@ -25,14 +27,11 @@ constexpr int kMaxAmb = 2 * MAXSAT_EPOCH;               // ambiguities of an epo
 constexpr int kFirstClock = 6;                          // slot of the first clock
 constexpr double kAmbiguityNoise = 1e-08;               // [m^2] added to every ambiguity element
 constexpr PARAM_TYPE kNoParam = static_cast<PARAM_TYPE>(-1);
-constexpr std::size_t kTimeText = 100;  // gtime2str never needs more
 
 struct TimeText {
     char text[kTimeText];
     explicit TimeText(GTime time) { gtime2str(time, text); }
 };
-
-int clamp(int value, int limit) { return value < 0 ? 0 : value > limit ? limit : value; }
 
 bool valid_satindex(int satindex) { return satindex >= 0 && satindex < MAXSAT_GNSS; }
 
@@ -211,7 +210,7 @@ void zero_row_and_column(double* matrix, int i) {
 
 /// A parameter that took no part in this epoch carries no state into the next one.
 void clean_up_inactive(RUNTIME_POD_EMBED* pod) {
-    const int* end = pod->index_param_X + clamp(pod->num_param, MAXNUM_X);
+    const int* end = pod->index_param_X + clamp_count(pod->num_param, MAXNUM_X);
     for (int i = 0; i < MAXNUM_X; ++i) {
         if (std::find(static_cast<const int*>(pod->index_param_X), end, i) != end) continue;
         pod->X[i] = 0.0;
@@ -254,7 +253,7 @@ bool seed_from_point_position(RUNTIME_POD_EMBED* pod, const int (&slots)[6]) {
         seed(pod, static_cast<PARAM_TYPE>(param_RX_POS_X + i), slots[i], sln.pos_vel_clk[i],
              i < 3 ? gnssconfig.var_pos : gnssconfig.var_vel);
     }
-    for (int j = 0; j < clamp(gnssconfig.num_sys, MAXNUM_SYS); ++j) {
+    for (int j = 0; j < clamp_count(gnssconfig.num_sys, MAXNUM_SYS); ++j) {
         PARAM_TYPE type = kNoParam;
         const int slot = clock_slot(pod, j, type);
         seed(pod, type, slot, sln.pos_vel_clk[kFirstClock + j], gnssconfig.var_clk);
@@ -287,7 +286,7 @@ bool seed_from_stores(RUNTIME_POD_EMBED* pod, GTime ct, const int (&slots)[6]) {
     for (int i = 0; i < 6; ++i) {
         seed(pod, static_cast<PARAM_TYPE>(param_RX_POS_X + i), slots[i], axis[i % 3][i / 3], i < 3 ? 0.01 : 0.0001);
     }
-    for (int j = 0; j < clamp(gnssconfig.num_sys, MAXNUM_SYS); ++j) {
+    for (int j = 0; j < clamp_count(gnssconfig.num_sys, MAXNUM_SYS); ++j) {
         double clock[2];
         interpolate_store(
             pod->dataset_clk, ct, [j](const DATA_CLK& entry) { return entry.clk_offset[j]; }, clock);
@@ -334,7 +333,7 @@ const OBSDATA_SAT* chosen_satellite(const RUNTIME_POD_EMBED* pod, int i) {
 int ambiguities_of(sysGNSS satsys) {
     const int isys = get_gnssconfig_sys_index(satsys, &gnssconfig);
     if (isys < 0) return 0;
-    return gnssconfig.opt_IF[isys] == 1 ? 1 : clamp(gnssconfig.num_freq[isys], 2);
+    return gnssconfig.opt_IF[isys] == 1 ? 1 : clamp_count(gnssconfig.num_freq[isys], 2);
 }
 
 double code_ambiguity(const RUNTIME_POD_EMBED* pod, int satindex, int k) {
@@ -345,7 +344,7 @@ double code_ambiguity(const RUNTIME_POD_EMBED* pod, int satindex, int k) {
 
 void set_ambiguities_first_epoch(RUNTIME_POD_EMBED* pod, const TransferNames& names) {
     report(ULOG_INFO_LEVEL, "set ambiguity at the first epoch. runtime_pod->nsat_used_last=%d", pod->nsat_used_last);
-    for (int i = 0; i < clamp(pod->nsat_used, MAXSAT_EPOCH); ++i) {
+    for (int i = 0; i < clamp_count(pod->nsat_used, MAXSAT_EPOCH); ++i) {
         const OBSDATA_SAT* sat = chosen_satellite(pod, i);
         if (sat == nullptr) continue;
         const int satindex = pod->satlist_satindex_now[i];
@@ -394,12 +393,12 @@ int last_slot(RUNTIME_POD_EMBED* pod, const OBSDATA_SAT& sat, int satindex, int 
 /// Moves the states to their slots of this epoch, registers the ambiguities, and keeps which slot came from where.
 void transfer_state(RUNTIME_POD_EMBED* pod, const TransferNames& names, Transfer& transfer) {
     double x_temp[MAXNUM_X] = {};
-    transfer.idx_amb0_now = clamp(first_ambiguity_slot(pod->satlist_satindex_now), MAXNUM_X);
+    transfer.idx_amb0_now = clamp_count(first_ambiguity_slot(pod->satlist_satindex_now), MAXNUM_X);
     [[maybe_unused]] const int idx_amb0_last = first_ambiguity_slot(pod->satlist_satindex_last);
     std::copy_n(pod->X, transfer.idx_amb0_now, x_temp);
 
     int& num = transfer.num;
-    for (int i = 0; i < clamp(pod->nsat_used, MAXSAT_EPOCH); ++i) {
+    for (int i = 0; i < clamp_count(pod->nsat_used, MAXSAT_EPOCH); ++i) {
         const OBSDATA_SAT* sat = chosen_satellite(pod, i);
         if (sat == nullptr) continue;
         const int satindex = pod->satlist_satindex_now[i];
@@ -603,8 +602,8 @@ bool update_gnss_observation(const OBSDATA_EPOCH* obs_data, RUNTIME_POD_EMBED* r
 
     bool warned = false;
     if (newest.sat_num > MAXSAT_EPOCH) leopod::warn_limit(warned, "observation epoch", MAXSAT_EPOCH, "satellites");
-    newest.sat_num = clamp(newest.sat_num, MAXSAT_EPOCH);
-    for (OBSDATA_SAT& sat : newest.satobs) sat.num_obs = clamp(sat.num_obs, MAXOBS_PER_SAT);
+    newest.sat_num = clamp_count(newest.sat_num, MAXSAT_EPOCH);
+    for (OBSDATA_SAT& sat : newest.satobs) sat.num_obs = clamp_count(sat.num_obs, MAXOBS_PER_SAT);
     return true;
 }
 
@@ -631,7 +630,7 @@ void run_single_pod_embed(OBSDATA_EPOCH* obs_data, RUNTIME_POD_EMBED* runtime_po
     runtime_pod->nsat_used =
         choose_satellite(obs_now, runtime_pod->satlist_used_in_obsepoch, runtime_pod->satlist_satindex_now);
     report(ULOG_INFO_LEVEL, "epoch: %s,nsat_used=%d", tag.text, runtime_pod->nsat_used);
-    for (int i = 0; i < clamp(runtime_pod->nsat_used, MAXSAT_EPOCH); ++i) {
+    for (int i = 0; i < clamp_count(runtime_pod->nsat_used, MAXSAT_EPOCH); ++i) {
         const int satindex = runtime_pod->satlist_satindex_now[i];
         sysGNSS satsys = UKNSYS;
         int prn = -1;
@@ -687,7 +686,7 @@ void store_data_clock(RUNTIME_POD_EMBED* runtime_pod) {
     DATA_CLK entry = {};
     entry.epoch_gpst = runtime_pod->time_now;
     int slot = -1;
-    for (int j = 0; j < clamp(gnssconfig.num_sys, MAXNUM_SYS); ++j) {
+    for (int j = 0; j < clamp_count(gnssconfig.num_sys, MAXNUM_SYS); ++j) {
         PARAM_TYPE type = kNoParam;
         // settled: a system without a clock parameter takes the slot of the one before it
         if (clock_parameter(gnssconfig.sys_used[j], type)) slot = clock_slot(runtime_pod, j, type);
@@ -710,7 +709,7 @@ bool get_initial_pos_vel_clk(RUNTIME_POD_EMBED* pod_runtime) {
 void fill_ant_info_gnss(OBSDATA_EPOCH* obs_epoch, GNSSCONFIG* gnsscfg, SAT_STATE* runtime_state) {
     if (obs_epoch == nullptr || obs_epoch->flag_epoch != OBS_OK) return;
     const double mjd = gtime2mjd(obs_epoch->epoch_time);
-    for (int i = 0; i < clamp(obs_epoch->sat_num, MAXSAT_EPOCH); ++i) {
+    for (int i = 0; i < clamp_count(obs_epoch->sat_num, MAXSAT_EPOCH); ++i) {
         const OBSDATA_SAT& sat = obs_epoch->satobs[i];
         const int satindex = satsysprn2index(sat.satsys, sat.prn);
         // settled: both texts carry the name of the slip detection
@@ -727,7 +726,7 @@ void fill_ant_info_gnss(OBSDATA_EPOCH* obs_epoch, GNSSCONFIG* gnsscfg, SAT_STATE
 }
 
 int get_index_param_pod_embed(PARAM_TYPE pt, sysGNSS satsys, int prn, int ifreq, int* satlist_satindex) {
-    const int num_sys = clamp(gnssconfig.num_sys, MAXNUM_SYS);
+    const int num_sys = clamp_count(gnssconfig.num_sys, MAXNUM_SYS);
     switch (pt) {
         case param_RX_POS_X:
         case param_RX_POS_Y:
@@ -846,7 +845,7 @@ bool orbit_dynamic_filter(RUNTIME_POD_EMBED* runtime_pod) {
 }
 
 void output_observation_embed(OBSDATA_EPOCH* obsdata, char* outputstr) {
-    const int sat_num = clamp(obsdata->sat_num, MAXSAT_EPOCH);
+    const int sat_num = clamp_count(obsdata->sat_num, MAXSAT_EPOCH);
     char* out = outputstr + std::sprintf(outputstr, ">>%s %d\n", TimeText(obsdata->epoch_time).text, sat_num);
     for (int i = 0; i < sat_num; ++i) {
         const OBSDATA_SAT& sat = obsdata->satobs[i];
@@ -855,7 +854,7 @@ void output_observation_embed(OBSDATA_EPOCH* obsdata, char* outputstr) {
         char line[1024];
         std::size_t used = 0;
         append_text(line, used, "%s ", name);
-        for (int k = 0; k < clamp(sat.num_obs, MAXOBS_PER_SAT); ++k)
+        for (int k = 0; k < clamp_count(sat.num_obs, MAXOBS_PER_SAT); ++k)
             append_text(line, used, "%14.3f ", sat.obsdata[k].value);
         out += std::sprintf(out, "%s\n", line);
     }
