@@ -10,6 +10,10 @@
 #include "orbit_dynamics.h"
 #include "positions.h"
 
+namespace CLI {
+class App;
+}
+
 namespace host {
 
 struct DynamicsOptions {
@@ -18,6 +22,9 @@ struct DynamicsOptions {
     std::string eop, eop_format = "c04", jpl;
     std::string log_level = "critical";
 };
+
+/// Registers these options with a subcommand.
+void add_dynamics(CLI::App* command, DynamicsOptions& options);
 
 /// The library's dynamics records and stores, owned here.
 struct Dynamics {
