@@ -20,7 +20,9 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     g_obs_storage = store.data();
     g_num_obs_storage = 0;
     const double sample_rate = size % 2 == 0 ? 0.0 : 30.0;
-    if (load_observation_rinex(name, 1, sample_rate)) {
+    bool loaded = false;
+    fuzz::survives([&] { loaded = load_observation_rinex(name, 1, sample_rate); });
+    if (loaded) {
         OBSDATA_EPOCH& last = store[static_cast<std::size_t>(g_num_obs_storage) - 1];
         choose_observation(&last);
         char null_device[] = "/dev/null";

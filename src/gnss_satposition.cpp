@@ -44,6 +44,12 @@ constexpr double kHalfWeek = 302400.0;  ///< [s]
 constexpr double kWeek = 604800.0;      ///< [s]
 constexpr int kMaxSatIndexRow = 97;     ///< last row of the precise store
 
+/// Place of the next broadcast record of each satellite.
+struct NextRecord {
+    int gps_v2[33], gps_v3[33], bds_v3[63];
+};
+NextRecord g_next_record{};  // settled: counts on for the whole process, version by version
+
 using File = std::unique_ptr<std::FILE, int (*)(std::FILE*)>;
 
 File open_file(const char* name) { return File(name != nullptr ? std::fopen(name, "r") : nullptr, std::fclose); }
@@ -970,21 +976,18 @@ void resolve_record_brdc_v30(FILE* pf) {
 }
 
 bool resolve_brdc_record_gps_v2(char* line_first, FILE* pf) {
-    static int index_record[33] = {};
     auto* rows = g_brdc_storage != nullptr ? g_brdc_storage->eph_brdc_gps_all : nullptr;
-    return read_record(line_first, pf, kLayoutV2, rows, index_record);
+    return read_record(line_first, pf, kLayoutV2, rows, g_next_record.gps_v2);
 }
 
 bool resolve_brdc_record_gps_v3(char* line_first, FILE* pf) {
-    static int index_record[33] = {};
     auto* rows = g_brdc_storage != nullptr ? g_brdc_storage->eph_brdc_gps_all : nullptr;
-    return read_record(line_first, pf, kLayoutV3, rows, index_record);
+    return read_record(line_first, pf, kLayoutV3, rows, g_next_record.gps_v3);
 }
 
 bool resolve_brdc_record_bds_v3(char* line_first, FILE* pf) {
-    static int index_record[63] = {};
     auto* rows = g_brdc_storage != nullptr ? g_brdc_storage->eph_brdc_bds_all : nullptr;
-    return read_record(line_first, pf, kLayoutV3, rows, index_record);
+    return read_record(line_first, pf, kLayoutV3, rows, g_next_record.bds_v3);
 }
 
 bool resolve_brdc_record_gal(char* /*line_first*/, FILE* /*pf*/) { return true; }

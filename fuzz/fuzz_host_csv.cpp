@@ -1,0 +1,25 @@
+/// \file fuzz_host_csv.cpp
+/// Any bytes as a table of positions of the program: as reference, and as either solution of its own output.
+#include "../host/error.h"
+#include "../host/truth.h"
+#include "support.h"
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+    static fuzz::InputFile file;
+    const std::string name = file.hold(data, size);
+    for (const char* solution : {"filter", "point"}) {
+        try {
+            host::read_position_csv(name, host::solution_columns(solution), 59232, tsGPST);
+        } catch (const host::InputError&) {
+        }
+    }
+    try {
+        const GTime first = mjd2GTime(tsGPST, 59232.0);
+        const host::Truth truth = host::Truth::load(name, first);
+        host::Vector3 position, velocity;
+        for (const double seconds : {0.0, 61.5, 1000.25})
+            truth.state_at(gtimeAddSec(first, seconds), position, velocity);
+    } catch (const host::InputError&) {
+    }
+    return 0;
+}
