@@ -129,7 +129,7 @@ void warn_full_mission(int count, int record_start) {
 }
 
 int read_records(const FileFormat& format, const char* filename, ATT_QUATERNION* qua_store, int record_start) {
-    std::FILE* file = filename != nullptr ? std::fopen(filename, "r") : nullptr;
+    std::FILE* file = leopod::open_text(filename);
     if (file == nullptr) {
         leopod::report(ULOG_ERROR_LEVEL, "%s(): quaternion file %s open failed!", format.reader,
                        filename != nullptr ? filename : "(null)");

@@ -206,7 +206,7 @@ void initialize_global_earth_gravity(void) {
 
 bool load_earth_coef_EGM(char* filename) {
     leopod::LineReader reader;
-    reader.file = filename != nullptr ? std::fopen(filename, "r") : nullptr;
+    reader.file = leopod::open_text(filename);
     if (reader.file == nullptr) {
         leopod::report(ULOG_ERROR_LEVEL, "load_earth_coef_EGM() open file failed!\n");
         return false;

@@ -144,7 +144,7 @@ void load_eops_default(EOPREC* ptr_eop_store, int nsize) {
 }
 
 bool load_eop_storage_rapid(char* eopfilename) {
-    std::FILE* file = std::fopen(eopfilename, "r");
+    std::FILE* file = leopod::open_text(eopfilename);
     if (file == nullptr) {
         report(ULOG_ERROR_LEVEL, "eopfilename[file=%s] open failed", eopfilename);
         return false;
@@ -169,7 +169,7 @@ bool load_eop_storage_rapid(char* eopfilename) {
 }
 
 bool load_eop_storage(char* eopfilename) {
-    std::FILE* file = std::fopen(eopfilename, "r");
+    std::FILE* file = leopod::open_text(eopfilename);
     if (file == nullptr) {
         report(ULOG_WARNING_LEVEL, "load_eop_storage() eopfilename %s open failed", eopfilename);
         return false;
@@ -199,7 +199,7 @@ bool load_eop_storage(char* eopfilename) {
 }
 
 bool load_eop_storage_celestrack(char* eopall_filename) {
-    std::FILE* file = std::fopen(eopall_filename, "r");
+    std::FILE* file = leopod::open_text(eopall_filename);
     if (file == nullptr) {
         report(ULOG_ERROR_LEVEL, "load_eop_storage_celestrack(), eopfile[file=%s] open failed", eopall_filename);
         return false;

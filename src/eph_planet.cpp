@@ -396,7 +396,7 @@ bool load_eph_storage_default(EPH_HEADER_JPL* eph_header, EPH_RECORD_JPL* eph_st
 
 bool load_eph_storage_file(char* eph_filename, EPH_HEADER_JPL* eph_header, EPH_RECORD_JPL* eph_data) {
     Reading r{};
-    r.lines.file = eph_filename != nullptr ? std::fopen(eph_filename, "r") : nullptr;
+    r.lines.file = leopod::open_text(eph_filename);
     if (r.lines.file == nullptr) {
         leopod::report(ULOG_CRITICAL_LEVEL, "jpl ephemeris file open failed!\n");
         return false;
@@ -520,7 +520,7 @@ void compute_pos_sun_moon_eci(double mjd_ut1, double* rsun_eci, double* rmoon_ec
 
 void EphTest(char* testfilename) {
     g_unit_km = false;
-    std::FILE* file = testfilename != nullptr ? std::fopen(testfilename, "r") : nullptr;
+    std::FILE* file = leopod::open_text(testfilename);
     if (file == nullptr) {
         leopod::report(ULOG_WARNING_LEVEL, "Open the test file %s failed!\n",
                        testfilename != nullptr ? testfilename : "");

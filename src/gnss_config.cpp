@@ -405,7 +405,7 @@ void set_gnssconfig_from_file(char* configfile) {
     }
     leopod::LineReader lines;
     lines.name = configfile;
-    lines.file = std::fopen(configfile, "r");
+    lines.file = leopod::open_text(configfile);
     if (lines.file == nullptr) {
         leopod::report(ULOG_ERROR_LEVEL, "gnssconfig file open failed, stopping");
         std::exit(1);

@@ -462,7 +462,7 @@ void get_ionosphere_free_combination(double* obs_phase, double* obs_range, doubl
 bool load_observation_rinex(char* filename_rinex, int rcvno, double sample_rate) {
     const char* name = filename_rinex != nullptr ? filename_rinex : "";
     const long int start = g_num_obs_storage;
-    const std::unique_ptr<FILE, int (*)(FILE*)> file(std::fopen(name, "r"), &std::fclose);
+    const std::unique_ptr<FILE, int (*)(FILE*)> file(leopod::open_text(name), &std::fclose);
     if (file == nullptr) {
         report(ULOG_WARNING_LEVEL, "rinex observation file (%s) open failed!\n", name);
         return false;

@@ -52,7 +52,7 @@ NextRecord g_next_record{};  // settled: counts on for the whole process, versio
 
 using File = std::unique_ptr<std::FILE, int (*)(std::FILE*)>;
 
-File open_file(const char* name) { return File(name != nullptr ? std::fopen(name, "r") : nullptr, std::fclose); }
+File open_file(const char* name) { return File(leopod::open_text(name), std::fclose); }
 
 const char* printable(const char* name) { return name != nullptr ? name : ""; }
 

@@ -2,6 +2,10 @@
 /// Private helpers: reports with text that never acts as a format, and locale-free reading of numbers, columns and tokens.
 #include "internal.h"
 
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
 #include <cctype>
 #include <charconv>
 #include <climits>
@@ -196,6 +200,21 @@ void replace_char(char* line, char from, char to) {
 
 bool contains(const char* line, const char* text, std::size_t from) {
     return from <= std::strlen(line) && std::strstr(line + from, text) != nullptr;
+}
+
+std::FILE* open_text(const char* name) {
+    if (name == nullptr) return nullptr;
+    const int file = open(name, O_RDONLY | O_CLOEXEC | O_NONBLOCK);
+    if (file < 0) return nullptr;
+    struct stat info;
+    if (fstat(file, &info) != 0 || S_ISDIR(info.st_mode)) {
+        close(file);
+        return nullptr;
+    }
+    fcntl(file, F_SETFL, fcntl(file, F_GETFL) & ~O_NONBLOCK);  // reading waits for a pipe's writer
+    std::FILE* const stream = fdopen(file, "r");
+    if (stream == nullptr) close(file);
+    return stream;
 }
 
 bool read_line(LineReader& reader, char (&line)[kLineSize]) {

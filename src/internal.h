@@ -57,6 +57,10 @@ void replace_char(char* line, char from, char to);
 /// True if a line holds the text at or behind a position.
 bool contains(const char* line, const char* text, std::size_t from = 0);
 
+/// Opens a file for reading. Null for a null name, for what cannot be opened, and for a directory. A named pipe without a writer
+/// counts as an empty file.
+std::FILE* open_text(const char* name);
+
 /// Line reader of one file. An overlong line keeps its first 1023 characters; the rest is dropped with one warning a file.
 struct LineReader {
     std::FILE* file = nullptr;

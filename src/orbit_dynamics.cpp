@@ -1469,7 +1469,7 @@ void log_forces(const ConfigReading& r) {
 
 void readfile_orbitdynamics_config(char* orbitdynamic_config_filename, ORBIT_DYN_CONFIG* ptr_orb_config) {
     ConfigReading r{};
-    r.lines.file = orbitdynamic_config_filename != nullptr ? std::fopen(orbitdynamic_config_filename, "r") : nullptr;
+    r.lines.file = leopod::open_text(orbitdynamic_config_filename);
     if (r.lines.file == nullptr) {
         report_at(ULOG_ERROR_LEVEL, kModule, __LINE__, __func__, "config file open failed, stopping\n");
         stop();
