@@ -101,6 +101,31 @@ def tides():
           "SPEED [rad/s]; ANGFAC: factors of h0, s0, p0, 2 pi", len(rows), body)
 
 
+def displacements():
+    rows = read("step2diu")
+    write("step2diu", "Frequency-dependent solid-Earth tide, diurnal band", IERS + ", STEP2DIU",
+          "multipliers of s, h, p, N', ps; radial in phase, out of phase, transverse in phase, out of phase [mm]", len(rows),
+          numbered(braced([braced(r[:5])] + r[5:]) for r in rows))
+    rows = read("step2lon")
+    write("step2lon", "Frequency-dependent solid-Earth tide, long-period band", IERS + ", STEP2LON",
+          "multipliers of s, h, p, N', ps; radial in phase, transverse in phase, radial out of phase, transverse out of phase [mm]",
+          len(rows), numbered(braced([braced(r[:5])] + r[5:]) for r in rows))
+    rows = read("hardisp_lines")
+    write("hardisp_lines", "Tidal potential lines, semidiurnal, diurnal, long-period", IERS + ", HARDISP, ADMINT",
+          "Doodson multipliers, species first; amplitude [m]", len(rows),
+          numbered(braced([braced(r[:6])] + r[6:]) for r in rows))
+    rows = read("hardisp_constituents")
+    write("hardisp_constituents", "Constituents of an ocean loading table", IERS + ", HARDISP", "Doodson multipliers",
+          len(rows), numbered(f"{braced(r[1:])} /* {r[0]} */" for r in rows))
+    yearly, pairs, steps = (read("etutc_" + name) for name in ("yearly", "1961_1972", "steps"))
+    body = array("double kYearly[]", [f"{r[1]} /* {r[0]} */" for r in yearly])
+    body += array("double kPairs[][2]", [braced(r) for r in pairs])
+    body += array("double kSteps[]", [r[0] for r in steps])
+    write("etutc", "ET-UTC", IERS + ", HARDISP, ETUTC, edition of December 2016",
+          "kYearly: ET-UTC at yearly dates [s]; kPairs: year - 1900, ET-UTC [s]; kSteps: years in which it grows by 1 s",
+          f"{len(yearly)} + {len(pairs)} + {len(steps)}", body)
+
+
 if __name__ == "__main__":
     OUT.mkdir(parents=True, exist_ok=True)
     nutation()
@@ -108,3 +133,4 @@ if __name__ == "__main__":
     cio_locator("s00", "IAU 2000")
     equation_of_equinoxes()
     tides()
+    displacements()
