@@ -13,6 +13,7 @@
 
 #include "earth_gravity.h"
 #include "error.h"
+#include "iau_function.h"
 
 namespace host {
 
@@ -444,6 +445,19 @@ void fit_chebyshev(double start, double length, int count, Function position, do
     }
 }
 
+/// Mean equator and equinox of date to GCRS: the analytic series know the longitudes of date.
+Vector3 from_mean_of_date(double tt_jd, const Vector3& of_date) {
+    double gamb, phib, psib, epsa;
+    double rbp[3][3];
+    iauPfw06(tt_jd, 0.0, &gamb, &phib, &psib, &epsa);
+    iauFw2m(gamb, phib, psib, epsa, rbp);
+    Vector3 gcrs{};
+    for (std::size_t i = 0; i < 3; ++i) {
+        for (std::size_t k = 0; k < 3; ++k) gcrs[i] += rbp[k][i] * of_date[k];
+    }
+    return gcrs;
+}
+
 }  // namespace
 
 void tabulate_analytic_planets(double mjd_first, double mjd_last, Environment& environment) {
@@ -473,11 +487,11 @@ void tabulate_analytic_planets(double mjd_first, double mjd_last, Environment& e
                 fit_chebyshev(
                     start + part * length, length, terms,
                     [&, body = body](double jd) {
-                        Vector3 metres{};
-                        compute_pos_sun_moon_eci(jd - kOffset, body == SUN ? metres.data() : nullptr,
-                                                 body == SUN ? nullptr : metres.data());
-                        for (double& component : metres) component *= scale;
-                        return metres;
+                        Vector3 of_date{};
+                        compute_pos_sun_moon_eci(jd - kOffset, body == SUN ? of_date.data() : nullptr,
+                                                 body == SUN ? nullptr : of_date.data());
+                        const Vector3 metres = from_mean_of_date(jd, of_date);
+                        return Vector3{metres[0] * scale, metres[1] * scale, metres[2] * scale};
                     },
                     record.chebychev_coef + first - 1 + part * terms * 3);
             }

@@ -68,8 +68,8 @@ void load_earth_orientation(const std::string& file, const std::string& format, 
 /// series of Sun and Moon.
 void load_planets(const std::string& file, double mjd_first, double mjd_last, Environment& environment);
 
-/// Puts the analytic series of Sun and Moon into Chebyshev records of the dates: in kilometres and km/s, where the library's own fallback has
-/// metres and no velocity. Does nothing where an ephemeris is loaded.
+/// Puts the analytic series of Sun and Moon into Chebyshev records of the dates: GCRS, kilometres and km/s, where the library's own fallback
+/// has the mean equator and equinox of date, metres and no velocity. Does nothing where an ephemeris is loaded.
 void tabulate_analytic_planets(double mjd_first, double mjd_last, Environment& environment);
 
 /// Loads all files and starts the runtime in the chosen deployment. Throws InputError for a file that cannot be used.
