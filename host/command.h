@@ -17,6 +17,7 @@ using Action = std::function<int()>;
 void add_run(CLI::App& app, Action& action);
 void add_fit(CLI::App& app, Action& action);
 void add_propagate(CLI::App& app, Action& action);
+void add_tide(CLI::App& app, Action& action);
 
 }  // namespace host
 

@@ -89,6 +89,16 @@ TIMESYS time_system(const std::string& name) {
     throw InputError("time scale " + name + ": one of gpst, utc, tai, tt is expected");
 }
 
+GTime parse_epoch(const std::string& text, TIMESYS system) {
+    TimeYMD d{};
+    const bool valid = scan_date(text, d) && d.year >= 1973 && d.year <= 2099 && d.month >= 1 && d.month <= 12 &&
+                       d.day >= 1 && d.day <= 31 && d.hour >= 0 && d.hour <= 24 && d.minute >= 0 && d.minute <= 59 &&
+                       d.second >= 0.0 && d.second < 61.0;
+    if (!valid)
+        throw InputError("--epoch " + text + ": a text such as 2021-01-18T00:00:00 from 1973 to 2099 is expected");
+    return YMD2GTime(d, system);
+}
+
 bool is_inertial(const std::string& frame) {
     if (frame == "eci") return true;
     if (frame == "ecef") return false;

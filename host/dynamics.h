@@ -39,6 +39,8 @@ void prepare_dynamics(const DynamicsOptions& options, double mjd_first, double m
 
 /// Time system of a name (gpst, utc, tai, tt). Throws InputError.
 TIMESYS time_system(const std::string& name);
+/// The epoch of option --epoch, a date from 1973 to 2099. Throws InputError.
+GTime parse_epoch(const std::string& text, TIMESYS system);
 /// True for "eci", false for "ecef". Throws InputError.
 bool is_inertial(const std::string& frame);
 

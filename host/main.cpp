@@ -13,6 +13,7 @@ int main(int argc, char** argv) {
     host::add_run(app, action);
     host::add_fit(app, action);
     host::add_propagate(app, action);
+    host::add_tide(app, action);
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& e) {

@@ -67,12 +67,6 @@ Places places_of(const std::vector<std::string>& names, const CsvColumns& column
     return places;
 }
 
-bool parse_number(const std::string& text, double& value) {
-    char* end = nullptr;
-    value = std::strtod(text.c_str(), &end);
-    return end != text.c_str() && *end == '\0' && std::isfinite(value);
-}
-
 bool parse_time(const std::vector<std::string>& fields, const Places& places, long day_mjd, GTime& time) {
     const std::string& text = fields[static_cast<std::size_t>(places.time)];
     if (text.find(':') != std::string::npos) {
@@ -95,6 +89,12 @@ bool parse_time(const std::vector<std::string>& fields, const Places& places, lo
 }
 
 }  // namespace
+
+bool parse_number(const std::string& text, double& value) {
+    char* end = nullptr;
+    value = std::strtod(text.c_str(), &end);
+    return end != text.c_str() && *end == '\0' && std::isfinite(value);
+}
 
 bool scan_date(const std::string& text, TimeYMD& date) {
     return std::sscanf(text.c_str(), "%d-%d-%d%*c%d:%d:%lf", &date.year, &date.month, &date.day, &date.hour,

@@ -29,6 +29,9 @@ CsvColumns reference_columns();
 /// Columns of solved positions: "filter" or "point" of an output of `leopod run`, or any plain table.
 CsvColumns solution_columns(const std::string& solution);
 
+/// Reads a text that is a finite number and nothing else. False where it is none.
+bool parse_number(const std::string& text, double& value);
+
 /// Reads a text such as 2021-01-18T00:00:00, with any one character before the hour. False where it is none.
 bool scan_date(const std::string& text, TimeYMD& date);
 

@@ -17,14 +17,6 @@ namespace host {
 
 namespace {
 
-GTime parse_epoch(const std::string& text, TIMESYS system) {
-    TimeYMD d{};
-    if (!scan_date(text, d) || d.year < 1973 || d.year > 2099) {
-        throw InputError("--epoch " + text + ": a text such as 2021-01-18T00:00:00 from 1973 to 2099 is expected");
-    }
-    return YMD2GTime(d, system);
-}
-
 /// Rows of simulated motion: the layout of the orbit simulation, read by simulators of receivers. Derivatives are per unit of the
 /// normalised abscissa of the interpolation, as in that layout.
 void write_rows(const PropagateOptions& o, Dynamics& dynamics, const std::vector<TrajectoryPoint>& points) {

@@ -4,65 +4,16 @@
 #include <map>
 #include <regex>
 
-#include "support.h"
+#include "host_support.h"
 
 namespace {
 
 using support::data_path;
-
-const std::string kProgram = std::string(LEOPOD_BINARY_DIR) + "/host/leopod";
-
-struct Outcome {
-    int status = -1;
-    std::string text;  ///< standard output and standard error
-};
-
-Outcome leopod(const std::string& arguments) {
-    Outcome outcome;
-    FILE* pipe = popen((kProgram + " " + arguments + " 2>&1").c_str(), "r");
-    if (pipe == nullptr) return outcome;
-    std::array<char, 4096> buffer{};
-    while (std::fgets(buffer.data(), buffer.size(), pipe) != nullptr) outcome.text += buffer.data();
-    const int raw = pclose(pipe);
-    outcome.status = WIFEXITED(raw) ? WEXITSTATUS(raw) : 128 + WTERMSIG(raw);
-    return outcome;
-}
-
-/// The first number captured by a pattern in the text; NaN without a match.
-double number(const std::string& text, const std::string& pattern) {
-    std::smatch match;
-    return std::regex_search(text, match, std::regex(pattern)) ? std::stod(match[1]) : std::nan("");
-}
-
-/// Solved epochs of an output file: second of day to a row of named columns.
-std::map<double, std::map<std::string, double>> read_rows(const std::string& file) {
-    std::map<double, std::map<std::string, double>> rows;
-    std::ifstream in(file);
-    std::string line;
-    std::vector<std::string> names;
-    while (std::getline(in, line)) {
-        std::vector<std::string> fields;
-        std::stringstream stream(line);
-        std::string field;
-        while (std::getline(stream, field, ',')) fields.push_back(field);
-        if (names.empty()) {
-            names = fields;
-            continue;
-        }
-        std::map<std::string, double> row;
-        for (std::size_t i = 0; i < fields.size() && i < names.size(); ++i) {
-            char* end = nullptr;
-            const double value = std::strtod(fields[i].c_str(), &end);
-            if (end != fields[i].c_str() && *end == '\0') row[names[i]] = value;
-        }
-        if (row.count("sod_gpst") != 0) {
-            rows[row["sod_gpst"]] = row;
-        } else if (!row.empty()) {
-            rows[row[names[0]]] = row;
-        }
-    }
-    return rows;
-}
+using support::kProgram;
+using support::leopod;
+using support::number;
+using support::Outcome;
+using support::read_rows;
 
 double rms_of(const std::string& text, const std::string& name) {
     return number(text, name + " +epochs .*rms ([0-9.]+)");
