@@ -44,7 +44,7 @@ Orbit evaluate(double t, const ephemeris_gps& eph) {
     o.cos_E = std::cos(Ek);
     o.D = 1.0 - eph.e * o.cos_E;
     o.root = std::sqrt(1.0 - eph.e * eph.e);
-    // settled: within a quarter turn of perigee; the other half of the orbit comes out shifted by pi
+    // settled: within a quarter turn of perigee; the other half comes out shifted by pi
     const double alpha = std::atan(o.sin_E * o.root / (o.cos_E - eph.e));
     const double phi = alpha + eph.omega;
     o.sin_2phi = std::sin(2.0 * phi);

@@ -40,9 +40,9 @@ void set_data(double t, double a_in, double e_in, double i0_in, double OMEGA0_in
               double dn_in, double i_dot_in, double OMEGA_dot_in, double Cus_in, double Cuc_in, double Crs_in,
               double Crc_in, double Cis_in, double Cic_in, ephemeris_gps* eph);
 
-/// Position of a set of elements. On the half of the orbit where cos(E) < e the anomaly comes out shifted by pi, and the position
-/// is that of the opposite side (all three components change sign). Kepler's equation is solved by Newton's steps up to the first
-/// one that is not positive: the second step for mean anomalies below half a turn, the first above, where the position is off by
+/// Position of a set of elements. Beyond a true anomaly of 90 degrees (cos E < e) the anomaly comes out shifted by pi, and the
+/// position is that of the opposite side (all three components change sign). Kepler's equation is solved by Newton's steps up to the
+/// first one that is not positive: the second step for mean anomalies below half a turn, the first above, where the position is off by
 /// about a e^3 / 2 (13 m for a GPS orbit of e = 0.01).
 /// \param t    time [s]
 /// \param eph  the elements; e of 1 or more and a of 0 give non-finite numbers
@@ -55,8 +55,8 @@ void compute_position_velocity(double t, ephemeris_gps* eph, double* pos, double
 /// \param t    time [s]
 /// \param eph  the elements
 /// \param H    [out] 3 rows X, Y, Z of 15 columns: a, e, i0, OMEGA0, omega, M0, dn, i_dot, OMEGA_dot, Cus, Cuc, Crs, Crc, Cis,
-///             Cic [km per unit of the element]. In column e the derivative of the true anomaly is that of its tangent: it is
-///             too large by 1/cos^2 of the anomaly and right at the apsides only.
+///             Cic [km per unit of the element]. In column e the derivative of the anomaly is that of its tangent: too large by
+///             1/cos^2 of the anomaly, and right at perigee and apogee only. Fits take this column from differences.
 void partial_xyz_partial_eph(double t, ephemeris_gps* eph, double (*H)[15]);
 
 LEOPOD_END_DECLS
