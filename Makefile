@@ -2,7 +2,7 @@
 BUILD ?= build/release
 JOBS ?= $(shell nproc 2>/dev/null || echo 2)
 
-.PHONY: all demo test bench fuzz lint format docs install clean
+.PHONY: all demo test bench fuzz interface lint format docs install clean
 
 all:
 	cmake -S . -B $(BUILD) -DCMAKE_BUILD_TYPE=Release $(CMAKE_FLAGS)
@@ -31,6 +31,11 @@ fuzz:
 	CC=clang CXX=clang++ cmake -S . -B build/fuzz -DLEOPOD_FUZZ=ON
 	cmake --build build/fuzz -j$(JOBS)
 	scripts/fuzz build/fuzz
+
+interface:
+	cmake -S . -B $(BUILD) -DCMAKE_BUILD_TYPE=Release $(CMAKE_FLAGS)
+	cmake --build $(BUILD) -j$(JOBS) --target leopod
+	scripts/list_interface $(BUILD)
 
 lint:
 	cmake -S . -B $(BUILD) $(CMAKE_FLAGS)
