@@ -45,7 +45,7 @@ void set_data(double t, double a_in, double e_in, double i0_in, double OMEGA0_in
 /// first one that is not positive: the second step for mean anomalies below half a turn, the first above, where the position is off by
 /// about a e^3 / 2 (13 m for a GPS orbit of e = 0.01).
 /// \param t    time [s]
-/// \param eph  the elements; e of 1 or more and a of 0 give non-finite numbers
+/// \param eph  the elements; e above 1 and a of 0 give non-finite numbers
 /// \param pos  [out] position in the frame of the elements [km]
 /// \param vel  not written
 /// Source: IS-GPS-200, table 20-IV, with an earth that does not rotate.
@@ -53,7 +53,7 @@ void compute_position_velocity(double t, ephemeris_gps* eph, double* pos, double
 
 /// Partial derivatives of the position by the elements.
 /// \param t    time [s]
-/// \param eph  the elements
+/// \param eph  the elements; e of 1 or more and a of 0 give non-finite numbers
 /// \param H    [out] 3 rows X, Y, Z of 15 columns: a, e, i0, OMEGA0, omega, M0, dn, i_dot, OMEGA_dot, Cus, Cuc, Crs, Crc, Cis,
 ///             Cic [km per unit of the element]. In column e the derivative of the anomaly is that of its tangent: too large by
 ///             1/cos^2 of the anomaly, and right at perigee and apogee only. Fits take this column from differences.
