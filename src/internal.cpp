@@ -44,15 +44,17 @@ const char* skip_blanks(const char* p) {
     return p;
 }
 
-/// strtod in the C locale on [first, last); returns the first character not used, or first when there is no number.
-const char* read_double(const char* first, const char* last, double& value) {
+/// strtod (or strtold, by the type of value) in the C locale on [first, last); returns the first character not used, or first when there is
+/// no number.
+template <typename Real>
+const char* read_real(const char* first, const char* last, Real& value) {
     const char* p = first;
     bool negative = false;
     if (p < last && (*p == '+' || *p == '-')) negative = *p++ == '-';
     if (p >= last || !(is_digit(*p) || *p == '.' || *p == 'i' || *p == 'I' || *p == 'n' || *p == 'N')) return first;
-    double magnitude = 0.0;
+    Real magnitude = 0;
     const auto result = std::from_chars(p, last, magnitude, std::chars_format::general);
-    if (result.ec == std::errc::invalid_argument) return first;
+    if (result.ec != std::errc() && result.ec != std::errc::result_out_of_range) return first;
     if (result.ec == std::errc::result_out_of_range) {
         // from_chars does not say which end was passed: the sign of the exponent does, or, without one, the length of the integer part.
         const char* e = p;
@@ -65,7 +67,7 @@ const char* read_double(const char* first, const char* last, double& value) {
             while (q < e && *q == '0') ++q;
             small = q < e && *q == '.';
         }
-        magnitude = small ? 0.0 : std::numeric_limits<double>::infinity();
+        magnitude = small ? Real(0) : std::numeric_limits<Real>::infinity();
     }
     value = negative ? -magnitude : magnitude;
     return result.ptr;
@@ -111,7 +113,7 @@ void report_at(ulog_level_t level, const char* module, int line, const char* fun
 double to_double(const char* text, const char** end) {
     const char* first = skip_blanks(text);
     double value = 0.0;
-    const char* stop = read_double(first, first + std::strlen(first), value);
+    const char* stop = read_real(first, first + std::strlen(first), value);
     if (end != nullptr) *end = stop == first ? text : stop;
     return value;
 }
@@ -142,9 +144,12 @@ int scan(const char* text, const char* format, ...) {
             continue;
         }
         ++f;
+        const bool skipped = *f == '*';
+        if (skipped) ++f;
         std::size_t width = 0;
         while (is_digit(*f)) width = 10 * width + static_cast<std::size_t>(*f++ - '0');
-        if (*f == 'l') ++f;
+        const bool extended = *f == 'L';
+        if (extended || *f == 'l') ++f;
         const char kind = *f != '\0' ? *f++ : '\0';
         if (kind != 'c') p = skip_blanks(p);
         if (*p == '\0') {
@@ -153,15 +158,25 @@ int scan(const char* text, const char* format, ...) {
         }
         const std::size_t length = std::strlen(p);
         const char* last = p + (width != 0 && width < length ? width : length);
+        if (skipped) {  // only "%*s"
+            while (p < last && !is_blank(*p)) ++p;
+            continue;
+        }
         if (kind == 'd') {
             int value = 0;
             const char* stop = read_int(p, last, value);
             failed = stop == p;
             if (!failed) *va_arg(args, int*) = value;
             p = stop;
+        } else if (kind == 'f' && extended) {
+            long double value = 0;
+            const char* stop = read_real(p, last, value);
+            failed = stop == p;
+            if (!failed) *va_arg(args, long double*) = value;
+            p = stop;
         } else if (kind == 'f') {
             double value = 0.0;
-            const char* stop = read_double(p, last, value);
+            const char* stop = read_real(p, last, value);
             failed = stop == p;
             if (!failed) *va_arg(args, double*) = value;
             p = stop;

@@ -32,7 +32,7 @@ constexpr int clamp_count(int value, int limit) { return value < 0 ? 0 : value >
                                              const char* format, ...);
 
 // --- text (common_function.cpp) ------------------------------------------------------------------------------------------
-// None of these depends on the locale, allocates, or reads behind the terminator.
+// None of these depends on the locale, allocates ("%Lf" of hundreds of digits may), or reads behind the terminator.
 
 /// Number at the start of a text, as atof reads it in the C locale (leading blanks, sign, inf and nan; no hexadecimal form).
 /// 0 where there is none. A non-null `end` receives the first character not used.
@@ -41,8 +41,8 @@ double to_double(const char* text, const char** end = nullptr);
 /// Integer at the start of a text, as atoi; saturates at the limits of int. 0 where there is none.
 int to_int(const char* text);
 
-/// sscanf for "%d", "%lf", "%c", "%s" with optional widths, blanks and literal characters. "%s" needs a width and an array
-/// of that width + 1. Returns the number of conversions stored; -1 when the text ends before the first one.
+/// sscanf for "%d", "%lf", "%Lf", "%c", "%s" with optional widths, "%*s", blanks and literal characters. "%s" needs a width and
+/// an array of that width + 1. Returns the number of conversions stored; -1 when the text ends before the first one.
 int scan(const char* text, const char* format, ...);
 
 /// Copies the fixed columns [start, start + width) of a line into out (width + 1 characters), as far as the line has them.
