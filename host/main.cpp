@@ -14,6 +14,7 @@ int main(int argc, char** argv) {
     host::add_fit(app, action);
     host::add_propagate(app, action);
     host::add_tide(app, action);
+    host::add_crd(app, action);
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& e) {
