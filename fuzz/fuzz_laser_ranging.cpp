@@ -1,6 +1,7 @@
 /// \file fuzz_laser_ranging.cpp
-/// Laser ranging files: each line by the reader of its identifier, in both versions and in the one that the file sets; the first line by the
-/// text helpers as well, with table sizes and lengths from its first two bytes. Lines and records lie in memory of exactly their size.
+/// Laser ranging files: each line by the reader of its identifier, in both versions and in the one that the file sets;
+/// the first line by the text helpers as well, with table sizes and lengths from its first two bytes. Lines and records
+/// lie in memory of exactly their size.
 #include <cstring>
 #include <memory>
 #include <string>

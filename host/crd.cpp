@@ -197,7 +197,8 @@ class CrdReader {
 template <auto read, typename Record>
 void CrdReader::take(const std::string& id, std::string line) {
     Record r = unread<Record>();
-    // What version 1 takes from columns or by one scan is read by tokens where the columns are not kept, and where "na" would end the scan.
+    // What version 1 takes from columns or by one scan is read by tokens where the columns are not kept, and where "na"
+    // would end the scan.
     bool by_tokens = false;
     if (format_version == 1) {
         if (has_fixed_columns<Record>) by_tokens = line.size() > kNameEnd && line[kNameEnd] != ' ';

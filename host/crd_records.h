@@ -178,7 +178,8 @@ inline bool given(int value) { return !marked(value) && value != -10000000; }
 inline bool given(double value) { return !marked(value) && value != -1e+30; }
 inline bool given(long double value) { return !marked(value) && value != -1e+30; }
 
-/// Value as the field of a CSV, numbers with the fewest digits that give them back; empty for one that is "na" or failed.
+/// Value as the field of a CSV, numbers with the fewest digits that give them back; empty for one that is "na" or
+/// failed.
 template <typename Number>
 std::string csv_text(Number value) {
     if (!given(value)) return "";

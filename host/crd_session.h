@@ -39,10 +39,10 @@ struct Session {
     std::optional<Epoch> first, last;     ///< of the dated ones
 
     void set_header(const rh4& r);
-    /// Date of a record of this kind. The day is the one that puts it into the session or nearest to it: records before the session's start or
-    /// behind midnight find theirs, in whatever order the kinds stand. In a session of more than a day it is the first such day on which the
-    /// records of the kind go on. Where the header has no end it is the one nearest to the last record of the kind. Nothing without a start,
-    /// or for a second that no day has.
+    /// Date of a record of this kind. The day is the one that puts it into the session or nearest to it: records before
+    /// the session's start or behind midnight find theirs, in whatever order the kinds stand. In a session of more than
+    /// a day it is the first such day on which the records of the kind go on. Where the header has no end it is the one
+    /// nearest to the last record of the kind. Nothing without a start, or for a second that no day has.
     std::optional<Epoch> date(const std::string& kind, long double sec_of_day);
 
   private:

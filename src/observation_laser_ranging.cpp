@@ -94,7 +94,7 @@ const char* from_column(const char* str, std::size_t column) {
 
 }  // namespace
 
-// --- Text and numbers --------------------------------------------------------------------------------------------------------
+// --- Text and numbers ------------------------------------------------------------------------------------------------
 
 int tokenize(char* str, char* separator, int rows, int cols, char* tokens) {
     int count = 0;
@@ -174,7 +174,7 @@ int strcasecmp(char* str1, char* str2) {
     return static_cast<unsigned char>(lower(*str1)) - static_cast<unsigned char>(lower(*str2));
 }
 
-// --- Header records ----------------------------------------------------------------------------------------------------------
+// --- Header records --------------------------------------------------------------------------------------------------
 
 int read_h1(char* str, rh1* header) {
     const int result = read_line_of(str, header->crd_literal, header->format_version, header->prod_year,
@@ -227,7 +227,7 @@ int read_h8(char*) { return 0; }
 
 int read_h9(char*) { return 0; }
 
-// --- Configuration records -----------------------------------------------------------------------------------------------------
+// --- Configuration records -------------------------------------------------------------------------------------------
 
 int read_c0(char* str, rc0* config) {
     constexpr int first = 3;
@@ -298,7 +298,7 @@ int read_c7(char* str, rc7* config) {
                         config->pulse_energy, config->processing_software, config->processing_software_version);
 }
 
-// --- Data records ----------------------------------------------------------------------------------------------------------------
+// --- Data records ----------------------------------------------------------------------------------------------------
 
 int read_10(char* str, rd10* record) {
     rd10& r = *record;

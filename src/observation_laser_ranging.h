@@ -1,18 +1,22 @@
 /// \file observation_laser_ranging.h
-/// Records of the Consolidated Laser Ranging Data format (CRD), versions 1 and 2: one function a record, a line in, a record out. A host
-/// reads the file line by line and calls the function that the identifier at the line's start asks for.
+/// Records of the Consolidated Laser Ranging Data format (CRD), versions 1 and 2: one function a record, a line in, a
+/// record out. A host reads the file line by line and calls the function that the identifier at the line's start asks
+/// for.
 ///
-/// Most records are read by tokens, and their functions share these rules, to which the blocks below refer as "by tokens":
+/// Most records are read by tokens, and their functions share these rules, to which the blocks below refer as "by
+/// tokens":
 /// - Blanks and newlines separate, nothing else does: cut a carriage return off first. The line is cut up in place.
-/// - A number "na", in any letter case, gets the value of readi, readd or readld for it and counts as good. A number that is missing or
-///   is none keeps what it held, and the result is lower by 1 for each.
+/// - A number "na", in any letter case, gets the value of readi, readd or readld for it and counts as good. A number
+///   that is missing or is none keeps what it held, and the result is lower by 1 for each.
 /// - A text is cut to what its field holds; a missing one leaves it empty.
-/// - The result is the number of tokens, identifier and unknown further tokens included, less the failed numbers, plus 1.
-/// - 100 tokens and more count as -1 for that sum, with the warning of tokenize; the fields are read from the first 100.
+/// - The result is the number of tokens, identifier and unknown further tokens included, less the failed numbers, plus
+///   1.
+/// - 100 tokens and more count as -1 for that sum, with the warning of tokenize; the fields are read from the first
+///   100.
 /// - Without memory for the tokens nothing is read, and the sum counts as 0.
 ///
-/// Units are those of the format. `sec_of_day` is the second of the day of the session's start, or of the day after it once midnight has
-/// passed, in the station's time scale, a form of UTC.
+/// Units are those of the format. `sec_of_day` is the second of the day of the session's start, or of the day after it
+/// once midnight has passed, in the station's time scale, a form of UTC.
 /// Source: ILRS, Consolidated Laser Ranging Data Format (CRD), versions 1.01 and 2.01.
 #ifndef LEOPOD_OBSERVATION_LASER_RANGING_H
 #define LEOPOD_OBSERVATION_LASER_RANGING_H
@@ -188,7 +192,7 @@ typedef struct rd10 {
     long double sec_of_day;      ///< [s]
     long double time_of_flight;  ///< [s]
     char sysconfig_id[41];
-    int epoch_event;  ///< 0 receive, 1 spacecraft bounce, 2 transmit, 3 transmit and receive, 4, 5 other times of a transponder
+    int epoch_event;  ///< two-way: 0 ground receive, 1 bounce, 2 ground transmit; 3 to 6 one-way
     int filter_flag;  ///< 0 unknown, 1 noise, 2 data
     int detector_channel;
     int stop_number;
@@ -323,16 +327,16 @@ typedef struct rd00 {
     char comment[81];
 } rd00;
 
-// --- Text and numbers --------------------------------------------------------------------------------------------------------
+// --- Text and numbers ------------------------------------------------------------------------------------------------
 
 /// Cuts a line into tokens, in place, and copies them into a table.
 /// \param str        the line; every token's end in it is overwritten
 /// \param separator  the separator characters; runs of them count as one
 /// \param rows,cols  size of the table
-/// \param tokens     [out] the table, row-major: one token a row, cut to cols - 1 characters, the rest of its row zero. Rows without a token
-///                   are left as they are; nothing is written to a table without rows or columns
-/// \return the number of tokens; -1 when it reaches `rows`: "Too many tokens for array! Quitting!\n" (warning), all rows are filled then and
-///         the rest of the line is left alone
+/// \param tokens     [out] the table, row-major: one token a row, cut to cols - 1 characters, the rest of its row zero.
+///                   Rows without a token are left as they are; nothing is written to a table without rows or columns
+/// \return the number of tokens; -1 when it reaches `rows`: "Too many tokens for array! Quitting!\n" (warning), all
+///         rows are filled then and the rest of the line is left alone
 int tokenize(char* str, char* separator, int rows, int cols, char* tokens);
 
 /// Reads an int as sscanf with "%d"; beyond the limits of int the limit.
@@ -357,34 +361,35 @@ int readld(char* str, long double* ldval);
 /// \param str  the text
 bool isna(char* str);
 
-/// Cleans a name from fixed columns, in place. One that begins with a letter or digit is cut at its first blank; of any other the leading blanks
-/// go, and the trailing ones stay.
+/// Cleans a name from fixed columns, in place. One that begins with a letter or digit is cut at its first blank; of any
+/// other the leading blanks go, and the trailing ones stay.
 /// \param str   the text with its terminator
 /// \param slen  its length; more than that counts as the length, 0 and less does nothing
 void remove_blanks(char* str, int slen);
 
-// --- Header records ----------------------------------------------------------------------------------------------------------
+// --- Header records --------------------------------------------------------------------------------------------------
 
 /// Reads H1 by tokens and sets the version for all later records.
 /// \param str     the line
-/// \param header  [out] the record; a version of 0 becomes 1. The global version is set to the record's, also where that could not be read
+/// \param header  [out] the record; a version of 0 becomes 1. The global version is set to the record's, also where
+///                that could not be read
 /// \return as by tokens: 8 for a complete line
 int read_h1(char* str, rh1* header);
 
-/// Reads H2. Version 1: name in columns 3 to 12 (counted from 0), cleaned by remove_blanks, four numbers from column 14. Version 2: by tokens.
-/// Another version: nothing.
+/// Reads H2. Version 1: name in columns 3 to 12 (counted from 0), cleaned by remove_blanks, four numbers from column
+/// 14. Version 2: by tokens. Another version: nothing.
 /// \param str     the line
 /// \param header  [out] the record; the network in version 2 alone
-/// \return version 1: numbers scanned (-1 for a line that has none) plus 2, 6 for a complete line; version 2: as by tokens without the plus
-///         1, 7 for a complete line; another version: 0
+/// \return version 1: numbers scanned (-1 for a line that has none) plus 2, 6 for a complete line; version 2: as by
+///         tokens without the plus 1, 7 for a complete line; another version: 0
 int read_h2(char* str, rh2* header);
 
-/// Reads H3. Version 1: name in columns 3 to 12 (counted from 0), cleaned by remove_blanks, five numbers from column 14; a blank column among
-/// them moves the later ones up. Version 2: by tokens. Another version: nothing.
+/// Reads H3. Version 1: name in columns 3 to 12 (counted from 0), cleaned by remove_blanks, five numbers from column
+/// 14; a blank column among them moves the later ones up. Version 2: by tokens. Another version: nothing.
 /// \param str     the line
 /// \param header  [out] the record; the type in version 1 alone, class and location in version 2
-/// \return version 1: numbers scanned (-1 for a line that has none) plus 2, 7 for a complete line; version 2: as by tokens, 9 for a complete
-///         line; another version: 0
+/// \return version 1: numbers scanned (-1 for a line that has none) plus 2, 7 for a complete line; version 2: as by
+///         tokens, 9 for a complete line; another version: 0
 int read_h3(char* str, rh3* header);
 
 /// Reads H4 by tokens.
@@ -409,7 +414,7 @@ int read_h8(char* str);
 /// \return 0
 int read_h9(char* str);
 
-// --- Configuration records -----------------------------------------------------------------------------------------------------
+// --- Configuration records -------------------------------------------------------------------------------------------
 
 /// Reads C0 by tokens. Of more than 20 identifiers the excess is dropped with a warning.
 /// \param str     the line
@@ -459,26 +464,30 @@ int read_c6(char* str, rc6* config);
 /// \return as by tokens: 11 for a complete line
 int read_c7(char* str, rc7* config);
 
-// --- Data records ----------------------------------------------------------------------------------------------------------------
-// In version 1 the records 10, 11, 12, 21 and 30 are one scan that ends at the first field that fails, "na" included: the later fields keep
-// what they held. The line is not changed then. In other versions than 1 and 2 these five keep all fields, and the result is 1.
+// --- Data records ----------------------------------------------------------------------------------------------------
+// In version 1 the records 10, 11, 12, 21 and 30 are one scan that ends at the first field that fails, "na" included: the
+// later fields keep what they held. The line is not changed then. In other versions than 1 and 2 these five keep all
+// fields, and the result is 1.
 
 /// Reads a range, full rate or sampled: a scan in version 1, by tokens in version 2.
 /// \param str     the line
 /// \param record  [out] the record; the transmit amplitude in version 2 alone
-/// \return version 1: fields scanned (-1 for a line without fields) plus 1, 9 for a complete line; version 2: as by tokens, 11
+/// \return version 1: fields scanned (-1 for a line without fields) plus 1, 9 for a complete line; version 2: as by
+///         tokens, 11
 int read_10(char* str, rd10* record);
 
 /// Reads a normal point: a scan in version 1, by tokens in version 2.
 /// \param str     the line
 /// \param record  [out] the record; signal to noise in version 2 alone
-/// \return version 1: fields scanned (-1 for a line without fields) plus 1, 13 for a complete line; version 2: as by tokens, 15
+/// \return version 1: fields scanned (-1 for a line without fields) plus 1, 13 for a complete line; version 2: as by
+///         tokens, 15
 int read_11(char* str, rd11* record);
 
 /// Reads the supplement of a range: a scan in version 1, by tokens in version 2.
 /// \param str     the line
 /// \param record  [out] the record; the range rate in version 2 alone
-/// \return version 1: fields scanned (-1 for a line without fields) plus 1, 7 for a complete line; version 2: as by tokens, 9
+/// \return version 1: fields scanned (-1 for a line without fields) plus 1, 7 for a complete line; version 2: as by
+///         tokens, 9
 int read_12(char* str, rd12* record);
 
 /// Reads meteorology by tokens.
@@ -490,13 +499,15 @@ int read_20(char* str, rd20* record);
 /// Reads the supplement of meteorology: a scan in version 1, by tokens in version 2.
 /// \param str     the line
 /// \param record  [out] the record; the sky's temperature in version 2 alone
-/// \return version 1: fields scanned (-1 for a line without fields) plus 1, 9 for a complete line; version 2: as by tokens, 11
+/// \return version 1: fields scanned (-1 for a line without fields) plus 1, 9 for a complete line; version 2: as by
+///         tokens, 11
 int read_21(char* str, rd21* record);
 
 /// Reads pointing angles: a scan in version 1, by tokens in version 2.
 /// \param str     the line
 /// \param record  [out] the record; the rates in version 2 alone
-/// \return version 1: fields scanned (-1 for a line without fields) plus 1, 7 for a complete line; version 2: as by tokens, 10
+/// \return version 1: fields scanned (-1 for a line without fields) plus 1, 7 for a complete line; version 2: as by
+///         tokens, 10
 int read_30(char* str, rd30* record);
 
 /// Reads the calibration of a session by tokens.
@@ -544,8 +555,8 @@ int read_00(char* str, rd00* record);
 LEOPOD_END_DECLS
 
 #ifdef __cplusplus
-/// Compares two texts without regard to the case of the letters A to Z. The one function with C++ linkage: under the C name it would replace
-/// the C library's function in the whole process. Texts of any length.
+/// Compares two texts without regard to the case of the letters A to Z. The one function with C++ linkage: under the C
+/// name it would replace the C library's function in the whole process. Texts of any length.
 /// \param str1,str2  the texts
 /// \return below, equal to or above 0, as strcmp of both in lower case
 [[gnu::visibility("default")]] int strcasecmp(char* str1, char* str2);

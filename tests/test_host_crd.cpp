@@ -115,7 +115,8 @@ TEST_F(HostCrd, DatesGoOnOverMidnight) {
                      "2020-02-29T02:46:40.000000000000", "2020-02-29T13:53:20.000000000000",
                      "2020-02-29T13:51:40.000000000000", "2020-03-01T05:33:20.000000000000",
                      "2020-03-01T21:56:40.000000000000"}));
-    // Without an end, or with one that can't be, the records of each kind lead over midnight, and back where a second colour begins anew.
+    // Without an end, or with one that can't be, the records of each kind lead over midnight, and back where a second
+    // colour begins anew.
     for (const char* end : {"na na na na na na", "0 0 0 0 0 0", "2019 12 31 22 0 0", "x x x x x x"}) {
         EXPECT_EQ(epochs("2019 12 31 23 00 00", end,
                          "20 83000 1 2 3 0\n40 82000 0 s 1 1 na na 0 0 0 0 0 0 0 0 na na\n20 600 1 2 3 0\n"
@@ -142,7 +143,8 @@ TEST_F(HostCrd, DatesGoOnOverMidnight) {
 TEST_F(HostCrd, SessionsFollowTheirHeaders) {
     const std::string h4 = "H4 0 2021 01 26 10 00 00 2021 01 26 10 30 00 0 0 0 0 1 0 2 0\n";
     const std::string range = "10 36100.5 0.05 std 2 2 0 0 0 0\n";
-    // No H8 between sessions; a new target; a record behind the end of its session; a new station behind H9; a version nobody knows.
+    // No H8 between sessions; a new target; a record behind the end of its session; a new station behind H9; a version
+    // nobody knows.
     const Outcome o = run("20 1 2 3 4 5\n" + kHeaders + h4 + range + h4 + range + range + "H3 cube 11 12 13 0 1 1\n" +
                           h4 + range + "H8\n" + range + "H9\n\nH1 CRD 0 2021 01 27 09\nH2 OTHER      7111 34 02  4\n" +
                           "H3 ball       7603901 1155     8820 0 1\n" + h4 + range + "H8\nH1 CRD 3 2021 01 27 09\n" +
@@ -159,7 +161,8 @@ TEST_F(HostCrd, SessionsFollowTheirHeaders) {
 }
 
 TEST_F(HostCrd, LinesOfVersion1ThatItsReaderCannotTake) {
-    // Header lines out of their columns and "na" in a scan are read by tokens; carriage returns, tabs and leading blanks are no matter.
+    // Header lines out of their columns and "na" in a scan are read by tokens; carriage returns, tabs and leading
+    // blanks are no matter.
     const Outcome o =
         run("H1 CRD 1 2008 5 8 19\r\nh2 MDOL 7080 24 19 4 NASA\r\n h3 giovea 505101 7001 28922 0 1\r\n"
             "h4 1 2008 5 8 9 40 23 2008 5 8 9 50 45 0 0 0 0 1 0 2 0\r\n11\t34945.620986680762 0.167738944021 std 2 300 "
