@@ -1,16 +1,52 @@
 /// \file console.h
-/// What the host shows: the library's messages from a level on, their counts, and progress on a terminal.
+/// What the host shows: the library's messages from a level on, their counts, and the progress of long work on a terminal.
 #ifndef LEOPOD_HOST_CONSOLE_H
 #define LEOPOD_HOST_CONSOLE_H
 
 #include <array>
+#include <atomic>
+#include <chrono>
+#include <condition_variable>
 #include <functional>
+#include <mutex>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "ulog.h"
 
 namespace host {
+
+/// A line on a terminal that says how far some work is: percent and time left where its amount is known, else the time it has taken.
+/// Rewritten while the object lives, erased at its end. Nothing is shown in the first two seconds, and nothing at all where standard error
+/// is no terminal. A second object within the life of another one stays silent. Messages of Console take the line away first; other output
+/// waits until the object is gone.
+class Progress {
+  public:
+    /// \param work   what is being done, such as "processing epochs"
+    /// \param total  its amount, in the unit of `done`; 0: not known
+    explicit Progress(std::string work, double total = 0.0);
+    ~Progress();
+    Progress(const Progress&) = delete;
+    Progress& operator=(const Progress&) = delete;
+
+    /// The amount done; cheap enough for the innermost loop.
+    void done(double amount) { done_.store(amount, std::memory_order_relaxed); }
+    /// Says something else from now on, such as the number of an iteration.
+    void rename(const std::string& work);
+
+  private:
+    void tick();
+    std::string text() const;
+
+    std::string work_;
+    double total_;
+    std::atomic<double> done_{0.0};
+    std::chrono::steady_clock::time_point start_ = std::chrono::steady_clock::now();
+    bool ended_ = false;
+    std::condition_variable end_;
+    std::thread ticker_;  ///< draws; touches nothing but this line
+};
 
 /// One cycle-slip mark that the library logged in an epoch.
 struct SlipMark {
@@ -28,8 +64,6 @@ class Console {
     Console(const Console&) = delete;
     Console& operator=(const Console&) = delete;
 
-    /// Progress line on a terminal; nothing elsewhere. An empty text clears it.
-    void progress(const std::string& text);
     /// Slip marks since the last call.
     std::vector<SlipMark> take_slips();
     /// Hands every message to a function as well.
@@ -42,8 +76,6 @@ class Console {
 
     static Console* current_;
     int threshold_;
-    bool terminal_;
-    bool progress_shown_ = false;
     std::array<long, 7> counts_{};
     std::vector<SlipMark> slips_;
     std::function<void(ulog_level_t, const char*)> listener_;

@@ -9,6 +9,7 @@
 #include <filesystem>
 #include <fstream>
 
+#include "console.h"
 #include "earth_gravity.h"
 #include "error.h"
 #include "mathlib.h"
@@ -125,7 +126,9 @@ std::vector<TrajectoryPoint> integrate(Dynamics& dynamics, const GTime& start, c
     double y[6];
     double step = config.step_size;
     convert_struct2ystate(6, &config, &state, y);
+    Progress progress("integrating", static_cast<double>(count));
     for (long i = 0; i < count; ++i) {
+        progress.done(static_cast<double>(i));
         const double t = static_cast<double>(i) * interval;
         if (i > 0) IntegrateTo(orbit_derivative, 6, t - interval, y, &step, t, nullptr);  // fixed step
         convert_ystate2struct(6, y, &config, &state);

@@ -5,14 +5,16 @@
 #include <cmath>
 #include <cstdio>
 #include <cstring>
+#include <filesystem>
 #include <memory>
 
+#include "canvas.h"
 #include "command.h"
 #include "console.h"
 #include "error.h"
+#include "figures.h"
 #include "mathlib.h"
 #include "output.h"
-#include "plot.h"
 #include "truth.h"
 
 namespace host {
@@ -36,17 +38,10 @@ struct Residual {
     double along, radial, cross;  ///< [m]
 };
 
-bool has_ending(const std::string& text, const char* ending) {
-    const std::size_t n = std::strlen(ending);
-    return text.size() >= n &&
-           std::equal(ending, ending + n, text.end() - static_cast<std::ptrdiff_t>(n),
-                      [](char a, char b) { return a == std::tolower(static_cast<unsigned char>(b)); });
-}
-
 /// Positions in UTC, cut to the span and thinned.
 std::vector<TimedPosition> read_positions(const FitOptions& o) {
     const TIMESYS system = time_system(o.time_scale);
-    std::vector<TimedPosition> all = has_ending(o.positions, ".sp3")
+    std::vector<TimedPosition> all = is_sp3(o.positions)
                                          ? read_position_sp3(o.positions, o.satellite, system)
                                          : read_position_csv(o.positions, solution_columns(o.solution), 0, system);
     // A receive time a hair before midnight belongs to the day that begins.
@@ -95,10 +90,15 @@ bool off_output_epochs(const std::vector<GTime>& epochs, double interval) {
     });
 }
 
-void collect_history(Console& console, std::vector<Iteration>& history) {
-    console.listen([&history](ulog_level_t, const char* text) {
+/// The iterations of the fit, from its messages.
+void collect_history(Console& console, std::vector<Iteration>& history, Progress& progress) {
+    console.listen([&history, &progress](ulog_level_t, const char* text) {
         Iteration next;
-        if (std::sscanf(text, "iteration number: %d", &next.number) == 1) history.push_back(next);
+        if (std::sscanf(text, "iteration number: %d", &next.number) == 1) {
+            history.push_back(next);
+            progress.rename("fitting, iteration " + std::to_string(next.number + 1) + " of at most " +
+                            std::to_string(kIterations));
+        }
         if (history.empty()) return;
         Iteration& now = history.back();
         std::sscanf(text, "fit RMS[ARC] = %lf %lf %lf", &now.rms[0], &now.rms[1], &now.rms[2]);
@@ -142,25 +142,25 @@ void write_history(const std::string& file, const std::vector<Iteration>& histor
     out.close();
 }
 
-void plot_residuals(const std::string& file, const std::vector<Residual>& residuals, const GTime& start) {
-    Panel panel{"residuals of the positions against the fitted orbit",
-                "minutes since " + time_text(gtimeChangeTimeSystem(start, tsGPST), 0) + " GPST",
-                "observed - computed [m]",
-                {{"along-track", {}, {}}, {"radial", {}, {}}, {"cross-track", {}, {}}}};
+void plot_residuals(const std::string& file, const std::vector<Residual>& residuals, const std::string& source) {
+    FitResidualFigure figure;
+    figure.options.file = file;
+    figure.source = "positions of " + source;
+    figure.options.day_mjd = gtimeChangeTimeSystem(residuals.front().utc, tsGPST).time.mjd;
     for (const Residual& r : residuals) {
-        const double values[3] = {r.along, r.radial, r.cross};
-        for (std::size_t k = 0; k < 3; ++k) {
-            panel.series[k].x.push_back(r.seconds / 60.0);
-            panel.series[k].y.push_back(values[k]);
-        }
+        const GTime gpst = gtimeChangeTimeSystem(r.utc, tsGPST);
+        figure.seconds.push_back(static_cast<double>(gpst.time.mjd - figure.options.day_mjd) * 86400.0 + gpst.time.sod);
+        figure.radial_along_cross[0].push_back(r.radial);
+        figure.radial_along_cross[1].push_back(r.along);
+        figure.radial_along_cross[2].push_back(r.cross);
     }
-    std::printf(plot(file, {panel}) ? "plot: %s\n" : "plot: skipped, gnuplot is not there or failed (%s)\n",
-                file.c_str());
+    report_picture(file, [&] { draw_fit_residuals(figure); });
 }
 
 void compare(const FitOptions& o, const std::vector<TrajectoryPoint>& orbit,
              const std::vector<TimedPosition>& observed) {
-    const GTime first = gtimeChangeTimeSystem(observed.front().time, tsGPST);
+    // A receive time a hair before midnight belongs to the day that begins.
+    const GTime first = gtimeAddSec(gtimeChangeTimeSystem(observed.front().time, tsGPST), 1.0);
     const Truth truth = Truth::load(o.truth, first);
     std::vector<PositionError> errors[2];
     const bool inertial = is_inertial(o.frame);
@@ -175,6 +175,7 @@ void compare(const FitOptions& o, const std::vector<TrajectoryPoint>& orbit,
     std::printf("errors against %s:\n", o.truth.c_str());
     for (int i = 0; i < 2; ++i) {
         const ErrorStatistics s = statistics(errors[i]);
+        if (s.count == 0 && i == 0) std::printf("  none of the positions lies within its times\n");
         if (s.count == 0) continue;
         print_statistics(names[i], 20, s, false);
     }
@@ -183,6 +184,7 @@ void compare(const FitOptions& o, const std::vector<TrajectoryPoint>& orbit,
 }  // namespace
 
 int fit(const FitOptions& o) {
+    if (!o.plot.empty()) check_picture_name("--plot", o.plot);
     Console console(o.dynamics.log_level);
     const bool inertial = is_inertial(o.frame);
     const std::vector<TimedPosition> observed = read_positions(o);
@@ -233,10 +235,14 @@ int fit(const FitOptions& o) {
     solution.num_output = static_cast<int>(num_output);
 
     std::vector<Iteration> history;
-    collect_history(console, history);
-    const bool done = orbit_fit(&config, &state, end, static_cast<int>(epochs.size()), epochs.data(),
-                                reinterpret_cast<double(*)[3]>(eci.data()), &solution);
-    console.listen(nullptr);
+    const bool done = [&] {
+        Progress progress("fitting");
+        collect_history(console, history, progress);
+        const bool fitted = orbit_fit(&config, &state, end, static_cast<int>(epochs.size()), epochs.data(),
+                                      reinterpret_cast<double(*)[3]>(eci.data()), &solution);
+        console.listen(nullptr);
+        return fitted;
+    }();
     if (!done) throw InputError(o.positions + ": these positions cannot be fitted with " + o.dynamics.dynamics);
     const bool converged = !history.empty() && history.back().test < 0.001;
 
@@ -293,7 +299,7 @@ int fit(const FitOptions& o) {
         write_history(o.history, history);
         wrote("history", o.history);
     }
-    if (!o.plot.empty()) plot_residuals(o.plot, residuals, start);
+    if (!o.plot.empty()) plot_residuals(o.plot, residuals, std::filesystem::path(o.positions).filename().string());
     return converged ? 0 : 1;
 }
 

@@ -1,5 +1,5 @@
 /// \file plot.h
-/// Line plots by gnuplot: panels of series over a common abscissa, written as SVG or PNG by the file's ending.
+/// `leopod plot`: pictures of the CSV files that the other commands write.
 #ifndef LEOPOD_HOST_PLOT_H
 #define LEOPOD_HOST_PLOT_H
 
@@ -8,18 +8,20 @@
 
 namespace host {
 
-struct Series {
-    std::string name;
-    std::vector<double> x, y;
+struct PlotOptions {
+    std::vector<std::string> in;
+    std::string out, title, truth;
+    std::string layout = "components", frame = "horizon", quantity = "filter";
+    double from = -1e18, to = 1e18;       ///< seconds of the first day
+    double limit = 0.0, limit_phase = 0;  ///< ends of the axes [m]; 0: those of the data
+    bool log = false;
 };
 
-struct Panel {
-    std::string title, x_label, y_label;
-    std::vector<Series> series;
-};
-
-/// Writes the panels below each other. False where gnuplot is missing or fails.
-bool plot(const std::string& file, const std::vector<Panel>& panels);
+void plot_errors(const PlotOptions& options);
+void plot_residuals(const PlotOptions& options);
+void plot_satellites(const PlotOptions& options);
+void plot_sky(const PlotOptions& options);
+void plot_track(const PlotOptions& options);
 
 }  // namespace host
 

@@ -1,6 +1,7 @@
 #include "positions.h"
 
 #include <algorithm>
+#include <cctype>
 #include <cmath>
 #include <cstdlib>
 #include <fstream>
@@ -94,6 +95,13 @@ bool parse_number(const std::string& text, double& value) {
     char* end = nullptr;
     value = std::strtod(text.c_str(), &end);
     return end != text.c_str() && *end == '\0' && std::isfinite(value);
+}
+
+bool is_sp3(const std::string& file) {
+    static const std::string ending = ".sp3";
+    return file.size() >= ending.size() &&
+           std::equal(ending.begin(), ending.end(), file.end() - static_cast<std::ptrdiff_t>(ending.size()),
+                      [](char a, char b) { return a == std::tolower(static_cast<unsigned char>(b)); });
 }
 
 bool scan_date(const std::string& text, TimeYMD& date) {

@@ -32,6 +32,9 @@ CsvColumns solution_columns(const std::string& solution);
 /// Reads a text that is a finite number and nothing else. False where it is none.
 bool parse_number(const std::string& text, double& value);
 
+/// True for a name that ends in .sp3, in letters of any size.
+bool is_sp3(const std::string& file);
+
 /// Reads a text such as 2021-01-18T00:00:00, with any one character before the hour. False where it is none.
 bool scan_date(const std::string& text, TimeYMD& date);
 

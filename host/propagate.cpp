@@ -18,8 +18,8 @@ namespace host {
 namespace {
 
 /// Rows of simulated motion: the layout of the orbit simulation, read by simulators of receivers. Derivatives are per unit of the
-/// normalised abscissa of the interpolation, as in that layout.
-void write_rows(const PropagateOptions& o, Dynamics& dynamics, const std::vector<TrajectoryPoint>& points) {
+/// normalised abscissa of the interpolation, as in that layout. Returns their number.
+long write_rows(const PropagateOptions& o, Dynamics& dynamics, const std::vector<TrajectoryPoint>& points) {
     constexpr std::size_t kMargin = 5;  // the ends of the interpolation are left out
     if (points.size() < 17) throw InputError("--rows-out: the trajectory is shorter than 17 output intervals");
     OutputFile out(o.rows_out);
@@ -35,7 +35,9 @@ void write_rows(const PropagateOptions& o, Dynamics& dynamics, const std::vector
     const double first = seconds[kMargin];
     const double range = seconds[points.size() - kMargin] - first;
     const long rows = static_cast<long>(range / o.rows_interval + 1e-9) + 1;
+    Progress progress("writing rows", static_cast<double>(rows));
     for (long i = 1; i < rows; ++i) {
+        progress.done(static_cast<double>(i));
         const double x = first + static_cast<double>(i) * o.rows_interval;
         double y[9] = {};
         double dy[9] = {};
@@ -58,7 +60,7 @@ void write_rows(const PropagateOptions& o, Dynamics& dynamics, const std::vector
                      jerk[2], 0.0, 0.0, 0.0, 0.0, 0.0, 0.0, 0.0, 0.0, 0.0);
     }
     out.close();
-    std::printf("rows written: %s (%ld)\n", o.rows_out.c_str(), rows - 1);
+    return rows - 1;
 }
 
 }  // namespace
@@ -113,7 +115,10 @@ int propagate(const PropagateOptions& o) {
         write_trajectory_sp3(o.sp3_out, points, dynamics.config->output_interval);
         std::printf("orbit written: %s\n", o.sp3_out.c_str());
     }
-    if (!o.rows_out.empty()) write_rows(o, dynamics, points);
+    if (!o.rows_out.empty()) {
+        const long rows = write_rows(o, dynamics, points);
+        std::printf("rows written: %s (%ld)\n", o.rows_out.c_str(), rows);
+    }
     return 0;
 }
 

@@ -5,14 +5,17 @@
 #include <chrono>
 #include <cmath>
 #include <cstdio>
+#include <filesystem>
 #include <map>
 #include <memory>
 
+#include "canvas.h"
 #include "command.h"
 #include "console.h"
 #include "error.h"
+#include "figures.h"
 #include "output.h"
-#include "plot.h"
+#include "satellites.h"
 #include "sp3.h"
 #include "truth.h"
 
@@ -26,6 +29,7 @@ constexpr std::size_t kSettling = 20;  ///< solved epochs after which the filter
 struct Epoch {
     GTime tag{};
     const char* status = "";
+    bool processed = false;  ///< handed to the library
     bool solved = false;
     bool under_mask = false;  ///< failed with satellites set aside as below the elevation mask
     int satellites = 0;
@@ -63,12 +67,6 @@ const char* status_name(STATUS_SOL status) {
     }
 }
 
-std::string satellite_name(int satsys, int prn) {
-    char name[16] = {};
-    satsysprn2string(static_cast<sysGNSS>(satsys), prn % 100, name);
-    return name;
-}
-
 std::string system_name(int index) {
     char name[16] = {};
     sysGNSSAsString(gnssconfig.sys_used[index], name);
@@ -93,6 +91,7 @@ Epoch process(OBSDATA_EPOCH& observations, RUNTIME_POD_EMBED& runtime, Console& 
         return epoch;
     }
     run_single_pod_embed(&observations, &runtime);
+    epoch.processed = true;
     const SOLUTION& point = runtime.sln_kine;
     epoch.slips = console.take_slips();
     epoch.status = status_name(point.status);
@@ -263,58 +262,66 @@ void print_summary(const RunOptions& options, const Environment& environment, co
                 1e6 * totals.seconds / static_cast<double>(epochs.size()));
 }
 
-void write_plot(const std::string& file, const std::vector<Epoch>& epochs, const Errors& errors, bool at_rest) {
-    std::vector<Panel> panels;
-    const char* axes[2][3] = {{"radial", "along-track", "cross-track"}, {"east", "north", "up"}};
-    const std::string start = "minutes since " + time_text(epochs.front().tag, 0) + " GPST";
-    const auto panel = [&](const std::string& title, const std::vector<PositionError>& list) {
-        Panel p{title, start, "error [m]", {}};
-        for (std::size_t k = 0; k < 3; ++k) {
-            Series s{axes[at_rest][k], {}, {}};
-            for (const PositionError& e : list) {
-                s.x.push_back(e.seconds / 60.0);
-                s.y.push_back(e.component[k]);
-            }
-            p.series.push_back(s);
-        }
-        panels.push_back(p);
-    };
+void write_plot(const std::string& file, const std::vector<Epoch>& epochs, const Errors& errors,
+                const RunOptions& options, bool at_rest) {
+    const GTime& first = epochs.front().tag;
     if (!errors.point.empty()) {
-        panel("point position from pseudoranges, error against the truth", errors.point);
-        panel("carrier-phase filter, error against the truth", errors.filter);
-    } else {
-        Panel p{"satellites in the point position", start, "satellites", {{"satellites", {}, {}}}};
-        for (const Epoch& e : epochs) {
-            p.series[0].x.push_back(gtimeSubSec(e.tag, epochs.front().tag) / 60.0);
-            p.series[0].y.push_back(e.satellites);
+        ErrorFigure figure;
+        figure.options = {file, "", first.time.mjd};
+        figure.reference = std::filesystem::path(options.truth).filename().string();
+        figure.at_rest = at_rest;
+        figure.layout = {"solutions"};
+        for (const auto& [name, list] : {std::pair{"Point position from pseudoranges", &errors.point},
+                                         std::pair{"Carrier-phase filter", &errors.filter}}) {
+            SolutionErrors s{name, {}, {}};
+            for (const PositionError& e : *list) {
+                s.seconds.push_back(first.time.sod + e.seconds);
+                for (std::size_t k = 0; k < 3; ++k) s.component[k].push_back(e.component[k]);
+            }
+            figure.solutions.push_back(std::move(s));
         }
-        panels.push_back(p);
-    }
-    if (plot(file, panels)) {
-        std::printf("plot: %s\n", file.c_str());
+        report_picture(file, [&] { draw_errors(figure); });
     } else {
-        std::printf("plot: skipped, gnuplot is not there or failed\n");
+        SatelliteFigure figure;
+        figure.options = {file, "", first.time.mjd};
+        figure.source = std::filesystem::path(options.inputs.obs.front()).filename().string() +
+                        (options.inputs.obs.size() > 1 ? ", ..." : "");
+        for (const Epoch& e : epochs) {
+            figure.seconds.push_back(first.time.sod + gtimeSubSec(e.tag, first));
+            figure.count.push_back(e.satellites);
+            figure.dilution.push_back(e.solved ? e.gdop : std::nan(""));
+        }
+        report_picture(file, [&] { draw_satellites(figure); });
     }
 }
 
 }  // namespace
 
 int run(const RunOptions& options) {
+    if (!options.plot.empty()) check_picture_name("--plot", options.plot);
     Console console(options.log_level);
     Environment environment;
-    prepare(options.inputs, environment);
+    {
+        const Progress progress("reading files");
+        prepare(options.inputs, environment);
+    }
     std::unique_ptr<Truth> truth;
     if (!options.truth.empty())
         truth = std::make_unique<Truth>(Truth::load(options.truth, g_obs_storage[0].epoch_time));
+
+    std::unique_ptr<SatelliteTable> satellites;
+    if (!options.satellites_out.empty()) satellites = std::make_unique<SatelliteTable>(options.satellites_out, console);
 
     RUNTIME_POD_EMBED& runtime = *environment.runtime;
     std::vector<Epoch> epochs;
     epochs.reserve(static_cast<std::size_t>(g_num_obs_storage));
     Totals totals;
     const auto start = std::chrono::steady_clock::now();
+    auto progress = std::make_unique<Progress>("processing epochs", g_num_obs_storage);
     for (int i = 0; i < g_num_obs_storage; ++i) {
         epochs.push_back(process(g_obs_storage[i], runtime, console));
         const Epoch& epoch = epochs.back();
+        if (satellites != nullptr && epoch.processed) satellites->add(runtime, epoch.solved, epoch.slips);
         if (epoch.solved) {
             ++totals.solved;
             totals.used_epochs += epoch.satellites;
@@ -324,9 +331,11 @@ int run(const RunOptions& options) {
             ++totals.failed[epoch.status];
             totals.under_mask += epoch.under_mask;
         }
-        if (i % 64 == 0) console.progress(std::to_string(i) + " of " + std::to_string(g_num_obs_storage) + " epochs");
+        progress->done(i + 1);
     }
-    console.progress("");
+    progress.reset();
+    if (satellites != nullptr) satellites->close();
+    console.listen(nullptr);
     totals.seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
 
     print_summary(options, environment, epochs, totals, console);
@@ -343,6 +352,7 @@ int run(const RunOptions& options) {
         write_csv(options.out, epochs);
         std::printf("epochs written: %s\n", options.out.c_str());
     }
+    if (satellites != nullptr) std::printf("satellites written: %s\n", options.satellites_out.c_str());
     if (!options.sp3_out.empty()) {
         std::vector<Sp3Point> points;
         for (const Epoch& e : epochs) {
@@ -352,7 +362,7 @@ int run(const RunOptions& options) {
         write_sp3(options.sp3_out, points, interval);
         std::printf("orbit written: %s\n", options.sp3_out.c_str());
     }
-    if (!options.plot.empty()) write_plot(options.plot, epochs, errors, truth != nullptr && truth->at_rest());
+    if (!options.plot.empty()) write_plot(options.plot, epochs, errors, options, truth != nullptr && truth->at_rest());
     return totals.solved > 0 ? 0 : 1;
 }
 
@@ -380,6 +390,8 @@ void add_run(CLI::App& app, Action& action) {
     command->add_option("--truth", o->truth,
                         "CSV to compare with: GPST, x, y, z in metres, earth-fixed; one row for a site at rest");
     command->add_option("--out", o->out, "CSV, one row per epoch");
+    command->add_option("--satellites-out", o->satellites_out,
+                        "CSV, one row per epoch and satellite: directions, residuals, slips");
     command->add_option("--sp3-out", o->sp3_out, "SP3-c file of the filtered positions");
     command->add_option("--plot", o->plot, "SVG or PNG of the errors, or of the satellites without --truth");
     command

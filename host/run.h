@@ -11,7 +11,7 @@ namespace host {
 
 struct RunOptions {
     InputOptions inputs;
-    std::string truth, out, sp3_out, plot;
+    std::string truth, out, satellites_out, sp3_out, plot;
     std::string log_level = "critical";
 };
 
