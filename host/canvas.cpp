@@ -141,6 +141,18 @@ double text_width(const std::string& text, double size, bool bold) {
     return width * size * (bold ? 1.1 : 1.0);
 }
 
+std::string shortened(const std::string& text, double size, double width) {
+    if (text_width(text, size) <= width) return text;
+    std::string kept;
+    for (std::size_t i = 0; i < text.size();) {
+        const std::size_t n = std::max<std::size_t>(1, character_length(text, i));
+        if (text_width(kept + text.substr(i, n), size) > width - size) break;
+        kept += text.substr(i, n);
+        i += n;
+    }
+    return kept + "\u2026";
+}
+
 void check_picture_name(const std::string& option, const std::string& file) {
     if (!ends_with(file, ".svg") && !ends_with(file, ".png"))
         throw InputError(option + " " + file + ": a name that ends in .svg or .png is expected");

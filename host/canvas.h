@@ -26,6 +26,9 @@ struct Type {
 /// Width of a text in a common sans-serif type, on the wide side [pixel].
 double text_width(const std::string& text, double size, bool bold = false);
 
+/// A text cut to a width, with an ellipsis where something was cut off.
+std::string shortened(const std::string& text, double size, double width);
+
 /// Throws InputError where a name of a picture ends in anything other than .svg or .png.
 void check_picture_name(const std::string& option, const std::string& file);
 

@@ -15,7 +15,8 @@ namespace {
 constexpr int kWidth = 1000;
 constexpr double kLeft = 70.0, kRight = 22.0, kColumnGap = 34.0;
 constexpr double kPanelTitle = 22.0, kRowGap = 16.0;
-constexpr double kSwatch = 18.0;  ///< room of a legend's sign
+constexpr double kSwatch = 18.0;      ///< room of a legend's sign
+constexpr double kNameWidth = 180.0;  ///< of a legend's text, at most
 constexpr double kInfinity = std::numeric_limits<double>::infinity();
 constexpr double kRadian = 3.14159265358979323846 / 180.0;
 const char* const kText = "#222222";
@@ -81,8 +82,8 @@ double caption_height(const Heading& heading) {
 
 /// Title above, caption below; returns where the chart may begin.
 double draw_heading(Canvas& canvas, const Heading& heading, double height) {
-    canvas.text({20, 24}, heading.title, {18, kText, Anchor::start, true, false});
-    canvas.text({20, 46}, heading.subtitle, {12.5, kSoft, Anchor::start, false, false});
+    canvas.text({20, 24}, shortened(heading.title, 18, 0.85 * kWidth), {18, kText, Anchor::start, true, false});
+    canvas.text({20, 46}, shortened(heading.subtitle, 12.5, 0.95 * kWidth), {12.5, kSoft, Anchor::start, false, false});
     double y = height - caption_height(heading) + 12.0;
     for (const std::string& line : split_lines(heading.caption)) {
         canvas.text({20, y}, line, {11, kSoft, Anchor::start, false, false});
@@ -141,7 +142,7 @@ double time_step(const Range& range, double pixels) {
     for (double step : kSteps) {
         if ((range.to - range.from) / step <= pixels / 75.0) return step;
     }
-    return 500 * kDay;
+    return 500 * kDay * std::ceil((range.to - range.from) / (500 * kDay));
 }
 
 std::vector<Tick> time_ticks(const Range& range, double pixels, long day_mjd) {
@@ -222,6 +223,8 @@ Range range_of(const Axis& axis, const std::vector<const std::vector<double>*>& 
     }
     if (std::isfinite(axis.from)) r.from = axis.from;
     if (std::isfinite(axis.to)) r.to = axis.to;
+    // An end that was asked for may lie before all data.
+    if (axis.kind != Axis::Kind::names && r.from >= r.to) r.from = axis.log ? 0.1 * r.to : r.to - 1.0;
     return r;
 }
 
@@ -399,7 +402,7 @@ std::vector<LegendEntry> entries_of(const Panel& panel) {
     std::vector<LegendEntry> entries;
     for (const Series& s : panel.series) {
         if (panel.legend && !s.name.empty())
-            entries.push_back({s.name, s.note, s.colour, s.style == Series::Style::dots});
+            entries.push_back({shortened(s.name, 12.0, kNameWidth), s.note, s.colour, s.style == Series::Style::dots});
     }
     return entries;
 }
@@ -509,10 +512,13 @@ void draw(const Chart& chart, const std::string& file) {
         height += chart.rows[r];
     }
     // A common legend beside the panels, in as many columns as the height asks for.
+    constexpr std::size_t kMostColumns = 3;
     const double room = rows.back().to - rows.front().from;
     const std::size_t most = std::max<std::size_t>(1, static_cast<std::size_t>(room / 13.5));
-    const std::size_t legend_columns = (chart.legend.size() + most - 1) / most;
-    const std::size_t per_column = legend_columns > 0 ? (chart.legend.size() + legend_columns - 1) / legend_columns : 1;
+    // More entries than three columns hold are left out.
+    const std::size_t listed = std::min(chart.legend.size(), kMostColumns * most);
+    const std::size_t legend_columns = (listed + most - 1) / most;
+    const std::size_t per_column = legend_columns > 0 ? (listed + legend_columns - 1) / legend_columns : 1;
     const double entry_height = std::min(17.0, room / static_cast<double>(per_column));
     double entry_width = 0;
     for (const LegendEntry& e : chart.legend)
@@ -570,7 +576,7 @@ void draw(const Chart& chart, const std::string& file) {
     }
     if (!chart.legend.empty()) {
         canvas.begin("legend", "legend");
-        for (std::size_t i = 0; i < chart.legend.size(); ++i) {
+        for (std::size_t i = 0; i < listed; ++i) {
             draw_entry(canvas, right + 14 + entry_width * static_cast<double>(i / per_column),
                        rows.front().from + 7 + entry_height * static_cast<double>(i % per_column), chart.legend[i],
                        false);
@@ -707,7 +713,7 @@ void draw_map(const Heading& heading, const std::vector<Track>& tracks, const st
     check_picture_name("picture", file);
     std::vector<LegendEntry> entries;
     for (const Track& track : tracks) {
-        if (tracks.size() > 1) entries.push_back({track.name, {}, track.colour});
+        if (tracks.size() > 1) entries.push_back({shortened(track.name, 12.0, kNameWidth), {}, track.colour});
     }
     const double legend = legend_width(entries);
     const double wide = kWidth - 60.0 - kRight - (legend > 0.0 ? legend + 14.0 : 0.0);

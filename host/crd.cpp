@@ -423,7 +423,13 @@ int crd(const CrdOptions& given_options) {
     if (!options.records.empty()) options.records.push_back("sessions");
     for (const std::string& file : options.files) open_crd(file);  // nothing is written where one of them can't be used
     CrdReader reader(options);
-    for (const std::string& file : options.files) reader.read(file);
+    {
+        Progress progress("reading laser ranging files", static_cast<double>(options.files.size()));
+        for (std::size_t i = 0; i < options.files.size(); ++i) {
+            progress.done(static_cast<double>(i));
+            reader.read(options.files[i]);
+        }
+    }
     reader.print();
     reader.write_tables();
     return reader.data_records() > 0 ? 0 : 1;

@@ -31,7 +31,10 @@ struct Source {
 
 Source parse_source(const std::string& text) {
     Source s{text, "", ""};
-    const auto exists = [](const std::string& name) { return std::filesystem::exists(name); };
+    const auto exists = [](const std::string& name) {
+        std::error_code too_long;
+        return std::filesystem::exists(name, too_long);
+    };
     const std::size_t equals = text.find('=', text.find_last_of('/') == std::string::npos ? 0 : text.find_last_of('/'));
     if (!exists(text) && equals != std::string::npos) {
         s.file = text.substr(0, equals);
@@ -125,6 +128,16 @@ double usual_step(std::vector<double> seconds) {
     return percentile(std::move(steps), 50.0);
 }
 
+/// Time of a row in seconds since the start of `day`, which the first row sets. False where the row has none, or outside the span asked for.
+bool row_seconds(const PlotOptions& o, const CsvReader& in, int mjd, int sod, long& day, double& seconds) {
+    const double row_day = in.number(mjd);
+    const double row_second = in.number(sod);
+    if (!(std::fabs(row_day) < 1e5 && std::fabs(row_second) < 1e6)) return false;
+    if (day == 0) day = std::lround(row_day);
+    seconds = (row_day - static_cast<double>(day)) * 86400.0 + row_second;
+    return seconds >= o.from && seconds <= o.to;
+}
+
 const char* const kSatelliteHint = "the file of leopod run --satellites-out is expected";
 
 /// Files of `leopod run --satellites-out`: rows by satellite.
@@ -146,15 +159,14 @@ std::map<std::string, SatelliteRows> read_satellites(const PlotOptions& o, const
         const int range1 = in.require("range1_residual_m", kSatelliteHint);
         const int range2 = in.require("range2_residual_m", kSatelliteHint);
         while (in.next()) {
-            const double row_day = in.number(mjd);
-            if (!std::isfinite(row_day) || std::fabs(row_day) > 1e6) continue;
-            if (day == 0) day = std::lround(row_day);
-            const double seconds = (row_day - static_cast<double>(day)) * 86400.0 + in.number(sod);
-            if (!(seconds >= o.from && seconds <= o.to)) continue;
-            SatelliteRows& rows = satellites[std::string(in.text(name))];
+            double seconds = 0;
+            const std::string satellite(in.text(name));
+            if (satellite.size() != 3 || !row_seconds(o, in, mjd, sod, day, seconds)) continue;
+            SatelliteRows& rows = satellites[satellite];
             rows.seconds.push_back(seconds);
-            rows.azimuth.push_back(in.number(azimuth));
-            rows.elevation.push_back(in.number(elevation));
+            const bool directed = std::fabs(in.number(azimuth)) <= 360.0 && std::fabs(in.number(elevation)) <= 90.0;
+            rows.azimuth.push_back(directed ? in.number(azimuth) : std::nan(""));
+            rows.elevation.push_back(directed ? in.number(elevation) : std::nan(""));
             rows.code.push_back(in.number(code));
             rows.phase.push_back(in.number(phase));
             rows.range1.push_back(in.number(range1));
@@ -270,11 +282,8 @@ void plot_satellites(const PlotOptions& o) {
         const int count = in.require("satellites", hint);
         const int dilution = in.require("gdop", hint);
         while (in.next()) {
-            const double row_day = in.number(mjd);
-            if (!std::isfinite(row_day) || std::fabs(row_day) > 1e6) continue;
-            if (figure.options.day_mjd == 0) figure.options.day_mjd = std::lround(row_day);
-            const double seconds = (row_day - static_cast<double>(figure.options.day_mjd)) * 86400.0 + in.number(sod);
-            if (!(seconds >= o.from && seconds <= o.to)) continue;
+            double seconds = 0;
+            if (!row_seconds(o, in, mjd, sod, figure.options.day_mjd, seconds)) continue;
             figure.seconds.push_back(seconds);
             figure.count.push_back(in.number(count));
             figure.dilution.push_back(in.number(dilution));
@@ -358,8 +367,11 @@ void add_plot(CLI::App& app, Action& action) {
         command->callback([o, draw, &action] {
             action = [o, draw] {
                 check_picture_name("--out", o->out);
-                const Progress progress("drawing " + o->out);
-                draw(*o);
+                {
+                    const Progress progress("drawing " + o->out);
+                    draw(*o);
+                }
+                std::printf("plot: %s\n", o->out.c_str());
                 return 0;
             };
         });

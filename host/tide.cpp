@@ -160,7 +160,7 @@ void print_extremes(const std::vector<TidePoint>& points, bool with_ocean) {
 }  // namespace
 
 int tide(const TideOptions& o) {
-    Console console(o.log_level);
+    const Console console(o.log_level);
     const Site site = site_of(o);
     if (!(o.duration >= 0.0) || o.duration > 400.0 * 86400.0)
         throw InputError("--duration: between 0 and 400 days in seconds is expected");
@@ -179,6 +179,7 @@ int tide(const TideOptions& o) {
 
     std::vector<TidePoint> points;
     const long count = static_cast<long>(std::floor(o.duration / o.interval + 1e-9)) + 1;
+    auto progress = std::make_unique<Progress>("computing tides", static_cast<double>(count));
     for (long i = 0; i < count; ++i) {
         TidePoint p{};
         p.gpst = gtimeAddSec(start, static_cast<double>(i) * o.interval);
@@ -190,9 +191,9 @@ int tide(const TideOptions& o) {
             p.displacement[TOTAL].neu[k] = p.displacement[SOLID].neu[k] + p.displacement[OCEAN].neu[k];
         }
         points.push_back(p);
-        if (i % 1000 == 999) console.progress("epoch " + std::to_string(i + 1) + " of " + std::to_string(count));
+        progress->done(static_cast<double>(i + 1));
     }
-    console.progress("");
+    progress.reset();
 
     std::printf("leopod tide: %s to %s GPST, %zu epochs\n", time_text(points.front().gpst).c_str(),
                 time_text(points.back().gpst).c_str(), points.size());
