@@ -1,13 +1,17 @@
-// Force evaluation with its parts beside the whole, propagation, variational equations, an iteration of the built-in fit; one Fehlberg step
-// against Boost.odeint's.
+// Force evaluation against its parts, Fehlberg steps against their memory traffic and against Boost.odeint's, propagation, variational
+// equations, an iteration of the built-in fit against its force evaluations.
 #include <benchmark/benchmark.h>
 
 #include <algorithm>
 #include <array>
-#include <chrono>
 #include <cmath>
+#include <cstdlib>
 #include <cstring>
+#include <ctime>
+#include <filesystem>
+#include <iterator>
 #include <memory>
+#include <utility>
 #include <vector>
 
 #include "earth_gravity.h"
@@ -178,18 +182,160 @@ void derivative_504(benchmark::State& bench) {
 }
 BENCHMARK(derivative_504)->Name("derivative with 504 parameters/leopod");
 
-int iterations = 0;
-void count_iterations(ulog_level_t, char* text) { iterations += std::strncmp(text, "iteration number", 16) == 0; }
+// --- one force evaluation against the calls that it cannot do without --------------------------------------------------
 
-/// One iteration of the fit of the built-in positions: a day, degree 100, 504 parameters.
-void fit_iteration(benchmark::State& bench) {
+/// Ground defaults: degree 100, ten bodies, relativity; with the gradient.
+void force_ten_bodies(benchmark::State& bench) {
     Dynamics d(100);
-    auto config = std::make_unique<ORBIT_DYN_CONFIG>();
-    auto state = std::make_unique<STATE_SPACECRAFT>();
-    std::vector<GTime> epochs(1440);
-    const auto positions = std::make_unique<double[][3]>(1440);
-    const int n = test_orbit_fit_data(epochs.data(), positions.get());
+    initialize_orbit_config(d.config.get());
+    d.config->status_derivative = 1;
     for (auto _ : bench) {
+        compute_acc_all(d.config.get(), d.state.get());
+        benchmark::DoNotOptimize(d.state->acc_eci);
+    }
+}
+BENCHMARK(force_ten_bodies)->Name("force evaluation, degree 100, ten bodies, relativity, gradient/leopod");
+
+/// One frame, the field with its gradient, each of the ten bodies once.
+void force_parts(benchmark::State& bench) {
+    Dynamics d(100);
+    initialize_orbit_config(d.config.get());
+    double R[9], dR[9], acc[3], dadr[9], pv[6];
+    for (auto _ : bench) {
+        compute_eci2ecf_matrix(kMjd, kLeap, R, dR);
+        benchmark::DoNotOptimize(R);
+        benchmark::DoNotOptimize(position);
+        generateVW(100, 100, position);
+        compute_acc_earth_gravity(100, 100, position, acc);
+        compute_dadr_earth_gravity(100, 100, position, dadr);
+        benchmark::DoNotOptimize(acc);
+        benchmark::DoNotOptimize(dadr);
+        for (int i = 0; i < d.config->num_planets; ++i) {
+            compute_planet_pos_vel(kMjd + 2400000.5, EARTH, d.config->planets[i], pv);
+            benchmark::DoNotOptimize(pv);
+        }
+    }
+}
+BENCHMARK(force_parts)->Name("force evaluation, degree 100, ten bodies, relativity, gradient/limit");
+
+// --- Fehlberg steps against the derivative's calls and the memory traffic of the stage sums ----------------------------
+
+void no_derivative(int, double, double*, double*) {}
+
+template <int n>
+void step_with_empty_derivative(benchmark::State& bench) {
+    std::vector<double> y(n, 1.0), error(n);
+    for (auto _ : bench) {
+        single_step_RungeKuttaFehlberg78(no_derivative, n, 0.0, y.data(), 1e-3, error.data());
+        benchmark::DoNotOptimize(y.data());
+    }
+}
+
+// The stage derivatives that enter the sums of stages 1 to 12, and those of the two solutions together: nonzero coefficients, bit k for
+// stage k.
+constexpr unsigned kOperands[] = {0x1, 0x3, 0x5, 0xd, 0x19, 0x39, 0x71, 0xf9, 0x1f9, 0x3f9, 0x3e1, 0xbf9, 0x1fe1};
+constexpr std::size_t kSums = std::size(kOperands);
+
+struct One {
+    using type = double;
+};
+struct Four {
+    using type [[gnu::vector_size(32), gnu::aligned(8)]] = double;
+};
+
+/// The memory traffic of sum i over elements j: each operand is loaded once, with one addition a load and nothing else, and the sum is
+/// stored, for the solutions the errors too.
+template <std::size_t i, typename Width>
+[[gnu::always_inline]] inline void move(double* y, double* K, int n, int j, double* stage, double* error) {
+    using T = typename Width::type;
+    T sum = *reinterpret_cast<T*>(y + j);
+    for (std::size_t k = 0; k <= i; ++k) {
+        if ((kOperands[i] >> k & 1) != 0) sum += *reinterpret_cast<T*>(K + k * n + j);
+    }
+    *reinterpret_cast<T*>((i + 1 < kSums ? stage : y) + j) = sum;
+    if (i + 1 == kSums) *reinterpret_cast<T*>(error + j) = sum;
+}
+
+template <std::size_t i>
+[[gnu::always_inline]] inline void move_all(double* y, double* K, int n, double* stage, double* error) {
+    int j = 0;
+    for (; j + 4 <= n; j += 4) move<i, Four>(y, K, n, j, stage, error);
+    for (; j < n; ++j) move<i, One>(y, K, n, j, stage, error);
+}
+
+template <std::size_t... i>
+[[gnu::always_inline]] inline void traffic(double* y, double* K, int n, double* stage, double* error, Derivative f,
+                                           std::index_sequence<i...>) {
+    ((f(n, 0.0, stage, K + i * n), move_all<i>(y, K, n, stage, error)), ...);
+}
+
+void traffic_plain(double* y, double* K, int n, double* stage, double* error, Derivative f) {
+    traffic(y, K, n, stage, error, f, std::make_index_sequence<kSums>{});
+}
+#if defined(__x86_64__)
+[[gnu::target("avx2")]] void traffic_avx2(double* y, double* K, int n, double* stage, double* error, Derivative f) {
+    traffic(y, K, n, stage, error, f, std::make_index_sequence<kSums>{});
+}
+#endif
+
+/// Thirteen calls of the empty derivative and the traffic of the sums, in the widest registers that the library takes too.
+template <int n>
+void step_limit(benchmark::State& bench) {
+    std::vector<double> y(n), K(n * kSums), stage(n), error(n);
+    auto* run = traffic_plain;
+#if defined(__x86_64__)
+    if (__builtin_cpu_supports("avx2")) run = traffic_avx2;
+#endif
+    Derivative f = no_derivative;
+    benchmark::DoNotOptimize(f);
+    for (auto _ : bench) {
+        run(y.data(), K.data(), n, stage.data(), error.data(), f);
+        benchmark::DoNotOptimize(y.data());
+    }
+}
+#define BENCHMARK_STEP(n)                                                                           \
+    BENCHMARK_TEMPLATE(step_with_empty_derivative, n)->Name("Fehlberg step, " #n " states/leopod"); \
+    BENCHMARK_TEMPLATE(step_limit, n)->Name("Fehlberg step, " #n " states/limit")
+BENCHMARK_STEP(42);
+BENCHMARK_STEP(3066);
+
+// --- an iteration of the built-in fit against its force evaluations ----------------------------------------------------
+
+const std::filesystem::path& data_dir() {
+    const char* dir = std::getenv("LEOPOD_DATA");
+    static const std::filesystem::path path = dir != nullptr ? dir : LEOPOD_DATA_DIR;
+    return path;
+}
+
+/// The built-in positions with the ground defaults: a day, degree 100, ten bodies, 504 parameters, step 20 s. The files of the gravity
+/// field, earth orientation and planets are loaded where they are there; else the noise field, no orientation and the analytic series.
+struct Fit {
+    std::unique_ptr<ORBIT_DYN_CONFIG> config = std::make_unique<ORBIT_DYN_CONFIG>();
+    std::unique_ptr<STATE_SPACECRAFT> state = std::make_unique<STATE_SPACECRAFT>();
+    std::vector<EOPREC> eop = std::vector<EOPREC>(MAXSIZE_EOP + 1);
+    std::unique_ptr<EPH_HEADER_JPL> header = std::make_unique<EPH_HEADER_JPL>();
+    std::vector<EPH_RECORD_JPL> records = std::vector<EPH_RECORD_JPL>(MAXNUM_RECORD_JPLEPH + 1);
+    std::vector<GTime> epochs = std::vector<GTime>(1440);
+    std::unique_ptr<double[][3]> positions = std::make_unique<double[][3]>(1440);
+
+    Fit() {
+        const Dynamics field(100);
+        initialize_global_earth_rotation_param();
+        g_eop_storage = eop.data();
+        const auto file = [](const char* name) { return (data_dir() / name).string(); };
+        load_eop_storage(file("eop/eopc04_IAU2000.62-now").data());
+        initialize_global_eph_planet();
+        if (load_eph_storage_file(file("jpl/de438r_2016_2021.txt").data(), header.get(), records.data())) {
+            g_eph_header = header.get();
+            g_ephData_storage = records.data();
+        }
+        if (std::filesystem::exists(file("gravity/EGM2008.txt")))
+            load_earth_coef_EGM(file("gravity/EGM2008.txt").data());
+        test_orbit_fit_data(epochs.data(), positions.get());
+    }
+    /// State at the first position from the polynomial through eight of them.
+    void start() {
+        config = std::make_unique<ORBIT_DYN_CONFIG>();
         initialize_orbit_config(config.get());
         initialize_state_spacecraft(config.get(), state.get());
         state->utc_start = epochs[0];
@@ -203,22 +349,73 @@ void fit_iteration(benchmark::State& bench) {
             state->pos_eci[i] = value_and_rate[0];
             state->vel_eci[i] = value_and_rate[1];
         }
+        g_orbitdyn_config = config.get();
+        g_satellite_state = state.get();
+    }
+};
+
+/// Processor time of this process [s].
+double processor_time() { return static_cast<double>(std::clock()) / CLOCKS_PER_SEC; }
+
+int iterations = 0;
+void count_iterations(ulog_level_t, char* text) { iterations += std::strncmp(text, "iteration number", 16) == 0; }
+
+void fit_iteration(benchmark::State& bench) {
+    Fit fit;
+    for (auto _ : bench) {
+        fit.start();
         iterations = 0;
         ulog_subscribe(count_iterations, ULOG_INFO_LEVEL);
-        const auto start = std::chrono::steady_clock::now();
-        orbit_fit(config.get(), state.get(), epochs[static_cast<std::size_t>(n) - 1], n, epochs.data(), positions.get(),
-                  nullptr);
-        bench.SetIterationTime(std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count() /
-                               std::max(iterations, 1));
+        const double start = processor_time();
+        orbit_fit(fit.config.get(), fit.state.get(), fit.epochs.back(), static_cast<int>(fit.epochs.size()),
+                  fit.epochs.data(), fit.positions.get(), nullptr);
+        const double end = processor_time();
         ulog_unsubscribe(count_iterations);
+        bench.SetIterationTime((end - start) / std::max(iterations, 1));
     }
 }
-BENCHMARK(fit_iteration)
-    ->Name("iteration of the built-in fit/leopod")
-    ->UseManualTime()
-    ->Iterations(1)
-    ->Repetitions(1)
-    ->Unit(benchmark::kMillisecond);
+
+/// Instant and motion of one force evaluation.
+struct Evaluation {
+    double seconds, motion[6];
+};
+std::vector<Evaluation> evaluations;
+
+void recording_derivative(int n, double x, double* y, double* dydx) {
+    Evaluation e{x, {}};
+    std::copy_n(y, 6, e.motion);
+    evaluations.push_back(e);
+    orbit_derivative(n, x, y, dydx);
+}
+
+/// Every force evaluation that an iteration makes, once more at the same instants and places, and nothing else.
+void fit_forces(benchmark::State& bench) {
+    Fit fit;
+    fit.start();
+    evaluations.clear();
+    const int n = fit.config->nstate;
+    std::vector<double> y(n), error(n);
+    convert_struct2ystate(n, fit.config.get(), fit.state.get(), y.data());
+    double step = fit.config->step_size;
+    for (int i = 0; i + 1 < static_cast<int>(fit.epochs.size()); ++i)
+        IntegrateTo(recording_derivative, n, 60.0 * i, y.data(), &step, 60.0 * (i + 1), error.data());
+    for (auto _ : bench) {
+        const double start = processor_time();
+        for (const Evaluation& e : evaluations) {
+            fit.state->sec_since_start = e.seconds;
+            std::copy_n(e.motion, 3, fit.state->pos_eci);
+            std::copy_n(e.motion + 3, 3, fit.state->vel_eci);
+            compute_acc_all(fit.config.get(), fit.state.get());
+            benchmark::DoNotOptimize(fit.state->acc_eci);
+        }
+        const double end = processor_time();
+        bench.SetIterationTime(end - start);
+    }
+}
+#define BENCHMARK_ONCE(function, name) \
+    BENCHMARK(function)->Name(name)->UseManualTime()->Iterations(1)->Unit(benchmark::kMillisecond)
+BENCHMARK_ONCE(fit_iteration, "iteration of the built-in fit, 504 parameters/leopod");
+BENCHMARK_ONCE(fit_forces, "iteration of the built-in fit, 504 parameters/limit");
 
 void kepler(int, double, double* y, double* dydx) {
     const double r2 = y[0] * y[0] + y[1] * y[1] + y[2] * y[2];
@@ -236,7 +433,7 @@ void step_leopod(benchmark::State& bench) {
         benchmark::DoNotOptimize(y);
     }
 }
-BENCHMARK(step_leopod)->Name("fehlberg_step/leopod");
+BENCHMARK(step_leopod)->Name("Fehlberg step, 6 states, with its derivative/leopod");
 
 #ifdef HAVE_ODEINT
 void step_peer(benchmark::State& bench) {
@@ -251,7 +448,7 @@ void step_peer(benchmark::State& bench) {
         benchmark::DoNotOptimize(y);
     }
 }
-BENCHMARK(step_peer)->Name("fehlberg_step/peer");
+BENCHMARK(step_peer)->Name("Fehlberg step, 6 states, with its derivative/peer");
 #endif
 
 }  // namespace

@@ -1,4 +1,5 @@
-// Acceleration of the Earth's field at one position: harmonics and sum, against GeographicLib's Clenshaw summation.
+// Acceleration of the Earth's field at one position, and its gradient: harmonics and sums, against GeographicLib's Clenshaw summation,
+// which gives the acceleration alone.
 #include <benchmark/benchmark.h>
 
 #include <random>
@@ -32,20 +33,24 @@ struct Field {
     }
 };
 
-template <int degree>
-void leopod_acceleration(benchmark::State& state) {
+template <int degree, bool gradient>
+void leopod_field(benchmark::State& state) {
     const Field field;
-    double acceleration[3];
+    double acceleration[3], dadr[9];
     for (auto _ : state) {
         benchmark::DoNotOptimize(position);
         generateVW(degree, degree, position);
         compute_acc_earth_gravity(degree, degree, position, acceleration);
         benchmark::DoNotOptimize(acceleration);
+        if (!gradient) continue;
+        compute_dadr_earth_gravity(degree, degree, position, dadr);
+        benchmark::DoNotOptimize(dadr);
     }
 }
 
-BENCHMARK_TEMPLATE(leopod_acceleration, 30)->Name("gravity_acceleration_30/leopod");
-BENCHMARK_TEMPLATE(leopod_acceleration, 120)->Name("gravity_acceleration_120/leopod");
+BENCHMARK_TEMPLATE(leopod_field, 30, false)->Name("acceleration of the field, degree 30/leopod");
+BENCHMARK_TEMPLATE(leopod_field, 120, false)->Name("acceleration of the field, degree 120/leopod");
+BENCHMARK_TEMPLATE(leopod_field, 120, true)->Name("acceleration and gradient of the field, degree 120/leopod");
 
 #ifdef HAVE_GEOGRAPHICLIB
 template <int degree>
@@ -69,8 +74,9 @@ void peer_acceleration(benchmark::State& state) {
     }
 }
 
-BENCHMARK_TEMPLATE(peer_acceleration, 30)->Name("gravity_acceleration_30/peer");
-BENCHMARK_TEMPLATE(peer_acceleration, 120)->Name("gravity_acceleration_120/peer");
+BENCHMARK_TEMPLATE(peer_acceleration, 30)->Name("acceleration of the field, degree 30/peer");
+BENCHMARK_TEMPLATE(peer_acceleration, 120)->Name("acceleration of the field, degree 120/peer");
+BENCHMARK_TEMPLATE(peer_acceleration, 120)->Name("acceleration and gradient of the field, degree 120/peer");
 #endif
 
 }  // namespace
