@@ -2,6 +2,7 @@
 
 #include <cmath>
 #include <iterator>
+#include <limits>
 
 #include "internal.h"
 
@@ -13,7 +14,12 @@ using leopod::kArcsecInTurn;
 using leopod::kArcsecToRad;
 using leopod::kDaysInCentury;
 using leopod::kJdJ2000;
+using leopod::kQuad;
 using leopod::kTwoPi;
+using leopod::load;
+using leopod::Quad;
+using leopod::QuadBits;
+using leopod::store;
 
 constexpr NUT_COEF_XLS g_xls[] = {
 #include "tables/nut00a_luni_solar.inc"
@@ -25,21 +31,30 @@ constexpr NUT_COEF_XPL g_xpl[] = {
 };
 static_assert(std::size(g_xpl) == 687);
 
+namespace {
+
+constexpr double kReductionLimit = 0x1p+20 * kTwoPi;
+
+/// fmod(x, 2 pi) of one or four magnitudes below the limit, as the exact remainder of the nearest quotient.
+template <typename T>
+[[gnu::always_inline]] inline T nearest_remainder(T magnitude) {
+    // 2 pi (the double) split after its 33rd bit. For a quotient q up to 2^20 both products are exact, and so are the two
+    // differences, which are multiples of the last bit of x or of 2 pi and below 4.
+    constexpr double kHigh = 0x1.921fb544p+2;
+    constexpr double kLow = kTwoPi - kHigh;
+    constexpr double kWhole = 0x1.8p+52;  // adding it rounds to an integer
+    const T q = (magnitude * (1.0 / kTwoPi) + kWhole) - kWhole;
+    return (magnitude - q * kHigh) - q * kLow;
+}
+
+}  // namespace
+
 namespace leopod {
 
 double fmod_two_pi(double x) {
-    // 2 pi (the double) split after its 33rd bit. For a quotient q below 2^20 both products are exact, and so are the two
-    // differences: the first is a multiple of the last bit of x, below 8; the second one of the last bit of 2 pi, below 8.
-    constexpr double kHigh = 0x1.921fb544p+2;
-    constexpr double kLow = kTwoPi - kHigh;
-    constexpr double kLimit = 0x1p+20 * kTwoPi;
-    const double magnitude = std::fabs(x);
-    if (!(magnitude < kLimit)) return std::fmod(x, kTwoPi);
-    const double q = static_cast<double>(static_cast<int>(magnitude * (1.0 / kTwoPi)));
-    double rest = (magnitude - q * kHigh) - q * kLow;
-    if (rest < 0.0) rest += kTwoPi;  // the estimate q is off by at most one
-    if (rest >= kTwoPi) rest -= kTwoPi;
-    return std::copysign(rest, x);
+    if (!(std::fabs(x) < kReductionLimit)) return std::fmod(x, kTwoPi);
+    const double rest = nearest_remainder(std::fabs(x));
+    return std::copysign(rest < 0.0 ? rest + kTwoPi : rest, x);  // this sum is exact too
 }
 
 double mean_anomaly_sun_mhb(double t) {
@@ -71,7 +86,9 @@ void cio_arguments(double t, double (&fa)[8]) {
 double cio_term(const int (&n)[8], double s, double c, const double (&fa)[8]) {
     double a = 0.0;
     for (int i = 0; i < 8; ++i) a += static_cast<double>(n[i]) * fa[i];
-    return s * std::sin(a) + c * std::cos(a);
+    double sine = 0.0, cosine = 0.0;
+    sine_cosine(a, sine, cosine);
+    return s * sine + c * cosine;
 }
 
 }  // namespace leopod
@@ -108,11 +125,11 @@ double cio_locator(double t, double x, double y, const double (&sp)[6], const TE
 }
 
 /// Multipliers of K arguments for the terms of a nutation series, one column an argument. The number of terms is rounded
-/// up to an even one, so that two of them are summed at a time.
+/// up to fill the vector registers.
 template <std::size_t K, std::size_t Terms>
 struct Multipliers {
-    static constexpr std::size_t kRows = Terms + Terms % 2;
-    double column[K][kRows];
+    static constexpr std::size_t kRows = (Terms + 7) / 8 * 8;
+    alignas(32) double column[K][kRows];
 };
 
 constexpr auto kLuniSolar = [] {
@@ -136,22 +153,40 @@ constexpr auto kPlanetary = [] {
     return m;
 }();
 
+/// fmod(x, 2 pi) of four magnitudes below the limit.
+LEOPOD_KERNEL inline Quad reduced(Quad x) {
+    const QuadBits bits = reinterpret_cast<QuadBits>(x);
+    const QuadBits sign = bits & std::numeric_limits<long long>::min();
+    const Quad magnitude = reinterpret_cast<Quad>(bits ^ sign);
+    const Quad rest = nearest_remainder(magnitude);
+    const QuadBits turn = (rest < 0.0) & reinterpret_cast<QuadBits>(leopod::quad(kTwoPi));
+    return reinterpret_cast<Quad>(reinterpret_cast<QuadBits>(rest + reinterpret_cast<Quad>(turn)) | sign);
+}
+
 /// Angles of all terms of a series: the arguments' combinations, summed in the order of the columns, reduced by 2 pi.
 template <std::size_t K, std::size_t Terms>
 void term_angles(const Multipliers<K, Terms>& m, const double (&arguments)[K],
                  double (&angle)[Multipliers<K, Terms>::kRows]) {
-    for (std::size_t i = 0; i < m.kRows; ++i) {
-        double sum = m.column[0][i] * arguments[0];
-        for (std::size_t k = 1; k < K; ++k) sum += m.column[k][i] * arguments[k];
-        angle[i] = sum;
-    }
-    for (double& a : angle) a = fmod_two_pi(a);
+    constexpr std::size_t kRows = Multipliers<K, Terms>::kRows;
+    constexpr double kLargestMultiplier = 32.0;
+    double bound = 0.0;
+    for (const double a : arguments) bound += kLargestMultiplier * std::fabs(a);
+    const bool near = bound < kReductionLimit;  // far from the present epoch the precession is not
+    leopod::run_widest([&]() LEOPOD_KERNEL {
+        for (std::size_t i = 0; i < kRows; i += kQuad) {
+            Quad sum = load(m.column[0] + i) * arguments[0];
+            for (std::size_t k = 1; k < K; ++k) sum += load(m.column[k] + i) * arguments[k];
+            store(angle + i, near ? reduced(sum) : sum);
+        }
+    });
+    if (near) return;
+    for (double& a : angle) a = leopod::fmod_two_pi(a);
 }
 
 /// Rotation in place of the rows i and j: ri' = c ri + s rj; rj' = -s ri + c rj.
 void rotate_rows(double angle, double (&ri)[3], double (&rj)[3]) {
-    const double s = std::sin(angle);
-    const double c = std::cos(angle);
+    double s = 0.0, c = 0.0;
+    leopod::sine_cosine(angle, s, c);
     for (int k = 0; k < 3; ++k) {
         const double a = c * ri[k] + s * rj[k];
         const double b = -s * ri[k] + c * rj[k];
@@ -226,8 +261,8 @@ void iauNut00a(double date1, double date2, double* dpsi, double* deps) {
     double de = 0.0;
     for (std::size_t i = std::size(g_xls); i-- > 0;) {  // small terms first
         const NUT_COEF_XLS& row = g_xls[i];
-        const double s = std::sin(luni_solar_angle[i]);
-        const double c = std::cos(luni_solar_angle[i]);
+        double s = 0.0, c = 0.0;
+        leopod::sine_cosine(luni_solar_angle[i], s, c);
         dp += (row.sp + row.spt * t) * s + row.cp * c;
         de += (row.ce + row.cet * t) * c + row.se * s;
     }
@@ -254,8 +289,8 @@ void iauNut00a(double date1, double date2, double* dpsi, double* deps) {
     de = 0.0;
     for (std::size_t i = std::size(g_xpl); i-- > 0;) {
         const NUT_COEF_XPL& row = g_xpl[i];
-        const double s = std::sin(planetary_angle[i]);
-        const double c = std::cos(planetary_angle[i]);
+        double s = 0.0, c = 0.0;
+        leopod::sine_cosine(planetary_angle[i], s, c);
         dp += row.sp * s + row.cp * c;
         de += row.se * s + row.ce * c;
     }

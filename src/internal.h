@@ -3,6 +3,7 @@
 #ifndef LEOPOD_INTERNAL_H
 #define LEOPOD_INTERNAL_H
 
+#include <cmath>
 #include <cstddef>
 #include <cstdio>
 
@@ -89,6 +90,36 @@ void split(const char* line, const char* separators, Tokens& tokens, int limit =
 /// `warned` remembers that it was given.
 void warn_limit(bool& warned, const char* file, int limit, const char* what);
 
+// --- vector registers ------------------------------------------------------------------------------------------------------
+// A kernel is a lambda marked LEOPOD_KERNEL that works on Quads, four independent elements at a time. It is compiled for the baseline
+// and, on x86-64, for AVX2 as well, and the processor chooses. All give the same bits: every element sees the same operations in the
+// same order, and none is contracted.
+
+using Quad [[gnu::vector_size(32), gnu::aligned(8), gnu::may_alias]] = double;
+using QuadBits [[gnu::vector_size(32), gnu::aligned(8), gnu::may_alias]] = long long;
+constexpr int kQuad = 4;
+
+#define LEOPOD_KERNEL __attribute__((always_inline))
+
+LEOPOD_KERNEL inline Quad load(const double* p) { return *reinterpret_cast<const Quad*>(p); }
+LEOPOD_KERNEL inline void store(double* p, Quad value) { *reinterpret_cast<Quad*>(p) = value; }
+LEOPOD_KERNEL inline Quad quad(double value) { return Quad{value, value, value, value}; }
+
+#if defined(__x86_64__) && !defined(LEOPOD_BASELINE)
+template <typename Kernel>
+[[gnu::target("avx2"), gnu::noinline]] void run_avx2(const Kernel& kernel) {
+    kernel();
+}
+#endif
+
+template <typename Kernel>
+void run_widest(const Kernel& kernel) {
+#if defined(__x86_64__) && !defined(LEOPOD_BASELINE)
+    if (__builtin_cpu_supports("avx2")) return run_avx2(kernel);
+#endif
+    kernel();
+}
+
 // --- angles and fundamental arguments (iau_function.cpp) -------------------------------------------------------------------
 
 constexpr double kTwoPi = 6.283185307179586476925287;
@@ -107,6 +138,16 @@ constexpr double horner(const double (&c)[N], double t) {
 
 /// fmod(x, 2 pi), the same bits, in a few nanoseconds up to 2^20 turns.
 double fmod_two_pi(double x);
+
+/// std::sin and std::cos of one angle, the same bits, with one reduction where the C library offers it.
+inline void sine_cosine(double angle, double& s, double& c) {
+#if defined(__GLIBC__)
+    ::sincos(angle, &s, &c);
+#else
+    s = std::sin(angle);
+    c = std::cos(angle);
+#endif
+}
 
 /// Mean anomaly of the Sun and mean elongation of the Moon from the Sun with the five-decimal constants of MHB2000 and of
 /// the IERS Conventions [rad]; t in Julian centuries of TT since J2000.0.
