@@ -384,7 +384,7 @@ void compute_eci2ecf_rotation_precise(double mjd_utc, double leapsec, double pmx
     double rc2i[3][3];
     double rpom[3][3];
     double Rera[9];
-    iauC2i06a(jd_tt_I, jd_tt_F, rc2i);
+    leopod::fast_celestial_to_intermediate(jd_tt_I, jd_tt_F, rc2i);
     const double era = iauEra00(jd_ut1_I, jd_ut1_F);
     Rz(era, Rera);
     const double sp = iauSp00(jd_tt_I, jd_tt_F);

@@ -1,6 +1,9 @@
 #include "iau_function.h"
 
+#include <algorithm>
+#include <array>
 #include <cmath>
+#include <cstdint>
 #include <iterator>
 #include <limits>
 
@@ -47,6 +50,17 @@ template <typename T>
     return (magnitude - q * kHigh) - q * kLow;
 }
 
+/// fmod(x, 1296000): the quotient times the turn is exact, and so is the difference.
+double fmod_turn(double x) {
+    constexpr double kLimit = 0x1p+32 * kArcsecInTurn;
+    const double magnitude = std::fabs(x);
+    if (!(magnitude < kLimit)) return std::fmod(x, kArcsecInTurn);
+    const double rest =
+        magnitude - static_cast<double>(static_cast<long long>(magnitude * (1.0 / kArcsecInTurn))) * kArcsecInTurn;
+    const double above = rest < 0.0 ? rest + kArcsecInTurn : rest;  // the estimate is off by at most one
+    return std::copysign(above >= kArcsecInTurn ? above - kArcsecInTurn : above, x);
+}
+
 }  // namespace
 
 namespace leopod {
@@ -59,12 +73,12 @@ double fmod_two_pi(double x) {
 
 double mean_anomaly_sun_mhb(double t) {
     constexpr double c[] = {1287104.79305, 129596581.0481, -0.5532, 0.000136, -0.00001149};
-    return std::fmod(horner(c, t), kArcsecInTurn) * kArcsecToRad;
+    return fmod_turn(horner(c, t)) * kArcsecToRad;
 }
 
 double mean_elongation_moon_mhb(double t) {
     constexpr double c[] = {1072260.70369, 1602961601.2090, -6.3706, 0.006593, -0.00003169};
-    return std::fmod(horner(c, t), kArcsecInTurn) * kArcsecToRad;
+    return fmod_turn(horner(c, t)) * kArcsecToRad;
 }
 
 double mean_obliquity_2006(double t) {
@@ -105,7 +119,7 @@ struct TERM {
 double centuries(double date1, double date2) { return ((date1 - kJdJ2000) + date2) / kDaysInCentury; }
 
 /// Delaunay argument: polynomial in arcseconds, reduced to a turn, in radians.
-double delaunay(const double (&c)[5], double t) { return std::fmod(horner(c, t), kArcsecInTurn) * kArcsecToRad; }
+double delaunay(const double (&c)[5], double t) { return fmod_turn(horner(c, t)) * kArcsecToRad; }
 
 /// w plus a series, summed from its last term to its first.
 template <std::size_t N>
@@ -183,6 +197,243 @@ void term_angles(const Multipliers<K, Terms>& m, const double (&arguments)[K],
     for (double& a : angle) a = leopod::fmod_two_pi(a);
 }
 
+// --- nutation series: terms from sine-cosine pairs, or from products ---------------------------------------------------
+
+using Pair [[gnu::vector_size(16)]] = double;
+
+Pair load_pair(const double (&values)[2]) { return Pair{values[0], values[1]}; }
+
+/// Coefficients of a term, longitude and obliquity side by side [0.1 microarcsecond].
+struct LuniSolarTerm {
+    double sine[2], sine_t[2], cosine[2], cosine_t[2];
+};
+struct PlanetaryTerm {
+    double sine[2], cosine[2];
+};
+
+constexpr auto kLuniSolarTerms = [] {
+    std::array<LuniSolarTerm, std::size(g_xls)> terms = {};
+    for (std::size_t i = 0; i < std::size(g_xls); ++i) {
+        const NUT_COEF_XLS& row = g_xls[i];
+        terms[i] = {{row.sp, row.se}, {row.spt, 0.0}, {row.cp, row.ce}, {0.0, row.cet}};
+    }
+    return terms;
+}();
+
+constexpr auto kPlanetaryTerms = [] {
+    std::array<PlanetaryTerm, std::size(g_xpl)> terms = {};
+    for (std::size_t i = 0; i < std::size(g_xpl); ++i) {
+        const NUT_COEF_XPL& row = g_xpl[i];
+        terms[i] = {{static_cast<double>(row.sp), static_cast<double>(row.se)},
+                    {static_cast<double>(row.cp), static_cast<double>(row.ce)}};
+    }
+    return terms;
+}();
+
+/// Both nutation angles [rad], as a pair, from functions that give (cos, sin) of the terms of the two series. Each series is summed from
+/// its last, small terms to its first.
+template <typename LuniSolar, typename Planetary>
+Pair sum_nutation(double t, const LuniSolar& luni_solar, const Planetary& planetary) {
+    constexpr double kUnitToRad = kArcsecToRad / 1e7;  // 0.1 microarcsecond
+    Pair first = {}, second = {};
+    for (std::size_t i = std::size(g_xls); i-- > 0;) {
+        const LuniSolarTerm& term = kLuniSolarTerms[i];
+        const Pair z = luni_solar(i);
+        first += (load_pair(term.sine) + load_pair(term.sine_t) * t) * z[1] +
+                 (load_pair(term.cosine) + load_pair(term.cosine_t) * t) * z[0];
+    }
+    for (std::size_t i = std::size(g_xpl); i-- > 0;) {
+        const PlanetaryTerm& term = kPlanetaryTerms[i];
+        const Pair z = planetary(i);
+        second += load_pair(term.sine) * z[1] + load_pair(term.cosine) * z[0];
+    }
+    return first * kUnitToRad + second * kUnitToRad;
+}
+
+/// Arguments of the two series [rad].
+struct NutationArguments {
+    double luni_solar[5];  ///< l, l', F, D, Om
+    double planetary[13];  ///< l, F, D, Om, Mercury to Neptune, pA
+
+    explicit NutationArguments(double t)
+        // l' and D have the MHB2000 constants, not those of iauFalp03 and iauFad03; the planetary l, F, D, Om and Neptune have the linear
+        // forms of MHB2000.
+        : luni_solar{iauFal03(t), leopod::mean_anomaly_sun_mhb(t), iauFaf03(t), leopod::mean_elongation_moon_mhb(t),
+                     iauFaom03(t)},
+          planetary{fmod_two_pi(2.35555598 + 8328.6914269554 * t),
+                    fmod_two_pi(1.627905234 + 8433.466158131 * t),
+                    fmod_two_pi(5.198466741 + 7771.3771468121 * t),
+                    fmod_two_pi(2.18243920 - 33.757045 * t),
+                    iauFame03(t),
+                    iauFave03(t),
+                    iauFae03(t),
+                    iauFama03(t),
+                    iauFaju03(t),
+                    iauFasa03(t),
+                    iauFaur03(t),
+                    fmod_two_pi(5.321159000 + 3.8127774000 * t),
+                    iauFapa03(t)} {}
+};
+
+/// One sine-cosine pair a term: the bits of the published routine.
+Pair published_nutation(double t) {
+    const NutationArguments arguments(t);
+    double luni_solar_angle[kLuniSolar.kRows], planetary_angle[kPlanetary.kRows];
+    term_angles(kLuniSolar, arguments.luni_solar, luni_solar_angle);
+    term_angles(kPlanetary, arguments.planetary, planetary_angle);
+    const auto pair_of = [](double angle) {
+        double s = 0.0, c = 0.0;
+        leopod::sine_cosine(angle, s, c);
+        return Pair{c, s};
+    };
+    return sum_nutation(
+        t, [&](std::size_t i) { return pair_of(luni_solar_angle[i]); },
+        [&](std::size_t i) { return pair_of(planetary_angle[i]); });
+}
+
+// The same from products. A term's exp(i a) is the product of exp(i n x) of its arguments x with their multipliers n. The arguments fall
+// into two groups; each group's combinations are formed once, from shorter ones, and a term is the product of one of each group:
+//
+//     term (l,l',F,D,Om) = (1,0,2,-2,1)   first group: l   second group: F^2, F^2 D^-2, F^2 D^-2 Om   term: l * (F^2 D^-2 Om)
+
+/// A unit complex number z = (cos, sin) and i z, ready as a factor.
+struct Factor {
+    Pair z, iz;
+};
+
+Factor factor(Pair z) { return {z, Pair{-z[1], z[0]}}; }
+Pair multiply(Pair a, const Factor& b) { return b.z * a[0] + b.iz * a[1]; }
+
+/// How the combinations of one group of arguments form: combination k > 0 is combination parent[k] times power[k], the index of one
+/// argument's multiple; combination 0 is 1. Term i uses combination of_term[i].
+template <std::size_t Arguments, std::size_t Terms>
+struct Combinations {
+    static constexpr std::size_t kCapacity = 512;
+    std::size_t count = 1;
+    std::uint16_t parent[kCapacity] = {}, power[kCapacity] = {}, of_term[Terms] = {};
+    int largest[Arguments] = {};  ///< multiplier of each argument
+    std::size_t offset[Arguments + 1] =
+        {};  ///< of an argument's multiples, from -largest to largest; the last is their number
+
+    constexpr explicit Combinations(const int (&n)[Terms][Arguments]) {
+        for (std::size_t k = 0; k < Arguments; ++k) {
+            for (const auto& row : n) largest[k] = std::max({largest[k], row[k], -row[k]});
+            offset[k + 1] = offset[k] + 2 * static_cast<std::size_t>(largest[k]) + 1;
+        }
+        std::uint16_t slots[2 * kCapacity] = {};  // open addressing by parent and power
+        for (std::size_t i = 0; i < Terms; ++i) {
+            std::size_t at = 0;
+            for (std::size_t k = 0; k < Arguments; ++k) {
+                if (n[i][k] == 0) continue;
+                const std::size_t p = offset[k] + static_cast<std::size_t>(n[i][k] + largest[k]);
+                std::size_t slot = (at * 211 + p * 17) % (2 * kCapacity);
+                while (slots[slot] != 0 && (parent[slots[slot]] != at || power[slots[slot]] != p)) {
+                    slot = (slot + 1) % (2 * kCapacity);
+                }
+                if (slots[slot] == 0) {
+                    parent[count] = static_cast<std::uint16_t>(at);
+                    power[count] = static_cast<std::uint16_t>(p);
+                    slots[slot] = static_cast<std::uint16_t>(count++);
+                }
+                at = slots[slot];
+            }
+            of_term[i] = static_cast<std::uint16_t>(at);
+        }
+    }
+};
+
+/// All combinations of a group at given arguments.
+template <const auto& plan, std::size_t Arguments>
+struct Evaluated {
+    Factor combination[plan.count];
+
+    explicit Evaluated(const double (&arguments)[Arguments]) {
+        Factor powers[plan.offset[Arguments]];
+        for (std::size_t k = 0; k < Arguments; ++k) {
+            Factor* const p = powers + plan.offset[k] + plan.largest[k];
+            double s = 0.0, c = 0.0;
+            leopod::sine_cosine(arguments[k], s, c);
+            p[0] = factor(Pair{1.0, 0.0});
+            for (int n = 1; n <= plan.largest[k]; ++n) {
+                const Pair z = n == 1 ? Pair{c, s} : multiply(p[n / 2].z, p[n - n / 2]);
+                p[n] = factor(z);
+                p[-n] = factor(Pair{z[0], -z[1]});
+            }
+        }
+        combination[0] = factor(Pair{1.0, 0.0});
+        for (std::size_t k = 1; k < plan.count; ++k) {
+            combination[k] = factor(multiply(combination[plan.parent[k]].z, powers[plan.power[k]]));
+        }
+    }
+    const Factor& of_term(std::size_t i) const { return combination[plan.of_term[i]]; }
+};
+
+// Groups and the order of arguments within them are those with the fewest combinations.
+constexpr auto kMoonSun = [] {
+    int n[std::size(g_xls)][2] = {};
+    for (std::size_t i = 0; i < std::size(g_xls); ++i) n[i][0] = g_xls[i].nl, n[i][1] = g_xls[i].nlp;
+    return Combinations(n);
+}();
+constexpr auto kNode = [] {
+    int n[std::size(g_xls)][3] = {};
+    for (std::size_t i = 0; i < std::size(g_xls); ++i)
+        n[i][0] = g_xls[i].nf, n[i][1] = g_xls[i].nom, n[i][2] = g_xls[i].nd;
+    return Combinations(n);
+}();
+
+constexpr auto kLunarNode = [] {
+    int n[std::size(g_xpl)][5] = {};
+    for (std::size_t i = 0; i < std::size(g_xpl); ++i) {
+        const NUT_COEF_XPL& row = g_xpl[i];
+        n[i][0] = row.nom, n[i][1] = row.nd, n[i][2] = row.nf, n[i][3] = row.nl, n[i][4] = row.npa;
+    }
+    return Combinations(n);
+}();
+constexpr auto kPlanets = [] {
+    int n[std::size(g_xpl)][8] = {};
+    for (std::size_t i = 0; i < std::size(g_xpl); ++i) {
+        const NUT_COEF_XPL& row = g_xpl[i];
+        n[i][0] = row.nme, n[i][1] = row.nve, n[i][2] = row.nea, n[i][3] = row.nma;
+        n[i][4] = row.nju, n[i][5] = row.nsa, n[i][6] = row.nur, n[i][7] = row.nne;
+    }
+    return Combinations(n);
+}();
+
+Pair product_nutation(double t) {
+    const NutationArguments arguments(t);
+    const double(&ls)[5] = arguments.luni_solar;
+    const double(&pl)[13] = arguments.planetary;
+    const Evaluated<kMoonSun, 2> moon_sun({ls[0], ls[1]});
+    const Evaluated<kNode, 3> node({ls[2], ls[4], ls[3]});
+    const Evaluated<kLunarNode, 5> lunar_node({pl[3], pl[2], pl[1], pl[0], pl[12]});
+    const Evaluated<kPlanets, 8> planets({pl[4], pl[5], pl[6], pl[7], pl[8], pl[9], pl[10], pl[11]});
+    return sum_nutation(
+        t, [&](std::size_t i) { return multiply(moon_sun.of_term(i).z, node.of_term(i)); },
+        [&](std::size_t i) { return multiply(lunar_node.of_term(i).z, planets.of_term(i)); });
+}
+
+/// Adaptation of the nutation angles of IAU 2000A to the precession of IAU 2006.
+void adapt_to_2006(double t, double& dpsi, double& deps) {
+    const double fj2 = -2.7774e-6 * t;  // secular change of the dynamical form factor J2
+    dpsi = dpsi + dpsi * (0.4697e-6 + fj2);
+    deps = deps + deps * fj2;
+}
+
+/// Bias-precession-nutation matrix with the given nutation angles of IAU 2000A.
+void bias_precession_nutation(double date1, double date2, double dpsi, double deps, double rbpn[3][3]) {
+    double gamb = 0.0, phib = 0.0, psib = 0.0, epsa = 0.0;
+    iauPfw06(date1, date2, &gamb, &phib, &psib, &epsa);
+    adapt_to_2006(centuries(date1, date2), dpsi, deps);
+    iauFw2m(gamb, phib, psib + dpsi, epsa + deps, rbpn);
+}
+
+/// Celestial-to-intermediate matrix from that one.
+void intermediate_matrix(double date1, double date2, double rbpn[3][3], double rc2i[3][3]) {
+    double x = 0.0, y = 0.0;
+    iauBpn2xy(rbpn, &x, &y);
+    iauC2ixys(x, y, iauS06(date1, date2, x, y), rc2i);
+}
+
 /// Rotation in place of the rows i and j: ri' = c ri + s rj; rj' = -s ri + c rj.
 void rotate_rows(double angle, double (&ri)[3], double (&rj)[3]) {
     double s = 0.0, c = 0.0;
@@ -249,70 +500,20 @@ void iauFw2m(double gamb, double phib, double psi, double eps, double r[3][3]) {
 }
 
 void iauNut00a(double date1, double date2, double* dpsi, double* deps) {
-    constexpr double kUnitToRad = kArcsecToRad / 1e7;  // 0.1 microarcsecond
-    const double t = centuries(date1, date2);
-
-    // Luni-solar nutation. l' and D have the MHB2000 constants, not those of iauFalp03 and iauFad03.
-    const double delaunay_arguments[] = {iauFal03(t), leopod::mean_anomaly_sun_mhb(t), iauFaf03(t),
-                                         leopod::mean_elongation_moon_mhb(t), iauFaom03(t)};
-    double luni_solar_angle[kLuniSolar.kRows];
-    term_angles(kLuniSolar, delaunay_arguments, luni_solar_angle);
-    double dp = 0.0;
-    double de = 0.0;
-    for (std::size_t i = std::size(g_xls); i-- > 0;) {  // small terms first
-        const NUT_COEF_XLS& row = g_xls[i];
-        double s = 0.0, c = 0.0;
-        leopod::sine_cosine(luni_solar_angle[i], s, c);
-        dp += (row.sp + row.spt * t) * s + row.cp * c;
-        de += (row.ce + row.cet * t) * c + row.se * s;
-    }
-    const double dpsi_luni_solar = dp * kUnitToRad;
-    const double deps_luni_solar = de * kUnitToRad;
-
-    // Planetary nutation. l, F, D, Om and Neptune in the linear forms of MHB2000.
-    const double planetary_arguments[] = {fmod_two_pi(2.35555598 + 8328.6914269554 * t),
-                                          fmod_two_pi(1.627905234 + 8433.466158131 * t),
-                                          fmod_two_pi(5.198466741 + 7771.3771468121 * t),
-                                          fmod_two_pi(2.18243920 - 33.757045 * t),
-                                          iauFame03(t),
-                                          iauFave03(t),
-                                          iauFae03(t),
-                                          iauFama03(t),
-                                          iauFaju03(t),
-                                          iauFasa03(t),
-                                          iauFaur03(t),
-                                          fmod_two_pi(5.321159000 + 3.8127774000 * t),
-                                          iauFapa03(t)};
-    double planetary_angle[kPlanetary.kRows];
-    term_angles(kPlanetary, planetary_arguments, planetary_angle);
-    dp = 0.0;
-    de = 0.0;
-    for (std::size_t i = std::size(g_xpl); i-- > 0;) {
-        const NUT_COEF_XPL& row = g_xpl[i];
-        double s = 0.0, c = 0.0;
-        leopod::sine_cosine(planetary_angle[i], s, c);
-        dp += row.sp * s + row.cp * c;
-        de += row.se * s + row.ce * c;
-    }
-    *dpsi = dpsi_luni_solar + dp * kUnitToRad;
-    *deps = deps_luni_solar + de * kUnitToRad;
+    const Pair angles = published_nutation(centuries(date1, date2));
+    *dpsi = angles[0];
+    *deps = angles[1];
 }
 
 void iauNut06a(double date1, double date2, double* dpsi, double* deps) {
-    const double t = centuries(date1, date2);
-    const double fj2 = -2.7774e-6 * t;  // secular change of the dynamical form factor J2
-    double dp = 0.0;
-    double de = 0.0;
-    iauNut00a(date1, date2, &dp, &de);
-    *dpsi = dp + dp * (0.4697e-6 + fj2);
-    *deps = de + de * fj2;
+    iauNut00a(date1, date2, dpsi, deps);
+    adapt_to_2006(centuries(date1, date2), *dpsi, *deps);
 }
 
 void iauPnm06a(double date1, double date2, double rbpn[3][3]) {
-    double gamb = 0.0, phib = 0.0, psib = 0.0, epsa = 0.0, dp = 0.0, de = 0.0;
-    iauPfw06(date1, date2, &gamb, &phib, &psib, &epsa);
-    iauNut06a(date1, date2, &dp, &de);
-    iauFw2m(gamb, phib, psib + dp, epsa + de, rbpn);
+    double dp = 0.0, de = 0.0;
+    iauNut00a(date1, date2, &dp, &de);
+    bias_precession_nutation(date1, date2, dp, de, rbpn);
 }
 
 // --- celestial intermediate pole and origin --------------------------------------------------------------------------
@@ -346,11 +547,26 @@ void iauC2ixys(double x, double y, double s, double rc2i[3][3]) {
 
 void iauC2i06a(double date1, double date2, double rc2i[3][3]) {
     double rbpn[3][3];
-    double x = 0.0, y = 0.0;
     iauPnm06a(date1, date2, rbpn);
-    iauBpn2xy(rbpn, &x, &y);
-    iauC2ixys(x, y, iauS06(date1, date2, x, y), rc2i);
+    intermediate_matrix(date1, date2, rbpn, rc2i);
 }
+
+namespace leopod {
+
+void fast_nutation(double date1, double date2, double& dpsi, double& deps) {
+    const Pair angles = product_nutation(centuries(date1, date2));
+    dpsi = angles[0];
+    deps = angles[1];
+}
+
+void fast_celestial_to_intermediate(double date1, double date2, double rc2i[3][3]) {
+    double rbpn[3][3], dpsi = 0.0, deps = 0.0;
+    fast_nutation(date1, date2, dpsi, deps);
+    bias_precession_nutation(date1, date2, dpsi, deps, rbpn);
+    intermediate_matrix(date1, date2, rbpn, rc2i);
+}
+
+}  // namespace leopod
 
 void iauC2ixy(double date1, double date2, double x, double y, double rc2i[3][3]) {
     iauC2ixys(x, y, iauS00(date1, date2, x, y), rc2i);

@@ -95,15 +95,19 @@ void warn_limit(bool& warned, const char* file, int limit, const char* what);
 // and, on x86-64, for AVX2 as well, and the processor chooses. All give the same bits: every element sees the same operations in the
 // same order, and none is contracted.
 
-using Quad [[gnu::vector_size(32), gnu::aligned(8), gnu::may_alias]] = double;
-using QuadBits [[gnu::vector_size(32), gnu::aligned(8), gnu::may_alias]] = long long;
+using Quad [[gnu::vector_size(32)]] = double;
+using QuadBits [[gnu::vector_size(32)]] = long long;
 constexpr int kQuad = 4;
 
 #define LEOPOD_KERNEL __attribute__((always_inline))
 
-LEOPOD_KERNEL inline Quad load(const double* p) { return *reinterpret_cast<const Quad*>(p); }
-LEOPOD_KERNEL inline void store(double* p, Quad value) { *reinterpret_cast<Quad*>(p) = value; }
-LEOPOD_KERNEL inline Quad quad(double value) { return Quad{value, value, value, value}; }
+/// A Quad anywhere in an array of numbers.
+struct [[gnu::packed, gnu::may_alias]] QuadInArray {
+    Quad value;
+};
+LEOPOD_KERNEL inline Quad load(const double* p) { return reinterpret_cast<const QuadInArray*>(p)->value; }
+LEOPOD_KERNEL inline void store(double* p, Quad value) { reinterpret_cast<QuadInArray*>(p)->value = value; }
+LEOPOD_KERNEL inline Quad quad(double x) { return Quad{x, x, x, x}; }
 
 #if defined(__x86_64__) && !defined(LEOPOD_BASELINE)
 template <typename Kernel>
@@ -148,6 +152,11 @@ inline void sine_cosine(double angle, double& s, double& c) {
     c = std::cos(angle);
 #endif
 }
+
+/// Nutation angles of IAU 2000A [rad] as iauNut00a, and the celestial-to-intermediate matrix as iauC2i06a, with the terms' sines and
+/// cosines from products instead of a pair of calls each: a sixth of the time, up to 5e-20 rad off in each angle.
+void fast_nutation(double date1, double date2, double& dpsi, double& deps);
+void fast_celestial_to_intermediate(double date1, double date2, double rc2i[3][3]);
 
 /// Mean anomaly of the Sun and mean elongation of the Moon from the Sun with the five-decimal constants of MHB2000 and of
 /// the IERS Conventions [rad]; t in Julian centuries of TT since J2000.0.

@@ -1,8 +1,10 @@
 // Precession-nutation set: bit for bit against ERFA, and the published check values.
+#include <algorithm>
 #include <cmath>
 #include <cstring>
 
 #include "iau_function.h"
+#include "internal.h"
 #include "support.h"
 
 #ifdef HAVE_ERFA
@@ -69,7 +71,7 @@ TEST(Iau, BitForBitAgainstErfa) {
     }
 }
 
-// Reduction by 2 pi at its borders: multiples of 2 pi and their neighbours, large values, signed zero.
+// Reduction at its borders: multiples of 2 pi and their neighbours, large values, signed zero.
 TEST(Iau, AngleReductionBitForBitAgainstErfa) {
     const double turn = 6.283185307179586476925287;
     for (double k : {0.0, 1.0, 2.0, 3.0, 63.0, 1023.0, 524287.0, 1048575.0, 1048576.0, 1e9, 1e15, 1e300}) {
@@ -78,8 +80,34 @@ TEST(Iau, AngleReductionBitForBitAgainstErfa) {
         }
     }
     EXPECT_TRUE(std::isnan(iauAnp(INFINITY)));
+    for (double t : {0.0, 1e-9, 0.7, 33.3, 1e4, 1e6, 3.3e6, 1e9, 1e15, 1e60}) {  // reduction by a turn of arcseconds
+        for (double a : {t, -t}) {
+            ASSERT_EQ(iauFaom03(a), eraFaom03(a)) << a;
+            ASSERT_EQ(iauFad03(a), eraFad03(a)) << a;
+        }
+    }
 }
 #endif
+
+// The frame conversion's series by products, through a century, against the published form.
+TEST(Iau, NutationByProductsStaysWithTheSeries) {
+    double largest = 0.0, largest_element = 0.0;
+    for (int i = 0; i < 12175; ++i) {
+        const double day = 3.0 * i + std::fmod(i * 0.6180339887498949, 1.0);
+        double dpsi, deps, fast_dpsi, fast_deps;
+        iauNut00a(2451545.0, day, &dpsi, &deps);
+        leopod::fast_nutation(2451545.0, day, fast_dpsi, fast_deps);
+        largest = std::max({largest, std::fabs(fast_dpsi - dpsi), std::fabs(fast_deps - deps)});
+        if (i % 10 != 0) continue;
+        Matrix r, fast;
+        iauC2i06a(2451545.0, day, r);
+        leopod::fast_celestial_to_intermediate(2451545.0, day, fast);
+        for (int k = 0; k < 9; ++k)
+            largest_element = std::max(largest_element, std::fabs(fast[k / 3][k % 3] - r[k / 3][k % 3]));
+    }
+    EXPECT_LE(largest, 5e-20);            // rad; the last bit of the longitude is 1.4e-20
+    EXPECT_LE(largest_element, 2.3e-16);  // the last bit of an element near 1
+}
 
 TEST(Iau, PublishedValues) {
     EXPECT_DOUBLE_EQ(iauAnp(-0.1), 6.183185307179586477);
