@@ -20,6 +20,7 @@ void add_propagate(CLI::App& app, Action& action);
 void add_tide(CLI::App& app, Action& action);
 void add_crd(CLI::App& app, Action& action);
 void add_plot(CLI::App& app, Action& action);
+void add_simulate(CLI::App& app, Action& action);
 
 }  // namespace host
 

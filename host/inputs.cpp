@@ -114,6 +114,13 @@ void check_clock(const std::string& name) {
     if (first) wrong_kind(name, kind);
 }
 
+void check_ephemerides(const InputOptions& options) {
+    for (const std::string& name : options.nav) check_navigation(name);
+    for (const std::string& name : options.sp3) check_sp3(name);
+    for (const std::string& name : options.clk) check_clock(name);
+    if (options.nav.empty() && options.sp3.empty()) throw InputError("no ephemeris file is given (--nav or --sp3)");
+}
+
 void check_antex(const std::string& name) {
     const std::string kind = "ANTEX file";
     bool first = true;
@@ -369,6 +376,20 @@ Environment::~Environment() {
     g_num_eph_record = 0;
 }
 
+void load_transmitters(const InputOptions& options, Environment& environment) {
+    check_ephemerides(options);
+    environment.runtime = make_zeroed<RUNTIME_POD_EMBED>();
+    load_ephemerides(options, environment);
+    set_aside_impossible_values(environment);
+}
+
+void load_configuration(const std::string& file, Environment& environment) {
+    check_config(file);
+    set_gnssconfig_from_file(writable(file));
+    if (gnssconfig.num_sys < 1) throw InputError(file + ": this GNSS configuration file names no system");
+    environment.files.push_back({"configuration", file, std::to_string(gnssconfig.num_sys) + " systems"});
+}
+
 void load_earth_orientation(const std::string& file, const std::string& format, Environment& environment) {
     initialize_global_earth_rotation_param();
     environment.eop_source = "none: UT1 = UTC, no polar motion";
@@ -511,13 +532,9 @@ void prepare(const InputOptions& options, Environment& environment) {
         throw InputError("--embedded uses the built-in tables: --eop, --jpl and --atx do not go with it");
     }
     // All checks come before the first load: a bad file ends the run early and with its name.
-    for (const std::string& name : options.nav) check_navigation(name);
-    for (const std::string& name : options.sp3) check_sp3(name);
-    for (const std::string& name : options.clk) check_clock(name);
+    check_ephemerides(options);
     for (const std::string& name : options.atx) check_antex(name);
     if (!options.config.empty()) check_config(options.config);
-
-    if (options.nav.empty() && options.sp3.empty()) throw InputError("no ephemeris file is given (--nav or --sp3)");
 
     environment.runtime = make_zeroed<RUNTIME_POD_EMBED>();
     RUNTIME_POD_EMBED* runtime = environment.runtime.get();
@@ -546,11 +563,7 @@ void prepare(const InputOptions& options, Environment& environment) {
         std::vector<sysGNSS> systems = systems_of_data();
         set_gnssconfig_system(&gnssconfig, static_cast<int>(systems.size()), systems.data());
     }
-    if (!options.config.empty()) {
-        set_gnssconfig_from_file(writable(options.config));
-        if (gnssconfig.num_sys < 1) throw InputError(options.config + ": this GNSS configuration file names no system");
-        environment.files.push_back({"configuration", options.config, std::to_string(gnssconfig.num_sys) + " systems"});
-    }
+    if (!options.config.empty()) load_configuration(options.config, environment);
     load_ephemerides(options, environment);
     set_aside_impossible_values(environment);
     load_attitude(options, environment);

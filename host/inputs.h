@@ -72,6 +72,12 @@ void load_planets(const std::string& file, double mjd_first, double mjd_last, En
 /// has the mean equator and equinox of date, metres and no velocity. Does nothing where an ephemeris is loaded.
 void tabulate_analytic_planets(double mjd_first, double mjd_last, Environment& environment);
 
+/// Checks and loads the navigation, SP3 and clock files alone. Throws InputError for a file that cannot be used, or without any.
+void load_transmitters(const InputOptions& options, Environment& environment);
+
+/// A GNSS configuration file into the library's configuration. Throws InputError.
+void load_configuration(const std::string& file, Environment& environment);
+
 /// Loads all files and starts the runtime in the chosen deployment. Throws InputError for a file that cannot be used.
 void prepare(const InputOptions& options, Environment& environment);
 

@@ -16,6 +16,7 @@ int main(int argc, char** argv) {
     host::add_tide(app, action);
     host::add_crd(app, action);
     host::add_plot(app, action);
+    host::add_simulate(app, action);
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& e) {
