@@ -2,7 +2,6 @@
 
 #include <sys/stat.h>
 
-#include <CLI/CLI.hpp>
 #include <algorithm>
 #include <cerrno>
 #include <cstdio>
@@ -435,15 +434,15 @@ int crd(const CrdOptions& given_options) {
     return reader.data_records() > 0 ? 0 : 1;
 }
 
-void add_crd(CLI::App& app, Action& action) {
+void add_crd(Command app, Action& action) {
     auto o = std::make_shared<CrdOptions>();
-    CLI::App* command = app.add_subcommand("crd", "Laser ranging files in, a summary and tables of their records out");
-    command->add_option("files", o->files, "CRD files, version 1 or 2")->required();
-    command->add_option("--out", o->out, "directory for the records as CSV, one file a kind, and the list of sessions");
-    command->add_option("--records", o->records, "kinds of records to write, such as 10,11,20; all without it")
-        ->delimiter(',');
-    command->add_option("--log-level", o->log_level, "library messages from this level on")->capture_default_str();
-    command->callback([o, &action] { action = [o] { return crd(*o); }; });
+    Command command = app.add_subcommand("crd", "Laser ranging files in, a summary and tables of their records out");
+    command.add_option("files", o->files, "CRD files, version 1 or 2").required();
+    command.add_option("--out", o->out, "directory for the records as CSV, one file a kind, and the list of sessions");
+    command.add_option("--records", o->records, "kinds of records to write, such as 10,11,20; all without it")
+        .delimiter(',');
+    command.add_option("--log-level", o->log_level, "library messages from this level on").capture_default_str();
+    command.callback([o, &action] { action = [o] { return crd(*o); }; });
 }
 
 }  // namespace host

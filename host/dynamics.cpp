@@ -2,7 +2,6 @@
 
 #include <unistd.h>
 
-#include <CLI/CLI.hpp>
 #include <algorithm>
 #include <cmath>
 #include <cstring>
@@ -212,14 +211,14 @@ void print_dynamics(const Dynamics& dynamics) {
     std::printf("integration: step %g s, output every %g s\n", config.step_size, config.output_interval);
 }
 
-void add_dynamics(CLI::App* command, DynamicsOptions& o) {
-    command->add_option("--dynamics", o.dynamics, "configuration file of the force models")->required();
-    command->add_option("--gravity", o.gravity,
-                        "gravity coefficient file (degree, order, C, S); without it the built-in field of degree 30");
-    command->add_option("--eop", o.eop, "earth orientation file");
-    command->add_option("--eop-format", o.eop_format, "its format: c04, rapid or keyword")->capture_default_str();
-    command->add_option("--jpl", o.jpl, "JPL ephemeris, ASCII header and records in one file");
-    command->add_option("--log-level", o.log_level, "library messages from this level on")->capture_default_str();
+void add_dynamics(Command command, DynamicsOptions& o) {
+    command.add_option("--dynamics", o.dynamics, "configuration file of the force models").required();
+    command.add_option("--gravity", o.gravity,
+                       "gravity coefficient file (degree, order, C, S); without it the built-in field of degree 30");
+    command.add_option("--eop", o.eop, "earth orientation file");
+    command.add_option("--eop-format", o.eop_format, "its format: c04, rapid or keyword").capture_default_str();
+    command.add_option("--jpl", o.jpl, "JPL ephemeris, ASCII header and records in one file");
+    command.add_option("--log-level", o.log_level, "library messages from this level on").capture_default_str();
 }
 
 }  // namespace host

@@ -6,13 +6,10 @@
 #include <string>
 #include <vector>
 
+#include "command.h"
 #include "inputs.h"
 #include "orbit_dynamics.h"
 #include "positions.h"
-
-namespace CLI {
-class App;
-}
 
 namespace host {
 
@@ -24,7 +21,7 @@ struct DynamicsOptions {
 };
 
 /// Registers these options with a subcommand.
-void add_dynamics(CLI::App* command, DynamicsOptions& options);
+void add_dynamics(Command command, DynamicsOptions& options);
 
 /// The library's dynamics records and stores, owned here.
 struct Dynamics {

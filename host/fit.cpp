@@ -1,6 +1,5 @@
 #include "fit.h"
 
-#include <CLI/CLI.hpp>
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
@@ -303,34 +302,34 @@ int fit(const FitOptions& o) {
     return converged ? 0 : 1;
 }
 
-void add_fit(CLI::App& app, Action& action) {
+void add_fit(Command app, Action& action) {
     auto o = std::make_shared<FitOptions>();
-    CLI::App* command = app.add_subcommand("fit", "A dynamic orbit through a list of positions");
+    Command command = app.add_subcommand("fit", "A dynamic orbit through a list of positions");
     command
-        ->add_option("--positions", o->positions,
-                     "CSV (time, x, y, z in metres; also the output of run) or SP3 file (ending .sp3)")
-        ->required();
-    command->add_option("--frame", o->frame, "frame of the positions: ecef or eci (GCRS)")->capture_default_str();
-    command->add_option("--time-scale", o->time_scale, "time scale of their tags: gpst, utc, tai or tt")
-        ->capture_default_str();
-    command->add_option("--satellite", o->satellite, "satellite of the SP3 file, such as L01");
-    command->add_option("--solution", o->solution, "columns of a file of run: filter or point")
-        ->check(CLI::IsMember({"filter", "point"}))
-        ->capture_default_str();
-    command->add_option("--interval", o->interval, "thinning of the positions in seconds; 0 takes all")
-        ->check(CLI::NonNegativeNumber)
-        ->capture_default_str();
-    command->add_option("--from", o->from, "first second of the first day");
-    command->add_option("--to", o->to, "last second, counted from the first day");
+        .add_option("--positions", o->positions,
+                    "CSV (time, x, y, z in metres; also the output of run) or SP3 file (ending .sp3)")
+        .required();
+    command.add_option("--frame", o->frame, "frame of the positions: ecef or eci (GCRS)").capture_default_str();
+    command.add_option("--time-scale", o->time_scale, "time scale of their tags: gpst, utc, tai or tt")
+        .capture_default_str();
+    command.add_option("--satellite", o->satellite, "satellite of the SP3 file, such as L01");
+    command.add_option("--solution", o->solution, "columns of a file of run: filter or point")
+        .one_of({"filter", "point"})
+        .capture_default_str();
+    command.add_option("--interval", o->interval, "thinning of the positions in seconds; 0 takes all")
+        .non_negative()
+        .capture_default_str();
+    command.add_option("--from", o->from, "first second of the first day");
+    command.add_option("--to", o->to, "last second, counted from the first day");
     add_dynamics(command, o->dynamics);
-    command->add_option("--truth", o->truth, "CSV to compare with: GPST, x, y, z in metres, earth-fixed");
-    command->add_option("--out", o->out, "CSV of the fitted trajectory, both frames");
-    command->add_option("--sp3-out", o->sp3_out, "SP3-c file of the fitted trajectory");
-    command->add_option("--residuals", o->residuals, "CSV of the residuals along, radial, cross");
-    command->add_option("--parameters", o->parameters, "CSV of the estimated parameters with their names");
-    command->add_option("--history", o->history, "CSV of the iterations");
-    command->add_option("--plot", o->plot, "SVG or PNG of the residuals");
-    command->callback([o, &action] { action = [o] { return fit(*o); }; });
+    command.add_option("--truth", o->truth, "CSV to compare with: GPST, x, y, z in metres, earth-fixed");
+    command.add_option("--out", o->out, "CSV of the fitted trajectory, both frames");
+    command.add_option("--sp3-out", o->sp3_out, "SP3-c file of the fitted trajectory");
+    command.add_option("--residuals", o->residuals, "CSV of the residuals along, radial, cross");
+    command.add_option("--parameters", o->parameters, "CSV of the estimated parameters with their names");
+    command.add_option("--history", o->history, "CSV of the iterations");
+    command.add_option("--plot", o->plot, "SVG or PNG of the residuals");
+    command.callback([o, &action] { action = [o] { return fit(*o); }; });
 }
 
 }  // namespace host

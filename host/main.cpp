@@ -1,27 +1,22 @@
 /// \file main.cpp
 /// The host program `leopod`: loads files, calls the library, writes results.
-#include <CLI/CLI.hpp>
 #include <cstdio>
 
 #include "command.h"
 #include "error.h"
 
 int main(int argc, char** argv) {
-    CLI::App app{"leopod: satellite orbit determination from GNSS measurements"};
-    app.require_subcommand(1);
+    host::CommandLine line("leopod: satellite orbit determination from GNSS measurements");
     host::Action action;
-    host::add_run(app, action);
-    host::add_fit(app, action);
-    host::add_propagate(app, action);
-    host::add_tide(app, action);
-    host::add_crd(app, action);
-    host::add_plot(app, action);
-    host::add_simulate(app, action);
-    try {
-        app.parse(argc, argv);
-    } catch (const CLI::ParseError& e) {
-        return app.exit(e) == 0 ? 0 : 2;
-    }
+    host::add_run(line.root(), action);
+    host::add_fit(line.root(), action);
+    host::add_propagate(line.root(), action);
+    host::add_tide(line.root(), action);
+    host::add_crd(line.root(), action);
+    host::add_plot(line.root(), action);
+    host::add_simulate(line.root(), action);
+    int status = 0;
+    if (!line.parse(argc, argv, status)) return status;
     try {
         return action();
     } catch (const host::InputError& e) {

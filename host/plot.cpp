@@ -1,6 +1,5 @@
 #include "plot.h"
 
-#include <CLI/CLI.hpp>
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
@@ -353,18 +352,18 @@ void plot_track(const PlotOptions& o) {
              tracks, o.out);
 }
 
-void add_plot(CLI::App& app, Action& action) {
-    CLI::App* plot = app.add_subcommand("plot", "Pictures (SVG, PNG) of the CSV files that the other commands write");
-    plot->require_subcommand(1);
+void add_plot(Command app, Action& action) {
+    Command plot = app.add_subcommand("plot", "Pictures (SVG, PNG) of the CSV files that the other commands write");
+    plot.require_subcommand();
     const auto kind = [&](const char* name, const char* description, const char* in, void (*draw)(const PlotOptions&)) {
         auto o = std::make_shared<PlotOptions>();
-        CLI::App* command = plot->add_subcommand(name, description);
-        command->add_option("--in", o->in, in)->required();
-        command->add_option("--out", o->out, "the picture: .svg, or .png (drawn by gnuplot)")->required();
-        command->add_option("--title", o->title, "its title");
-        command->add_option("--from", o->from, "first second, counted from the first day");
-        command->add_option("--to", o->to, "last second, counted from the first day");
-        command->callback([o, draw, &action] {
+        Command command = plot.add_subcommand(name, description);
+        command.add_option("--in", o->in, in).required();
+        command.add_option("--out", o->out, "the picture: .svg, or .png (drawn by gnuplot)").required();
+        command.add_option("--title", o->title, "its title");
+        command.add_option("--from", o->from, "first second, counted from the first day");
+        command.add_option("--to", o->to, "last second, counted from the first day");
+        command.callback([o, draw, &action] {
             action = [o, draw] {
                 check_picture_name("--out", o->out);
                 {
@@ -377,13 +376,13 @@ void add_plot(CLI::App& app, Action& action) {
         });
         return std::pair{command, o};
     };
-    const auto frame = [](CLI::App* command, const std::shared_ptr<PlotOptions>& o) {
-        command->add_option("--frame", o->frame, "azimuth and elevation: horizon (local, from north) or antenna")
-            ->check(CLI::IsMember({"horizon", "antenna"}))
-            ->capture_default_str();
+    const auto frame = [](Command command, const std::shared_ptr<PlotOptions>& o) {
+        command.add_option("--frame", o->frame, "azimuth and elevation: horizon (local, from north) or antenna")
+            .one_of({"horizon", "antenna"})
+            .capture_default_str();
     };
-    const auto limit = [](CLI::App* command, const char* name, double& value, const char* text) {
-        command->add_option(name, value, text)->check(CLI::PositiveNumber);
+    const auto limit = [](Command command, const char* name, double& value, const char* text) {
+        command.add_option(name, value, text).positive();
     };
     const char* solutions =
         "CSV or SP3 file of positions; FILE:point or FILE:filter chooses of a file of run, =LABEL behind it names "
@@ -392,21 +391,21 @@ void add_plot(CLI::App& app, Action& action) {
     {
         const auto [command, o] =
             kind("errors", "Errors of one or more solutions against a truth", solutions, plot_errors);
-        command->add_option("--truth", o->truth, "CSV of reference positions, as in run")->required();
+        command.add_option("--truth", o->truth, "CSV of reference positions, as in run").required();
         command
-            ->add_option("--layout", o->layout,
-                         "panels from above, with commas: components (radial, along, cross), solutions, total (3D)")
-            ->capture_default_str();
-        command->add_flag("--log", o->log, "logarithmic axes");
+            .add_option("--layout", o->layout,
+                        "panels from above, with commas: components (radial, along, cross), solutions, total (3D)")
+            .capture_default_str();
+        command.add_flag("--log", o->log, "logarithmic axes");
         limit(command, "--limit", o->limit, "end of the error axes in metres; without it that of the data");
     }
     {
         const auto [command, o] =
             kind("residuals", "Residuals over time and elevation",
                  "CSV of run --satellites-out (may be repeated), or of fit --residuals", plot_residuals);
-        command->add_option("--of", o->quantity, "filter, or point: the ranges of the point position")
-            ->check(CLI::IsMember({"filter", "point"}))
-            ->capture_default_str();
+        command.add_option("--of", o->quantity, "filter, or point: the ranges of the point position")
+            .one_of({"filter", "point"})
+            .capture_default_str();
         frame(command, o);
         limit(command, "--limit", o->limit, "end of the axes of codes and of a fit in metres");
         limit(command, "--limit-phase", o->limit_phase, "end of the axis of phases in metres");

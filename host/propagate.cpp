@@ -1,6 +1,5 @@
 #include "propagate.h"
 
-#include <CLI/CLI.hpp>
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
@@ -122,21 +121,21 @@ int propagate(const PropagateOptions& o) {
     return 0;
 }
 
-void add_propagate(CLI::App& app, Action& action) {
+void add_propagate(Command app, Action& action) {
     auto o = std::make_shared<PropagateOptions>();
-    CLI::App* command = app.add_subcommand("propagate", "A state in, a trajectory out");
-    command->add_option("--epoch", o->epoch, "epoch of the state, such as 2021-01-18T00:00:00")->required();
-    command->add_option("--time-scale", o->time_scale, "its time scale: gpst, utc, tai or tt")->capture_default_str();
-    command->add_option("--state", o->state, "x y z vx vy vz in m and m/s")->expected(6)->required();
-    command->add_option("--frame", o->frame, "its frame: ecef or eci (GCRS)")->capture_default_str();
-    command->add_option("--duration", o->duration, "length of the arc in seconds")->capture_default_str();
+    Command command = app.add_subcommand("propagate", "A state in, a trajectory out");
+    command.add_option("--epoch", o->epoch, "epoch of the state, such as 2021-01-18T00:00:00").required();
+    command.add_option("--time-scale", o->time_scale, "its time scale: gpst, utc, tai or tt").capture_default_str();
+    command.add_option("--state", o->state, "x y z vx vy vz in m and m/s").expected(6).required();
+    command.add_option("--frame", o->frame, "its frame: ecef or eci (GCRS)").capture_default_str();
+    command.add_option("--duration", o->duration, "length of the arc in seconds").capture_default_str();
     add_dynamics(command, o->dynamics);
-    command->add_option("--truth", o->truth, "CSV to compare with: GPST, x, y, z in metres, earth-fixed");
-    command->add_option("--out", o->out, "CSV of the trajectory, both frames");
-    command->add_option("--sp3-out", o->sp3_out, "SP3-c file of the trajectory");
-    command->add_option("--rows-out", o->rows_out, "rows of simulated motion (mot), without the ends of the arc");
-    command->add_option("--rows-interval", o->rows_interval, "spacing of these rows in seconds")->capture_default_str();
-    command->callback([o, &action] { action = [o] { return propagate(*o); }; });
+    command.add_option("--truth", o->truth, "CSV to compare with: GPST, x, y, z in metres, earth-fixed");
+    command.add_option("--out", o->out, "CSV of the trajectory, both frames");
+    command.add_option("--sp3-out", o->sp3_out, "SP3-c file of the trajectory");
+    command.add_option("--rows-out", o->rows_out, "rows of simulated motion (mot), without the ends of the arc");
+    command.add_option("--rows-interval", o->rows_interval, "spacing of these rows in seconds").capture_default_str();
+    command.callback([o, &action] { action = [o] { return propagate(*o); }; });
 }
 
 }  // namespace host

@@ -1,6 +1,5 @@
 #include "run.h"
 
-#include <CLI/CLI.hpp>
 #include <algorithm>
 #include <chrono>
 #include <cmath>
@@ -366,39 +365,38 @@ int run(const RunOptions& options) {
     return totals.solved > 0 ? 0 : 1;
 }
 
-void add_run(CLI::App& app, Action& action) {
+void add_run(Command app, Action& action) {
     auto o = std::make_shared<RunOptions>();
-    CLI::App* command =
+    Command command =
         app.add_subcommand("run", "Observation files in, an orbit out, epoch by epoch (earth-fixed, GPST)");
-    command->add_option("--obs", o->inputs.obs, "RINEX observation file, version 2 or 3; may be repeated")->required();
-    command->add_option("--nav", o->inputs.nav, "RINEX navigation file; may be repeated");
-    command->add_option("--sp3", o->inputs.sp3, "SP3 orbit file; may be repeated");
-    command->add_option("--clk", o->inputs.clk, "RINEX clock file; may be repeated");
-    command->add_option("--atx", o->inputs.atx, "ANTEX antenna file; may be repeated");
-    command->add_option("--att", o->inputs.att,
-                        "attitude quaternion file, the library's columns or the mission product; may be repeated");
-    command->add_option("--eop", o->inputs.eop, "earth orientation file");
-    command->add_option("--eop-format", o->inputs.eop_format, "its format: c04, rapid or keyword")
-        ->capture_default_str();
-    command->add_option("--jpl", o->inputs.jpl, "JPL ephemeris, ASCII header and records in one file");
-    command->add_option("--config", o->inputs.config, "GNSS configuration file");
-    command->add_option("--receiver", o->inputs.receiver, "receiver number of the observations")->capture_default_str();
-    command->add_option("--interval", o->inputs.interval, "sampling of the epochs in seconds; 0 takes all")
-        ->check(CLI::NonNegativeNumber)
-        ->capture_default_str();
-    command->add_flag("--embedded", o->inputs.embedded, "the embedded deployment: built-in tables, BeiDou alone");
-    command->add_option("--truth", o->truth,
-                        "CSV to compare with: GPST, x, y, z in metres, earth-fixed; one row for a site at rest");
-    command->add_option("--out", o->out, "CSV, one row per epoch");
-    command->add_option("--satellites-out", o->satellites_out,
-                        "CSV, one row per epoch and satellite: directions, residuals, slips");
-    command->add_option("--sp3-out", o->sp3_out, "SP3-c file of the filtered positions");
-    command->add_option("--plot", o->plot, "SVG or PNG of the errors, or of the satellites without --truth");
+    command.add_option("--obs", o->inputs.obs, "RINEX observation file, version 2 or 3; may be repeated").required();
+    command.add_option("--nav", o->inputs.nav, "RINEX navigation file; may be repeated");
+    command.add_option("--sp3", o->inputs.sp3, "SP3 orbit file; may be repeated");
+    command.add_option("--clk", o->inputs.clk, "RINEX clock file; may be repeated");
+    command.add_option("--atx", o->inputs.atx, "ANTEX antenna file; may be repeated");
+    command.add_option("--att", o->inputs.att,
+                       "attitude quaternion file, the library's columns or the mission product; may be repeated");
+    command.add_option("--eop", o->inputs.eop, "earth orientation file");
+    command.add_option("--eop-format", o->inputs.eop_format, "its format: c04, rapid or keyword").capture_default_str();
+    command.add_option("--jpl", o->inputs.jpl, "JPL ephemeris, ASCII header and records in one file");
+    command.add_option("--config", o->inputs.config, "GNSS configuration file");
+    command.add_option("--receiver", o->inputs.receiver, "receiver number of the observations").capture_default_str();
+    command.add_option("--interval", o->inputs.interval, "sampling of the epochs in seconds; 0 takes all")
+        .non_negative()
+        .capture_default_str();
+    command.add_flag("--embedded", o->inputs.embedded, "the embedded deployment: built-in tables, BeiDou alone");
+    command.add_option("--truth", o->truth,
+                       "CSV to compare with: GPST, x, y, z in metres, earth-fixed; one row for a site at rest");
+    command.add_option("--out", o->out, "CSV, one row per epoch");
+    command.add_option("--satellites-out", o->satellites_out,
+                       "CSV, one row per epoch and satellite: directions, residuals, slips");
+    command.add_option("--sp3-out", o->sp3_out, "SP3-c file of the filtered positions");
+    command.add_option("--plot", o->plot, "SVG or PNG of the errors, or of the satellites without --truth");
     command
-        ->add_option("--log-level", o->log_level,
-                     "library messages from this level on: trace, debug, info, warning, error, critical, off")
-        ->capture_default_str();
-    command->callback([o, &action] { action = [o] { return run(*o); }; });
+        .add_option("--log-level", o->log_level,
+                    "library messages from this level on: trace, debug, info, warning, error, critical, off")
+        .capture_default_str();
+    command.callback([o, &action] { action = [o] { return run(*o); }; });
 }
 
 }  // namespace host

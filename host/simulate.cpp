@@ -1,6 +1,5 @@
 #include "simulate.h"
 
-#include <CLI/CLI.hpp>
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
@@ -636,50 +635,48 @@ int simulate(const SimulateOptions& o) {
     return 0;
 }
 
-void add_simulate(CLI::App& app, Action& action) {
+void add_simulate(Command app, Action& action) {
     auto o = std::make_shared<SimulateOptions>();
-    CLI::App* command = app.add_subcommand("simulate", "An orbit in, the observations of a receiver on it out");
+    Command command = app.add_subcommand("simulate", "An orbit in, the observations of a receiver on it out");
     command
-        ->add_option("--orbit", o->orbit, "orbit: CSV of `leopod propagate` (GPST, earth-fixed), or SP3 (ending .sp3)")
-        ->required();
-    command->add_option("--satellite", o->satellite, "satellite of an SP3 orbit, such as L01");
-    command->add_option("--nav", o->nav, "RINEX navigation file of the transmitters; may be repeated");
-    command->add_option("--sp3", o->sp3, "SP3 file of the transmitters, instead; may be repeated");
-    command->add_option("--clk", o->clk, "RINEX clock file that goes with it; may be repeated");
-    command->add_option("--systems", o->systems, "G, C or GC; without it all that have ephemerides");
-    command->add_option("--config", o->config, "GNSS configuration file: what is observed");
-    command->add_option("--start", o->start, "first epoch, such as 2021-01-18T00:00:00, GPST; without it the orbit's");
-    command->add_option("--duration", o->duration, "length of the arc in seconds; without it to the orbit's end");
-    command->add_option("--interval", o->interval, "between epochs in seconds")->capture_default_str();
-    command->add_option("--seed", o->seed, "of the random numbers")
-        ->check(CLI::NonNegativeNumber)
-        ->capture_default_str();
-    command->add_option("--code-noise", o->code_noise, "standard deviation in m")->capture_default_str();
-    command->add_option("--phase-noise", o->phase_noise, "standard deviation in m")->capture_default_str();
-    command->add_option("--clock-offset", o->clock_offset, "of the receiver in s")->capture_default_str();
-    command->add_option("--clock-drift", o->clock_drift, "in s/s")->capture_default_str();
-    command->add_option("--clock-walk", o->clock_walk, "random walk in s after one second")->capture_default_str();
-    command->add_flag("--clock-jumps", o->clock_jumps, "jumps of a millisecond keep the clock within half of one");
-    command->add_option("--slip", o->slips, "cycle slip SATELLITE,TIME,BAND,CYCLES; may be repeated");
-    command->add_option("--slip-rate", o->slip_rate, "slips at random, an hour and satellite")->capture_default_str();
-    command->add_option("--slip-size", o->slip_size, "largest of these in cycles")->capture_default_str();
-    command->add_option("--tec", o->tec, "ionosphere: vertical content above the receiver in TECU; 0 is none")
-        ->capture_default_str();
-    command->add_option("--shell-height", o->shell_height, "height of its shell in km")->capture_default_str();
-    command->add_flag("!--no-wind-up", o->wind_up, "leaves out the phase wind-up");
-    command->add_flag("!--no-group-delays", o->group_delays, "leaves out the group delays of the satellites");
-    command->add_option("--mask", o->mask, "lowest elevation in degrees")->capture_default_str();
-    command->add_option("--channels", o->channels, "most satellites of an epoch, the highest ones")
-        ->capture_default_str();
-    command->add_option("--platform-z", o->platform_z, "z axis of the platform: down or up")->capture_default_str();
-    command->add_option("--yaw", o->yaw, "of the platform's x axis from the flight direction, about z, in degrees")
-        ->capture_default_str();
-    command->add_option("--obs-out", o->obs_out, "RINEX 3 observation file to be written")->required();
-    command->add_option("--att-out", o->att_out, "attitude quaternions to be written");
-    command->add_option("--truth-out", o->truth_out, "CSV of true positions and clocks to be written");
-    command->add_option("--events-out", o->events_out, "CSV of ambiguities, slips and clock jumps to be written");
-    command->add_option("--log-level", o->log_level, "library messages from this level on")->capture_default_str();
-    command->callback([o, &action] { action = [o] { return simulate(*o); }; });
+        .add_option("--orbit", o->orbit, "orbit: CSV of `leopod propagate` (GPST, earth-fixed), or SP3 (ending .sp3)")
+        .required();
+    command.add_option("--satellite", o->satellite, "satellite of an SP3 orbit, such as L01");
+    command.add_option("--nav", o->nav, "RINEX navigation file of the transmitters; may be repeated");
+    command.add_option("--sp3", o->sp3, "SP3 file of the transmitters, instead; may be repeated");
+    command.add_option("--clk", o->clk, "RINEX clock file that goes with it; may be repeated");
+    command.add_option("--systems", o->systems, "G, C or GC; without it all that have ephemerides");
+    command.add_option("--config", o->config, "GNSS configuration file: what is observed");
+    command.add_option("--start", o->start, "first epoch, such as 2021-01-18T00:00:00, GPST; without it the orbit's");
+    command.add_option("--duration", o->duration, "length of the arc in seconds; without it to the orbit's end");
+    command.add_option("--interval", o->interval, "between epochs in seconds").capture_default_str();
+    command.add_option("--seed", o->seed, "of the random numbers").non_negative().capture_default_str();
+    command.add_option("--code-noise", o->code_noise, "standard deviation in m").capture_default_str();
+    command.add_option("--phase-noise", o->phase_noise, "standard deviation in m").capture_default_str();
+    command.add_option("--clock-offset", o->clock_offset, "of the receiver in s").capture_default_str();
+    command.add_option("--clock-drift", o->clock_drift, "in s/s").capture_default_str();
+    command.add_option("--clock-walk", o->clock_walk, "random walk in s after one second").capture_default_str();
+    command.add_flag("--clock-jumps", o->clock_jumps, "jumps of a millisecond keep the clock within half of one");
+    command.add_option("--slip", o->slips, "cycle slip SATELLITE,TIME,BAND,CYCLES; may be repeated");
+    command.add_option("--slip-rate", o->slip_rate, "slips at random, an hour and satellite").capture_default_str();
+    command.add_option("--slip-size", o->slip_size, "largest of these in cycles").capture_default_str();
+    command.add_option("--tec", o->tec, "ionosphere: vertical content above the receiver in TECU; 0 is none")
+        .capture_default_str();
+    command.add_option("--shell-height", o->shell_height, "height of its shell in km").capture_default_str();
+    command.add_flag("!--no-wind-up", o->wind_up, "leaves out the phase wind-up");
+    command.add_flag("!--no-group-delays", o->group_delays, "leaves out the group delays of the satellites");
+    command.add_option("--mask", o->mask, "lowest elevation in degrees").capture_default_str();
+    command.add_option("--channels", o->channels, "most satellites of an epoch, the highest ones")
+        .capture_default_str();
+    command.add_option("--platform-z", o->platform_z, "z axis of the platform: down or up").capture_default_str();
+    command.add_option("--yaw", o->yaw, "of the platform's x axis from the flight direction, about z, in degrees")
+        .capture_default_str();
+    command.add_option("--obs-out", o->obs_out, "RINEX 3 observation file to be written").required();
+    command.add_option("--att-out", o->att_out, "attitude quaternions to be written");
+    command.add_option("--truth-out", o->truth_out, "CSV of true positions and clocks to be written");
+    command.add_option("--events-out", o->events_out, "CSV of ambiguities, slips and clock jumps to be written");
+    command.add_option("--log-level", o->log_level, "library messages from this level on").capture_default_str();
+    command.callback([o, &action] { action = [o] { return simulate(*o); }; });
 }
 
 }  // namespace host

@@ -1,6 +1,5 @@
 #include "tide.h"
 
-#include <CLI/CLI.hpp>
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
@@ -211,24 +210,23 @@ int tide(const TideOptions& o) {
     return 0;
 }
 
-void add_tide(CLI::App& app, Action& action) {
+void add_tide(Command app, Action& action) {
     auto o = std::make_shared<TideOptions>();
-    CLI::App* command = app.add_subcommand("tide", "Displacement of a site by the solid-Earth tide and ocean loading");
-    command->add_option("--blh", o->blh, "site: latitude and longitude in degrees, ellipsoidal height in m")
-        ->expected(3);
-    command->add_option("--xyz", o->xyz, "site: earth-fixed position in m")->expected(3);
-    command->add_option("--epoch", o->epoch, "first epoch, such as 2021-01-18T00:00:00")->required();
-    command->add_option("--time-scale", o->time_scale, "its time scale: gpst, utc, tai or tt")->capture_default_str();
-    command->add_option("--duration", o->duration, "length of a series in seconds")->capture_default_str();
-    command->add_option("--interval", o->interval, "its spacing in seconds")->capture_default_str();
-    command->add_option("--blq", o->blq, "ocean loading file (BLQ); without it the solid tide alone");
-    command->add_option("--site", o->site, "name of the site in it; not needed where the file has one site");
-    command->add_option("--eop", o->eop, "earth orientation file");
-    command->add_option("--eop-format", o->eop_format, "its format: c04, rapid or keyword")->capture_default_str();
-    command->add_option("--jpl", o->jpl, "JPL ephemeris, ASCII header and records in one file");
-    command->add_option("--out", o->out, "CSV of the displacements");
-    command->add_option("--log-level", o->log_level, "library messages from this level on")->capture_default_str();
-    command->callback([o, &action] { action = [o] { return tide(*o); }; });
+    Command command = app.add_subcommand("tide", "Displacement of a site by the solid-Earth tide and ocean loading");
+    command.add_option("--blh", o->blh, "site: latitude and longitude in degrees, ellipsoidal height in m").expected(3);
+    command.add_option("--xyz", o->xyz, "site: earth-fixed position in m").expected(3);
+    command.add_option("--epoch", o->epoch, "first epoch, such as 2021-01-18T00:00:00").required();
+    command.add_option("--time-scale", o->time_scale, "its time scale: gpst, utc, tai or tt").capture_default_str();
+    command.add_option("--duration", o->duration, "length of a series in seconds").capture_default_str();
+    command.add_option("--interval", o->interval, "its spacing in seconds").capture_default_str();
+    command.add_option("--blq", o->blq, "ocean loading file (BLQ); without it the solid tide alone");
+    command.add_option("--site", o->site, "name of the site in it; not needed where the file has one site");
+    command.add_option("--eop", o->eop, "earth orientation file");
+    command.add_option("--eop-format", o->eop_format, "its format: c04, rapid or keyword").capture_default_str();
+    command.add_option("--jpl", o->jpl, "JPL ephemeris, ASCII header and records in one file");
+    command.add_option("--out", o->out, "CSV of the displacements");
+    command.add_option("--log-level", o->log_level, "library messages from this level on").capture_default_str();
+    command.callback([o, &action] { action = [o] { return tide(*o); }; });
 }
 
 }  // namespace host

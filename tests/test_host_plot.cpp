@@ -454,7 +454,7 @@ TEST_F(Plot, PicturesOfARun) {
     const std::vector<Picture> residuals = read_svg(out("res.svg"));
     ASSERT_EQ(residuals.size(), 4u);  // phase and code, over time and over elevation
     for (const Picture& panel : residuals) {
-        EXPECT_EQ(panel.series.size(), 23u);
+        EXPECT_EQ(panel.series.size(), 24u);
         for (const Picture::Series& s : panel.series) EXPECT_GT(s.dots.size(), 0u) << s.name;
     }
     expect_drawn("satellites --in " + out("epochs.csv") + " --in " + out("satellites.csv") + " --out " +
@@ -465,8 +465,8 @@ TEST_F(Plot, PicturesOfARun) {
     const Picture::Series& count = satellites[0].named("satellites");
     EXPECT_NEAR(value_at(satellites[0], count.lines.at(0).front().y), epochs.begin()->second.at("satellites"), 0.05);
     EXPECT_NEAR(value_at(satellites[0], count.lines.at(0).back().y), epochs.rbegin()->second.at("satellites"), 0.05);
-    EXPECT_EQ(satellites[2].y_texts.size(), 24u);  // names and the empty label
-    EXPECT_GE(satellites[2].named("in the filter").lines.size(), 23u);
+    EXPECT_EQ(satellites[2].y_texts.size(), 25u);  // names and the empty label
+    EXPECT_GE(satellites[2].named("in the filter").lines.size(), 24u);
 
     // Residuals of a fit, in the order of its file along, radial, cross.
     const std::string fit =
