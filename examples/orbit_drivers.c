@@ -3,11 +3,13 @@
  *
  *   orbit_drivers fit                      the built-in list of positions, fitted
  *   orbit_drivers simulate CONFIG OUTPUT   a dense trajectory: 50 rows per second of orbit
- *   orbit_drivers integrate                five minutes of a high orbit */
+ *   orbit_drivers integrate                five minutes of a high orbit
+ *   orbit_drivers tle                      the built-in element set, propagated by three days */
 #include <stdio.h>
 #include <string.h>
 
 #include "orbit_dynamics.h"
+#include "tle.h"
 #include "ulog.h"
 
 static void print(ulog_level_t level, char* text) {
@@ -23,8 +25,10 @@ int main(int argc, char** argv) {
         test_orbit_simulation(argv[2], argv[3]);
     } else if (argc == 2 && strcmp(argv[1], "integrate") == 0) {
         test_orbit_integrate();
+    } else if (argc == 2 && strcmp(argv[1], "tle") == 0) {
+        tle_test();
     } else {
-        fprintf(stderr, "usage: %s fit | simulate CONFIG OUTPUT | integrate\n", argv[0]);
+        fprintf(stderr, "usage: %s fit | simulate CONFIG OUTPUT | integrate | tle\n", argv[0]);
         return 2;
     }
     return 0;

@@ -74,6 +74,7 @@ void add_run(Command app, Action& action);
 void add_fit(Command app, Action& action);
 void add_propagate(Command app, Action& action);
 void add_tide(Command app, Action& action);
+void add_tle(Command app, Action& action);
 void add_crd(Command app, Action& action);
 void add_plot(Command app, Action& action);
 void add_simulate(Command app, Action& action);

@@ -12,6 +12,7 @@ int main(int argc, char** argv) {
     host::add_fit(line.root(), action);
     host::add_propagate(line.root(), action);
     host::add_tide(line.root(), action);
+    host::add_tle(line.root(), action);
     host::add_crd(line.root(), action);
     host::add_plot(line.root(), action);
     host::add_simulate(line.root(), action);
