@@ -111,7 +111,8 @@ int tle_name_read(const char* file, tle_t* tle);
 /// Source: Hoots and Roehrich (1980), Spacetrack Report No. 3, SGP4; constants of WGS-72.
 void SGP4_STR3(double tsince, const tled_t* data, double* rs);
 
-/// State of an element set at an epoch, by SGP4_STR3. Prints it to standard output with each call, headed "rv_TEME:".
+/// State of an element set at an epoch, by SGP4_STR3, which prints nothing: this one prints its state to standard output
+/// with each call, headed "rv_TEME:".
 /// \param tledata       the set
 /// \param time_utc      epoch, tsUTC; another time system ends the process (gtimeSub)
 /// \param pos_vel_teme  [out] 6: position [m] and velocity [m/s], TEME
