@@ -48,7 +48,7 @@ void text_field(const char* line, std::size_t start, std::size_t width, char* ou
 /// Lines of a file up to 255 characters, without what follows a "#". The rest of a longer line is dropped.
 class Lines {
   public:
-    explicit Lines(const char* name) : reader_{leopod::open_text(name), name != nullptr ? name : ""} {
+    explicit Lines(const char* name) : reader_{leopod::open_text(name), name} {
         reader_.warned = true;  // the limit of this reader is lower, and the warning is its own
     }
     ~Lines() {
@@ -172,7 +172,7 @@ int cmp_tle_data(const void* p1, const void* p2) {
 int tle_read(const char* file, tle_t* tle) {
     Lines lines(file);
     if (!lines.is_open()) {
-        report(ULOG_WARNING_LEVEL, "tle file open error: %s\n", file);
+        report(ULOG_WARNING_LEVEL, "tle file open error: %s\n", file != nullptr ? file : "");
         return 0;
     }
     tled_t record{};
@@ -201,7 +201,7 @@ int tle_read(const char* file, tle_t* tle) {
 int tle_name_read(const char* file, tle_t* tle) {
     Lines lines(file);
     if (!lines.is_open()) {
-        report(ULOG_WARNING_LEVEL, "tle satellite name file open error: %s\n", file);
+        report(ULOG_WARNING_LEVEL, "tle satellite name file open error: %s\n", file != nullptr ? file : "");
         return 0;
     }
     char line[kLineSize];

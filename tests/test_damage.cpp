@@ -20,6 +20,7 @@
 #include "gnss_satposition.h"
 #include "orbit_dynamics.h"
 #include "support.h"
+#include "tle.h"
 
 namespace {
 
@@ -152,6 +153,25 @@ Kept load_quaternion(char* name) {
     return {count, count > 0 ? records[0].qua.r : 0.0};
 }
 
+Kept load_elements(char* name) {
+    tle_t sets{};
+    tle_read(name, &sets);
+    Kept kept{sets.n, 0.0};
+    for (int i = 0; i < sets.n; ++i) kept.sum += sets.data[i].n;
+    std::free(sets.data);
+    return kept;
+}
+
+Kept load_element_names(char* name) {
+    tle_t sets{};
+    tle_read(support::test_file("tle.tle").c_str(), &sets);
+    tle_name_read(name, &sets);
+    Kept kept;
+    for (int i = 0; i < sets.n; ++i) kept.records += std::string(sets.data[i].name).find("RENAMED") == 0;
+    std::free(sets.data);
+    return kept;
+}
+
 const Format kFormats[] = {
     {"observation2.obs", 12, 12, false, load_observation},
     {"observation3.rnx", 15, 15, false, load_observation},
@@ -169,6 +189,8 @@ const Format kFormats[] = {
     {"gravity.txt", 1, 1, false, load_gravity},
     {"quaternion.txt", 8, 1, false, load_quaternion<read_att_quaternion_velmar>},
     {"quaternion_mission.txt", 8, 8, false, load_quaternion<read_att_quaternion_gfo>},
+    {"tle.tle", 13, 1, false, load_elements},
+    {"tle_names.txt", 2, 1, false, load_element_names},
 };
 
 struct Damage {

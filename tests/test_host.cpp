@@ -13,40 +13,7 @@ using support::kProgram;
 using support::leopod;
 using support::number;
 using support::Outcome;
-<<<<<<< HEAD
 using support::read_rows;
-=======
-
-/// Solved epochs of an output file: second of day to a row of named columns.
-std::map<double, std::map<std::string, double>> read_rows(const std::string& file) {
-    std::map<double, std::map<std::string, double>> rows;
-    std::ifstream in(file);
-    std::string line;
-    std::vector<std::string> names;
-    while (std::getline(in, line)) {
-        std::vector<std::string> fields;
-        std::stringstream stream(line);
-        std::string field;
-        while (std::getline(stream, field, ',')) fields.push_back(field);
-        if (names.empty()) {
-            names = fields;
-            continue;
-        }
-        std::map<std::string, double> row;
-        for (std::size_t i = 0; i < fields.size() && i < names.size(); ++i) {
-            char* end = nullptr;
-            const double value = std::strtod(fields[i].c_str(), &end);
-            if (end != fields[i].c_str() && *end == '\0') row[names[i]] = value;
-        }
-        if (row.count("sod_gpst") != 0) {
-            rows[row["sod_gpst"]] = row;
-        } else if (!row.empty()) {
-            rows[row[names[0]]] = row;
-        }
-    }
-    return rows;
-}
->>>>>>> 2cb7dfb (Two-line element sets: files, name lists, near-earth SGP4 and its frames; leopod tle)
 
 double rms_of(const std::string& text, const std::string& name) {
     return number(text, name + " +epochs .*rms ([0-9.]+)");

@@ -13,8 +13,8 @@ using support::leopod;
 using support::number;
 using support::Outcome;
 
-const std::string kSets = support::test_file("made_up.tle").string();
-const std::string kNames = support::test_file("made_up_names.txt").string();
+const std::string kSets = support::test_file("tle.tle").string();
+const std::string kNames = support::test_file("tle_names.txt").string();
 
 using Row = std::map<std::string, std::string>;
 

@@ -181,7 +181,7 @@ TEST(TleFile, LimitsAndFailures) {
 TEST(TleFile, NameList) {
     LogRecorder log;
     Sets sets;
-    ASSERT_EQ(tle_read(support::test_file("made_up.tle").c_str(), &sets), 1);
+    ASSERT_EQ(tle_read(support::test_file("tle.tle").c_str(), &sets), 1);
     EXPECT_EQ(sets.n, 13);
     const std::string list =
         "ZULU 90001 00000X\nYANKEE 900029999 -- # cut to 90002\nXRAY 95 21900E\n"

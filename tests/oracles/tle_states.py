@@ -2,7 +2,7 @@
 """Prints the states of a file of element sets as another implementation of SGP4 gives them: the revised one, with the
 constants of WGS-72. Needs Debian's python3-sgp4.
 
-usage: tle_states.py FILE MINUTES... > states.csv      (tests/oracles/tle_states.csv: tests/data/made_up.tle, -720 0 720 2880)
+usage: tle_states.py FILE MINUTES... > states.csv      (tests/oracles/tle_states.csv: tests/data/tle.tle, -720 0 720 2880)
 
 Rows: line 1, line 2, minutes since the epoch, state in TEME (km, km/s), and what the revised code does there that the
 model of 1980 doesn't:
