@@ -208,18 +208,15 @@ Slip parse_slip(const std::string& text, const Constellation& constellation, con
     if (fields[1].find(':') != std::string::npos) {
         slip.time = gtimeSubSec(parse_time("--slip", fields[1]), time_of(arc.mjd_day, 0.0));
     } else {
-        char* end = nullptr;
-        slip.time = start + std::strtod(fields[1].c_str(), &end);
-        require(!fields[1].empty() && *end == '\0' && std::isfinite(slip.time), what + "the time cannot be read");
+        require(parse_number(fields[1], slip.time), what + "the time cannot be read");
+        slip.time += start;
     }
     const std::vector<int>& bands = arc.signals.at(satellite->system).bands;
     const auto band =
         std::find_if(bands.begin(), bands.end(), [&](int b) { return fields[2] == "L" + std::to_string(b); });
     require(band != bands.end(), what + fields[2] + " is not observed of this system");
     slip.band = static_cast<std::size_t>(band - bands.begin());
-    char* end = nullptr;
-    slip.cycles = std::strtod(fields[3].c_str(), &end);
-    require(!fields[3].empty() && *end == '\0' && slip.cycles == std::round(slip.cycles) && slip.cycles != 0.0 &&
+    require(parse_number(fields[3], slip.cycles) && slip.cycles == std::round(slip.cycles) && slip.cycles != 0.0 &&
                 std::fabs(slip.cycles) <= kAmbiguity,
             what + "a whole number of cycles other than 0 is expected");
     return slip;
@@ -293,7 +290,9 @@ void observe(const SimulateOptions& o, const ReceiverOrbit& orbit, const Constel
     arc.tracks.resize(all.size());
     const double slip_chance = 1.0 - std::exp(-o.slip_rate * o.interval / 3600.0);
 
+    Progress progress("simulating epochs", static_cast<double>(count));
     for (long n = 0; n < count; ++n) {
+        progress.done(static_cast<double>(n));
         SimulatedEpoch epoch{};
         const double elapsed = static_cast<double>(n) * o.interval;
         epoch.tag = start + elapsed;
