@@ -78,6 +78,13 @@ constexpr double kLove[7][5] = {
 // The corrected coefficients: (2,0) to (4,2), ten in a row of the triangular tables.
 constexpr int kCorrected = 10;
 constexpr int kFirstCorrected = 3;
+using leopod::FourSums;
+using leopod::kQuad;
+using leopod::load;
+using leopod::Pair;
+using leopod::Quad;
+using leopod::store;
+
 double* const kStaticC[kCorrected] = {&o_C20, &o_C21, &o_C22, &o_C30, &o_C31, &o_C32, &o_C33, &o_C40, &o_C41, &o_C42};
 double* const kStaticS[kCorrected] = {&o_S20, &o_S21, &o_S22, &o_S30, &o_S31, &o_S32, &o_S33, &o_S40, &o_S41, &o_S42};
 
@@ -273,6 +280,23 @@ double legendrePoly(int n, int m, double u) {
 
 // --- harmonics, acceleration, gradient -----------------------------------------------------------------------------------
 
+namespace {
+
+/// Calls body(m) for the first elements of blocks of four that cover [0, count); the last block may overlap the one before. False, and
+/// nothing done, where there are fewer than four elements.
+template <typename Body>
+LEOPOD_KERNEL inline bool for_each_quad(int count, const Body& body) {
+    if (count < kQuad) return false;
+    int m = 0;
+    for (; m + kQuad <= count; m += kQuad) body(m);
+    if (m < count) body(count - kQuad);
+    return true;
+}
+
+constexpr Quad kLanes = {0.0, 1.0, 2.0, 3.0};
+
+}  // namespace
+
 void generateVW(int NN, int MM, double* pos_ecef) {
     const double x = pos_ecef[0], y = pos_ecef[1], z = pos_ecef[2];
     const double r2 = x * x + y * y + z * z;
@@ -284,86 +308,231 @@ void generateVW(int NN, int MM, double* pos_ecef) {
     V[0] = Re / r;
     W[0] = 0.0;
     // settled: rows above `top` are not generated and keep what they hold, zero unless an earlier call went higher.
-    for (int n = 1; n <= top; ++n) {
-        double* const v = V + index_of(n, 0);
-        double* const w = W + index_of(n, 0);
-        const double* const v1 = V + index_of(n - 1, 0);
-        const double* const w1 = W + index_of(n - 1, 0);
-        const double* const v2 = V + index_of(n - 2, 0);  // for n = 1 at (0,0), with the factor 0
-        const double* const w2 = W + index_of(n - 2, 0);
-        // Degree by degree: the orders of one degree lie side by side and do not depend on each other.
-        for (int m = 0; m <= std::max(0, std::min(n - 2, top_order)); ++m) {
-            v[m] = ((2 * n - 1) * z0 * v1[m] - (n + m - 1) * rho * v2[m]) / (n - m);
-            w[m] = ((2 * n - 1) * z0 * w1[m] - (n + m - 1) * rho * w2[m]) / (n - m);
+    leopod::run_widest([=](auto) LEOPOD_KERNEL {
+        for (int n = 1; n <= top; ++n) {
+            double* const v = V + index_of(n, 0);
+            double* const w = W + index_of(n, 0);
+            const double* const v1 = V + index_of(n - 1, 0);
+            const double* const w1 = W + index_of(n - 1, 0);
+            const double* const v2 = V + index_of(n - 2, 0);  // for n = 1 at (0,0), with the factor 0
+            const double* const w2 = W + index_of(n - 2, 0);
+            // Degree by degree: the orders of one degree lie side by side and do not depend on each other.
+            const double along = (2 * n - 1) * z0;
+            const int count = std::max(0, std::min(n - 2, top_order)) + 1;
+            const bool done = for_each_quad(count, [=](int m) LEOPOD_KERNEL {
+                const Quad order = kLanes + m;
+                const Quad back = (order + (n - 1)) * rho, divisor = n - order;
+                const Quad vm = (along * load(v1 + m) - back * load(v2 + m)) / divisor;
+                const Quad wm = (along * load(w1 + m) - back * load(w2 + m)) / divisor;
+                store(v + m, vm);
+                store(w + m, wm);
+            });
+            for (int m = 0; m < count && !done; ++m) {
+                v[m] = (along * v1[m] - (n + m - 1) * rho * v2[m]) / (n - m);
+                w[m] = (along * w1[m] - (n + m - 1) * rho * w2[m]) / (n - m);
+            }
+            w[0] = 0.0;
+            if (n >= 2 && n - 1 <= top_order) {
+                v[n - 1] = along * v1[n - 1];
+                w[n - 1] = along * w1[n - 1];
+            }
+            if (n <= top_order) {
+                v[n] = (2 * n - 1) * (x0 * v1[n - 1] - y0 * w1[n - 1]);
+                w[n] = (2 * n - 1) * (y0 * v1[n - 1] + x0 * w1[n - 1]);
+            }
         }
-        w[0] = 0.0;
-        if (n >= 2 && n - 1 <= top_order) {
-            v[n - 1] = (2 * n - 1) * z0 * v1[n - 1];
-            w[n - 1] = (2 * n - 1) * z0 * w1[n - 1];
+    });
+}
+
+namespace {
+
+/// x, y, z terms of four neighbouring orders of the acceleration, order after order, each from its own degree to the highest.
+struct Columns {
+    double xyz[kQuad * kQuad * (MAXDEGREE_GRAVITY + 1)];
+
+    static int count(int m, int top) { return kQuad * (top - m + 1) - 6; }
+};
+
+template <bool wide>
+LEOPOD_KERNEL inline void add_terms(const double* first, int count, FourSums<wide>& sum) {
+    for (int i = 0; i < count; ++i) sum.add(load(first + kQuad * i));
+}
+
+/// Stores x, y, z, 0 of four orders at their places and moves on to the next degree's.
+template <bool wide>
+LEOPOD_KERNEL inline void store_columns(Quad x, Quad y, Quad z, double* (&column)[kQuad]) {
+    Quad term[kQuad];
+    if constexpr (wide) leopod::transpose(x, y, z, Quad{}, term);
+    for (int j = 0; j < kQuad; ++j) {
+        if constexpr (wide) {
+            store(column[j], term[j]);
+        } else {
+            store(column[j], Pair{x[j], y[j]});
+            store(column[j] + 2, Pair{z[j], 0.0});
         }
-        if (n <= top_order) {
-            v[n] = (2 * n - 1) * (x0 * v1[n - 1] - y0 * w1[n - 1]);
-            w[n] = (2 * n - 1) * (y0 * v1[n - 1] + x0 * w1[n - 1]);
-        }
+        column[j] += kQuad;
     }
 }
+
+/// Forms the terms of the orders m to m + 3. While those of a degree form, four of the orders before are added, if there are any: two
+/// chains of work that do not wait for each other.
+template <bool any_before, bool wide>
+LEOPOD_KERNEL inline void form_columns(int m, int top, Columns& columns, const Columns& before, FourSums<wide>& total) {
+    const int length = top - m + 1;
+    double* column
+        [kQuad];  // where the term of degree m would stand: above the diagonal, in a place that a later term takes
+    for (int j = 0, start = 0; j < kQuad; start += length - j, ++j) column[j] = columns.xyz + kQuad * (start - j);
+    const double* pending = before.xyz;
+    const double* c = C + index_of(m, m);
+    const double* s = S + index_of(m, m);
+    const double* v = V + index_of(m + 1, m);
+    const double* w = W + index_of(m + 1, m);
+    FourSums<wide> sum = total;
+    for (int n = m; n <= top; ++n) {
+        const Quad cn = load(c), sn = load(s), d = (n - m + 1) - kLanes, f = (d + 1.0) * d;
+        const Quad x = 0.5 * (-cn * load(v + 1) - sn * load(w + 1) + f * (cn * load(v - 1) + sn * load(w - 1)));
+        const Quad y = 0.5 * (-cn * load(w + 1) + sn * load(v + 1) + f * (-cn * load(w - 1) + sn * load(v - 1)));
+        const Quad z = d * (-cn * load(v) - sn * load(w));
+        store_columns<wide>(x, y, z, column);
+        if (any_before) add_terms(pending, kQuad, sum);
+        pending += kQuad * kQuad;
+        c += n + 1;
+        s += n + 1;
+        v += n + 2;
+        w += n + 2;
+    }
+    if (any_before) add_terms(pending, Columns::count(m - kQuad, top) - kQuad * length, sum);
+    total = sum;
+}
+
+}  // namespace
 
 void compute_acc_earth_gravity(int NN, int MM, double* /*pos_ecef*/, double* a_ecef) {
-    const int top = within_table(NN), top_order = within_table(MM);
-    double ax = 0.0, ay = 0.0, az = 0.0;
-    for (int m = 0; m <= top_order; ++m) {
-        int k = index_of(m, m);       // (n,m)
-        int up = index_of(m + 1, m);  // (n+1,m)
-        for (int n = m; n <= top; k += n + 1, up += n + 2, ++n) {
-            const double c = C[k], s = S[k];
-            if (m == 0) {
-                ax -= c * V[up + 1];
-                ay -= c * W[up + 1];
-            } else {
-                const double f = (n - m + 2) * (n - m + 1);
-                ax += 0.5 * (-c * V[up + 1] - s * W[up + 1] + f * (c * V[up - 1] + s * W[up - 1]));
-                ay += 0.5 * (-c * W[up + 1] + s * V[up + 1] + f * (-c * W[up - 1] + s * V[up - 1]));
-            }
-            az += (n - m + 1) * (-c * V[up] - s * W[up]);
+    const int top = within_table(NN), top_order = std::min(within_table(MM), top);
+    double total[kQuad] = {};
+    leopod::run_widest([=, &total](auto wide) LEOPOD_KERNEL {
+        // The sums run over all degrees of one order before the next order.
+        FourSums<wide> sum;
+        for (int n = 0; n <= top && top_order >= 0; ++n) {
+            const int k = index_of(n, 0), up = index_of(n + 1, 0);
+            sum.add(Quad{-C[k] * V[up + 1], -C[k] * W[up + 1], (n + 1) * (-C[k] * V[up] - S[k] * W[up]), 0.0});
         }
-    }
-    a_ecef[0] = ax * (GM / Re / Re);
-    a_ecef[1] = ay * (GM / Re / Re);
-    a_ecef[2] = az * (GM / Re / Re);
+        Columns columns[2];
+        int m = 1, block = 0;
+        for (; m + kQuad - 1 <= top_order; m += kQuad, ++block) {
+            Columns &now = columns[block % 2], &before = columns[(block + 1) % 2];
+            if (block == 0) {
+                form_columns<false>(m, top, now, before, sum);
+            } else {
+                form_columns<true>(m, top, now, before, sum);
+            }
+        }
+        if (block > 0) add_terms(columns[(block + 1) % 2].xyz, Columns::count(m - kQuad, top), sum);
+        for (; m <= top_order; ++m) {
+            for (int n = m; n <= top; ++n) {
+                const int k = index_of(n, m), up = index_of(n + 1, m);
+                const double c = C[k], s = S[k], f = (n - m + 2) * (n - m + 1);
+                sum.add(Quad{0.5 * (-c * V[up + 1] - s * W[up + 1] + f * (c * V[up - 1] + s * W[up - 1])),
+                             0.5 * (-c * W[up + 1] + s * V[up + 1] + f * (-c * W[up - 1] + s * V[up - 1])),
+                             (n - m + 1) * (-c * V[up] - s * W[up]), 0.0});
+            }
+        }
+        store(total, sum.value());
+    });
+    for (int i = 0; i < 3; ++i) a_ecef[i] = total[i] * (GM / Re / Re);
 }
 
-void compute_dadr_earth_gravity(int NN, int /*MM*/, double* /*pos_ecef*/, double* dadr_ecf) {
-    double xx = 0.0, xy = 0.0, xz = 0.0, yz = 0.0, zz = 0.0;
-    for (int n = within_table(NN); n >= 0; --n) {
-        const double* const v = V + index_of(n + 2, 0);
-        const double* const w = W + index_of(n + 2, 0);
-        for (int m = n; m >= 0; --m) {
-            const double c = C[index_of(n, m)], s = S[index_of(n, m)];
-            const auto A = [=](int j) { return c * v[j] + s * w[j]; };
-            const auto B = [=](int j) { return c * w[j] - s * v[j]; };
-            const double d = n - m;
-            zz += (d + 1) * (d + 2) * A(m);
-            if (m == 0) {
-                xx += 0.5 * (c * v[2] - (n + 1) * (n + 2) * c * v[0]);
-                xy += 0.5 * c * w[2];
-                xz += (n + 1) * c * v[1];
-                yz += (n + 1) * c * w[1];
-                continue;
-            }
-            const double g = 0.5 * (d + 3) * (d + 2) * (d + 1);
-            xz += 0.5 * (d + 1) * A(m + 1) - g * A(m - 1);
-            yz += 0.5 * (d + 1) * B(m + 1) + g * B(m - 1);
-            // settled: the factor 0.25 applies to the first term only
-            if (m == 1) {
-                xx += 0.25 * A(3) - n * (n + 1) * (3 * c * v[1] + s * w[1]);
-                xy += 0.25 * B(3) - n * (n + 1) * (s * v[1] + c * w[1]);
-            } else {
-                const double h = (d + 1) * (d + 2) * (d + 3) * (d + 4);
-                xx += 0.25 * A(m + 2) - 2 * (d + 2) * (d + 1) * A(m) + h * A(m - 2);
-                xy += 0.25 * B(m + 2) - h * B(m - 2);
-            }
+namespace {
+
+/// Factors of the gradient's terms by d = n - m, from the largest d down, as they stand along a degree; behind d = 0 for the reading of
+/// four orders.
+struct GradientFactors {
+    static constexpr int kSize = MAXDEGREE_GRAVITY + kQuad;
+    double half_d1[kSize] = {}, d12[kSize] = {}, twice_d12[kSize] = {}, g[kSize] = {}, h[kSize] = {};
+
+    constexpr GradientFactors() {
+        for (int i = 0; i <= MAXDEGREE_GRAVITY; ++i) {
+            const double d = MAXDEGREE_GRAVITY - i;
+            half_d1[i] = 0.5 * (d + 1);
+            d12[i] = (d + 1) * (d + 2);
+            twice_d12[i] = 2 * (d + 2) * (d + 1);
+            g[i] = 0.5 * (d + 3) * (d + 2) * (d + 1);
+            h[i] = (d + 1) * (d + 2) * (d + 3) * (d + 4);
         }
     }
+};
+constexpr GradientFactors kGradient;
+
+/// Sums of the gradient: xx, xy, xz, yz, and zz.
+template <bool wide>
+struct GradientSums {
+    FourSums<wide> four;
+    double zz = 0.0;
+};
+
+/// Adds the terms of degree n and of the orders m + count - 1 down to m, m at least 2; the tables are read at four orders.
+template <bool wide>
+LEOPOD_KERNEL inline void add_gradient_terms(int n, int m, int count, GradientSums<wide>& sum) {
+    const double* const v = V + index_of(n + 2, m);
+    const double* const w = W + index_of(n + 2, m);
+    const Quad c = load(C + index_of(n, m)), s = load(S + index_of(n, m));
+    const auto A = [&](int j) LEOPOD_KERNEL { return c * load(v + j) + s * load(w + j); };
+    const auto B = [&](int j) LEOPOD_KERNEL { return c * load(w + j) - s * load(v + j); };
+    const int i = MAXDEGREE_GRAVITY - n + m;
+    const Quad half_d1 = load(kGradient.half_d1 + i), g = load(kGradient.g + i), h = load(kGradient.h + i);
+    // settled: the factor 0.25 applies to the first term only
+    const Quad xx = 0.25 * A(2) - load(kGradient.twice_d12 + i) * A(0) + h * A(-2);
+    const Quad xy = 0.25 * B(2) - h * B(-2);
+    const Quad xz = half_d1 * A(1) - g * A(-1);
+    const Quad yz = half_d1 * B(1) + g * B(-1);
+    const Quad zz = load(kGradient.d12 + i) * A(0);
+    Quad term[kQuad];
+    leopod::transpose(xx, xy, xz, yz, term);
+    for (int j = kQuad; j-- > 0;) {
+        if (j >= count) continue;
+        sum.four.add(term[j]);
+        sum.zz += zz[j];
+    }
+}
+
+/// Adds the terms of degree n and order 1, then 0.
+template <bool wide>
+LEOPOD_KERNEL inline void add_low_gradient_terms(int n, GradientSums<wide>& sum) {
+    const double* const v = V + index_of(n + 2, 0);
+    const double* const w = W + index_of(n + 2, 0);
+    if (n >= 1) {
+        const double c = C[index_of(n, 1)], s = S[index_of(n, 1)], d = n - 1, g = 0.5 * (d + 3) * (d + 2) * (d + 1);
+        const auto A = [=](int j) LEOPOD_KERNEL { return c * v[j] + s * w[j]; };
+        const auto B = [=](int j) LEOPOD_KERNEL { return c * w[j] - s * v[j]; };
+        // settled: the factor 0.25 applies to the first term only
+        sum.four.add(Quad{0.25 * A(3) - n * (n + 1) * (3 * c * v[1] + s * w[1]),
+                          0.25 * B(3) - n * (n + 1) * (s * v[1] + c * w[1]), 0.5 * (d + 1) * A(2) - g * A(0),
+                          0.5 * (d + 1) * B(2) + g * B(0)});
+        sum.zz += (d + 1) * (d + 2) * A(1);
+    }
+    const double c = C[index_of(n, 0)], s = S[index_of(n, 0)];
+    sum.four.add(
+        Quad{0.5 * (c * v[2] - (n + 1) * (n + 2) * c * v[0]), 0.5 * c * w[2], (n + 1) * c * v[1], (n + 1) * c * w[1]});
+    sum.zz += (n + 1.0) * (n + 2.0) * (c * v[0] + s * w[0]);
+}
+
+}  // namespace
+
+void compute_dadr_earth_gravity(int NN, int /*MM*/, double* /*pos_ecef*/, double* dadr_ecf) {
+    double four[kQuad] = {}, zz = 0.0;
+    leopod::run_widest([NN, &four, &zz](auto wide) LEOPOD_KERNEL {
+        // The sums run from the highest degree down, and within it from the highest order.
+        GradientSums<wide> sum;
+        for (int n = within_table(NN); n >= 0; --n) {
+            int m = n - kQuad + 1;
+            for (; m >= 2; m -= kQuad) add_gradient_terms(n, m, kQuad, sum);
+            if (const int left = m + kQuad - 2; left > 0) add_gradient_terms(n, 2, left, sum);
+            add_low_gradient_terms(n, sum);
+        }
+        store(four, sum.four.value());
+        zz = sum.zz;
+    });
+    const double xx = four[0], xy = four[1], xz = four[2], yz = four[3];
     const double scale = GM / (Re * Re * Re);
     dadr_ecf[0] = xx * scale;
     dadr_ecf[1] = dadr_ecf[3] = xy * scale;

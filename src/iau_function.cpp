@@ -20,6 +20,7 @@ using leopod::kJdJ2000;
 using leopod::kQuad;
 using leopod::kTwoPi;
 using leopod::load;
+using leopod::Pair;
 using leopod::Quad;
 using leopod::QuadBits;
 using leopod::store;
@@ -186,7 +187,7 @@ void term_angles(const Multipliers<K, Terms>& m, const double (&arguments)[K],
     double bound = 0.0;
     for (const double a : arguments) bound += kLargestMultiplier * std::fabs(a);
     const bool near = bound < kReductionLimit;  // far from the present epoch the precession is not
-    leopod::run_widest([&]() LEOPOD_KERNEL {
+    leopod::run_widest([&](auto) LEOPOD_KERNEL {
         for (std::size_t i = 0; i < kRows; i += kQuad) {
             Quad sum = load(m.column[0] + i) * arguments[0];
             for (std::size_t k = 1; k < K; ++k) sum += load(m.column[k] + i) * arguments[k];
@@ -198,8 +199,6 @@ void term_angles(const Multipliers<K, Terms>& m, const double (&arguments)[K],
 }
 
 // --- nutation series: terms from sine-cosine pairs, or from products ---------------------------------------------------
-
-using Pair [[gnu::vector_size(16)]] = double;
 
 Pair load_pair(const double (&values)[2]) { return Pair{values[0], values[1]}; }
 

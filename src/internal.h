@@ -6,6 +6,7 @@
 #include <cmath>
 #include <cstddef>
 #include <cstdio>
+#include <type_traits>
 
 #include "ulog.h"
 
@@ -109,19 +110,60 @@ LEOPOD_KERNEL inline Quad load(const double* p) { return reinterpret_cast<const 
 LEOPOD_KERNEL inline void store(double* p, Quad value) { reinterpret_cast<QuadInArray*>(p)->value = value; }
 LEOPOD_KERNEL inline Quad quad(double x) { return Quad{x, x, x, x}; }
 
+#if defined(__clang__)
+#define LEOPOD_SHUFFLE(a, b, i, j, k, l) __builtin_shufflevector(a, b, i, j, k, l)
+#else
+#define LEOPOD_SHUFFLE(a, b, i, j, k, l) __builtin_shuffle(a, b, QuadBits{i, j, k, l})
+#endif
+
+/// Columns of a 4 x 4 matrix from its rows.
+LEOPOD_KERNEL inline void transpose(Quad a, Quad b, Quad c, Quad d, Quad (&column)[kQuad]) {
+    const Quad ab02 = LEOPOD_SHUFFLE(a, b, 0, 4, 2, 6), ab13 = LEOPOD_SHUFFLE(a, b, 1, 5, 3, 7);
+    const Quad cd02 = LEOPOD_SHUFFLE(c, d, 0, 4, 2, 6), cd13 = LEOPOD_SHUFFLE(c, d, 1, 5, 3, 7);
+    column[0] = LEOPOD_SHUFFLE(ab02, cd02, 0, 1, 4, 5);
+    column[1] = LEOPOD_SHUFFLE(ab13, cd13, 0, 1, 4, 5);
+    column[2] = LEOPOD_SHUFFLE(ab02, cd02, 2, 3, 6, 7);
+    column[3] = LEOPOD_SHUFFLE(ab13, cd13, 2, 3, 6, 7);
+}
+
+using Pair [[gnu::vector_size(16)]] = double;
+
+struct [[gnu::packed, gnu::may_alias]] PairInArray {
+    Pair value;
+};
+LEOPOD_KERNEL inline void store(double* p, Pair value) { reinterpret_cast<PairInArray*>(p)->value = value; }
+
+/// Four sums that a loop carries along: in one wide register, or in two, where a Quad would go through memory from pass to pass.
+template <bool wide>
+struct FourSums {
+    Quad sum = {};
+    LEOPOD_KERNEL void add(Quad x) { sum += x; }
+    LEOPOD_KERNEL Quad value() const { return sum; }
+};
+template <>
+struct FourSums<false> {
+    Pair low = {}, high = {};
+    LEOPOD_KERNEL void add(Quad x) {
+        low += Pair{x[0], x[1]};
+        high += Pair{x[2], x[3]};
+    }
+    LEOPOD_KERNEL Quad value() const { return Quad{low[0], low[1], high[0], high[1]}; }
+};
+
 #if defined(__x86_64__) && !defined(LEOPOD_BASELINE)
 template <typename Kernel>
 [[gnu::target("avx2"), gnu::noinline]] void run_avx2(const Kernel& kernel) {
-    kernel();
+    kernel(std::true_type{});
 }
 #endif
 
+/// Runs a kernel; its argument, std::true_type or std::false_type, tells whether the registers are wide.
 template <typename Kernel>
 void run_widest(const Kernel& kernel) {
 #if defined(__x86_64__) && !defined(LEOPOD_BASELINE)
     if (__builtin_cpu_supports("avx2")) return run_avx2(kernel);
 #endif
-    kernel();
+    kernel(std::false_type{});
 }
 
 // --- angles and fundamental arguments (iau_function.cpp) -------------------------------------------------------------------
