@@ -6,6 +6,7 @@
 #include <climits>
 #include <cmath>
 #include <cstdarg>
+#include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -132,6 +133,43 @@ OBSDATA_EPOCH& begin_epoch(long int epoch_index, int rcvno, GTime epoch_time, in
     return epoch;
 }
 
+/// Number in a field of kValueWidth characters from a column of a line of known length; 0 for a blank or missing field. The usual form, ten
+/// characters, a point and three digits, is read eight characters at a time.
+double value_at(const char* line, std::size_t length, std::size_t column) {
+#if defined(__BYTE_ORDER__) && __BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__
+    if (column + kValueWidth <= length) {
+        constexpr std::uint64_t kEach = 0x0101010101010101;
+        std::uint64_t whole;  // characters 0 to 7: blanks, then digits
+        std::uint64_t tail;   // characters 6 to 13; of these "dd.ddd" behind the first two
+        std::memcpy(&whole, line + column, sizeof whole);
+        std::memcpy(&tail, line + column + kValueWidth - sizeof tail, sizeof tail);
+        constexpr std::uint64_t kBlanks = ' ' * kEach;
+        if (whole == kBlanks && tail == kBlanks) return 0.0;
+        // '0' to '9' become 0 to 9, the blank 16, the point 30
+        whole ^= '0' * kEach;
+        tail ^= '0' * kEach;
+        constexpr std::uint64_t kPoint = std::uint64_t{'.' ^ '0'} << 32;
+        const std::uint64_t blank = (whole >> 4 & kEach) * 0xff;
+        const std::uint64_t digits = tail & 0xffffff00ffff0000;
+        constexpr std::uint64_t kHigh = 0xf0 * kEach;
+        const bool usual = (blank & (blank + 1)) == 0 &&  // no blank behind a digit
+                           (whole & blank) == (kEach * 16 & blank) && ((whole & ~blank) & kHigh) == 0 &&
+                           (((whole & ~blank) + 6 * kEach) & kHigh) == 0 && (tail & 0x000000ff00000000) == kPoint &&
+                           (digits & kHigh) == 0 && ((digits + 6 * kEach) & kHigh) == 0;
+        if (usual) {
+            std::uint64_t n = whole & 0x0f * kEach;
+            n = (n * 2561) >> 8 & 0x00ff00ff00ff00ff;
+            n = (n * 6553601) >> 16 & 0x0000ffff0000ffff;
+            n = n * 42949672960001 >> 32;
+            const auto digit = [digits](int i) { return digits >> 8 * i & 0x0f; };
+            n = 100000 * n + 10000 * digit(2) + 1000 * digit(3) + 100 * digit(5) + 10 * digit(6) + digit(7);
+            return static_cast<double>(n) / 1000.0;  // both are exact: the quotient is the nearest double
+        }
+    }
+#endif
+    return field_double(line, length, column, kValueWidth);
+}
+
 void store_record(OBSREC& rec, const TYPE_FREQ_CODE& observable, double value, int lli) {
     rec.type = observable.type;
     rec.freq = observable.freq;
@@ -195,7 +233,8 @@ void read_satellite_v20(const ColumnsV2& columns, OBSDATA_SAT& sat) {
     for (int row = 0; row <= whole; ++row) {
         if (!read_line(current_file.lines, line)) return;
         const bool last = row == whole;
-        const int length = static_cast<int>(std::strlen(line));  // newline included
+        const std::size_t visible = std::strlen(line);
+        const int length = static_cast<int>(visible);  // newline included
         for (int k = 0; k < (last ? rest : kValuesOnLineV2); ++k) {
             const int end = kFieldWidth * k + kValueWidth;
             // settled: the bound is closed on the rest line only; a field that is cut off does not raise the index, so that
@@ -209,10 +248,9 @@ void read_satellite_v20(const ColumnsV2& columns, OBSDATA_SAT& sat) {
                 }
                 break;
             }
-            char digit[2] = {};
-            if (end < length) digit[0] = line[end];
+            const char digit = end < length ? line[end] : ' ';
             store_record(sat.obsdata[index], {columns.type[index], columns.freq[index], columns.code[index]},
-                         field_double(line, kFieldWidth * k, kValueWidth), to_int(digit));
+                         value_at(line, visible, kFieldWidth * k), digit >= '0' && digit <= '9' ? digit - '0' : 0);
             ++index;
         }
     }
@@ -261,9 +299,10 @@ void read_satellites_v30(const ColumnsV3& columns, int sat_num, OBSDATA_EPOCH& e
         const long row = known - columns.system;
         if (row == columns.nsys) continue;
         const int num_types = clamp_count(columns.count[row], MAXOBS_PER_SAT);
+        const std::size_t length = std::strlen(line);
         for (int j = 0; j < num_types; ++j) {
             // settled: the loss-of-lock digit is not read, and a blank field counts as a value of 0
-            const double value = field_double(line, kFieldWidth * j + 3, kValueWidth);
+            const double value = value_at(line, length, kFieldWidth * j + 3);
             store_record(sat.obsdata[j], columns.types[row][j], value, 0);
             ++sat.num_obs;
         }

@@ -11,8 +11,10 @@
 #include <climits>
 #include <cmath>
 #include <cstdarg>
+#include <cstdint>
 #include <cstring>
 #include <limits>
+#include <type_traits>
 
 namespace leopod {
 
@@ -44,6 +46,48 @@ const char* skip_blanks(const char* p) {
     return p;
 }
 
+/// Powers of ten that a double holds exactly.
+constexpr double kPowersOfTen[] = {1e0,  1e1,  1e2,  1e3,  1e4,  1e5,  1e6,  1e7,  1e8,  1e9,  1e10, 1e11,
+                                   1e12, 1e13, 1e14, 1e15, 1e16, 1e17, 1e18, 1e19, 1e20, 1e21, 1e22};
+constexpr int kLargestPower = 22;
+
+/// Unsigned decimal number on [first, last) whose digits and power of ten both are exact doubles: one product or quotient then rounds as
+/// every correct conversion does. Null for anything else, which from_chars reads.
+const char* read_short_decimal(const char* first, const char* last, double& magnitude) {
+    constexpr int kMaxDigits = 18;  // no overflow of the sum
+    const char* p = first;
+    std::uint64_t sum = 0;
+    for (; p < last && is_digit(*p); ++p) sum = 10 * sum + static_cast<std::uint64_t>(*p - '0');
+    std::ptrdiff_t digits = p - first;
+    int power = 0;
+    if (p < last && *p == '.') {
+        const char* const fraction = ++p;
+        for (; p < last && is_digit(*p); ++p) sum = 10 * sum + static_cast<std::uint64_t>(*p - '0');
+        digits += p - fraction;
+        power = static_cast<int>(fraction - p);
+    }
+    if (digits == 0 || digits > kMaxDigits || sum > (std::uint64_t{1} << 53)) return nullptr;
+    if (p < last && (*p == 'e' || *p == 'E')) {
+        const char* q = p + 1;
+        bool negative = false;
+        if (q < last && (*q == '+' || *q == '-')) negative = *q++ == '-';
+        const char* const exponent_first = q;
+        int exponent = 0;
+        for (; q < last && is_digit(*q); ++q) {
+            if (q - exponent_first > 3) return nullptr;
+            exponent = 10 * exponent + (*q - '0');
+        }
+        if (q != exponent_first) {  // without digits the letter is no part of the number
+            p = q;
+            power += negative ? -exponent : exponent;
+        }
+    }
+    if (power < -kLargestPower || power > kLargestPower) return nullptr;
+    const double whole = static_cast<double>(sum);
+    magnitude = power < 0 ? whole / kPowersOfTen[-power] : whole * kPowersOfTen[power];
+    return p;
+}
+
 /// strtod (or strtold, by the type of value) in the C locale on [first, last); returns the first character not used, or first when there is
 /// no number.
 template <typename Real>
@@ -53,6 +97,12 @@ const char* read_real(const char* first, const char* last, Real& value) {
     if (p < last && (*p == '+' || *p == '-')) negative = *p++ == '-';
     if (p >= last || !(is_digit(*p) || *p == '.' || *p == 'i' || *p == 'I' || *p == 'n' || *p == 'N')) return first;
     Real magnitude = 0;
+    if constexpr (std::is_same_v<Real, double>) {
+        if (const char* end = read_short_decimal(p, last, magnitude); end != nullptr) {
+            value = negative ? -magnitude : magnitude;
+            return end;
+        }
+    }
     const auto result = std::from_chars(p, last, magnitude, std::chars_format::general);
     if (result.ec != std::errc() && result.ec != std::errc::result_out_of_range) return first;
     if (result.ec == std::errc::result_out_of_range) {
@@ -202,9 +252,19 @@ void copy_field(const char* line, std::size_t start, std::size_t width, char* ou
 }
 
 double field_double(const char* line, std::size_t start, std::size_t width) {
-    char field[64];
-    copy_field(line, start, width < sizeof field ? width : sizeof field - 1, field);
-    return to_double(field);
+    return field_double(line, std::strlen(line), start, width);
+}
+
+double field_double(const char* line, std::size_t length, std::size_t start, std::size_t width) {
+    if (start >= length) return 0.0;
+    constexpr std::size_t kMaxWidth = 63;
+    if (width > kMaxWidth) width = kMaxWidth;
+    const char* first = line + start;
+    const char* const last = first + (width < length - start ? width : length - start);
+    while (first < last && is_blank(*first)) ++first;
+    double value = 0.0;
+    read_real(first, last, value);
+    return value;
 }
 
 void replace_char(char* line, char from, char to) {
@@ -236,21 +296,19 @@ bool read_line(LineReader& reader, char (&line)[kLineSize]) {
     std::memset(line, 0, sizeof line);
     reader.at_eof = false;
     if (reader.file == nullptr) return false;
-    std::size_t n = 0;
-    bool any = false;
+    line[kLineSize - 1] = 1;  // fgets overwrites it when it fills the buffer
+    const bool any = std::fgets(line, kLineSize, reader.file) != nullptr;
+    const bool filled = line[kLineSize - 1] == '\0';
+    line[kLineSize - 1] = '\0';
+    if (std::memchr(line, '\n', kLineSize - 1) != nullptr) return any;  // the zeros behind the line hold none
     bool cut = false;
-    for (int c = std::getc(reader.file); c != EOF; c = std::getc(reader.file)) {
-        any = true;
-        if (n + 1 < sizeof line) {
-            line[n++] = static_cast<char>(c);
-        } else {
-            cut = cut || c != '\n';
-        }
+    for (int c = filled ? std::getc(reader.file) : EOF; c != EOF; c = std::getc(reader.file)) {
         if (c == '\n') {
-            line[n - 1] = '\n';  // a cut line ends like any other
+            line[kLineSize - 2] = '\n';  // a cut line ends like any other
             if (cut) warn_limit(reader.warned, reader.name, kLineSize - 1, "characters in a line");
             return true;
         }
+        cut = true;
     }
     reader.at_eof = true;
     if (cut) warn_limit(reader.warned, reader.name, kLineSize - 1, "characters in a line");
@@ -260,28 +318,33 @@ bool read_line(LineReader& reader, char (&line)[kLineSize]) {
 void split(const char* line, const char* separators, Tokens& tokens, int limit, LineReader* reader) {
     static char empty[1] = {'\0'};
     empty[0] = '\0';
-    const std::size_t length = std::strcspn(line, "\n");
-    const std::size_t n = length < sizeof tokens.text ? length : sizeof tokens.text - 1;
-    std::memcpy(tokens.text, line, n);
-    tokens.text[n] = '\0';
+    // at most two separators are compared, all others searched
+    const char one = separators[0];
+    const char two = one != '\0' && separators[1] != '\0' ? separators[1] : one;
+    const char* const more = two != one && separators[2] != '\0' ? separators + 2 : "";
+    const auto separates = [=](char c) {
+        return c == one || c == two || (*more != '\0' && c != '\0' && std::strchr(more, c) != nullptr);
+    };
     tokens.count = 0;
     if (limit > kMaxTokens) limit = kMaxTokens;
-    char* p = tokens.text;
-    for (;;) {
-        p += std::strspn(p, separators);
-        if (*p == '\0') break;
+    const char* const last = line + kLineSize - 1;
+    char* out = tokens.text;
+    for (const char* p = line;;) {
+        const auto ends = [&] { return p == last || *p == '\0' || *p == '\n'; };
+        while (!ends() && separates(*p)) ++p;
+        if (ends()) break;
         if (tokens.count == limit) {
             bool quiet = false;
             warn_limit(reader != nullptr ? reader->warned : quiet, reader != nullptr ? reader->name : "", limit,
                        "fields in a line");
             break;
         }
-        tokens.token[tokens.count++] = p;
-        p += std::strcspn(p, separators);
-        if (*p == '\0') break;
-        *p++ = '\0';
+        tokens.token[tokens.count++] = out;
+        while (!ends() && !separates(*p)) *out++ = *p++;
+        *out++ = '\0';
     }
-    for (int i = tokens.count; i < kMaxTokens; ++i) tokens.token[i] = empty;
+    for (int i = tokens.count; i < tokens.filled; ++i) tokens.token[i] = empty;
+    tokens.filled = tokens.count;
 }
 
 void warn_limit(bool& warned, const char* file, int limit, const char* what) {

@@ -53,6 +53,9 @@ void copy_field(const char* line, std::size_t start, std::size_t width, char* ou
 /// Number in fixed columns of a line (width at most 63); 0 for a blank or missing field.
 double field_double(const char* line, std::size_t start, std::size_t width);
 
+/// The same for a line of known length.
+double field_double(const char* line, std::size_t length, std::size_t start, std::size_t width);
+
 /// Replaces every `from` of a line by `to`.
 void replace_char(char* line, char from, char to);
 
@@ -78,8 +81,9 @@ bool read_line(LineReader& reader, char (&line)[kLineSize]);
 constexpr int kMaxTokens = 64;
 struct Tokens {
     int count = 0;
-    char* token[kMaxTokens] = {};  ///< entries from count on point to an empty text
-    char text[kLineSize] = {};
+    int filled = kMaxTokens;   ///< entries that may point elsewhere than to an empty text
+    char* token[kMaxTokens];   ///< behind a split: entries from count on point to an empty text
+    char text[kLineSize + 1];  ///< the tokens, each with its terminator
 };
 
 /// Splits a line at any of the separators (runs count as one), up to the first newline, into at most `limit` tokens.

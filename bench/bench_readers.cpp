@@ -1,0 +1,120 @@
+// The readers against the least that reading can be: a loop of fgets over the same file, with the same processor time measured.
+#include <benchmark/benchmark.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <ctime>
+#include <filesystem>
+#include <functional>
+#include <memory>
+#include <string>
+
+#include "attitude.h"
+#include "gnss_observation.h"
+#include "gnss_satposition.h"
+
+namespace {
+
+struct Free {
+    void operator()(void* p) const { std::free(p); }
+};
+template <typename T>
+using Owned = std::unique_ptr<T, Free>;
+template <typename T>
+Owned<T> make_zeroed(std::size_t n = 1) {
+    return Owned<T>(static_cast<T*>(std::calloc(n, sizeof(T))));
+}
+
+constexpr std::size_t kEpochs = 5000;
+Owned<OBSDATA_EPOCH> epochs = make_zeroed<OBSDATA_EPOCH>(kEpochs);
+Owned<EPHPREC_STORE> precise = make_zeroed<EPHPREC_STORE>();
+Owned<EPHBRDC_STORE> broadcast = make_zeroed<EPHBRDC_STORE>();
+ANT_INFO_STORE antennas{};
+
+/// Processor time of the process [s]: other processes of a busy machine don't count.
+double processor_time() {
+    std::timespec t{};
+    clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &t);
+    return static_cast<double>(t.tv_sec) + 1e-9 * static_cast<double>(t.tv_nsec);
+}
+
+void measure(benchmark::State& state, const std::function<void()>& prepare, const std::function<bool()>& work) {
+    prepare();
+    if (!work()) state.SkipWithError("the file could not be read");
+    for (auto _ : state) {
+        prepare();
+        const double start = processor_time();
+        benchmark::DoNotOptimize(work());
+        state.SetIterationTime(processor_time() - start);
+    }
+}
+
+bool read_lines(const std::string& name) {
+    std::FILE* file = std::fopen(name.c_str(), "r");
+    if (file == nullptr) return false;
+    char line[1024];
+    while (std::fgets(line, sizeof line, file) != nullptr) benchmark::DoNotOptimize(line);
+    std::fclose(file);
+    return true;
+}
+
+/// The numbers of broadcast records count on for the whole process: once the rows are full a file only warns. The rows are emptied, and the
+/// place of the next record wound back, by reading in a process of its own; here the reader runs on a fresh copy instead.
+void add(const std::string& title, const std::string& name, const std::function<void()>& prepare,
+         const std::function<bool(char*)>& load) {
+    const auto file = std::make_shared<std::string>(name);
+    benchmark::RegisterBenchmark(
+        (title + "/leopod").c_str(),
+        [=](benchmark::State& state) { measure(state, prepare, [&] { return load(file->data()); }); })
+        ->UseManualTime()
+        ->MinTime(0.1)
+        ->Unit(benchmark::kMicrosecond);
+    benchmark::RegisterBenchmark((title + "/limit").c_str(),
+                                 [=](benchmark::State& state) {
+                                     measure(
+                                         state, [] {}, [&] { return read_lines(*file); });
+                                 })
+        ->UseManualTime()
+        ->MinTime(0.1)
+        ->Unit(benchmark::kMicrosecond);
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    benchmark::Initialize(&argc, argv);
+    const char* dir = std::getenv("LEOPOD_DATA");
+    const std::filesystem::path data = dir != nullptr ? dir : LEOPOD_DATA_DIR;
+    const auto path = [&](const char* name) { return (data / name).string(); };
+    if (!std::filesystem::exists(path("grace_b_2010208"))) {
+        std::fprintf(stderr, "the data sets are not there: the bench of the readers is skipped\n");
+        return 0;
+    }
+    g_obs_storage = epochs.get();
+    g_prec_storage = precise.get();
+    g_brdc_storage = broadcast.get();
+    g_antenna_info_store = &antennas;
+
+    const auto no_epochs = [] { g_num_obs_storage = 0; };
+    const auto load_observations = [](char* name) { return load_observation_rinex(name, 0, 0.0); };
+    const auto no_orbits = [] {
+        for (int& count : precise->idx_eph) count = 0;
+        for (int& count : precise->idx_clk) count = 0;
+    };
+    add("reading observations, RINEX 2, 5 MB", path("grace_b_2010208/grcb2080_00h12h.10o"), no_epochs,
+        load_observations);
+    add("reading observations, RINEX 3, 1.3 MB",
+        path("gnss/ground_esbc_2020177/ESBC00DNK_R_20201770000_06H_30S_GO_trim.rnx"), no_epochs, load_observations);
+    add("reading SP3, 1.6 MB", path("gnss/leo_truth_2018364/COD0MGXFIN_20183640000_01D_05M_ORB.SP3"), no_orbits,
+        load_ephemris_prec);
+    add("reading clocks, 7 MB", path("gnss/ground_esbc_2020177/GRG0MGXFIN_20201770000_01D_30S_CLK_gps.CLK"), no_orbits,
+        [](char* name) { return load_clock_prec(name, precise.get()); });
+    add(
+        "reading ANTEX, 0.1 MB", path("gnss/antex/igs14_small.atx"), [] { antennas.num_antenna_info = 0; },
+        [](char* name) { return load_antenna_storage(name, &antennas); });
+    add("reading quaternions, 35 kB", path("leo_sim/dev21_att_zup.txt"), free_att_quaternion_store,
+        [](char* name) { return load_attitude_quaternion(0, name); });
+    benchmark::RunSpecifiedBenchmarks();
+    std::free(antennas.antenna_info_storage);
+    return 0;
+}
