@@ -48,7 +48,7 @@ void attitude_yaw_steering(double* satpos, double* satvel, double* sunpos, doubl
 /// stay as they are.
 /// \param satindex  satellite index
 /// \param satpos,satvel,sunpos,ex,ey,ez,ep  as in attitude_yaw_steering
-/// Logged: warning for a geostationary satellite; what satindex2sysprn logs for an index out of range.
+/// Logs at warning level: a geostationary satellite; what satindex2sysprn logs for an index out of range.
 void gnss_sat_attitude(int satindex, double* satpos, double* satvel, double* sunpos, double* ex, double* ey, double* ez,
                        double* ep);
 
@@ -71,7 +71,7 @@ double yaw_nominal_gps(double beta, double mu);
 /// \param ex,ey,ez  [out] unit axes
 /// \param ep  not written
 /// \return frame of the axes: 0 inertial, 1 earth-fixed, -1 unit matrix for want of an attitude
-/// Logged: warning with the result -1.
+/// Logs at warning level: the result -1.
 int attitude_platform(int index_object, GTime time_utc, double* position_platform_ecf, double* velocity_platform_ecf,
                       double* position_platform_eci, double* velocity_platform_eci, ATT_QUATERNION* att_qua, double* ex,
                       double* ey, double* ez, double* ep);
@@ -93,15 +93,16 @@ int find_closest_att_quaternion(GTime time_target, int nsize, ATT_QUATERNION* qu
 /// \param qua_att  [out] quaternion, tagged with time_target; may be null. Not written when false
 /// \return false for the number -1, an empty store, an object without records, an unknown time system, fewer than two
 /// usable records
-/// Logged: error for an object not in the store; errors of the interpolation outside the records.
+/// Logs at error level: an object not in the store; a time outside the records.
 /// Ends the process: as find_closest_att_quaternion.
 bool get_att_quaternion(int idx_sat, GTime time_target, ATT_QUATERNION* qua_att);
 
 /// Writes the records that are ok as text: Modified Julian Date in GPS time, scalar part, vector part.
 /// \param quaternion_att_filename  file, replaced if it exists
-/// \param qua_store  records, any time system; num_qua of them
+/// \param qua_store  records, any time system
+/// \param num_qua  their number
 /// \return false for a null or empty name, a failed open, or no records (the file is then empty)
-/// Logged: error on a failed open or without records; info at the end.
+/// Logs at error level: a failed open, no records; at info level: the end.
 bool write_att_quaternion_velmra(char* quaternion_att_filename, ATT_QUATERNION* qua_store, int num_qua);
 
 /// Reads a file as write_att_quaternion_velmra writes it; empty lines and lines that begin with '#' are skipped, and lines whose
@@ -110,15 +111,19 @@ bool write_att_quaternion_velmra(char* quaternion_att_filename, ATT_QUATERNION* 
 /// \param qua_store  [out] array of MAXSIZE_ATT_QUA records
 /// \param record_start  where the first record goes, not negative
 /// \return records read; 0 for a null or empty name or a failed open
-/// Logged: error on a failed open; warning when the array is full (the rest of the file is dropped); info at the end.
+/// Logs at error level: a failed open; at warning level: a full array (the rest of the file is dropped); at info level: the
+/// end.
 int read_att_quaternion_velmar(char* quaternion_att_filename, ATT_QUATERNION* qua_store, int record_start);
 
 /// Reads a mission's star camera product: data lines behind the header's end or the first line that begins with '#', with seconds
 /// since 2000-01-01 12:00:00 GPS time in field 0, scalar part in field 3, vector part in fields 4 to 6.
-/// Arguments, result and reports as in read_att_quaternion_velmar; a null name is a failed open.
+/// \param quaternion_att_filename,qua_store,record_start  as in read_att_quaternion_velmar
+/// \return as read_att_quaternion_velmar, whose reports hold too; a null name is a failed open
 int read_att_quaternion_gfo(char* quaternion_att_filename, ATT_QUATERNION* qua_store, int record_start);
 
-/// Loads a mission file into the store, as load_attitude_quaternion.
+/// Loads a mission file into the store.
+/// \param satindex,quaternion_att_filename  as in load_attitude_quaternion
+/// \return as load_attitude_quaternion
 bool load_sca_grace(int satindex, char* quaternion_att_filename);
 
 /// Loads a file of the library's own format into the store: appended to an object that is held, else into a new slot of
@@ -126,7 +131,8 @@ bool load_sca_grace(int satindex, char* quaternion_att_filename);
 /// \param satindex  object number
 /// \param quaternion_att_filename  file
 /// \return false for a null name, a store that holds three objects (also for one of these), or no memory
-/// Logged: warning for the first two, error for the last; what the reader logs; info at the end (not by load_sca_grace).
+/// Logs at warning level: the first two; at error level: the last; what the reader logs; at info level: the end (not by
+/// load_sca_grace).
 bool load_attitude_quaternion(int satindex, char* quaternion_att_filename);
 
 /// Frees all records of the store and marks its slots free.

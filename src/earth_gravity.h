@@ -50,11 +50,13 @@ void denormaliseCS(int nsize, double* Cn, double* Sn);
 
 /// Normalisation factor in closed form, sqrt((2 - delta(0,m)) (2n+1) (n-m)!/(n+m)!). Infinite products are not avoided.
 /// \param n,m  degree and order
+/// \return the factor by which the fully normalised coefficient is multiplied
 double normalFactor(int n, int m);
 
 /// Associated Legendre function P(n,m)(u), unnormalised, without the Condon-Shortley phase.
-/// \param n,m  degree and order; 0 is returned for m outside 0 to n
+/// \param n,m  degree and order
 /// \param u    argument, -1 to 1
+/// \return the function; 0 for m outside 0 to n
 double legendrePoly(int n, int m, double u);
 
 /// Harmonics V and W of a position, to degree NN and order MM. Rows above NN and columns above MM keep what they hold.

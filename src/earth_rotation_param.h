@@ -31,7 +31,7 @@ void initialize_global_earth_rotation_param(void);
 /// Fills a store from the three built-in lines, 17 to 19 January 2021. No file access, no allocation.
 /// \param ptr_eop_store  the host's array of at least 3 records; becomes the global store
 /// \param nsize          becomes the size of the store; 3 fits the built-in lines
-/// Logged: an nsize above MAXSIZE_EOP, at error level; nothing is done then.
+/// Logs at error level: an nsize above MAXSIZE_EOP; nothing is done then.
 /// Source: IERS Rapid Service, finals (IAU 2000).
 void load_eops_default(EOPREC* ptr_eop_store, int nsize);
 
@@ -40,7 +40,7 @@ void load_eops_default(EOPREC* ptr_eop_store, int nsize);
 /// \param eopfilename  path
 /// \return             false when the file does not open; true otherwise, also for an empty file
 /// Lines of fewer than 70 characters, and lines that do not give the date and five values, are dropped.
-/// Logged: the number of records at info level; a failed open and an exceeded limit at warning level.
+/// Logs at info level: the number of records; at warning level: a failed open, an exceeded limit.
 /// Source: IERS EOP 14 C04 (IAU 2000A).
 bool load_eop_storage(char* eopfilename);
 
@@ -49,7 +49,7 @@ bool load_eop_storage(char* eopfilename);
 /// \param eopfilename  path
 /// \return             false when the file does not open; true otherwise, also for an empty file
 /// Lines of fewer than 30 characters are dropped; a line without polar motion ends the reading. LOD of predicted rows has no meaning.
-/// Logged: the number of records at info level, a failed open at error level, an exceeded limit at warning level.
+/// Logs at info level: the number of records; at error level: a failed open; at warning level: an exceeded limit.
 /// Source: IERS Rapid Service, finals (IAU 2000).
 bool load_eop_storage_rapid(char* eopfilename);
 
@@ -58,21 +58,21 @@ bool load_eop_storage_rapid(char* eopfilename);
 /// \param eopall_filename  path
 /// \return                 false when the file does not open; true otherwise, also for an empty file
 /// Lines outside a frame, and lines that do not give the date and five values, are dropped.
-/// Logged: a failed open at error level, an exceeded limit at warning level.
+/// Logs at error level: a failed open; at warning level: an exceeded limit.
 /// Source: Space Data format of the earth orientation parameters, version 1.1.
 bool load_eop_storage_celestrack(char* eopall_filename);
 
 /// Index of the record before the first record at or after a date; 0 for the first one.
 /// \param mjd_utc  UTC MJD
 /// \return         index, or -1 for an empty store and outside its dates
-/// Logged: a date above or below the store, at warning level.
+/// Logs at warning level: a date above or below the store.
 int search_eop_index(double mjd_utc);
 
 /// Earth orientation at any epoch: a straight line through three daily records, plus the diurnal and subdiurnal corrections.
 /// \param mjd_utc  UTC MJD
 /// \param eop      [out] the values, type 'C'; on failure only ok is written
 /// \return         false for fewer than three records, outside the store's dates, and for a date that is not finite
-/// Logged: a date outside the store, at warning level.
+/// Logs at warning level: a date outside the store.
 /// Source: IERS Conventions (2010), chapters 5 and 8.
 bool compute_eop(double mjd_utc, EOPREC* eop);
 
@@ -94,7 +94,7 @@ void geocentric(double* xyz, double* lat, double* lon);
 /// \param pos_eci2ecf  [out] 3x3, row-major: pos_ecf = pos_eci2ecf * pos_eci
 /// \param vel_eci2ecf  [out] 3x3, row-major, its time derivative by the Earth's spin [1/s]
 /// \return             true
-/// Logged: missing earth orientation, at warning level.
+/// Logs at warning level: missing earth orientation.
 /// Source: IERS Conventions (2010), chapter 5, IAU 2006/2000A, CIO based.
 bool compute_eci2ecf_matrix(double mjd_utc, double leap_sec, double* pos_eci2ecf, double* vel_eci2ecf);
 
@@ -116,7 +116,7 @@ void compute_eci2ecf_rotation_precise(double mjd_utc, double leapsec, double pmx
 /// \param leap_sec         TAI-UTC [s]
 /// \param pos_eci,vel_eci  3 each, GCRS [m, m/s]; either may be null
 /// \param pos_ecf,vel_ecf  [out] 3 each, ITRS [m, m/s]; pos_ecf may be null, vel_ecf may be null when vel_eci is
-/// Logged: missing earth orientation, at warning level.
+/// Logs at warning level: missing earth orientation.
 /// Source: compute_eci2ecf_matrix.
 void eci2ecf(double mjd_utc, double leap_sec, double* pos_eci, double* vel_eci, double* pos_ecf, double* vel_ecf);
 
@@ -125,7 +125,7 @@ void eci2ecf(double mjd_utc, double leap_sec, double* pos_eci, double* vel_eci, 
 /// \param leap_sec         TAI-UTC [s]
 /// \param pos_ecf,vel_ecf  3 each, ITRS [m, m/s]; either may be null
 /// \param pos_eci,vel_eci  [out] 3 each, GCRS [m, m/s]; pos_eci may be null, vel_eci may be null when vel_ecf is
-/// Logged: missing earth orientation, at warning level.
+/// Logs at warning level: missing earth orientation.
 /// Source: compute_eci2ecf_matrix.
 void ecf2eci(double mjd_utc, double leap_sec, double* pos_ecf, double* vel_ecf, double* pos_eci, double* vel_eci);
 

@@ -33,9 +33,11 @@ typedef struct ephemeris_gps {
 void ephemeris_gps_clear(ephemeris_gps* eph);
 
 /// Fills a set of elements, in the order of its fields.
-/// \param t                 reference time toe [s]
-/// \param a_in to Cic_in    the other elements
-/// \param eph               [out] the elements
+/// \param t  reference time toe [s]
+/// \param a_in,e_in,i0_in,OMEGA0_in,omega_in,M0_in,dn_in  Kepler elements
+/// \param i_dot_in,OMEGA_dot_in  rates
+/// \param Cus_in,Cuc_in,Crs_in,Crc_in,Cis_in,Cic_in  harmonic corrections
+/// \param eph  [out] the elements
 void set_data(double t, double a_in, double e_in, double i0_in, double OMEGA0_in, double omega_in, double M0_in,
               double dn_in, double i_dot_in, double OMEGA_dot_in, double Cus_in, double Cuc_in, double Crs_in,
               double Crc_in, double Cis_in, double Cic_in, ephemeris_gps* eph);

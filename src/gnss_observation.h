@@ -208,6 +208,7 @@ OBSDATA_EPOCH* get_obs_epoch(int index, int rcvno);
 /// \param obs_idx_obsdata  position in obsdata
 /// \param obsepoch         the epoch
 /// \param obsrec           not used and not written
+/// \return true if it is
 bool get_obs_record(int sat_idx_epoch, int obs_idx_obsdata, OBSDATA_EPOCH* obsepoch, OBSREC* obsrec);
 
 /// Header of a RINEX 3.05 observation file. The types come from the first usable epoch (flag_epoch OBS_OK) at or behind

@@ -26,7 +26,9 @@ extern const double chisqr[100];  ///< 99.9 percent quantiles of chi-square by d
 /// The sign and scale of the ionosphere follow Klobuchar_GPS_stec; the Sagnac term is added to the light time here.
 STATUS_SOL pseudorange_point_positioning(OBSDATA_EPOCH* obs_epoch, ANT_INFO* antenna_rcv, SOLUTION* solt);
 
-/// Does nothing; its result carries no meaning.
+/// Does nothing.
+/// \param obsepoch,solt  not used
+/// \return SOL_OK, without a meaning
 STATUS_SOL precise_point_positioning(OBSDATA_EPOCH* obsepoch, SOLUTION* solt);
 
 /// Zero-difference model: observed minus computed, design rows and variances of the ionosphere-free code and phase of each

@@ -109,6 +109,7 @@ void update_trop(RUNTIME_RTK* runtime_rtk, double tt);
 void update_ambiguity(RUNTIME_RTK* runtime_rtk, OBSDATA_EPOCH* obsepoch_ref, OBSDATA_EPOCH* obsepoch_rov);
 
 /// Changes nothing: it clears arrays of its own.
+/// \param obsepoch_ref,obsepoch_rov  not used
 void compute_omc_sd_station(OBSDATA_EPOCH* obsepoch_ref, OBSDATA_EPOCH* obsepoch_rov);
 
 /// One pair of epochs: preprocess_rtk, update_position, update_trop over interval_sec, update_ambiguity on runtime_rtk. Results

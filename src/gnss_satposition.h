@@ -260,13 +260,18 @@ void resolve_record_brdc_v30(FILE* pf);
 /// \return false if the record was dropped; its further lines are then not read
 bool resolve_brdc_record_gps_v2(char* line_first, FILE* pf);
 
-/// Reads one GPS record of version 3 into g_brdc_storage; arguments and result as resolve_brdc_record_gps_v2.
+/// Reads one GPS record of version 3 into g_brdc_storage.
+/// \param line_first,pf  as in resolve_brdc_record_gps_v2
+/// \return as resolve_brdc_record_gps_v2
 bool resolve_brdc_record_gps_v3(char* line_first, FILE* pf);
 
-/// Reads one BDS record of version 3 into g_brdc_storage, PRN 1 to 63; arguments and result as resolve_brdc_record_gps_v2.
+/// Reads one BDS record of version 3 into g_brdc_storage, PRN 1 to 63.
+/// \param line_first,pf  as in resolve_brdc_record_gps_v2
+/// \return as resolve_brdc_record_gps_v2
 bool resolve_brdc_record_bds_v3(char* line_first, FILE* pf);
 
 /// Stub for Galileo records: reads nothing.
+/// \param line_first,pf  not used
 /// \return true
 bool resolve_brdc_record_gal(char* line_first, FILE* pf);
 
@@ -308,18 +313,22 @@ bool choose_eph_bds_brdc(GTime transmission_time, int satindex);
 double compute_satposvelclk_gps_brdc(int prn, GTime transmission_time, double* satposvel, double* satclk);
 
 /// Evaluates the BDS record in use with the classic element set. PRN 1 to 5 are geostationary and get zero velocity; the clock
-/// drift has no relativistic part. Arguments as compute_satposvelclk_gps_brdc, prn 1 to 64.
+/// drift has no relativistic part.
+/// \param prn                               1 to 64
+/// \param transmission_time,satposvel,satclk  as in compute_satposvelclk_gps_brdc
 /// \return group delay TGD_B1_B3 [s]; 0 without a record (logged at error level)
 /// Source: BDS-SIS-ICD-B1I, user algorithm.
 double compute_satposvelclk_bds_brdc(int prn, GTime transmission_time, double* satposvel, double* satclk);
 
 /// Evaluates the BDS record in use with the new element set (delta_A, A_dot, Delta_n_dot); sat_type 3 takes the
-/// medium-orbit reference axis 27906100 m, others 42162200 m. Arguments and result as compute_satposvelclk_bds_brdc.
+/// medium-orbit reference axis 27906100 m, others 42162200 m.
+/// \param prn,transmission_time,satposvel,satclk  as in compute_satposvelclk_bds_brdc
+/// \return as compute_satposvelclk_bds_brdc
 /// Source: BDS-SIS-ICD-B1C, user algorithm.
 double compute_satposvelclk_bds_brdc_v3(int prn, GTime transmission_time, double* satposvel, double* satclk);
 
-/// Evaluates the Galileo record in use, which the caller has to enter into g_eph_brdc_now (prn 1 only). Arguments as
-/// compute_satposvelclk_gps_brdc.
+/// Evaluates the Galileo record in use, which the caller has to enter into g_eph_brdc_now (prn 1 only).
+/// \param prn,transmission_time,satposvel,satclk  as in compute_satposvelclk_gps_brdc
 /// \return group delay BGD_E5a_E1 [s]; 0 without a record (logged at error level), or if sqrt_A <= 0 (nothing written)
 /// Source: Galileo OS SIS ICD, user algorithm.
 double compute_satposvelclk_gal_brdc(int prn, GTime transmission_time, double* satposvel, double* satclk);
@@ -344,12 +353,14 @@ bool load_ephemris_prec(char* precfilename);
 /// Source: RINEX clock format 3.00.
 bool load_clock_prec(char* clkfilename, EPHPREC_STORE* eph_prec);
 
-/// Order of precise orbit records by time: -1, 0 (within 1e-9 s) or 1; an unknown time system comes first.
+/// Order of precise orbit records by time; an unknown time system comes first.
 /// \param a,b  pointers to EPHREC_PRE
+/// \return -1, 0 (within 1e-9 s) or 1
 int cmp_ephrec_pre(const void* a, const void* b);
 
 /// Order of precise clock records, as cmp_ephrec_pre.
 /// \param a,b  pointers to CLKREC_PRE
+/// \return -1, 0 or 1
 int cmp_clkrec_pre(const void* a, const void* b);
 
 /// Sorts the rows 0 to 96 by time, orbits and clocks; records of equal time keep their order.
@@ -369,6 +380,8 @@ void remove_duplicate_ephprec_storage(EPHPREC_STORE* ephprec_store);
 int find_closest_eph_prec(EPHREC_PRE* eph_all, int nsize, GTime time_target);
 
 /// The same for clock records.
+/// \param clk_all,nsize,time_target  as in find_closest_eph_prec
+/// \return as find_closest_eph_prec
 int find_closest_clk_prec(CLKREC_PRE* clk_all, int nsize, GTime time_target);
 
 /// Interpolates the precise orbit: barycentric Lagrange through 11 records, fewer at the early end; zero positions are left out.

@@ -113,17 +113,20 @@ GTime gtimeSub(GTime gtime1, GTime gtime2);
 /// \return gtime1 - gtime2 [s]
 double gtimeSubSec(GTime gtime1, GTime gtime2);
 
-/// True if two time tags differ by at most 1e-10 s. Ends the process as gtimeSub when the systems differ.
+/// Compares two time tags. Ends the process as gtimeSub when the systems differ.
 /// \param a,b  time tags of one system
+/// \return true if they differ by at most 1e-10 s
 bool gtime_equal(GTime a, GTime b);
 
-/// True if a is at least 1e-10 s later than b. False, without a report, when the systems differ or are unknown.
+/// Compares two time tags.
 /// \param a,b  time tags
+/// \return true if a is at least 1e-10 s later than b; false, without a report, when the systems differ or are unknown
 bool gtime_greater(GTime a, GTime b);
 
-/// True if a is at least 1e-10 s earlier than b. False, without a report, when the systems differ; unknown systems do
-/// compare.
+/// Compares two time tags.
 /// \param a,b  time tags
+/// \return true if a is at least 1e-10 s earlier than b; false, without a report, when the systems differ; unknown systems do
+///         compare
 bool gtime_less(GTime a, GTime b);
 
 /// Calendar date to Julian Day. No Gregorian century rule: right from March 1900 to February 2100 only.

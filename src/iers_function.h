@@ -142,11 +142,13 @@ void DEHANTTIDEINEL(double* XSTA, int YR, int MONTH, int DAY, double FHR, double
 /// Source: IERS Conventions (2010), eq. 7.10; ST1IDIU of the software collection.
 void ST1IDIU(double* XSTA, double* XSUN, double* XMON, double FAC2SUN, double FAC2MON, double* XCORSTA);
 
-/// Out-of-phase part of the semidiurnal Love numbers; arguments as ST1IDIU.
+/// Out-of-phase part of the semidiurnal Love numbers.
+/// \param XSTA,XSUN,XMON,FAC2SUN,FAC2MON,XCORSTA  as in ST1IDIU
 /// Source: IERS Conventions (2010), eq. 7.11; ST1ISEM of the software collection.
 void ST1ISEM(double* XSTA, double* XSUN, double* XMON, double FAC2SUN, double FAC2MON, double* XCORSTA);
 
-/// Latitude dependence of the Love numbers, diurnal and semidiurnal; arguments as ST1IDIU.
+/// Latitude dependence of the Love numbers, diurnal and semidiurnal.
+/// \param XSTA,XSUN,XMON,FAC2SUN,FAC2MON,XCORSTA  as in ST1IDIU
 /// Source: IERS Conventions (2010), eqs. 7.8 and 7.9; ST1L1 of the software collection.
 void ST1L1(double* XSTA, double* XSUN, double* XMON, double FAC2SUN, double FAC2MON, double* XCORSTA);
 
@@ -196,7 +198,7 @@ void HARDISP(double (*olc)[11], double iyear, double idoy, double ihour, double 
 /// \param nin    number of constituents
 /// \param nout   [out] number of lines written: 342, or 263 without long-period constituents
 /// \param itm    5: year, day of the year, hour, minute, second, UTC
-/// Logged: more than 20 constituents, at warning level.
+/// Logs at warning level: more than 20 constituents.
 /// Source: IERS Conventions (2010) software collection, ADMINT.
 void admint(const double* ampin, const int (*idtin)[6], const double* phin, double* amp, double* f, double* p,
             const int nin, int* nout, const int* itm);

@@ -65,26 +65,26 @@ void quaternion_conjugate(QUATERNION* q);
 /// Eccentric anomaly from the true anomaly. The order of the arguments is the reverse of its siblings'.
 /// \param ecc   eccentricity, below 1
 /// \param tran  true anomaly [rad]
-/// Returns the eccentric anomaly, 0 to 2 pi [rad].
+/// \return the eccentric anomaly, 0 to 2 pi [rad].
 double get_ecan_from_tran(double ecc, double tran);
 
 /// True anomaly from the eccentric anomaly.
 /// \param ecan  eccentric anomaly [rad]
 /// \param ecc   eccentricity, below 1
-/// Returns the true anomaly, 0 to 2 pi [rad].
+/// \return the true anomaly, 0 to 2 pi [rad].
 double get_tran_from_ecan(double ecan, double ecc);
 
 /// Mean anomaly from the eccentric anomaly: Kepler's equation.
 /// \param ecan  eccentric anomaly [rad]
 /// \param ecc   eccentricity
-/// Returns the mean anomaly [rad].
+/// \return the mean anomaly [rad].
 double get_mean_from_ecan(double ecan, double ecc);
 
 /// Eccentric anomaly from the mean anomaly by Newton's method, to 1e-12 rad. A solution that needs more than five steps goes
 /// on for 100000 passes and is reported.
 /// \param mean  mean anomaly [rad]
 /// \param ecc   eccentricity, below 1
-/// Returns the eccentric anomaly, not reduced to one revolution [rad].
+/// \return the eccentric anomaly, not reduced to one revolution [rad].
 /// Logs at warning level when more than five steps were needed.
 double get_ecan_from_mean(double mean, double ecc);
 

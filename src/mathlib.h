@@ -69,17 +69,19 @@ void negative_vector(int n, double* x);
 /// Euclidean length.
 /// \param n  number of elements
 /// \param x  vector
+/// \return the length
 double norm(int n, double* x);
 
 /// Sum of squares: the squared Euclidean length, without the root.
 /// \param n  number of elements
 /// \param x  vector
+/// \return the sum
 double norm2(int n, double* x);
 
 /// Scalar product.
 /// \param m,n  lengths of A and B
 /// \param A,B  vectors
-/// Returns the product; 0 for unequal lengths.
+/// \return the product; 0 for unequal lengths.
 /// Logs at error level when the lengths differ.
 double dotproduct(int m, int n, const double* A, const double* B);
 
@@ -89,12 +91,14 @@ double dotproduct(int m, int n, const double* A, const double* B);
 /// \param A3     [out] sum
 void ArrayAddition(int m, double* A1, double* A2, double* A3);
 
-/// Nearest integer as a double, halves away from zero; 0 gives -0.
+/// Nearest integer as a double, halves away from zero.
 /// \param a  any number
+/// \return the integer; -0 for 0
 double Round(double a);
 
-/// Nearest integer, halves away from zero; saturates at the limits of int, 0 for a NaN.
+/// Nearest integer, halves away from zero.
 /// \param x  any number
+/// \return the integer, at the limits of int beyond them; 0 for a NaN
 int nearest_integer(double x);
 
 /// LU decomposition in place by Crout's method with implicit scaled partial pivoting. The element of row i and column j
@@ -104,7 +108,7 @@ int nearest_integer(double x);
 /// \param n     stride
 /// \param indx  [out] nn pivot rows
 /// \param d     [out] +1 or -1: sign of the row permutation
-/// Returns 0, or -1 for a singular matrix (bound 1e-20), A then partly decomposed.
+/// \return 0, or -1 for a singular matrix (bound 1e-20), A then partly decomposed.
 /// Logs at critical level when a row is null; a pivot that vanishes later is silent.
 /// Source: Press et al., Numerical Recipes, section 2.3.
 int ludcmp(double* A, int nn, const int n, int* indx, double* d);
@@ -118,17 +122,18 @@ int ludcmp(double* A, int nn, const int n, int* indx, double* d);
 /// Source: Press et al., Numerical Recipes, section 2.3.
 void lubksb(const double* A, int nn, int n, const int* indx, double* b);
 
-/// Number of rows whose Euclidean length is above 1e-13; a result equal to n means that no row is null.
+/// Looks for null rows of a matrix.
 /// \param A  n x N
 /// \param n  rows
 /// \param N  columns, and stride
+/// \return number of rows whose Euclidean length is above 1e-13: n when no row is null
 int matrix_zero_check(double* A, int n, int N);
 
 /// Inverse of a matrix in place; nothing outside the active block changes.
 /// \param A   [in,out] active block nn x nn in an array of stride n
 /// \param nn  active order, at most n
 /// \param n   stride
-/// Returns 0 (also for an empty block), or -1 for a singular matrix, A then untouched.
+/// \return 0 (also for an empty block), or -1 for a singular matrix, A then untouched.
 /// Logs at warning level when it fails, besides what ludcmp logs.
 int matinv(double* A, int nn, const int n);
 
@@ -142,7 +147,7 @@ int matinv(double* A, int nn, const int n);
 /// \param m  parameters
 /// \param x  [out] m parameters; may be null
 /// \param Q  [out] m x m cofactors, the inverse of the normal matrix; may be null
-/// Returns the number of parameters that took part, or -1 for n < m or a singular system, x and Q then unwritten.
+/// \return the number of parameters that took part, or -1 for n < m or a singular system, x and Q then unwritten.
 /// Logs at error level when it fails.
 int solve_lsq(double* A, double* y, const int n, const int m, double* x, double* Q);
 
@@ -153,7 +158,7 @@ int solve_lsq(double* A, double* y, const int n, const int m, double* x, double*
 /// \param n     parameters
 /// \param x     [out] n parameters; may be null
 /// \param Q     [out] n x n cofactors; may be null
-/// Returns the number of parameters that took part, or -1 for a singular system, x and Q then unwritten.
+/// \return the number of parameters that took part, or -1 for a singular system, x and Q then unwritten.
 /// Logs at error level when it fails.
 int solve_lsq_normal(double* BTWB, double* BTWL, int n, double* x, double* Q);
 
@@ -169,7 +174,7 @@ int solve_lsq_normal(double* BTWB, double* BTWL, int n, double* x, double* Q);
 /// \param m   measurements
 /// \param xp  [out] updated state, n; x if the update fails
 /// \param Pp  [out] updated covariance, n x n; unwritten if the update fails
-/// Returns 0, or -1 when the innovation covariance is singular.
+/// \return 0, or -1 when the innovation covariance is singular.
 int filter_(double* x, double* P, double* H, double* v, double* R, int n, int m, double* xp, double* Pp);
 
 /// Measurement update in place of the states and measurements in use. A state takes part when |x| > 1e-14 and its variance
@@ -182,7 +187,7 @@ int filter_(double* x, double* P, double* H, double* v, double* R, int n, int m,
 /// \param R  measurement covariance, m x m
 /// \param n  states
 /// \param m  measurements
-/// Returns 0, or -1 when the innovation covariance is singular: x is then unchanged and P is to be discarded.
+/// \return 0, or -1 when the innovation covariance is singular: x is then unchanged and P is to be discarded.
 int kalman_filter(double* x, double* P, double* H, double* v, double* R, int n, int m);
 
 /// The update of filter_ in place, with strides and without a gain matrix kept whole. All of P outside the n x n block
@@ -195,7 +200,7 @@ int kalman_filter(double* x, double* P, double* H, double* v, double* R, int n, 
 /// \param n,m    states and measurements; nothing happens when one is above its limit
 /// \param max_n  stride of P and H
 /// \param max_m  stride of R
-/// Returns 0, always: a singular innovation covariance is used as if it were its own inverse.
+/// \return 0, always: a singular innovation covariance is used as if it were its own inverse.
 int filter_embed(double* x, double* P, double* H, double* v, double* R, int n, int m, int max_n, int max_m);
 
 /// Measurement update of the states and measurements in use, compacted in place. A state takes part when |x| > 1e-16 and
@@ -208,7 +213,7 @@ int filter_embed(double* x, double* P, double* H, double* v, double* R, int n, i
 /// \param R  [in,out] measurement covariance, m x m
 /// \param n  states
 /// \param m  measurements
-/// Returns the result of filter_embed.
+/// \return the result of filter_embed.
 int kalman_filter_embed(double* x, double* P, double* H, double* v, double* R, int n, int m);
 
 /// Merges a forward and a backward solution, each weighted by its inverse covariance.
@@ -217,7 +222,7 @@ int kalman_filter_embed(double* x, double* P, double* H, double* v, double* R, i
 /// \param n      states
 /// \param xs     [out] merged state, n
 /// \param Qs     [out] merged covariance, n x n
-/// Returns 0, or -1 when a covariance or the summed information is singular; xs is then unwritten.
+/// \return 0, or -1 when a covariance or the summed information is singular; xs is then unwritten.
 /// Source: Fraser and Potter (1969), The optimum linear smoother as a combination of two optimum linear filters.
 int smoother(double* xf, double* Qf, double* xb, double* Qb, int n, double* xs, double* Qs);
 
@@ -228,7 +233,7 @@ int smoother(double* xf, double* Qf, double* xb, double* Qb, int n, double* xs, 
 /// \param x   abscissae, n
 /// \param y   [in,out] ordinates, n; overwritten, so hand in a scratch copy
 /// \param xt  wanted abscissa
-/// Returns the value; 0 without points.
+/// \return the value; 0 without points.
 double interpolation_Neville(int n, double* x, double* y, double xt);
 
 /// Polynomial interpolation by the direct Lagrange sum; no range check.
@@ -236,7 +241,7 @@ double interpolation_Neville(int n, double* x, double* y, double xt);
 /// \param y   ordinates, n
 /// \param n   points
 /// \param xt  wanted abscissa
-/// Returns the value.
+/// \return the value.
 double interpolation_Lagrange(double* x, double* y, int n, double xt);
 
 /// Polynomial interpolation with derivative by the barycentric formula; no extrapolation beyond 1e-12.
@@ -245,7 +250,7 @@ double interpolation_Lagrange(double* x, double* y, int n, double xt);
 /// \param n   points
 /// \param xt  wanted abscissa
 /// \param yt  [out] value and derivative
-/// Returns false, yt unwritten, when xt is out of range or there are no points.
+/// \return false, yt unwritten, when xt is out of range or there are no points.
 /// Logs at error level when xt is out of range.
 /// Source: Berrut and Trefethen (2004), Barycentric Lagrange interpolation, SIAM Review 46, sections 4 and 9.3.
 bool interpolation_Lagrange_Barycentric(double* x, double* y, const int n, double xt, double* yt);
@@ -272,7 +277,7 @@ void linear_fit(double* x, double* y, int np, double* param);
 /// Real roots of x^2 + ce[0] x + ce[1] = 0.
 /// \param ce     two coefficients
 /// \param roots  [out] two roots, the larger first; unwritten without real roots
-/// Returns the number of real roots, 0 or 2 (a double root counts twice).
+/// \return the number of real roots, 0 or 2 (a double root counts twice).
 unsigned int quadraticSolver(double* ce, double* roots);
 
 /// Similarity transformation q = (1 + k) R p + t, with full rotations.
@@ -293,35 +298,40 @@ void HelmertParameter_3D(int npoints, double (*q)[3], double (*p)[3], double* pa
 
 // --- Statistics ----------------------------------------------------------------------------------------------------------
 
-/// Largest element of magnitude strictly below the gate. The search starts at 2.2250738585072014e-308, which is the result
-/// when no gated element is larger (all of them negative, for instance).
+/// Largest element of magnitude strictly below the gate.
 /// \param x          data, n
 /// \param n          elements
 /// \param threshold  gate on the magnitude
+/// \return the element; 2.2250738585072014e-308, where the search starts, when no gated element is larger (all of them
+///         negative, for instance)
 double get_max(double* x, const int n, double threshold);
 
-/// Smallest element of magnitude up to the gate; 1.7976931348623157e+308 without any.
+/// Smallest element of magnitude up to the gate.
 /// \param x          data, n
 /// \param n          elements
 /// \param threshold  gate on the magnitude, included
+/// \return the element; 1.7976931348623157e+308 without any
 double get_min(double* x, const int n, double threshold);
 
-/// Mean of the elements of magnitude up to the gate; 0 without any.
+/// Mean of the elements of magnitude up to the gate.
 /// \param x          data, n
 /// \param n          elements
 /// \param threshold  gate on the magnitude, included
+/// \return the mean; 0 without any
 double get_mean(double* x, const int n, double threshold);
 
-/// Standard deviation about get_mean of the elements of magnitude up to the gate, divided by their number; 0 without any.
+/// Standard deviation about get_mean of the elements of magnitude up to the gate, divided by their number.
 /// \param x          data, n
 /// \param n          elements
 /// \param threshold  gate on the magnitude, included
+/// \return the standard deviation; 0 without any
 double get_std(double* x, const int n, double threshold);
 
-/// Root mean square of the elements of magnitude up to the gate; 0 without any.
+/// Root mean square of the elements of magnitude up to the gate.
 /// \param x          data, n
 /// \param n          elements
 /// \param threshold  gate on the magnitude, included
+/// \return the root mean square; 0 without any
 double get_rms(double* x, const int n, double threshold);
 
 LEOPOD_END_DECLS

@@ -104,8 +104,9 @@ double propagation_time_use_range(GTime obstime, int satindex, double range, dou
 
 /// Light time by fixed-point iteration from 0.075 s to 1e-12 s, at most 21 passes. The result is the value that gave satposvel.
 /// \param rcv_clock  receiver clock [m]
-/// Other arguments and result as in propagation_time_use_range.
-/// Logged: warning where compute_satposvel fails.
+/// \param obstime,satindex,station_pos,satposvel,satclk,tgd  as in propagation_time_use_range
+/// \return light time [s], 0.0 where compute_satposvel fails
+/// Logs at warning level: a failure of compute_satposvel.
 double propagation_time_iterate(GTime obstime, int satindex, double rcv_clock, double* station_pos, double* satposvel,
                                 double* satclk, double* tgd);
 
@@ -125,10 +126,11 @@ double get_ant_pco_correction(ANT_INFO* antinfo, double mjd_now, OBSFREQ freq, d
 /// \param satsys,prn  satellite
 /// \param band,code  signal
 /// \return group delay [m]; 0.0 for signals and systems without one, and without a record
-/// Logged: error for GAL.
+/// Logs at error level: GAL.
 double get_tgd(sysGNSS satsys, int prn, OBSFREQ band, OBSCODE code);
 
 /// Does nothing.
+/// \param nobs,nx,A,W,R  not used
 void compute_obs_redundancy(int nobs, int nx, double* A, double* W, double* R);
 
 // --- cycle slips, ambiguities, wind-up -------------------------------------------------------------------------------
@@ -139,7 +141,7 @@ void compute_obs_redundancy(int nobs, int nx, double* A, double* W, double* R);
 /// \param obs_epoch  epoch after choose_observation; nothing happens for null or a flag_epoch other than 0
 /// \param gnsscfg  configuration: thresholds and observables of the ionosphere-free pair
 /// \param runtime_state  97 tracking states by satellite index
-/// Logged: warnings for satellites left out and for missing records; slips at trace level.
+/// Logs at warning level: satellites left out, missing records; at trace level: slips.
 /// Source: W. G. Melbourne, 1985; G. Wuebbena, 1985.
 void get_gf_mw(OBSDATA_EPOCH* obs_epoch, GNSSCONFIG* gnsscfg, SAT_STATE* runtime_state);
 
@@ -164,6 +166,7 @@ void model_phase_windup(double* exs, double* eys, double* ek, double* exr, doubl
 double ambfix_nearest_integer(double amb_float, double sigma_amb);
 
 /// Does nothing.
+/// \param sat_state  not used
 void clear_sat_state(SAT_STATE* sat_state);
 
 // --- troposphere -----------------------------------------------------------------------------------------------------
@@ -192,11 +195,13 @@ double MappingFunction_simple(double el, double* map_dry_wet);
 /// Linear interpolation in a row of values at 15, 30, 45, 60, 75 degrees, constant outside.
 /// \param coef  5 values
 /// \param lat  latitude [deg]; negative or not a number gives the first value
+/// \return the interpolated value
 double interp_function(const double* coef, double lat);
 
 /// Continued-fraction mapping, 1 at the zenith.
 /// \param el  elevation [rad]
 /// \param a,b,c  coefficients
+/// \return mapping factor
 double mapf(double el, double a, double b, double c);
 
 /// Niell mapping functions.
@@ -222,16 +227,19 @@ double trop_delay(double mjd_gpst, double* blh, double* azel, double* dry, doubl
 /// Mapping factor of a thick shell for low orbits; the ratio is formed with the height as divisor.
 /// \param blh  latitude, longitude [rad], height [m]
 /// \param azel  azimuth, elevation [rad]
+/// \return mapping factor
 /// Source: U. Foelsche and G. Kirchengast, Geophys. Res. Lett. 29, 2002.
 double iono_map_FK_LEO(double* blh, double* azel);
 
 /// Mapping factor of a layer at 350 km, 1.0 at and above it.
 /// \param blh  latitude, longitude [rad], height [m]
 /// \param azel  azimuth, elevation [rad]
+/// \return mapping factor
 double iono_map_single_layer(double* blh, double* azel);
 
 /// Mapping factor of a layer at 400 km over a sphere of 6378 km, receiver on the ground.
 /// \param azel  azimuth, elevation [rad]
+/// \return mapping factor
 double iono_map_BDGIM(double* azel);
 
 /// Point where a line of sight crosses a layer.
@@ -242,7 +250,9 @@ double iono_map_BDGIM(double* azel);
 /// \return slant factor
 double iono_pierce_point(double* blh, double* azel, double RE, double hion, double* pblh);
 
-/// Always 0.0.
+/// Reserved for the model of Galileo.
+/// \param a,user_geo,sat_geo,UT,mth  not used
+/// \return 0.0
 double Nequick_GAL(double* a, double* user_geo, double* sat_geo, double UT, int mth);
 
 /// Ionospheric delay on L1 by the single-frequency model of GPS.
@@ -255,13 +265,19 @@ double Nequick_GAL(double* a, double* user_geo, double* sat_geo, double UT, int 
 double Klobuchar_GPS(double* a, double* b, double tE, double* user_geo, double* azel);
 
 /// Klobuchar_GPS scaled to slant content: over 4.03e17/f^2/1e13 with f in MHz.
+/// \param a,b,tE,user_geo,azel  as in Klobuchar_GPS
+/// \return scaled slant content
 double Klobuchar_GPS_stec(double* a, double* b, double tE, double* user_geo, double* azel);
 
-/// Ionospheric delay on B1 by the eight-parameter model of BDS; arguments and result as in Klobuchar_GPS.
+/// Ionospheric delay on B1 by the eight-parameter model of BDS.
+/// \param a,b,tE,user_geo,azel  as in Klobuchar_GPS
+/// \return delay [m]
 /// Source: BeiDou open service interface document, B1I, 5.2.4.7.
 double Klobuchar_BDS(double* a, double* b, double tE, double* user_geo, double* azel);
 
 /// Klobuchar_BDS scaled to slant content: over 4.03e17/f^2/1e13 with f in MHz.
+/// \param a,b,tE,user_geo,azel  as in Klobuchar_GPS
+/// \return scaled slant content
 double Klobuchar_BDS_stec(double* a, double* b, double tE, double* user_geo, double* azel);
 
 LEOPOD_END_DECLS

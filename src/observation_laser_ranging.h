@@ -357,8 +357,9 @@ int readd(char* str, double* dval);
 /// \return 1 for a number, 0 for "na", -1 for neither
 int readld(char* str, long double* ldval);
 
-/// True if a text is "na", in any letter case, and nothing else.
+/// Looks for the mark of a missing value.
 /// \param str  the text
+/// \return true if it is "na", in any letter case, and nothing else
 bool isna(char* str);
 
 /// Cleans a name from fixed columns, in place. One that begins with a letter or digit is cut at its first blank; of any

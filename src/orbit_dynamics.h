@@ -318,12 +318,14 @@ double shadow_factor_SECM(double* pos_sun, double* pos_sat, bool modified);
 bool compute_acc_srp(double mjd_utc, PARAM_FM* param_fm, double* satpos, double* satvel, double shadowfactor,
                      double* sunpos, double* acc);
 
-/// Reserved for a model of the Earth's radiation pressure; does nothing with its arguments.
+/// Reserved for a model of the Earth's radiation pressure.
+/// \param np,param,mode,mjd_utc,satpos,satvel,acc  not used
 /// \return false
 bool compute_acc_erp(int np, double* param, int mode, double mjd_utc, double* satpos, double* satvel, double* acc);
 
-/// Reserved for a model of drag: a fixed acceleration from fixed numbers; the other arguments are not used.
-/// \param acc  [out] 3 values [m/s^2]
+/// Reserved for a model of drag: a fixed acceleration from fixed numbers.
+/// \param np,param,mode,mjd_utc,satpos,satvel  not used
+/// \param acc                                  [out] 3 values [m/s^2]
 /// \return false
 bool compute_acc_drag(int np, double* param, int mode, double mjd_utc, double* satpos, double* satvel, double* acc);
 
@@ -462,6 +464,7 @@ void test_orbit_integrate(void);
 void test_orbit_integrate_embed(void);
 
 /// A stub that does nothing, kept in the interface.
+/// \param ts_utc,satpos,satvel,duration,ptr_orbit_config  not used
 void orbit_prediction_pos_vel(GTime ts_utc, double* satpos, double* satvel, double duration,
                               ORBIT_DYN_CONFIG* ptr_orbit_config);
 

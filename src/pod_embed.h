@@ -91,13 +91,19 @@ void startup_pod_embed(RUNTIME_POD_EMBED* runtime_pod, bool test_env_initialized
 /// \return true in all cases
 bool update_gnss_observation(const OBSDATA_EPOCH* obs_data, RUNTIME_POD_EMBED* runtime_pod);
 
-/// Reserved hook for ephemerides at run time; does nothing and returns true.
+/// Reserved hook for ephemerides at run time; does nothing.
+/// \param ephbrdc_gps_storage  not used
+/// \return true
 bool update_gnss_ephemeris_gps(EPHREC_GPS* ephbrdc_gps_storage);
 
-/// Reserved hook for ephemerides at run time; does nothing and returns true.
+/// Reserved hook for ephemerides at run time; does nothing.
+/// \param ephbrdc_glo_storage  not used
+/// \return true
 bool update_gnss_ephemeris_glo(EPHREC_GLO* ephbrdc_glo_storage);
 
-/// Reserved hook for ephemerides at run time; does nothing and returns true.
+/// Reserved hook for ephemerides at run time; does nothing.
+/// \param ephbrdc_glo_storage  not used
+/// \return true
 bool update_gnss_ephemeris_pre(EPHREC_GLO* ephbrdc_glo_storage);
 
 /// One epoch: buffer, choice of observables and satellites, point position, receive time, slips, carrier-phase filter, start of an
@@ -112,9 +118,11 @@ void run_single_pod_embed(OBSDATA_EPOCH* obs_data, RUNTIME_POD_EMBED* runtime_po
 
 /// Pushes time_now, position [m] and velocity [m/s] of X to the front of dataset_orbit. While fewer than five are stored one entry
 /// fewer is moved than is held, so the first orbit ever stored is lost.
+/// \param runtime_pod  the record
 void store_data_orbit(RUNTIME_POD_EMBED* runtime_pod);
 
 /// Pushes time_now and the clocks of X, in seconds, to the front of dataset_clk, by the rule of store_data_orbit.
+/// \param runtime_pod  the record
 void store_data_clock(RUNTIME_POD_EMBED* runtime_pod);
 
 /// Seeds position, velocity and clocks of X and the diagonal of DX from the point position, and registers the parameters. Off-diagonal
@@ -147,14 +155,16 @@ int get_index_param_pod_embed(PARAM_TYPE pt, sysGNSS satsys, int prn, int ifreq,
 bool pod_embed_solve_clk_offset(OBSDATA_EPOCH* obsdata, RUNTIME_POD_EMBED* runtime_pod);
 
 /// State set-up of the carrier-phase stage: get_initial_pos_vel_clk, then get_initial_ambiguity_test.
+/// \param runtime_pod  the record
 /// Ends the process, logged at error level: no parameter registered, an ambiguity without a slot.
 void update_temperal_clock_solution(RUNTIME_POD_EMBED* runtime_pod);
 
 /// Measurement build of the carrier-phase stage: the sun at time_now, then compute_omc_zd_gnss at the current state.
-/// \param runtime_pod  the record
-/// \param H            [out] max_nobs x max_nx
-/// \param R            [out] max_nobs x max_nobs
-/// \param V            [out] max_nobs residuals [m]
+/// \param runtime_pod      the record
+/// \param H                [out] max_nobs x max_nx
+/// \param R                [out] max_nobs x max_nobs
+/// \param V                [out] max_nobs residuals [m]
+/// \param max_nobs,max_nx  rows, and columns of H
 /// \return rows written
 int update_measurement_clock_solution(RUNTIME_POD_EMBED* runtime_pod, double* H, double* R, double* V, int max_nobs,
                                       int max_nx);
@@ -168,12 +178,16 @@ void get_initial_ambiguity_test(RUNTIME_POD_EMBED* runtime_pod);
 
 /// Alternative of get_initial_ambiguity_test through a full copy of DX: rows only, no process noise, new satellites' rows and columns
 /// and the slots behind the last ambiguity cleaned up. Not called by the library.
+/// \param runtime_pod  as in get_initial_ambiguity_test
 void get_initial_ambiguity(RUNTIME_POD_EMBED* runtime_pod);
 
 /// Alternative of get_initial_ambiguity_test in place, row by row, without process noise. Not called by the library.
+/// \param runtime_pod  as in get_initial_ambiguity_test
 void get_initial_ambiguity_nomemory(RUNTIME_POD_EMBED* runtime_pod);
 
-/// Does nothing and returns false.
+/// Does nothing.
+/// \param obsdata,runtime_pod  not used
+/// \return false
 bool pod_embed_solve_orbit(OBSDATA_EPOCH* obsdata, RUNTIME_POD_EMBED* runtime_pod);
 
 /// Does nothing.
@@ -184,6 +198,7 @@ void update_measurement_orbit_solution(void);
 
 /// Measurement update of the dynamic filter X_dyn, DX_dyn with the arc's state; the first three empirical terms decay with a correlation
 /// time of 600 s. Unfinished, not called by the library.
+/// \param runtime_pod  the record
 /// \return true if the filter reports success
 bool orbit_dynamic_filter(RUNTIME_POD_EMBED* runtime_pod);
 
