@@ -1,9 +1,37 @@
 /// \file main.cpp
 /// The host program `leopod`: loads files, calls the library, writes results.
+#include <unistd.h>
+
 #include <cstdio>
+#include <cstdlib>
+#include <new>
 
 #include "command.h"
 #include "error.h"
+#include "ulog.h"
+
+namespace {
+
+bool returned = false;   ///< main has its result: what ends the process is not the library
+char last_text[2048]{};  ///< the library's last text at warning level or above
+
+void keep_text(ulog_level_t, char* text) { std::snprintf(last_text, sizeof last_text, "%s", text); }
+
+/// The library ends the process where it finds a fault that no check has foreseen. Its reason is told.
+void tell_why_it_ended() {
+    if (returned) return;
+    for (char& c : last_text) c = c == '\n' ? ' ' : c;
+    std::fflush(nullptr);
+    std::fprintf(stderr, "leopod: ended by the library: %s\n", last_text);
+    _exit(2);
+}
+
+int finish(int status) {
+    returned = true;
+    return status;
+}
+
+}  // namespace
 
 int main(int argc, char** argv) {
     host::CommandLine line("leopod: satellite orbit determination from GNSS measurements");
@@ -18,10 +46,14 @@ int main(int argc, char** argv) {
     host::add_simulate(line.root(), action);
     int status = 0;
     if (!line.parse(argc, argv, status)) return status;
+    std::atexit(tell_why_it_ended);
+    ulog_subscribe(keep_text, ULOG_WARNING_LEVEL);
     try {
-        return action();
+        return finish(action());
     } catch (const host::InputError& e) {
         std::fprintf(stderr, "leopod: %s\n", e.what());
-        return 2;
+    } catch (const std::bad_alloc&) {
+        std::fprintf(stderr, "leopod: not enough memory\n");
     }
+    return finish(2);
 }

@@ -339,9 +339,12 @@ TEST_F(Transfer, StopsTheProcessOnInconsistentLists) {
     auto exits = [&](void (*stage)(RUNTIME_POD_EMBED*), const char* text) { EXPECT_STOP(stage(pod.get()), text); };
     EXPECT_EQ(get_index_param_pod_embed(param_AMB, GAL, 3, 0, pod->satlist_satindex_now), -1);  // not a free place
     pod->satlist_satindex_now[2] = 20;
-    exits(get_initial_ambiguity_test, "idx_amb=-1, sys=1, prn=%,satindex=20, stopping!");
+    for (auto* transfer : {get_initial_ambiguity_test, get_initial_ambiguity, get_initial_ambiguity_nomemory})
+        exits(transfer, "idx_amb=-1, sys=1, prn=%,satindex=20, stopping!");
     pod->nsat_used_last = 0;
     exits(get_initial_ambiguity_test, "get_initial_ambiguity_test\\(\\): idx_amb=-1, sys=1, prn=%,satindex=20");
+    exits(get_initial_ambiguity, "get_initial_ambiguity\\(\\): idx_amb=-1, sys=1, prn=%,satindex=20");
+    exits(get_initial_ambiguity_nomemory, "update_temperal_clock_solution\\(\\): idx_amb=-1, sys=1, prn=%,satindex=20");
     pod->nsat_used = 0;
     pod->sln_kine.status = SOL_ITER_EXCEED;
     exits(update_temperal_clock_solution, "kinematic solution status = 6\\)\nruntime_pod->num_param=0");

@@ -1,0 +1,141 @@
+// Documented ends of the process that no module's own test reaches, and how the program tells of one.
+#include <sys/resource.h>
+
+#include <climits>
+#include <functional>
+#include <memory>
+
+#include "attitude.h"
+#include "gnss_observation.h"
+#include "gnss_ppp.h"
+#include "gnss_satposition.h"
+#include "host_support.h"
+#include "orbit_dynamics.h"
+
+namespace {
+
+#if defined(__SANITIZE_ADDRESS__)
+constexpr bool kAddressSanitizer = true;
+#else
+constexpr bool kAddressSanitizer = false;
+#endif
+
+/// An antenna that is kept, with a validity line.
+std::string antenna_file(const std::string& date, const char* label) {
+    const auto line = [](std::string text, const std::string& name) {
+        text.resize(60, ' ');
+        return text + name + "\n";
+    };
+    return support::write_temp("antenna.atx", line("", "START OF ANTENNA") + line("GRACE_C", "TYPE / SERIAL NO") +
+                                                  line(date, label) + line("   G01", "START OF FREQUENCY") +
+                                                  line("   G01", "END OF FREQUENCY") + line("", "END OF ANTENNA"));
+}
+
+TEST(ProcessEnds, AntennaDatesAtTheOriginOfTheDayCount) {
+    const struct {
+        const char *date, *label, *text;
+    } cases[] = {{"  1858    11    18     0     0    0.0000000", "VALID FROM", "^readatx: mjd_start error\n"},
+                 {"  1858    11    18    23    59   59.0000000", "VALID UNTIL", "^readatx: mjd_end error\n"},
+                 {"  1858    11    17    12     0    0.0000000", "VALID UNTIL", "^readatx: mjd_end error\n"}};
+    for (const auto& c : cases) {
+        ANT_INFO_STORE store = {};
+        EXPECT_STOP(read_atx(antenna_file(c.date, c.label).data(), &store), c.text);
+    }
+    ANT_INFO_STORE store = {};
+    EXPECT_TRUE(read_atx(antenna_file("  1858    11    19     0     0    0.0000000", "VALID FROM").data(), &store));
+    EXPECT_EQ(store.num_antenna_info, 1);
+    std::free(store.antenna_info_storage);
+}
+
+TEST(ProcessEnds, NoMemoryForAntennas) {
+    if (kAddressSanitizer) GTEST_SKIP() << "the sanitizer's allocator ends the process itself";
+    const std::string file = antenna_file("  2000     1     1     0     0    0.0000000", "VALID FROM");
+    const auto load = [&file] {
+        ulog_subscribe(support::log_to_stderr, ULOG_INFO_LEVEL);
+        const rlimit limit = {1ul << 36, 1ul << 36};
+        setrlimit(RLIMIT_AS, &limit);
+        constexpr int kFull = 2000000000;  // the next sixteen take the store to 432 GB
+        ANT_INFO_STORE store = {static_cast<ANT_INFO*>(std::calloc(1, sizeof(ANT_INFO))), kFull, kFull};
+        read_atx(std::string(file).data(), &store);
+    };
+    EXPECT_EXIT(load(), testing::ExitedWithCode(1), "add new antenna information allocation memory error!");
+}
+
+TEST(ProcessEnds, TimesOfTwoSystemsAndTimesBeforeTheLeapSeconds) {
+    const GTime gps = {{59232, 0.0}, tsGPST}, utc = {{59232, 600.0}, tsUTC}, early = {{41000, 0.0}, tsUTC};
+    const char* const difference = "^Time system not the same, cannot be SubSec!\n";
+    const char* const leap = "exceed the limits of Leap second table.41498--47160.!\n";
+
+    const auto store = std::unique_ptr<EPHPREC_STORE, void (*)(void*)>(
+        static_cast<EPHPREC_STORE*>(std::calloc(1, sizeof(EPHPREC_STORE))), std::free);
+    g_prec_storage = store.get();
+    for (int i = 0; i < 2; ++i) {
+        store->eph_pre_all[0][i] = {};
+        store->eph_pre_all[0][i].time = gtimeAddSec(gps, 900.0 * i);
+        store->eph_pre_all[0][i].pos_ecf[0] = 2.6e7;
+        store->clk_pre_all[0][i].time = gtimeAddSec(gps, 900.0 * i);
+        store->clk_pre_all[0][i].ok = true;
+    }
+    store->idx_eph[0] = store->idx_clk[0] = 2;
+    OBSDATA_EPOCH epoch = {};
+    epoch.epoch_time = gps;
+    ATT_QUATERNION quaternions[2] = {};
+    quaternions[0].time = gps;
+    quaternions[1].time = utc;
+    const auto config = std::make_unique<ORBIT_DYN_CONFIG>();
+    const auto state = std::make_unique<STATE_SPACECRAFT>();
+    state->utc_start = utc;
+    double x[6] = {7e6};
+    SOLUTION solution = {};
+    OBSDATA_EPOCH before = {};
+    before.epoch_time = early;
+    PLANET_JPL sun[1] = {SUN};
+    GTime fitted[1] = {utc};
+    double position[1][3] = {};
+
+    const struct {
+        const char* name;
+        std::function<void()> call;
+        const char* text;
+    } cases[] = {
+        {"match_observation_storage", [&] { match_observation_storage(&epoch, 1, utc, 1.0); }, difference},
+        {"compute_satposvel_prec", [&] { compute_satposvel_prec(utc, 0, x); }, difference},
+        {"compute_satclk_prec", [&] { compute_satclk_prec(utc, 0, x); }, difference},
+        {"orbit_fit", [&] { orbit_fit(config.get(), state.get(), gps, 1, fitted, position, nullptr); }, difference},
+        {"find_closest_att_quaternion", [&] { find_closest_att_quaternion(gtimeAddSec(gps, 60.0), 2, quaternions); },
+         "^Time systems not the same, cannot be Substract!\n"},
+        {"gtimeChangeTimeSystem from UTC", [&] { gtimeChangeTimeSystem(early, tsGPST); }, leap},
+        {"gtimeChangeTimeSystem to UTC",
+         [&] {
+             gtimeChangeTimeSystem({{41000, 0.0}, tsTAI}, tsUTC);
+         },
+         leap},
+        {"pseudorange_point_positioning", [&] { pseudorange_point_positioning(&before, nullptr, &solution); }, leap},
+        {"compute_acc_thirdbody", [&] { compute_acc_thirdbody(41000.0, 1, sun, x, x + 3, nullptr); }, leap},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.name);
+        EXPECT_STOP(c.call(), c.text);
+    }
+}
+
+// The program had ended silently with status 1 where the library stops on a request of the dynamics configuration.
+TEST(ProcessEnds, TheProgramTellsTheReason) {
+    if (!std::filesystem::exists(support::kProgram)) GTEST_SKIP() << "the host program is not built";
+    const std::string positions = (std::filesystem::path(LEOPOD_SOURCE_DIR) / "examples/data/demo_truth.csv").string();
+    const struct {
+        const char *request, *text;
+    } cases[] = {{"Y0:1200", "leopod: ended by the library: Unknown force model parameters [EMP_000_Y0].  Stopping\n"},
+                 {"A0:1", "leopod: ended by the library: force[FM=10] params num(800) > MAXNUM_FM_PARM(800)\n"}};
+    for (const auto& c : cases) {
+        const std::string dynamics = support::write_temp(
+            "fit.cfg", std::string("+Force_Models\nEarth_Gravity = YES 4\nEmpirical_Force = YES ") + c.request +
+                           "\n-Force_Models\n+GENERAL_CONFIG\nIntegration_Step_Size = 20\n"
+                           "Integration_Output_Interval = 60\n-GENERAL_CONFIG\n");
+        const support::Outcome outcome = support::leopod("fit --positions " + positions + " --dynamics " + dynamics);
+        EXPECT_EQ(outcome.status, 2) << c.request;
+        EXPECT_NE(outcome.text.find(c.text), std::string::npos) << outcome.text;
+    }
+}
+
+}  // namespace
