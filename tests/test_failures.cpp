@@ -254,4 +254,99 @@ TEST(Failures, NothingElseEndsTheProcess) {
     }
 }
 
+// --- settled behaviour -------------------------------------------------------------------------------------------------------
+
+/// Comments of a file that mark settled behaviour, each with the lines that continue it.
+std::vector<std::string> settled_comments(const Path& file) {
+    std::vector<std::string> all;
+    std::ifstream in(file);
+    std::string line;
+    bool going_on = false;
+    while (std::getline(in, line)) {
+        const std::size_t slashes = line.find("//");
+        const bool whole = slashes != std::string::npos && line.find_first_not_of(' ') == slashes;
+        const std::string comment = slashes == std::string::npos ? "" : line.substr(slashes);
+        if (comment.find("ettled") != std::string::npos) {
+            all.push_back(comment);
+            going_on = whole;
+        } else if (going_on && whole) {
+            all.back() += comment;
+        } else {
+            going_on = false;
+        }
+    }
+    return all;
+}
+
+/// First five letters of the words of a text that say something.
+std::set<std::string> stems(const std::string& text) {
+    static const std::set<std::string> empty = {
+        "settl", "that",  "which", "with", "from", "this", "than", "where", "what", "they", "their", "does", "have",
+        "only",  "there", "into",  "also", "both", "the",  "and",  "not",   "are",  "for",  "its",   "has"};
+    std::set<std::string> all;
+    std::string word;
+    for (const char c : text + " ") {
+        if (std::isalnum(static_cast<unsigned char>(c)) != 0) {
+            word += static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+            continue;
+        }
+        const bool number = !word.empty() && std::isdigit(static_cast<unsigned char>(word[0])) != 0;
+        if ((word.size() > 2 || number) && empty.count(word.substr(0, 5)) == 0) all.insert(word.substr(0, 5));
+        word.clear();
+    }
+    return all;
+}
+
+/// Sections of docs/settled.md: heading to its lines.
+std::map<std::string, std::vector<std::string>> settled_sections() {
+    std::map<std::string, std::vector<std::string>> all;
+    std::ifstream in(kDocs / "settled.md");
+    std::string line;
+    std::vector<std::string>* section = nullptr;
+    while (std::getline(in, line)) {
+        if (line.rfind("## ", 0) == 0) {
+            section = &all[line];
+        } else if (section != nullptr && line.rfind("- ", 0) == 0) {
+            section->push_back(line);
+        } else if (section != nullptr && line.rfind("  ", 0) == 0 && !section->empty()) {
+            section->back() += " " + line;
+        }
+    }
+    return all;
+}
+
+TEST(Settled, EveryCommentHasALineInTheSectionOfItsModule) {
+    const auto sections = settled_sections();
+    int comments = 0;
+    for (const Path& path : sources()) {
+        const std::string module = path.stem().string();
+        std::vector<std::string> lines;
+        for (const auto& [heading, list] : sections) {
+            if (std::regex_search(heading, std::regex("\\b" + module + "\\b")))
+                lines.insert(lines.end(), list.begin(), list.end());
+        }
+        for (const std::string& comment : settled_comments(path)) {
+            ++comments;
+            const std::set<std::string> wanted = stems(comment);
+            std::size_t best = 0;
+            for (const std::string& line : lines) {
+                std::size_t shared = 0;
+                for (const std::string& stem : stems(line)) shared += wanted.count(stem);
+                best = std::max(best, shared);
+            }
+            EXPECT_GE(best, std::min<std::size_t>(3, wanted.size()))
+                << "no line of docs/settled.md in the section of " << module << " shares three words with: " << comment;
+        }
+    }
+    EXPECT_GT(comments, 180);
+}
+
+TEST(Settled, EveryLineSaysWhyItStays) {
+    for (const auto& [heading, lines] : settled_sections()) {
+        EXPECT_FALSE(lines.empty()) << heading;
+        for (const std::string& line : lines)
+            EXPECT_NE(line.find(" Why: "), std::string::npos) << heading << ": " << line;
+    }
+}
+
 }  // namespace
