@@ -390,6 +390,7 @@ void draw_entry(Canvas& canvas, double x, double y, const LegendEntry& e, bool b
 }
 
 void draw_legend(Canvas& canvas, double x, double y, const std::vector<LegendEntry>& entries) {
+    if (entries.empty()) return;
     canvas.begin("legend", "legend");
     for (const LegendEntry& e : entries) {
         draw_entry(canvas, x, y, e, true);

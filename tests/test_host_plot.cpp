@@ -78,9 +78,16 @@ std::vector<std::vector<Point>> points_of(const std::string& d) {
     return pieces;
 }
 
+/// What stands between two texts of a line; empty without them.
+std::string between(const std::string& line, const std::string& before, const std::string& behind) {
+    const std::size_t at = line.find(before);
+    if (at == std::string::npos) return "";
+    const std::size_t start = at + before.size();
+    return line.substr(start, line.find(behind, start) - start);
+}
+
 std::string attribute(const std::string& line, const std::string& name) {
-    std::smatch m;
-    return std::regex_search(line, m, std::regex(" " + name + "=\"([^\"]*)\"")) ? m[1].str() : "";
+    return between(line, " " + name + "=\"", "\"");
 }
 
 /// A number of a tick label, NaN for other texts.
@@ -99,19 +106,19 @@ std::vector<Picture> read_svg(const std::string& file) {
     std::stringstream in(support::read_file(file));
     EXPECT_NE(in.str().find("</svg>"), std::string::npos) << file;
     for (std::string line; std::getline(in, line);) {
-        std::smatch m;
-        if (std::regex_search(line, m, std::regex("^<g class=\"([^\"]*)\"><title>(.*)</title>"))) {
-            open.push_back(m[1]);
-            if (m[1] == "panel") pictures.push_back({m[2], {}, {}, {}, {}});
+        if (line.compare(0, 9, "<g class=") == 0) {
+            const std::string kind = attribute(line, "class");
+            const std::string name = between(line, "<title>", "</title>");
+            open.push_back(kind);
+            if (kind == "panel") pictures.push_back({name, {}, {}, {}, {}});
             Picture& now = pictures.empty() ? whole : pictures.back();
-            if (m[1] == "series") now.series.push_back({m[2], {}, {}});
+            if (kind == "series") now.series.push_back({name, {}, {}});
         } else if (line == "</g>") {
             open.pop_back();
         } else if (line.compare(0, 5, "<text") == 0) {
-            std::regex_search(line, m, std::regex(">([^<]*)</text>"));
             const double size = std::stod(attribute(line, "font-size"));
             const Picture::Text text{{std::stod(attribute(line, "x")), std::stod(attribute(line, "y")) - 0.36 * size},
-                                     m[1]};
+                                     between(line, ">", "</text>")};
             whole.texts.push_back(text);
             if (open.empty() || pictures.empty()) continue;
             if (open.back() == "x-axis") pictures.back().x_texts.push_back(text);
@@ -467,6 +474,35 @@ TEST_F(Plot, PicturesOfARun) {
     EXPECT_NEAR(value_at(satellites[0], count.lines.at(0).back().y), epochs.rbegin()->second.at("satellites"), 0.05);
     EXPECT_EQ(satellites[2].y_texts.size(), 25u);  // names and the empty label
     EXPECT_GE(satellites[2].named("in the filter").lines.size(), 24u);
+
+    // A fit draws its own residuals, and from their file the same picture is made.
+    const std::string config = support::write_temp(
+        "fit.cfg",
+        "+Force_Models\nEarth_Gravity = YES 30\nEmpirical_Force = YES A0:3600 C0:3600 R0:3600\n-Force_Models\n"
+        "+GENERAL_CONFIG\nIntegration_Step_Size = 30.0\nIntegration_Output_Interval = 30.0\nspacecraft_state_mode = 2\n"
+        "-GENERAL_CONFIG\n");
+    const Outcome o = leopod("fit --positions " + out("epochs.csv") + " --dynamics " + config + " --residuals " +
+                             out("fit_res.csv") + " --out " + out("orbit.csv") + " --plot " + out("fit1.svg"));
+    ASSERT_EQ(o.status, 0) << o.text;
+    expect_drawn("residuals --in " + out("fit_res.csv") + " --out " + out("fit2.svg"));
+    const std::vector<Picture> direct = read_svg(out("fit1.svg"));
+    const std::vector<Picture> again = read_svg(out("fit2.svg"));
+    ASSERT_EQ(direct.size(), 3u);
+    for (std::size_t k = 0; k < 3; ++k) {
+        const auto& dots = direct[k].series.at(0).dots;
+        ASSERT_EQ(dots.size(), 121u);
+        for (std::size_t i = 0; i < dots.size(); ++i)
+            EXPECT_NEAR(dots[i].y, again.at(k).series.at(0).dots.at(i).y, 0.2);
+    }
+    // Point position, filter and fitted orbit over each other.
+    expect_drawn("errors --truth " +
+                 (std::filesystem::path(LEOPOD_SOURCE_DIR) / "examples/data/demo_truth.csv").string() + " --in " +
+                 out("epochs.csv") + ":point --in " + out("epochs.csv") + ":filter --in '" + out("orbit.csv") +
+                 "=fitted orbit' --layout total,components --out " + out("three.svg"));
+    const std::vector<Picture> three = read_svg(out("three.svg"));
+    ASSERT_EQ(three.size(), 4u);
+    for (const char* name : {"point position", "filter", "fitted orbit"})
+        EXPECT_GT(count_points(three[0].named(name)), 100u);
 
     // Residuals of a fit, in the order of its file along, radial, cross.
     const std::string fit =
