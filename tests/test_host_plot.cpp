@@ -679,7 +679,7 @@ TEST(Progress, LineOnATerminalAndNothingOnAPipe) {
         EXPECT_EQ(text.find('\033'), std::string::npos);
         EXPECT_EQ(text.find("inner"), std::string::npos);
         if (columns == 80) {
-            EXPECT_TRUE(std::regex_search(text, std::regex("counting to ten  [78]\\d %, 0:0[01] left"))) << text;
+            EXPECT_TRUE(std::regex_search(text, std::regex("counting to ten  [78]\\d %, 0:0\\d left"))) << text;
         }
         // As the terminal shows it: within its width, and blank at the end.
         std::string shown;
