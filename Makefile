@@ -2,7 +2,7 @@
 BUILD ?= build/release
 JOBS ?= $(shell nproc 2>/dev/null || echo 2)
 
-.PHONY: all demo test bench fuzz interface lint format docs install clean
+.PHONY: all demo test bench fuzz interface lint format docs install deb clean
 
 all:
 	cmake -S . -B $(BUILD) -DCMAKE_BUILD_TYPE=Release $(CMAKE_FLAGS)
@@ -53,6 +53,13 @@ install:
 	cmake -S . -B $(BUILD) -DCMAKE_BUILD_TYPE=Release $(CMAKE_FLAGS)
 	cmake --build $(BUILD) -j$(JOBS)
 	cmake --install $(BUILD)
+
+# Debian packages into build/deb, in Debian's directories.
+deb:
+	scripts/bootstrap deb
+	cmake -S . -B build/deb -DCMAKE_BUILD_TYPE=Release -DCMAKE_INSTALL_PREFIX=/usr $(CMAKE_FLAGS)
+	cmake --build build/deb -j$(JOBS)
+	cd build/deb && cpack -G DEB
 
 clean:
 	rm -rf build

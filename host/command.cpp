@@ -79,7 +79,9 @@ Option Command::add_flag(const std::string& names, bool& value, const std::strin
     return Option(app_->add_flag(names, value, help));
 }
 
-CommandLine::CommandLine(const std::string& description) : app_(std::make_unique<CLI::App>(description)) {
+CommandLine::CommandLine(const std::string& description, const std::string& version)
+    : app_(std::make_unique<CLI::App>(description)) {
+    app_->set_version_flag("--version", version);
     app_->require_subcommand(1);
 }
 

@@ -60,7 +60,7 @@ class Command {
 /// The arguments of the program.
 class CommandLine {
   public:
-    explicit CommandLine(const std::string& description);
+    CommandLine(const std::string& description, const std::string& version);
     ~CommandLine();
     Command root();
     /// Parses; runs the callback of the command that was chosen. False, with the program's exit status, when the program ends with that.

@@ -34,7 +34,7 @@ int finish(int status) {
 }  // namespace
 
 int main(int argc, char** argv) {
-    host::CommandLine line("leopod: satellite orbit determination from GNSS measurements");
+    host::CommandLine line("leopod: satellite orbit determination from GNSS measurements", "leopod " LEOPOD_VERSION);
     host::Action action;
     host::add_run(line.root(), action);
     host::add_fit(line.root(), action);
