@@ -27,4 +27,5 @@ install(FILES ${PROJECT_BINARY_DIR}/leopod.pc DESTINATION ${CMAKE_INSTALL_LIBDIR
 # Documentation and examples, as they lie in the source tree, so that their links hold.
 install(FILES README.md CHANGELOG.md DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT development)
 install(DIRECTORY docs examples DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT development
-        PATTERN Doxyfile EXCLUDE PATTERN man EXCLUDE PATTERN __pycache__ EXCLUDE PATTERN ".*" EXCLUDE)
+        PATTERN Doxyfile EXCLUDE PATTERN man EXCLUDE PATTERN __pycache__ EXCLUDE PATTERN ".*" EXCLUDE
+        REGEX "/campaign/(data|results|slurm)$" EXCLUDE)

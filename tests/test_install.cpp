@@ -1,39 +1,15 @@
 // The installed tree as its users meet it: moved to another place, built against, run, and packed.
-#include <sys/wait.h>
-
-#include <array>
-
-#include "support.h"
+#include "shell.h"
 
 namespace {
+
+using support::has_command;
+using support::Outcome;
+using support::shell;
 
 const std::string kSource = LEOPOD_SOURCE_DIR;
 const std::string kBuild = LEOPOD_BINARY_DIR;
 const std::string kDemo = kSource + "/examples/data/demo_bds";
-
-struct Outcome {
-    int status = -1;
-    std::string text;  ///< standard output and standard error
-};
-
-/// Runs commands in the test's directory, without what the caller's environment says about compilers and libraries.
-Outcome shell(const std::string& commands) {
-    const std::string script =
-        support::write_temp("commands.sh",
-                            "unset LD_LIBRARY_PATH PKG_CONFIG_PATH CFLAGS CXXFLAGS LDFLAGS DESTDIR\nset -eu\n"
-                            "cd '" +
-                                support::temp_dir().string() + "'\n" + commands + "\n");
-    Outcome outcome;
-    FILE* pipe = popen(("sh '" + script + "' 2>&1").c_str(), "r");
-    if (pipe == nullptr) return outcome;
-    std::array<char, 4096> buffer{};
-    while (std::fgets(buffer.data(), buffer.size(), pipe) != nullptr) outcome.text += buffer.data();
-    const int raw = pclose(pipe);
-    outcome.status = WIFEXITED(raw) ? WEXITSTATUS(raw) : 128 + WTERMSIG(raw);
-    return outcome;
-}
-
-bool has_command(const std::string& name) { return shell("command -v " + name).status == 0; }
 
 bool host_is_built() { return std::filesystem::exists(kBuild + "/host/leopod"); }
 
