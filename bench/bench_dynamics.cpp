@@ -245,28 +245,31 @@ struct Four {
 
 /// The memory traffic of sum i over elements j: each operand is loaded once, with one addition a load and nothing else, and the sum is
 /// stored, for the solutions the errors too.
-template <std::size_t i, typename Width>
-[[gnu::always_inline]] inline void move(double* y, double* K, int n, int j, double* stage, double* error) {
+template <std::size_t i, typename Width, std::size_t... k>
+[[gnu::always_inline]] inline void move(double* y, double* K, int stride, int j, double* stage, double* error,
+                                        std::index_sequence<k...>) {
     using T = typename Width::type;
     T sum = *reinterpret_cast<T*>(y + j);
-    for (std::size_t k = 0; k <= i; ++k) {
-        if ((kOperands[i] >> k & 1) != 0) sum += *reinterpret_cast<T*>(K + k * n + j);
-    }
+    ((kOperands[i] >> k & 1 ? void(sum += *reinterpret_cast<T*>(K + k * stride + j)) : void()), ...);
     *reinterpret_cast<T*>((i + 1 < kSums ? stage : y) + j) = sum;
     if (i + 1 == kSums) *reinterpret_cast<T*>(error + j) = sum;
 }
 
+/// Rows begin at cache lines, and not all in the same place of a page.
+constexpr int stride_of(int n) { return (n + 7) / 8 * 8 + 8; }
+
 template <std::size_t i>
 [[gnu::always_inline]] inline void move_all(double* y, double* K, int n, double* stage, double* error) {
+    constexpr auto operands = std::make_index_sequence<i + 1>{};
     int j = 0;
-    for (; j + 4 <= n; j += 4) move<i, Four>(y, K, n, j, stage, error);
-    for (; j < n; ++j) move<i, One>(y, K, n, j, stage, error);
+    for (; j + 4 <= n; j += 4) move<i, Four>(y, K, stride_of(n), j, stage, error, operands);
+    for (; j < n; ++j) move<i, One>(y, K, stride_of(n), j, stage, error, operands);
 }
 
 template <std::size_t... i>
 [[gnu::always_inline]] inline void traffic(double* y, double* K, int n, double* stage, double* error, Derivative f,
                                            std::index_sequence<i...>) {
-    ((f(n, 0.0, stage, K + i * n), move_all<i>(y, K, n, stage, error)), ...);
+    ((f(n, 0.0, stage, K + i * stride_of(n)), move_all<i>(y, K, n, stage, error)), ...);
 }
 
 void traffic_plain(double* y, double* K, int n, double* stage, double* error, Derivative f) {
@@ -281,7 +284,9 @@ void traffic_plain(double* y, double* K, int n, double* stage, double* error, De
 /// Thirteen calls of the empty derivative and the traffic of the sums, in the widest registers that the library takes too.
 template <int n>
 void step_limit(benchmark::State& bench) {
-    std::vector<double> y(n), K(n * kSums), stage(n), error(n);
+    constexpr int kRow = stride_of(n);
+    alignas(64) static double rows[(kSums + 3) * kRow];
+    double *const y = rows, *const stage = y + kRow, *const error = stage + kRow, *const K = error + kRow;
     auto* run = traffic_plain;
 #if defined(__x86_64__)
     if (__builtin_cpu_supports("avx2")) run = traffic_avx2;
@@ -289,8 +294,8 @@ void step_limit(benchmark::State& bench) {
     Derivative f = no_derivative;
     benchmark::DoNotOptimize(f);
     for (auto _ : bench) {
-        run(y.data(), K.data(), n, stage.data(), error.data(), f);
-        benchmark::DoNotOptimize(y.data());
+        run(y, K, n, stage, error, f);
+        benchmark::DoNotOptimize(rows);
     }
 }
 #define BENCHMARK_STEP(n)                                                                           \

@@ -6,6 +6,7 @@
 #include <cmath>
 #include <cstddef>
 #include <cstdio>
+#include <limits>
 #include <type_traits>
 
 #include "ulog.h"
@@ -136,6 +137,22 @@ struct [[gnu::packed, gnu::may_alias]] PairInArray {
     Pair value;
 };
 LEOPOD_KERNEL inline void store(double* p, Pair value) { reinterpret_cast<PairInArray*>(p)->value = value; }
+LEOPOD_KERNEL inline void store(double* p, double value) { *p = value; }
+
+LEOPOD_KERNEL inline double magnitude(double x) { return std::fabs(x); }
+template <typename T>
+LEOPOD_KERNEL inline T magnitude(T x) {
+    using Bits [[gnu::vector_size(sizeof(T))]] = long long;
+    return reinterpret_cast<T>(reinterpret_cast<Bits>(x) & std::numeric_limits<long long>::max());
+}
+
+/// One, two or four elements from p on.
+template <typename T>
+LEOPOD_KERNEL inline T load_as(const double* p) {
+    if constexpr (std::is_same_v<T, Quad>) return load(p);
+    if constexpr (std::is_same_v<T, Pair>) return reinterpret_cast<const PairInArray*>(p)->value;
+    if constexpr (std::is_same_v<T, double>) return *p;
+}
 
 /// Four sums that a loop carries along: in one wide register, or in two, where a Quad would go through memory from pass to pass.
 template <bool wide>

@@ -888,37 +888,95 @@ constexpr double weight(int row, int k) {
     return row == kOrder7 ? kWeights7[k] : row == kOrder8 ? kWeights8[k] : kStages[row].a[k];
 }
 
-/// Sum over k of weight(row, k) * K(k, j) in ascending k; K holds rows of n. Zero weights leave no code.
-template <int row, std::size_t... k>
-inline double weighted_sum(const double* K, int n, int j, std::index_sequence<k...>) {
-    double sum = 0.0;
-    [[maybe_unused]] const auto add_term = [&](auto index) {
-        constexpr double w = weight(row, static_cast<int>(index.value));
-        if constexpr (w != 0.0) sum += w * K[static_cast<std::size_t>(index.value) * static_cast<std::size_t>(n) + j];
-    };
-    (add_term(std::integral_constant<std::size_t, k>{}), ...);
-    return sum;
+/// Stage whose sum first takes K(k), or kOrder7 for the solutions; and the last one.
+constexpr int first_use(int k) {
+    int row = k + 1;
+    while (row < kOrder7 && weight(row, k) == 0.0) ++row;
+    return row;
+}
+constexpr int last_use(int k) {
+    if (kWeights7[k] != 0.0 || kWeights8[k] != 0.0) return kOrder7;
+    int row = kNumStages - 1;
+    while (weight(row, k) == 0.0) --row;
+    return row;
 }
 
-// Workspace of the integrators, off the stack; one integration at a time.
-double stage_derivatives[kNumStages * NSTATE_MAX];
-double stage_vector[NSTATE_MAX];
+// Workspace of the integrators, off the stack; one integration at a time. Rows begin at cache lines, and not all in the same place of
+// a page.
+constexpr int row_length(int n) { return (n + 7) / 8 * 8 + 8; }
+alignas(64) double stage_derivatives[kNumStages * row_length(NSTATE_MAX)];
+alignas(64) double stage_vector[NSTATE_MAX];
 double saved_state[NSTATE_MAX];
 
-/// Stage i: K(i) = h f(x + c(i) h, y + sum of a(i,k) K(k)).
-template <std::size_t i>
-void evaluate_stage(Derivative f, int n, double x, const double* y, double h) {
-    constexpr int row = static_cast<int>(i);
-    for (int j = 0; j < n; ++j) {
-        stage_vector[j] = y[j] + weighted_sum<row>(stage_derivatives, n, j, std::make_index_sequence<i>{});
+/// Elements j of the stage derivatives, one, two or four at a time. The sum that first takes K(k) scales it by the step: K = h f.
+template <typename T>
+struct Elements {
+    double h;
+    int stride, j;
+
+    /// K(k) for the sum of a row.
+    template <int row, int k>
+    LEOPOD_KERNEL T scaled() const {
+        double* const K = stage_derivatives + k * stride + j;
+        if constexpr (first_use(k) < row) return load_as<T>(K);
+        const T value = h * load_as<T>(K);
+        if constexpr (last_use(k) > row) store(K, value);
+        return value;
     }
-    double* const K = stage_derivatives + i * static_cast<std::size_t>(n);
-    f(n, x + kStages[i].node * h, stage_vector, K);
-    for (int j = 0; j < n; ++j) K[j] = h * K[j];
+    /// Sum over k of weight(row, k) * K(k) in ascending k; zero weights leave no code.
+    template <int row, int... k>
+    LEOPOD_KERNEL T stage_sum(std::integer_sequence<int, k...>) const {
+        T sum = {};
+        (add_term<row, k>(sum), ...);
+        return sum;
+    }
+    /// Both solutions' sums.
+    template <int... k>
+    LEOPOD_KERNEL void solution_sums(T& sum7, T& sum8, std::integer_sequence<int, k...>) const {
+        sum7 = sum8 = T{};
+        (add_terms<k>(sum7, sum8), ...);
+    }
+
+  private:
+    template <int row, int k>
+    LEOPOD_KERNEL void add_term(T& sum) const {
+        constexpr double w = weight(row, k);
+        if constexpr (w != 0.0) sum += w * scaled<row, k>();
+    }
+    template <int k>
+    LEOPOD_KERNEL void add_terms(T& sum7, T& sum8) const {
+        constexpr double w7 = kWeights7[k], w8 = kWeights8[k];
+        if constexpr (w7 == 0.0 && w8 == 0.0) return;
+        const T value = scaled<kOrder7, k>();
+        if constexpr (w7 != 0.0) sum7 += w7 * value;
+        if constexpr (w8 != 0.0) sum8 += w8 * value;
+    }
+};
+
+/// Calls body(T{}, j) for all j below n, T being Quad, then Pair, then double.
+template <typename Body>
+LEOPOD_KERNEL inline void for_all_elements(int n, const Body& body) {
+    int j = 0;
+    for (; j + 4 <= n; j += 4) body(Quad{}, j);
+    for (; j + 2 <= n; j += 2) body(Pair{}, j);
+    for (; j < n; ++j) body(0.0, j);
 }
 
-template <std::size_t... i>
-void evaluate_stages(Derivative f, int n, double x, const double* y, double h, std::index_sequence<i...>) {
+/// Stage i: K(i) = f(x + c(i) h, y + sum of a(i,k) K(k)), to be scaled.
+template <int i>
+LEOPOD_KERNEL inline void evaluate_stage(Derivative f, int n, double x, const double* y, double h) {
+    const int stride = row_length(n);
+    for_all_elements(n, [=](auto type, int j) LEOPOD_KERNEL {
+        using T = decltype(type);
+        const T sum = Elements<T>{h, stride, j}.template stage_sum<i>(std::make_integer_sequence<int, i>{});
+        store(stage_vector + j, load_as<T>(y + j) + sum);
+    });
+    f(n, x + kStages[i].node * h, stage_vector, stage_derivatives + i * stride);
+}
+
+template <int... i>
+LEOPOD_KERNEL inline void evaluate_stages(Derivative f, int n, double x, const double* y, double h,
+                                          std::integer_sequence<int, i...>) {
     (evaluate_stage<i>(f, n, x, y, h), ...);
 }
 
@@ -999,15 +1057,17 @@ void single_step_RungeKuttaFehlberg78(Derivative dydxFun, int nstate, double x0,
                static_cast<int>(NSTATE_MAX));
         return;
     }
-    constexpr auto all = std::make_index_sequence<kNumStages>{};
-    evaluate_stages(dydxFun, nstate, x0, y0, h, all);
-    for (int j = 0; j < nstate; ++j) {
-        const double sum8 = weighted_sum<kOrder8>(stage_derivatives, nstate, j, all);
-        if (yerr != nullptr) {
-            yerr[j] = std::fabs(sum8 - weighted_sum<kOrder7>(stage_derivatives, nstate, j, all));
-        }
-        y0[j] += sum8;
-    }
+    run_widest([=](auto) LEOPOD_KERNEL {
+        constexpr auto all = std::make_integer_sequence<int, kNumStages>{};
+        evaluate_stages(dydxFun, nstate, x0, y0, h, all);
+        for_all_elements(nstate, [=](auto type, int j) LEOPOD_KERNEL {
+            using T = decltype(type);
+            T sum7, sum8;
+            Elements<T>{h, row_length(nstate), j}.solution_sums(sum7, sum8, all);
+            if (yerr != nullptr) store(yerr + j, magnitude(sum8 - sum7));
+            store(y0 + j, load_as<T>(y0 + j) + sum8);
+        });
+    });
 }
 
 void IntegrateTo(Derivative dydxFun, int n, double x0, double* y0, double* step_sec, double xt, double* yerr) {
