@@ -58,8 +58,6 @@ bool read_lines(const std::string& name) {
     return true;
 }
 
-/// The numbers of broadcast records count on for the whole process: once the rows are full a file only warns. The rows are emptied, and the
-/// place of the next record wound back, by reading in a process of its own; here the reader runs on a fresh copy instead.
 void add(const std::string& title, const std::string& name, const std::function<void()>& prepare,
          const std::function<bool(char*)>& load) {
     const auto file = std::make_shared<std::string>(name);
@@ -112,7 +110,9 @@ int main(int argc, char** argv) {
     add(
         "reading ANTEX, 0.1 MB", path("gnss/antex/igs14_small.atx"), [] { antennas.num_antenna_info = 0; },
         [](char* name) { return load_antenna_storage(name, &antennas); });
-    add("reading quaternions, 35 kB", path("leo_sim/dev21_att_zup.txt"), free_att_quaternion_store,
+    // The room of an object is allocated once, by the first load.
+    add(
+        "reading quaternions, 35 kB", path("leo_sim/dev21_att_zup.txt"), [] { g_att_qua_storage.qua_num[0] = 0; },
         [](char* name) { return load_attitude_quaternion(0, name); });
     benchmark::RunSpecifiedBenchmarks();
     std::free(antennas.antenna_info_storage);

@@ -82,8 +82,8 @@ struct FileFormat {
 
 /// Quaternion in four consecutive fields, at a time that is already there.
 void set_quaternion(const leopod::Tokens& fields, int first, ATT_QUATERNION& record) {
-    record.qua.r = leopod::to_double(fields.token[first]);
-    for (int i = 0; i < 3; ++i) record.qua.v[i] = leopod::to_double(fields.token[first + 1 + i]);
+    record.qua.r = leopod::to_double(fields, first);
+    for (int i = 0; i < 3; ++i) record.qua.v[i] = leopod::to_double(fields, first + 1 + i);
     record.ok = true;
 }
 
@@ -91,7 +91,7 @@ bool parse_library_line(const char* line, leopod::LineReader& file, bool&, ATT_Q
     if (line[0] == '#') return false;
     leopod::Tokens fields;
     leopod::split(line, " \r", fields, leopod::kMaxTokens, &file);
-    const double mjd = leopod::to_double(fields.token[0]);
+    const double mjd = leopod::to_double(fields, 0);
     if (fields.count == 0 || !(std::fabs(mjd) < kMaxDays)) return false;
     record.time = mjd2GTime(tsGPST, mjd);
     set_quaternion(fields, 1, record);
@@ -106,7 +106,7 @@ bool parse_mission_line(const char* line, leopod::LineReader& file, bool& in_dat
     if (!in_data) return false;
     leopod::Tokens fields;
     leopod::split(line, " \r", fields, leopod::kMaxTokens, &file);
-    const double seconds = leopod::to_double(fields.token[0]);
+    const double seconds = leopod::to_double(fields, 0);
     if (fields.count == 0 || !(std::fabs(seconds) < kMaxDays * 86400.0)) return false;
     const GTime origin = {{51544, 43200.0}, tsGPST};  // 2000-01-01 12:00:00
     record.time = gtimeAddSec(origin, seconds);
@@ -138,6 +138,7 @@ int read_records(const FileFormat& format, const char* filename, ATT_QUATERNION*
     leopod::LineReader reader;
     reader.file = file;
     reader.name = filename;
+    leopod::read_in_blocks(reader);
     char line[leopod::kLineSize];
     bool in_data = false;
     int count = 0;

@@ -150,6 +150,7 @@ bool load_eop_storage_rapid(char* eopfilename) {
         return false;
     }
     LineReader reader{file, eopfilename};
+    leopod::read_in_blocks(reader);
     char line[kLineSize];
     int irec = 0;
     while (read_line(reader, line)) {
@@ -176,6 +177,7 @@ bool load_eop_storage(char* eopfilename) {
     }
     constexpr int kHeaderLines = 14;
     LineReader reader{file, eopfilename};
+    leopod::read_in_blocks(reader);
     char line[kLineSize];
     int irec = 0;
     for (int i = 0; i < kHeaderLines && read_line(reader, line); ++i) {
@@ -206,6 +208,7 @@ bool load_eop_storage_celestrack(char* eopall_filename) {
     }
     using leopod::contains;
     LineReader reader{file, eopall_filename};
+    leopod::read_in_blocks(reader);
     char line[kLineSize];
     int irec = 0;
     bool observed = false;

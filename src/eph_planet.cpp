@@ -402,6 +402,7 @@ bool load_eph_storage_file(char* eph_filename, EPH_HEADER_JPL* eph_header, EPH_R
         return false;
     }
     r.lines.name = eph_filename;
+    leopod::read_in_blocks(r.lines);
     r.header = eph_header;
     r.records = eph_data;
     if (eph_header == nullptr || eph_data == nullptr) {

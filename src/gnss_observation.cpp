@@ -65,7 +65,7 @@ int find_observable(const OBSDATA_SAT& sat, const TYPE_FREQ_CODE& wanted) {
 // --- reading: headers ----------------------------------------------------------------------------------------------------
 
 void begin_header(FILE* pf) {
-    current_file.lines.file = pf;
+    take_file(current_file.lines, pf);
     current_file.systems = current_file.types = current_file.satellites = false;
 }
 
@@ -96,7 +96,7 @@ void read_types_v30(char (&line)[kLineSize], int count, TYPE_FREQ_CODE* types) {
 
 /// Prepares a read of records. False, with a report, when there is nowhere to store them.
 bool begin_records(FILE* pf, long int epoch_index) {
-    current_file.lines.file = pf;
+    take_file(current_file.lines, pf);
     if (g_obs_storage != nullptr && epoch_index >= 0) return true;
     report_at(ULOG_ERROR_LEVEL, "gnss_observation", __LINE__, __func__, "no observation storage to read into");
     return false;
@@ -133,37 +133,53 @@ OBSDATA_EPOCH& begin_epoch(long int epoch_index, int rcvno, GTime epoch_time, in
     return epoch;
 }
 
-/// Number in a field of kValueWidth characters from a column of a line of known length; 0 for a blank or missing field. The usual form, ten
-/// characters, a point and three digits, is read eight characters at a time.
+constexpr std::uint64_t kEachByte = 0x0101010101010101;
+
+/// Eight digits, the first in the lowest byte, as a number.
+std::uint64_t eight_digits(std::uint64_t n) {
+    n = (n * 2561) >> 8 & 0x00ff00ff00ff00ff;
+    n = (n * 6553601) >> 16 & 0x0000ffff0000ffff;
+    return n * 42949672960001 >> 32;
+}
+
+/// Blanks, digits, a point behind the tenth character and three digits: `whole` holds characters 0 to 7, `tail` characters 6 to 13. False
+/// for every other form.
+[[gnu::always_inline]] inline bool read_usual_form(std::uint64_t whole, std::uint64_t tail, double& value) {
+    // '0' to '9' become 0 to 9, a blank 16; the point becomes 0
+    whole ^= '0' * kEachByte;
+    tail ^= '0' * kEachByte ^ std::uint64_t{'.' ^ '0'} << 32;
+    tail &= 0xffffffffffff0000;
+    const std::uint64_t blank = whole >> 4 & kEachByte;
+    whole ^= blank << 4;
+    const std::uint64_t mask = blank * 0xff;
+    // a byte above 9, a blank behind a digit, no point
+    const std::uint64_t wrong = (((whole + 0x76 * kEachByte) | whole) & 0x80 * kEachByte) | (whole & mask) |
+                                (mask & (mask + 1)) | (((tail + 0x7676767f76760000) | tail) & 0x8080808080800000);
+    if (wrong != 0) return false;
+    tail = (tail & 0xffff0000) << 8 | (tail & 0xffffff0000000000);  // the digits close up
+    // both are exact: the quotient is the nearest double
+    value = static_cast<double>(100000 * eight_digits(whole) + eight_digits(tail)) / 1000.0;
+    return true;
+}
+
+/// Number in a field of kValueWidth characters from a column of a line of known length; 0 for a blank or missing field.
 double value_at(const char* line, std::size_t length, std::size_t column) {
 #if defined(__BYTE_ORDER__) && __BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__
     if (column + kValueWidth <= length) {
-        constexpr std::uint64_t kEach = 0x0101010101010101;
-        std::uint64_t whole;  // characters 0 to 7: blanks, then digits
-        std::uint64_t tail;   // characters 6 to 13; of these "dd.ddd" behind the first two
+        std::uint64_t whole;
+        std::uint64_t tail;
         std::memcpy(&whole, line + column, sizeof whole);
         std::memcpy(&tail, line + column + kValueWidth - sizeof tail, sizeof tail);
-        constexpr std::uint64_t kBlanks = ' ' * kEach;
-        if (whole == kBlanks && tail == kBlanks) return 0.0;
-        // '0' to '9' become 0 to 9, the blank 16, the point 30
-        whole ^= '0' * kEach;
-        tail ^= '0' * kEach;
-        constexpr std::uint64_t kPoint = std::uint64_t{'.' ^ '0'} << 32;
-        const std::uint64_t blank = (whole >> 4 & kEach) * 0xff;
-        const std::uint64_t digits = tail & 0xffffff00ffff0000;
-        constexpr std::uint64_t kHigh = 0xf0 * kEach;
-        const bool usual = (blank & (blank + 1)) == 0 &&  // no blank behind a digit
-                           (whole & blank) == (kEach * 16 & blank) && ((whole & ~blank) & kHigh) == 0 &&
-                           (((whole & ~blank) + 6 * kEach) & kHigh) == 0 && (tail & 0x000000ff00000000) == kPoint &&
-                           (digits & kHigh) == 0 && ((digits + 6 * kEach) & kHigh) == 0;
-        if (usual) {
-            std::uint64_t n = whole & 0x0f * kEach;
-            n = (n * 2561) >> 8 & 0x00ff00ff00ff00ff;
-            n = (n * 6553601) >> 16 & 0x0000ffff0000ffff;
-            n = n * 42949672960001 >> 32;
-            const auto digit = [digits](int i) { return digits >> 8 * i & 0x0f; };
-            n = 100000 * n + 10000 * digit(2) + 1000 * digit(3) + 100 * digit(5) + 10 * digit(6) + digit(7);
-            return static_cast<double>(n) / 1000.0;  // both are exact: the quotient is the nearest double
+        double value = 0.0;
+        if (read_usual_form(whole, tail, value)) return value;
+        const std::uint64_t filled = whole ^ ' ' * kEachByte;
+        if (filled == 0) {
+            if (tail == ' ' * kEachByte) return 0.0;
+        } else if (const int shift = __builtin_ctzll(filled) / 8 * 8; (whole >> shift & 0xff) == '-') {
+            // a digit follows the sign at once; behind the eighth character the form itself wants one
+            const bool digit_follows = shift == 56 || (whole >> (shift + 8) & 0xff) != ' ';
+            whole ^= std::uint64_t{'-' ^ ' '} << shift;
+            if (digit_follows && read_usual_form(whole, tail, value)) return -value;
         }
     }
 #endif
@@ -233,7 +249,7 @@ void read_satellite_v20(const ColumnsV2& columns, OBSDATA_SAT& sat) {
     for (int row = 0; row <= whole; ++row) {
         if (!read_line(current_file.lines, line)) return;
         const bool last = row == whole;
-        const std::size_t visible = std::strlen(line);
+        const std::size_t visible = current_file.lines.length;
         const int length = static_cast<int>(visible);  // newline included
         for (int k = 0; k < (last ? rest : kValuesOnLineV2); ++k) {
             const int end = kFieldWidth * k + kValueWidth;
@@ -299,7 +315,7 @@ void read_satellites_v30(const ColumnsV3& columns, int sat_num, OBSDATA_EPOCH& e
         const long row = known - columns.system;
         if (row == columns.nsys) continue;
         const int num_types = clamp_count(columns.count[row], MAXOBS_PER_SAT);
-        const std::size_t length = std::strlen(line);
+        const std::size_t length = current_file.lines.length;
         for (int j = 0; j < num_types; ++j) {
             // settled: the loss-of-lock digit is not read, and a blank field counts as a value of 0
             const double value = value_at(line, length, kFieldWidth * j + 3);
@@ -408,17 +424,14 @@ void initialize_obsdata_epoch(OBSDATA_EPOCH* obsdata_eopch) {
     obsdata_eopch->sat_num = 0;
     obsdata_eopch->epoch_time = {};
     for (OBSDATA_SAT& sat : obsdata_eopch->satobs) {
+        // settled: obs_index_used is left as it is, it means something only behind choose_observation
+        int obs_index_used[MAXOBS_PER_SAT];
+        std::memcpy(obs_index_used, sat.obs_index_used, sizeof obs_index_used);
+        leopod::clear(&sat, sizeof sat);
+        std::memcpy(sat.obs_index_used, obs_index_used, sizeof obs_index_used);
         sat.prn = -1;
         sat.satsys = UKNSYS;
-        sat.num_obs = 0;
         sat.flag_sat = OBS_UKN;
-        sat.num_obs_used = 0;
-        // settled: obs_index_used is left as it is, it means something only behind choose_observation
-        std::memset(sat.obsdata, 0, sizeof sat.obsdata);
-        std::memset(sat.satpos_ecf, 0, sizeof sat.satpos_ecf);
-        std::memset(sat.satvel_ecf, 0, sizeof sat.satvel_ecf);
-        sat.satclk_offset = sat.satclk_drift = sat.satclk_drift_rate = 0.0;
-        std::memset(sat.sat_azel, 0, sizeof sat.sat_azel);
     }
 }
 
@@ -507,6 +520,7 @@ bool load_observation_rinex(char* filename_rinex, int rcvno, double sample_rate)
         return false;
     }
     current_file = CurrentFile{{file.get(), name}};
+    read_in_blocks(current_file.lines);
     char line[kLineSize];
     bool loaded = false;
     if (!read_line(current_file.lines, line)) {

@@ -90,7 +90,7 @@ struct NavigationSource {
 NavigationSource g_navigation;
 
 bool read_navigation_line(std::FILE* pf, char (&line)[kLineSize]) {
-    g_navigation.reader.file = pf;
+    leopod::take_file(g_navigation.reader, pf);
     return read_line(g_navigation.reader, line);
 }
 
@@ -140,19 +140,25 @@ bool scan_first_line(const char* line, const RecordLayout& layout, int& prn, Tim
 }
 
 /// Reads the numbers behind the epoch: the clock of the first line and seven further lines.
-void read_numbers(char (&line)[kLineSize], std::FILE* pf, const RecordLayout& layout, RawRecord& raw) {
+void read_numbers(char (&line_first)[kLineSize], std::FILE* pf, const RecordLayout& layout, RawRecord& raw) {
+    std::size_t length = std::strlen(line_first);
     for (std::size_t k = 0; k < 3; ++k)
-        raw.clock[k] = field_double(line, layout.clock_start + k * kFieldWidth, kFieldWidth);
-    char next[kLineSize];
+        raw.clock[k] = field_double(line_first, length, layout.clock_start + k * kFieldWidth, kFieldWidth);
+    char other[kLineSize];
+    auto* line = &line_first;
+    auto* spare = &other;
     for (auto& row : raw.orbit) {
         // settled: at the end of the file the last line read serves for the rest of the record
-        if (read_navigation_line(pf, next)) std::memcpy(line, next, sizeof line);
-        replace_char(line, 'D', 'E');
-        if (layout.version == 2) replace_char(line, 'd', 'E');
+        if (read_navigation_line(pf, *spare)) {
+            std::swap(line, spare);
+            length = g_navigation.reader.length;
+        }
+        replace_char(*line, length, 'D', 'E');
+        if (layout.version == 2) replace_char(*line, length, 'd', 'E');
         for (std::size_t k = 0; k < 4; ++k)
-            row[k] = field_double(line, layout.orbit_start + k * kFieldWidth, kFieldWidth);
+            row[k] = field_double(*line, length, layout.orbit_start + k * kFieldWidth, kFieldWidth);
     }
-    raw.has_last_field = std::strlen(line) > 41;
+    raw.has_last_field = length > 41;
 }
 
 /// The fields that stand at the same place in the records of both systems.
@@ -231,7 +237,7 @@ bool read_record(const char* line_first, std::FILE* pf, const RecordLayout& layo
 
 /// Values behind or in front of a header label, `count` of them from field `first` on.
 void read_coefficients(const Tokens& fields, int first, int count, double* out) {
-    for (int i = 0; i < count; ++i) out[i] = to_double(fields.token[first + i]);
+    for (int i = 0; i < count; ++i) out[i] = to_double(fields, first + i);
 }
 
 void read_header_line_v20(char* line) {
@@ -643,12 +649,12 @@ Window interpolation_window(Record* row, int nsize, int idx, int num_half, Usabl
 /// One epoch line of an orbit file: calendar fields as numbers; GPS time whatever the header says.
 GTime sp3_epoch(const Tokens& fields) {
     TimeYMD date = {};
-    date.year = truncate_to_int(to_double(fields.token[1]));
-    date.month = truncate_to_int(to_double(fields.token[2]));
-    date.day = truncate_to_int(to_double(fields.token[3]));
-    date.hour = truncate_to_int(to_double(fields.token[4]));
-    date.minute = truncate_to_int(to_double(fields.token[5]));
-    date.second = to_double(fields.token[6]);
+    date.year = truncate_to_int(to_double(fields, 1));
+    date.month = truncate_to_int(to_double(fields, 2));
+    date.day = truncate_to_int(to_double(fields, 3));
+    date.hour = truncate_to_int(to_double(fields, 4));
+    date.minute = truncate_to_int(to_double(fields, 5));
+    date.second = to_double(fields, 6);
     return YMD2GTime(bounded_date(date), tsGPST);
 }
 
@@ -659,7 +665,7 @@ GTime clock_epoch(const Tokens& fields) {
     date.day = to_int(fields.token[4]);
     date.hour = to_int(fields.token[5]);
     date.minute = to_int(fields.token[6]);
-    date.second = to_double(fields.token[7]);
+    date.second = to_double(fields, 7);
     return YMD2GTime(bounded_date(date), tsGPST);
 }
 
@@ -702,13 +708,13 @@ bool store_sp3_position(const Tokens& fields, const GTime& time, EPHPREC_STORE& 
     record.time = time;
     record.satsys = sys;
     record.prn = prn;
-    for (int i = 0; i < 3; ++i) record.pos_ecf[i] = to_double(fields.token[1 + i]) * 1000.0;
+    for (int i = 0; i < 3; ++i) record.pos_ecf[i] = to_double(fields, 1 + i) * 1000.0;
     ++num_eph;
 
     if (fields.count < 5) return true;
     int& num_clk = store.idx_clk[satindex];
     if (!clock_row_has_room(num_clk)) return false;
-    const double clk = to_double(fields.token[4]) * 1e-06;
+    const double clk = to_double(fields, 4) * 1e-06;
     if (std::fabs(clk) < 0.09999899999999999) {  // without the bad-value marker 999999.999999
         append_clock(store.clk_pre_all[satindex][num_clk], time, sys, prn, clk, 0.0);
         ++num_clk;
@@ -730,8 +736,8 @@ bool store_clock_line(const Tokens& fields, const char* clkfilename, EPHPREC_STO
         report(ULOG_ERROR_LEVEL, "load_clock_prec() stopping");
         std::exit(1);
     }
-    const double clk_offset = to_double(fields.token[9]);
-    const double clk_drift = nn == 2 ? to_double(fields.token[10]) : 0.0;  // settled: taken as drift as it stands
+    const double clk_offset = to_double(fields, 9);
+    const double clk_drift = nn == 2 ? to_double(fields, 10) : 0.0;  // settled: taken as drift as it stands
 
     int& num_clk = g_prec_storage->idx_clk[satindex];
     if (!clock_row_has_room(num_clk)) return false;
@@ -878,7 +884,10 @@ void end_frequency(AntennaBlock& block) {
 }
 
 void read_antenna_line(const char* line, AntennaBlock& block, ANT_INFO_STORE* store) {
-    const auto label = [line](const char* text) { return contains(line, text, kLabel); };
+    // All labels hold capitals; the many rows of phase patterns hold none.
+    const char* const rest = line + kLabel;
+    if (std::none_of(rest, rest + std::strlen(rest), [](char c) { return c >= 'A' && c <= 'Z'; })) return;
+    const auto label = [rest](const char* text) { return std::strstr(rest, text) != nullptr; };
     if (label("START OF ANTENNA")) {
         start_antenna(block);
     } else if (label("END OF ANTENNA")) {
@@ -910,9 +919,9 @@ bool load_ephemeris_brdc(char* brdcfilename) {
         report(ULOG_ERROR_LEVEL, "brdc file open failed! %s", printable(brdcfilename));
         return false;
     }
-    g_navigation = {};
-    g_navigation.reader.name = brdcfilename;
     std::FILE* pf = file.get();
+    g_navigation = {{pf, brdcfilename}};
+    leopod::read_in_blocks(g_navigation.reader);
     const auto read = [pf] {
         char line[kLineSize];
         if (!read_navigation_line(pf, line)) {
@@ -936,6 +945,7 @@ bool load_ephemeris_brdc(char* brdcfilename) {
         return true;
     };
     const bool done = read();
+    leopod::take_file(g_navigation.reader, nullptr);
     g_navigation.reader.name = "";
     if (done) report(ULOG_INFO_LEVEL, "load_ephemeris_brdc[%s]", brdcfilename);
     return done;
@@ -1144,13 +1154,14 @@ bool load_ephemris_prec(char* precfilename) {
     }
     if (!precise_store_present(g_prec_storage)) return false;
     LineReader reader{file.get(), precfilename};
+    leopod::read_in_blocks(reader);
     char line[kLineSize];
     Tokens fields;
     GTime epoch = {};
     bool epoch_seen = false;
     while (read_line(reader, line) && !reader.at_eof) {  // settled: a last line without a newline is not used
         if (line[0] == '#' || line[0] == '%' || std::strncmp(line, "/*", 2) == 0) continue;
-        if (contains(line, "EOF")) break;
+        if (std::strstr(line, "EOF") != nullptr) break;
         if (line[0] == '*') {
             split(line, " ", fields, 20, &reader);
             epoch = sp3_epoch(fields);
@@ -1173,6 +1184,7 @@ bool load_clock_prec(char* clkfilename, EPHPREC_STORE* eph_prec) {
     if (!file) return false;
     if (!precise_store_present(eph_prec)) return false;
     LineReader reader{file.get(), clkfilename};
+    leopod::read_in_blocks(reader);
     char line[kLineSize];
     Tokens fields;
     bool header_ended = false;
@@ -1322,6 +1334,7 @@ bool read_atx(char* atx_filename, ANT_INFO_STORE* ptr_antenna_info_store) {
         return false;
     }
     LineReader reader{file.get(), atx_filename};
+    leopod::read_in_blocks(reader);
     AntennaBlock block{antenna_template()};
     char line[kLineSize];
     while (read_line(reader, line)) {

@@ -8,6 +8,8 @@
 #include <cstdio>
 #include <limits>
 #include <type_traits>
+#include <cstring>
+#include <memory>
 
 #include "ulog.h"
 
@@ -57,8 +59,18 @@ double field_double(const char* line, std::size_t start, std::size_t width);
 /// The same for a line of known length.
 double field_double(const char* line, std::size_t length, std::size_t start, std::size_t width);
 
+/// Zeroes memory through the C library. Where compilers know a size of some hundred bytes they write a string instruction instead, which
+/// takes longer than the rest of a line.
+inline void clear(void* memory, std::size_t size) {
+    asm("" : "+r"(size));
+    std::memset(memory, 0, size);
+}
+
 /// Replaces every `from` of a line by `to`.
 void replace_char(char* line, char from, char to);
+
+/// The same for a line of known length.
+void replace_char(char* line, std::size_t length, char from, char to);
 
 /// True if a line holds the text at or behind a position.
 bool contains(const char* line, const char* text, std::size_t from = 0);
@@ -72,20 +84,36 @@ struct LineReader {
     std::FILE* file = nullptr;
     const char* name = "";  ///< named in the warning
     bool warned = false;
-    bool at_eof = false;  ///< the last line ended at the end of the file, without a newline
+    bool at_eof = false;                      ///< the last line ended at the end of the file, without a newline
+    std::size_t length = 0;                   ///< characters of the last line, up to a null byte
+    std::unique_ptr<char[]> block = nullptr;  ///< where the file is read in blocks: the one that lines come from
+    std::size_t next = 0, filled = 0;         ///< its next character, and how many it holds
 };
 
-/// Reads the next line, newline kept, buffer zeroed first (a null byte of the file ends the visible line). False at the end of the file.
+/// Reads in blocks from now on: for a file that nobody else reads from, at its start.
+void read_in_blocks(LineReader& reader);
+
+/// Takes a file of a caller, who may read from it in between; a file that is read in blocks stays so.
+void take_file(LineReader& reader, std::FILE* file);
+
+/// Reads the next line, newline kept (a null byte of the file ends the visible line). Behind a line of less than kZeroedColumns characters
+/// zeros follow up to that column. False at the end of the file.
+constexpr std::size_t kZeroedColumns = 128;
 bool read_line(LineReader& reader, char (&line)[kLineSize]);
 
 /// Tokens of one line: pointers into a private copy. At most kMaxTokens are kept; the excess is dropped with one warning a reader.
 constexpr int kMaxTokens = 64;
+constexpr std::size_t kTokenPadding = 16;  ///< zeros behind a line
 struct Tokens {
     int count = 0;
-    int filled = kMaxTokens;   ///< entries that may point elsewhere than to an empty text
-    char* token[kMaxTokens];   ///< behind a split: entries from count on point to an empty text
-    char text[kLineSize + 1];  ///< the tokens, each with its terminator
+    int filled = kMaxTokens;               ///< entries that may point elsewhere than to an empty text
+    char* token[kMaxTokens];               ///< behind a split: entries from count on point to an empty text
+    int length[kMaxTokens];                ///< of the tokens
+    char text[kLineSize + kTokenPadding];  ///< the line, cut into its tokens
 };
+
+/// Number of token i, as to_double reads its text; 0 where there is none.
+double to_double(const Tokens& tokens, int i);
 
 /// Splits a line at any of the separators (runs count as one), up to the first newline, into at most `limit` tokens.
 /// `reader` (may be null) gives the name for the warning and remembers that it was given.
