@@ -6,6 +6,7 @@
 #include <climits>
 #include <cmath>
 #include <cstdarg>
+#include <cstddef>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
@@ -133,6 +134,8 @@ OBSDATA_EPOCH& begin_epoch(long int epoch_index, int rcvno, GTime epoch_time, in
     return epoch;
 }
 
+bool is_blank(char c) { return c == ' ' || (c >= '\t' && c <= '\r'); }
+
 constexpr std::uint64_t kEachByte = 0x0101010101010101;
 
 /// Eight digits, the first in the lowest byte, as a number.
@@ -186,24 +189,29 @@ double value_at(const char* line, std::size_t length, std::size_t column) {
     return field_double(line, length, column, kValueWidth);
 }
 
-void store_record(OBSREC& rec, const TYPE_FREQ_CODE& observable, double value, int lli) {
+/// A record of an observable without its value.
+OBSREC empty_record(const TYPE_FREQ_CODE& observable) {
+    OBSREC rec = {};
+    rec.flag_obs = OBS_OK;
     rec.type = observable.type;
     rec.freq = observable.freq;
     rec.code = observable.code;
+    rec.sigma = observable.type == RANGE ? 0.3 : observable.type == PHASE ? 0.002 : 0.0;
+    return rec;
+}
+
+void store_record(OBSREC& rec, const OBSREC& empty, double value, int lli) {
+    rec = empty;
     rec.value = value;
     rec.LLI = lli;
-    rec.sigma = observable.type == RANGE ? 0.3 : observable.type == PHASE ? 0.002 : 0.0;
-    rec.flag_obs = OBS_OK;
 }
 
 // --- reading: version 2 --------------------------------------------------------------------------------------------------
 
-/// One column for each observation of a version 2 file, in parallel lists.
+/// One column for each observation of a version 2 file.
 struct ColumnsV2 {
     int count;
-    const OBSFREQ* freq;
-    const OBSTYPE* type;
-    const OBSCODE* code;
+    OBSREC empty[MAXOBS_PER_SAT];
 };
 
 /// Epoch line of a version 2 file that opens an epoch to be kept.
@@ -265,8 +273,8 @@ void read_satellite_v20(const ColumnsV2& columns, OBSDATA_SAT& sat) {
                 break;
             }
             const char digit = end < length ? line[end] : ' ';
-            store_record(sat.obsdata[index], {columns.type[index], columns.freq[index], columns.code[index]},
-                         value_at(line, visible, kFieldWidth * k), digit >= '0' && digit <= '9' ? digit - '0' : 0);
+            store_record(sat.obsdata[index], columns.empty[index], value_at(line, visible, kFieldWidth * k),
+                         digit >= '0' && digit <= '9' ? digit - '0' : 0);
             ++index;
         }
     }
@@ -279,7 +287,7 @@ struct ColumnsV3 {
     int nsys;
     const sysGNSS* system;
     const int* count;
-    const TYPE_FREQ_CODE (*types)[MAXOBS_PER_SAT];
+    OBSREC empty[MAXNUM_SYS][MAXOBS_PER_SAT];
 };
 
 /// Epoch line of a version 3 file that opens an epoch to be kept.
@@ -308,7 +316,9 @@ void read_satellites_v30(const ColumnsV3& columns, int sat_num, OBSDATA_EPOCH& e
         if (!read_line(current_file.lines, line)) return;
         OBSDATA_SAT& sat = nsat < MAXSAT_EPOCH ? epoch.satobs[nsat] : excess;
         char name[4] = {};
-        scan(line, "%3s", name);
+        const char* word = line;
+        while (is_blank(*word)) ++word;
+        for (int k = 0; k < 3 && word[k] != '\0' && !is_blank(word[k]); ++k) name[k] = word[k];
         sat.flag_sat = OBS_OK;
         sat.satsys = string2satsysprn(name, &sat.prn);
         const sysGNSS* known = std::find(columns.system, columns.system + columns.nsys, sat.satsys);
@@ -319,7 +329,7 @@ void read_satellites_v30(const ColumnsV3& columns, int sat_num, OBSDATA_EPOCH& e
         for (int j = 0; j < num_types; ++j) {
             // settled: the loss-of-lock digit is not read, and a blank field counts as a value of 0
             const double value = value_at(line, length, kFieldWidth * j + 3);
-            store_record(sat.obsdata[j], columns.types[row][j], value, 0);
+            store_record(sat.obsdata[j], columns.empty[row][j], value, 0);
             ++sat.num_obs;
         }
         ++nsat;
@@ -425,12 +435,13 @@ void initialize_obsdata_epoch(OBSDATA_EPOCH* obsdata_eopch) {
     obsdata_eopch->epoch_time = {};
     for (OBSDATA_SAT& sat : obsdata_eopch->satobs) {
         // settled: obs_index_used is left as it is, it means something only behind choose_observation
-        int obs_index_used[MAXOBS_PER_SAT];
-        std::memcpy(obs_index_used, sat.obs_index_used, sizeof obs_index_used);
-        leopod::clear(&sat, sizeof sat);
-        std::memcpy(sat.obs_index_used, obs_index_used, sizeof obs_index_used);
+        static_assert(offsetof(OBSDATA_SAT, num_obs_used) ==
+                      offsetof(OBSDATA_SAT, obs_index_used) + sizeof sat.obs_index_used);
+        constexpr std::size_t kBehind = offsetof(OBSDATA_SAT, num_obs_used);
+        leopod::clear(reinterpret_cast<char*>(&sat) + kBehind, sizeof sat - kBehind);
         sat.prn = -1;
         sat.satsys = UKNSYS;
+        sat.num_obs = 0;
         sat.flag_sat = OBS_UKN;
     }
 }
@@ -606,7 +617,9 @@ int resolve_rnx_record_v20(FILE* pf, long int epoch_index, int rcvno, int num_ob
                            OBSTYPE* obs_type_header, OBSCODE* obs_code_header, double sample_rate) {
     if (pf == nullptr) return -1;
     if (!begin_records(pf, epoch_index)) return static_cast<int>(epoch_index);
-    const ColumnsV2 columns = {num_obs_code, obs_freq_header, obs_type_header, obs_code_header};
+    ColumnsV2 columns = {num_obs_code, {}};
+    for (int k = 0; k < clamp_count(num_obs_code, MAXOBS_PER_SAT); ++k)
+        columns.empty[k] = empty_record({obs_type_header[k], obs_freq_header[k], obs_code_header[k]});
     char line[kLineSize];
     GTime epoch_time;
     int sat_num = 0;
@@ -625,7 +638,11 @@ int resolve_rnx_record_v30(FILE* pf, long int epoch_index, int rcvno, int nsys, 
                            TYPE_FREQ_CODE (*obs_type_freq_code)[10], double sample_rate) {
     if (pf == nullptr) return -1;
     if (!begin_records(pf, epoch_index)) return static_cast<int>(epoch_index);
-    const ColumnsV3 columns = {clamp_count(nsys, MAXNUM_SYS), sysall, numobs, obs_type_freq_code};
+    ColumnsV3 columns = {clamp_count(nsys, MAXNUM_SYS), sysall, numobs, {}};
+    for (int row = 0; row < columns.nsys; ++row) {
+        for (int j = 0; j < clamp_count(numobs[row], MAXOBS_PER_SAT); ++j)
+            columns.empty[row][j] = empty_record(obs_type_freq_code[row][j]);
+    }
     char line[kLineSize];
     GTime epoch_time;
     int sat_num = 0;

@@ -208,8 +208,11 @@ double to_double(const Tokens& tokens, int i) {
 
 int to_int(const char* text) {
     const char* first = skip_blanks(text);
+    const char* last = first;
+    if (*last == '+' || *last == '-') ++last;
+    while (is_digit(*last)) ++last;
     int value = 0;
-    read_int(first, first + std::strlen(first), value);
+    read_int(first, last, value);
     return value;
 }
 
