@@ -6,10 +6,10 @@
 #include <cmath>
 #include <cstddef>
 #include <cstdio>
-#include <limits>
-#include <type_traits>
 #include <cstring>
+#include <limits>
 #include <memory>
+#include <type_traits>
 
 #include "ulog.h"
 
