@@ -656,15 +656,20 @@ void draw_sky(const Heading& heading, const std::vector<Track>& tracks, bool com
         for (const auto& piece : track.pieces) {
             std::vector<Pixel> points;
             for (std::size_t i = 0; i < piece.size(); ++i) {
-                // Where the axes turn quickly, as over a pole, the way is an arc.
+                // Where the axes turn far between two epochs, as over a pole, the way is an arc. Near the zenith it is not, though the
+                // azimuth turns there too.
+                constexpr double kFar = 25.0;
+                const Pixel here = at(piece[i].a, piece[i].b);
+                const Pixel last = i > 0 ? at(piece[i - 1].a, piece[i - 1].b) : here;
                 const double turn = i > 0 ? std::remainder(piece[i].a - piece[i - 1].a, 360.0) : 0.0;
-                const int parts = std::max(1, static_cast<int>(std::fabs(turn) / 3.0));
+                const bool arc = std::hypot(here.x - last.x, here.y - last.y) > kFar;
+                const int parts = arc ? std::max(1, static_cast<int>(std::fabs(turn) / 3.0)) : 1;
                 for (int k = 1; k < parts; ++k) {
                     const double share = static_cast<double>(k) / parts;
                     points.push_back(
                         at(piece[i - 1].a + share * turn, piece[i - 1].b + share * (piece[i].b - piece[i - 1].b)));
                 }
-                points.push_back(at(piece[i].a, piece[i].b));
+                points.push_back(here);
             }
             points = thin_distance(points);
             if (points.empty()) continue;

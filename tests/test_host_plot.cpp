@@ -316,6 +316,18 @@ TEST_F(Plot, SkyHasSatellitesInTheirDirections) {
     const Picture two = read_svg(out("pass.svg"))[0];
     ASSERT_EQ(two.named("G07").lines.size(), 2u);
     for (const Point& p : two.named("G07").lines[0]) EXPECT_LT(p.y, centre.y - 100.0);
+    // Across the zenith, where the azimuth turns by much, it stays straight.
+    std::vector<std::string> high;
+    for (int i = 0; i < 9; ++i) {
+        const double east = -80.0 + 20.0 * i;
+        char row[96];
+        std::snprintf(row, sizeof row, "%d,G08,%.4f,%.4f,1,20,OK,1,,,1,,,", 30 * i,
+                      std::fmod(std::atan2(east, 4.0) * 180.0 / kPi + 360.0, 360.0),
+                      90.0 * (1.0 - std::hypot(east, 4.0) / radius));
+        high.push_back(row);
+    }
+    expect_drawn("sky --in " + satellite_table("high.csv", high) + " --out " + out("high.svg"));
+    for (const Point& p : read_svg(out("high.svg"))[0].named("G08").lines.at(0)) EXPECT_NEAR(p.y, centre.y - 4.0, 0.2);
 }
 
 TEST_F(Plot, GroundTrackLiesOnTheMap) {
