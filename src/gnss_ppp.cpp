@@ -10,6 +10,7 @@
 #include "common_function.h"
 #include "earth_rotation_param.h"
 #include "eph_planet.h"
+#include "epoch_model.h"
 #include "internal.h"
 #include "mathlib.h"
 
@@ -57,6 +58,14 @@ struct EarthRotation {
     double matrix[9];
 };
 
+/// Satellite at its transmission time. It doesn't depend on the receiver's position, so one computation serves all passes.
+struct Transmission {
+    bool ready = false;
+    double range = 0.0;
+    double satposvel[6] = {};
+    double satclk[2] = {};
+};
+
 /// What holds for all passes over one epoch.
 struct EpochContext {
     GTime obs_time;
@@ -68,6 +77,7 @@ struct EpochContext {
     double sunposvel_ecf[6] = {};  // [m, m/s]
     ATT_QUATERNION qua_rcv_platform = {};
     ANT_INFO* antenna_rcv = nullptr;
+    Transmission transmissions[MAXSAT_EPOCH];  // by place in the epoch
 };
 
 /// Receiver side of one pass.
@@ -208,11 +218,20 @@ void add_satellite(OBSDATA_SAT& sat, int isat, int iteration, EpochContext& ctx,
         reject(sat, SAT_NOT_USED, "no pseudorange found", ctx, satindex, propagation_time);
         return;
     }
-    double satposvel[6] = {};
-    double satclk[2] = {};
-    double tgd_raw = 0.0;
-    propagation_time = propagation_time_use_range(ctx.obs_time, satindex, range_for_propagation_time, xyz0, satposvel,
-                                                  satclk, &tgd_raw);
+    Transmission& sent = ctx.transmissions[isat];
+    if (sent.ready && sent.range == range_for_propagation_time) {
+        propagation_time = leopod::signal_time(sent.satposvel, xyz0);
+    } else {
+        const unsigned long reports = leopod::reports_made();
+        double tgd_raw = 0.0;
+        sent = Transmission{};
+        propagation_time = propagation_time_use_range(ctx.obs_time, satindex, range_for_propagation_time, xyz0,
+                                                      sent.satposvel, sent.satclk, &tgd_raw);
+        sent.range = range_for_propagation_time;
+        sent.ready = std::fabs(propagation_time) >= 1e-9 && reports == leopod::reports_made();
+    }
+    double* const satposvel = sent.satposvel;
+    const double* const satclk = sent.satclk;
     if (std::fabs(propagation_time) < 1e-9) {
         reject(sat, SATPOS_ERROR, "SATPOS_ERROR", ctx, satindex, propagation_time);
         return;
@@ -487,6 +506,16 @@ int compute_omc_zd_gnss(int nsat, int* satidx_in_obs_epoch, int* satlist_satinde
                         double* sunposvel_ecf, ATT_QUATERNION* att_rcv, ANT_INFO* ant_rcv, int nx,
                         PARAM_TYPE* param_types, int* index_paramX, index_param_func idxfunc, double* X,
                         SAT_STATE* sat_state, int nobs_max, int nx_max, double* h, double* v, double* r) {
+    leopod::ModelEpoch epoch;
+    return leopod::model_zd_gnss(epoch, nsat, satidx_in_obs_epoch, satlist_satindex, obs_epoch, sunposvel_ecf, att_rcv,
+                                 ant_rcv, nx, param_types, index_paramX, idxfunc, X, sat_state, nobs_max, nx_max, h, v,
+                                 r);
+}
+
+int leopod::model_zd_gnss(ModelEpoch& epoch, int nsat, int* satidx_in_obs_epoch, int* satlist_satindex,
+                          OBSDATA_EPOCH* obs_epoch, double* sunposvel_ecf, ATT_QUATERNION* att_rcv, ANT_INFO* ant_rcv,
+                          int nx, PARAM_TYPE* param_types, int* index_paramX, index_param_func idxfunc, double* X,
+                          SAT_STATE* sat_state, int nobs_max, int nx_max, double* h, double* v, double* r) {
     const GTime tag = obs_epoch->epoch_time;
     const double mjd_time = static_cast<double>(tag.time.mjd) + tag.time.sod / 86400.0;
     const double mjd_utc = gtime2mjd(gtimeChangeTimeSystem(tag, tsUTC));
@@ -501,8 +530,14 @@ int compute_omc_zd_gnss(int nsat, int* satidx_in_obs_epoch, int* satlist_satinde
     double blh_sta[3];
     ecef2blh(stapos, blh_sta, kWgs84SemiMajor, kWgs84Flattening);
     Axes axes_rcv;
-    EarthRotation rotation = {mjd_utc, leapsec, false, {}};
+    EarthRotation rotation = {mjd_utc, leapsec, epoch.rotation_ready, {}};
+    if (rotation.ready) std::memcpy(rotation.matrix, epoch.rotation, sizeof rotation.matrix);
+    const unsigned long reports = reports_made();
     get_platform_axes(obs_epoch->rcv, tag, stapos, att_rcv, rotation, axes_rcv);
+    if (rotation.ready && !epoch.rotation_ready && reports == reports_made()) {
+        std::memcpy(epoch.rotation, rotation.matrix, sizeof rotation.matrix);
+        epoch.rotation_ready = true;
+    }
 
     int nobs = 0;
     for (int i = 0; i < clamp_count(nsat, MAXSAT_EPOCH); ++i) {

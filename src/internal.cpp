@@ -23,8 +23,11 @@ namespace {
 
 constexpr std::size_t kTextSize = 2048;  ///< the logger cuts at this size
 
+unsigned long s_reports = 0;
+
 /// Hands a finished text to the logger as its format, every '%' doubled.
 void publish(ulog_level_t level, const char* text) {
+    ++s_reports;
     char doubled[2 * kTextSize + 2];
     std::size_t n = 0;
     for (const char* p = text; *p != '\0' && n + 2 < sizeof doubled; ++p) {
@@ -167,6 +170,8 @@ const char* read_int(const char* first, const char* last, int& value) {
 }
 
 }  // namespace
+
+unsigned long reports_made() { return s_reports; }
 
 void report(ulog_level_t level, const char* format, ...) {
     char text[kTextSize];

@@ -36,6 +36,9 @@ constexpr int clamp_count(int value, int limit) { return value < 0 ? 0 : value >
 [[gnu::format(printf, 5, 6)]] void report_at(ulog_level_t level, const char* module, int line, const char* function,
                                              const char* format, ...);
 
+/// Reports made so far. What made none can be kept instead of being computed once more: nobody would hear of it.
+unsigned long reports_made();
+
 // --- text (common_function.cpp) ------------------------------------------------------------------------------------------
 // None of these depends on the locale, allocates ("%Lf" of hundreds of digits may), or reads behind the terminator.
 
@@ -214,6 +217,11 @@ void run_widest(const Kernel& kernel) {
 #endif
     kernel(std::false_type{});
 }
+
+// --- signals (obs_processing.cpp) ---------------------------------------------------------------------------------------
+
+/// Travel time of a signal between two positions, without the turn of the earth [s].
+double signal_time(const double* satpos, const double* station_pos);
 
 // --- angles and fundamental arguments (iau_function.cpp) -------------------------------------------------------------------
 

@@ -166,7 +166,11 @@ double propagation_time_use_range(GTime obstime, int satindex, double range, dou
     const double ttx = range / kSpeedOfLight + satclk[0];
     const GTime transmission_time = gtimeAddSec(obstime, -ttx);
     if (!compute_satposvel(transmission_time, satindex, satposvel, satclk, tgd)) return 0.0;
-    return distance(satposvel, station_pos) / kSpeedOfLight;
+    return leopod::signal_time(satposvel, station_pos);
+}
+
+double leopod::signal_time(const double* satpos, const double* station_pos) {
+    return distance(satpos, station_pos) / kSpeedOfLight;
 }
 
 double propagation_time_iterate(GTime obstime, int satindex, double rcv_clock, double* station_pos, double* satposvel,

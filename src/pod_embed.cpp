@@ -10,6 +10,7 @@
 #include <memory>
 
 #include "earth_gravity.h"
+#include "epoch_model.h"
 #include "internal.h"
 #include "mathlib.h"
 
@@ -20,12 +21,12 @@ using leopod::kSpeedOfLight;
 using leopod::kTimeText;
 using leopod::report;
 
-constexpr int kStoreDepth = 5;                          // orbits, clocks
-constexpr int kNoArc = -1;                              // orbit_integration_progress without an open arc
-constexpr int kMaxObs = MAXSAT_EPOCH * MAXOBS_PER_SAT;  // rows of the measurement matrices
-constexpr int kMaxAmb = 2 * MAXSAT_EPOCH;               // ambiguities of an epoch
-constexpr int kFirstClock = 6;                          // slot of the first clock
-constexpr double kAmbiguityNoise = 1e-08;               // [m^2] added to every ambiguity element
+constexpr int kStoreDepth = 5;              // orbits, clocks
+constexpr int kNoArc = -1;                  // orbit_integration_progress without an open arc
+constexpr int kMaxRows = 2 * MAXSAT_EPOCH;  // rows of the measurement matrices: code and phase of a satellite
+constexpr int kMaxAmb = 2 * MAXSAT_EPOCH;   // ambiguities of an epoch
+constexpr int kFirstClock = 6;              // slot of the first clock
+constexpr double kAmbiguityNoise = 1e-08;   // [m^2] added to every ambiguity element
 constexpr PARAM_TYPE kNoParam = static_cast<PARAM_TYPE>(-1);
 
 struct TimeText {
@@ -546,6 +547,31 @@ void move_covariance_in_place(double* DX, const Transfer& t) {
     }
 }
 
+/// Sun at the receive time, earth-fixed.
+void sun_position(const RUNTIME_POD_EMBED* pod, double* sunposvel_ecf) {
+    const GTime tt = gtimeChangeTimeSystem(pod->time_now, tsTT);
+    const double mjd_utc = gtime2mjd(gtimeChangeTimeSystem(pod->time_now, tsUTC));
+    double sunposvel_eci[6] = {};
+    compute_planet_pos_vel(static_cast<double>(tt.time.mjd) + tt.time.sod / 86400.0 + 2400000.5, EARTH, SUN,
+                           sunposvel_eci);
+    for (int c = 0; c < 3; ++c) sunposvel_eci[c] *= 1000.0;  // settled: the velocity stays in km/s; nothing reads it
+    eci2ecf(mjd_utc, getLeapSecond(mjd_utc), sunposvel_eci, sunposvel_eci + 3, sunposvel_ecf, sunposvel_ecf + 3);
+}
+
+/// One evaluation of the measurement model at the present state.
+int update_measurement(RUNTIME_POD_EMBED* pod, leopod::ModelEpoch& epoch, double* H, double* R, double* V, int max_nobs,
+                       int max_nx) {
+    if (!epoch.sun_ready) {
+        const unsigned long reports = leopod::reports_made();
+        sun_position(pod, epoch.sunposvel_ecf);
+        epoch.sun_ready = reports == leopod::reports_made();
+    }
+    return leopod::model_zd_gnss(epoch, pod->nsat_used, pod->satlist_used_in_obsepoch, pod->satlist_satindex_now,
+                                 &pod->obs_epoch[0], epoch.sunposvel_ecf, &pod->att_rcv, &pod->ant_info_rcv,
+                                 pod->num_param, pod->param_list, pod->index_param_X, get_index_param_pod_embed, pod->X,
+                                 pod->state_sat_all, max_nobs, max_nx, H, V, R);
+}
+
 /// Appends printed text to a buffer, as far as it fits.
 template <std::size_t size, typename... Args>
 void append_text(char (&text)[size], std::size_t& used, const char* format, Args... args) {
@@ -759,20 +785,16 @@ int get_index_param_pod_embed(PARAM_TYPE pt, sysGNSS satsys, int prn, int ifreq,
 }
 
 bool pod_embed_solve_clk_offset(OBSDATA_EPOCH*, RUNTIME_POD_EMBED* runtime_pod) {
-    const std::unique_ptr<double[]> H(new double[kMaxObs * MAXNUM_X]);
-    const std::unique_ptr<double[]> R(new double[kMaxObs * kMaxObs]);
-    const std::unique_ptr<double[]> V(new double[kMaxObs]);
+    double H[kMaxRows * MAXNUM_X] = {};
+    double R[kMaxRows * kMaxRows] = {};
+    double V[kMaxRows] = {};
     update_temperal_clock_solution(runtime_pod);
-    int iteration = 0;
-    for (; iteration < 1; ++iteration) {
-        std::fill_n(H.get(), kMaxObs * MAXNUM_X, 0.0);
-        std::fill_n(R.get(), kMaxObs * kMaxObs, 0.0);
-        std::fill_n(V.get(), kMaxObs, 0.0);
-        update_measurement_clock_solution(runtime_pod, H.get(), R.get(), V.get(), kMaxObs, MAXNUM_X);
-        kalman_filter(runtime_pod->X, runtime_pod->DX, H.get(), V.get(), R.get(), MAXNUM_X, kMaxObs);
-    }
-    const int nobs = update_measurement_clock_solution(runtime_pod, H.get(), R.get(), V.get(), kMaxObs, MAXNUM_X);
-    report_residuals(iteration, nobs, V.get());
+    leopod::ModelEpoch epoch;
+    update_measurement(runtime_pod, epoch, H, R, V, kMaxRows, MAXNUM_X);
+    kalman_filter(runtime_pod->X, runtime_pod->DX, H, V, R, MAXNUM_X, kMaxRows);
+    constexpr int iteration = 1;
+    const int nobs = update_measurement(runtime_pod, epoch, H, R, V, kMaxRows, MAXNUM_X);
+    report_residuals(iteration, nobs, V);
     return true;
 }
 
@@ -787,19 +809,8 @@ void update_temperal_clock_solution(RUNTIME_POD_EMBED* runtime_pod) {
 
 int update_measurement_clock_solution(RUNTIME_POD_EMBED* runtime_pod, double* H, double* R, double* V, int max_nobs,
                                       int max_nx) {
-    const GTime tt = gtimeChangeTimeSystem(runtime_pod->time_now, tsTT);
-    const double mjd_utc = gtime2mjd(gtimeChangeTimeSystem(runtime_pod->time_now, tsUTC));
-    double sunposvel_eci[6] = {};
-    double sunposvel_ecf[6] = {};
-    compute_planet_pos_vel(static_cast<double>(tt.time.mjd) + tt.time.sod / 86400.0 + 2400000.5, EARTH, SUN,
-                           sunposvel_eci);
-    for (int c = 0; c < 3; ++c) sunposvel_eci[c] *= 1000.0;  // settled: the velocity stays in km/s; nothing reads it
-    eci2ecf(mjd_utc, getLeapSecond(mjd_utc), sunposvel_eci, sunposvel_eci + 3, sunposvel_ecf, sunposvel_ecf + 3);
-    return compute_omc_zd_gnss(runtime_pod->nsat_used, runtime_pod->satlist_used_in_obsepoch,
-                               runtime_pod->satlist_satindex_now, &runtime_pod->obs_epoch[0], sunposvel_ecf,
-                               &runtime_pod->att_rcv, &runtime_pod->ant_info_rcv, runtime_pod->num_param,
-                               runtime_pod->param_list, runtime_pod->index_param_X, get_index_param_pod_embed,
-                               runtime_pod->X, runtime_pod->state_sat_all, max_nobs, max_nx, H, V, R);
+    leopod::ModelEpoch epoch;
+    return update_measurement(runtime_pod, epoch, H, R, V, max_nobs, max_nx);
 }
 
 void get_initial_ambiguity_test(RUNTIME_POD_EMBED* runtime_pod) {

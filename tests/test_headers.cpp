@@ -10,7 +10,8 @@ const std::filesystem::path kSource = std::filesystem::path(LEOPOD_SOURCE_DIR) /
 std::vector<std::string> public_headers() {
     std::vector<std::string> names;
     for (const auto& entry : std::filesystem::directory_iterator(kSource)) {
-        if (entry.path().extension() == ".h" && entry.path().filename() != "internal.h") {
+        if (entry.path().extension() == ".h" && entry.path().filename() != "internal.h" &&
+            entry.path().filename() != "epoch_model.h") {
             names.push_back(entry.path().filename().string());
         }
     }

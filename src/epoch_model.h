@@ -1,0 +1,27 @@
+/// \file epoch_model.h
+/// What the epoch driver and the observation model share inside the library; hidden in the built one. C++ only.
+#ifndef LEOPOD_EPOCH_MODEL_H
+#define LEOPOD_EPOCH_MODEL_H
+
+#include "gnss_ppp.h"
+
+namespace leopod {
+
+/// What several evaluations of the measurement model over one epoch have in common. Formed by the first; kept only when forming it
+/// reported nothing, so that the messages of each evaluation stay as they are.
+struct ModelEpoch {
+    bool sun_ready = false;
+    double sunposvel_ecf[6] = {};  ///< Sun, earth-fixed [m], velocity as update_measurement_clock_solution forms it
+    bool rotation_ready = false;
+    double rotation[9] = {};  ///< inertial to earth-fixed at the tag
+};
+
+/// compute_omc_zd_gnss with what the evaluations of an epoch have in common.
+int model_zd_gnss(ModelEpoch& epoch, int nsat, int* satidx_in_obs_epoch, int* satlist_satindex,
+                  OBSDATA_EPOCH* obs_epoch, double* sunposvel_ecf, ATT_QUATERNION* att_rcv, ANT_INFO* ant_rcv, int nx,
+                  PARAM_TYPE* param_types, int* index_paramX, index_param_func idxfunc, double* X, SAT_STATE* sat_state,
+                  int nobs_max, int nx_max, double* h, double* v, double* r);
+
+}  // namespace leopod
+
+#endif
