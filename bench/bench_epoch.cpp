@@ -1,5 +1,6 @@
-// The whole epoch loop, split by stage, for 9 and for 15 satellites. A stage stands beside the whole epoch of the same run: the ratio is its
-// share.
+// The whole epoch loop for 9 and for 15 satellites against the parts that it cannot do without, each measured alone: the point position with
+// its satellite positions, and one filter update. Then split by stage: a stage stands beside the whole epoch of the same run, and the ratio
+// is its share.
 #include <benchmark/benchmark.h>
 
 #include <algorithm>
@@ -7,7 +8,10 @@
 #include <chrono>
 #include <cstdlib>
 #include <cstring>
+#include <ctime>
 #include <filesystem>
+#include <functional>
+#include <iterator>
 #include <memory>
 #include <string>
 #include <vector>
@@ -75,9 +79,65 @@ class Clock {
     std::chrono::steady_clock::time_point last_ = std::chrono::steady_clock::now();
 };
 
+/// Processor time of the process [s]: other processes of a busy machine don't count.
+double processor_time() {
+    std::timespec t{};
+    clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &t);
+    return static_cast<double>(t.tv_sec) + 1e-9 * static_cast<double>(t.tv_nsec);
+}
+
+/// What the filter update of an epoch starts from.
+struct FilterStart {
+    OBSDATA_EPOCH epoch;
+    std::array<double, MAXNUM_X> X;
+    std::array<double, MAXNUM_X * MAXNUM_X> DX;
+    std::array<int, MAXSAT_EPOCH> satellites, indices;
+    std::array<PARAM_TYPE, MAXNUM_X> types;
+    std::array<int, MAXNUM_X> slots;
+    int nsat_used, num_param;
+    GTime time_now;
+    ATT_QUATERNION att_rcv;
+};
+
+/// The epochs before their point position, and before their filter update.
+struct Starts {
+    std::vector<OBSDATA_EPOCH> point;
+    std::vector<FilterStart> filter;
+};
+
+FilterStart filter_start(const RUNTIME_POD_EMBED& pod) {
+    FilterStart s{};
+    s.epoch = pod.obs_epoch[0];
+    std::copy_n(pod.X, MAXNUM_X, s.X.data());
+    std::copy_n(pod.DX, MAXNUM_X * MAXNUM_X, s.DX.data());
+    std::copy_n(pod.satlist_used_in_obsepoch, MAXSAT_EPOCH, s.satellites.data());
+    std::copy_n(pod.satlist_satindex_now, MAXSAT_EPOCH, s.indices.data());
+    std::copy_n(pod.param_list, MAXNUM_X, s.types.data());
+    std::copy_n(pod.index_param_X, MAXNUM_X, s.slots.data());
+    s.nsat_used = pod.nsat_used;
+    s.num_param = pod.num_param;
+    s.time_now = pod.time_now;
+    s.att_rcv = pod.att_rcv;
+    return s;
+}
+
+void restore(const FilterStart& s, RUNTIME_POD_EMBED& pod) {
+    pod.obs_epoch[0] = s.epoch;
+    std::copy_n(s.X.data(), MAXNUM_X, pod.X);
+    std::copy_n(s.DX.data(), MAXNUM_X * MAXNUM_X, pod.DX);
+    std::copy_n(s.satellites.data(), MAXSAT_EPOCH, pod.satlist_used_in_obsepoch);
+    std::copy_n(s.indices.data(), MAXSAT_EPOCH, pod.satlist_satindex_now);
+    std::copy_n(s.types.data(), MAXNUM_X, pod.param_list);
+    std::copy_n(s.slots.data(), MAXNUM_X, pod.index_param_X);
+    pod.nsat_used = s.nsat_used;
+    pod.num_param = s.num_param;
+    pod.time_now = s.time_now;
+    pod.att_rcv = s.att_rcv;
+}
+
 /// The steps of run_single_pod_embed one by one, without its log texts.
 bool run_by_stage(OBSDATA_EPOCH& epoch, std::vector<double>& H, std::vector<double>& R, std::vector<double>& V,
-                  Times& times) {
+                  Times& times, Starts* starts = nullptr) {
     RUNTIME_POD_EMBED* pod = runtime.get();
     Clock clock(times);
     update_gnss_observation(&epoch, pod);
@@ -87,6 +147,7 @@ bool run_by_stage(OBSDATA_EPOCH& epoch, std::vector<double>& H, std::vector<doub
     clock.end(kSelection);
     get_att_quaternion(pod->index_object, now->epoch_time, &pod->att_rcv);
     clock.end(kAttitude);
+    if (starts != nullptr) starts->point.push_back(*now);
     if (pseudorange_point_positioning(now, &pod->ant_info_rcv, &pod->sln_kine) != SOL_OK) return false;
     pod->time_now =
         gtimeChangeTimeSystem(gtimeAddSec(now->epoch_time, -pod->sln_kine.pos_vel_clk[6] / 299792458.0), tsGPST);
@@ -95,6 +156,7 @@ bool run_by_stage(OBSDATA_EPOCH& epoch, std::vector<double>& H, std::vector<doub
     clock.end(kSlips);
     update_temperal_clock_solution(pod);
     clock.end(kAmbiguities);
+    if (starts != nullptr) starts->filter.push_back(filter_start(*pod));
     std::fill(H.begin(), H.end(), 0.0);
     std::fill(R.begin(), R.end(), 0.0);
     std::fill(V.begin(), V.end(), 0.0);
@@ -151,6 +213,65 @@ Times measure(int satellites) {
     return best;
 }
 
+OBSDATA_EPOCH observed(int i, int satellites) {
+    OBSDATA_EPOCH epoch = g_obs_storage[i];
+    epoch.sat_num = std::min(epoch.sat_num, satellites);
+    return epoch;
+}
+
+/// Time of an average epoch of the whole loop, of run_single_pod_embed alone.
+double whole_epoch(int satellites) {
+    startup_pod_embed(runtime.get(), true);
+    double seconds = 0.0;
+    for (int i = 0; i < g_num_obs_storage; ++i) {
+        OBSDATA_EPOCH epoch = observed(i, satellites);
+        const double start = processor_time();
+        run_single_pod_embed(&epoch, runtime.get());
+        seconds += processor_time() - start;
+    }
+    return seconds / g_num_obs_storage;
+}
+
+/// The parts of an average epoch, each run over all epochs by itself.
+struct Parts {
+    double positions = 0.0;  ///< satellite positions at the transmission times; within the point position
+    double point = 0.0;      ///< point position
+    double filter = 0.0;     ///< one evaluation of the model, one update
+};
+
+Parts parts_of_epoch(const Starts& starts) {
+    RUNTIME_POD_EMBED* pod = runtime.get();
+    static double H[30 * MAXNUM_X], R[30 * 30], V[30];
+    Parts parts;
+    for (const OBSDATA_EPOCH& from : starts.point) {
+        OBSDATA_EPOCH epoch = from;
+        double start = processor_time();
+        benchmark::DoNotOptimize(pseudorange_point_positioning(&epoch, &pod->ant_info_rcv, &pod->sln_kine));
+        parts.point += processor_time() - start;
+        double station[3] = {}, posvel[6] = {}, clock[2] = {}, tgd = 0.0;
+        start = processor_time();
+        for (int i = 0; i < epoch.sat_num; ++i) {
+            const OBSDATA_SAT& sat = epoch.satobs[i];
+            if (sat.flag_sat != OBS_OK) continue;
+            const int index = satsysprn2index(sat.satsys, sat.prn);
+            benchmark::DoNotOptimize(propagation_time_use_range(epoch.epoch_time, index, sat.obsdata[0].value, station,
+                                                                posvel, clock, &tgd));
+        }
+        parts.positions += processor_time() - start;
+    }
+    for (const FilterStart& from : starts.filter) {
+        restore(from, *pod);
+        std::fill(std::begin(H), std::end(H), 0.0);
+        std::fill(std::begin(R), std::end(R), 0.0);
+        const double start = processor_time();
+        benchmark::DoNotOptimize(update_measurement_clock_solution(pod, H, R, V, 30, MAXNUM_X));
+        benchmark::DoNotOptimize(kalman_filter(pod->X, pod->DX, H, V, R, MAXNUM_X, 30));
+        parts.filter += processor_time() - start;
+    }
+    const double n = static_cast<double>(starts.point.size());
+    return {parts.positions / n, parts.point / n, parts.filter / n};
+}
+
 void report_time(benchmark::State& state, double seconds) {
     for (auto _ : state) state.SetIterationTime(seconds);
 }
@@ -162,6 +283,34 @@ int main(int argc, char** argv) {
     if (!load()) {
         std::fprintf(stderr, "the simulated arcs are not there: the epoch bench is skipped\n");
         return 0;
+    }
+    static std::array<Starts, 2> starts;
+    int which = 0;
+    for (int satellites : {9, 15}) {
+        Starts* const own = &starts[static_cast<std::size_t>(which++)];
+        Times unused{};
+        std::vector<double> H(150 * 39), R(150 * 150), V(150);
+        startup_pod_embed(runtime.get(), true);
+        for (int i = 0; i < g_num_obs_storage; ++i) {
+            OBSDATA_EPOCH epoch = observed(i, satellites);
+            run_by_stage(epoch, H, R, V, unused, own);
+        }
+        const auto add = [satellites](const char* name, const std::function<double()>& seconds) {
+            benchmark::RegisterBenchmark(("epoch of " + std::to_string(satellites) + " satellites" + name).c_str(),
+                                         [seconds](benchmark::State& st) {
+                                             for (auto _ : st) st.SetIterationTime(seconds());
+                                         })
+                ->UseManualTime()
+                ->Iterations(3)
+                ->Unit(benchmark::kMicrosecond);
+        };
+        add(" against its parts alone/leopod", [satellites] { return whole_epoch(satellites); });
+        add(" against its parts alone/limit", [own] {
+            const Parts parts = parts_of_epoch(*own);
+            return parts.point + parts.filter;
+        });
+        add(", satellite positions within the point position/leopod", [own] { return parts_of_epoch(*own).positions; });
+        add(", satellite positions within the point position/limit", [own] { return parts_of_epoch(*own).point; });
     }
     for (int satellites : {9, 15}) {
         const Times times = measure(satellites);
