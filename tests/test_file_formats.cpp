@@ -141,7 +141,7 @@ void load_laser_ranging(const std::string& text, int version, int ranges) {
         const std::string kind = line.substr(0, 2);
         if (kind == "H1") complete += read_h1(line.data(), &h1) == 8;
         if (kind == "H2") read_h2(line.data(), &h2);
-        if (kind == "10") complete += read_10(line.data(), &r10) == (version == 2 ? 11 : 9);
+        if (kind == "10") complete += read_10(line.data(), &r10) == 11;
         if (kind == "11") complete += read_11(line.data(), &r11) == (version == 2 ? 15 : 13);
     }
     EXPECT_EQ(h1.format_version, version);
