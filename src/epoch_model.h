@@ -7,14 +7,25 @@
 
 namespace leopod {
 
-/// What several evaluations of the measurement model over one epoch have in common. Formed by the first; kept only when forming it
-/// reported nothing, so that the messages of each evaluation stay as they are.
+/// Inertial to earth-fixed rotation of one instant, formed when it is first needed.
+struct EarthRotation {
+    double mjd_utc = 0.0;
+    double leapsec = 0.0;
+    bool ready = false;
+    bool quiet = false;  ///< forming it reported nothing
+    double matrix[9] = {};
+};
+
+/// What the point position and the evaluations of the measurement model over one epoch have in common. Formed by the first that needs it; the
+/// others take it only when forming it reported nothing, so that the messages of each stay as they are.
 struct ModelEpoch {
     bool sun_ready = false;
     double sunposvel_ecf[6] = {};  ///< Sun, earth-fixed [m], velocity as update_measurement_clock_solution forms it
-    bool rotation_ready = false;
-    double rotation[9] = {};  ///< inertial to earth-fixed at the tag
+    EarthRotation rotation;        ///< at the tag
 };
+
+/// pseudorange_point_positioning with what it has in common with the model.
+STATUS_SOL point_position(ModelEpoch& epoch, OBSDATA_EPOCH* obs_epoch, ANT_INFO* antenna_rcv, SOLUTION* solt);
 
 /// compute_omc_zd_gnss with what the evaluations of an epoch have in common.
 int model_zd_gnss(ModelEpoch& epoch, int nsat, int* satidx_in_obs_epoch, int* satlist_satindex,

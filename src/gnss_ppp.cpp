@@ -28,6 +28,7 @@ const double chisqr[100] = {
 namespace {
 
 using leopod::clamp_count;
+using leopod::EarthRotation;
 using leopod::kSpeedOfLight;
 using leopod::kTimeText;
 using leopod::kWgs84Flattening;
@@ -50,14 +51,6 @@ struct Axes {
     double ez[3] = {0.0, 0.0, 1.0};
 };
 
-/// Inertial to earth-fixed rotation of one instant, formed when it is first needed.
-struct EarthRotation {
-    double mjd_utc = 0.0;
-    double leapsec = 0.0;
-    bool ready = false;
-    double matrix[9];
-};
-
 /// Satellite at its transmission time. It doesn't depend on the receiver's position, so one computation serves all passes.
 struct Transmission {
     bool ready = false;
@@ -68,16 +61,16 @@ struct Transmission {
 
 /// What holds for all passes over one epoch.
 struct EpochContext {
-    GTime obs_time;
-    char time_text[kTimeText];
+    EarthRotation& rotation;  // of the tag
+    GTime obs_time = {};
+    char time_text[kTimeText] = {};
     double mjd_obs = 0.0;  // of the tag
     double mjd_gpst = 0.0;
     double sow = 0.0;              // GPST second of the week
-    EarthRotation rotation;        // of the tag
     double sunposvel_ecf[6] = {};  // [m, m/s]
     ATT_QUATERNION qua_rcv_platform = {};
     ANT_INFO* antenna_rcv = nullptr;
-    Transmission transmissions[MAXSAT_EPOCH];  // by place in the epoch
+    Transmission transmissions[MAXSAT_EPOCH] = {};  // by place in the epoch
 };
 
 /// Receiver side of one pass.
@@ -114,8 +107,10 @@ void get_platform_axes(int rcv, GTime tag, double* posvel, ATT_QUATERNION* qua, 
         return;
     }
     if (!rotation.ready) {
+        const unsigned long reports = leopod::reports_made();
         double rate[9];
         rotation.ready = compute_eci2ecf_matrix(rotation.mjd_utc, rotation.leapsec, rotation.matrix, rate);
+        rotation.quiet = reports == leopod::reports_made();
     }
     for (double* axis : {axes.ex, axes.ey, axes.ez}) {
         double inertial[3];
@@ -149,8 +144,7 @@ void prepare_epoch(const OBSDATA_EPOCH* obs_epoch, EpochContext& ctx) {
     const double mjd_tt = gtime2mjd(time_tt);
     const double leapsec = getLeapSecond(mjd_tt);
     eci2ecf(mjd_tt, leapsec, sunposvel, sunposvel + 3, ctx.sunposvel_ecf, ctx.sunposvel_ecf + 3);
-    ctx.rotation.mjd_utc = gtime2mjd(gtimeChangeTimeSystem(ctx.obs_time, tsUTC));
-    ctx.rotation.leapsec = leapsec;
+    ctx.rotation = {gtime2mjd(gtimeChangeTimeSystem(ctx.obs_time, tsUTC)), leapsec, false, false, {}};
 }
 
 /// First range of a satellite that is not zero, or 0.
@@ -434,6 +428,11 @@ void skip_single_frequencies(const OBSDATA_SAT& sat, int satindex, int isys) {
 }  // namespace
 
 STATUS_SOL pseudorange_point_positioning(OBSDATA_EPOCH* obs_epoch, ANT_INFO* antenna_rcv, SOLUTION* solt) {
+    leopod::ModelEpoch epoch;
+    return leopod::point_position(epoch, obs_epoch, antenna_rcv, solt);
+}
+
+STATUS_SOL leopod::point_position(ModelEpoch& epoch, OBSDATA_EPOCH* obs_epoch, ANT_INFO* antenna_rcv, SOLUTION* solt) {
     solt->type = 'C';
     if (obs_epoch == nullptr) {
         solt->time_epoch = GTime{};
@@ -441,7 +440,7 @@ STATUS_SOL pseudorange_point_positioning(OBSDATA_EPOCH* obs_epoch, ANT_INFO* ant
         report(ULOG_WARNING_LEVEL, "%s", solt->msg);
         return finish(solt, SOL_OBS_BAD);
     }
-    EpochContext ctx;
+    EpochContext ctx{epoch.rotation};
     ctx.obs_time = obs_epoch->epoch_time;
     ctx.antenna_rcv = antenna_rcv;
     solt->time_epoch = ctx.obs_time;
@@ -530,14 +529,10 @@ int leopod::model_zd_gnss(ModelEpoch& epoch, int nsat, int* satidx_in_obs_epoch,
     double blh_sta[3];
     ecef2blh(stapos, blh_sta, kWgs84SemiMajor, kWgs84Flattening);
     Axes axes_rcv;
-    EarthRotation rotation = {mjd_utc, leapsec, epoch.rotation_ready, {}};
-    if (rotation.ready) std::memcpy(rotation.matrix, epoch.rotation, sizeof rotation.matrix);
-    const unsigned long reports = reports_made();
+    EarthRotation& rotation = epoch.rotation;
+    const bool usable = rotation.quiet && rotation.mjd_utc == mjd_utc && rotation.leapsec == leapsec;
+    if (!usable) rotation = {mjd_utc, leapsec, false, false, {}};
     get_platform_axes(obs_epoch->rcv, tag, stapos, att_rcv, rotation, axes_rcv);
-    if (rotation.ready && !epoch.rotation_ready && reports == reports_made()) {
-        std::memcpy(epoch.rotation, rotation.matrix, sizeof rotation.matrix);
-        epoch.rotation_ready = true;
-    }
 
     int nobs = 0;
     for (int i = 0; i < clamp_count(nsat, MAXSAT_EPOCH); ++i) {

@@ -587,6 +587,20 @@ void report_residuals(int iteration, int nobs, const double* V) {
     report(ULOG_DEBUG_LEVEL, "%s", text);
 }
 
+/// The filter's part of an epoch.
+bool solve_clk_offset(RUNTIME_POD_EMBED* pod, leopod::ModelEpoch& epoch) {
+    double H[kMaxRows * MAXNUM_X] = {};
+    double R[kMaxRows * kMaxRows] = {};
+    double V[kMaxRows] = {};
+    update_temperal_clock_solution(pod);
+    update_measurement(pod, epoch, H, R, V, kMaxRows, MAXNUM_X);
+    kalman_filter(pod->X, pod->DX, H, V, R, MAXNUM_X, kMaxRows);
+    constexpr int iteration = 1;
+    const int nobs = update_measurement(pod, epoch, H, R, V, kMaxRows, MAXNUM_X);
+    report_residuals(iteration, nobs, V);
+    return true;
+}
+
 }  // namespace
 
 void startup_pod_embed(RUNTIME_POD_EMBED* runtime_pod, bool test_env_initialized) {
@@ -668,8 +682,9 @@ void run_single_pod_embed(OBSDATA_EPOCH* obs_data, RUNTIME_POD_EMBED* runtime_po
         report(ULOG_WARNING_LEVEL, "receiver attitude information is invalid!");
     }
     const SOLUTION& sln = runtime_pod->sln_kine;
+    leopod::ModelEpoch model_epoch;
     const STATUS_SOL status =
-        pseudorange_point_positioning(obs_now, &runtime_pod->ant_info_rcv, &runtime_pod->sln_kine);
+        leopod::point_position(model_epoch, obs_now, &runtime_pod->ant_info_rcv, &runtime_pod->sln_kine);
     if (status != SOL_OK) {
         report(ULOG_WARNING_LEVEL, "pseudorange_point_positioning failed [%d]", status);
         return;
@@ -684,7 +699,7 @@ void run_single_pod_embed(OBSDATA_EPOCH* obs_data, RUNTIME_POD_EMBED* runtime_po
 
     get_gf_mw(obs_now, &gnssconfig, runtime_pod->state_sat_all);
     if (g_eph_selection == EPHOPT_PREC) fill_ant_info_gnss(obs_now, &gnssconfig, runtime_pod->state_sat_all);
-    pod_embed_solve_clk_offset(obs_now, runtime_pod);
+    solve_clk_offset(runtime_pod, model_epoch);
     report(ULOG_INFO_LEVEL, "ppp: %s %14.4f %14.4f %14.4f %14.4f", tag.text, runtime_pod->X[0], runtime_pod->X[1],
            runtime_pod->X[2], runtime_pod->X[kFirstClock]);
 
@@ -785,17 +800,8 @@ int get_index_param_pod_embed(PARAM_TYPE pt, sysGNSS satsys, int prn, int ifreq,
 }
 
 bool pod_embed_solve_clk_offset(OBSDATA_EPOCH*, RUNTIME_POD_EMBED* runtime_pod) {
-    double H[kMaxRows * MAXNUM_X] = {};
-    double R[kMaxRows * kMaxRows] = {};
-    double V[kMaxRows] = {};
-    update_temperal_clock_solution(runtime_pod);
     leopod::ModelEpoch epoch;
-    update_measurement(runtime_pod, epoch, H, R, V, kMaxRows, MAXNUM_X);
-    kalman_filter(runtime_pod->X, runtime_pod->DX, H, V, R, MAXNUM_X, kMaxRows);
-    constexpr int iteration = 1;
-    const int nobs = update_measurement(runtime_pod, epoch, H, R, V, kMaxRows, MAXNUM_X);
-    report_residuals(iteration, nobs, V);
-    return true;
+    return solve_clk_offset(runtime_pod, epoch);
 }
 
 void update_temperal_clock_solution(RUNTIME_POD_EMBED* runtime_pod) {
