@@ -185,16 +185,30 @@ LEOPOD_KERNEL inline T load_as(const double* p) {
     if constexpr (std::is_same_v<T, double>) return *p;
 }
 
+/// Calls body(T{}, j) for all j below n, T being Quad, then Pair, then double.
+template <typename Body>
+LEOPOD_KERNEL inline void for_all_elements(int n, const Body& body) {
+    int j = 0;
+    for (; j + kQuad <= n; j += kQuad) body(Quad{}, j);
+    for (; j + 2 <= n; j += 2) body(Pair{}, j);
+    for (; j < n; ++j) body(0.0, j);
+}
+
 /// Four sums that a loop carries along: in one wide register, or in two, where a Quad would go through memory from pass to pass.
 template <bool wide>
 struct FourSums {
     Quad sum = {};
+    LEOPOD_KERNEL void set(Quad x) { sum = x; }
     LEOPOD_KERNEL void add(Quad x) { sum += x; }
     LEOPOD_KERNEL Quad value() const { return sum; }
 };
 template <>
 struct FourSums<false> {
     Pair low = {}, high = {};
+    LEOPOD_KERNEL void set(Quad x) {
+        low = Pair{x[0], x[1]};
+        high = Pair{x[2], x[3]};
+    }
     LEOPOD_KERNEL void add(Quad x) {
         low += Pair{x[0], x[1]};
         high += Pair{x[2], x[3]};

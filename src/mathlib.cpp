@@ -13,8 +13,13 @@
 #include "internal.h"
 #include "ulog.h"
 
+using leopod::FourSums;
+using leopod::kQuad;
+using leopod::load;
 using leopod::report;
 using leopod::report_at;
+using leopod::run_widest;
+using leopod::store;
 
 namespace {
 
@@ -28,11 +33,9 @@ std::size_t area(int rows, int cols) {
 }
 
 /// y += factor * x, element by element; x and y do not overlap.
-void add_scaled(int n, double factor, const double* __restrict x, double* __restrict y) {
+LEOPOD_KERNEL inline void add_scaled(int n, double factor, const double* __restrict x, double* __restrict y) {
     int i = 0;
-    for (; i + 4 <= n; i += 4) {  // blocks of fixed length become vector code
-        for (int r = 0; r < 4; ++r) y[i + r] += factor * x[i + r];
-    }
+    for (; i + kQuad <= n; i += kQuad) store(y + i, load(y + i) + factor * load(x + i));
     for (; i < n; ++i) y[i] += factor * x[i];
 }
 
@@ -42,9 +45,13 @@ void add_scaled(int n, double factor, const double* __restrict x, double* __rest
 
 void matrixMultiply(int rA, int cA, double* A, int cB, double* B, double* C) {
     std::fill_n(C, area(rA, cB), 0.0);
-    for (int i = 0; i < rA; ++i) {
-        for (int k = 0; k < cA; ++k) add_scaled(cB, A[i * cA + k], B + k * cB, C + i * cB);
-    }
+    const auto multiply = [=](auto) LEOPOD_KERNEL {
+        for (int i = 0; i < rA; ++i) {
+            for (int k = 0; k < cA; ++k) add_scaled(cB, A[i * cA + k], B + k * cB, C + i * cB);
+        }
+    };
+    if (cB < kQuad) return multiply(std::false_type{});
+    run_widest(multiply);
 }
 
 namespace {
@@ -155,10 +162,12 @@ int ludcmp(double* A, int nn, const int n, int* indx, double* d) {
         // Column j, for all rows at once: sums[i] gathers A(i,k) * A(k,j) in ascending k, as soon as A(k,j) is final.
         double* column = A + j * n;
         std::fill(sums.begin(), sums.end(), 0.0);
-        for (int k = 0; k < j; ++k) {
-            column[k] -= sums[k];
-            add_scaled(nn - k - 1, column[k], A + k * n + k + 1, sums.data() + k + 1);
-        }
+        run_widest([=, sum = sums.data()](auto) LEOPOD_KERNEL {
+            for (int k = 0; k < j; ++k) {
+                column[k] -= sum[k];
+                add_scaled(nn - k - 1, column[k], A + k * n + k + 1, sum + k + 1);
+            }
+        });
         double big = 0.0;
         int imax = j;
         for (int i = j; i < nn; ++i) {
@@ -189,43 +198,53 @@ int ludcmp(double* A, int nn, const int n, int* indx, double* d) {
 
 namespace {
 
-/// Solves with a decomposed A for W right-hand sides at once; element i of side r is b[i * W + r].
-template <int W>
-void substitute(const double* A, int nn, int n, const int* indx, double* b) {
-    int ii = -1;  // first row with a right-hand side above kTiny
+constexpr int kLines = 16;  ///< right-hand sides that are solved at once
+
+/// Solves with the factors of ludcmp, element (i,j) at rows[i * nn + j], for kLines right-hand sides; element i of side r is
+/// b[i * kLines + r].
+template <bool wide>
+LEOPOD_KERNEL inline void substitute(const double* rows, int nn, const int* indx, double* b) {
+    using Sums = std::array<FourSums<wide>, kLines / kQuad>;
+    const auto load_line = [b](int i) LEOPOD_KERNEL {
+        Sums sums;
+        for (int r = 0; r < kLines; r += kQuad) sums[r / kQuad].set(load(b + i * kLines + r));
+        return sums;
+    };
+    const auto subtract = [b](Sums& sums, double a, int j) LEOPOD_KERNEL {
+        for (int r = 0; r < kLines; r += kQuad) sums[r / kQuad].add(-a * load(b + j * kLines + r));
+    };
+    int first = -1;  // row with a right-hand side above kTiny
     for (int i = 0; i < nn; ++i) {
-        double* target = b + i * W;
-        double* pivot = b + indx[i] * W;
-        std::array<double, W> sum;
-        for (int r = 0; r < W; ++r) {
-            sum[r] = pivot[r];
-            pivot[r] = target[r];
-        }
-        if (ii >= 0) {
-            for (int j = ii; j < i; ++j) {
-                const double a = A[i + j * n];
-                for (int r = 0; r < W; ++r) sum[r] -= a * b[j * W + r];
-            }
-        } else if (std::any_of(sum.begin(), sum.end(), [](double s) { return std::fabs(s) > kTiny; })) {
-            ii = i;
-        }
-        for (int r = 0; r < W; ++r) target[r] = sum[r];
+        double* const target = b + i * kLines;
+        if (indx[i] != i) std::swap_ranges(target, target + kLines, b + indx[i] * kLines);
+        if (first < 0 && std::any_of(target, target + kLines, [](double x) { return std::fabs(x) > kTiny; })) first = i;
+        if (first < 0) continue;
+        Sums sums = load_line(i);
+        for (int j = first; j < i; ++j) subtract(sums, rows[i * nn + j], j);
+        for (int r = 0; r < kLines; r += kQuad) store(target + r, sums[r / kQuad].value());
     }
     for (int i = nn - 1; i >= 0; --i) {
-        double* target = b + i * W;
-        std::array<double, W> sum;
-        for (int r = 0; r < W; ++r) sum[r] = target[r];
-        for (int j = i + 1; j < nn; ++j) {
-            const double a = A[i + j * n];
-            for (int r = 0; r < W; ++r) sum[r] -= a * b[j * W + r];
-        }
-        for (int r = 0; r < W; ++r) target[r] = sum[r] / A[i + i * n];
+        Sums sums = load_line(i);
+        for (int j = i + 1; j < nn; ++j) subtract(sums, rows[i * nn + j], j);
+        for (int r = 0; r < kLines; r += kQuad) store(b + i * kLines + r, sums[r / kQuad].value() / rows[i * nn + i]);
     }
 }
 
 }  // namespace
 
-void lubksb(const double* A, int nn, int n, const int* indx, double* b) { substitute<1>(A, nn, n, indx, b); }
+void lubksb(const double* A, int nn, int n, const int* indx, double* b) {
+    int first = -1;  // row with a right-hand side above kTiny
+    for (int i = 0; i < nn; ++i) {
+        std::swap(b[i], b[indx[i]]);
+        if (first < 0 && std::fabs(b[i]) > kTiny) first = i;
+        if (first < 0) continue;
+        for (int j = first; j < i; ++j) b[i] -= A[i + j * n] * b[j];
+    }
+    for (int i = nn - 1; i >= 0; --i) {
+        for (int j = i + 1; j < nn; ++j) b[i] -= A[i + j * n] * b[j];
+        b[i] /= A[i + i * n];
+    }
+}
 
 int matrix_zero_check(double* A, int n, int N) {
     static const double threshold = 1e-13;
@@ -248,17 +267,19 @@ int matinv(double* A, int nn, const int n) {
         report(ULOG_WARNING_LEVEL, "ludcmp return %d\n", info);
         return info;
     }
-    // Stored line j of the inverse solves for unit vector j. Eight lines go at once; the zeros that a line then takes part in
+    // Stored line j of the inverse solves for unit vector j. Many lines go at once; the zeros that a line then takes part in
     // ahead of its own 1 change no bit of it.
-    constexpr int kWidth = 8;
-    Scratch lines(area(nn, kWidth));
-    for (int first = 0; first < nn; first += kWidth) {
-        const int width = std::min(kWidth, nn - first);
+    Scratch lines(area(nn, kLines)), rows(area(nn, nn));
+    for (int i = 0; i < nn; ++i) {
+        for (int j = 0; j < nn; ++j) rows[i * nn + j] = B[i + j * n];
+    }
+    for (int first = 0; first < nn; first += kLines) {
+        const int width = std::min(kLines, nn - first);
         std::fill(lines.begin(), lines.end(), 0.0);
-        for (int r = 0; r < width; ++r) lines[(first + r) * kWidth + r] = 1.0;
-        substitute<kWidth>(B.data(), nn, n, indx.data(), lines.data());
+        for (int r = 0; r < width; ++r) lines[(first + r) * kLines + r] = 1.0;
+        run_widest([&](auto wide) LEOPOD_KERNEL { substitute<wide>(rows.data(), nn, indx.data(), lines.data()); });
         for (int r = 0; r < width; ++r) {
-            for (int i = 0; i < nn; ++i) A[(first + r) * n + i] = lines[i * kWidth + r];
+            for (int i = 0; i < nn; ++i) A[(first + r) * n + i] = lines[i * kLines + r];
         }
     }
     return 0;
@@ -620,6 +641,37 @@ bool interpolation_Lagrange_Barycentric(double* x, double* y, const int n, doubl
     return true;
 }
 
+namespace {
+
+/// Index of the first abscissa at xt; -1 where there is none.
+int node_at(const double* x, int n, double xt) {
+    for (int i = 0; i < n; ++i) {
+        if (std::fabs(xt - x[i]) < kNode) return i;
+    }
+    return -1;
+}
+
+/// Values of all columns of a table of n x m between the abscissae, four columns at a time, as barycentric_value gives them.
+void barycentric_values(const double* x, const double* w, int n, int m, const double* y, double xt, double* yt) {
+    double sum2 = 0.0;
+    for (int i = 0; i < n; ++i) sum2 += w[i] / (xt - x[i]);
+    run_widest([=](auto wide) LEOPOD_KERNEL {
+        int j = 0;
+        for (; j + kQuad <= m; j += kQuad) {
+            FourSums<wide> sum1;
+            for (int i = 0; i < n; ++i) sum1.add(load(y + i * m + j) * w[i] / (xt - x[i]));
+            store(yt + j, sum1.value() / sum2);
+        }
+        for (; j < m; ++j) {
+            double sum1 = 0.0;
+            for (int i = 0; i < n; ++i) sum1 += y[i * m + j] * w[i] / (xt - x[i]);
+            yt[j] = sum1 / sum2;
+        }
+    });
+}
+
+}  // namespace
+
 void interpolation_multip_dimension(const int n, const int m, double* x, double* y, double xt, double* yt,
                                     double* yt_derivative) {
     if (yt == nullptr) {
@@ -630,9 +682,17 @@ void interpolation_multip_dimension(const int n, const int m, double* x, double*
     Scratch heap;
     double* w = work_array(n, local, heap);
     barycentric_weights(x, n, w);  // the same for all columns
+    const bool within = m < 1 || within_abscissae(x, n, xt);
+    for (int j = 1; j < m && !within; ++j) within_abscissae(x, n, xt);  // logs once a column
+    if (within && yt_derivative == nullptr) {
+        const int node = node_at(x, n, xt);
+        if (node < 0) return barycentric_values(x, w, n, m, y, xt, yt);
+        std::copy_n(y + node * m, area(m, 1), yt);
+        return;
+    }
     for (int j = 0; j < m; ++j) {
         double result[2] = {0.0, 0.0};  // settled: stays zero when xt is out of range; the outcome is not examined
-        if (within_abscissae(x, n, xt)) barycentric_value(x, w, n, y + j, m, xt, result);
+        if (within) barycentric_value(x, w, n, y + j, m, xt, result);
         yt[j] = result[0];
         if (yt_derivative != nullptr) yt_derivative[j] = result[1];
     }

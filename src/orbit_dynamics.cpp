@@ -320,17 +320,35 @@ void for_each_block(int nstate, const ORBIT_DYN_CONFIG* config, const Blocks& b,
 void to_flat(const double* record, double* flat, int count) { std::copy_n(record, count, flat); }
 void to_record(double* record, const double* flat, int count) { std::copy_n(flat, count, record); }
 
-/// dM = A M on the first columns of two 6-row matrices of equal stride.
-void multiply_by_system(const double (&A)[36], const double* M, int columns, int stride, double* dM) {
+/// dM = A M on the first columns of two 6-row matrices of equal stride, plus `partials` (3 rows, may be null) on the last three rows.
+void multiply_by_system(const double (&A)[36], const double* M, int columns, int stride, const double* partials,
+                        double* dM) {
     for (int i = 0; i < 6; ++i) {
-        double* const row = dM + i * stride;
-        std::fill_n(row, columns, 0.0);
+        // Most of A is zero and left out; the sums stay the same.
+        double factor[6];
+        const double* from[6];
+        int terms = 0;
         for (int k = 0; k < 6; ++k) {
-            const double a = A[6 * i + k];
-            if (a == 0.0) continue;  // most of A; the sums stay the same
-            const double* const from = M + k * stride;
-            for (int j = 0; j < columns; ++j) row[j] += a * from[j];
+            if (A[6 * i + k] == 0.0) continue;
+            factor[terms] = A[6 * i + k];
+            from[terms++] = M + k * stride;
         }
+        const double* const plus = i >= 3 && partials != nullptr ? partials + (i - 3) * stride : nullptr;
+        run_widest([&factor, &from, terms, plus, columns, row = dM + i * stride](auto) LEOPOD_KERNEL {
+            for_all_elements(columns, [&](auto type, int j) LEOPOD_KERNEL {
+                using T = decltype(type);
+                T sum = {};
+                if (terms == 3) {
+                    sum += factor[0] * load_as<T>(from[0] + j);
+                    sum += factor[1] * load_as<T>(from[1] + j);
+                    sum += factor[2] * load_as<T>(from[2] + j);
+                } else {
+                    for (int k = 0; k < terms; ++k) sum += factor[k] * load_as<T>(from[k] + j);
+                }
+                if (plus != nullptr) sum += load_as<T>(plus + j);
+                store(row + j, sum);
+            });
+        });
     }
 }
 
@@ -419,16 +437,11 @@ void orbit_derivative(int nstate, double sec_since_start, double* y, double* dyd
             }
         }
     }
-    if (mode == 1 || mode == 2) multiply_by_system(A, state->PHI, 6, 6, state->dPHI);
+    if (mode == 1 || mode == 2) multiply_by_system(A, state->PHI, 6, 6, nullptr, state->dPHI);
     if (mode == 2) {
         // Columns beyond the parameters are zero in S and stay zero in dS.
         const int np = std::clamp(config->num_param_forcemodel, 0, kColumns);
-        multiply_by_system(A, state->S, np, kColumns, state->dS);
-        for (int i = 0; i < 3; ++i) {
-            double* const row = state->dS + (3 + i) * kColumns;
-            const double* const partial = state->dadp + i * kColumns;
-            for (int j = 0; j < np; ++j) row[j] += partial[j];
-        }
+        multiply_by_system(A, state->S, np, kColumns, state->dadp, state->dS);
     }
     convert_struct2dydx(nstate, config, state, dydx);
 }
@@ -953,15 +966,6 @@ struct Elements {
     }
 };
 
-/// Calls body(T{}, j) for all j below n, T being Quad, then Pair, then double.
-template <typename Body>
-LEOPOD_KERNEL inline void for_all_elements(int n, const Body& body) {
-    int j = 0;
-    for (; j + 4 <= n; j += 4) body(Quad{}, j);
-    for (; j + 2 <= n; j += 2) body(Pair{}, j);
-    for (; j < n; ++j) body(0.0, j);
-}
-
 /// Stage i: K(i) = f(x + c(i) h, y + sum of a(i,k) K(k)), to be scaled.
 template <int i>
 LEOPOD_KERNEL inline void evaluate_stage(Derivative f, int n, double x, const double* y, double h) {
@@ -1272,7 +1276,12 @@ void add_normal_equations(FitWork& w, const double (&d)[3]) {
         const double a = h0[i], b = h1[i], c = h2[i];
         if (a == 0.0 && b == 0.0 && c == 0.0) continue;
         double* const row = w.N.get() + static_cast<std::size_t>(i) * w.NP;
-        for (int j = i; j < w.NP; ++j) row[j] += a * h0[j] + b * h1[j] + c * h2[j];
+        run_widest([=, n = w.NP](auto) LEOPOD_KERNEL {
+            int j = i;
+            for (; j + kQuad <= n; j += kQuad)
+                store(row + j, load(row + j) + (a * load(h0 + j) + b * load(h1 + j) + c * load(h2 + j)));
+            for (; j < n; ++j) row[j] += a * h0[j] + b * h1[j] + c * h2[j];
+        });
         w.b[i] += a * d[0] + b * d[1] + c * d[2];
     }
 }
