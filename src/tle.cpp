@@ -4,6 +4,7 @@
 
 #include <climits>
 #include <cmath>
+#include <cstddef>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -257,7 +258,7 @@ struct Sgp4 {
     double xlcof, aycof, delmo, sinmo;
 };
 
-Sgp4 initialise_sgp4(const tled_t& data) {
+[[gnu::always_inline]] inline Sgp4 initialise_sgp4(const tled_t& data) {
     Sgp4 m{};
     m.xmo = data.M * kDegree;
     m.omegao = data.omg * kDegree;
@@ -354,7 +355,7 @@ double positive_turn(double angle) {
     return reduced < 0.0 ? reduced + leopod::kTwoPi : reduced;
 }
 
-void propagate_sgp4(const Sgp4& m, double tsince, double* rs) {
+[[gnu::always_inline]] inline void propagate_sgp4(const Sgp4& m, double tsince, double* rs) {
     // Secular gravity and drag.
     const double xmdf = m.xmo + m.xmdot * tsince;
     const double omgadf = m.omegao + m.omgdot * tsince;
@@ -437,10 +438,37 @@ void propagate_sgp4(const Sgp4& m, double tsince, double* rs) {
     }
 }
 
+/// The set of the last call, and its model from the second call with the same elements on: a catalogue, where each call has another set,
+/// pays for none that nobody asks for again.
+struct LastSet {
+    tled_t data;  ///< drag term, and the elements from inc to n
+    Sgp4 model;
+    bool prepared;
+};
+
+bool same_elements(const tled_t& a, const tled_t& b) {
+    constexpr std::size_t kSize = offsetof(tled_t, n) + sizeof(double) - offsetof(tled_t, inc);
+    // as bits: what is not a number equals itself
+    return std::memcmp(&a.bstar, &b.bstar, sizeof(double)) == 0 &&
+           std::memcmp(reinterpret_cast<const char*>(&a) + offsetof(tled_t, inc),
+                       reinterpret_cast<const char*>(&b) + offsetof(tled_t, inc), kSize) == 0;
+}
+
 }  // namespace
 
 // settled: one model for all periods, without deep-space terms, and no test of eccentricity or decay
-void SGP4_STR3(double tsince, const tled_t* data, double* rs) { propagate_sgp4(initialise_sgp4(*data), tsince, rs); }
+void SGP4_STR3(double tsince, const tled_t* data, double* rs) {
+    thread_local LastSet last{};
+    if (!same_elements(last.data, *data)) {
+        last.data = *data;
+        last.prepared = false;
+        propagate_sgp4(initialise_sgp4(*data), tsince, rs);
+        return;
+    }
+    if (!last.prepared) last.model = initialise_sgp4(*data);
+    last.prepared = true;
+    propagate_sgp4(last.model, tsince, rs);
+}
 
 int tle2xyz(const tled_t* tledata, GTime time_utc, double* pos_vel_teme) {
     const GTime since = gtimeSub(time_utc, tledata->epoch_mjd_utc);
