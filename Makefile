@@ -38,11 +38,12 @@ interface:
 	scripts/list_interface $(BUILD)
 
 lint:
-	cmake -S . -B $(BUILD) $(CMAKE_FLAGS)
-	clang-tidy -p $(BUILD) --quiet src/*.cpp
+	scripts/bootstrap lint
+	cmake -S . -B $(BUILD) -DCMAKE_BUILD_TYPE=Release $(CMAKE_FLAGS)
+	scripts/lint $(BUILD)
 
 format:
-	clang-format -i src/*.cpp src/*.h host/*.cpp host/*.h tests/*.cpp tests/*.h bench/*.cpp fuzz/*.cpp examples/*.c examples/*.cpp
+	clang-format -i src/*.cpp src/*.h host/*.cpp host/*.h tests/*.cpp tests/*.h bench/*.cpp fuzz/*.cpp fuzz/*.h examples/*.c examples/*.cpp
 
 docs:
 	scripts/bootstrap docs

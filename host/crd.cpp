@@ -419,7 +419,7 @@ int crd(const CrdOptions& given_options) {
     }
     if (!options.records.empty() && options.out.empty())
         throw InputError("--records: a directory is expected as well (--out)");
-    if (!options.records.empty()) options.records.push_back("sessions");
+    if (!options.records.empty()) options.records.emplace_back("sessions");
     for (const std::string& file : options.files) open_crd(file);  // nothing is written where one of them can't be used
     CrdReader reader(options);
     {

@@ -166,6 +166,7 @@ void write_trajectory(const std::string& file, const std::vector<TrajectoryPoint
 
 void write_trajectory_sp3(const std::string& file, const std::vector<TrajectoryPoint>& points, double interval) {
     std::vector<Sp3Point> rows;
+    rows.reserve(points.size());
     for (const TrajectoryPoint& p : points) {
         rows.push_back({gtimeChangeTimeSystem(p.utc, tsGPST), {p.pos_ecf[0], p.pos_ecf[1], p.pos_ecf[2]}});
     }

@@ -193,8 +193,8 @@ std::vector<TimedPosition> read_position_sp3(const std::string& file, const std:
             const std::string name = line.substr(1, 3);
             if (chosen.empty() && name[0] == 'L') chosen = name;
             TimedPosition row{time, {}};
-            if (name != chosen ||
-                std::sscanf(line.c_str() + 4, "%lf %lf %lf", &row.position[0], &row.position[1], &row.position[2]) != 3)
+            if (name != chosen || std::sscanf(line.c_str() + 4, "%lf %lf %lf", row.position.data(), &row.position[1],
+                                              &row.position[2]) != 3)
                 continue;
             for (double& component : row.position) component *= 1000.0;
             if (std::hypot(row.position[0], row.position[1], row.position[2]) > 1.0) rows.push_back(row);

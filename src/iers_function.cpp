@@ -380,7 +380,7 @@ void DEHANTTIDEINEL(double* XSTA, int YR, int MONTH, int DAY, double FHR, double
         for (int k = 0; k < 3; ++k) DXTIDE[k] += along_body * B[k] + along_site * XSTA[k];
     }
 
-    double XCORSTA[3];
+    double XCORSTA[3] = {};
     const auto add_correction = [&] {
         for (int k = 0; k < 3; ++k) DXTIDE[k] += XCORSTA[k];
     };

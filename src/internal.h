@@ -25,7 +25,7 @@ constexpr std::size_t kTimeText = 100;  ///< room for the text of a time tag; gt
 constexpr int kLineSize = 1024;         ///< line buffer of every reader, terminator included
 
 /// Number of entries that a fixed array of `limit` really holds.
-constexpr int clamp_count(int value, int limit) { return value < 0 ? 0 : value > limit ? limit : value; }
+constexpr int clamp_count(int value, int limit) { return value < 0 ? 0 : (value > limit ? limit : value); }
 
 // --- reporting (ulog.cpp) ------------------------------------------------------------------------------------------------
 

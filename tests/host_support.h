@@ -3,32 +3,17 @@
 #ifndef LEOPOD_TESTS_HOST_SUPPORT_H
 #define LEOPOD_TESTS_HOST_SUPPORT_H
 
-#include <array>
 #include <cmath>
 #include <map>
 #include <regex>
 
-#include "support.h"
+#include "shell.h"
 
 namespace support {
 
 inline const std::string kProgram = std::string(LEOPOD_BINARY_DIR) + "/host/leopod";
 
-struct Outcome {
-    int status = -1;
-    std::string text;  ///< standard output and standard error
-};
-
-inline Outcome leopod(const std::string& arguments) {
-    Outcome outcome;
-    FILE* pipe = popen((kProgram + " " + arguments + " 2>&1").c_str(), "r");
-    if (pipe == nullptr) return outcome;
-    std::array<char, 4096> buffer{};
-    while (std::fgets(buffer.data(), buffer.size(), pipe) != nullptr) outcome.text += buffer.data();
-    const int raw = pclose(pipe);
-    outcome.status = WIFEXITED(raw) ? WEXITSTATUS(raw) : 128 + WTERMSIG(raw);
-    return outcome;
-}
+inline Outcome leopod(const std::string& arguments) { return capture(kProgram + " " + arguments); }
 
 /// The first number captured by a pattern in the text; NaN without a match.
 inline double number(const std::string& text, const std::string& pattern) {
