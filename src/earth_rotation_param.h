@@ -35,15 +35,6 @@ void initialize_global_earth_rotation_param(void);
 /// Source: IERS Rapid Service, finals (IAU 2000).
 void load_eops_default(EOPREC* ptr_eop_store, int nsize);
 
-/// Reads an IERS C04 file (old layout, 14 header lines) into the store.
-/// Given before: g_eop_storage, zeroed, with room for MAXSIZE_EOP + 1 records.
-/// \param eopfilename  path
-/// \return             false when the file does not open; true otherwise, also for an empty file
-/// Lines of fewer than 70 characters, and lines that do not give the date and five values, are dropped.
-/// Logs at info level: the number of records; at warning level: a failed open, an exceeded limit.
-/// Source: IERS EOP 14 C04 (IAU 2000A).
-bool load_eop_storage(char* eopfilename);
-
 /// Reads an IERS rapid file (fixed columns, IAU 2000) into the store.
 /// Given before: g_eop_storage, zeroed, with room for MAXSIZE_EOP + 1 records.
 /// \param eopfilename  path
@@ -52,6 +43,15 @@ bool load_eop_storage(char* eopfilename);
 /// Logs at info level: the number of records; at error level: a failed open; at warning level: an exceeded limit.
 /// Source: IERS Rapid Service, finals (IAU 2000).
 bool load_eop_storage_rapid(char* eopfilename);
+
+/// Reads an IERS C04 file (old layout, 14 header lines) into the store.
+/// Given before: g_eop_storage, zeroed, with room for MAXSIZE_EOP + 1 records.
+/// \param eopfilename  path
+/// \return             false when the file does not open; true otherwise, also for an empty file
+/// Lines of fewer than 70 characters, and lines that do not give the date and five values, are dropped.
+/// Logs at info level: the number of records; at warning level: a failed open, an exceeded limit.
+/// Source: IERS EOP 14 C04 (IAU 2000A).
+bool load_eop_storage(char* eopfilename);
 
 /// Reads a keyword-framed earth orientation file into the store. The caller sets g_eop_storage_size.
 /// Given before: g_eop_storage, zeroed, with room for MAXSIZE_EOP + 1 records.

@@ -70,6 +70,12 @@ extern int g_num_obs_storage;  ///< valid epochs
 /// \param obsdata_eopch  [out] the record
 void initialize_obsdata_epoch(OBSDATA_EPOCH* obsdata_eopch);
 
+/// Finds the records that stand for the observables configured in gnssconfig: fills obs_index_used (-1: absent) and
+/// num_obs_used of every satellite of a configured system. Type, band and code must be equal and |value| > 0.001; of
+/// several records the last wins.
+/// \param obsepoch  [in,out] the epoch
+void choose_observation(OBSDATA_EPOCH* obsepoch);
+
 /// Chooses the satellites of an epoch that take part: flag_sat OBS_OK, a satellite index, a configured system, and all
 /// configured observables present. To be called behind choose_observation.
 /// \param obsepoch             the epoch
@@ -80,12 +86,6 @@ void initialize_obsdata_epoch(OBSDATA_EPOCH* obsdata_eopch);
 /// observables.
 /// Ends the process, with an error report, if no satellite is kept.
 int choose_satellite(OBSDATA_EPOCH* obsepoch, int* satlist_in_obsepoch, int* satlist_satindex);
-
-/// Finds the records that stand for the observables configured in gnssconfig: fills obs_index_used (-1: absent) and
-/// num_obs_used of every satellite of a configured system. Type, band and code must be equal and |value| > 0.001; of
-/// several records the last wins.
-/// \param obsepoch  [in,out] the epoch
-void choose_observation(OBSDATA_EPOCH* obsepoch);
 
 /// Multipath combinations of two frequencies. Not finite for equal frequencies.
 /// \param phase  2 phases [m]

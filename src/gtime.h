@@ -54,11 +54,6 @@ typedef struct GTime {
     TIMESYS sys;
 } GTime;
 
-/// Modified Julian Day as one number to day and second of day: truncated toward zero, not normalised.
-/// \param mjd  Modified Julian Day [day]
-/// \return day and second of day
-TimeMJD mjd2TimeMJD(double mjd);
-
 /// Negates both fields, in place.
 /// \param mjdtime  a time or difference of times
 void timeMjd_negative(TimeMJD* mjdtime);
@@ -71,6 +66,11 @@ void TimeMjd_normalise(TimeMJD* mjdtime);
 /// The same for a Julian Day.
 /// \param jdtime  Julian Day and seconds after noon
 void TimeJD_normalise(TimeJD* jdtime);
+
+/// Modified Julian Day as one number to day and second of day: truncated toward zero, not normalised.
+/// \param mjd  Modified Julian Day [day]
+/// \return day and second of day
+TimeMJD mjd2TimeMJD(double mjd);
 
 /// Adds seconds to a time.
 /// \param mjdtime  the time

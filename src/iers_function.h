@@ -176,6 +176,39 @@ void STEP2LON(double* XSTA, double T, double* XCORSTA);
 /// Source: IAU SOFA collection, cal2jd.
 int CAL2JD(int IY, int IM, int ID, double* DJM0, double* DJM);
 
+// --- dates -----------------------------------------------------------------------------------------------------------
+// Dates for which a result would leave the range of int give its limit.
+
+/// Ephemeris time less UTC; before 1972 less UT.
+/// \param year  year with fraction
+/// \return ET-UTC [s]: from tables to the leap second of 2017.0, and its last value from then on; not-a-number for a year that is none
+/// Source: IERS Conventions (2010) software collection, ETUTC, edition of December 2016.
+double etutc(const double year);
+
+/// Julian day number of a Gregorian date, that is its Julian date at noon.
+/// \param it  3: year, month, day
+/// \return the day number
+/// Source: Fliegel and Van Flandern (1968).
+int juldat(const int* it);
+
+/// Day of the year to calendar date.
+/// \param IT1  2: year, day of the year
+/// \param IT2  [out] 3: year, month, day
+/// Source: IERS Conventions (2010) software collection, TOYMD.
+void TOYMD(int* IT1, int* IT2);
+
+/// Leap years of the Gregorian calendar.
+/// \param iy  year
+/// \return 1 for a leap year, else 0
+/// Source: IERS Conventions (2010) software collection, LEAP.
+int LEAP(int iy);
+
+/// Days of the year before a month.
+/// \param iy,im  year, month
+/// \return days before the first of the month
+/// Source: IERS Conventions (2010) software collection, MDAY.
+int MDAY(int iy, int im);
+
 // --- ocean loading ---------------------------------------------------------------------------------------------------
 
 /// Ocean-loading displacement of a site at one epoch, from the usual table of 11 constituents, spread to 342 tidal lines.
@@ -254,39 +287,6 @@ void recurs(double* x, int n, const double* hc, int nf, const double* om, double
 /// \param phase  [out] phase from 0 to 360 [degree]
 /// Source: IERS Conventions (2010) software collection, TDFRPH, edition with 86400 s a day.
 void tdfrph(const int* idood, const int* itm, double* freq, double* phase);
-
-// --- dates -----------------------------------------------------------------------------------------------------------
-// Dates for which a result would leave the range of int give its limit.
-
-/// Ephemeris time less UTC; before 1972 less UT.
-/// \param year  year with fraction
-/// \return ET-UTC [s]: from tables to the leap second of 2017.0, and its last value from then on; not-a-number for a year that is none
-/// Source: IERS Conventions (2010) software collection, ETUTC, edition of December 2016.
-double etutc(const double year);
-
-/// Julian day number of a Gregorian date, that is its Julian date at noon.
-/// \param it  3: year, month, day
-/// \return the day number
-/// Source: Fliegel and Van Flandern (1968).
-int juldat(const int* it);
-
-/// Day of the year to calendar date.
-/// \param IT1  2: year, day of the year
-/// \param IT2  [out] 3: year, month, day
-/// Source: IERS Conventions (2010) software collection, TOYMD.
-void TOYMD(int* IT1, int* IT2);
-
-/// Leap years of the Gregorian calendar.
-/// \param iy  year
-/// \return 1 for a leap year, else 0
-/// Source: IERS Conventions (2010) software collection, LEAP.
-int LEAP(int iy);
-
-/// Days of the year before a month.
-/// \param iy,im  year, month
-/// \return days before the first of the month
-/// Source: IERS Conventions (2010) software collection, MDAY.
-int MDAY(int iy, int im);
 
 // --- optical ranging -------------------------------------------------------------------------------------------------
 

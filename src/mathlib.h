@@ -280,22 +280,6 @@ void linear_fit(double* x, double* y, int np, double* param);
 /// \return the number of real roots, 0 or 2 (a double root counts twice).
 unsigned int quadraticSolver(double* ce, double* roots);
 
-/// Similarity transformation q = (1 + k) R p + t, with full rotations.
-/// \param p      point [m]
-/// \param param  tx, ty, tz [m], scale offset k, angles a, b, c [rad]
-/// \param q      [out] transformed point [m]; may be p
-void HelmertTransform_3D(double* p, double* param, double* q);
-
-/// Estimates the seven parameters of HelmertTransform_3D from point pairs by Gauss-Newton, at most 21 passes. A last
-/// correction below 1e-4 in length is not applied.
-/// \param npoints  pairs
-/// \param q        transformed points [m]
-/// \param p        points [m]
-/// \param param    [out] tx, ty, tz [m], k, a, b, c [rad]; unwritten when a pass fails; null: nothing happens
-/// Logs the root mean square misclosure by axis at info level, 20 or more passes at warning level, a pass that cannot be
-/// solved at error level.
-void HelmertParameter_3D(int npoints, double (*q)[3], double (*p)[3], double* param);
-
 // --- Statistics ----------------------------------------------------------------------------------------------------------
 
 /// Largest element of magnitude strictly below the gate.
@@ -333,6 +317,24 @@ double get_std(double* x, const int n, double threshold);
 /// \param threshold  gate on the magnitude, included
 /// \return the root mean square; 0 without any
 double get_rms(double* x, const int n, double threshold);
+
+// --- Similarity transformation ---------------------------------------------------------------------------------------
+
+/// Similarity transformation q = (1 + k) R p + t, with full rotations.
+/// \param p      point [m]
+/// \param param  tx, ty, tz [m], scale offset k, angles a, b, c [rad]
+/// \param q      [out] transformed point [m]; may be p
+void HelmertTransform_3D(double* p, double* param, double* q);
+
+/// Estimates the seven parameters of HelmertTransform_3D from point pairs by Gauss-Newton, at most 21 passes. A last
+/// correction below 1e-4 in length is not applied.
+/// \param npoints  pairs
+/// \param q        transformed points [m]
+/// \param p        points [m]
+/// \param param    [out] tx, ty, tz [m], k, a, b, c [rad]; unwritten when a pass fails; null: nothing happens
+/// Logs the root mean square misclosure by axis at info level, 20 or more passes at warning level, a pass that cannot be
+/// solved at error level.
+void HelmertParameter_3D(int npoints, double (*q)[3], double (*p)[3], double* param);
 
 LEOPOD_END_DECLS
 #endif

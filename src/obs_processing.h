@@ -264,16 +264,16 @@ double Nequick_GAL(double* a, double* user_geo, double* sat_geo, double UT, int 
 /// Source: IS-GPS-200, 20.3.3.5.2.5.
 double Klobuchar_GPS(double* a, double* b, double tE, double* user_geo, double* azel);
 
-/// Klobuchar_GPS scaled to slant content: over 4.03e17/f^2/1e13 with f in MHz.
-/// \param a,b,tE,user_geo,azel  as in Klobuchar_GPS
-/// \return scaled slant content
-double Klobuchar_GPS_stec(double* a, double* b, double tE, double* user_geo, double* azel);
-
 /// Ionospheric delay on B1 by the eight-parameter model of BDS.
 /// \param a,b,tE,user_geo,azel  as in Klobuchar_GPS
 /// \return delay [m]
 /// Source: BeiDou open service interface document, B1I, 5.2.4.7.
 double Klobuchar_BDS(double* a, double* b, double tE, double* user_geo, double* azel);
+
+/// Klobuchar_GPS scaled to slant content: over 4.03e17/f^2/1e13 with f in MHz.
+/// \param a,b,tE,user_geo,azel  as in Klobuchar_GPS
+/// \return scaled slant content
+double Klobuchar_GPS_stec(double* a, double* b, double tE, double* user_geo, double* azel);
 
 /// Klobuchar_BDS scaled to slant content: over 4.03e17/f^2/1e13 with f in MHz.
 /// \param a,b,tE,user_geo,azel  as in Klobuchar_GPS

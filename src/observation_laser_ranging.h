@@ -511,17 +511,17 @@ int read_21(char* str, rd21* record);
 ///         tokens, 10
 int read_30(char* str, rd30* record);
 
-/// Reads the calibration of a session by tokens.
-/// \param str     the line
-/// \param record  [out] the record; span and return rate in version 2 alone, whatever the line holds
-/// \return as by tokens: 19 for a complete line of version 2, 17 for one of version 1
-int read_40(char* str, rd40* record);
-
 /// Reads one measurement of a calibration by tokens: the fields of record 40, all of them in either version.
 /// \param str     the line
 /// \param record  [out] the record
 /// \return as by tokens: 19 for a complete line
 int read_41(char* str, rd40* record);
+
+/// Reads the calibration of a session by tokens.
+/// \param str     the line
+/// \param record  [out] the record; span and return rate in version 2 alone, whatever the line holds
+/// \return as by tokens: 19 for a complete line of version 2, 17 for one of version 1
+int read_40(char* str, rd40* record);
 
 /// Reads one shot of a calibration by tokens.
 /// \param str     the line

@@ -445,16 +445,16 @@ void readfile_orbitdynamics_config(char* orbitdynamic_config_filename, ORBIT_DYN
 /// Ends the process, logged at error level: no memory for the records; a configuration file that cannot be opened.
 void test_orbit_simulation(char* orbit_dynamics_config_filename, char* output_orb_filename);
 
-/// Fits the built-in positions with the ground defaults. Reads example/eopc04_IAU2000.1962-now, example/EGM2008.txt and
-/// example/ascp1950_438.data. Prints the start; the outcome is logged as by orbit_fit.
-/// Logs at info level which files were read.
-void test_orbit_fit(void);
-
 /// The built-in positions, one day at 60 s, turned to inertial with the loaded orientation.
 /// \param epochs_utc  [out] 1440 epochs, UTC
 /// \param pos_eci     [out] 1440 positions, 3 values each [m]
 /// \return 1440
 int test_orbit_fit_data(GTime* epochs_utc, double (*pos_eci)[3]);
+
+/// Fits the built-in positions with the ground defaults. Reads example/eopc04_IAU2000.1962-now, example/EGM2008.txt and
+/// example/ascp1950_438.data. Prints the start; the outcome is logged as by orbit_fit.
+/// Logs at info level which files were read.
+void test_orbit_fit(void);
 
 /// Integrates a built-in state over 300 s with the field as it stands. Reads testdata/finals.data.iau2000.txt and
 /// testdata/ascp1950_438.data.
