@@ -282,6 +282,8 @@ int propagate_elements(const ElementsOptions& o) {
     if (!o.out.empty() && !to_stdout) file.emplace(o.out);
     Table table(to_stdout ? stdout : file ? static_cast<std::FILE*>(*file) : nullptr);
     std::vector<EOPREC> orientation;
+    auto progress = std::make_unique<Progress>("propagating element sets",
+                                               static_cast<double>(epochs) * static_cast<double>(chosen.size()));
     for (const tled_t* d : chosen) {
         const GTime first = start ? *start : d->epoch_mjd_utc;
         if (!start) orientation.clear();  // else that of the first object serves all
@@ -293,8 +295,10 @@ int propagate_elements(const ElementsOptions& o) {
                 orientation.push_back(eop);
             }
             table.add(*d, utc, orientation[static_cast<std::size_t>(i)]);
+            progress->done(static_cast<double>(table.rows));
         }
     }
+    progress.reset();
     if (file) file->close();
     if (to_stdout && (std::fflush(stdout) != 0 || std::ferror(stdout) != 0))
         throw InputError("standard output: could not be written to its end");
