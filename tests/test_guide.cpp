@@ -101,9 +101,10 @@ std::string anchor(const std::string& heading) {
 }
 
 TEST(Guide, LinksOfAllPagesLead) {
-    const std::vector<std::string> pages = {"README.md",      "examples/README.md",   "examples/campaign/README.md",
-                                            "docs/guide.md",  "docs/file_formats.md", "docs/failures.md",
-                                            "docs/settled.md"};
+    std::vector<std::string> pages = {"README.md", "examples/README.md", "examples/campaign/README.md"};
+    for (const auto& entry : std::filesystem::directory_iterator(kSource / "docs")) {
+        if (entry.path().extension() == ".md") pages.push_back("docs/" + entry.path().filename().string());
+    }
     const std::regex link(R"(\]\(([^)#:\s]*)(#[^)]*)?\))");
     int count = 0;
     for (const std::string& page : pages) {
