@@ -147,7 +147,7 @@ void fill_ant_info_gnss(OBSDATA_EPOCH* obs_epoch, GNSSCONFIG* gnsscfg, SAT_STATE
 ///         list and any other parameter
 int get_index_param_pod_embed(PARAM_TYPE pt, sysGNSS satsys, int prn, int ifreq, int* satlist_satindex);
 
-/// Carrier-phase stage: state set-up, one measurement update, post-fit residuals. Allocates its matrices for the call.
+/// Carrier-phase stage: state set-up, one measurement update, post-fit residuals. Its solver allocates for the call.
 /// \param obsdata      not read; the epoch of the record counts
 /// \param runtime_pod  the record; X and DX are updated
 /// \return true; the outcome of the filter is not examined
