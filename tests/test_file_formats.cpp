@@ -14,6 +14,7 @@
 #include "host_support.h"
 #include "observation_laser_ranging.h"
 #include "orbit_dynamics.h"
+#include "tle.h"
 
 namespace {
 
@@ -182,6 +183,16 @@ TEST(FileFormats, ReadersLoadTheirExamples) {
              EXPECT_EQ(config[0].emp_param_num_base, 3);
              EXPECT_EQ(config[0].output_interval, 60.0);
          }},
+        {"tle",
+         [&page](char* f) {
+             tle_t sets{};
+             EXPECT_EQ(tle_read(f, &sets), 1);
+             EXPECT_EQ(tle_name_read(support::write_temp("names", page.at("tle-names")).c_str(), &sets), 1);
+             ASSERT_EQ(sets.n, 2);
+             EXPECT_STREQ(sets.data[1].name, "RENAMED-A");
+             EXPECT_EQ(sets.data[1].n, 15.21345678);
+             std::free(sets.data);
+         }},
         {"crd-1", [&page](char*) { load_laser_ranging(page.at("crd-1"), 1, 1); }},
         {"crd-2", [&page](char*) { load_laser_ranging(page.at("crd-2"), 2, 2); }},
     };
@@ -223,6 +234,7 @@ TEST(FileFormats, TheProgramReadsAndWritesItsExamples) {
               "residuals.csv --parameters " + dir + "parameters.csv --history " + dir + "history.csv",
           "tide --blh 57.4 11.9 45 --epoch 2021-01-18T00:00:00 --blq " + dir + "blq --out " + dir + "tide.csv",
           "crd " + (kSource / "tests/data/laser_ranging2.crd").string() + " --out " + dir + "crd",
+          "tle --all --tle " + (kSource / "tests/data/tle.tle").string() + " --out " + dir + "states.csv",
           "simulate --orbit " + dir + "trajectory.csv --nav " + data + "demo_bds.nav --obs-out " + dir +
               "simulated.obs --truth-out " + dir + "truth.csv --events-out " + dir + "events.csv",
           "plot track --in " + dir + "csv-truth --out " + dir + "track.svg"}) {
@@ -238,6 +250,7 @@ TEST(FileFormats, TheProgramReadsAndWritesItsExamples) {
                                                         {"csv-rows", "rows.csv"},
                                                         {"csv-tide", "tide.csv"},
                                                         {"csv-crd-10", "crd/10.csv"},
+                                                        {"csv-tle", "states.csv"},
                                                         {"csv-crd-sessions", "crd/sessions.csv"},
                                                         {"csv-simulate-truth", "truth.csv"},
                                                         {"csv-simulate-events", "events.csv"}};
