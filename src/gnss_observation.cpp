@@ -135,6 +135,7 @@ OBSDATA_EPOCH& begin_epoch(long int epoch_index, int rcvno, GTime epoch_time, in
 }
 
 bool is_blank(char c) { return c == ' ' || (c >= '\t' && c <= '\r'); }
+bool is_digit(char c) { return c >= '0' && c <= '9'; }
 
 constexpr std::uint64_t kEachByte = 0x0101010101010101;
 
@@ -206,6 +207,16 @@ void store_record(OBSREC& rec, const OBSREC& empty, double value, int lli) {
     rec.LLI = lli;
 }
 
+/// Asks for the memory of a satellite in the next record of the store, which is reset when the lines of this one are read. The processor
+/// passes over addresses behind the store.
+void expect_next(const OBSDATA_SAT& sat) {
+    constexpr std::size_t kCacheLine = 64;
+    const std::uintptr_t next = reinterpret_cast<std::uintptr_t>(&sat) + sizeof(OBSDATA_EPOCH);
+    for (std::size_t i = 0; i < sizeof sat; i += kCacheLine) {
+        __builtin_prefetch(reinterpret_cast<const void*>(next + i), 1);
+    }
+}
+
 // --- reading: version 2 --------------------------------------------------------------------------------------------------
 
 /// One column for each observation of a version 2 file.
@@ -214,8 +225,32 @@ struct ColumnsV2 {
     OBSREC empty[MAXOBS_PER_SAT];
 };
 
+/// Number of two characters, of which the first may be a blank; -1 for anything else.
+int two_digits(const char* text) {
+    const int tens = text[0] == ' ' ? 0 : text[0] - '0';
+    const int ones = text[1] - '0';
+    return tens >= 0 && tens <= 9 && ones >= 0 && ones <= 9 ? 10 * tens + ones : -1;
+}
+
+/// Date and number of satellites of an epoch line " yy mm dd hh mm ss.sssssss  0 nn" that keeps the columns. False for every other form.
+bool read_usual_epoch_v20(const char* line, std::size_t length, TimeYMD& date, int& sat_num) {
+    if (length < 33) return false;
+    for (const int column : {0, 3, 6, 9, 12, 15, 26, 27, 29}) {
+        if (line[column] != ' ') return false;
+    }
+    date = {two_digits(line + 1),  two_digits(line + 4),  two_digits(line + 7),
+            two_digits(line + 10), two_digits(line + 13), field_double(line, length, 15, 11)};
+    sat_num = two_digits(line + 30);
+    return date.year >= 0 && date.month >= 0 && date.day >= 0 && date.hour >= 0 && date.minute >= 0 &&
+           two_digits(line + 16) >= 0 && line[18] == '.' && line[28] == '0' && sat_num > 0 && !is_digit(line[32]);
+}
+
 /// Epoch line of a version 2 file that opens an epoch to be kept.
 bool is_epoch_v20(const char* line, double sample_rate, GTime& epoch_time, int& sat_num) {
+    TimeYMD usual = {};
+    if (read_usual_epoch_v20(line, current_file.lines.length, usual, sat_num)) {
+        return epoch_wanted(usual, sample_rate, epoch_time);
+    }
     if (std::strlen(line) <= 20 || line[3] != ' ') return false;
     int flag = 0;
     int count = 0;
@@ -237,8 +272,16 @@ void read_satellite_list_v20(char (&line)[kLineSize], int sat_num, OBSDATA_EPOCH
         const int k = i % kSatsOnLineV2;
         if (i > 0 && k == 0 && !read_line(current_file.lines, line)) return;
         if (i >= MAXSAT_EPOCH) continue;
+        const int column = 3 * k + 32;
+        const int prn = two_digits(line + column + 1);
+        if (prn >= 0 && (line[column] == ' ' || line[column] == 'G') &&
+            column + 3 <= static_cast<int>(current_file.lines.length)) {
+            epoch.satobs[i].satsys = GPS;
+            epoch.satobs[i].prn = prn;
+            continue;
+        }
         char name[4] = {};
-        copy_field(line, 3 * k + 32, 3, name);
+        copy_field(line, column, 3, name);
         if (name[0] == ' ') name[0] = 'G';
         replace_char(name, ' ', '0');
         epoch.satobs[i].satsys = string2satsysprn(name, &epoch.satobs[i].prn);
@@ -251,6 +294,7 @@ void read_satellite_v20(const ColumnsV2& columns, OBSDATA_SAT& sat) {
     sat.num_obs = clamp_count(columns.count, MAXOBS_PER_SAT);
     const int whole = columns.count / kValuesOnLineV2;
     const int rest = columns.count % kValuesOnLineV2;
+    expect_next(sat);
     char line[kLineSize];
     int index = 0;
     // settled: the line for the rest is read even when there is no rest, so that a count of 5 or 10 consumes a line too many
@@ -274,7 +318,7 @@ void read_satellite_v20(const ColumnsV2& columns, OBSDATA_SAT& sat) {
             }
             const char digit = end < length ? line[end] : ' ';
             store_record(sat.obsdata[index], columns.empty[index], value_at(line, visible, kFieldWidth * k),
-                         digit >= '0' && digit <= '9' ? digit - '0' : 0);
+                         is_digit(digit) ? digit - '0' : 0);
             ++index;
         }
     }
@@ -315,6 +359,7 @@ void read_satellites_v30(const ColumnsV3& columns, int sat_num, OBSDATA_EPOCH& e
     for (int i = 0; i < sat_num; ++i) {
         if (!read_line(current_file.lines, line)) return;
         OBSDATA_SAT& sat = nsat < MAXSAT_EPOCH ? epoch.satobs[nsat] : excess;
+        expect_next(sat);
         char name[4] = {};
         const char* word = line;
         while (is_blank(*word)) ++word;

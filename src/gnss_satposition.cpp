@@ -658,7 +658,18 @@ GTime sp3_epoch(const Tokens& fields) {
     return YMD2GTime(bounded_date(date), tsGPST);
 }
 
-GTime clock_epoch(const Tokens& fields) {
+/// Date of a clock line, and the text that it was read from: a file repeats it for each satellite.
+struct ClockDate {
+    char text[64];
+    std::size_t size = 0;
+    GTime time = {};
+};
+
+GTime clock_epoch(const Tokens& fields, ClockDate& last) {
+    constexpr int kFirst = 2, kBehind = 8;
+    const bool whole = fields.count > kBehind;
+    const std::size_t size = whole ? static_cast<std::size_t>(fields.token[kBehind] - fields.token[kFirst]) : 0;
+    if (whole && size == last.size && std::memcmp(fields.token[kFirst], last.text, size) == 0) return last.time;
     TimeYMD date = {};
     date.year = to_int(fields.token[2]);
     date.month = to_int(fields.token[3]);
@@ -666,7 +677,10 @@ GTime clock_epoch(const Tokens& fields) {
     date.hour = to_int(fields.token[5]);
     date.minute = to_int(fields.token[6]);
     date.second = to_double(fields, 7);
-    return YMD2GTime(bounded_date(date), tsGPST);
+    last.time = YMD2GTime(bounded_date(date), tsGPST);
+    last.size = size <= sizeof last.text ? size : 0;
+    std::memcpy(last.text, fields.token[kFirst], last.size);
+    return last.time;
 }
 
 /// False, with a warning, when a row has no room for another clock record.
@@ -723,12 +737,12 @@ bool store_sp3_position(const Tokens& fields, const GTime& time, EPHPREC_STORE& 
 }
 
 /// One satellite line of a clock file; false ends the reading because a row is full.
-bool store_clock_line(const Tokens& fields, const char* clkfilename, EPHPREC_STORE& store) {
+bool store_clock_line(const Tokens& fields, const char* clkfilename, ClockDate& date, EPHPREC_STORE& store) {
     sysGNSS sys = UKNSYS;
     int prn = -1;
     const int satindex = product_satellite(fields.token[1], sys, prn);
     if (satindex == -1) return true;
-    const GTime time = clock_epoch(fields);
+    const GTime time = clock_epoch(fields, date);
     const int nn = to_int(fields.token[8]);
     if (nn != 1 && nn != 2) {
         leopod::report_at(ULOG_ERROR_LEVEL, "gnss_satposition", __LINE__, "load_clock_prec",
@@ -1187,16 +1201,17 @@ bool load_clock_prec(char* clkfilename, EPHPREC_STORE* eph_prec) {
     leopod::read_in_blocks(reader);
     char line[kLineSize];
     Tokens fields;
+    ClockDate date;
     bool header_ended = false;
     while (read_line(reader, line) && !reader.at_eof) {  // settled: a last line without a newline is not used
-        if (std::strlen(line) <= 1) continue;
+        if (reader.length <= 1) continue;
         if (!header_ended) {
             header_ended = contains(line, "END OF HEADER");
             continue;
         }
         if (std::strncmp(line, "AS", 2) != 0) continue;
         split(line, " ", fields, 15, &reader);
-        if (!store_clock_line(fields, clkfilename, *eph_prec)) break;
+        if (!store_clock_line(fields, clkfilename, date, *eph_prec)) break;
     }
     sort_ephprec_storage(eph_prec);
     remove_duplicate_ephprec_storage(eph_prec);

@@ -220,12 +220,17 @@ TimeJD YMDtoJD(TimeYMD ct) {
     }
     // Only whole hours can move the day over noon here. Minutes and seconds count in sod alone: a second of 60 carries
     // through the normalisation once, also at 11:59:60.
-    const double hours = ct.hour;
-    const long double sum = 1720981.5L + static_cast<long double>(hours / 24) + ct.day +
-                            std::trunc(static_cast<double>(y) * 365.25) +
-                            std::trunc(static_cast<double>(m + 1) * 30.6001);
     TimeJD t{};
-    t.jd = static_cast<long int>(sum);
+    if (y >= 0 && m >= 3 && m <= 14 && ct.day >= 0 && ct.hour >= 0 && ct.hour < 24) {
+        // Dates as calendars have them, in integers: for each such month the product below lies between two whole numbers.
+        t.jd = 1720981 + ct.day + 1461 * y / 4 + 306001 * (m + 1) / 10000 + (ct.hour >= 12 ? 1 : 0);
+    } else {
+        const double hours = ct.hour;
+        const long double sum = 1720981.5L + static_cast<long double>(hours / 24) + ct.day +
+                                std::trunc(static_cast<double>(y) * 365.25) +
+                                std::trunc(static_cast<double>(m + 1) * 30.6001);
+        t.jd = static_cast<long int>(sum);
+    }
     t.sod = static_cast<double>((ct.hour + 12L) % 24 * 3600 + ct.minute * 60L) + ct.second;
     TimeJD_normalise(&t);
     return t;

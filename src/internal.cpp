@@ -361,6 +361,7 @@ bool read_line_of_block(LineReader& reader, char (&line)[kLineSize]) {
             reader.next = 0;
             reader.filled = std::fread(reader.block.get(), 1, kBlockSize, reader.file);
             if (reader.filled == 0) break;
+            reader.has_null = std::memchr(reader.block.get(), '\0', reader.filled) != nullptr;
         }
         any = true;
         const char* const part = reader.block.get() + reader.next;
@@ -371,7 +372,7 @@ bool read_line_of_block(LineReader& reader, char (&line)[kLineSize]) {
         const std::size_t room = kLineSize - 1 - n;
         const std::size_t kept = size < room ? size : room;
         std::memcpy(line + n, part, kept);
-        if (reader.length == kLineSize) {
+        if (reader.has_null && reader.length == kLineSize) {
             const auto* const null = static_cast<const char*>(std::memchr(part, '\0', kept));
             if (null != nullptr) reader.length = n + static_cast<std::size_t>(null - part);
         }

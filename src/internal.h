@@ -91,6 +91,7 @@ struct LineReader {
     std::size_t length = 0;                   ///< characters of the last line, up to a null byte
     std::unique_ptr<char[]> block = nullptr;  ///< where the file is read in blocks: the one that lines come from
     std::size_t next = 0, filled = 0;         ///< its next character, and how many it holds
+    bool has_null = false;                    ///< a null byte is among them
 };
 
 /// Reads in blocks from now on: for a file that nobody else reads from, at its start.

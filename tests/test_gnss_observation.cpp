@@ -160,6 +160,20 @@ TEST(ObservationFiles, Version2Oddities) {
     EXPECT_EQ(found, (Ints{1, GPS, 5, 12, GLO}));  // flag 4 is passed over
     // values 3 to 5 are cut off, so those of the rest line move up; the last one ends the file
     EXPECT_EQ(values(sat[2]), (Numbers{11, 12, 16, 17, 0, 0, 0}));
+    // epoch lines that keep the columns and such that don't
+    for (auto line : {" 10  7 27  0  1 30.5000000  0  2 05G12", " 10 07 27 00 01 3.05e1      0 2  05G12",
+                      " 10 7 27 00 01 30.5        0 02  05 12", "010 07 27 00 01 30.5        0  2  5G12"}) {
+        ASSERT_TRUE(
+            load_text(header("2.20", {"     1    L1"}) + line + "\n" + cut.substr(0, 22) + "\n        21.000\n"));
+        EXPECT_TRUE(g_num_obs_storage == 1 && gtimeSubSec(store[0].epoch_time, {{55404, 90.5}, tsGPST}) == 0.0) << line;
+        EXPECT_EQ((Ints{store[0].sat_num, sat[0].prn, sat[1].prn}), (Ints{2, 5, 12})) << line;
+        EXPECT_EQ(values(sat[1]), (Numbers{21})) << line;
+    }
+    for (auto line : {" 10 07 27 00 01 30.5000000  0  0", " 10 07 27 00 01 30.5000000  1  2 05G12",
+                      " 10 07 27 00 61 30.5000000  0  2 05G12", "x10 07 27 00 01 30.5000000  0  2 05G12"}) {
+        ASSERT_TRUE(load_text(header("2.20", {"     1    L1"}) + line + "\n"));
+        EXPECT_EQ(store[0].sat_num, 0) << line;  // an empty load claims an untouched record
+    }
     // five types: each satellite consumes a line too many
     ASSERT_TRUE(load_text(header("2.20", {"     5    L1    L2    C1    P1    P2"}) + kEpoch2 + five + cut));
     EXPECT_EQ(values(sat[1]), (Numbers{16, 17, 0, 0, 0}));
