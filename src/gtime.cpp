@@ -223,7 +223,7 @@ TimeJD YMDtoJD(TimeYMD ct) {
     TimeJD t{};
     if (y >= 0 && m >= 3 && m <= 14 && ct.day >= 0 && ct.hour >= 0 && ct.hour < 24) {
         // Dates as calendars have them, in integers: for each such month the product below lies between two whole numbers.
-        t.jd = 1720981 + ct.day + 1461 * y / 4 + 306001 * (m + 1) / 10000 + (ct.hour >= 12 ? 1 : 0);
+        t.jd = 1720981L + ct.day + 1461 * y / 4 + 306001 * (m + 1) / 10000 + (ct.hour >= 12 ? 1 : 0);
     } else {
         const double hours = ct.hour;
         const long double sum = 1720981.5L + static_cast<long double>(hours / 24) + ct.day +
