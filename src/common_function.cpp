@@ -2,10 +2,10 @@
 /// Text helpers, small searches over arrays, local geometry, and the subscribers for hosts.
 #include "common_function.h"
 
+#include <algorithm>
 #include <cmath>
 #include <cstdio>
 #include <cstring>
-#include <memory>
 
 #include "gtime.h"
 #include "internal.h"
@@ -50,29 +50,24 @@ void string_trim(char* s) {
 }
 
 int string_split(char* string_raw, char* seps, char (*outstr)[1024]) {
-    const std::size_t length = std::strcspn(string_raw, "\n");
-    const auto copy = std::make_unique<char[]>(length + 1);
-    std::memcpy(copy.get(), string_raw, length);
+    const char* const end = string_raw + std::strcspn(string_raw, "\n");
+    const auto is_separator = [seps](char c) { return std::strchr(seps, c) != nullptr; };
     int count = 0;
-    for (const char* p = copy.get();;) {
-        p += std::strspn(p, seps);
-        const std::size_t n = std::strcspn(p, seps);
-        if (n == 0) return count;
-        std::memcpy(outstr[count], p, n);
-        outstr[count][n] = '\0';
+    for (const char* p = string_raw;;) {
+        p = std::find_if_not(p, end, is_separator);
+        if (p == end) return count;
+        const char* const first = p;
+        p = std::find_if(p, end, is_separator);
+        *std::copy(first, p, outstr[count]) = '\0';
         ++count;
-        p += n;
     }
 }
 
 void hex_str_to_byte(char* in, int len, unsigned char* out) {
-    if (len <= 0) return;
-    // one longer: the last character of an odd length pairs with a zero
-    const auto copy = std::make_unique<unsigned char[]>(static_cast<std::size_t>(len) + 1);
-    std::memcpy(copy.get(), in, static_cast<std::size_t>(len));
     for (int i = 0; i < len; i += 2) {
-        unsigned char high = copy[i];
-        unsigned char low = copy[i + 1];
+        auto high = static_cast<unsigned char>(in[i]);
+        // the last character of an odd length pairs with a zero
+        auto low = static_cast<unsigned char>(i + 1 < len ? in[i + 1] : '\0');
         if (high >= 'a' && high <= 'f') high = upper(high);
         if (low > '`' && high <= 'f') low = upper(low);  // settled: looks at the first, so g to z are raised too
         const int high_bits = high >= 'A' && high <= 'F' ? (high - 55) << 4 : high << 4;

@@ -13,7 +13,6 @@
 #include <cmath>
 #include <cstdio>
 #include <iterator>
-#include <vector>
 
 #include "earth_rotation_param.h"
 #include "iers_function.h"
@@ -219,9 +218,14 @@ bool load_earth_coef_EGM(char* filename) {
         return false;
     }
     reader.name = filename;
+    leopod::Memory memory("load_earth_coef_EGM");
+    const leopod::Work<double> Cn(memory, MAXSIZE_GRAVITY), Sn(memory, MAXSIZE_GRAVITY);
+    if (memory.missing()) {
+        std::fclose(reader.file);
+        return false;
+    }
     Re = kModelRe;
     GM = kModelGM;
-    std::vector<double> Cn(MAXSIZE_GRAVITY), Sn(MAXSIZE_GRAVITY);
     Cn[0] = 1.0;
     read_coefficients(reader, Cn.data(), Sn.data());
     std::fclose(reader.file);

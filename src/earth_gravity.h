@@ -36,7 +36,7 @@ void initialize_global_earth_gravity(void);
 /// before the first complete one and lines with an impossible order are skipped. Also writes the tables N, C, S as source text
 /// to "testdata/cs_file.txt" below the working directory.
 /// \param filename  path of the coefficient file
-/// \return false if the file cannot be opened (logged as error; the tables stay as they were), else true. A side file that
+/// \return false if the file cannot be opened or without memory (logged as error; the tables stay as they were), else true. A side file that
 ///         cannot be written is logged as error and changes nothing else.
 bool load_earth_coef_EGM(char* filename);
 

@@ -808,8 +808,8 @@ void generate_rinex_header(double /*version*/, int rcvno, int num_obs_storage, O
 
 bool write_rinex_observation(char* filename_rinex, int rcvno, double version, int num_obs_storage,
                              OBSDATA_EPOCH* obs_storage) {
-    const std::unique_ptr<char[]> header(new char[kHeaderSize]);
-    generate_rinex_header(version, rcvno, num_obs_storage, obs_storage, header.get());
+    char header[kHeaderSize];
+    generate_rinex_header(version, rcvno, num_obs_storage, obs_storage, header);
     const char* name = filename_rinex != nullptr ? filename_rinex : "";
     const std::unique_ptr<FILE, int (*)(FILE*)> file(std::fopen(name, "w"), &std::fclose);
     if (file == nullptr) {
@@ -817,7 +817,7 @@ bool write_rinex_observation(char* filename_rinex, int rcvno, double version, in
         return false;
     }
     FILE* pf = file.get();
-    std::fputs(header.get(), pf);
+    std::fputs(header, pf);
     const int num_epochs = obs_storage != nullptr ? num_obs_storage : 0;
     for (int n = 0; n < num_epochs; ++n) {
         const OBSDATA_EPOCH& epoch = obs_storage[n];

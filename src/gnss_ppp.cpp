@@ -485,7 +485,11 @@ STATUS_SOL leopod::point_position(ModelEpoch& epoch, OBSDATA_EPOCH* obs_epoch, A
 
         double dx[kUnknowns] = {};
         double inv_BTWB[kUnknowns * kUnknowns] = {};
-        const int nparam = solve_lsq_normal(pass.BTWB, pass.BTWL, kUnknowns, dx, inv_BTWB);
+        const int nparam = leopod::solve_normal(pass.BTWB, pass.BTWL, kUnknowns, dx, inv_BTWB);
+        if (nparam == leopod::kNoMemory) {
+            std::snprintf(solt->msg, sizeof solt->msg, "spp:no memory for the solver");
+            return finish(solt, SOL_SPP_ERROR);
+        }
         const double convergence = norm(kUnknowns, dx);
         assess(obs_epoch, pass, inv_BTWB, nparam, iteration, solt);
 

@@ -20,8 +20,9 @@ extern const double chisqr[100];  ///< 99.9 percent quantiles of chi-square by d
 /// \param solt         [out] solution, always written; position [m, ECEF] lags the last correction (below 1 mm); clocks [m] from
 ///                     element 6 on by system index; velocity 0
 /// \return status of the solution: SOL_OK, SOL_SPP_LACK_SAT (3 satellites or fewer in a pass), SOL_ITER_EXCEED (10 updates),
-///         SOL_OBS_BAD (null epoch, or flag_epoch not 0)
-/// Logs at warning level: a failure (its text stands in solt->msg too), missing attitude, satellites and records left out.
+///         SOL_OBS_BAD (null epoch, or flag_epoch not 0), SOL_SPP_ERROR (no memory for the solver)
+/// Logs at warning level: a failure (its text stands in solt->msg too), missing attitude, satellites and records left out; at error
+/// level: missing memory.
 /// Ends the process: a satellite index above 96.
 /// The sign and scale of the ionosphere follow Klobuchar_GPS_stec; the Sagnac term is added to the light time here.
 STATUS_SOL pseudorange_point_positioning(OBSDATA_EPOCH* obs_epoch, ANT_INFO* antenna_rcv, SOLUTION* solt);

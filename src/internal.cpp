@@ -193,6 +193,8 @@ void report_at(ulog_level_t level, const char* module, int line, const char* fun
     publish(level, located);
 }
 
+void Memory::complain() const { report(ULOG_ERROR_LEVEL, "%s(): no memory for %.0f bytes", function_, bytes_); }
+
 double to_double(const char* text, const char** end) {
     const char* first = skip_blanks(text);
     double value = 0.0;

@@ -9,6 +9,7 @@
 #include <cstring>
 #include <limits>
 #include <memory>
+#include <new>
 #include <type_traits>
 
 #include "ulog.h"
@@ -38,6 +39,60 @@ constexpr int clamp_count(int value, int limit) { return value < 0 ? 0 : (value 
 
 /// Reports made so far. What made none can be kept instead of being computed once more: nobody would hear of it.
 unsigned long reports_made();
+
+// --- work arrays (internal.cpp) --------------------------------------------------------------------------------------------
+// Memory that a function takes for its own work. Where there is none, the function says so once, leaves everything as it was and fails.
+
+/// Zeroed array; null where there is no memory.
+template <typename T>
+std::unique_ptr<T[]> make_array(std::size_t count) {
+    constexpr std::size_t kMost = std::numeric_limits<std::ptrdiff_t>::max() / sizeof(T);
+    return std::unique_ptr<T[]>(count <= kMost ? new (std::nothrow) T[count]() : nullptr);
+}
+
+/// The account of the arrays of one call.
+class Memory {
+  public:
+    explicit Memory(const char* function) : function_(function) {}
+
+    template <typename T>
+    std::unique_ptr<T[]> take(std::size_t count) {
+        if (count == 0) return nullptr;
+        std::unique_ptr<T[]> array = make_array<T>(count);
+        bytes_ += static_cast<double>(count) * sizeof(T);
+        missing_ = missing_ || array == nullptr;
+        return array;
+    }
+
+    /// True, and reported as an error, where an array that was asked for is not there.
+    bool missing() const {
+        if (missing_) complain();
+        return missing_;
+    }
+
+  private:
+    void complain() const;
+
+    const char* function_;
+    double bytes_ = 0.0;
+    bool missing_ = false;
+};
+
+/// Zeroed array that knows its size.
+template <typename T>
+class Work {
+  public:
+    Work(Memory& memory, std::size_t count) : array_(memory.take<T>(count)), size_(count) {}
+    T* data() const { return array_.get(); }
+    T* begin() const { return data(); }
+    T* end() const { return data() + size_; }
+    T& operator[](std::size_t i) const { return array_[i]; }
+    std::size_t size() const { return size_; }
+
+  private:
+    std::unique_ptr<T[]> array_;
+    std::size_t size_;
+};
 
 // --- text (common_function.cpp) ------------------------------------------------------------------------------------------
 // None of these depends on the locale, allocates ("%Lf" of hundreds of digits may), or reads behind the terminator.
@@ -232,6 +287,17 @@ void run_widest(const Kernel& kernel) {
 #endif
     kernel(std::false_type{});
 }
+
+// --- solvers (mathlib.cpp) -------------------------------------------------------------------------------------------------
+
+/// Result of the following where the memory is missing; the exported functions return -1 then, as for a singular system.
+constexpr int kNoMemory = -2;
+
+/// solve_lsq_normal.
+int solve_normal(double* BTWB, double* BTWL, int n, double* x, double* Q);
+
+/// kalman_filter.
+int filter_active(double* x, double* P, double* H, double* v, double* R, int n, int m);
 
 // --- signals (obs_processing.cpp) ---------------------------------------------------------------------------------------
 

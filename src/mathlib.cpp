@@ -8,22 +8,24 @@
 #include <climits>
 #include <cmath>
 #include <cstddef>
-#include <vector>
 
 #include "internal.h"
 #include "ulog.h"
 
 using leopod::FourSums;
+using leopod::kNoMemory;
 using leopod::kQuad;
 using leopod::load;
+using leopod::Memory;
 using leopod::report;
 using leopod::report_at;
 using leopod::run_widest;
 using leopod::store;
+using leopod::Work;
 
 namespace {
 
-using Scratch = std::vector<double>;
+using Scratch = Work<double>;
 
 constexpr double kTiny = 1e-20;  ///< singularity bound of the decomposition and of its solution
 
@@ -145,9 +147,20 @@ int nearest_integer(double x) {
     return nearest == nearest ? static_cast<int>(nearest) : 0;
 }
 
-int ludcmp(double* A, int nn, const int n, int* indx, double* d) {
-    Scratch vv(area(std::max(n, nn), 1));  // implicit scale of each row
-    Scratch sums(vv.size());               // sums of products of the column in work
+namespace {
+
+/// Work of ludcmp.
+struct DecompositionWork {
+    Scratch scale;  ///< implicit scale of each row
+    Scratch sums;   ///< sums of products of the column in work
+
+    DecompositionWork(Memory& memory, int nn, int n)
+        : scale(memory, area(std::max(n, nn), 1)), sums(memory, scale.size()) {}
+};
+
+int decompose(double* A, int nn, int n, int* indx, double* d, const DecompositionWork& work) {
+    const Scratch& vv = work.scale;
+    const Scratch& sums = work.sums;
     *d = 1.0;
     for (int i = 0; i < nn; ++i) {
         double big = 0.0;
@@ -194,6 +207,14 @@ int ludcmp(double* A, int nn, const int n, int* indx, double* d) {
         }
     }
     return 0;
+}
+
+}  // namespace
+
+int ludcmp(double* A, int nn, const int n, int* indx, double* d) {
+    Memory memory("ludcmp");
+    const DecompositionWork work(memory, nn, n);
+    return memory.missing() ? -1 : decompose(A, nn, n, indx, d, work);
 }
 
 namespace {
@@ -255,21 +276,39 @@ int matrix_zero_check(double* A, int n, int N) {
     return count;
 }
 
-int matinv(double* A, int nn, const int n) {
+namespace {
+
+/// Work of matinv.
+struct InverseWork {
+    Scratch B;  ///< copy of the block with the stride of the matrix
+    Work<int> indx;
+    DecompositionWork decomposition;
+    Scratch lines, rows;
+
+    InverseWork(Memory& memory, int nn, int n)
+        : B(memory, area(n, n)),
+          indx(memory, area(n, 1)),
+          decomposition(memory, nn, n),
+          lines(memory, area(nn, kLines)),
+          rows(memory, area(nn, nn)) {}
+};
+
+int invert(double* A, int nn, int n, const InverseWork& work) {
     if (nn <= 0 || nn > n) return 0;
-    Scratch B(area(n, n));
-    std::vector<int> indx(n, -1);
+    const Scratch& B = work.B;
+    const Scratch& lines = work.lines;
+    const Scratch& rows = work.rows;
+    const int* const indx = work.indx.data();
     for (int i = 0; i < nn; ++i) std::copy_n(A + i * n, nn, B.data() + i * n);
 
     double d = 0.0;
-    const int info = ludcmp(B.data(), nn, n, indx.data(), &d);
+    const int info = decompose(B.data(), nn, n, work.indx.data(), &d, work.decomposition);
     if (info != 0) {
         report(ULOG_WARNING_LEVEL, "ludcmp return %d\n", info);
         return info;
     }
     // Stored line j of the inverse solves for unit vector j. Many lines go at once; the zeros that a line then takes part in
     // ahead of its own 1 change no bit of it.
-    Scratch lines(area(nn, kLines)), rows(area(nn, nn));
     for (int i = 0; i < nn; ++i) {
         for (int j = 0; j < nn; ++j) rows[i * nn + j] = B[i + j * n];
     }
@@ -277,12 +316,21 @@ int matinv(double* A, int nn, const int n) {
         const int width = std::min(kLines, nn - first);
         std::fill(lines.begin(), lines.end(), 0.0);
         for (int r = 0; r < width; ++r) lines[(first + r) * kLines + r] = 1.0;
-        run_widest([&](auto wide) LEOPOD_KERNEL { substitute<wide>(rows.data(), nn, indx.data(), lines.data()); });
+        run_widest([&](auto wide) LEOPOD_KERNEL { substitute<wide>(rows.data(), nn, indx, lines.data()); });
         for (int r = 0; r < width; ++r) {
             for (int i = 0; i < nn; ++i) A[(first + r) * n + i] = lines[i * kLines + r];
         }
     }
     return 0;
+}
+
+}  // namespace
+
+int matinv(double* A, int nn, const int n) {
+    if (nn <= 0 || nn > n) return 0;
+    Memory memory("matinv");
+    const InverseWork work(memory, nn, n);
+    return memory.missing() ? -1 : invert(A, nn, n, work);
 }
 
 // --- Least squares -------------------------------------------------------------------------------------------------------
@@ -292,8 +340,9 @@ namespace {
 constexpr double kThresholdNonZero = 1e-14;  ///< on the sum of magnitudes of a column or row
 
 /// Solves the reduced normal equations N (s x s) dx = rhs; N becomes its inverse. Returns 0 or -1.
-int solve_reduced(Scratch& N, Scratch& rhs, int s, Scratch& dx, const char* failure) {
-    const int info = matinv(N.data(), s, s);
+int solve_reduced(const Scratch& N, const Scratch& rhs, int s, const Scratch& dx, const InverseWork& work,
+                  const char* failure) {
+    const int info = invert(N.data(), s, s, work);
     if (info != 0) {
         report(ULOG_ERROR_LEVEL, "%s", failure);
         return info;
@@ -303,8 +352,7 @@ int solve_reduced(Scratch& N, Scratch& rhs, int s, Scratch& dx, const char* fail
 }
 
 /// Writes the reduced solution and its inverse to the places of the active parameters; x and Q (stride) may be null.
-void scatter(const std::vector<int>& idx, int s, int stride, const Scratch& dx, const Scratch& inverse, double* x,
-             double* Q) {
+void scatter(const int* idx, int s, int stride, const Scratch& dx, const Scratch& inverse, double* x, double* Q) {
     for (int i = 0; i < s; ++i) {
         if (x != nullptr) x[idx[i]] = dx[i];
         for (int j = 0; Q != nullptr && j < s; ++j) Q[idx[i] * stride + idx[j]] = inverse[i * s + j];
@@ -318,7 +366,9 @@ int solve_lsq(double* A, double* y, const int n, const int m, double* x, double*
         report(ULOG_ERROR_LEVEL, "matrix is rank defeat in solve_lsq!");
         return -1;
     }
-    std::vector<int> idx(area(m, 1), -1);
+    Memory memory("solve_lsq");
+    const Work<int> idx(memory, area(m, 1));
+    if (memory.missing()) return -1;
     int s = 0;
     for (int j = 0; j < m; ++j) {
         double sum = 0.0;
@@ -326,7 +376,10 @@ int solve_lsq(double* A, double* y, const int n, const int m, double* x, double*
         if (sum > kThresholdNonZero) idx[s++] = j;
     }
 
-    Scratch B(area(n, s)), BT(area(s, n)), BTB(area(s, s)), BTy(area(s, 1)), dx(area(s, 1));
+    const Scratch B(memory, area(n, s)), BT(memory, area(s, n)), BTB(memory, area(s, s));
+    const Scratch BTy(memory, area(s, 1)), dx(memory, area(s, 1));
+    const InverseWork inverse(memory, s, s);
+    if (memory.missing()) return -1;
     for (int i = 0; i < n; ++i) {
         for (int j = 0; j < s; ++j) B[i * s + j] = A[i * m + idx[j]];
     }
@@ -334,14 +387,20 @@ int solve_lsq(double* A, double* y, const int n, const int m, double* x, double*
     matrixMultiply(s, n, BT.data(), s, B.data(), BTB.data());
     matrixMultiply(s, n, BT.data(), 1, y, BTy.data());
 
-    const int info = solve_reduced(BTB, BTy, s, dx, "matrix inversion error in solve_lsq()");
+    const int info = solve_reduced(BTB, BTy, s, dx, inverse, "matrix inversion error in solve_lsq()");
     if (info != 0) return info;
-    scatter(idx, s, m, dx, BTB, x, Q);  // settled: inactive parameters keep what the caller had there
+    scatter(idx.data(), s, m, dx, BTB, x, Q);  // settled: inactive parameters keep what the caller had there
     return s;
 }
 
 int solve_lsq_normal(double* BTWB, double* BTWL, int n, double* x, double* Q) {
-    std::vector<int> idx(area(n, 1), -1);
+    return std::max(leopod::solve_normal(BTWB, BTWL, n, x, Q), -1);
+}
+
+int leopod::solve_normal(double* BTWB, double* BTWL, int n, double* x, double* Q) {
+    Memory memory("solve_lsq_normal");
+    const Work<int> idx(memory, area(n, 1));
+    if (memory.missing()) return kNoMemory;
     int s = 0;
     for (int i = 0; i < n; ++i) {
         double sum = 0.0;
@@ -349,103 +408,177 @@ int solve_lsq_normal(double* BTWB, double* BTWL, int n, double* x, double* Q) {
         if (sum >= kThresholdNonZero) idx[s++] = i;  // settled: at the threshold, unlike solve_lsq
     }
 
-    Scratch N(area(s, s)), rhs(area(s, 1)), dx(area(s, 1));
+    const Scratch N(memory, area(s, s)), rhs(memory, area(s, 1)), dx(memory, area(s, 1));
+    const InverseWork inverse(memory, s, s);
+    if (memory.missing()) return kNoMemory;
     for (int i = 0; i < s; ++i) {
         for (int j = 0; j < s; ++j) N[i * s + j] = BTWB[idx[i] * n + idx[j]];
         rhs[i] = BTWL[idx[i]];
     }
 
-    if (solve_reduced(N, rhs, s, dx, "matrix inversion error in solve_lsq_normal!") != 0) return -1;
+    if (solve_reduced(N, rhs, s, dx, inverse, "matrix inversion error in solve_lsq_normal!") != 0) return -1;
     if (x != nullptr) std::fill_n(x, area(n, 1), 0.0);
     if (Q != nullptr) std::fill_n(Q, area(n, n), 0.0);
-    scatter(idx, s, n, dx, N, x, Q);
+    scatter(idx.data(), s, n, dx, N, x, Q);
     return s;
 }
 
 // --- Sequential filters --------------------------------------------------------------------------------------------------
 
-int filter_(double* x, double* P, double* H, double* v, double* R, int n, int m, double* xp, double* Pp) {
-    Scratch Q(area(m, m)), HT(area(n, m)), PHT(area(n, m)), K(area(n, m)), Kv(area(n, 1)), I_KH(area(n, n));
+namespace {
+
+/// Work of filter_.
+struct FilterWork {
+    Scratch Q, HT, PHT, K, Kv, I_KH;
+    InverseWork inverse;
+
+    FilterWork(Memory& memory, int n, int m)
+        : Q(memory, area(m, m)),
+          HT(memory, area(n, m)),
+          PHT(memory, area(n, m)),
+          K(memory, area(n, m)),
+          Kv(memory, area(n, 1)),
+          I_KH(memory, area(n, n)),
+          inverse(memory, m, m) {}
+};
+
+int update(double* x, double* P, double* H, double* v, double* R, int n, int m, double* xp, double* Pp,
+           const FilterWork& w) {
     std::copy_n(x, area(n, 1), xp);
 
-    matrixMultiply3_HPHT(m, n, n, H, P, Q.data(), n, n, m);
-    for (std::size_t i = 0; i < Q.size(); ++i) Q[i] = R[i] + Q[i];
-    const int info = matinv(Q.data(), m, m);
+    matrixMultiply3_HPHT(m, n, n, H, P, w.Q.data(), n, n, m);
+    for (std::size_t i = 0; i < w.Q.size(); ++i) w.Q[i] = R[i] + w.Q[i];
+    const int info = invert(w.Q.data(), m, m, w.inverse);
     if (info != 0) return info;
 
-    matrixTranspose(m, n, H, HT.data());
-    matrixMultiply(n, n, P, m, HT.data(), PHT.data());
-    matrixMultiply(n, m, PHT.data(), m, Q.data(), K.data());
-    matrixMultiply(n, m, K.data(), 1, v, Kv.data());
-    ArrayAddition(n, x, Kv.data(), xp);
+    matrixTranspose(m, n, H, w.HT.data());
+    matrixMultiply(n, n, P, m, w.HT.data(), w.PHT.data());
+    matrixMultiply(n, m, w.PHT.data(), m, w.Q.data(), w.K.data());
+    matrixMultiply(n, m, w.K.data(), 1, v, w.Kv.data());
+    ArrayAddition(n, x, w.Kv.data(), xp);
 
-    matrixMultiply(n, m, K.data(), n, H, I_KH.data());
+    matrixMultiply(n, m, w.K.data(), n, H, w.I_KH.data());
     for (int i = 0; i < n; ++i) {
-        for (int j = 0; j < n; ++j) I_KH[i * n + j] = (i == j ? 1.0 : 0.0) - I_KH[i * n + j];
+        for (int j = 0; j < n; ++j) w.I_KH[i * n + j] = (i == j ? 1.0 : 0.0) - w.I_KH[i * n + j];
     }
-    matrixMultiply(n, n, I_KH.data(), n, P, Pp);
+    matrixMultiply(n, n, w.I_KH.data(), n, P, Pp);
     return 0;
+}
+
+}  // namespace
+
+int filter_(double* x, double* P, double* H, double* v, double* R, int n, int m, double* xp, double* Pp) {
+    Memory memory("filter_");
+    const FilterWork work(memory, n, m);
+    return memory.missing() ? -1 : update(x, P, H, v, R, n, m, xp, Pp, work);
 }
 
 namespace {
 
-/// Which states and measurements take part in an update, and their indices.
+/// The indices of some rows or columns, ascending.
+struct Indices {
+    const int* at;
+    int count;
+    const int* begin() const { return at; }
+    const int* end() const { return at + count; }
+};
+constexpr int kFirst = 0;
+constexpr Indices kSingle = {&kFirst, 1};  ///< the column of a vector
+
+/// Which states and measurements take part in an update: flags of all of them, and the indices of the active ones.
 struct Selection {
-    std::vector<char> ix_non_zero, jx_non_zero;  ///< flags of all states and all measurements
-    std::vector<int> ix, jx;                     ///< indices of the active ones, ascending
+    Work<char> ix_non_zero, jx_non_zero;
+    Work<int> ix_all, jx_all;
+    int nn = 0, mm = 0;
+
+    Selection(Memory& memory, int n, int m)
+        : ix_non_zero(memory, area(n, 1)),
+          jx_non_zero(memory, area(m, 1)),
+          ix_all(memory, area(n, 1)),
+          jx_all(memory, area(m, 1)) {}
+    Indices ix() const { return {ix_all.data(), nn}; }
+    Indices jx() const { return {jx_all.data(), mm}; }
 };
 
 /// A state is active when |x| is above the threshold and its variance positive, a measurement when its variance is positive.
-Selection select_active(const double* x, const double* P, const double* R, int n, int m, double threshold) {
-    Selection active{std::vector<char>(area(n, 1)), std::vector<char>(area(m, 1)), {}, {}};
+void select_active(const double* x, const double* P, const double* R, int n, int m, double threshold,
+                   Selection& active) {
     for (int i = 0; i < n; ++i) {
         active.ix_non_zero[i] = std::fabs(x[i]) > threshold && P[i * n + i] > 0.0;
-        if (active.ix_non_zero[i]) active.ix.push_back(i);
+        if (active.ix_non_zero[i]) active.ix_all[active.nn++] = i;
     }
     for (int j = 0; j < m; ++j) {
         active.jx_non_zero[j] = R[j * m + j] > 0.0;
-        if (active.jx_non_zero[j]) active.jx.push_back(j);
+        if (active.jx_non_zero[j]) active.jx_all[active.mm++] = j;
     }
-    return active;
 }
 
 /// Copy of the rows and columns of a matrix that are listed; dense.
-Scratch gather(const double* M, int stride, const std::vector<int>& rows, const std::vector<int>& cols) {
-    Scratch block;
-    block.reserve(rows.size() * cols.size());
+void gather(const double* M, int stride, Indices rows, Indices cols, const Scratch& block) {
+    double* out = block.data();
     for (const int i : rows) {
-        for (const int j : cols) block.push_back(M[i * stride + j]);
+        for (const int j : cols) *out++ = M[i * stride + j];
     }
-    return block;
 }
 
 }  // namespace
 
 int kalman_filter(double* x, double* P, double* H, double* v, double* R, int n, int m) {
-    const Selection active = select_active(x, P, R, n, m, 1e-14);
-    const int nn = static_cast<int>(active.ix.size());
-    const int mm = static_cast<int>(active.jx.size());
-    const std::vector<int> single{0};
-    Scratch x_ = gather(x, 1, active.ix, single), P_ = gather(P, n, active.ix, active.ix);
-    Scratch H_ = gather(H, n, active.jx, active.ix), v_ = gather(v, 1, active.jx, single);
-    Scratch R_ = gather(R, m, active.jx, active.jx);
-    Scratch xp_(area(nn, 1)), Pp_(area(nn, nn));
+    return std::max(leopod::filter_active(x, P, H, v, R, n, m), -1);
+}
 
-    const int info = filter_(x_.data(), P_.data(), H_.data(), v_.data(), R_.data(), nn, mm, xp_.data(), Pp_.data());
+int leopod::filter_active(double* x, double* P, double* H, double* v, double* R, int n, int m) {
+    Memory memory("kalman_filter");
+    Selection active(memory, n, m);
+    if (memory.missing()) return kNoMemory;
+    select_active(x, P, R, n, m, 1e-14, active);
+    const int nn = active.nn, mm = active.mm;
+    const Scratch x_(memory, area(nn, 1)), P_(memory, area(nn, nn)), H_(memory, area(mm, nn));
+    const Scratch v_(memory, area(mm, 1)), R_(memory, area(mm, mm));
+    const Scratch xp_(memory, area(nn, 1)), Pp_(memory, area(nn, nn));
+    const FilterWork work(memory, nn, mm);
+    if (memory.missing()) return kNoMemory;
+    gather(x, 1, active.ix(), kSingle, x_);
+    gather(P, n, active.ix(), active.ix(), P_);
+    gather(H, n, active.jx(), active.ix(), H_);
+    gather(v, 1, active.jx(), kSingle, v_);
+    gather(R, m, active.jx(), active.jx(), R_);
+
+    const int info =
+        update(x_.data(), P_.data(), H_.data(), v_.data(), R_.data(), nn, mm, xp_.data(), Pp_.data(), work);
 
     // settled: written back whatever the outcome; after a failure the active block of P is void (zeros).
-    scatter(active.ix, nn, n, xp_, Pp_, x, P);
+    scatter(active.ix_all.data(), nn, n, xp_, Pp_, x, P);
     return info;
 }
 
-int filter_embed(double* x, double* P, double* H, double* v, double* R, int n, int m, int max_n, int max_m) {
-    if (n > max_n || m > max_m) return 0;
-    Scratch HPHT_R(area(m, m)), K_row(area(m, 1)), Pp(area(n, n)), I_KH(area(n, 1));
+namespace {
+
+/// Work of filter_embed.
+struct EmbedWork {
+    Scratch HPHT_R, K_row, Pp, I_KH;
+    InverseWork inverse;
+
+    EmbedWork(Memory& memory, int n, int m)
+        : HPHT_R(memory, area(m, m)),
+          K_row(memory, area(m, 1)),
+          Pp(memory, area(n, n)),
+          I_KH(memory, area(n, 1)),
+          inverse(memory, m, m) {}
+};
+
+void update_embed(double* x, double* P, double* H, double* v, double* R, int n, int m, int max_n, int max_m,
+                  const EmbedWork& work) {
+    const Scratch& HPHT_R = work.HPHT_R;
+    const Scratch& K_row = work.K_row;
+    const Scratch& Pp = work.Pp;
+    const Scratch& I_KH = work.I_KH;
     matrixMultiply3_HPHT(m, n, n, H, P, HPHT_R.data(), max_n, max_n, m);
     for (int i = 0; i < m; ++i) {
         for (int j = 0; j < m; ++j) HPHT_R[i * m + j] += R[i * max_m + j];
     }
-    matinv(HPHT_R.data(), m, m);  // settled: the outcome is not examined; a singular matrix is used as it is
+    // settled: the outcome is not examined; a singular matrix is used as it is
+    invert(HPHT_R.data(), m, m, work.inverse);
 
     for (int i = 0; i < n; ++i) {
         std::fill(K_row.begin(), K_row.end(), 0.0);
@@ -466,48 +599,59 @@ int filter_embed(double* x, double* P, double* H, double* v, double* R, int n, i
 
     std::fill_n(P, area(max_n, max_n), 0.0);
     for (int i = 0; i < n; ++i) std::copy_n(Pp.data() + i * n, n, P + i * max_n);
+}
+
+}  // namespace
+
+int filter_embed(double* x, double* P, double* H, double* v, double* R, int n, int m, int max_n, int max_m) {
+    if (n > max_n || m > max_m) return 0;
+    Memory memory("filter_embed");
+    const EmbedWork work(memory, n, m);
+    if (memory.missing()) return -1;
+    update_embed(x, P, H, v, R, n, m, max_n, max_m, work);
     return 0;
 }
 
 namespace {
 
 /// Moves the listed rows and columns of a matrix of row_count rows to its top left, stride kept; the rest becomes zero.
-void compact(double* M, int row_count, int stride, const std::vector<int>& rows, const std::vector<int>& cols) {
-    for (std::size_t i = 0; i < static_cast<std::size_t>(std::max(row_count, 0)); ++i) {
+void compact(double* M, int row_count, int stride, Indices rows, Indices cols) {
+    for (int i = 0; i < row_count; ++i) {
         double* row = M + i * stride;
-        if (i < rows.size()) {
-            for (std::size_t j = 0; j < cols.size(); ++j) row[j] = M[rows[i] * stride + cols[j]];
-        }
-        const std::size_t kept = i < rows.size() ? cols.size() : 0;
+        const int kept = i < rows.count ? cols.count : 0;
+        for (int j = 0; j < kept; ++j) row[j] = M[rows.at[i] * stride + cols.at[j]];
         std::fill(row + kept, row + stride, 0.0);
     }
 }
 
 /// Moves a compacted vector back to the places flagged as active, from the end so that nothing is overwritten early;
 /// `count` is the number of active places. Other places become zero.
-void expand_row(const double* from, double* to, const std::vector<char>& flags, std::size_t count) {
+void expand_row(const double* from, double* to, const Work<char>& flags, int count) {
     for (std::size_t j = flags.size(); j-- > 0;) to[j] = flags[j] ? from[--count] : 0.0;
 }
 
 }  // namespace
 
 int kalman_filter_embed(double* x, double* P, double* H, double* v, double* R, int n, int m) {
-    const Selection active = select_active(x, P, R, n, m, 1e-16);
-    const std::vector<int> single{0};
-    compact(x, n, 1, active.ix, single);
-    compact(v, m, 1, active.jx, single);
-    compact(P, n, n, active.ix, active.ix);
-    compact(H, m, n, active.jx, active.ix);
-    compact(R, m, m, active.jx, active.jx);
+    Memory memory("kalman_filter_embed");
+    Selection active(memory, n, m);
+    if (memory.missing()) return -1;
+    select_active(x, P, R, n, m, 1e-16, active);
+    const int nn = active.nn, mm = active.mm;
+    const EmbedWork work(memory, nn, mm);
+    if (memory.missing()) return -1;
+    compact(x, n, 1, active.ix(), kSingle);
+    compact(v, m, 1, active.jx(), kSingle);
+    compact(P, n, n, active.ix(), active.ix());
+    compact(H, m, n, active.jx(), active.ix());
+    compact(R, m, m, active.jx(), active.jx());
 
-    const std::size_t nn = active.ix.size();
-    const std::size_t mm = active.jx.size();
-    const int info = filter_embed(x, P, H, v, R, static_cast<int>(nn), static_cast<int>(mm), n, m);
+    update_embed(x, P, H, v, R, nn, mm, n, m, work);
 
     // settled: inactive entries come back as zeros; H and R stay compacted
     expand_row(x, x, active.ix_non_zero, nn);
     expand_row(v, v, active.jx_non_zero, mm);
-    std::size_t compacted = nn;
+    int compacted = nn;
     for (int i = n - 1; i >= 0; --i) {
         if (active.ix_non_zero[i]) {
             --compacted;
@@ -516,20 +660,25 @@ int kalman_filter_embed(double* x, double* P, double* H, double* v, double* R, i
             std::fill_n(P + i * n, n, 0.0);
         }
     }
-    return info;
+    return 0;
 }
 
 int smoother(double* xf, double* Qf, double* xb, double* Qb, int n, double* xs, double* Qs) {
-    Scratch invQf(Qf, Qf + area(n, n)), invQb(Qb, Qb + area(n, n));
-    const int info_f = matinv(invQf.data(), n, n);
-    const int info_b = matinv(invQb.data(), n, n);
+    Memory memory("smoother");
+    const Scratch invQf(memory, area(n, n)), invQb(memory, area(n, n));
+    const Scratch weighted(memory, area(n, 1)), weighted_b(memory, area(n, 1));
+    const InverseWork work(memory, n, n);
+    if (memory.missing()) return -1;
+    std::copy_n(Qf, invQf.size(), invQf.data());
+    std::copy_n(Qb, invQb.size(), invQb.data());
+    const int info_f = invert(invQf.data(), n, n, work);
+    const int info_b = invert(invQb.data(), n, n, work);
     if (info_f != 0 || info_b != 0) return -1;
 
     for (std::size_t i = 0; i < invQf.size(); ++i) Qs[i] = invQf[i] + invQb[i];
-    const int info = matinv(Qs, n, n);
+    const int info = invert(Qs, n, n, work);
     if (info != 0) return info;
 
-    Scratch weighted(area(n, 1)), weighted_b(area(n, 1));
     matrixMultiply(n, n, invQf.data(), 1, xf, weighted.data());
     matrixMultiply(n, n, invQb.data(), 1, xb, weighted_b.data());
     ArrayAddition(n, weighted.data(), weighted_b.data(), weighted.data());
@@ -543,11 +692,14 @@ namespace {
 
 constexpr int kLocalSize = 64;  ///< interpolation works on the stack up to this many points, on the heap beyond
 
-double* work_array(int n, double (&local)[kLocalSize], Scratch& heap) {
-    if (n <= kLocalSize) return local;
-    heap.resize(n);
-    return heap.data();
-}
+/// Room for the weights of that many points.
+struct WeightWork {
+    double local[kLocalSize];  // not initialised
+    Scratch heap;
+
+    WeightWork(Memory& memory, int n) : heap(memory, n > kLocalSize ? area(n, 1) : 0) {}
+    double* data() { return heap.size() == 0 ? local : heap.data(); }
+};
 
 }  // namespace
 
@@ -633,9 +785,10 @@ void barycentric_value(const double* x, const double* w, int n, const double* y,
 
 bool interpolation_Lagrange_Barycentric(double* x, double* y, const int n, double xt, double* yt) {
     if (!within_abscissae(x, n, xt)) return false;
-    double local[kLocalSize];
-    Scratch heap;
-    double* w = work_array(n, local, heap);
+    Memory memory("interpolation_Lagrange_Barycentric");
+    WeightWork weights(memory, n);
+    if (memory.missing()) return false;
+    double* const w = weights.data();
     barycentric_weights(x, n, w);
     barycentric_value(x, w, n, y, 1, xt, yt);
     return true;
@@ -678,9 +831,10 @@ void interpolation_multip_dimension(const int n, const int m, double* x, double*
         report(ULOG_ERROR_LEVEL, "interpolation_multip_dimension() error!");
         return;
     }
-    double local[kLocalSize];
-    Scratch heap;
-    double* w = work_array(n, local, heap);
+    Memory memory("interpolation_multip_dimension");
+    WeightWork weights(memory, n);
+    if (memory.missing()) return;
+    double* const w = weights.data();
     barycentric_weights(x, n, w);  // the same for all columns
     const bool within = m < 1 || within_abscissae(x, n, xt);
     for (int j = 1; j < m && !within; ++j) within_abscissae(x, n, xt);  // logs once a column
@@ -810,7 +964,9 @@ void HelmertParameter_3D(int npoints, double (*q)[3], double (*p)[3], double* pa
     constexpr int nparam = 7;
     constexpr int iter_num_max = 20;
     const int points = std::clamp(npoints, 0, INT_MAX / 3);
-    Scratch B(area(3 * points, nparam)), L(area(3 * points, 1));
+    Memory memory("HelmertParameter_3D");
+    const Scratch B(memory, area(3 * points, nparam)), L(memory, area(3 * points, 1));
+    if (memory.missing()) return;
     double state[nparam] = {0.0, 0.0, 0.0, 1.0, 0.0, 0.0, 0.0};  // tx, ty, tz, scale factor, a, b, c
     double test_convergency = 0.0;
     int iter_num = 0;

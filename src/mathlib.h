@@ -108,8 +108,8 @@ int nearest_integer(double x);
 /// \param n     stride
 /// \param indx  [out] nn pivot rows
 /// \param d     [out] +1 or -1: sign of the row permutation
-/// \return 0, or -1 for a singular matrix (bound 1e-20), A then partly decomposed.
-/// Logs at critical level when a row is null; a pivot that vanishes later is silent.
+/// \return 0, or -1 for a singular matrix (bound 1e-20), A then partly decomposed, or without memory.
+/// Logs at critical level when a row is null, at error level without memory; a pivot that vanishes later is silent.
 /// Source: Press et al., Numerical Recipes, section 2.3.
 int ludcmp(double* A, int nn, const int n, int* indx, double* d);
 
@@ -133,8 +133,8 @@ int matrix_zero_check(double* A, int n, int N);
 /// \param A   [in,out] active block nn x nn in an array of stride n
 /// \param nn  active order, at most n
 /// \param n   stride
-/// \return 0 (also for an empty block), or -1 for a singular matrix, A then untouched.
-/// Logs at warning level when it fails, besides what ludcmp logs.
+/// \return 0 (also for an empty block), or -1 for a singular matrix or without memory, A then untouched.
+/// Logs at warning level a singular matrix, besides what ludcmp logs; at error level missing memory.
 int matinv(double* A, int nn, const int n);
 
 // --- Least squares -------------------------------------------------------------------------------------------------------
@@ -147,7 +147,8 @@ int matinv(double* A, int nn, const int n);
 /// \param m  parameters
 /// \param x  [out] m parameters; may be null
 /// \param Q  [out] m x m cofactors, the inverse of the normal matrix; may be null
-/// \return the number of parameters that took part, or -1 for n < m or a singular system, x and Q then unwritten.
+/// \return the number of parameters that took part, or -1 for n < m, a singular system or missing memory, x and Q then
+///         unwritten.
 /// Logs at error level when it fails.
 int solve_lsq(double* A, double* y, const int n, const int m, double* x, double* Q);
 
@@ -158,7 +159,7 @@ int solve_lsq(double* A, double* y, const int n, const int m, double* x, double*
 /// \param n     parameters
 /// \param x     [out] n parameters; may be null
 /// \param Q     [out] n x n cofactors; may be null
-/// \return the number of parameters that took part, or -1 for a singular system, x and Q then unwritten.
+/// \return the number of parameters that took part, or -1 for a singular system or missing memory, x and Q then unwritten.
 /// Logs at error level when it fails.
 int solve_lsq_normal(double* BTWB, double* BTWL, int n, double* x, double* Q);
 
@@ -172,9 +173,9 @@ int solve_lsq_normal(double* BTWB, double* BTWL, int n, double* x, double* Q);
 /// \param R   measurement covariance, m x m
 /// \param n   states
 /// \param m   measurements
-/// \param xp  [out] updated state, n; x if the update fails
+/// \param xp  [out] updated state, n; x if the update fails (without memory unwritten)
 /// \param Pp  [out] updated covariance, n x n; unwritten if the update fails
-/// \return 0, or -1 when the innovation covariance is singular.
+/// \return 0, or -1 when the innovation covariance is singular, or without memory (logged at error level).
 int filter_(double* x, double* P, double* H, double* v, double* R, int n, int m, double* xp, double* Pp);
 
 /// Measurement update in place of the states and measurements in use. A state takes part when |x| > 1e-14 and its variance
@@ -187,7 +188,8 @@ int filter_(double* x, double* P, double* H, double* v, double* R, int n, int m,
 /// \param R  measurement covariance, m x m
 /// \param n  states
 /// \param m  measurements
-/// \return 0, or -1 when the innovation covariance is singular: x is then unchanged and P is to be discarded.
+/// \return 0, or -1 when the innovation covariance is singular: x is then unchanged and P is to be discarded; -1 also without
+///         memory (logged at error level): both are then unchanged.
 int kalman_filter(double* x, double* P, double* H, double* v, double* R, int n, int m);
 
 /// The update of filter_ in place, with strides and without a gain matrix kept whole. All of P outside the n x n block
@@ -200,7 +202,8 @@ int kalman_filter(double* x, double* P, double* H, double* v, double* R, int n, 
 /// \param n,m    states and measurements; nothing happens when one is above its limit
 /// \param max_n  stride of P and H
 /// \param max_m  stride of R
-/// \return 0, always: a singular innovation covariance is used as if it were its own inverse.
+/// \return 0: a singular innovation covariance is used as if it were its own inverse; -1, and nothing is changed, without
+///         memory (logged at error level).
 int filter_embed(double* x, double* P, double* H, double* v, double* R, int n, int m, int max_n, int max_m);
 
 /// Measurement update of the states and measurements in use, compacted in place. A state takes part when |x| > 1e-16 and
@@ -213,7 +216,7 @@ int filter_embed(double* x, double* P, double* H, double* v, double* R, int n, i
 /// \param R  [in,out] measurement covariance, m x m
 /// \param n  states
 /// \param m  measurements
-/// \return the result of filter_embed.
+/// \return 0, as filter_embed; -1, and nothing is changed, without memory (logged at error level).
 int kalman_filter_embed(double* x, double* P, double* H, double* v, double* R, int n, int m);
 
 /// Merges a forward and a backward solution, each weighted by its inverse covariance.
@@ -222,7 +225,8 @@ int kalman_filter_embed(double* x, double* P, double* H, double* v, double* R, i
 /// \param n      states
 /// \param xs     [out] merged state, n
 /// \param Qs     [out] merged covariance, n x n
-/// \return 0, or -1 when a covariance or the summed information is singular; xs is then unwritten.
+/// \return 0, or -1 when a covariance or the summed information is singular; xs is then unwritten. Also -1, and Qs
+///         unwritten too, without memory (logged at error level).
 /// Source: Fraser and Potter (1969), The optimum linear smoother as a combination of two optimum linear filters.
 int smoother(double* xf, double* Qf, double* xb, double* Qb, int n, double* xs, double* Qs);
 
@@ -250,8 +254,8 @@ double interpolation_Lagrange(double* x, double* y, int n, double xt);
 /// \param n   points
 /// \param xt  wanted abscissa
 /// \param yt  [out] value and derivative
-/// \return false, yt unwritten, when xt is out of range or there are no points.
-/// Logs at error level when xt is out of range.
+/// \return false, yt unwritten, when xt is out of range, there are no points, or no memory for more than 64 weights.
+/// Logs at error level when xt is out of range, and missing memory.
 /// Source: Berrut and Trefethen (2004), Barycentric Lagrange interpolation, SIAM Review 46, sections 4 and 9.3.
 bool interpolation_Lagrange_Barycentric(double* x, double* y, const int n, double xt, double* yt);
 
@@ -263,7 +267,8 @@ bool interpolation_Lagrange_Barycentric(double* x, double* y, const int n, doubl
 /// \param xt             wanted abscissa
 /// \param yt             [out] m values
 /// \param yt_derivative  [out] m derivatives; may be null
-/// Logs at error level when yt is null, and for each column when xt is out of range.
+/// Logs at error level when yt is null, for each column when xt is out of range, and missing memory for more than 64 weights, when
+/// nothing is written.
 void interpolation_multip_dimension(const int n, const int m, double* x, double* y, double xt, double* yt,
                                     double* yt_derivative);
 
@@ -331,9 +336,9 @@ void HelmertTransform_3D(double* p, double* param, double* q);
 /// \param npoints  pairs
 /// \param q        transformed points [m]
 /// \param p        points [m]
-/// \param param    [out] tx, ty, tz [m], k, a, b, c [rad]; unwritten when a pass fails; null: nothing happens
+/// \param param    [out] tx, ty, tz [m], k, a, b, c [rad]; unwritten when a pass fails or without memory; null: nothing happens
 /// Logs the root mean square misclosure by axis at info level, 20 or more passes at warning level, a pass that cannot be
-/// solved at error level.
+/// solved and missing memory at error level.
 void HelmertParameter_3D(int npoints, double (*q)[3], double (*p)[3], double* param);
 
 LEOPOD_END_DECLS

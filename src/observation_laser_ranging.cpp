@@ -4,7 +4,6 @@
 
 #include <cstring>
 #include <memory>
-#include <new>
 
 #include "internal.h"
 
@@ -40,9 +39,11 @@ struct TokenTable {
     std::unique_ptr<char[]> rows;
     int count = 0;
 
-    explicit TokenTable(char* line) : rows(new (std::nothrow) char[kTokens * kTokenSize]()) {
+    explicit TokenTable(char* line) {
+        leopod::Memory memory("tokenize");
+        rows = memory.take<char>(kTokens * kTokenSize);
         char separators[] = " \n";
-        if (rows) count = tokenize(line, separators, kTokens, kTokenSize, rows.get());
+        if (!memory.missing()) count = tokenize(line, separators, kTokens, kTokenSize, rows.get());
     }
     char* row(int i) const { return rows.get() + i * kTokenSize; }
     int present() const { return count < 0 ? kTokens : count; }

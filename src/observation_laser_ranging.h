@@ -13,7 +13,7 @@
 ///   1.
 /// - 100 tokens and more count as -1 for that sum, with the warning of tokenize; the fields are read from the first
 ///   100.
-/// - Without memory for the tokens nothing is read, and the sum counts as 0.
+/// - Without memory for the tokens nothing is read, the sum counts as 0, and an error is logged.
 ///
 /// Units are those of the format. `sec_of_day` is the second of the day of the session's start, or of the day after it
 /// once midnight has passed, in the station's time scale, a form of UTC.

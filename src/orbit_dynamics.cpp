@@ -17,7 +17,6 @@
 #include <cstring>
 #include <iterator>
 #include <memory>
-#include <new>
 #include <utility>
 
 #include "common_function.h"
@@ -1207,10 +1206,10 @@ namespace {
 using Array = std::unique_ptr<double[]>;
 
 /// Zeroed array; null where there is no memory.
-Array make_array(double count) {
+Array make_numbers(double count) {
     constexpr double kLimit = 1e10;
     if (!(count <= kLimit)) return nullptr;
-    return Array(new (std::nothrow) double[static_cast<std::size_t>(count)]());
+    return make_array<double>(static_cast<std::size_t>(count));
 }
 
 /// Buffers of one fit. N is NP x NP of which only the upper triangle is summed; H is 3 x NP.
@@ -1218,24 +1217,25 @@ struct FitWork {
     int nstate, np, NP, num_output, nepochs;
     Array x, dx, N, b, H, y, err, yt;
     Array abscissa, table;  ///< the trajectory: num_output rows of nstate
-    Array omc_eci, omc_arc;
+    Array omc_eci, omc_arc, column;
 };
 
 bool allocate(FitWork& w) {
-    w.x = make_array(w.NP);
-    w.dx = make_array(w.NP);
-    w.N = make_array(static_cast<double>(w.NP) * w.NP);
-    w.b = make_array(w.NP);
-    w.H = make_array(3.0 * w.NP);
-    w.y = make_array(w.nstate);
-    w.err = make_array(w.nstate);
-    w.yt = make_array(w.nstate);
-    w.abscissa = make_array(w.num_output);
-    w.table = make_array(static_cast<double>(w.num_output) * w.nstate);
-    w.omc_eci = make_array(3.0 * w.nepochs);
-    w.omc_arc = make_array(3.0 * w.nepochs);
-    for (const Array* a :
-         {&w.x, &w.dx, &w.N, &w.b, &w.H, &w.y, &w.err, &w.yt, &w.abscissa, &w.table, &w.omc_eci, &w.omc_arc}) {
+    w.x = make_numbers(w.NP);
+    w.dx = make_numbers(w.NP);
+    w.N = make_numbers(static_cast<double>(w.NP) * w.NP);
+    w.b = make_numbers(w.NP);
+    w.H = make_numbers(3.0 * w.NP);
+    w.y = make_numbers(w.nstate);
+    w.err = make_numbers(w.nstate);
+    w.yt = make_numbers(w.nstate);
+    w.abscissa = make_numbers(w.num_output);
+    w.table = make_numbers(static_cast<double>(w.num_output) * w.nstate);
+    w.omc_eci = make_numbers(3.0 * w.nepochs);
+    w.omc_arc = make_numbers(3.0 * w.nepochs);
+    w.column = make_numbers(w.nepochs);
+    for (const Array* a : {&w.x, &w.dx, &w.N, &w.b, &w.H, &w.y, &w.err, &w.yt, &w.abscissa, &w.table, &w.omc_eci,
+                           &w.omc_arc, &w.column}) {
         if (*a == nullptr) return false;
     }
     return true;
@@ -1322,22 +1322,20 @@ void form_equations(ORBIT_DYN_CONFIG* config, STATE_SPACECRAFT* state, GTime t0,
 }
 
 /// Logs mean, scatter and rms of the residuals along, radial, cross; the rms go to the solution.
-bool report_residuals(const FitWork& w, SOLUTION_ORBITFIT* sln) {
+void report_residuals(const FitWork& w, SOLUTION_ORBITFIT* sln) {
     constexpr double kOutlier = 1000000.0;  // [m]
-    Array column = make_array(w.nepochs);
-    if (column == nullptr) return false;
+    double* const column = w.column.get();
     double rms[3], scatter[3], mean[3];
     for (int c = 0; c < 3; ++c) {
         for (int k = 0; k < w.nepochs; ++k) column[k] = w.omc_arc[3 * static_cast<std::size_t>(k) + c];
-        rms[c] = get_rms(column.get(), w.nepochs, kOutlier);
-        scatter[c] = get_std(column.get(), w.nepochs, kOutlier);
-        mean[c] = get_mean(column.get(), w.nepochs, kOutlier);
+        rms[c] = get_rms(column, w.nepochs, kOutlier);
+        scatter[c] = get_std(column, w.nepochs, kOutlier);
+        mean[c] = get_mean(column, w.nepochs, kOutlier);
     }
     if (sln != nullptr) std::copy_n(rms, 3, sln->rms_acr);
     report(ULOG_INFO_LEVEL, "fit RMS[ARC] = %12.6lf %12.6lf %12.6lf", rms[0], rms[1], rms[2]);
     report(ULOG_INFO_LEVEL, "fit STD[ARC] = %12.6lf %12.6lf %12.6lf", scatter[0], scatter[1], scatter[2]);
     report(ULOG_INFO_LEVEL, "fit AVG[ARC] = %12.6lf %12.6lf %12.6lf", mean[0], mean[1], mean[2]);
-    return true;
 }
 
 }  // namespace
@@ -1384,11 +1382,13 @@ bool orbit_fit(ORBIT_DYN_CONFIG* ptr_orb_config, STATE_SPACECRAFT* state_spacecr
         form_equations(config, state, t0, epoch_utc, orb_posvel_eci, w);
         report(ULOG_INFO_LEVEL,
                "lsq solution to the corrections of initial position, velocity and empirical force parameters");
-        if (solve_lsq_normal(w.N.get(), w.b.get(), w.NP, w.dx.get(), nullptr) == -1) {
+        const int solved = solve_normal(w.N.get(), w.b.get(), w.NP, w.dx.get(), nullptr);
+        if (solved == kNoMemory) return false;
+        if (solved == -1) {
             report(ULOG_ERROR_LEVEL, "solve_lsq_normal_equation error! \n stopping!");
             stop();
         }
-        if (!report_residuals(w, sln_fit)) return false;
+        report_residuals(w, sln_fit);
         const double test = std::sqrt(norm2(w.NP, w.dx.get()) / w.NP);
         report(ULOG_INFO_LEVEL, "test_convergence[loss function]=%8.6E,threshold=%8.6E", test, kThreshold);
         if (test < kThreshold) {  // settled: the last correction is not applied
@@ -1585,43 +1585,42 @@ GTime utc_of_list(double seconds) {
     return gtimeChangeTimeSystem(gtimeAddSec(base, seconds), tsUTC);
 }
 
-/// Everything that a driver allocates. The library's globals point into it until release().
+/// What a driver allocates first. The library's globals point into it from lend() until release().
 struct DriverStores {
-    std::unique_ptr<EOPREC[]> eop;
-    std::unique_ptr<EPH_HEADER_JPL> header;
-    std::unique_ptr<EPH_RECORD_JPL[]> records;
-    std::unique_ptr<ORBIT_DYN_CONFIG> config;
-    std::unique_ptr<STATE_SPACECRAFT> state;
+    static constexpr int kNumRecords = 5000;
+    Work<EOPREC> eop;
+    Work<EPH_HEADER_JPL> header;
+    Work<EPH_RECORD_JPL> records;
+    Work<ORBIT_DYN_CONFIG> config;
+    Work<STATE_SPACECRAFT> state;
+
+    explicit DriverStores(Memory& memory)
+        : eop(memory, MAXSIZE_EOP + 1),
+          header(memory, 1),
+          records(memory, kNumRecords),
+          config(memory, 1),
+          state(memory, 1) {}
 };
 
-/// Zeroed stores, the globals pointed at those that are read from files.
-DriverStores make_stores() {
-    constexpr int kNumRecords = 5000;
-    DriverStores s;
-    s.eop = std::make_unique<EOPREC[]>(MAXSIZE_EOP + 1);
-    s.header = std::make_unique<EPH_HEADER_JPL>();
-    s.records = std::make_unique<EPH_RECORD_JPL[]>(kNumRecords);
-    s.config = std::make_unique<ORBIT_DYN_CONFIG>();
-    s.state = std::make_unique<STATE_SPACECRAFT>();
+/// Points the globals at the stores that are read from files.
+void lend(const DriverStores& s) {
     initialize_global_earth_rotation_param();
     initialize_global_eph_planet();
-    g_eop_storage = s.eop.get();
-    g_eph_header = s.header.get();
-    g_ephData_storage = s.records.get();
-    return s;
+    g_eop_storage = s.eop.data();
+    g_eph_header = s.header.data();
+    g_ephData_storage = s.records.data();
 }
 
-bool load_planets(const char* filename, DriverStores& s) {
-    return load_eph_storage_file(name_of(filename), s.header.get(), s.records.get());
+bool load_planets(const char* filename, const DriverStores& s) {
+    return load_eph_storage_file(name_of(filename), s.header.data(), s.records.data());
 }
 
-/// Frees the stores; no global points into them afterwards.
-void release(DriverStores& s) {
+/// No global points into the stores afterwards.
+void release() {
     initialize_global_earth_rotation_param();
     initialize_global_eph_planet();
     g_orbitdyn_config = nullptr;
     g_satellite_state = nullptr;
-    s = DriverStores();
 }
 
 /// Integrated records with their abscissae.
@@ -1638,8 +1637,8 @@ Trajectory make_trajectory(double arc, double interval) {
     Trajectory out{};
     if (count >= 1.0 && count <= kMaxCount) {
         out.count = static_cast<int>(count);
-        out.states.reset(new (std::nothrow) STATE_SPACECRAFT[static_cast<std::size_t>(out.count)]);
-        out.abscissa = make_array(out.count);
+        out.states = make_array<STATE_SPACECRAFT>(static_cast<std::size_t>(out.count));
+        out.abscissa = make_numbers(out.count);
     }
     if (out.states == nullptr || out.abscissa == nullptr) {
         report(ULOG_ERROR_LEVEL, "orbit intergation state memory allocation error!");
@@ -1649,9 +1648,9 @@ Trajectory make_trajectory(double arc, double interval) {
 }
 
 /// Integrates from the driver's state and fills the records.
-void integrate_trajectory(DriverStores& s, Trajectory& out) {
-    ORBIT_DYN_CONFIG* const config = s.config.get();
-    STATE_SPACECRAFT* const state = s.state.get();
+void integrate_trajectory(const DriverStores& s, Trajectory& out) {
+    ORBIT_DYN_CONFIG* const config = s.config.data();
+    STATE_SPACECRAFT* const state = s.state.data();
     static double y[NSTATE_MAX], err[NSTATE_MAX];
     const int nstate = config->nstate;
     double step = config->step_size;
@@ -1683,7 +1682,7 @@ void write_row(std::FILE* file, double x, GTime start, double* y, double* dy) {
                  0.0, 0.0, 0.0, 0.0, 0.0, 0.0, 0.0, 0.0, 0.0);
 }
 
-void write_trajectory(std::FILE* file, DriverStores& s, Trajectory& trajectory) {
+void write_trajectory(std::FILE* file, const DriverStores& s, Trajectory& trajectory) {
     constexpr int kMargin = 5;  // the ends of the interpolation are left out
     constexpr double kStep = 0.02;
     double* const xx = trajectory.abscissa.get();
@@ -1694,8 +1693,8 @@ void write_trajectory(std::FILE* file, DriverStores& s, Trajectory& trajectory) 
     for (int i = 1; i < rows; ++i) {  // settled: row 0 is not written
         const double x = xx[first] + i * kStep;
         double y[9], dy[9];
-        interpolate_pos_vel_acc(s.config.get(), trajectory.states.get(), xx, trajectory.count, x, y, dy);
-        write_row(file, x, s.state->utc_start, y, dy);
+        interpolate_pos_vel_acc(s.config.data(), trajectory.states.get(), xx, trajectory.count, x, y, dy);
+        write_row(file, x, s.state[0].utc_start, y, dy);
     }
 }
 
@@ -1703,36 +1702,39 @@ void write_trajectory(std::FILE* file, DriverStores& s, Trajectory& trajectory) 
 
 void test_orbit_simulation(char* orbit_dynamics_config_filename, char* output_orb_filename) {
     constexpr double kArc = 90000.0;  // [s]
+    Memory memory("test_orbit_simulation");
+    const DriverStores s(memory);
+    if (memory.missing()) return;
     std::FILE* const file = output_orb_filename != nullptr ? std::fopen(output_orb_filename, "w") : nullptr;
     if (file == nullptr) {
         report(ULOG_ERROR_LEVEL, "output orbit file (%s) open failed!",
                output_orb_filename != nullptr ? output_orb_filename : "");
         return;
     }
-    DriverStores s = make_stores();
+    lend(s);
     initialize_global_earth_gravity();
     load_eop_storage_rapid(name_of(""));  // settled: no name, so the orientation stays zero
     load_earth_coef_EGM(name_of("testdata/EGM2008.txt"));
     load_planets("testdata/ascp1950_438.data", s);
-    readfile_orbitdynamics_config(orbit_dynamics_config_filename, s.config.get());
-    initialize_state_spacecraft(s.config.get(), s.state.get());
-    g_orbitdyn_config = s.config.get();
-    g_satellite_state = s.state.get();
+    readfile_orbitdynamics_config(orbit_dynamics_config_filename, s.config.data());
+    initialize_state_spacecraft(s.config.data(), s.state.data());
+    g_orbitdyn_config = s.config.data();
+    g_satellite_state = s.state.data();
 
     constexpr double kPosition[3] = {-6087601.409276824, -3074325.849287398, -894239.5546354894};
     constexpr double kVelocity[3] = {-799.5501204406756, -561.8395018813569, 7549.745796520129};
-    s.state->utc_start = utc_of_list(600868800.0);
-    s.state->sec_since_start = 0.0;
-    std::copy_n(kPosition, 3, s.state->pos_eci);
-    std::copy_n(kVelocity, 3, s.state->vel_eci);
-    compute_acc_all(s.config.get(), s.state.get());
-    Trajectory trajectory = make_trajectory(kArc, s.config->output_interval);
+    s.state[0].utc_start = utc_of_list(600868800.0);
+    s.state[0].sec_since_start = 0.0;
+    std::copy_n(kPosition, 3, s.state[0].pos_eci);
+    std::copy_n(kVelocity, 3, s.state[0].vel_eci);
+    compute_acc_all(s.config.data(), s.state.data());
+    Trajectory trajectory = make_trajectory(kArc, s.config[0].output_interval);
     if (has_window(trajectory.count)) {
         integrate_trajectory(s, trajectory);
         write_trajectory(file, s, trajectory);
     }
     std::fclose(file);
-    release(s);
+    release();
 }
 
 int test_orbit_fit_data(GTime* epochs_utc, double (*pos_eci)[3]) {
@@ -1750,19 +1752,22 @@ int test_orbit_fit_data(GTime* epochs_utc, double (*pos_eci)[3]) {
 
 void test_orbit_fit(void) {
     constexpr int kRoom = 1500, kStartRows = 8;
-    DriverStores s = make_stores();
+    Memory memory("test_orbit_fit");
+    const Work<GTime> epochs(memory, kRoom);
+    const auto positions = memory.take<double[3]>(kRoom);
+    const DriverStores s(memory);
+    if (memory.missing()) return;
+    lend(s);
     initialize_global_earth_gravity();
     const bool eop_ok = load_eop_storage(name_of("example/eopc04_IAU2000.1962-now"));
     const bool jpleph_ok = load_planets("example/ascp1950_438.data", s);
     const bool egm_ok = load_earth_coef_EGM(name_of("example/EGM2008.txt"));
     report(ULOG_INFO_LEVEL, "eop_ok=%d egm_ok=%d jpleph_ok=%d\n", eop_ok, egm_ok, jpleph_ok);
-    initialize_orbit_config(s.config.get());
-    initialize_state_spacecraft(s.config.get(), s.state.get());
+    initialize_orbit_config(s.config.data());
+    initialize_state_spacecraft(s.config.data(), s.state.data());
 
-    const auto epochs = std::make_unique<GTime[]>(kRoom);
-    const auto positions = std::make_unique<double[][3]>(kRoom);
-    const int n = test_orbit_fit_data(epochs.get(), positions.get());
-    STATE_SPACECRAFT* const state = s.state.get();
+    const int n = test_orbit_fit_data(epochs.data(), positions.get());
+    STATE_SPACECRAFT* const state = s.state.data();
     for (int axis = 0; axis < 3; ++axis) {
         double t[kStartRows], x[kStartRows], value_and_rate[2] = {};
         for (int i = 0; i < kStartRows; ++i) {
@@ -1778,28 +1783,31 @@ void test_orbit_fit(void) {
     std::printf("%ld %14.8f %18.12f %18.12f %18.12f %18.14f %18.14f %18.14f\n", state->utc_start.time.mjd,
                 state->utc_start.time.sod, state->pos_eci[0], state->pos_eci[1], state->pos_eci[2], state->vel_eci[0],
                 state->vel_eci[1], state->vel_eci[2]);
-    orbit_fit(s.config.get(), state, epochs[n - 1], n, epochs.get(), positions.get(), nullptr);
-    release(s);
+    orbit_fit(s.config.data(), state, epochs[n - 1], n, epochs.data(), positions.get(), nullptr);
+    release();
 }
 
 void test_orbit_integrate(void) {
-    DriverStores s = make_stores();
+    Memory memory("test_orbit_integrate");
+    const DriverStores s(memory);
+    if (memory.missing()) return;
+    lend(s);
     load_eop_storage_rapid(name_of("testdata/finals.data.iau2000.txt"));
     load_planets("testdata/ascp1950_438.data", s);
-    initialize_orbit_config(s.config.get());
-    initialize_state_spacecraft(s.config.get(), s.state.get());
+    initialize_orbit_config(s.config.data());
+    initialize_state_spacecraft(s.config.data(), s.state.data());
     constexpr double kPosition[3] = {13153735.676988928, -16188453.132377332, -20998245.257834096};
     constexpr double kVelocity[3] = {1328.7321063596385, 3060.7259101726518, -1527.978362402242};
-    STATE_SPACECRAFT* const state = s.state.get();
+    STATE_SPACECRAFT* const state = s.state.data();
     state->utc_start = mjd2GTime(tsUTC, 57454.24980324074);
     state->sec_since_start = 0.0;
     std::copy_n(kPosition, 3, state->pos_eci);
     std::copy_n(kVelocity, 3, state->vel_eci);
     char before[100] = {}, after[100] = {};  // labels for a debugger; nothing is printed
     gtime2str(state->utc_start, before);
-    orbit_integrate(s.config.get(), state, 300.0, 20.0);
+    orbit_integrate(s.config.data(), state, 300.0, 20.0);
     gtime2str(gtimeAddSec(state->utc_start, state->sec_since_start), after);
-    release(s);
+    release();
 }
 
 void test_orbit_integrate_embed(void) {

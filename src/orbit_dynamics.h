@@ -441,7 +441,8 @@ void readfile_orbitdynamics_config(char* orbitdynamic_config_filename, ORBIT_DYN
 /// testdata/ascp1950_438.data; the Earth's orientation is zero. Prints the counts.
 /// \param orbit_dynamics_config_filename  configuration file
 /// \param output_orb_filename             file to write
-/// Logs at error level: an output file that cannot be opened, fewer than 17 records (no rows).
+/// Logs at error level: an output file that cannot be opened, missing memory for the stores (nothing is done either way), fewer than
+/// 17 records (no rows).
 /// Ends the process, logged at error level: no memory for the records; a configuration file that cannot be opened.
 void test_orbit_simulation(char* orbit_dynamics_config_filename, char* output_orb_filename);
 
@@ -453,11 +454,11 @@ int test_orbit_fit_data(GTime* epochs_utc, double (*pos_eci)[3]);
 
 /// Fits the built-in positions with the ground defaults. Reads example/eopc04_IAU2000.1962-now, example/EGM2008.txt and
 /// example/ascp1950_438.data. Prints the start; the outcome is logged as by orbit_fit.
-/// Logs at info level which files were read.
+/// Logs at info level which files were read; at error level missing memory, when nothing is done.
 void test_orbit_fit(void);
 
 /// Integrates a built-in state over 300 s with the field as it stands. Reads testdata/finals.data.iau2000.txt and
-/// testdata/ascp1950_438.data.
+/// testdata/ascp1950_438.data. Logs at error level missing memory, when nothing is done.
 void test_orbit_integrate(void);
 
 /// Set-up of the on-board path from the built-in tables; stops before integrating. The globals stay valid.

@@ -7,7 +7,6 @@
 #include <cstdlib>
 #include <cstring>
 #include <iterator>
-#include <memory>
 
 #include "earth_gravity.h"
 #include "epoch_model.h"
@@ -594,11 +593,12 @@ bool solve_clk_offset(RUNTIME_POD_EMBED* pod, leopod::ModelEpoch& epoch) {
     double V[kMaxRows] = {};
     update_temperal_clock_solution(pod);
     update_measurement(pod, epoch, H, R, V, kMaxRows, MAXNUM_X);
-    kalman_filter(pod->X, pod->DX, H, V, R, MAXNUM_X, kMaxRows);
+    // the outcome is not examined, but for missing memory, which leaves X and DX as predicted
+    const bool filtered = leopod::filter_active(pod->X, pod->DX, H, V, R, MAXNUM_X, kMaxRows) != leopod::kNoMemory;
     constexpr int iteration = 1;
     const int nobs = update_measurement(pod, epoch, H, R, V, kMaxRows, MAXNUM_X);
     report_residuals(iteration, nobs, V);
-    return true;
+    return filtered;
 }
 
 }  // namespace
@@ -841,16 +841,19 @@ void update_measurement_orbit_solution(void) {}
 
 bool orbit_dynamic_filter(RUNTIME_POD_EMBED* runtime_pod) {
     const double cor_time = 600.0;  // [s]
+    leopod::Memory memory("orbit_dynamic_filter");
+    const leopod::Work<double> H(memory, 3 * MAXNUM_DYN_X), X_dyn(memory, MAXNUM_DYN_X);
+    if (memory.missing()) return false;
+    std::copy_n(runtime_pod->X_dyn, MAXNUM_DYN_X, X_dyn.data());
     STATE_SPACECRAFT& state = runtime_pod->state_satellite;
     const double duration_dynamic_filter = state.sec_since_start;
     double obs_pos[3];
     for (int c = 0; c < 3; ++c) {
         obs_pos[c] = -state.pos_eci[c];
-        runtime_pod->X_dyn[c] = state.pos_eci[c];
-        runtime_pod->X_dyn[3 + c] = state.vel_eci[c];
-        runtime_pod->X_dyn[6 + c] *= std::exp(-std::fabs(duration_dynamic_filter) / cor_time);
+        X_dyn[c] = state.pos_eci[c];
+        X_dyn[3 + c] = state.vel_eci[c];
+        X_dyn[6 + c] *= std::exp(-std::fabs(duration_dynamic_filter) / cor_time);
     }
-    const auto H = std::make_unique<double[]>(3 * MAXNUM_DYN_X);
     double R_obs[9] = {};
     for (int r = 0; r < 3; ++r) {
         R_obs[r * 3 + r] = runtime_pod->DX[r * MAXNUM_X + r];
@@ -858,7 +861,10 @@ bool orbit_dynamic_filter(RUNTIME_POD_EMBED* runtime_pod) {
         const double* partials = state.S + r * MAXNUM_FM_PARAM_TOTAL;  // position by parameters
         for (int c = 0; c < MAXNUM_FM_PARM_EMP; ++c) H[r * MAXNUM_DYN_X + 6 + c] = partials[c] * 1000.0;
     }
-    return kalman_filter_embed(runtime_pod->X_dyn, runtime_pod->DX_dyn, H.get(), obs_pos, R_obs, MAXNUM_DYN_X, 3) == 0;
+    if (kalman_filter_embed(X_dyn.data(), runtime_pod->DX_dyn, H.data(), obs_pos, R_obs, MAXNUM_DYN_X, 3) != 0)
+        return false;
+    std::copy_n(X_dyn.data(), MAXNUM_DYN_X, runtime_pod->X_dyn);
+    return true;
 }
 
 void output_observation_embed(OBSDATA_EPOCH* obsdata, char* outputstr) {

@@ -150,8 +150,8 @@ int get_index_param_pod_embed(PARAM_TYPE pt, sysGNSS satsys, int prn, int ifreq,
 /// Carrier-phase stage: state set-up, one measurement update, post-fit residuals. Its solver allocates for the call.
 /// \param obsdata      not read; the epoch of the record counts
 /// \param runtime_pod  the record; X and DX are updated
-/// \return true; the outcome of the filter is not examined
-/// Logs at debug level: the residuals [m]. Ends the process as update_temperal_clock_solution does.
+/// \return true, the outcome of the filter is not examined; false without memory for the filter, X and DX then as predicted
+/// Logs at debug level: the residuals [m]; at error level: missing memory. Ends the process as update_temperal_clock_solution does.
 bool pod_embed_solve_clk_offset(OBSDATA_EPOCH* obsdata, RUNTIME_POD_EMBED* runtime_pod);
 
 /// State set-up of the carrier-phase stage: get_initial_pos_vel_clk, then get_initial_ambiguity_test.
@@ -199,7 +199,7 @@ void update_measurement_orbit_solution(void);
 /// Measurement update of the dynamic filter X_dyn, DX_dyn with the arc's state; the first three empirical terms decay with a correlation
 /// time of 600 s. Unfinished, not called by the library.
 /// \param runtime_pod  the record
-/// \return true if the filter reports success
+/// \return true if the filter reports success; false without memory (logged as error), the record then as it was
 bool orbit_dynamic_filter(RUNTIME_POD_EMBED* runtime_pod);
 
 /// Prints an epoch as text: a head line ">>time satellites", then one line a satellite with its name and the values of all its records.

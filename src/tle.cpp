@@ -8,7 +8,6 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <memory>
 
 #include "earth_rotation_param.h"
 #include "iau_function.h"
@@ -544,9 +543,11 @@ void tle_test(void) {
     constexpr char kFile[] = "testdata/finals.data.iau2000.txt";
     constexpr char kLine1[] = "1 00005U 58002B   00179.78495062  .00000023  00000-0  28098-4 0  4753";
     constexpr char kLine2[] = "2 00005  34.2682 348.7242 1859667 331.7664  19.3264 10.82419157413667";
-    const auto store = std::make_unique<EOPREC[]>(MAXSIZE_EOP + 1);
+    leopod::Memory memory("tle_test");
+    const leopod::Work<EOPREC> store(memory, MAXSIZE_EOP + 1);
+    if (memory.missing()) return;
     initialize_global_earth_rotation_param();
-    g_eop_storage = store.get();
+    g_eop_storage = store.data();
     char name[sizeof kFile];
     std::memcpy(name, kFile, sizeof kFile);
     if (load_eop_storage_rapid(name)) {

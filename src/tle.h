@@ -154,7 +154,7 @@ void teme2ecef(double mjd_utc, double leapsec, double ut1mutc, double pmx, doubl
 /// Propagates a built-in element set of satellite 00005 by three days, converts it and prints the states: TEME, Earth-fixed,
 /// GCRS, and Earth-fixed again. Reads testdata/finals.data.iau2000.txt, a rapid file of earth orientation; outside its dates
 /// UT1 = UTC and no polar motion. Uses the global store of earth orientation and leaves it empty.
-/// Logged at error level: an absent file; nothing is printed then.
+/// Logged at error level: an absent file, missing memory; nothing is printed then.
 void tle_test(void);
 
 LEOPOD_END_DECLS
