@@ -3,6 +3,7 @@
 #ifndef LEOPOD_TESTS_HOST_SUPPORT_H
 #define LEOPOD_TESTS_HOST_SUPPORT_H
 
+#include <algorithm>
 #include <cmath>
 #include <map>
 #include <regex>
@@ -12,8 +13,44 @@
 namespace support {
 
 inline const std::string kProgram = std::string(LEOPOD_BINARY_DIR) + "/host/leopod";
+inline const std::string kExamples = std::string(LEOPOD_SOURCE_DIR) + "/examples/";
+inline const std::string kDemo = kExamples + "data/demo_";
+/// Options of `run` for the demo arc, whose platform looks down.
+inline const std::string kDemoRun = "--embedded --obs " + kDemo + "bds.obs --nav " + kDemo + "bds.nav";
+inline const std::string kDemoAttitude = " --att " + kDemo + "att_zdown.txt";
+
+/// A test of the program; without it the test is skipped.
+class HostTest : public testing::Test {
+  protected:
+    void SetUp() override {
+        if (!std::filesystem::exists(kProgram)) GTEST_SKIP() << "the host program is not built";
+    }
+};
 
 inline Outcome leopod(const std::string& arguments) { return capture(kProgram + " " + arguments); }
+
+/// Runs the program on input that it can use.
+inline Outcome leopod_ok(const std::string& arguments) {
+    const Outcome o = leopod(arguments);
+    EXPECT_EQ(o.status, 0) << arguments << "\n" << o.text;
+    return o;
+}
+
+/// Runs a subcommand on input that it cannot use: each time it ends with status 2 and one line that holds a text.
+inline void expect_refusals(const std::string& subcommand,
+                            const std::vector<std::pair<std::string, std::string>>& options_and_text) {
+    for (const auto& [options, text] : options_and_text) {
+        const Outcome o = leopod(subcommand + " " + options);
+        EXPECT_EQ(o.status, 2) << options << "\n" << o.text;
+        EXPECT_NE(o.text.find(text), std::string::npos) << options << "\n" << o.text;
+        EXPECT_EQ(std::count(o.text.begin(), o.text.end(), '\n'), 1) << options << "\n" << o.text;
+    }
+}
+
+/// Path of a file in the test's directory.
+inline std::string out(const std::string& name) { return (temp_dir() / name).string(); }
+
+inline bool holds(const std::string& text, const std::string& part) { return text.find(part) != std::string::npos; }
 
 /// The first number captured by a pattern in the text; NaN without a match.
 inline double number(const std::string& text, const std::string& pattern) {
@@ -21,31 +58,57 @@ inline double number(const std::string& text, const std::string& pattern) {
     return std::regex_search(text, match, std::regex(pattern)) ? std::stod(match[1]) : std::nan("");
 }
 
-/// Solved epochs of an output file: second of day to a row of named columns.
+/// A row of a CSV by the names of its columns.
+struct Row : std::map<std::string, std::string> {
+    /// A number; NaN where the field is empty or a text.
+    double value(const std::string& column) const {
+        char* end = nullptr;
+        const double v = std::strtod(at(column).c_str(), &end);
+        return end != at(column).c_str() && *end == '\0' ? v : std::nan("");
+    }
+};
+
+inline std::vector<std::string> csv_fields(const std::string& line) {
+    std::vector<std::string> fields{""};
+    bool quoted = false;
+    for (const char c : line) {
+        if (c == '"') {
+            quoted = !quoted;
+        } else if (c == ',' && !quoted) {
+            fields.emplace_back();
+        } else {
+            fields.back() += c;
+        }
+    }
+    return fields;
+}
+
+/// Rows of a CSV with a header; each must have all columns, unless the file comes from elsewhere.
+inline std::vector<Row> parse_csv(const std::string& text, bool complete = true) {
+    std::vector<Row> rows;
+    std::stringstream in(text);
+    std::string line;
+    std::getline(in, line);
+    const std::vector<std::string> names = csv_fields(line);
+    while (std::getline(in, line)) {
+        const std::vector<std::string> fields = csv_fields(line);
+        EXPECT_TRUE(!complete || fields.size() == names.size()) << line;
+        rows.emplace_back();
+        for (std::size_t i = 0; i < std::min(fields.size(), names.size()); ++i) rows.back()[names[i]] = fields[i];
+    }
+    return rows;
+}
+inline std::vector<Row> read_csv(const std::string& file) { return parse_csv(read_file(file)); }
+
+/// Numbers of a CSV: second of day (or the first column) to the columns that have one there.
 inline std::map<double, std::map<std::string, double>> read_rows(const std::string& file) {
     std::map<double, std::map<std::string, double>> rows;
-    std::ifstream in(file);
-    std::string line;
-    std::vector<std::string> names;
-    while (std::getline(in, line)) {
-        std::vector<std::string> fields;
-        std::stringstream stream(line);
-        std::string field;
-        while (std::getline(stream, field, ',')) fields.push_back(field);
-        if (names.empty()) {
-            names = fields;
-            continue;
-        }
-        std::map<std::string, double> row;
-        for (std::size_t i = 0; i < fields.size() && i < names.size(); ++i) {
-            char* end = nullptr;
-            const double value = std::strtod(fields[i].c_str(), &end);
-            if (end != fields[i].c_str() && *end == '\0') row[names[i]] = value;
-        }
-        if (row.count("sod_gpst") != 0) {
-            rows[row["sod_gpst"]] = row;
-        } else if (!row.empty()) {
-            rows[row[names[0]]] = row;
+    const std::string text = read_file(file);
+    const std::string first = text.substr(0, text.find_first_of(",\n"));
+    for (const Row& row : parse_csv(text, false)) {
+        const double key = row.value(row.count("sod_gpst") != 0 ? "sod_gpst" : first);
+        for (const auto& [name, field] : row) {
+            if (const double v = row.value(name); !std::isnan(v)) rows[key][name] = v;
         }
     }
     return rows;
