@@ -36,11 +36,11 @@ inline Outcome leopod_ok(const std::string& arguments) {
     return o;
 }
 
-/// Runs a subcommand on input that it cannot use: each time it ends with status 2 and one line that holds a text.
+/// Runs a subcommand on input that it cannot use: each time it ends with status 2 and one line on standard error that holds a text.
 inline void expect_refusals(const std::string& subcommand,
                             const std::vector<std::pair<std::string, std::string>>& options_and_text) {
     for (const auto& [options, text] : options_and_text) {
-        const Outcome o = leopod(subcommand + " " + options);
+        const Outcome o = capture("{ " + kProgram + " " + subcommand + " " + options + " >/dev/null; }");
         EXPECT_EQ(o.status, 2) << options << "\n" << o.text;
         EXPECT_NE(o.text.find(text), std::string::npos) << options << "\n" << o.text;
         const std::string said = o.text.substr(0, o.text.find("Run with --help"));
