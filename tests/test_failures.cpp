@@ -24,87 +24,53 @@ std::vector<Path> sources() {
 
 std::string one_blank(const std::string& text) {
     const std::string joined = std::regex_replace(text, std::regex("\\s+"), " ");
-    const std::size_t first = joined.find_first_not_of(' ');
-    return first == std::string::npos ? "" : joined.substr(first, joined.find_last_not_of(' ') - first + 1);
+    return std::regex_replace(joined, std::regex("^ | $"), "");
 }
 
-/// Position behind the literal (or character) that begins at `i`.
-std::size_t behind_literal(const std::string& code, std::size_t i) {
-    const char quote = code[i];
-    for (++i; i < code.size() && code[i] != quote; ++i) i += code[i] == '\\';
-    return i + 1;
-}
+/// A source file without comments, its literals numbered: a text of the code holds "7" where the eighth one stands.
+struct Code {
+    std::string text;
+    std::vector<std::string> literals;  ///< neighbours joined, escapes resolved, as a reader of the log sees them
 
-bool is_literal(const std::string& code, std::size_t i) {
-    return code[i] == '"' || (code[i] == '\'' && i > 0 && std::isdigit(static_cast<unsigned char>(code[i - 1])) == 0);
-}
-
-/// A source file with its comments blanked out.
-std::string code_of(const Path& file) {
-    std::string code = support::read_file(file);
-    for (std::size_t i = 0; i < code.size();) {
-        if (is_literal(code, i)) {
-            i = behind_literal(code, i);
-        } else if (code.compare(i, 2, "//") == 0) {
-            while (i < code.size() && code[i] != '\n') code[i++] = ' ';
-        } else {
-            ++i;
-        }
-    }
-    return code;
-}
-
-/// String literals of a piece of code, neighbours joined, escapes resolved, as a reader of the log sees them.
-std::vector<std::string> literals(const std::string& code) {
-    std::vector<std::string> all;
-    std::size_t end = std::string::npos;
-    for (std::size_t i = 0; i < code.size();) {
-        if (!is_literal(code, i)) {
-            ++i;
-            continue;
-        }
-        const std::size_t next = behind_literal(code, i);
-        std::string text = code.substr(i + 1, next - i - 2);
-        text = std::regex_replace(text, std::regex(R"(\\n)"), " ");
-        text = std::regex_replace(text, std::regex(R"(\\(.))"), "$1");
-        const bool joined = end != std::string::npos && one_blank(code.substr(end, i - end)).empty();
-        if (code[i] == '"' && joined) {
-            all.back() += text;
-        } else if (code[i] == '"') {
-            all.push_back(text);
-        }
-        end = next;
-        i = next;
-    }
-    for (std::string& text : all) text = one_blank(std::regex_replace(text, std::regex("%%"), "%"));
-    return all;
-}
-
-struct Call {
-    std::string function, arguments;
-    std::size_t begin, end;
-};
-
-/// Calls of the listed functions, in order.
-std::vector<Call> calls(const std::string& code, const std::string& functions) {
-    std::vector<Call> found;
-    const std::regex pattern("\\b(" + functions + ")\\(");
-    for (std::sregex_iterator it(code.begin(), code.end(), pattern), last; it != last; ++it) {
-        const auto open = static_cast<std::size_t>(it->position() + it->length());
-        int depth = 1;
-        std::size_t i = open;
-        while (i < code.size() && depth > 0) {
-            if (is_literal(code, i)) {
-                i = behind_literal(code, i);
-                continue;
+    explicit Code(const Path& file) {
+        const std::string all = support::read_file(file);
+        const std::regex token(R"(("(?:[^"\\]|\\.)*"\s*)+|'(?:[^'\\]|\\.)'|//[^\n]*|[^"'/\n]+|[^])");
+        const std::regex literal(R"x("((?:[^"\\]|\\.)*)")x"), newline(R"(\\n)"), escape(R"(\\(.))");
+        for (std::sregex_iterator it(all.begin(), all.end(), token), last; it != last; ++it) {
+            const std::string piece = it->str();
+            if (piece[0] == '"') {
+                text += "\"" + std::to_string(literals.size()) + "\"";
+                std::string joined;
+                for (std::sregex_iterator part(piece.begin(), piece.end(), literal); part != last; ++part)
+                    joined += (*part)[1];
+                joined = std::regex_replace(std::regex_replace(joined, newline, " "), escape, "$1");
+                literals.push_back(one_blank(std::regex_replace(joined, std::regex("%%"), "%")));
+            } else if (piece[0] != '\'' && piece.compare(0, 2, "//") != 0) {
+                text += piece;
             }
-            depth += code[i] == '(' ? 1 : code[i] == ')' ? -1 : 0;
-            ++i;
         }
-        found.push_back({(*it)[1], code.substr(open, i - open - 1), static_cast<std::size_t>(it->position()), i});
     }
-    return found;
-}
+
+    struct Call {
+        std::string function, arguments;
+        std::vector<std::string> texts;
+        bool definition;  ///< of a function that does not return: the calls of it count
+    };
+    /// Calls of the listed functions, in order.
+    std::vector<Call> calls(const std::string& functions) const {
+        std::vector<Call> found;
+        const std::regex pattern(R"((\[\[noreturn\]\][^\n]*)?\b()" + functions +
+                                 R"()\(((?:[^()]|\((?:[^()]|\((?:[^()]|\([^()]*\))*\))*\))*)\))");
+        const std::regex number("\"([0-9]+)\"");
+        for (std::sregex_iterator it(text.begin(), text.end(), pattern), last; it != last; ++it) {
+            Call call{(*it)[2], (*it)[3], {}, (*it)[1].matched};
+            for (std::sregex_iterator n(call.arguments.begin(), call.arguments.end(), number); n != last; ++n)
+                call.texts.push_back(literals[std::stoul((*n)[1])]);
+            found.push_back(call);
+        }
+        return found;
+    }
+};
 
 /// Rows of the tables of a page: the text in backticks that opens the row, and the cell behind it.
 struct Row {
@@ -122,36 +88,28 @@ std::vector<Row> rows(const std::string& page) {
 
 /// True if a text of the page is an instance of a format: "%s" stands for anything.
 bool is_instance(const std::string& format, const std::string& text) {
-    std::size_t at = 0;
-    bool anywhere = false;
-    for (std::size_t i = 0; i <= format.size();) {
-        const std::size_t next = std::min(format.find("%s", i), format.size());
-        const std::string piece = format.substr(i, next - i);
-        const std::size_t found = anywhere                                     ? text.find(piece, at)
-                                  : text.compare(at, piece.size(), piece) == 0 ? at
-                                                                               : std::string::npos;
-        if (found == std::string::npos) return false;
-        at = found + piece.size();
-        if (next == format.size()) return at == text.size() || (anywhere && piece.empty());
-        anywhere = true;
-        i = next + 2;
+    static std::map<std::string, std::regex> patterns;
+    if (patterns.count(format) == 0) {
+        const std::string plain = std::regex_replace(format, std::regex(R"([.^$|()\[\]{}*+?\\])"), R"(\$&)");
+        patterns[format] = std::regex(std::regex_replace(plain, std::regex("%s"), ".*"));
     }
-    return false;
+    return std::regex_match(text, patterns[format]);
 }
 
-/// What the library can log at warning level or above: format and the names of its levels.
+bool any_is_instance(const std::string& format, const std::vector<Row>& page) {
+    return std::any_of(page.begin(), page.end(), [&](const Row& row) { return is_instance(format, row.text); });
+}
+
+/// What the library can log at warning level or above: format and the name of its level.
 struct Message {
     std::string file, format, level;
 };
 
 /// Level of a call: "warning", "error", "critical", "always"; empty for the lower ones.
 std::string level_of(const std::string& arguments) {
-    for (const char* name : {"WARNING", "ERROR", "CRITICAL", "ALWAYS"}) {
-        if (arguments.find(std::string("ULOG_") + name + "_LEVEL") == std::string::npos) continue;
-        std::string level = name;
-        std::transform(level.begin(), level.end(), level.begin(),
-                       [](char c) { return static_cast<char>(std::tolower(c)); });
-        return level;
+    for (const auto& [name, level] :
+         {std::pair{"WARNING", "warning"}, {"ERROR", "error"}, {"CRITICAL", "critical"}, {"ALWAYS", "always"}}) {
+        if (arguments.find(std::string("ULOG_") + name + "_LEVEL") != std::string::npos) return level;
     }
     return "";
 }
@@ -160,26 +118,26 @@ std::vector<Message> messages() {
     std::vector<Message> all;
     for (const Path& path : sources()) {
         const std::string file = path.filename().string();
-        const std::string code = code_of(path);
         std::string said;  // text that stands in a buffer when "%s" is reported
-        for (const Call& call :
-             calls(code, "report|report_at|warn_limit|stop|reject|read_validity|solve_reduced|snprintf")) {
-            const std::vector<std::string> texts = literals(call.arguments);
-            if (call.function == "warn_limit") {
+        for (const Code::Call& call :
+             Code(path).calls("report|report_at|warn_limit|stop|reject|read_validity|solve_reduced|snprintf")) {
+            if (call.texts.empty()) {
+                if (call.function == "snprintf") said = "";
+            } else if (call.function == "warn_limit") {
                 // the file name may be a literal; the last one says what is limited
-                if (!texts.empty() && call.arguments.find("what") == std::string::npos)
-                    all.push_back({file, "%s: more than %d " + texts.back() + ", the excess is dropped", "warning"});
+                if (call.arguments.find("what") == std::string::npos)
+                    all.push_back(
+                        {file, "%s: more than %d " + call.texts.back() + ", the excess is dropped", "warning"});
             } else if (call.function == "snprintf") {
-                said = texts.empty() ? "" : texts.back();
+                said = call.texts.back();
             } else if (call.function == "report" || call.function == "report_at") {
-                const std::string level = level_of(call.arguments);
-                if (level.empty() || texts.empty()) continue;
                 // report_at may have the names of module and function first
-                std::string format = call.function == "report_at" ? texts.back() : texts[0];
+                std::string format = call.function == "report_at" ? call.texts.back() : call.texts[0];
+                const std::string level = level_of(call.arguments);
                 if (format == "%s" && call.arguments.find("->msg") != std::string::npos) format = said;
-                if (format != "%s") all.push_back({file, format, level});
-            } else if (!texts.empty()) {  // the text goes to a report in the function called
-                all.push_back({file, texts[0] + (call.function == "reject" ? "%s" : ""), ""});
+                if (format != "%s" && !level.empty()) all.push_back({file, format, level});
+            } else {  // the text goes to a report in the function called
+                all.push_back({file, call.texts[0] + (call.function == "reject" ? "%s" : ""), ""});
             }
         }
     }
@@ -191,22 +149,23 @@ TEST(Failures, EveryMessageStandsInTheReferenceWithItsLevel) {
     const std::vector<Row> known = rows(page);
     const std::vector<Message> logged = messages();
     EXPECT_GT(logged.size(), 160u);
-    for (const Message& message : logged) {
-        bool found = false;
-        for (const Row& row : known) {
-            found =
-                found || (is_instance(message.format, row.text) && row.second.find(message.level) != std::string::npos);
-        }
-        EXPECT_TRUE(found) << message.file << " logs at level " << message.level
-                           << ", and docs/failures.md hasn't it: " << message.format;
+    for (const Message& m : logged) {
+        EXPECT_TRUE(std::any_of(known.begin(), known.end(),
+                                [&](const Row& row) {
+                                    return is_instance(m.format, row.text) &&
+                                           row.second.find(m.level) != std::string::npos;
+                                }))
+            << m.file << " logs at level " << m.level << ", and docs/failures.md hasn't it: " << m.format;
     }
     // ... and nothing else
     for (const Row& row : rows(page.substr(0, page.find("\n## Ends of the process")))) {
-        const bool logs = std::any_of(logged.begin(), logged.end(), [&row](const Message& message) {
-            return is_instance(message.format, row.text) || (row.text.find("more than %d") != std::string::npos &&
-                                                             message.format.find("more than") != std::string::npos);
-        });
-        EXPECT_TRUE(logs) << "docs/failures.md has a text that no module logs: " << row.text;
+        const bool limit = row.text.find("more than %d") != std::string::npos;
+        EXPECT_TRUE(std::any_of(logged.begin(), logged.end(),
+                                [&](const Message& m) {
+                                    return is_instance(m.format, row.text) ||
+                                           (limit && m.format.find("more than") != std::string::npos);
+                                }))
+            << "docs/failures.md has a text that no module logs: " << row.text;
     }
 }
 
@@ -217,22 +176,18 @@ TEST(Failures, EveryEndOfTheProcessStandsInItsTable) {
     const std::vector<Row> known = rows(page.substr(begin, page.find("\n## Memory") - begin));
     std::set<std::string> seen;
     for (const Path& path : sources()) {
-        const std::string code = code_of(path);
         std::string last;
-        for (const Call& call : calls(code, "report|report_at|read_validity|exit|stop|stop_if_full")) {
-            const std::vector<std::string> texts = literals(call.arguments);
-            const std::size_t line = code.rfind('\n', call.begin) + 1;
-            if (code.compare(line, 12, "[[noreturn]]") == 0) continue;  // a definition: its calls count
+        for (const Code::Call& call : Code(path).calls("report|report_at|read_validity|exit|stop|stop_if_full")) {
+            if (call.definition) continue;
             if (call.function == "report" || call.function == "report_at") {
-                last = texts.empty() ? last : texts[0];
+                last = call.texts.empty() ? last : call.texts[0];
                 continue;
             }
-            if (call.function == "read_validity" && texts.empty()) continue;
-            const std::string text = texts.empty() ? last : texts[0];
+            if (call.function == "read_validity" && call.texts.empty()) continue;
+            const std::string text = call.texts.empty() ? last : call.texts[0];
             if (text == "%s") continue;  // in a function that is given the text
             seen.insert(text);
-            EXPECT_TRUE(
-                std::any_of(known.begin(), known.end(), [&](const Row& row) { return is_instance(text, row.text); }))
+            EXPECT_TRUE(any_is_instance(text, known))
                 << path.filename() << " ends the process, and the table hasn't it: " << text;
         }
     }
@@ -248,7 +203,7 @@ TEST(Failures, NothingElseEndsTheProcess) {
     const std::regex other(
         R"(\b(abort|terminate|quick_exit|_exit|_Exit|raise|kill|assert|longjmp|throw|rethrow_exception|stoi|stol|stod|stof)\s*\(|\bthrow\b|\.at\(|dynamic_cast|std::(vector|string|function|map|set|list|deque|regex)\b|make_(unique|shared)|[=(]\s*new [^(])");
     for (const Path& path : sources()) {
-        const std::string code = code_of(path);
+        const std::string code = Code(path).text;
         std::smatch match;
         EXPECT_FALSE(std::regex_search(code, match, other)) << path.filename() << ": " << match.str();
     }
@@ -278,22 +233,21 @@ std::vector<std::string> settled_comments(const Path& file) {
     return all;
 }
 
-/// First five letters of the words of a text that say something.
+/// First five letters of the longer words of a text, and its numbers.
 std::set<std::string> stems(const std::string& text) {
-    static const std::set<std::string> empty = {
-        "settl", "that",  "which", "with", "from", "this", "than", "where", "what", "they", "their", "does", "have",
-        "only",  "there", "into",  "also", "both", "the",  "and",  "not",   "are",  "for",  "its",   "has"};
     std::set<std::string> all;
-    std::string word;
-    for (const char c : text + " ") {
-        if (std::isalnum(static_cast<unsigned char>(c)) != 0) {
-            word += static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
-            continue;
-        }
-        const bool number = !word.empty() && std::isdigit(static_cast<unsigned char>(word[0])) != 0;
-        if ((word.size() > 2 || number) && empty.count(word.substr(0, 5)) == 0) all.insert(word.substr(0, 5));
-        word.clear();
+    const std::regex word("[0-9][A-Za-z0-9]*|[A-Za-z][A-Za-z0-9]{2,}");
+    for (std::sregex_iterator it(text.begin(), text.end(), word), last; it != last; ++it) {
+        std::string stem = it->str().substr(0, 5);
+        for (char& c : stem) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+        all.insert(stem);
     }
+    // words that say nothing
+    std::istringstream empty(
+        "settl that which with from this than where what they their does have only there into also both the and not "
+        "are "
+        "for its has");
+    for (std::string stem; empty >> stem;) all.erase(stem);
     return all;
 }
 
