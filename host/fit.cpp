@@ -89,9 +89,20 @@ bool off_output_epochs(const std::vector<GTime>& epochs, double interval) {
     });
 }
 
-/// The iterations of the fit, from its messages.
-void collect_history(Console& console, std::vector<Iteration>& history, Progress& progress) {
-    console.listen([&history, &progress](ulog_level_t, const char* text) {
+/// State at the start of the arc.
+struct FirstState {
+    double pos[3], vel[3];  ///< inertial [m, m/s]
+};
+
+/// The iterations of the fit and the state that the last one starts from, by its messages. The library would keep a record for each output
+/// epoch, 110 kB each, of which the first one alone is wanted.
+void collect_history(Console& console, const STATE_SPACECRAFT& state, std::vector<Iteration>& history,
+                     FirstState& first, Progress& progress) {
+    console.listen([&state, &history, &first, &progress](ulog_level_t, const char* text) {
+        if (std::strcmp(text, "start orbit integration.") == 0) {
+            std::copy_n(state.pos_eci, 3, first.pos);
+            std::copy_n(state.vel_eci, 3, first.vel);
+        }
         Iteration next;
         if (std::sscanf(text, "iteration number: %d", &next.number) == 1) {
             history.push_back(next);
@@ -223,20 +234,19 @@ int fit(const FitOptions& o) {
     first_velocity(epochs, eci, state.vel_eci);
 
     const std::size_t num_output = static_cast<std::size_t>(gtimeSubSec(end, start) / interval) + 1;
-    Owned<STATE_SPACECRAFT> states = make_zeroed<STATE_SPACECRAFT>(num_output);
     std::vector<double> omc_eci(3 * epochs.size());
     std::vector<double> omc_arc(3 * epochs.size());
     SOLUTION_ORBITFIT solution{};
     solution.omc_eci = omc_eci.data();
     solution.omc_ARC = omc_arc.data();
     solution.nepochs = static_cast<int>(epochs.size());
-    solution.state_all = states.get();
     solution.num_output = static_cast<int>(num_output);
 
     std::vector<Iteration> history;
+    FirstState first{};
     const bool done = [&] {
         Progress progress("fitting");
-        collect_history(console, history, progress);
+        collect_history(console, state, history, first, progress);
         const bool fitted = orbit_fit(&config, &state, end, static_cast<int>(epochs.size()), epochs.data(),
                                       reinterpret_cast<double(*)[3]>(eci.data()), &solution);
         console.listen(nullptr);
@@ -266,9 +276,8 @@ int fit(const FitOptions& o) {
                 solution.rms_acr[2]);
 
     // The fitted orbit once more by itself, from the solution of the last iteration.
-    const double pos[3] = {states.get()->pos_eci[0], states.get()->pos_eci[1], states.get()->pos_eci[2]};
-    const double vel[3] = {states.get()->vel_eci[0], states.get()->vel_eci[1], states.get()->vel_eci[2]};
-    const std::vector<TrajectoryPoint> orbit = integrate(dynamics, start, pos, vel, gtimeSubSec(end, start));
+    const std::vector<TrajectoryPoint> orbit =
+        integrate(dynamics, start, first.pos, first.vel, gtimeSubSec(end, start));
     std::vector<Residual> residuals;
     for (std::size_t i = 0; i < epochs.size(); ++i) {
         residuals.push_back(
