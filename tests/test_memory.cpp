@@ -1,13 +1,12 @@
 // Every allocation of a call fails in turn, alone and with all that follow. Nothing is thrown. The call either does without that memory
 // and has the same result, or it says something, fails, and leaves its outputs and the open files as they were; or the process ends where
 // the function's documentation says so.
-#include <dlfcn.h>
 #include <sys/wait.h>
 
 #include <cmath>
 #include <cstring>
-#include <new>
 
+#include "allocations.h"
 #include "common_function.h"
 #include "formats.h"
 #include "mathlib.h"
@@ -21,42 +20,14 @@ long s_left = -1;        ///< allocations ahead of the one that fails; negative:
 bool s_lasting = false;  ///< and all behind it
 bool s_failed = false;
 
-bool fails() {
-    if (s_left < 0 || s_left-- > 0) return false;
-    s_left = s_lasting ? 0 : -1;
-    return s_failed = true;
-}
-
 }  // namespace
 
-#if defined(__SANITIZE_ADDRESS__) || !defined(__GLIBC__)
-// The sanitizer keeps malloc for itself.
-[[gnu::noinline]] void* operator new(std::size_t size) {
-    void* const memory = fails() ? nullptr : std::malloc(size != 0 ? size : 1);
-    return memory != nullptr ? memory : throw std::bad_alloc();
+static bool allow_allocation() {
+    if (s_left < 0 || s_left-- > 0) return true;
+    s_left = s_lasting ? 0 : -1;
+    s_failed = true;
+    return false;
 }
-[[gnu::noinline]] void* operator new(std::size_t size, const std::nothrow_t&) noexcept {
-    return fails() ? nullptr : std::malloc(size);
-}
-[[gnu::noinline]] void* operator new[](std::size_t size) { return operator new(size); }
-[[gnu::noinline]] void* operator new[](std::size_t size, const std::nothrow_t& no) noexcept {
-    return operator new(size, no);
-}
-[[gnu::noinline]] void operator delete(void* memory) noexcept { std::free(memory); }
-[[gnu::noinline]] void operator delete(void* memory, std::size_t) noexcept { std::free(memory); }
-[[gnu::noinline]] void operator delete[](void* memory) noexcept { std::free(memory); }
-[[gnu::noinline]] void operator delete[](void* memory, std::size_t) noexcept { std::free(memory); }
-#else
-// operator new takes its memory here too.
-template <typename Function>
-Function* next(Function* own, const char* name) {
-    static Function* const found = reinterpret_cast<Function*>(dlsym(RTLD_NEXT, name));
-    return found != own ? found : nullptr;
-}
-extern "C" void* malloc(std::size_t size) { return fails() ? nullptr : next(malloc, "malloc")(size); }
-extern "C" void* calloc(std::size_t n, std::size_t size) { return fails() ? nullptr : next(calloc, "calloc")(n, size); }
-extern "C" void* realloc(void* p, std::size_t size) { return fails() ? nullptr : next(realloc, "realloc")(p, size); }
-#endif
 
 namespace {
 
