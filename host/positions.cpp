@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cctype>
+#include <charconv>
 #include <cmath>
 #include <cstdlib>
 #include <fstream>
@@ -92,9 +93,9 @@ bool parse_time(const std::vector<std::string>& fields, const Places& places, lo
 }  // namespace
 
 bool parse_number(const std::string& text, double& value) {
-    char* end = nullptr;
-    value = std::strtod(text.c_str(), &end);
-    return end != text.c_str() && *end == '\0' && std::isfinite(value);
+    const char* const last = text.data() + text.size();
+    const auto [end, error] = std::from_chars(text.data() + (text[0] == '+' ? 1 : 0), last, value);
+    return error == std::errc() && end == last && std::isfinite(value);
 }
 
 bool is_sp3(const std::string& file) {

@@ -31,6 +31,7 @@ struct Format {
     int shared;        ///< records that one line may take with it
     bool may_stop;     ///< damage may end the process, as documented
     Kept (*load)(char* name);
+    bool waits = false;  ///< for the writer of a pipe
 };
 
 inline void PrintTo(const Format& format, std::ostream* out) { *out << format.file; }
