@@ -94,7 +94,7 @@ bool parse_time(const std::vector<std::string>& fields, const Places& places, lo
 
 bool parse_number(const std::string& text, double& value) {
     const char* const last = text.data() + text.size();
-    const auto [end, error] = std::from_chars(text.data() + (text[0] == '+' ? 1 : 0), last, value);
+    const auto [end, error] = std::from_chars(text.data() + (text[0] == '+' && text[1] != '-' ? 1 : 0), last, value);
     return error == std::errc() && end == last && std::isfinite(value);
 }
 
