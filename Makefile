@@ -2,7 +2,7 @@
 BUILD ?= build/release
 JOBS ?= $(shell nproc 2>/dev/null || echo 2)
 
-.PHONY: all demo test bench fuzz interface lint format docs install deb clean
+.PHONY: all demo test bench fuzz mutate interface lint format docs install deb clean
 
 all:
 	cmake -S . -B $(BUILD) -DCMAKE_BUILD_TYPE=Release $(CMAKE_FLAGS)
@@ -31,6 +31,10 @@ fuzz:
 	CC=clang CXX=clang++ cmake -S . -B build/fuzz -DLEOPOD_FUZZ=ON
 	cmake --build build/fuzz -j$(JOBS)
 	scripts/fuzz build/fuzz
+
+mutate:
+	scripts/bootstrap test
+	scripts/mutate build/mutate --jobs $(JOBS)
 
 interface:
 	cmake -S . -B $(BUILD) -DCMAKE_BUILD_TYPE=Release $(CMAKE_FLAGS)

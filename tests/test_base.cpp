@@ -48,6 +48,8 @@ TEST(Ulog, SlotsThresholdsAndOrder) {
     for (auto fn : {sub<'c'>, sub<'e'>}) EXPECT_EQ(ulog_unsubscribe(fn), ULOG_ERR_NONE);
     ulog_subscribe(sub<'g'>, ULOG_TRACE_LEVEL);  // takes the highest free slot, that of c
     EXPECT_EQ(calls_for(106), "fdgba");
+    EXPECT_EQ(ulog_subscribe(sub<'a'>, ULOG_CRITICAL_LEVEL), ULOG_ERR_NONE);  // only another threshold
+    EXPECT_TRUE(calls_for(103) == "fdgb" && calls_for(105) == "fdgba");
     ulog_init();
 }
 
@@ -127,7 +129,8 @@ TEST(Geometry, HorizonAndOrbitFrames) {
 TEST(Time, NormalisationAndDifferences) {
     const TimeMJD cases[][2] = {{{51544, 86400.5}, {51545, 0.5}}, {{5, -1.0}, {4, 86399.0}},
                                 {{-5, 1.0}, {-4, -86399.0}},      {{0, -1.0}, {0, -1.0}},
-                                {{0, -86400.0}, {0, -86400.0}},   {{2, -200000.0}, {0, -27200.0}}};
+                                {{0, -86400.0}, {0, -86400.0}},   {{2, -200000.0}, {0, -27200.0}},
+                                {{51544, 86400.0}, {51545, 0.0}}};
     for (auto& c : cases) EXPECT_TRUE(is({timeMjdAddSec(c[0], 0.0), tsTT}, c[1].mjd, c[1].sod, tsTT)) << c[0].sod;
     const GTime a{{51544, 86399.5}, tsGPST}, b{{51545, 0.5}, tsGPST};
     EXPECT_TRUE(is(gtimeSub(a, b), 0, -1.0, tsGPST) && gtimeSubSec(a, b) == -1.0);
@@ -167,8 +170,8 @@ TEST(Time, Calendar) {
     for (int hour = 0; hour < 24; ++hour) {
         EXPECT_EQ(gtime2mjd(YMD2GTime({2016, 12, 31, hour, 59, 60.0}, tsUTC)), 57753 + (hour + 1) / 24.0);
     }
-    const TimeYMD past = DOY2YMD({2019, 366.5});
-    EXPECT_TRUE(past.month == 12 && past.day == 0 && past.hour == 12);
+    const TimeYMD past = DOY2YMD({2019, 366.53125});
+    EXPECT_TRUE(past.month == 12 && past.day == 0 && past.hour == 12 && past.minute == 45 && past.second == 0.0);
     EXPECT_TRUE(DOY2YMD({2000, 60.0}).day == 29 && DOY2YMD({1900, 60.0}).day == 1);
     // hostile numbers only have to come back
     constexpr int kLow = std::numeric_limits<int>::min(), kHigh = std::numeric_limits<int>::max();
