@@ -1,5 +1,6 @@
 // Attitude laws against geometry; quaternion files and the interpolated lookup against the simulator's attitude law.
 #include <cmath>
+#include <tuple>
 
 #include "attitude.h"
 #include "mathlib.h"
@@ -88,6 +89,17 @@ TEST_F(AttitudeStore, LookupEdges) {
     }
     ASSERT_TRUE(get_att_quaternion(0, gpst(-1), &attitude));  // outside: still true, with zeroed numbers
     EXPECT_TRUE(attitude.ok && attitude.qua.r == 0.0);
+
+    // Five records on each side of the closest one that the search ends at; at the last records more of those before.
+    for (int i = 0; i < 21; ++i) loaded[i].qua = {1.0, {0.0, 0.0, 1.0}};
+    for (const auto& [sod, first, last] : {std::tuple{610.0, 6, 16}, {1090.0, 10, 20}, {70.0, 0, 7}}) {
+        for (int i = 0; i < 21; ++i) {
+            loaded[i].qua.r = 2.0;
+            EXPECT_TRUE(get_att_quaternion(0, gpst(sod), &attitude));
+            EXPECT_EQ(std::fabs(attitude.qua.r - 1.0) > 1e-9, i >= first && i <= last) << sod << ' ' << i;
+            loaded[i].qua.r = 1.0;
+        }
+    }
 
     // Records with a small vector part leave the window; one usable record is not enough.
     for (int i = 0; i < 20; ++i) loaded[i].qua = {5.0, {0.0, 0.0, 0.0005}};

@@ -6,6 +6,7 @@
 #include "common_function.h"
 #include "gtime.h"
 #include "support.h"
+#include "tle.h"
 #ifdef HAVE_ERFA
 #include <erfa.h>
 #endif
@@ -58,6 +59,24 @@ TEST(Text, Split) {
     char line[] = "  a  b,\nc", seps[] = " ,";
     EXPECT_EQ(string_split(line, seps, rows), 2);
     EXPECT_EQ(std::string(rows[0]) + rows[1] + line, "ab  a  b,\nc");
+}
+
+TEST(Text, NumbersHaveTheBitsOfStrtod) {
+    const std::string digits = "98765432109876543210";
+    for (std::size_t n = 1; n <= digits.size(); ++n) {
+        for (std::size_t point = 0; point <= n; ++point) {
+            for (const char* exponent :
+                 {"", "e", "e5", "E-7", "e+16", "e-22", "e22", "e23", "e0015", "e-320", "e308"}) {
+                std::string text = digits.substr(0, n).insert(point, ".") + exponent;
+                for (const char* sign : {"", "-", "+"}) {
+                    const std::string field = sign + text;
+                    ASSERT_EQ(str2num(field.c_str(), 0, static_cast<int>(field.size())),
+                              std::strtod(field.c_str(), nullptr))
+                        << field;
+                }
+            }
+        }
+    }
 }
 
 TEST(Arrays, SearchAndOutliers) {

@@ -140,6 +140,16 @@ TEST_F(EarthRotation, MeanPoleAndPoleTide) {
     mean_polar_motion(51544.5, pole);
     correction_PoleTide_position(51544.5, pole, site, shift);  // the constant term is left
     EXPECT_NEAR(std::hypot(shift[0] - 9e-3 * std::sqrt(0.5), shift[1], shift[2]), 0.0, 1e-12);
+    const double half = std::acos(0.0), points[][5] = {{0, 0, 0, 0, 0},
+                                                       {0, 0, 7, half, 0},
+                                                       {0, 0, -7, -half, 0},  // x, y, z, lat, lon
+                                                       {0, -7, 0, half, 3 * half},
+                                                       {7, 7, 0, half, half / 2}};
+    for (const auto& p : points) {
+        double xyz[3] = {p[0], p[1], p[2]}, lat = 9.0, lon = 9.0;
+        geocentric(xyz, &lat, &lon);
+        EXPECT_NEAR(std::hypot(lat - p[3], lon - p[4]), 0.0, 1e-15) << p[1] << ' ' << p[2];
+    }
 }
 
 #ifdef HAVE_ERFA

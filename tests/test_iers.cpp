@@ -76,6 +76,10 @@ TEST(Iers, SiderealAngles) {
 
 #ifdef HAVE_ERFA
 TEST(Iers, SiderealAnglesAgainstErfa) {
+    for (double century : {-100.0, -30.0, 0.0, 100.0}) {  // the turn of one day
+        const double noon = 2451545.0 + 36525.0 * century, turn = eraGmst82(noon, 0.5) - eraGmst82(noon, -0.5);
+        EXPECT_NEAR(getEarthRotationAngleRate(century) * 86400.0, 2 * kPi + std::remainder(turn, 2 * kPi), 5e-11);
+    }
     for (double day = -18000.0; day < 36500.0; day += 777.7) {
         const double t = day / 36525.0, dpsi = 1e-5;
         EXPECT_EQ(getEarthRotationAngle(2451545.0, day), eraEra00(2451545.0, day));
