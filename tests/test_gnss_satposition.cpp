@@ -242,10 +242,10 @@ TEST_F(SatPosition, OrbitsKnownWithoutEvaluation) {
 
 /// Header line of a navigation file, then one record with PRN `sat`, all orbit fields different.
 std::string navigation_text(bool v3, const std::string& sat, const char* last_line) {
-    std::string text = v3 ? "     3.04           N: GNSS NAV DATA    M                   RINEX VERSION / TYPE\n"
+    std::string text = v3 ? "     3              N: GNSS NAV DATA    M                   RINEX VERSION / TYPE\n"
                             "GPSA   1.1000D-08  1.4901D-08 -5.9605D-08 -1.1921D-07       IONOSPHERIC CORR\n"
                             "BDSA   1.1000D-08  1.4901D-08 -5.9605D-08 -1.1921D-07       IONOSPHERIC CORR\n"
-                          : "     2.11           N: GPS NAV DATA                         RINEX VERSION / TYPE\n";
+                          : "     2              N: GPS NAV DATA                         RINEX VERSION / TYPE\n";
     text += "                                                            END OF HEADER\n";
     text += v3 ? sat + " 2018 05 06 02 00 59" : sat + " 99  5  6  2  0 59.5";
     text += " 1.000000000000D-04 2.000000000000D-11-3.000000000000D-20\n";
