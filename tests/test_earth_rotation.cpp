@@ -140,6 +140,13 @@ TEST_F(EarthRotation, MeanPoleAndPoleTide) {
     mean_polar_motion(51544.5, pole);
     correction_PoleTide_position(51544.5, pole, site, shift);  // the constant term is left
     EXPECT_NEAR(std::hypot(shift[0] - 9e-3 * std::sqrt(0.5), shift[1], shift[2]), 0.0, 1e-12);
+    mean_polar_motion(51544.5, pole);
+    double moved[2] = {pole[0] + 0.1, pole[1] - 0.2}, equator[3] = {7e6, 0.0, 0.0};  // m1 = 0.1, m2 = 0.2
+    correction_PoleTide_position(51544.5, moved, site, shift);
+    const double up = 33e-3 * 0.2 * std::sqrt(0.5), east = 9e-3 * std::sqrt(0.5) * std::cos(0.1);
+    EXPECT_NEAR(std::hypot(shift[0] - east, shift[1] + up, shift[2] - up), 0.0, 1e-12);
+    correction_PoleTide_position(51544.5, moved, equator, shift);
+    EXPECT_NEAR(std::hypot(shift[0] - 9e-3 * 0.1, shift[1], shift[2]), 0.0, 1e-12);
     const double half = std::acos(0.0), points[][5] = {{0, 0, 0, 0, 0},
                                                        {0, 0, 7, half, 0},
                                                        {0, 0, -7, -half, 0},  // x, y, z, lat, lon

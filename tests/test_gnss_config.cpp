@@ -135,6 +135,8 @@ TEST(Configuration, ExcessIsDroppedWithOneWarning) {
                               "more than 30 fields", "IF position outside 0 to 9"}) {
         EXPECT_EQ(log.count(ULOG_WARNING_LEVEL, limit), 1) << limit;
     }
+    read_config("+GNSS_SYS\nGPS 23" + fields.substr(0, 4 * 23) + " IF 0 1 2 3\n");  // the pair in the last of 30 fields
+    EXPECT_TRUE(c.opt_IF[0] == 1 && c.obs_index_IF_phase[0][1] == 3);
 }
 
 TEST(Configuration, MissingFile) {

@@ -154,10 +154,12 @@ TEST(ObservationFiles, Version2Oddities) {
     const std::string cut = "        11.000          12.000 2\n        16.000          17.000\n";
     ASSERT_TRUE(load_text(header("2.20", {"     7    L1    L2    C1    P1    P2    S1    S2"}) +
                           " 10 07 27 00 00 00.0000000  4  1\n" + label("", "COMMENT") +
-                          " 10 07 27 00 00 00.0000000  0  3G 5 12R07\n" + cut + cut + cut.substr(0, cut.size() - 1)));
+                          " 10 07 27 00 00 30.0000000  0  0\n"
+                          " 10 07 27 00 00 00.0000000  0  3G 5 12R07\n" +
+                          cut + cut + cut.substr(0, cut.size() - 1)));
     const OBSDATA_SAT* sat = store[0].satobs;
     const Ints found = {g_num_obs_storage, sat[0].satsys, sat[0].prn, sat[1].prn, sat[2].satsys};
-    EXPECT_EQ(found, (Ints{1, GPS, 5, 12, GLO}));  // flag 4 is passed over
+    EXPECT_EQ(found, (Ints{1, GPS, 5, 12, GLO}));  // flag 4 and no satellites are passed over
     // values 3 to 5 are cut off, so those of the rest line move up; the last one ends the file
     EXPECT_EQ(values(sat[2]), (Numbers{11, 12, 16, 17, 0, 0, 0}));
     // epoch lines that keep the columns and such that don't

@@ -124,6 +124,11 @@ TEST_F(Dynamics, ConfigurationFile) {
     EXPECT_EQ(config->num_force_models, 0);
     EXPECT_EQ(config->norder_gravity, 100);
     EXPECT_TRUE(config->ocean_tide);
+    config->emp_param_num_base = 0;
+    read("+Force_Models\nSolar_Radiation_Pressure = BOXW Cr:900\nAtmosphere_Drag = GRID\n");
+    EXPECT_TRUE(config->force_model_used[0] == FM_SRP && config->opt_srp == 1 &&
+                config->force_model_used[1] == FM_Drag);
+    EXPECT_TRUE(config->emp_param_num_base == 1 && config->emp_params_base[0].interval == 900.0);
     EXPECT_STOP(readfile_orbitdynamics_config(std::string("absent").data(), config.get()), "config file open failed");
 
     // Beyond the tables.
@@ -253,6 +258,8 @@ TEST_F(Dynamics, TotalIsTheSumOfItsForcesInTheirOrder) {
     emp.param_life[0][1] = emp.param_life[1][0] = mjd;
     EXPECT_EQ(empirical(mjd), 3);
     EXPECT_EQ(empirical(mjd + 0.1), 2);
+    EXPECT_FALSE(compute_acc_drag(0, nullptr, 0, mjd, s.pos_eci, s.vel_eci, term));  // a placeholder
+    EXPECT_TRUE(std::fabs(term[0] / -1.54e-12 - 1.0) < 1e-15 && term[1] == 0.0 && term[2] == 0.0);
     std::strcpy(emp.param_name[1], "EMP_000_A");
     EXPECT_STOP(empirical(mjd), "Unknown force model parameters .EMP_000_A.");
 }

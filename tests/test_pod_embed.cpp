@@ -347,7 +347,7 @@ TEST_F(PodEmbed, StartUpInBothDeployments) {
     pod->ant_info_rcv.ant_ok = true;
     startup_pod_embed(pod.get(), true);
     EXPECT_FALSE(antenna.ant_ok);  // not in the store
-    EXPECT_EQ(pod->state_sat_all[96].flag_slip[1], 2);
+    EXPECT_TRUE(pod->state_sat_all[96].flag_slip[1] == 2 && pod->sln_orbit_interval == 300.0);
 
     const long before = allocations;
     startup_pod_embed(pod.get(), false);
@@ -369,9 +369,9 @@ TEST_F(PodEmbed, BufferHoldsTwoEpochsAndBoundsThem) {
     for (epoch.rcv = 1; epoch.rcv <= 3; ++epoch.rcv) {
         epoch.sat_num = epoch.satobs[0].num_obs = 1000;
         EXPECT_TRUE(update_gnss_observation(&epoch, pod.get()));
+        EXPECT_EQ(pod->obs_epoch[1].rcv, epoch.rcv - 1);
     }
     EXPECT_EQ(pod->obs_epoch[0].rcv, 3);
-    EXPECT_EQ(pod->obs_epoch[1].rcv, 2);
     EXPECT_EQ(pod->obs_epoch[0].sat_num, 15);
     EXPECT_EQ(pod->obs_epoch[0].satobs[0].num_obs, 10);
 }
