@@ -18,7 +18,10 @@ void read_config(const std::string& content) {
 TEST(Identifiers, IndexBothWays) {
     const int forward[][3] = {{GPS, 33, 32}, {BDS, 64, 95}, {BDS, 76, -1},  {STA, 3, 104},  {GAL, 5, -1},
                               {GPS, -9, -1}, {BDS, -31, 0}, {BDS, -32, -1}, {LEO, 12, 106}, {LEO, 2147483647, -1}};
+    support::LogRecorder log;
     for (auto& f : forward) EXPECT_EQ(satsysprn2index(static_cast<sysGNSS>(f[0]), f[1]), f[2]) << f[0] << ' ' << f[1];
+    for (auto text : {"index[107] > MAXSAT_GNSS + MAXNUM_STATION, sys=107, prn=2", "index[2147483647] > MAXSAT_GNSS"})
+        EXPECT_EQ(log.count(ULOG_ERROR_LEVEL, std::string("satsysprn2index(): ") + text), 1);
     sysGNSS sys = GEO;
     int prn = 77;
     EXPECT_TRUE(!satindex2sysprn(-1, &sys, &prn) && sys == GEO && prn == 77);

@@ -282,6 +282,9 @@ TEST(ObservationStore, WrittenHeader) {
     const std::string types = "\nG  13  UuU L2W UuU UuU UuU UuU UuU UuU UuU UuU UuU UuU UuU  SYS / # / OBS TYPES\n";
     const std::string time = label("  2020     6    25     0     0   30.0000000     GPS", "TIME OF FIRST OBS ");
     EXPECT_NE(std::string(text.data()).find(types + time), std::string::npos) << text.data();
+    std::string name = (support::temp_dir() / "header.rnx").string();
+    EXPECT_TRUE(write_rinex_observation(name.data(), 7, 3.05, 5, nullptr));  // no store: no epochs
+    EXPECT_EQ(support::read_file(name).find('>'), std::string::npos);
 }
 
 }  // namespace

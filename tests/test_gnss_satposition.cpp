@@ -125,7 +125,9 @@ TEST_F(SatPosition, ChoiceOfRecordKeepsItsBounds) {
         return g_eph_brdc_now.eph_brdc_gps_now[2];
     };
     EXPECT_EQ(chosen(7200.0 + 7200.5), gps + 7);
+    support::LogRecorder log;
     EXPECT_EQ(chosen(7200.0 + 7201.0), nullptr);
+    EXPECT_EQ(log.count(ULOG_WARNING_LEVEL, "gps brdc not found, satindex=2 dt_min=7201.000000 index_eph=7 i=100"), 1);
     EXPECT_EQ(chosen(7200.0), nullptr);  // exactly at TOE
     gps[3] = gps[7];
     EXPECT_EQ(chosen(7300.0), gps + 3);  // a tie goes to the earlier slot
@@ -331,13 +333,16 @@ TEST_F(SatPosition, PreciseOrbitFileAndInterpolation) {
     // the last element looked at, not the nearer 11
     EXPECT_EQ(find_closest_eph_prec(row, 24, gpst(59232, 300.0 * 11.1)), 12);
 
+    ASSERT_TRUE(load_sp3("*  2021  1 18 5 0 12.5\nPG02 1.0 1.0 1.0 1.0\nEOF\n"));
+    EXPECT_EQ(prec->eph_pre_all[1][0].time.time.sod, 18012.5);
+
     // many gaps and an unusable middle record stay inside the buffers
     for (int i = 0; i < 24; ++i) row[i].pos_ecf[0] = row[i].pos_ecf[1] = row[i].pos_ecf[2] = i % 3 == 0 ? 0.0 : 0.001;
     for (double sod = 0.0; sod < 6900.0; sod += 150.0) compute_satposvel_prec(gpst(59232, sod), 0, state);
 }
 
 std::string clock_text(const std::string& values) {
-    const std::string date = " 2021 01 18 00 00  0.000000 ";
+    const std::string date = " 2021 01 18 00 10  7.500000 ";
     return "AS G09" + date + "1 1.0\n     END OF HEADER\n\nAR ABCD" + date + "7 1.0\nAS G01" + date + values +
            "\nAS E01" + date + "9 1.0\n";
 }
@@ -347,6 +352,7 @@ TEST_F(SatPosition, ClockFileValuesAndFatalLines) {
     EXPECT_TRUE(load_clk(clock_text(" 1  99999.0")));
     EXPECT_TRUE(prec->idx_clk[0] == 1 && prec->idx_clk[8] == 0);
     EXPECT_TRUE(prec->clk_pre_all[0][0].clk_offset == 99998.0 && prec->clk_pre_all[0][0].clk_drift == -7.0);
+    EXPECT_EQ(prec->clk_pre_all[0][0].time.time.sod, 607.5);
     EXPECT_STOP(load_clk(clock_text(" 3  1.0 2.0 3.0")), "nn=3, format error for this clk file .*stopping");
     EXPECT_STOP(load_ephemris_prec(data("no.sp3").data()), "^sp3 file .*no.sp3 open failed!\n");
 

@@ -56,6 +56,17 @@ TEST_F(Dynamics, RequestedParametersGetOnePieceMore) {
     EXPECT_EQ(config->force_model_parameters[FM_ERP].idx_global[0], drag.idx_global[3]);
     EXPECT_EQ(emp.num, 7);
     EXPECT_EQ(config->nstate, 42 + 6 * 12);
+    // The flat state takes the parameters force by force.
+    const ForceModel used[] = {FM_Drag, FM_EMP};
+    std::copy_n(used, 2, config->force_model_used);
+    config->num_force_models = 2;
+    Values y(6 + 4 + 7);
+    std::iota(y.begin(), y.end(), 1.0);
+    set_state_force_param(config.get(), state.get(), y.data());
+    EXPECT_TRUE(state->vel_eci[2] == 6.0 && drag.param[0] == 7.0 && emp.param[0] == 11.0 && emp.param[6] == 17.0);
+    Values back(y.size());
+    extract_state_force_param(config.get(), state.get(), back.data());
+    EXPECT_EQ(back, y);
     for (const auto& [fm, interval] : {std::pair{FM_SRP, 5400.0 / 49.5}, {FM_SRP, 1e-9}, {FM_EMP, 1.0}}) {
         config->emp_param_num_base = 0;
         request(fm, "A0", interval);

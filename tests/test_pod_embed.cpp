@@ -365,7 +365,10 @@ TEST_F(PodEmbed, StartUpInBothDeployments) {
 }
 
 TEST_F(PodEmbed, BufferHoldsTwoEpochsAndBoundsThem) {
+    support::LogRecorder log;
     OBSDATA_EPOCH epoch = {};
+    epoch.sat_num = 15;
+    EXPECT_TRUE(update_gnss_observation(&epoch, pod.get()) && log.messages().empty());
     for (epoch.rcv = 1; epoch.rcv <= 3; ++epoch.rcv) {
         epoch.sat_num = epoch.satobs[0].num_obs = 1000;
         EXPECT_TRUE(update_gnss_observation(&epoch, pod.get()));
@@ -374,6 +377,25 @@ TEST_F(PodEmbed, BufferHoldsTwoEpochsAndBoundsThem) {
     EXPECT_EQ(pod->obs_epoch[0].rcv, 3);
     EXPECT_EQ(pod->obs_epoch[0].sat_num, 15);
     EXPECT_EQ(pod->obs_epoch[0].satobs[0].num_obs, 10);
+}
+
+TEST_F(PodEmbed, AntennasOfTheSatellitesInUse) {
+    ANT_INFO of_g02 = {};
+    of_g02.idx_object = 1;
+    of_g02.mjd_available[1] = 1e6;
+    ANT_INFO_STORE store = {&of_g02, 1, 1};
+    g_antenna_info_store = &store;
+    OBSDATA_EPOCH epoch = {{{59232, 30.0}, tsGPST}, 0, OBS_OK, 3, {}};
+    for (int i = 0; i < 3; ++i) {
+        epoch.satobs[i].satsys = i == 1 ? BDS : GPS;
+        epoch.satobs[i].prn = 2;
+        epoch.satobs[i].flag_sat = i == 2 ? LOW_ELE : OBS_OK;
+    }
+    support::LogRecorder log;
+    fill_ant_info_gnss(&epoch, &gnssconfig, pod->state_sat_all);
+    EXPECT_EQ(pod->state_sat_all[1].ant_info, &of_g02);
+    EXPECT_TRUE(log.has(ULOG_WARNING_LEVEL, "get_gf_mw(): sys=2,prn=2,satindex=33, satsys(2) not in gnssconfig"));
+    EXPECT_EQ(log.count(ULOG_WARNING_LEVEL, "!=OBS_OK"), 1);
 }
 
 TEST_F(PodEmbed, PrintsAnEpoch) {

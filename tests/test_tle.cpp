@@ -95,8 +95,8 @@ TEST(TleText, LinesBecomeRecords) {
     EXPECT_TRUE(d.inc == 97.4217 && d.OMG == 88.1234 && d.omg == 211.5678 && d.M == 148.4321 && d.n == 15.21345678);
     EXPECT_NEAR(d.ecc, 0.0012345, 1e-18);
 
-    decode_line1(changed(kLine1, 18, "57001").c_str(), &d);
-    EXPECT_EQ(GTime2YMD(d.epoch_mjd_utc).year, 1957);
+    decode_line1(changed(changed(kLine1, 62, "3"), 18, "57001").c_str(), &d);
+    EXPECT_TRUE(GTime2YMD(d.epoch_mjd_utc).year == 1957 && d.etype == 3);
     decode_line1(changed(kLine1, 18, "56001").c_str(), &d);
     EXPECT_EQ(GTime2YMD(d.epoch_mjd_utc).year, 2056);
 
