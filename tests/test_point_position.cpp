@@ -3,6 +3,7 @@
 #include <cmath>
 #include <cstring>
 
+#include "common_function.h"
 #include "gnss_ppp.h"
 #include "pod_embed.h"
 #include "support.h"
@@ -128,6 +129,42 @@ TEST_F(PointPosition, AgreesWithAnIndependentRendering) {
         ASSERT_EQ(solve(), SOL_OK);
         for (int c = 0; c < 4; ++c) ASSERT_NEAR(solution.pos_vel_clk[c < 3 ? c : 6], want[c], 1e-3) << tag;
     }
+}
+
+TEST_F(PointPosition,
+       ModelOfAReceiverOnTheGround) {  // below the orbit; its ranges lack troposphere, ionosphere and group delay
+    constexpr double kC = 299792458.0, kRe = 6378137.0, kFe = 1 / 298.257223563;
+    ASSERT_EQ(solve(), SOL_OK);
+    take(4);
+    double blh[3], site[3], sat[6], clk[2], tgd, dry[2], wet[2];
+    ecef2blh(solution.pos_vel_clk, blh, kRe, kFe);
+    blh[2] = 100.0;
+    blh2ecef(blh, site, kRe, kFe);
+    const auto range = [&](const OBSDATA_SAT& from, double clock, double* to) {
+        const double time = propagation_time_iterate(epoch.epoch_time, from.prn - 1, clock / kC, to, sat, clk, &tgd);
+        return kC * (time - clk[0]) + clock + 7.2921151467e-05 * (sat[0] * to[1] - sat[1] * to[0]) / kC;
+    };
+    for (int i = 0; i < epoch.sat_num; ++i) {
+        const double value = range(epoch.satobs[i], 0.0, site);
+        for (OBSREC& rec : epoch.satobs[i].obsdata) rec.value = rec.type == RANGE ? value : rec.value;
+    }
+    ASSERT_EQ(solve(), SOL_OK);
+    const double mjd = gtime2mjd(epoch.epoch_time), sow = GTime2SOW(epoch.epoch_time).sow;
+    ecef2blh(solution.pos_vel_clk, blh, kRe, kFe);
+    int compared = 0;
+    for (int i = 0; i < epoch.sat_num; ++i) {
+        OBSDATA_SAT& from = epoch.satobs[i];
+        if (from.flag_sat != OBS_OK) continue;
+        const OBSREC& rec = from.obsdata[from.obs_index_used[0]];
+        const double f = get_obs_frequency(GPS, rec.freq, 1);  // [MHz]
+        const double model =
+            range(from, solution.pos_vel_clk[6], solution.pos_vel_clk) +
+            trop_delay(mjd, blh, from.sat_azel, dry, wet, 0.5) + get_tgd(GPS, from.prn, rec.freq, rec.code) +
+            1e4 / (f * f) * Klobuchar_GPS_stec(iono_brdc_GPS_A, iono_brdc_GPS_B, sow, blh, from.sat_azel);
+        EXPECT_NEAR(rec.residual, rec.value - model, 2e-3) << from.prn;
+        ++compared;
+    }
+    EXPECT_GT(compared, 4);
 }
 
 TEST_F(PointPosition, ZeroDifferenceGivesTwoRowsASatellite) {  // the numbers are checked by the runs against truth
