@@ -283,6 +283,11 @@ TEST_F(SatPosition, NavigationReadersKeepTheirLimits) {
     EXPECT_EQ(log.count(ULOG_WARNING_LEVEL, "more than 100 records of a satellite"), 1);
     EXPECT_TRUE(brdc->eph_brdc_bds_all[62][99].ok && !brdc->eph_brdc_bds_all[63][0].ok);
     EXPECT_DOUBLE_EQ(brdc->eph_brdc_bds_all[62][99].TGD_B2_B3, 153.0);
+    std::string null_byte = navigation_text(true, "G07", kLongLine);  // ends what is seen of its line
+    null_byte[null_byte.size() - 18] = '\0';
+    ASSERT_TRUE(load_nav(null_byte));
+    const EPHREC_GPS& cut = brdc->eph_brdc_gps_all[6][0];
+    EXPECT_TRUE(cut.ok && cut.transmission_msg_time == 4.0 && cut.Fit_interval == 0.0);
     EXPECT_FALSE(load_nav("") || load_nav("     2.01           G: GLONASS NAV DATA\n"));
 }
 

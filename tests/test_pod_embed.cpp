@@ -345,9 +345,11 @@ TEST_F(Transfer, StopsTheProcessOnInconsistentLists) {
 TEST_F(PodEmbed, StartUpInBothDeployments) {
     const ANT_INFO& antenna = pod->ant_info_rcv;
     pod->ant_info_rcv.ant_ok = true;
+    pod->num_param = 5;
     startup_pod_embed(pod.get(), true);
     EXPECT_FALSE(antenna.ant_ok);  // not in the store
     EXPECT_TRUE(pod->state_sat_all[96].flag_slip[1] == 2 && pod->sln_orbit_interval == 300.0);
+    EXPECT_TRUE(pod->num_param == 0 && pod->index_param_X[0] == -1);
 
     const long before = allocations;
     startup_pod_embed(pod.get(), false);

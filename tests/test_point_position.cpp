@@ -206,6 +206,12 @@ TEST_F(PointPosition, ZeroDifferenceGivesTwoRowsASatellite) {  // the numbers ar
     EXPECT_GT(std::fabs(v[0] - v0), 1e-4);
     epoch.satobs[in_epoch[0]].obsdata[3].value = 0.00005;
     EXPECT_EQ(rows(30), 2 * nsat - 2);
+    gnssconfig.opt_IF[0] = 0;  // frequency by frequency: no rows, marked records are reported
+    OBSDATA_SAT& second = epoch.satobs[in_epoch[1]];
+    second.obsdata[second.obs_index_used[0]].flag_obs = GROSS_ERROR;
+    support::LogRecorder log(ULOG_WARNING_LEVEL);
+    EXPECT_EQ(rows(30), 0);
+    EXPECT_EQ(log.count(ULOG_WARNING_LEVEL, "obsrec->flag_obs="), 1);
 }
 
 TEST(ChiSquare, SolvesTheClosedFormOfEvenDegrees) {
