@@ -123,8 +123,7 @@ std::string number(double value) {
 
 double text_width(const std::string& text, double size, bool bold) {
     double width = 0;
-    for (std::size_t i = 0; i < text.size(); ++i) {
-        const char c = text[i];
+    for (const char c : text) {
         if ((static_cast<unsigned char>(c) & 0xC0) == 0x80) continue;  // inside a character
         if (std::strchr("ijl.,:;'| ", c) != nullptr) {
             width += 0.33;

@@ -357,8 +357,8 @@ std::vector<std::vector<Pixel>> visible_dots(const Panel& panel, const Scale& sx
             const Pixel p{sx(s.x[i]), sy(s.y[i])};
             if (p.x < box.left - 0.5 || p.x > box.right + 0.5 || p.y < box.top - 0.5 || p.y > box.bottom + 0.5)
                 continue;
-            const std::size_t place =
-                static_cast<std::size_t>(p.x - box.left + 0.5) + wide * static_cast<std::size_t>(p.y - box.top + 0.5);
+            const auto nearest = [](double x) { return static_cast<std::size_t>(std::floor(x + 0.5)); };
+            const std::size_t place = nearest(p.x - box.left) + wide * nearest(p.y - box.top);
             if (taken[place]) continue;
             taken[place] = true;
             dots[k].push_back(p);
@@ -578,7 +578,8 @@ void draw(const Chart& chart, const std::string& file) {
     if (!chart.legend.empty()) {
         canvas.begin("legend", "legend");
         for (std::size_t i = 0; i < listed; ++i) {
-            draw_entry(canvas, right + 14 + entry_width * static_cast<double>(i / per_column),
+            const std::size_t column = i / per_column;
+            draw_entry(canvas, right + 14 + entry_width * static_cast<double>(column),
                        rows.front().from + 7 + entry_height * static_cast<double>(i % per_column), chart.legend[i],
                        false);
         }
@@ -615,10 +616,8 @@ void draw_sky(const Heading& heading, const std::vector<Track>& tracks, bool com
         return points;
     };
     canvas.begin("sky", "sky");
-    for (double e = rim; e < 90.0; e += e < 0.0 ? -rim : 15.0) {
-        const bool strong = e == 0.0 || e == rim;
-        canvas.line(ring(e), strong ? kFrame : kGrid, strong ? 1.2 : 1.0);
-    }
+    if (rim < 0.0) canvas.line(ring(rim), kFrame, 1.2);
+    for (int e = 0; e < 90; e += 15) canvas.line(ring(e), e == 0 ? kFrame : kGrid, e == 0 ? 1.2 : 1.0);
     std::vector<std::vector<Pixel>> spokes;
     for (int a = 0; a < 180; a += 30) spokes.push_back({at(a, rim), at(a + 180, rim)});
     canvas.lines(std::move(spokes), kGrid, 1.0);

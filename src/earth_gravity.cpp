@@ -262,9 +262,10 @@ void denormaliseCS(int nsize, double* Cn, double* Sn) {
 }
 
 double normalFactor(int n, int m) {
-    const double degree = n, order = m;
+    const double degree = n;
+    const long long top = static_cast<long long>(n) + m;
     double product = 1.0;
-    for (double i = degree - order + 1; i <= degree + order; ++i) product *= i;
+    for (long long i = top - 2LL * m + 1; i <= top; ++i) product *= static_cast<double>(i);
     return std::sqrt((m == 0 ? 1.0 : 2.0) * (2 * degree + 1) / product);
 }
 

@@ -300,7 +300,8 @@ void satsysprn2string(sysGNSS satsys, int prn, char* prn_str) {
 void sysGNSSAsString(sysGNSS sys, char* str) {
     // settled: a station has no name here
     constexpr const char* kNames[] = {"UKNSYS", "GPS", "BDS", "GAL", "GLO", "GEO", "LEO"};
-    std::strcpy(str, sys >= GPS && sys <= LEO ? kNames[sys] : kNames[UKNSYS]);
+    const char* const name = sys >= GPS && sys <= LEO ? kNames[sys] : kNames[UKNSYS];
+    std::memcpy(str, name, std::strlen(name) + 1);
 }
 
 // --- observation codes and frequencies ---------------------------------------------------------------------

@@ -22,7 +22,7 @@ static_assert(std::size(kChisqr) == std::size(chisqr), "one row per degree of fr
 }  // namespace
 
 const double chisqr[100] = {
-#include "tables/chisqr.inc"
+#include "tables/chisqr.inc"  // NOLINT(readability-duplicate-include): counted above
 };
 
 namespace {
@@ -31,8 +31,6 @@ using leopod::clamp_count;
 using leopod::EarthRotation;
 using leopod::kSpeedOfLight;
 using leopod::kTimeText;
-using leopod::kWgs84Flattening;
-using leopod::kWgs84SemiMajor;
 using leopod::report;
 
 constexpr double kEarthRotationRate = 7.2921151467e-05;  // [rad/s]
@@ -173,8 +171,8 @@ void add_row(Pass& pass, int isat, int iobs, const double* e_los, int idx_rcv_cl
     pass.index_sat_epoch[pass.nobs] = isat;
     pass.index_obs_epoch[pass.nobs] = iobs;
 
-    double wk = 0.09 / (sigma_ele * sigma_ele);
-    wk = 1.0;  // settled: the elevation weight is overruled, all ranges count alike
+    [[maybe_unused]] const double elevation_weight = 0.09 / (sigma_ele * sigma_ele);
+    constexpr double wk = 1.0;  // settled: the elevation weight is overruled, all ranges count alike
     for (int r = 0; r < kUnknowns; ++r) {
         for (int c = 0; c < kUnknowns; ++c) {
             pass.BTWB[r * kUnknowns + c] += row[r] * wk * row[c];
@@ -563,8 +561,8 @@ int leopod::model_zd_gnss(ModelEpoch& epoch, int nsat, int* satidx_in_obs_epoch,
         const double earth_rotation = earth_rotation_term(sat.satpos_ecf, stapos);
         double dry_delay[2];
         double wet_delay[2];
-        double trop_delay_total = trop_delay(mjd_time, blh_sta, sat.sat_azel, dry_delay, wet_delay, 0.3);
-        trop_delay_total = 0.0;  // settled: no troposphere enters this model
+        trop_delay(mjd_time, blh_sta, sat.sat_azel, dry_delay, wet_delay, 0.3);
+        constexpr double trop_delay_total = 0.0;  // settled: no troposphere enters this model
         // settled: the ionosphere on the first frequency is computed and not applied
         [[maybe_unused]] const double iono_delay_L1 =
             Klobuchar_GPS(iono_brdc_GPS_A, iono_brdc_GPS_B, sow, blh_sta, sat.sat_azel);
@@ -590,8 +588,8 @@ int leopod::model_zd_gnss(ModelEpoch& epoch, int nsat, int* satidx_in_obs_epoch,
         }
         const double* factor = pair.factors_if;
         const double pco_if_gnss = factor[0] * pco_gnss[0] + factor[1] * pco_gnss[1];
-        double pco_if_rcv = factor[0] * pco_rcv[0] + factor[1] * pco_rcv[1];
-        pco_if_rcv = 0.0;  // settled: no receiver offset enters
+        [[maybe_unused]] const double receiver_offset = factor[0] * pco_rcv[0] + factor[1] * pco_rcv[1];
+        constexpr double pco_if_rcv = 0.0;  // settled: no receiver offset enters
         const double phase_wind_if =
             (factor[0] * kSpeedOfLight / pair.freq[0] + factor[1] * kSpeedOfLight / pair.freq[1]) * sc_state->phw *
             1e-06;

@@ -277,7 +277,7 @@ struct NutationArguments {
 /// One sine-cosine pair a term: the bits of the published routine.
 Pair published_nutation(double t) {
     const NutationArguments arguments(t);
-    double luni_solar_angle[kLuniSolar.kRows], planetary_angle[kPlanetary.kRows];
+    double luni_solar_angle[decltype(kLuniSolar)::kRows], planetary_angle[decltype(kPlanetary)::kRows];
     term_angles(kLuniSolar, arguments.luni_solar, luni_solar_angle);
     term_angles(kPlanetary, arguments.planetary, planetary_angle);
     const auto pair_of = [](double angle) {

@@ -253,7 +253,8 @@ void ARG2(int IYEAR, double DAY, double* ANGLE) {
     const double id = std::trunc(DAY);
     const double fday = (DAY - id) * 86400.0;
     const long long year = IYEAR;
-    const double icapd = id + static_cast<double>(365 * (year - 1975) + (year - 1973) / 4);  // days from 1975.0
+    const long long leap_days = (year - 1973) / 4;
+    const double icapd = id + static_cast<double>(365 * (year - 1975) + leap_days);  // days from 1975.0
     const double t = (27392.500528 + 1.000000035 * icapd) / kDaysInCentury;
     const double h0 = (279.69668 + (36000.768930485 + 3.03e-4 * t) * t) * DTR;
     const double s0 = (((1.9e-6 * t - 0.001133) * t + 481267.88314137) * t + 270.434358) * DTR;

@@ -13,7 +13,6 @@
 #include "ulog.h"
 
 using leopod::FourSums;
-using leopod::kNoMemory;
 using leopod::kQuad;
 using leopod::load;
 using leopod::Memory;

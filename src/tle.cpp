@@ -446,11 +446,12 @@ struct LastSet {
 };
 
 bool same_elements(const tled_t& a, const tled_t& b) {
-    constexpr std::size_t kSize = offsetof(tled_t, n) + sizeof(double) - offsetof(tled_t, inc);
     // as bits: what is not a number equals itself
-    return std::memcmp(&a.bstar, &b.bstar, sizeof(double)) == 0 &&
-           std::memcmp(reinterpret_cast<const char*>(&a) + offsetof(tled_t, inc),
-                       reinterpret_cast<const char*>(&b) + offsetof(tled_t, inc), kSize) == 0;
+    const auto same = [&](std::size_t first, std::size_t last) {
+        return std::memcmp(reinterpret_cast<const char*>(&a) + first, reinterpret_cast<const char*>(&b) + first,
+                           last + sizeof(double) - first) == 0;
+    };
+    return same(offsetof(tled_t, bstar), offsetof(tled_t, bstar)) && same(offsetof(tled_t, inc), offsetof(tled_t, n));
 }
 
 }  // namespace

@@ -12,8 +12,28 @@ static bool allow_allocation();
 
 #if defined(__SANITIZE_ADDRESS__) || defined(__clang__) || !defined(__GLIBC__)
 constexpr bool kSeesMalloc = false;
+static void* take_memory(std::size_t size) { return std::malloc(size); }
+#else
+#include <dlfcn.h>
+constexpr bool kSeesMalloc = true;
+/// The C library's function of a name.
+template <typename Function>
+static Function* original(const char* name) {
+    static Function* const found = reinterpret_cast<Function*>(dlsym(RTLD_NEXT, name));
+    return found;
+}
+static void* take_memory(std::size_t size) { return original<void*(std::size_t)>("malloc")(size); }
+extern "C" void* malloc(std::size_t size) { return allow_allocation() ? take_memory(size) : nullptr; }
+extern "C" void* calloc(std::size_t n, std::size_t size) {
+    return allow_allocation() ? original<void*(std::size_t, std::size_t)>("calloc")(n, size) : nullptr;
+}
+extern "C" void* realloc(void* memory, std::size_t size) {
+    return allow_allocation() ? original<void*(void*, std::size_t)>("realloc")(memory, size) : nullptr;
+}
+#endif
+
 [[gnu::noinline]] void* operator new(std::size_t size, const std::nothrow_t&) noexcept {
-    return allow_allocation() ? std::malloc(size != 0 ? size : 1) : nullptr;
+    return allow_allocation() ? take_memory(size != 0 ? size : 1) : nullptr;
 }
 [[gnu::noinline]] void* operator new(std::size_t size) {
     void* const memory = operator new(size, std::nothrow);
@@ -27,24 +47,5 @@ constexpr bool kSeesMalloc = false;
 [[gnu::noinline]] void operator delete(void* memory, std::size_t) noexcept { std::free(memory); }
 [[gnu::noinline]] void operator delete[](void* memory) noexcept { std::free(memory); }
 [[gnu::noinline]] void operator delete[](void* memory, std::size_t) noexcept { std::free(memory); }
-#else
-#include <dlfcn.h>
-constexpr bool kSeesMalloc = true;
-/// The C library's function of a name; operator new goes through these too.
-template <typename Function>
-static Function* original(const char* name) {
-    static Function* const found = reinterpret_cast<Function*>(dlsym(RTLD_NEXT, name));
-    return found;
-}
-extern "C" void* malloc(std::size_t size) {
-    return allow_allocation() ? original<void*(std::size_t)>("malloc")(size) : nullptr;
-}
-extern "C" void* calloc(std::size_t n, std::size_t size) {
-    return allow_allocation() ? original<void*(std::size_t, std::size_t)>("calloc")(n, size) : nullptr;
-}
-extern "C" void* realloc(void* memory, std::size_t size) {
-    return allow_allocation() ? original<void*(void*, std::size_t)>("realloc")(memory, size) : nullptr;
-}
-#endif
 
 #endif

@@ -206,6 +206,15 @@ std::vector<Damage> whole_files(const std::string& good) {
             {"empty", ""}};
 }
 
+/// One of so many, where the environment says so: a machine that is emulated takes long for each.
+std::vector<Damage> thinned(const std::vector<Damage>& all) {
+    const char* const step = std::getenv("LEOPOD_DAMAGE_STEP");
+    if (step == nullptr) return all;
+    std::vector<Damage> some;
+    for (std::size_t i = 0; i < all.size(); i += std::max(1, std::atoi(step))) some.push_back(all[i]);
+    return some;
+}
+
 /// Loads every damaged text in children: a documented end costs one child, anything else than that or survival is a fault. A hang ends by the alarm.
 struct Outcome {
     std::vector<int> records;  ///< -1 where the process ended as documented
@@ -262,8 +271,9 @@ TEST_P(Damaged, NothingCrashesAndTheRestIsKept) {
     EXPECT_EQ(intact.records, std::vector<int>(2, format.records));
 
     std::size_t inputs = 0;
-    for (const auto make : {truncations, characters, numbers}) inputs += load_all(format, make(good)).records.size();
-    const std::vector<Damage> lines = whole_lines(good);
+    for (const auto make : {truncations, characters, numbers})
+        inputs += load_all(format, thinned(make(good))).records.size();
+    const std::vector<Damage> lines = thinned(whole_lines(good));
     const Outcome outcome = load_all(format, lines);
     for (std::size_t i = 0; i < lines.size(); ++i) {
         if (outcome.records[i] < 0) continue;
