@@ -211,10 +211,8 @@ void store_record(OBSREC& rec, const OBSREC& empty, double value, int lli) {
 /// passes over addresses behind the store.
 void expect_next(const OBSDATA_SAT& sat) {
     constexpr std::size_t kCacheLine = 64;
-    const std::uintptr_t next = reinterpret_cast<std::uintptr_t>(&sat) + sizeof(OBSDATA_EPOCH);
-    for (std::size_t i = 0; i < sizeof sat; i += kCacheLine) {
-        __builtin_prefetch(reinterpret_cast<const void*>(next + i), 1);
-    }
+    const char* const next = reinterpret_cast<const char*>(&sat) + sizeof(OBSDATA_EPOCH);
+    for (std::size_t i = 0; i < sizeof sat; i += kCacheLine) __builtin_prefetch(next + i, 1);
 }
 
 // --- reading: version 2 --------------------------------------------------------------------------------------------------
