@@ -148,6 +148,15 @@ TEST(ObservationFiles, CutAtAnyByte) {
     }
 }
 
+TEST(ObservationFiles, ValuesOfAnyForm) {
+    for (const char* field : {"  20000000.123", " -20000000.123", "-120000000.123", "        -1.500", "       -1.5   ",
+                              "-12345678.9012", "      -    1.0", "           -12", "  1234567.1234", "        .12345",
+                              "-        1.500", "   12 34567.12", "          -abc", "     -99999999"}) {
+        ASSERT_TRUE(load_text(header("3.05", {"G    1 C1C"}) + epoch3("0.0000000", 0, {std::string("G01") + field})));
+        EXPECT_EQ(values(store[0].satobs[0]), Numbers{std::strtod(field, nullptr)}) << field;
+    }
+}
+
 TEST(ObservationFiles, Version2Oddities) {
     LogRecorder log;
     const std::string five = "         1.000 1         2.000           3.000           4.000           5.000\n";

@@ -131,6 +131,10 @@ TEST_F(SatPosition, ChoiceOfRecordKeepsItsBounds) {
     EXPECT_EQ(chosen(7200.0), nullptr);  // exactly at TOE
     gps[3] = gps[7];
     EXPECT_EQ(chosen(7300.0), gps + 3);  // a tie goes to the earlier slot
+    for (double issue : {-1.0, 1024.0, 1023.0}) {
+        gps[3].IODE = issue;
+        EXPECT_EQ(chosen(7300.0), issue == 1023.0 ? gps + 3 : gps + 7);
+    }
     gps[3].sv_health = 1;
     EXPECT_EQ(chosen(7300.0), gps + 7);
     for (double sqrt_A : {2530.0, 5153.6}) {  // rejected for good

@@ -289,7 +289,9 @@ class Transfer : public PodEmbed {
 };
 
 TEST_F(Transfer, CarriesStateAndCovarianceToTheNewSlots) {
+    support::LogRecorder log(ULOG_ERROR_LEVEL);
     get_initial_ambiguity_test(pod.get());
+    EXPECT_EQ(log.count(ULOG_ERROR_LEVEL, "maxsize"), 0);
     const double amb[4] = {111.0, 22.0, 33.0, 44.0};  // continuous: the state of slot 11, others: phase minus code
     for (int j = 0; j < 4; ++j) {
         EXPECT_NEAR(pod->X[7 + 2 * j], amb[j], 1e-6) << j;
