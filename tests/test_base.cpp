@@ -61,6 +61,14 @@ TEST(Text, Split) {
     EXPECT_EQ(std::string(rows[0]) + rows[1] + line, "ab  a  b,\nc");
 }
 
+TEST(Text, HelpGoesToStandardError) {
+    char first[] = "usage", second[] = "options %s";
+    char* lines[] = {first, second, nullptr};
+    testing::internal::CaptureStderr();
+    print_help(lines);
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), "usage\noptions %s\n");
+}
+
 TEST(Text, NumbersHaveTheBitsOfStrtod) {
     const std::string digits = "98765432109876543210";
     for (std::size_t n = 1; n <= digits.size(); ++n) {

@@ -168,6 +168,10 @@ TEST(Troposphere, ZenithDelaysAndMapping) {
     const double north = NMF(118.3, blh, el5, map);  // between the seasons
     EXPECT_NEAR(map[0], 10.15, 0.05);                // known values at 5 degrees
     EXPECT_NEAR(map[1], 10.75, 0.05);
+    double high[3] = {blh[0], blh[1], 2000.0}, raised[2];
+    NMF(118.3, high, el5, raised);
+    EXPECT_NEAR(raised[0] - map[0], 2 * 0.0219, 2e-4);  // the hydrostatic part grows with the height
+    EXPECT_EQ(raised[1], map[1]);
     blh[0] = -blh[0];
     EXPECT_NEAR(NMF(118.3 + 365.25 / 2, blh, el5, map), north, 1e-12);  // the south half a year later
     EXPECT_GT(std::fabs(NMF(27, blh, el5, map) - NMF(27 + 182, blh, el5, map)), 1e-3);

@@ -5,6 +5,7 @@
 
 #include "common_function.h"
 #include "gnss_ppp.h"
+#include "mathlib.h"
 #include "pod_embed.h"
 #include "support.h"
 
@@ -56,6 +57,18 @@ TEST_F(PointPosition, MasksInTheAntennaFrameOnlyOncePositionIsKnown) {
         masked += epoch.satobs[i].flag_sat == LOW_ELE;
     }
     EXPECT_GT(masked, 2);
+    double normal[16] = {}, sum = 0.0;  // two ranges a satellite, all of weight 1
+    for (const OBSDATA_SAT& sat : epoch.satobs) {
+        if (&sat - epoch.satobs >= epoch.sat_num || sat.flag_sat != OBS_OK) continue;
+        double row[4] = {0, 0, 0, 1};
+        for (int c = 0; c < 3; ++c) row[c] = solution.pos_vel_clk[c] - sat.satpos_ecf[c];
+        const double length = norm(3, row);
+        for (int c = 0; c < 3; ++c) row[c] /= length;
+        for (int k = 0; k < 16; ++k) normal[k] += 2.0 * row[k / 4] * row[k % 4];
+    }
+    ASSERT_EQ(matinv(normal, 4, 4), 0);
+    for (int c = 0; c < 3; ++c) sum += normal[5 * c] * normal[5 * c];
+    EXPECT_NEAR(solution.gdop, std::sqrt(sum), 1e-4 * solution.gdop);
     EXPECT_EQ(solution.nsat, all - masked);
 
     take(4);  // an antenna that looks down sees nobody in the fifth pass
