@@ -43,6 +43,17 @@ void trigonometric_series(PLANET_JPL body, double tt_jd, double* posvel) {
     }
 }
 
+TEST(
+    EphPlanet,
+    MassesOfThePlanets) {  // mass of the Sun over that of the system, IAU; the Earth without the Moon; the Moon as part of the Earth
+    initialize_global_eph_planet();
+    const std::pair<PLANET_JPL, double> ratios[] = {
+        {MERCURY, 6023600}, {VENUS, 408523.71}, {EARTH, 332946.05},  {MARS, 3098708},    {JUPITER, 1047.3486},
+        {SATURN, 3497.898}, {URANUS, 22902.98}, {NEPTUNE, 19412.24}, {PLUTO, 135836683}, {MOON, 332946.05 * 81.30057}};
+    for (const auto& [body, ratio] : ratios) EXPECT_NEAR(PLANET_GM[SUN] / PLANET_GM[body] / ratio, 1.0, 5e-5) << body;
+    EXPECT_NEAR(PLANET_GM[SUN], 1.32712440041e11, 1.0);
+}
+
 TEST(EphPlanet, LimitsOfDatesAndBodies) {
     ASSERT_TRUE(load());
     double pv[6] = {7, 7, 7, 7, 7, 7};

@@ -232,6 +232,7 @@ TEST(ObservationFiles, FailuresAndEmptyLoads) {
 TEST(EpochSelection, ObservablesAndSatellites) {
     sysGNSS systems[] = {GPS, BDS};
     set_gnssconfig_system(&gnssconfig, 2, systems);
+    gnssconfig.obs_type_freq_code_used[0][4] = gnssconfig.obs_type_freq_code_used[0][0];  // behind the four in use
     const Texts sats = {"G01" + kSat3 + "         2.000", "G02" + kSat3, "C06" + kSat3, "C07" + kSat3, "E03"};
     ASSERT_TRUE(load_text(header("3.05", {"G    5 C1P L1P C2P L2P L1P", "C    4 C1P L1P C5P L5P"}) +
                           epoch3("0.0000000", 0, sats)));
@@ -241,6 +242,7 @@ TEST(EpochSelection, ObservablesAndSatellites) {
     epoch.satobs[3].obsdata[0].value = -0.002;  // present
     choose_observation(&epoch);
     EXPECT_EQ(epoch.satobs[0].obs_index_used[1], 4);  // the later of two
+    EXPECT_EQ(epoch.satobs[0].num_obs_used, 4);
     int in_epoch[MAXSAT_EPOCH], satindex[MAXSAT_EPOCH];
     ASSERT_EQ(choose_satellite(&epoch, in_epoch, satindex), 2);
     EXPECT_EQ((Ints{in_epoch[0], satindex[0], in_epoch[1], satindex[1]}), (Ints{0, 0, 3, 38}));

@@ -292,6 +292,10 @@ TEST_F(SatPosition, NavigationReadersKeepTheirLimits) {
     ASSERT_TRUE(load_nav(null_byte));
     const EPHREC_GPS& cut = brdc->eph_brdc_gps_all[6][0];
     EXPECT_TRUE(cut.ok && cut.transmission_msg_time == 4.0 && cut.Fit_interval == 0.0);
+    std::string dense = navigation_text(true, "G08", kLongLine);  // widths, not blanks, part the fields
+    ASSERT_TRUE(load_nav(dense.replace(dense.find("G08"), 23, "G0820180506020059      ")));
+    const TimeYMD& toc = brdc->eph_brdc_gps_all[7][0].TOC;
+    EXPECT_TRUE(toc.year == 2018 && toc.month == 5 && toc.day == 6 && toc.hour == 2 && toc.second == 59.0);
     EXPECT_FALSE(load_nav("") || load_nav("     2.01           G: GLONASS NAV DATA\n"));
 }
 

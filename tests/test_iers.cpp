@@ -67,8 +67,10 @@ TEST(Iers, SiderealAngles) {
     EXPECT_NEAR(getEarthRotationAngleRate(0.21), turned / 86.4, 1e-13);
 
     // Doodson arguments: tau + s is the local sidereal angle, and the mean longitudes follow from the Delaunay ones.
-    double fnut[5], beta[6];
+    double fnut[5], beta[6], f[5];
     DOODSONARG(2451545.0, 7687.1, 2459232.1, fnut, beta);
+    FUNDARG((2459232.1 - 2451545.0) / 36525.0, &f[0], &f[1], &f[2], &f[3], &f[4]);
+    for (int i = 0; i < 5; ++i) EXPECT_EQ(fnut[i], f[i]);
     EXPECT_NEAR(std::sin(beta[0] + beta[1] - kPi), std::sin(getGMST(2451545.0, 7687.1, 2459232.1)), 1e-14);
     const double delaunay[] = {beta[1] - beta[3], beta[2] - beta[5], beta[1] + beta[4], beta[1] - beta[2], -beta[4]};
     for (int i = 0; i < 5; ++i) EXPECT_NEAR(delaunay[i], fnut[i], 1e-14);

@@ -423,12 +423,15 @@ TEST_F(PodEmbed, PrintsAnEpoch) {
 TEST_F(PodEmbed, DynamicFilter) {
     pod->state_satellite.sec_since_start = -600.0;
     pod->state_satellite.pos_eci[1] = 7e6;
+    std::iota(pod->state_satellite.vel_eci, pod->state_satellite.vel_eci + 3, 7501.0);
+    for (int c = 3; c < 6; ++c) pod->DX_dyn[c * 906 + c] = 1.0;
     pod->X_dyn[7] = 1.0;
     pod->DX_dyn[1 * 906 + 1] = 300.0;
     pod->DX[1 * 39 + 1] = 100.0;
     EXPECT_TRUE(orbit_dynamic_filter(pod.get()));
     EXPECT_NEAR(pod->X_dyn[1], 7e6 * (1.0 - 0.75), 1e-3);
     EXPECT_NEAR(pod->DX_dyn[1 * 906 + 1], 75.0, 1e-9);
+    for (int c = 0; c < 3; ++c) EXPECT_EQ(pod->X_dyn[3 + c], 7501.0 + c);
 }
 
 }  // namespace
