@@ -346,8 +346,9 @@ TEST_F(SatPosition, PreciseOrbitFileAndInterpolation) {
     // the last element looked at, not the nearer 11
     EXPECT_EQ(find_closest_eph_prec(row, 24, gpst(59232, 300.0 * 11.1)), 12);
 
-    ASSERT_TRUE(load_sp3("*  2021  1 18 5 0 12.5\nPG02 1.0 1.0 1.0 1.0\nEOF\n"));
-    EXPECT_EQ(prec->eph_pre_all[1][0].time.time.sod, 18012.5);
+    ASSERT_TRUE(
+        load_sp3("*  2021  1 18 5 0 12.5\nPG02 1.0 1.0 1.0 1.0\n*  2021  1 18 5 1 0\nPG02 1.0 1.0 1.0 99999.0\nEOF\n"));
+    EXPECT_TRUE(prec->eph_pre_all[1][0].time.time.sod == 18012.5 && prec->idx_eph[1] == 2 && prec->idx_clk[1] == 1);
 
     // many gaps and an unusable middle record stay inside the buffers
     for (int i = 0; i < 24; ++i) row[i].pos_ecf[0] = row[i].pos_ecf[1] = row[i].pos_ecf[2] = i % 3 == 0 ? 0.0 : 0.001;
