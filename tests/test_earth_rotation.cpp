@@ -149,7 +149,7 @@ TEST_F(EarthRotation, MeanPoleAndPoleTide) {
     correction_PoleTide_position(51544.5, moved, equator, shift);
     EXPECT_NEAR(std::hypot(shift[0] - 9e-3 * 0.1, shift[1], shift[2]), 0.0, 1e-12);
     const double half = std::acos(0.0), points[][5] = {{0, 0, 0, 0, 0},
-                                                       {0, 0, 7, half, 0},
+                                                       {0, 0, 0.5, half, 0},
                                                        {0, 0, -7, -half, 0},  // x, y, z, lat, lon
                                                        {0, -7, 0, half, 3 * half},
                                                        {7, 7, 0, half, half / 2}};
