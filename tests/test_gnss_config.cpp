@@ -45,6 +45,14 @@ TEST(Identifiers, Texts) {
     char text[4];
     satsysprn2string(GAL, 7, text);
     EXPECT_STREQ(text, "E07");
+    char name[8];
+    const std::pair<int, const char*> names[] = {{-1, "UKNSYS"}, {0, "UKNSYS"}, {GPS, "GPS"},
+                                                 {BDS, "BDS"},   {GAL, "GAL"},  {GLO, "GLO"},
+                                                 {GEO, "GEO"},   {LEO, "LEO"},  {STA, "UKNSYS"}};
+    for (const auto& [sys, wanted] : names) {
+        sysGNSSAsString(static_cast<sysGNSS>(sys), name);
+        EXPECT_STREQ(name, wanted);
+    }
     satsysprn2string(GPS, -2147483647 - 1, text);  // stays in 4 characters
 }
 
