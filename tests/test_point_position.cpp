@@ -216,7 +216,11 @@ TEST_F(PointPosition, ZeroDifferenceGivesTwoRowsASatellite) {  // the numbers ar
     states[list[0]].ant_info = &antenna;
     rows(30);
     EXPECT_NEAR(v[1] - v1, v[0] - v0, 1e-6);  // the transmitter's does
-    EXPECT_GT(std::fabs(v[0] - v0), 1e-4);
+    const double both = v[0] - v0, f1 = 1575.42 * 1575.42, f2 = 1227.6 * 1227.6;
+    EXPECT_GT(std::fabs(both), 1e-4);
+    antenna.pco[1][1] = 0.0;  // the first frequency alone, with its factor of the combination
+    rows(30);
+    EXPECT_NEAR((v[0] - v0) / both, f1 / (f1 - f2), 1e-4);
     epoch.satobs[in_epoch[0]].obsdata[3].value = 0.00005;
     EXPECT_EQ(rows(30), 2 * nsat - 2);
     gnssconfig.opt_IF[0] = 0;  // frequency by frequency: no rows, marked records are reported
