@@ -33,6 +33,7 @@ TEST_F(Dynamics, PiecesOfASpan) {
     EXPECT_EQ(generate(1.0, 0.0) + generate(-1.0, piece) + generate(1.0, std::nan("")), 0);
     *config = {};
     initialize_orbit_config(config.get());
+    EXPECT_TRUE(config->step_size == 20.0 && config->norder_gravity == 100);
     initialize_state_spacecraft(config.get(), state.get());
     EXPECT_EQ(config->nstate, 42 + 6 * 504);
     EXPECT_NEAR(emp.param_life[0][0], 58498.0 + 86382.0 / 86400.0, 1e-11);
