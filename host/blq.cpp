@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "error.h"
+#include "output.h"
 #include "positions.h"
 
 namespace host {
@@ -27,8 +28,7 @@ std::vector<std::string> words_of(const std::string& line) {
 
 /// All tables of a file; one damaged row makes the file unusable.
 std::vector<OceanLoading> read_all(const std::string& file) {
-    std::ifstream in(file);
-    if (!in) throw InputError(file + ": cannot open this ocean loading file");
+    std::ifstream in = open_input(file, "ocean loading file");
     std::vector<OceanLoading> sites;
     std::size_t row = kRows;  // rows read of the last site
     long number = 0;

@@ -92,6 +92,11 @@ double draw_heading(Canvas& canvas, const Heading& heading, double height) {
     return 64.0;
 }
 
+void draw_frame(Canvas& canvas, const Box& b) {
+    canvas.line({{b.left, b.top}, {b.right, b.top}, {b.right, b.bottom}, {b.left, b.bottom}, {b.left, b.top}}, kFrame,
+                1.0);
+}
+
 // --- axes ----------------------------------------------------------------------------------------------------------------
 
 /// The smallest step of 1, 2 or 5 and zeros that cuts a span into at most so many parts.
@@ -472,12 +477,7 @@ void draw_panel(Canvas& canvas, const Panel& panel, const Box& box, const Range&
         canvas.text({0.5 * (box.left + box.right), 0.5 * (box.top + box.bottom)}, "no data",
                     {13, kSoft, Anchor::middle, false, false});
     }
-    canvas.line({{box.left, box.top},
-                 {box.right, box.top},
-                 {box.right, box.bottom},
-                 {box.left, box.bottom},
-                 {box.left, box.top}},
-                kFrame, 1.0);
+    draw_frame(canvas, box);
     canvas.end();
 }
 
@@ -815,12 +815,7 @@ void draw_map(const Heading& heading, const std::vector<Track>& tracks, const st
         canvas.dots({start}, 3.2, "#ffffff");
         canvas.end();
     }
-    canvas.line({{box.left, box.top},
-                 {box.right, box.top},
-                 {box.right, box.bottom},
-                 {box.left, box.bottom},
-                 {box.left, box.top}},
-                kFrame, 1.0);
+    draw_frame(canvas, box);
     draw_legend(canvas, box.right + 14, box.top + 9, entries);
     canvas.save(file, heading.title + ". " + heading.subtitle);
 }

@@ -1,11 +1,7 @@
 #include "crd.h"
 
-#include <sys/stat.h>
-
 #include <algorithm>
-#include <cerrno>
 #include <cstdio>
-#include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <memory>
@@ -20,16 +16,6 @@
 #include "output.h"
 
 namespace host {
-
-std::string csv_text(const std::string& text) {
-    if (text.find_first_of(",\"\r\n") == std::string::npos) return text;
-    std::string quoted = "\"";
-    for (const char c : text) {
-        if (c == '"') quoted += '"';
-        quoted += c;
-    }
-    return quoted + '"';
-}
 
 namespace {
 
@@ -279,11 +265,7 @@ const std::map<std::string, CrdReader::Taker>& CrdReader::takers() {
 
 /// Opens a file whose first H1 can be read; throws for any other.
 std::ifstream open_crd(const std::string& name) {
-    struct stat info {};
-    if (stat(name.c_str(), &info) == 0 && S_ISDIR(info.st_mode))
-        throw InputError(name + ": is a directory, not a laser ranging file");
-    std::ifstream in(name, std::ios::binary);
-    if (!in) throw InputError(name + ": cannot open this laser ranging file: " + std::strerror(errno));
+    std::ifstream in = open_input(name, "laser ranging file");
     std::string line;
     while (std::getline(in, line)) {
         line = cleaned(line);

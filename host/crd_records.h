@@ -10,6 +10,7 @@
 #include <string>
 
 #include "observation_laser_ranging.h"
+#include "output.h"
 
 namespace host {
 
@@ -187,7 +188,6 @@ std::string csv_text(Number value) {
     const auto end = std::to_chars(text, text + sizeof text, value);
     return {text, end.ptr};
 }
-std::string csv_text(const std::string& text);
 template <std::size_t N>
 std::string csv_text(const char (&text)[N]) {
     return csv_text(std::string(text));

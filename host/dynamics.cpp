@@ -22,8 +22,7 @@ namespace {
 /// The reader of coefficients also writes a listing under testdata/ of the working directory; it runs in a scratch directory so that
 /// nothing is left behind.
 void load_gravity(const std::string& file) {
-    std::ifstream in(file);
-    if (!in) throw InputError(file + ": cannot open this gravity coefficient file");
+    std::ifstream in = open_input(file, "gravity coefficient file");
     std::string line;
     int n = 0;
     int m = 0;
@@ -48,8 +47,7 @@ void load_gravity(const std::string& file) {
 }
 
 void check_dynamics_file(const std::string& file) {
-    std::ifstream in(file);
-    if (!in) throw InputError(file + ": cannot open this dynamics configuration file");
+    std::ifstream in = open_input(file, "dynamics configuration file");
     std::string line;
     while (std::getline(in, line)) {
         if (line.find("+Force_Models") != std::string::npos) return;
@@ -89,15 +87,7 @@ TIMESYS time_system(const std::string& name) {
     throw InputError("time scale " + name + ": one of gpst, utc, tai, tt is expected");
 }
 
-GTime parse_epoch(const std::string& text, TIMESYS system) {
-    TimeYMD d{};
-    const bool valid = scan_date(text, d) && d.year >= 1973 && d.year <= 2099 && d.month >= 1 && d.month <= 12 &&
-                       d.day >= 1 && d.day <= 31 && d.hour >= 0 && d.hour <= 24 && d.minute >= 0 && d.minute <= 59 &&
-                       d.second >= 0.0 && d.second < 61.0;
-    if (!valid)
-        throw InputError("--epoch " + text + ": a text such as 2021-01-18T00:00:00 from 1973 to 2099 is expected");
-    return YMD2GTime(d, system);
-}
+GTime parse_epoch(const std::string& text, TIMESYS system) { return parse_date("--epoch", text, system, 1973, 2099); }
 
 bool is_inertial(const std::string& frame) {
     if (frame == "eci") return true;

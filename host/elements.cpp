@@ -1,7 +1,5 @@
 #include "elements.h"
 
-#include <sys/stat.h>
-
 #include <algorithm>
 #include <cctype>
 #include <cmath>
@@ -66,11 +64,7 @@ bool matches(const std::string& name, const std::string& wanted) {
 
 /// Lines that look like element lines and have a wrong checksum; the library takes them for names. Throws where the file cannot be read.
 long wrong_checksums(const std::string& file, const std::string& kind) {
-    struct stat info {};
-    if (stat(file.c_str(), &info) == 0 && S_ISDIR(info.st_mode))
-        throw InputError(file + ": is a directory, not a " + kind);
-    std::ifstream in(file, std::ios::binary);
-    if (!in) throw InputError(file + ": cannot open this " + kind);
+    std::ifstream in = open_input(file, kind);
     long count = 0;
     for (std::string line; std::getline(in, line);) {
         const bool element = line.size() >= 69 && (line[0] == '1' || line[0] == '2') && line[1] == ' ';
@@ -101,15 +95,6 @@ Shape shape_of(const tled_t& d) {
     const double a0 = a1 * (1.0 - d1 * (1.0 / 3.0 + d1 * (1.0 + 134.0 / 81.0 * d1)));
     const double a = a0 / (1.0 - k / (a0 * a0));
     return {1440.0 / d.n, (a * (1.0 - d.ecc) - 1.0) * kEarthRadius_km, (a * (1.0 + d.ecc) - 1.0) * kEarthRadius_km};
-}
-
-GTime parse_start(const std::string& text) {
-    TimeYMD d{};
-    const bool ok = scan_date(text, d) && d.year >= 1957 && d.year <= 2056 && d.month >= 1 && d.month <= 12 &&
-                    d.day >= 1 && d.day <= 31 && d.hour >= 0 && d.hour < 24 && d.minute >= 0 && d.minute < 60 &&
-                    d.second >= 0.0 && d.second < 61.0;
-    if (!ok) throw InputError("--start " + text + ": a text such as 2021-01-18T00:00:00 from 1957 to 2056 is expected");
-    return YMD2GTime(d, tsUTC);
 }
 
 /// Of each chosen object one set: the newest, or, with a start, the one whose epoch is nearest to it. In the order of the names.
@@ -151,14 +136,6 @@ std::vector<const tled_t*> choose(const ElementsOptions& o, const Sets& sets, co
     return chosen;
 }
 
-/// A field of a CSV, in quotes where it needs them.
-std::string csv_field(const std::string& text) {
-    if (text.find_first_of(",\"\r") == std::string::npos) return text;
-    std::string quoted = "\"";
-    for (const char c : text) quoted += c == '"' ? std::string("\"\"") : std::string(1, c);
-    return quoted + "\"";
-}
-
 /// States of the chosen sets, written as they come, and what they were like.
 class Table {
   public:
@@ -182,7 +159,7 @@ class Table {
         without_orientation += !eop.ok;
         if (out_ == nullptr) return;
         std::fprintf(out_, "%s,%ld,%.6f,%s,%.9f", time_text(utc, 6).c_str(), utc.time.mjd, utc.time.sod,
-                     csv_field(number_of(d)).c_str(), minutes);
+                     csv_text(number_of(d)).c_str(), minutes);
         if (ok) {
             double ecf[6];
             teme2ecef(gtime2mjd(utc), 0.0, eop.UT1mUTC, eop.pmX, eop.pmY, eop.LOD, eop.dOMEGA, teme, teme + 3, ecf,
@@ -194,7 +171,7 @@ class Table {
             std::fprintf(out_, ",,,,,,,,,,,,");
         }
         std::fprintf(out_, ",%.6f,%.6f,%.7f,%.7f,%s\n", eop.pmX, eop.pmY, eop.UT1mUTC, eop.LOD,
-                     csv_field(d.name).c_str());
+                     csv_text(d.name).c_str());
     }
 
     long rows = 0, states = 0, inside = 0, without_orientation = 0;
@@ -248,7 +225,7 @@ int propagate_elements(const ElementsOptions& o) {
     if (!(o.duration >= 0.0 && o.duration <= kMaxDuration))
         throw InputError("--duration: between 0 and 3653 days in seconds is expected");
     std::optional<GTime> start;
-    if (!o.start.empty()) start = parse_start(o.start);
+    if (!o.start.empty()) start = parse_date("--start", o.start, tsUTC, 1957, 2056);
     const bool to_stdout = o.out == "-";
     std::FILE* const summary = to_stdout ? stderr : stdout;  // a piped result holds nothing but the result
 

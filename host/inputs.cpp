@@ -1,9 +1,6 @@
 #include "inputs.h"
 
-#include <sys/stat.h>
-
 #include <algorithm>
-#include <cerrno>
 #include <cmath>
 #include <cstdlib>
 #include <cstring>
@@ -14,6 +11,7 @@
 #include "earth_gravity.h"
 #include "error.h"
 #include "iau_function.h"
+#include "output.h"
 
 namespace host {
 
@@ -25,11 +23,7 @@ constexpr double kFirstMjd = 41500.0;  ///< leap seconds begin in 1972: earlier 
 /// \param complete_only  leaves out a last line without a newline
 void each_line(const std::string& name, const std::string& kind, const std::function<bool(const std::string&)>& use,
                bool complete_only = false) {
-    struct stat info {};
-    if (stat(name.c_str(), &info) == 0 && S_ISDIR(info.st_mode))
-        throw InputError(name + ": is a directory, not a " + kind);
-    std::ifstream in(name, std::ios::binary);
-    if (!in) throw InputError(name + ": cannot open this " + kind + ": " + std::strerror(errno));
+    std::ifstream in = open_input(name, kind);
     std::string line;
     while (std::getline(in, line)) {
         if (complete_only && in.eof()) return;
@@ -163,22 +157,18 @@ bool check_attitude(const std::string& name) {
     return mission;
 }
 
-void check_config(const std::string& name) {
+/// Checks that a file holds a text which every file of its kind has.
+void check_holds(const std::string& name, const std::string& kind, const char* text, const std::string& missing) {
     bool found = false;
-    each_line(name, "GNSS configuration file", [&](const std::string& line) {
-        found = found || holds(line, "+GNSS_SYS");
+    each_line(name, kind, [&](const std::string& line) {
+        found = holds(line, text);
         return !found;
     });
-    if (!found) wrong_kind(name, "GNSS configuration file (no +GNSS_SYS section)");
+    if (!found) wrong_kind(name, kind + missing);
 }
 
-void check_jpl(const std::string& name) {
-    bool found = false;
-    each_line(name, "JPL ephemeris file", [&](const std::string& line) {
-        found = found || holds(line, "GROUP   1030");
-        return !found;
-    });
-    if (!found) wrong_kind(name, "JPL ephemeris file (ASCII header with groups)");
+void check_config(const std::string& name) {
+    check_holds(name, "GNSS configuration file", "+GNSS_SYS", " (no +GNSS_SYS section)");
 }
 
 std::string span_text(double mjd_first, double mjd_last) {
@@ -426,7 +416,7 @@ void load_planets(const std::string& file, double mjd_first, double mjd_last, En
     EPH_RECORD_JPL* records = environment.jpl_records.get();
     std::string name;
     if (!file.empty()) {
-        check_jpl(file);
+        check_holds(file, "JPL ephemeris file", "GROUP   1030", " (ASCII header with groups)");
         if (!load_eph_storage_file(writable(file), header, records) || g_num_eph_record <= 0)
             wrong_kind(file, "JPL ephemeris file with records");
         environment.files.push_back({"planets", file, std::to_string(g_num_eph_record + 1) + " records"});

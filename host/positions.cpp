@@ -9,22 +9,11 @@
 #include <sstream>
 
 #include "error.h"
+#include "output.h"
 
 namespace host {
 
 namespace {
-
-std::vector<std::string> fields_of(const std::string& line) {
-    std::vector<std::string> fields;
-    std::stringstream stream(line);
-    std::string field;
-    while (std::getline(stream, field, ',')) {
-        field.erase(0, field.find_first_not_of(" \t\r"));
-        field.erase(field.find_last_not_of(" \t\r") + 1);
-        fields.push_back(field);
-    }
-    return fields;
-}
 
 bool starts_with(const std::string& text, const std::string& start) {
     return text.compare(0, start.size(), start) == 0;
@@ -92,6 +81,18 @@ bool parse_time(const std::vector<std::string>& fields, const Places& places, lo
 
 }  // namespace
 
+std::vector<std::string> fields_of(const std::string& line) {
+    std::vector<std::string> fields;
+    std::stringstream stream(line);
+    std::string field;
+    while (std::getline(stream, field, ',')) {
+        field.erase(0, field.find_first_not_of(" \t\r"));
+        field.erase(field.find_last_not_of(" \t\r") + 1);
+        fields.push_back(field);
+    }
+    return fields;
+}
+
 bool parse_number(const std::string& text, double& value) {
     const char* const last = text.data() + text.size();
     const auto [end, error] = std::from_chars(text.data() + (text[0] == '+' && text[1] != '-' ? 1 : 0), last, value);
@@ -108,6 +109,17 @@ bool is_sp3(const std::string& file) {
 bool scan_date(const std::string& text, TimeYMD& date) {
     return std::sscanf(text.c_str(), "%d-%d-%d%*c%d:%d:%lf", &date.year, &date.month, &date.day, &date.hour,
                        &date.minute, &date.second) == 6;
+}
+
+GTime parse_date(const std::string& option, const std::string& text, TIMESYS system, int first_year, int last_year) {
+    TimeYMD d{};
+    const bool valid = scan_date(text, d) && d.year >= first_year && d.year <= last_year && d.month >= 1 &&
+                       d.month <= 12 && d.day >= 1 && d.day <= 31 && d.hour >= 0 && d.hour <= 24 && d.minute >= 0 &&
+                       d.minute <= 59 && d.second >= 0.0 && d.second < 61.0;
+    if (!valid)
+        throw InputError(option + " " + text + ": a text such as 2021-01-18T00:00:00 from " +
+                         std::to_string(first_year) + " to " + std::to_string(last_year) + " is expected");
+    return YMD2GTime(d, system);
 }
 
 CsvColumns reference_columns() {
@@ -134,8 +146,7 @@ CsvColumns solution_columns(const std::string& solution) {
 
 std::vector<TimedPosition> read_position_csv(const std::string& file, const CsvColumns& columns, long day_mjd,
                                              TIMESYS system) {
-    std::ifstream in(file);
-    if (!in) throw InputError(file + ": cannot open this file of positions");
+    std::ifstream in = open_input(file, "file of positions");
     std::vector<TimedPosition> rows;
     Places places;
     bool head = true;
@@ -173,8 +184,7 @@ std::vector<TimedPosition> read_position_csv(const std::string& file, const CsvC
 }
 
 std::vector<TimedPosition> read_position_sp3(const std::string& file, const std::string& satellite, TIMESYS system) {
-    std::ifstream in(file);
-    if (!in) throw InputError(file + ": cannot open this SP3 file");
+    std::ifstream in = open_input(file, "SP3 file");
     std::vector<TimedPosition> rows;
     std::string chosen = satellite;
     std::string line;

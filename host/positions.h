@@ -38,6 +38,12 @@ bool is_sp3(const std::string& file);
 /// Reads a text such as 2021-01-18T00:00:00, with any one character before the hour. False where it is none.
 bool scan_date(const std::string& text, TimeYMD& date);
 
+/// Reads a date of an option; throws InputError where it is none within the years.
+GTime parse_date(const std::string& option, const std::string& text, TIMESYS system, int first_year, int last_year);
+
+/// Fields of a line between commas, without blanks around them.
+std::vector<std::string> fields_of(const std::string& line);
+
 /// CSV with a header line. Time: a column of ISO texts; or a column named mjd... with a column named sod... or receive_sod...; or a single
 /// column of seconds of day (of day_mjd), or of MJD where its name begins with mjd. Rows with empty positions are left out. In time order,
 /// without duplicates. Times are tagged with the given system. Throws InputError.

@@ -5,6 +5,7 @@
 #include <type_traits>
 
 #include "error.h"
+#include "satellites.h"
 
 namespace host {
 
@@ -42,13 +43,6 @@ std::size_t window_start(const std::vector<double>& sorted, std::size_t count, d
     const std::size_t place = static_cast<std::size_t>(above - sorted.begin());
     const std::size_t half = count / 2;
     return std::min(place > half ? place - half : 0, sorted.size() - count);
-}
-
-/// A satellite number in a text of three characters.
-std::string satellite_name(char letter, int prn) {
-    char text[8];
-    std::snprintf(text, sizeof text, "%c%02d", letter, prn % 100);
-    return text;
 }
 
 }  // namespace
@@ -100,7 +94,7 @@ Vector3 ReceiverOrbit::velocity(double t) const {
 
 // --- transmitters --------------------------------------------------------------------------------------------------------
 
-std::string Satellite::name() const { return satellite_name(system == BDS ? 'C' : 'G', prn); }
+std::string Satellite::name() const { return satellite_name(system, prn); }
 
 bool is_beidou_geostationary(const Satellite& s) { return s.system == BDS && (s.prn <= 5 || s.prn >= 59); }
 

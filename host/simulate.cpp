@@ -132,12 +132,8 @@ void check_options(const SimulateOptions& o) {
             "--systems " + o.systems + ": G, C or GC is expected");
 }
 
-/// A text such as 2021-01-18T00:00:00 as GPS time.
 GTime parse_time(const std::string& option, const std::string& text) {
-    TimeYMD d{};
-    require(scan_date(text, d) && d.year >= 1981 && d.year <= 2099,
-            option + " " + text + ": a text such as 2021-01-18T00:00:00 from 1981 to 2099 is expected");
-    return YMD2GTime(d, tsGPST);
+    return parse_date(option, text, tsGPST, 1981, 2099);
 }
 
 /// Which observables the configuration asks for, of the systems with satellites.
@@ -189,14 +185,7 @@ std::map<sysGNSS, Signals> choose_signals(const SimulateOptions& o, const Conste
 /// SATELLITE,TIME,BAND,CYCLES with the time as text or in seconds of the arc.
 Slip parse_slip(const std::string& text, const Constellation& constellation, const Arc& arc, double start) {
     const std::string what = "--slip " + text + ": ";
-    std::vector<std::string> fields{""};
-    for (char c : text) {
-        if (c == ',') {
-            fields.emplace_back();
-        } else {
-            fields.back() += c;
-        }
-    }
+    const std::vector<std::string> fields = fields_of(text);
     require(fields.size() == 4, what + "satellite, time, band and cycles are expected, such as C21,1800,L1,5");
     Slip slip{text, 0, 0.0, 0, 0.0};
     const std::vector<Satellite>& all = constellation.satellites();

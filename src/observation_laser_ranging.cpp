@@ -76,6 +76,15 @@ int read_line_of(char* str, Fields&... fields) {
     return tokens.count + 1;
 }
 
+/// A calibration record with the fields behind those of all versions; its result.
+template <typename... Fields>
+int read_calibration(char* str, rd40& r, Fields&... further) {
+    return read_line_of(str, r.sec_of_day, r.type_of_data, r.sysconfig_id, r.num_points_recorded, r.num_points_used,
+                        r.one_way_target_dist, r.cal_sys_delay, r.cal_delay_shift, r.cal_rms, r.cal_skew,
+                        r.cal_kurtosis, r.cal_PmM, r.cal_type_ind, r.cal_shift_type_ind, r.detector_channel,
+                        further...);
+}
+
 /// A text that a scan may have reached.
 template <std::size_t N>
 void keep_text(const char (&scanned)[kScannedText], char (&text)[N]) {
@@ -377,19 +386,11 @@ int read_30(char* str, rd30* record) {
 }
 
 int read_41(char* str, rd40* record) {  // settled: all fields in either version
-    rd40& r = *record;
-    return read_line_of(str, r.sec_of_day, r.type_of_data, r.sysconfig_id, r.num_points_recorded, r.num_points_used,
-                        r.one_way_target_dist, r.cal_sys_delay, r.cal_delay_shift, r.cal_rms, r.cal_skew,
-                        r.cal_kurtosis, r.cal_PmM, r.cal_type_ind, r.cal_shift_type_ind, r.detector_channel, r.cal_span,
-                        r.cal_return_rate);
+    return read_calibration(str, *record, record->cal_span, record->cal_return_rate);
 }
 
 int read_40(char* str, rd40* record) {
-    if (format_version == 2) return read_41(str, record);
-    rd40& r = *record;
-    return read_line_of(str, r.sec_of_day, r.type_of_data, r.sysconfig_id, r.num_points_recorded, r.num_points_used,
-                        r.one_way_target_dist, r.cal_sys_delay, r.cal_delay_shift, r.cal_rms, r.cal_skew,
-                        r.cal_kurtosis, r.cal_PmM, r.cal_type_ind, r.cal_shift_type_ind, r.detector_channel);
+    return format_version == 2 ? read_41(str, record) : read_calibration(str, *record);
 }
 
 int read_42(char* str, rd42* record) {

@@ -48,9 +48,6 @@ inline void expect_refusals(const std::string& subcommand,
     }
 }
 
-/// Path of a file in the test's directory.
-inline std::string out(const std::string& name) { return (temp_dir() / name).string(); }
-
 inline bool holds(const std::string& text, const std::string& part) { return text.find(part) != std::string::npos; }
 
 /// The first number captured by a pattern in the text; NaN without a match.
@@ -59,14 +56,16 @@ inline double number(const std::string& text, const std::string& pattern) {
     return std::regex_search(text, match, std::regex(pattern)) ? std::stod(match[1]) : std::nan("");
 }
 
+/// The number that a text is; NaN for other texts.
+inline double to_number(const std::string& text) {
+    char* end = nullptr;
+    const double value = std::strtod(text.c_str(), &end);
+    return end != text.c_str() && *end == '\0' ? value : std::nan("");
+}
+
 /// A row of a CSV by the names of its columns.
 struct Row : std::map<std::string, std::string> {
-    /// A number; NaN where the field is empty or a text.
-    double value(const std::string& column) const {
-        char* end = nullptr;
-        const double v = std::strtod(at(column).c_str(), &end);
-        return end != at(column).c_str() && *end == '\0' ? v : std::nan("");
-    }
+    double value(const std::string& column) const { return to_number(at(column)); }
 };
 
 inline std::vector<std::string> csv_fields(const std::string& line) {

@@ -10,6 +10,7 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <map>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -89,6 +90,9 @@ inline const std::filesystem::path& temp_dir() {
     return dir.path;
 }
 
+/// Path of a file in the test's directory.
+inline std::string out(const std::string& name) { return (temp_dir() / name).string(); }
+
 /// Writes a file into the temporary directory and returns its path.
 inline std::string write_temp(const std::string& name, const std::string& content) {
     const std::filesystem::path path = temp_dir() / name;
@@ -101,6 +105,25 @@ inline std::string read_file(const std::filesystem::path& path) {
     std::stringstream text;
     text << in.rdbuf();
     return text.str();
+}
+
+/// Fenced blocks of a page by label, those of one label joined; of one section alone where a heading is given.
+inline std::map<std::string, std::string> fenced_blocks(const std::filesystem::path& page,
+                                                        const std::string& heading = "") {
+    std::map<std::string, std::string> all;
+    std::ifstream in(page);
+    std::string line, label;
+    bool in_section = heading.empty(), in_block = false;
+    while (std::getline(in, line)) {
+        if (line.rfind("## ", 0) == 0 && !heading.empty()) in_section = line == "## " + heading;
+        if (line.rfind("```", 0) == 0) {
+            in_block = !in_block;
+            label = line.substr(3);
+        } else if (in_section && in_block) {
+            all[label] += line + "\n";
+        }
+    }
+    return all;
 }
 
 }  // namespace support

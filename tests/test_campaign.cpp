@@ -1,18 +1,15 @@
 // The campaign of examples/campaign on six small arcs: killed and resumed, and through the interface of a cluster, each time with
 // the results of a campaign that nothing disturbed.
-#include "shell.h"
+#include "host_support.h"
 
 namespace {
 
-using support::Outcome;
-using support::shell;
-
-const std::string kProgram = std::string(LEOPOD_BINARY_DIR) + "/host/leopod";
+using namespace support;
 
 class Campaign : public testing::Test {
   protected:
     void SetUp() override {
-        if (!support::has_command("snakemake")) GTEST_SKIP() << "snakemake is not installed";
+        if (!has_command("snakemake")) GTEST_SKIP() << "snakemake is not installed";
         if (!std::filesystem::exists(kProgram)) GTEST_SKIP() << "the host program is not built";
     }
     /// A copy of the examples with the arcs cut, and commands that are run in it. `bin` comes first in the path.
@@ -28,7 +25,7 @@ class Campaign : public testing::Test {
     }
     static void write_tool(const std::string& copy, const std::string& name, const std::string& text) {
         ASSERT_EQ(run(copy, "true").status, 0);
-        const std::string file = support::write_temp(copy + "/bin/" + name, "#!/bin/sh\n" + text);
+        const std::string file = write_temp(copy + "/bin/" + name, "#!/bin/sh\n" + text);
         std::filesystem::permissions(file, std::filesystem::perms::owner_all);
     }
     /// What stands in the table for an arc.
@@ -67,7 +64,7 @@ TEST_F(Campaign, KilledAndResumedItEndsWithTheSameResults) {
             "results | wc -l)");
     ASSERT_NE(killed.text.find(" half 1\n"), std::string::npos) << killed.text << run("cut", "cat killed.log").text;
     EXPECT_EQ(killed.text.find("finished 0"), std::string::npos) << killed.text;
-    EXPECT_FALSE(std::filesystem::exists(support::temp_dir() / "cut/examples/campaign/results/summary.csv"));
+    EXPECT_FALSE(std::filesystem::exists(temp_dir() / "cut/examples/campaign/results/summary.csv"));
 
     const Outcome lossy = run("cut", "touch one; snakemake --unlock && snakemake --profile profiles/local");
     EXPECT_EQ(lossy.status, 1) << lossy.text;

@@ -9,20 +9,19 @@
 #include <clocale>
 #include <cmath>
 #include <cstring>
-#include <set>
+#include <functional>
+#include <regex>
 
 #include "../host/blq.h"
 #include "../host/csv.h"
 #include "../host/error.h"
 #include "../host/truth.h"
-#include "formats.h"
 #include "observation_laser_ranging.h"
+#include "readers.h"
 
 namespace {
 
-using support::Format;
-using support::Kept;
-using support::kFormats;
+using namespace support;
 
 // --- readers of lines, and of the program ------------------------------------------------------------------------------
 
@@ -112,41 +111,35 @@ struct Damage {
     std::string what, text;
 };
 
-std::vector<std::string> lines_of(const std::string& text) {
-    std::vector<std::string> lines;
-    for (std::size_t at = 0; at < text.size();) {
-        const std::size_t end = std::min(text.find('\n', at), text.size() - 1);
-        lines.push_back(text.substr(at, end - at + 1));
-        at = end + 1;
-    }
-    return lines;
+/// The good text with something else in one place.
+Damage changed(const std::string& good, const char* what, std::size_t at, std::size_t length, const std::string& by) {
+    return {what + (" at " + std::to_string(at)), std::string(good).replace(at, length, by)};
 }
 
-std::string join(const std::vector<std::string>& lines) {
-    std::string text;
-    for (const std::string& line : lines) text += line;
-    return text;
+/// First characters of the lines, every so many where there are more than `most`.
+std::vector<std::size_t> lines_of(const std::string& good, std::size_t most) {
+    std::vector<std::size_t> all = {0}, some;
+    for (std::size_t i = 0; i + 1 < good.size(); ++i) {
+        if (good[i] == '\n') all.push_back(i + 1);
+    }
+    for (std::size_t i = 0; i < all.size(); i += all.size() / most + 1) some.push_back(all[i]);
+    return some;
 }
 
 std::vector<Damage> truncations(const std::string& good) {
     std::vector<Damage> all;
     // Long files are cut at every byte of their ends, and in steps of a prime between.
     for (std::size_t n = 0; n < good.size(); n += n < 2500 || n + 500 > good.size() ? 1 : 17)
-        all.push_back({"cut to " + std::to_string(n), good.substr(0, n)});
+        all.push_back(changed(good, "cut", n, std::string::npos, ""));
     return all;
 }
 
 std::vector<Damage> whole_lines(const std::string& good) {
     std::vector<Damage> all;
-    std::vector<std::string> lines = lines_of(good);
-    const std::size_t step = lines.size() / 200 + 1;
-    for (std::size_t i = 0; i < lines.size(); i += step) {
-        std::vector<std::string> other = lines;
-        other.erase(other.begin() + static_cast<long>(i));
-        all.push_back({"line " + std::to_string(i) + " dropped", join(other)});
-        other = lines;
-        other.insert(other.begin() + static_cast<long>(i), lines[i]);
-        all.push_back({"line " + std::to_string(i) + " doubled", join(other)});
+    for (const std::size_t at : lines_of(good, 200)) {
+        const std::size_t length = std::min(good.find('\n', at), good.size() - 1) - at + 1;
+        all.push_back(changed(good, "line dropped", at, length, ""));
+        all.push_back(changed(good, "line doubled", at, 0, good.substr(at, length)));
     }
     return all;
 }
@@ -157,32 +150,23 @@ std::vector<Damage> characters(const std::string& good) {
     for (std::size_t i = 0; i < good.size(); ++i) {
         if (std::isdigit(static_cast<unsigned char>(good[i])) == 0) continue;
         if (++digits > 1200 && digits % 13 != 0) continue;
-        Damage damage{"letter at " + std::to_string(i), good};
-        damage.text[i] = 'x';
-        all.push_back(damage);
-        damage.what = "null byte at " + std::to_string(i);
-        damage.text[i] = '\0';
-        if (digits % 3 == 0) all.push_back(damage);
+        all.push_back(changed(good, "letter", i, 1, "x"));
+        if (digits % 3 == 0) all.push_back(changed(good, "null byte", i, 1, std::string(1, '\0')));
     }
     return all;
 }
 
 std::vector<Damage> numbers(const std::string& good) {
     std::vector<Damage> all;
-    const std::vector<std::string> lines = lines_of(good);
-    const std::size_t step = lines.size() / 60 + 1;
-    const std::string numeric = "+-.0123456789EeDd";
-    for (const std::string number : {"1e400", "-1e400", "nan", "inf", "-inf", "-0", "99999999999999999999", "%s%n"}) {
-        for (std::size_t i = 0; i < lines.size(); i += step) {
+    for (const char* number : {"1e400", "-1e400", "nan", "inf", "-inf", "-0", "99999999999999999999", "%s%n"}) {
+        for (const std::size_t line : lines_of(good, 60)) {
             // Each number of the line in turn, with the columns behind it kept where the new text is shorter.
-            for (std::size_t at = 0; (at = lines[i].find_first_of("0123456789", at)) != std::string::npos;) {
-                std::size_t end = std::min(lines[i].find_first_not_of(numeric, at), lines[i].size());
-                std::string line = lines[i], text = number;
+            const std::size_t last = std::min(good.find('\n', line), good.size());
+            for (std::size_t at = line; (at = good.find_first_of("0123456789", at)) < last;) {
+                const std::size_t end = std::min(good.find_first_not_of("+-.0123456789EeDd", at), last);
+                std::string text = number;
                 if (text.size() < end - at) text.resize(end - at, ' ');
-                line.replace(at, end - at, text);
-                std::vector<std::string> other = lines;
-                other[i] = line;
-                all.push_back({number + " in line " + std::to_string(i), join(other)});
+                all.push_back(changed(good, number, at, end - at, text));
                 at = end;
             }
         }
@@ -191,14 +175,11 @@ std::vector<Damage> numbers(const std::string& good) {
 }
 
 std::vector<Damage> whole_files(const std::string& good) {
-    std::string crlf, nul = good;
-    for (const char c : good) crlf += c == '\n' ? "\r\n" : std::string(1, c);
-    std::string giant = good;
-    giant.insert(good.size() / 2, std::string(1 << 20, '7'));
+    const std::string crlf = std::regex_replace(good, std::regex("\n"), "\r\n"), digits(1 << 20, '7');
     return {{"carriage returns", crlf},
             {"byte-order mark", "\xEF\xBB\xBF" + good},
             {"a line of one megabyte first", std::string(1 << 20, 'x') + "\n" + good},
-            {"a megabyte of digits within a line", giant},
+            {"a megabyte of digits within a line", std::string(good).insert(good.size() / 2, digits)},
             {"a megabyte of null bytes", good + std::string(1 << 20, '\0')},
             {"empty lines", "\n\n\n" + good},
             {"twice the file", good + good},
@@ -215,99 +196,87 @@ std::vector<Damage> thinned(const std::vector<Damage>& all) {
     return some;
 }
 
-/// Loads every damaged text in children: a documented end costs one child, anything else than that or survival is a fault. A hang ends by the alarm.
-struct Outcome {
-    std::vector<int> records;  ///< -1 where the process ended as documented
-};
-
-Outcome load_all(const Format& format, const std::vector<Damage>& cases) {
-    struct Shared {
-        int next;
-        int records[1];
-    };
-    const std::size_t bytes = sizeof(Shared) + cases.size() * sizeof(int);
-    auto* shared =
-        static_cast<Shared*>(mmap(nullptr, bytes, PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0));
-    const std::string name = (support::temp_dir() / (std::string("damaged_") + format.file)).string();
-    std::size_t next = 0;
-    while (next < cases.size()) {
-        const pid_t child = fork();
-        if (child == 0) {
-            for (std::size_t i = next; i < cases.size(); ++i) {
-                shared->next = static_cast<int>(i);
-                shared->records[i] = -1;
-                std::ofstream(name, std::ios::binary) << cases[i].text;
-                alarm(20);
-                shared->records[i] = format.load(std::string(name).data()).records;
-            }
-            _exit(0);
-        }
-        int status = 0;
-        waitpid(child, &status, 0);
-        if (WIFEXITED(status) && WEXITSTATUS(status) == 0) break;
-        const auto at = static_cast<std::size_t>(shared->next);
-        const bool documented = WIFEXITED(status) && WEXITSTATUS(status) == 1 && format.may_stop;
-        EXPECT_TRUE(documented) << format.file << ", " << cases[at].what << ": "
-                                << (WIFSIGNALED(status) ? "signal " : "status ")
-                                << (WIFSIGNALED(status) ? WTERMSIG(status) : WEXITSTATUS(status));
-        if (!documented) break;
-        next = at + 1;
+/// Runs something in a child and says how that ended: "" well, else "status 1", "signal 11" or the like.
+template <typename Work>
+std::string end_of_child(Work work) {
+    const pid_t child = fork();
+    if (child == 0) {
+        work();
+        _exit(0);
     }
-    Outcome outcome{{shared->records, shared->records + cases.size()}};
+    int status = 0;
+    waitpid(child, &status, 0);
+    if (WIFSIGNALED(status)) return "signal " + std::to_string(WTERMSIG(status));
+    return WEXITSTATUS(status) == 0 ? "" : "status " + std::to_string(WEXITSTATUS(status));
+}
+
+/// Loads every damaged text in children: a documented end costs one child, anything else than that or survival is a fault. A hang
+/// ends by the alarm. Returns the records that each text left, -1 where the process ended.
+std::vector<int> load_all(const Format& format, const std::vector<Damage>& cases) {
+    const std::size_t bytes = (1 + cases.size()) * sizeof(int);
+    auto* shared = static_cast<int*>(mmap(nullptr, bytes, PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0));
+    int& now = shared[0];
+    int* records = shared + 1;
+    const std::string name = out(std::string("damaged_") + format.file);
+    while (now < static_cast<int>(cases.size())) {
+        const std::string end = end_of_child([&] {
+            for (; now < static_cast<int>(cases.size()); ++now) {
+                records[now] = -1;
+                std::ofstream(name, std::ios::binary) << cases[static_cast<std::size_t>(now)].text;
+                alarm(20);
+                records[now] = format.load(std::string(name).data()).records;
+            }
+        });
+        if (end.empty()) break;
+        const bool documented = end == "status 1" && format.may_stop;
+        EXPECT_TRUE(documented) << format.file << ", " << cases[static_cast<std::size_t>(now)].what << ": " << end;
+        if (!documented) break;
+        ++now;
+    }
+    const std::vector<int> all(records, records + cases.size());
     munmap(shared, bytes);
-    return outcome;
+    return all;
 }
 
 class Damaged : public testing::TestWithParam<Format> {
   protected:
-    const std::string good = support::read_file(support::test_file(GetParam().file));
+    const Format& format = GetParam();
+    const std::string good = read_file(test_file(format.file));
 };
 
 TEST_P(Damaged, NothingCrashesAndTheRestIsKept) {
-    const Format& format = GetParam();
+    // Kept in full: the good file, also a second time, and damage that takes nothing away.
     ASSERT_FALSE(good.empty());
-    // Kept in full: the good file, and damage that takes nothing away.
-    const Outcome intact = load_all(format, {{"good", good}, {"good again", good}});
-    EXPECT_EQ(intact.records, std::vector<int>(2, format.records));
+    EXPECT_EQ(load_all(format, {{"good", good}, {"good again", good}}), std::vector<int>(2, format.records));
 
     std::size_t inputs = 0;
-    for (const auto make : {truncations, characters, numbers})
-        inputs += load_all(format, thinned(make(good))).records.size();
+    for (const auto make : {truncations, characters, numbers}) inputs += load_all(format, thinned(make(good))).size();
     const std::vector<Damage> lines = thinned(whole_lines(good));
-    const Outcome outcome = load_all(format, lines);
+    const std::vector<int> records = load_all(format, lines);
     for (std::size_t i = 0; i < lines.size(); ++i) {
-        if (outcome.records[i] < 0) continue;
-        EXPECT_GE(outcome.records[i], format.records - format.shared) << format.file << ", " << lines[i].what;
-        EXPECT_LE(outcome.records[i], format.records + format.shared) << format.file << ", " << lines[i].what;
+        if (records[i] < 0) continue;
+        EXPECT_LE(std::abs(records[i] - format.records), format.shared) << format.file << ", " << lines[i].what;
     }
     const std::vector<Damage> files = whole_files(good);
-    const Outcome whole = load_all(format, files);
-    EXPECT_EQ(whole.records[0], format.records) << files[0].what;
+    EXPECT_EQ(load_all(format, files)[0], format.records) << files[0].what;
     RecordProperty("inputs", static_cast<int>(inputs + lines.size() + files.size()));  // docs/robustness.md
 }
 
 /// A directory, a pipe without a writer, an absent file, and a name that must not act as a format.
 TEST_P(Damaged, NamesThatAreNoFiles) {
-    const Format& format = GetParam();
-    const std::string directory = (support::temp_dir() / "directory").string();
-    const std::string pipe = (support::temp_dir() / "pipe").string();
-    const std::string odd = (support::temp_dir() / "name%s%n%s").string();
+    const std::string directory = out("directory"), pipe = out("pipe"), odd = out("name%s%n%s");
     std::filesystem::create_directories(directory);
     mkfifo(pipe.c_str(), 0600);
     std::ofstream(odd) << good;
     for (const std::string& name : {directory, pipe, odd, odd + ".absent"}) {
         if (name == pipe && format.waits) continue;
-        const pid_t child = fork();
-        if (child == 0) {
-            support::LogRecorder log;
+        const std::string end = end_of_child([&] {
+            LogRecorder log;
             alarm(20);
-            const Kept kept = format.load(std::string(name).data());
-            _exit(name == odd && kept.records != format.records ? 2 : 0);
-        }
-        int status = 0;
-        waitpid(child, &status, 0);
-        EXPECT_TRUE(WIFEXITED(status) && (WEXITSTATUS(status) == 0 || (WEXITSTATUS(status) == 1 && format.may_stop)))
-            << format.file << " as " << name << ": " << status;
+            if (format.load(std::string(name).data()).records != format.records && name == odd) _exit(2);
+        });
+        EXPECT_TRUE(end.empty() || (end == "status 1" && format.may_stop))
+            << format.file << " as " << name << ": " << end;
     }
 }
 
@@ -320,23 +289,22 @@ const char* comma_locale() {
             std::setlocale(LC_ALL, "C");
             if (there) return name;
         }
-        const std::string made = (support::temp_dir() / kNames[0]).string();
+        const std::string made = out(kNames[0]);
         if (std::system(("localedef -f UTF-8 -i de_DE --no-archive " + made + " >/dev/null 2>&1").c_str()) != 0) break;
-        setenv("LOCPATH", support::temp_dir().c_str(), 1);
+        setenv("LOCPATH", temp_dir().c_str(), 1);
     }
     return nullptr;
 }
 
 /// A locale with a decimal comma changes nothing.
 TEST_P(Damaged, CommaLocale) {
-    const Format& format = GetParam();
     const char* found = comma_locale();
     if (found == nullptr) GTEST_SKIP() << "no locale with a decimal comma can be had (package locales)";
     std::setlocale(LC_ALL, found);
     char text[8];
     std::snprintf(text, sizeof text, "%.1f", 0.5);
     ASSERT_STREQ(text, "0,5");
-    const std::string name = support::write_temp("comma", good);
+    const std::string name = write_temp("comma", good);
 
     const Kept comma = format.load(std::string(name).data());
     std::setlocale(LC_ALL, "C");

@@ -64,10 +64,22 @@ TEST_F(Host, UnusableFilesEndWithStatusTwoAndTheirName) {
 
 TEST_F(Host, EmbeddedDemoArc) {
     const std::string run = "run " + kDemoRun + " --truth " + kDemo + "truth.csv";
-    const Outcome good = leopod_ok(run + kDemoAttitude + " --out " + out("demo.csv"));
+    const Outcome good = leopod_ok(run + kDemoAttitude + " --out " + out("demo.csv") + " --sp3-out " + out("demo.sp3"));
     EXPECT_EQ(number(good.text, "epochs: 121, solved ([0-9]+)"), 121) << good.text;
     EXPECT_LT(rms_of(good.text, "point position"), 4.0);
-    EXPECT_EQ(read_csv(out("demo.csv")).size(), 121u);
+    const std::vector<Row> rows = read_csv(out("demo.csv"));
+    EXPECT_EQ(rows.size(), 121u);
+    // The orbit file holds the filter's positions at the true receive times.
+    std::stringstream sp3(read_file(out("demo.sp3")));
+    std::string line, epoch;
+    for (const Row& row : rows) {
+        while (std::getline(sp3, line) && line.compare(0, 4, "PL01") != 0) epoch = line;
+        ASSERT_GT(line.size(), 46u);
+        EXPECT_NEAR(std::remainder(row.value("receive_sod_gpst") - std::stod(epoch.substr(20)), 60.0), 0.0, 2e-8);
+        for (std::size_t k = 0; k < 3; ++k)
+            EXPECT_NEAR(std::stod(line.substr(4 + 14 * k, 14)) * 1e3,
+                        row.value(std::string("filter_") + "xyz"[k] + "_ecef_m"), 1e-3);
+    }
     // The built-in antenna looks along minus z: without attitude that is down, and the summary says why nothing is solved.
     const Outcome blind = leopod(run);
     EXPECT_EQ(blind.status, 1);
@@ -162,103 +174,25 @@ TEST_F(Host, SimulatedArcsAgreeWithAnIndependentRendering) {
     }
 }
 
-TEST_F(Host, PreciseProductsGiveTheBroadcastOrbit) {
-    LEOPOD_REQUIRE_DATA(data_path("leo_sim/dev19.sp3"));
-    const std::string common = "run --obs " + sim("dev19_gps.obs") + " --config " + sim("config_gps.txt") + " --att " +
-                               sim("dev19_att_zup.txt") + " --atx " + sim("zero.atx") + " --eop " +
-                               data_path("eop/eopc04_IAU2000.62-now").string() + " --out ";
-    leopod_ok(common + out("b.csv") + " --nav " + sim("dev19.nav"));
-    leopod_ok(common + out("p.csv") + " --sp3 " + sim("dev19.sp3") + " --clk " + sim("dev19.clk") + " --sp3-out " +
-              out("p.sp3"));
-    const std::string filter = "filter_%_ecef_m";
-    const auto d = distances(read_rows(out("b.csv")), filter, read_rows(out("p.csv")), filter);
-    ASSERT_EQ(d.size(), 721u);
-    EXPECT_LT(d.back(), 0.02);
-    // The orbit file holds the filter's positions at the true receive times.
-    std::stringstream sp3(read_file(out("p.sp3")));
-    std::string line, epoch;
-    for (const Row& row : read_csv(out("p.csv"))) {
-        while (std::getline(sp3, line) && line.compare(0, 4, "PL01") != 0) epoch = line;
-        ASSERT_GT(line.size(), 46u);
-        EXPECT_NEAR(std::fmod(row.value("receive_sod_gpst"), 60.0), std::stod(epoch.substr(20)), 2e-8) << epoch;
-        for (std::size_t k = 0; k < 3; ++k)
-            EXPECT_NEAR(std::stod(line.substr(4 + 14 * k, 14)) * 1e3,
-                        row.value(std::string("filter_") + "xyz"[k] + "_ecef_m"), 1e-3);
-    }
-}
-
-TEST_F(Host, SlipsAboveTheThresholdsAreMarked) {
-    LEOPOD_REQUIRE_DATA(data_path("leo_sim/dev21_gps_clean_slips.obs"));
-    leopod_ok("run --obs " + sim("dev21_gps_clean_slips.obs") + " --config " + sim("config_gps.txt") + arc21() +
-              " --out " + out("slips.csv"));
-    std::map<std::string, std::string> marks;  // time of day to satellite
-    for (const Row& row : read_csv(out("slips.csv"))) {
-        if (!row.at("slips").empty()) marks[row.at("epoch_gpst").substr(11, 8)] = row.at("slips").substr(0, 3);
-    }
-    // A sixth slip, of one cycle on both bands, stays below both thresholds.
-    const std::map<std::string, std::string> expected = {
-        {"00:16:30", "G07"}, {"00:17:00", "G31"}, {"00:31:00", "G20"}, {"00:40:30", "G28"}, {"00:48:30", "G23"}};
-    EXPECT_EQ(marks, expected);
-}
-
-/// Options of a dynamics configuration with the given degree and empirical request, and of its field.
-std::string dynamics(int degree, const std::string& empirical, double step) {
-    return " --gravity " + data_path("gravity/EGM2008.txt").string() + " --dynamics " +
-           write_temp("dynamics.cfg",
-                      "+Force_Models\nEarth_Gravity = YES " + std::to_string(degree) +
-                          "\nThird_Body_Gravity = YES SUN MOON\nGeneral_Relativity = YES\n" +
-                          (empirical.empty() ? "" : "Empirical_Force = YES " + empirical + "\n") +
-                          "-Force_Models\n+GENERAL_CONFIG\nIntegration_Step_Size = " + std::to_string(step) +
-                          "\nIntegration_Output_Interval = 60.0\nspacecraft_state_mode = 2\n"
-                          "-GENERAL_CONFIG\n");
-}
-
 TEST_F(Host, PropagationDiffersFromATidelessTruthByTheTide) {
     const auto truth = data_path("leo_sim/dev21_truth_gcrs.csv");
     LEOPOD_REQUIRE_DATA(truth);
     // The truth holds the field to degree 30 and no tides; a request of degree 31 is complete to 30. The solid tide moves the orbit by 1 m
     // in an hour.
+    const std::string config =
+        write_temp("dynamics.cfg",
+                   "+Force_Models\nEarth_Gravity = YES 31\nThird_Body_Gravity = YES SUN MOON\nGeneral_Relativity = "
+                   "YES\n-Force_Models\n"
+                   "+GENERAL_CONFIG\nIntegration_Step_Size = 20\nIntegration_Output_Interval = 60\n-GENERAL_CONFIG\n");
     const Outcome o = leopod_ok(
         "propagate --epoch 2021-01-18T00:00:00 --frame eci --state -72253.79737 95689.39756 6864898.05298 "
         "-6246.92258015 -4374.19320167 -2.38965452 --duration 3600 --rows-out " +
-        out("rows.csv") + " --rows-interval 10" + dynamics(31, "", 20.0) + " --eop " +
-        data_path("eop/finals.data.iau2000.txt").string() + " --eop-format rapid --truth " + truth.string());
+        out("rows.csv") + " --rows-interval 10 --gravity " + data_path("gravity/EGM2008.txt").string() +
+        " --dynamics " + config + " --eop " + data_path("eop/finals.data.iau2000.txt").string() +
+        " --eop-format rapid --truth " + truth.string());
     EXPECT_NEAR(number(o.text, "largest ([0-9.]+) m"), 1.0, 0.15) << o.text;
     const std::string rows = read_file(out("rows.csv"));
     EXPECT_EQ(std::count(rows.begin(), rows.end(), '\n'), 306);  // from 310 s to 3360 s
-}
-
-TEST_F(Host, FilterPositionsOfARealReceiverIntoADynamicOrbit) {
-    const auto obs = data_path("grace_b_2010208/grcb2080_00h12h.10o");
-    LEOPOD_REQUIRE_DATA(obs);
-    const std::string dir = data_path("grace_b_2010208/").string();
-    leopod_ok("run --obs " + obs.string() + " --sp3 " + dir + "COD15941.EPH --sp3 " + dir +
-              "COD15942.EPH --interval 60 --out " + out("kin.csv"));
-    const std::string model = dynamics(70, "A0:7200 C0:7200 R0:7200 AC:7200 AS:7200 CC:7200 CS:7200", 60.0);
-    const Outcome fit = leopod_ok("fit --positions " + out("kin.csv") + " --from 3600 --to 10800" + model +
-                                  " --truth " + dir + "truth_00h12h.csv --out " + out("fit.csv") + " --parameters " +
-                                  out("par.csv") + " --sp3-out " + out("fit.sp3"));
-    EXPECT_LT(rms_of(fit.text, "fitted orbit"), 0.8 * rms_of(fit.text, "positions fitted to")) << fit.text;
-    EXPECT_EQ(read_csv(out("fit.csv")).size(), 121u);
-    const std::string parameters = read_file(out("par.csv"));
-    EXPECT_TRUE(holds(parameters, "EMP_000_CS,") && holds(parameters, "PX,")) << parameters;
-    // The fitted orbit as an SP3 file fits again, to the millimetre of its digits.
-    const Outcome again = leopod_ok("fit --positions " + out("fit.sp3") + model);
-    EXPECT_LT(number(again.text, "residuals: rms along ([0-9.]+)"), 0.001) << again.text;
-}
-
-TEST_F(Host, FilesBeyondTheReadersLimitsAreProcessed) {
-    const auto dir = data_path("gnss/limits");
-    LEOPOD_REQUIRE_DATA(dir);
-    const std::string old = data_path("gnss/rinex2/").string(), nav = " --nav " + old + "cbw10010.21n";
-    for (const std::string& files :
-         {(dir / "ESBC00DNK_R_20201770000_01H_30S_MO_asis.rnx").string() + nav,
-          (dir / "delf0010_asis.21o").string() + nav,
-          old + "delf0010_gps_trim.21o --sp3 " + (dir / "sentinel3a_L74_asis.sp3").string()}) {
-        const Outcome o = leopod("run --log-level warning --obs " + files);
-        EXPECT_LE(o.status, 1) << o.text;
-        EXPECT_TRUE(holds(files, "sp3") || holds(o.text, "the excess is dropped")) << o.text.substr(0, 2000);
-    }
 }
 
 }  // namespace

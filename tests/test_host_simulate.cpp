@@ -40,39 +40,6 @@ Observations read_observations(const std::string& file) {
     return values;
 }
 
-/// Navigation of eccentric orbits by Kepler's laws as an SP3 file: 24 GPS satellites in six planes, every 15 minutes of four hours.
-std::string make_sp3() {
-    const double mu = 3.986004418e14;
-    const double rate = 7.292115e-5;
-    const double a = 26560e3;
-    const double e = 0.012;
-    const double incl = 0.96;
-    std::string text = "#cP2021  1 17 22  0  0.00000000      25 ORBIT IGS14 FIT  TST\n";
-    for (int n = 0; n <= 24; ++n) {
-        char line[128];
-        std::snprintf(line, sizeof line, "*  2021  1 %2d %2d %2d  0.00000000\n", n < 8 ? 17 : 18, (22 + n / 4) % 24,
-                      n % 4 * 15);
-        text += line;
-        const double t = 900.0 * n;
-        for (int k = 0; k < 24; ++k) {
-            const double u = 0.7 * k;  // argument of the perigee; satellites evenly spaced in their planes
-            const double mean = std::sqrt(mu / (a * a * a)) * t + M_PI / 2.0 * (k / 6) + M_PI / 12.0 * (k % 6) - u;
-            double E = mean;
-            for (int i = 0; i < 30; ++i) E = mean + e * std::sin(E);
-            const double x = a * (std::cos(E) - e);
-            const double y = a * std::sqrt(1.0 - e * e) * std::sin(E);
-            const double p[2] = {std::cos(u) * x - std::sin(u) * y, std::sin(u) * x + std::cos(u) * y};
-            const double node = M_PI / 3.0 * (k % 6) - rate * t;
-            std::snprintf(line, sizeof line, "PG%02d%14.6f%14.6f%14.6f%14.6f\n", k + 1,
-                          1e-3 * (std::cos(node) * p[0] - std::sin(node) * std::cos(incl) * p[1]),
-                          1e-3 * (std::sin(node) * p[0] + std::cos(node) * std::cos(incl) * p[1]),
-                          1e-3 * std::sin(incl) * p[1], 20.0 * (k - 12) + 1e-5 * t * k);
-            text += line;
-        }
-    }
-    return write_temp("made.sp3", text + "EOF\n");
-}
-
 class Simulate : public HostTest {
   protected:
     static void SetUpTestSuite() {
@@ -137,30 +104,19 @@ TEST_F(Simulate, BeidouByBroadcastComesBackToTheMillimetre) {
     EXPECT_EQ(number(moving.text, "Melbourne-Wuebbena ([0-9]+)"), number(still.text, "Melbourne-Wuebbena ([0-9]+)"));
 }
 
-TEST_F(Simulate, PreciseOrbitsAndClocksComeBackToTheMillimetre) {
-    const std::string sp3 = "--sp3 " + make_sp3() + " ";
-    const Observations a = observations("prec", quiet() + sp3);
-    const Outcome o = process("prec", sp3 + eop());
-    expect_filter(o, 0.003, 0.006);
-    expect_point(o, -1.50);
-    // An orbit from an SP3 file, rounded to a millimetre there, is the same orbit.
-    const Observations b = observations(
-        "prec_sp3",
-        quiet("--clock-drift 1e-8", "--platform-z up", "--code-noise 0 --phase-noise 0", "orbit.sp3") + sp3);
-    ASSERT_EQ(a.size(), b.size());
-    ASSERT_GT(a.size(), 900u);
-    for (const auto& [key, values] : a) EXPECT_NEAR(values[0], b.at(key)[0], 0.004) << key.second << " " << key.first;
-}
-
-TEST_F(Simulate, GpsByBroadcastComesBackToTheMillimetre) {
-    LEOPOD_REQUIRE_DATA(data_path("leo_sim/dev21_tgd.nav"));
-    // The group delays of GPS cancel in the ionosphere-free pair.
-    const std::string files = "--nav " + sim("dev21_tgd.nav") + " ";
-    simulate("gps", quiet() + files + "--systems G");
-    expect_filter(process("gps", files + eop()), 0.002, 0.004);
-    // Those of BDS don't, and the filter has no term for them: it comes back with the delays left out.
-    simulate("bds", quiet() + files + "--systems C --no-group-delays");
-    expect_filter(process("bds", files + eop()), 0.002, 0.004);
+TEST_F(Simulate, PreciseSimulatedIsBroadcastProcessed) {
+    LEOPOD_REQUIRE_DATA(data_path("leo_sim/dev19.sp3"));
+    // Two descriptions of one constellation, made elsewhere: one serves the simulation, the other one the processing.
+    const std::string nav = "--nav " + sim("dev19.nav"),
+                      sp3 = "--sp3 " + sim("dev19.sp3") + " --clk " + sim("dev19.clk");
+    for (const auto& [here, there] : {std::pair{nav, sp3}, {sp3, nav}}) {
+        simulate("mixed",
+                 "--start 2019-01-16T00:00:00 --interval 10 --code-noise 0 --phase-noise 0 --clock-offset -3e-5 "
+                 "--platform-z up --orbit " +
+                     sim("dev19_truth_gcrs.csv") + " " + here);
+        expect_filter(process("mixed", there + " --eop " + data_path("eop/eopc04_IAU2000.62-now").string()), 0.004,
+                      0.008);
+    }
 }
 
 TEST_F(Simulate, CodesOfRealSatellitesAreThoseOfTheLibrarysOrbits) {
@@ -252,18 +208,6 @@ TEST_F(Simulate, ObservationsAgreeWithArcsMadeElsewhere) {
     }
 }
 
-TEST_F(Simulate, BroadcastSimulatedIsPreciseProcessed) {
-    LEOPOD_REQUIRE_DATA(data_path("leo_sim/dev19.sp3"));
-    // Two descriptions of one constellation, made elsewhere: the elements serve the simulation, the products the processing.
-    simulate("mixed",
-             "--start 2019-01-16T00:00:00 --interval 10 --code-noise 0 --phase-noise 0 --clock-offset -3e-5 "
-             "--platform-z up --orbit " +
-                 sim("dev19_truth_gcrs.csv") + " --nav " + sim("dev19.nav"));
-    expect_filter(process("mixed", "--sp3 " + sim("dev19.sp3") + " --clk " + sim("dev19.clk") + " --eop " +
-                                       data_path("eop/eopc04_IAU2000.62-now").string()),
-                  0.004, 0.008);
-}
-
 TEST_F(Simulate, SlipsAreDetectedWhereTheyWerePutIn) {
     simulate("slips", quiet() + nav() +
                           "--seed 7 --slip-rate 2 --slip-size 30 --slip C23,1500,L1,1 --slip "
@@ -348,6 +292,10 @@ TEST_F(Simulate, WhatIsPutInIsWhatWasAskedFor) {
     // The same command gives the same bytes.
     simulate("again", quiet() + nav());
     EXPECT_EQ(read_file(out("again.obs")), read_file(out("none.obs")));
+    // An orbit from an SP3 file, rounded to a millimetre there, is the same orbit.
+    for (const auto& [key, values] :
+         observations("sp3", quiet("--clock-drift 1e-8", "", "--code-noise 0", "orbit.sp3") + nav()))
+        EXPECT_NEAR(values[0], none.at(key)[0], 0.004) << key.second << " " << key.first;
     // An ionosphere delays codes and advances phases, with the square of the wavelength, and changes nothing else.
     double least = 1e9;
     for (const auto& [key, values] : observations("iono", quiet() + nav() + "--tec 10")) {
@@ -434,16 +382,6 @@ TEST_F(Simulate, TheDemoIsWhatItsCommandMakes) {
         }
         EXPECT_LT(different, now.size() / 20) << name;
     }
-    // Its earth orientation is the built-in one.
-    static EOPREC built_in[3], read[MAXSIZE_EOP + 1];
-    load_eops_default(built_in, 3);
-    g_eop_storage = read;
-    ASSERT_TRUE(load_eop_storage_rapid(std::string(kDemo + "eop.txt").data()));
-    ASSERT_EQ(g_eop_storage_size, 3);
-    for (int i = 0; i < 3; ++i)
-        EXPECT_TRUE(read[i].mjd_utc == built_in[i].mjd_utc && read[i].pmX == built_in[i].pmX &&
-                    read[i].pmY == built_in[i].pmY && read[i].UT1mUTC == built_in[i].UT1mUTC)
-            << i;
 }
 
 TEST_F(Simulate, OptionsThatCannotBeUsedEndWithStatusTwo) {

@@ -3,13 +3,15 @@
 
 namespace {
 
-using support::has_command;
-using support::Outcome;
-using support::shell;
+using namespace support;
 
 const std::string kSource = LEOPOD_SOURCE_DIR;
 const std::string kBuild = LEOPOD_BINARY_DIR;
-const std::string kDemo = kSource + "/examples/data/demo_bds";
+const std::string kCmake = "'" LEOPOD_CMAKE "' ";
+const std::string kCompilers = " -DCMAKE_PREFIX_PATH=\"$PWD/moved\" -DCMAKE_C_COMPILER='" LEOPOD_TEST_CC
+                               "' -DCMAKE_CXX_COMPILER='" LEOPOD_TEST_CXX "'";
+const std::string kDemo = kSource + "/examples/data/demo_", kGround = " " + kDemo + "bds.obs " + kDemo + "bds.nav",
+                  kEmbedded = " " + kDemo + "bds.nav " + kDemo + "att_zdown.txt " + kDemo + "bds.obs";
 
 bool host_is_built() { return std::filesystem::exists(kBuild + "/host/leopod"); }
 
@@ -18,52 +20,42 @@ class Install : public testing::Test {
   protected:
     static void SetUpTestSuite() {
         installed_ = shell("'" LEOPOD_CMAKE "' --install '" + kBuild + "' --prefix \"$PWD/first\"\nmv first moved");
+        built_tree_positions_ = shell("'" + kBuild + "/examples/ground_host'" + kGround);
     }
     void SetUp() override {
         if (std::string(LEOPOD_SANITIZE) != "") GTEST_SKIP() << "an instrumented build is not for installation";
         ASSERT_EQ(installed_.status, 0) << installed_.text;
     }
-    static const Outcome& built_tree_positions() {
-        static const Outcome positions =
-            shell("'" + kBuild + "/examples/ground_host' " + kDemo + ".obs " + kDemo + ".nav");
-        return positions;
-    }
-    static inline Outcome installed_;
+    static inline Outcome installed_, built_tree_positions_;
 };
 
 TEST_F(Install, ExamplesBuildThroughCmakeAndRun) {
-    const Outcome built = shell("'" LEOPOD_CMAKE
-                                "' -S moved/share/doc/leopod/examples -B examples -DCMAKE_PREFIX_PATH=\"$PWD/moved\""
-                                " -DCMAKE_C_COMPILER='" LEOPOD_TEST_CC "' -DCMAKE_CXX_COMPILER='" LEOPOD_TEST_CXX
-                                "'\n"
-                                "'" LEOPOD_CMAKE "' --build examples\n'" LEOPOD_CMAKE
-                                "' --build examples --target test\n"
+    const Outcome built = shell(kCmake + "-S moved/share/doc/leopod/examples -B examples" + kCompilers + "\n" + kCmake +
+                                "--build examples\n" + kCmake + "--build examples --target test\n" +
                                 "ldd examples/ground_host | grep \"$PWD/moved/lib\"");
     EXPECT_EQ(built.status, 0) << built.text;
     EXPECT_NE(built.text.find("100% tests passed, 0 tests failed out of 2"), std::string::npos) << built.text;
-    const Outcome positions = shell("examples/ground_host " + kDemo + ".obs " + kDemo + ".nav");
+    const Outcome positions = shell("examples/ground_host" + kGround);
     EXPECT_EQ(positions.status, 0);
-    EXPECT_EQ(positions.text, built_tree_positions().text);
+    EXPECT_EQ(positions.text, built_tree_positions_.text);
 }
 
 TEST_F(Install, StaticLibraryServesACOnlyProjectAndVersionsAreChecked) {
     const auto project = [](const std::string& version) {
-        std::filesystem::create_directories(support::temp_dir() / "c_only");
-        support::write_temp("c_only/CMakeLists.txt",
-                            "cmake_minimum_required(VERSION 3.20)\nproject(c_only LANGUAGES C)\nfind_package(leopod " +
-                                version + " REQUIRED)\nadd_executable(host " + kSource +
-                                "/examples/embedded_host.c)\n"
-                                "set_property(TARGET host PROPERTY C_STANDARD 11)\n"
-                                "target_link_libraries(host PRIVATE leopod::leopod_static)\n");
-        return shell("rm -rf c_build; '" LEOPOD_CMAKE
-                     "' -S c_only -B c_build -DCMAKE_PREFIX_PATH=\"$PWD/moved\""
-                     " -DCMAKE_C_COMPILER='" LEOPOD_TEST_CC "' && '" LEOPOD_CMAKE "' --build c_build");
+        std::filesystem::create_directories(temp_dir() / "c_only");
+        write_temp("c_only/CMakeLists.txt",
+                   "cmake_minimum_required(VERSION 3.20)\nproject(c_only LANGUAGES C)\nfind_package(leopod " + version +
+                       " REQUIRED)\nadd_executable(host " + kSource +
+                       "/examples/embedded_host.c)\n"
+                       "set_property(TARGET host PROPERTY C_STANDARD 11)\n"
+                       "target_link_libraries(host PRIVATE leopod::leopod_static)\n");
+        return shell("rm -rf c_build; " + kCmake + "-S c_only -B c_build" + kCompilers + " && " + kCmake +
+                     "--build c_build");
     };
     const Outcome good = project(LEOPOD_VERSION);
     ASSERT_EQ(good.status, 0) << good.text;
     EXPECT_NE(shell("ldd c_build/host | grep leopod").status, 0) << "it must not need the shared library";
-    const Outcome run = shell("c_build/host " + kDemo + ".nav " + kSource + "/examples/data/demo_att_zdown.txt " +
-                              kDemo + ".obs 2> /dev/null | wc -l");
+    const Outcome run = shell("c_build/host" + kEmbedded + " 2> /dev/null | wc -l");
     EXPECT_EQ(std::stoi(run.text), 122) << run.text;  // a heading and 121 epochs
     const Outcome other = project("2");
     EXPECT_NE(other.status, 0);
@@ -83,13 +75,11 @@ TEST_F(Install, PkgConfigFindsTheMovedTree) {
               LEOPOD_TEST_CC "' -static -std=c11 '" + kSource +
               "/examples/embedded_host.c' $(pkg-config --static --cflags --libs leopod) -o pc_static");
     ASSERT_EQ(built.status, 0) << built.text;
-    const std::string embedded =
-        " " + kDemo + ".nav " + kSource + "/examples/data/demo_att_zdown.txt " + kDemo + ".obs";
     const std::string library = use + "export LD_LIBRARY_PATH=\"$(pkg-config --variable=libdir leopod)\"\n";
-    const Outcome shared = shell(library + "./pc_embedded" + embedded);
+    const Outcome shared = shell(library + "./pc_embedded" + kEmbedded);
     EXPECT_EQ(shared.status, 0) << shared.text;
-    EXPECT_EQ(shell("./pc_static" + embedded).text, shared.text);
-    EXPECT_EQ(shell(library + "./pc_ground " + kDemo + ".obs " + kDemo + ".nav").text, built_tree_positions().text);
+    EXPECT_EQ(shell("./pc_static" + kEmbedded).text, shared.text);
+    EXPECT_EQ(shell(library + "./pc_ground" + kGround).text, built_tree_positions_.text);
 }
 
 TEST_F(Install, ProgramRunsFromAnywhereWithItsManual) {
@@ -132,8 +122,8 @@ TEST_F(Install, DebianPackagesUnpackAndRun) {
     EXPECT_EQ(shell("mkdir root; for p in packages/*.deb; do dpkg-deb -x $p root; done").text, "");
     if (!host_is_built()) return;
     EXPECT_NE(depends.find("Package: leopod\nDepends: libleopod1 (= "), std::string::npos) << depends;
-    const Outcome run = shell("root/usr/bin/leopod run --embedded --obs " + kDemo + ".obs --nav " + kDemo +
-                              ".nav --att " + kSource + "/examples/data/demo_att_zdown.txt");
+    const Outcome run = shell("root/usr/bin/leopod run --embedded --obs " + kDemo + "bds.obs --nav " + kDemo +
+                              "bds.nav --att " + kDemo + "att_zdown.txt");
     EXPECT_EQ(run.status, 0) << run.text;
     EXPECT_NE(run.text.find("epochs: 121, solved 121"), std::string::npos) << run.text;
 }

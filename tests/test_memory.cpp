@@ -8,11 +8,11 @@
 
 #include "allocations.h"
 #include "common_function.h"
-#include "formats.h"
 #include "mathlib.h"
 #include "observation_laser_ranging.h"
 #include "orbit_fixture.h"
 #include "pod_embed.h"
+#include "readers.h"
 
 namespace {
 

@@ -1,10 +1,8 @@
-/// \file formats.h
-/// Shared by the tests that go through every format: a small good file of each, and how it is read.
-#ifndef LEOPOD_TESTS_FORMATS_H
-#define LEOPOD_TESTS_FORMATS_H
+/// \file readers.h
+/// Every reader of the library behind one signature, for tests that go through all formats.
+#ifndef LEOPOD_TESTS_READERS_H
+#define LEOPOD_TESTS_READERS_H
 
-#include <algorithm>
-#include <functional>
 #include <memory>
 
 #include "attitude.h"
@@ -24,17 +22,6 @@ struct Kept {
     int records = 0;
     double sum = 0.0;
 };
-
-struct Format {
-    const char* file;  ///< under tests/data
-    int records;       ///< of the good file
-    int shared;        ///< records that one line may take with it
-    bool may_stop;     ///< damage may end the process, as documented
-    Kept (*load)(char* name);
-    bool waits = false;  ///< for the writer of a pipe
-};
-
-inline void PrintTo(const Format& format, std::ostream* out) { *out << format.file; }
 
 inline Kept load_observation(char* name) {
     static std::vector<OBSDATA_EPOCH> store(20000);
@@ -57,30 +44,27 @@ inline Kept load_navigation(char* name) {
     g_brdc_storage = store.get();
     load_ephemeris_brdc(name);
     Kept kept;
-    for (const auto& row : store->eph_brdc_gps_all)
-        for (const auto& record : row) kept.records += record.prn != 0, kept.sum += record.sqrt_A;
-    for (const auto& row : store->eph_brdc_bds_all)
-        for (const auto& record : row) kept.records += record.prn != 0, kept.sum += record.sqrt_A;
+    const auto count = [&kept](const auto& records) {
+        for (const auto& row : records)
+            for (const auto& record : row) kept.records += record.prn != 0, kept.sum += record.sqrt_A;
+    };
+    count(store->eph_brdc_gps_all);
+    count(store->eph_brdc_bds_all);
     return kept;
 }
 
-inline Kept precise(const std::function<void(EPHPREC_STORE*)>& load) {
+template <bool clocks>
+Kept load_products(char* name) {
     static EPHPREC_STORE* store = static_cast<EPHPREC_STORE*>(std::calloc(1, sizeof(EPHPREC_STORE)));
     std::fill_n(store->idx_eph, 98, 0);
     std::fill_n(store->idx_clk, 98, 0);
     g_prec_storage = store;
-    load(store);
+    clocks ? load_clock_prec(name, store) : load_ephemris_prec(name);
     Kept kept;
     for (int i = 0; i < 98; ++i) kept.records += std::max(store->idx_eph[i], store->idx_clk[i]);
     double posvel[6] = {};
-    if (compute_satposvel_prec(mjd2GTime(tsGPST, 59232.05), 4, posvel)) kept.sum = posvel[0];
+    if (store->idx_eph[4] > 9 && compute_satposvel_prec(mjd2GTime(tsGPST, 59232.05), 4, posvel)) kept.sum = posvel[0];
     return kept;
-}
-inline Kept load_sp3(char* name) {
-    return precise([&](EPHPREC_STORE*) { load_ephemris_prec(name); });
-}
-inline Kept load_clock(char* name) {
-    return precise([&](EPHPREC_STORE* store) { load_clock_prec(name, store); });
 }
 
 inline Kept load_antex(char* name) {
@@ -101,7 +85,7 @@ inline Kept load_dynamics(char* name) {
     static const auto config = std::make_unique<ORBIT_DYN_CONFIG>();
     *config = ORBIT_DYN_CONFIG{};
     readfile_orbitdynamics_config(name, config.get());
-    return {config->emp_param_num_base, 0.0};
+    return {config->emp_param_num_base, config->output_interval};
 }
 
 template <bool (*Load)(char*)>
@@ -115,7 +99,7 @@ inline Kept load_orientation(char* name) {
     for (int i = 0; i < 100; ++i) {
         const EOPREC& day = store[static_cast<std::size_t>(i)];
         kept.records += day.ok;
-        if (day.ok) kept.sum += day.mjd_utc;
+        if (day.ok) kept.sum += day.UT1mUTC;
     }
     return kept;
 }
@@ -170,13 +154,25 @@ inline Kept load_element_names(char* name) {
     return kept;
 }
 
+/// A small good file of each format.
+struct Format {
+    const char* file;  ///< under tests/data
+    int records;       ///< of the good file
+    int shared;        ///< records that one line may take with it
+    bool may_stop;     ///< damage may end the process, as documented
+    Kept (*load)(char* name);
+    bool waits = false;  ///< for the writer of a pipe
+};
+
+inline void PrintTo(const Format& format, std::ostream* out) { *out << format.file; }
+
 inline const Format kFormats[] = {
     {"observation2.obs", 12, 12, false, load_observation},
     {"observation3.rnx", 15, 15, false, load_observation},
     {"navigation2.nav", 3, 3, false, load_navigation},
     {"navigation3.rnx", 5, 5, false, load_navigation},
-    {"sp3.sp3", 48, 4, true, load_sp3},
-    {"clock.clk", 24, 24, true, load_clock},
+    {"sp3.sp3", 48, 4, true, load_products<false>},
+    {"clock.clk", 24, 24, true, load_products<true>},
     {"antex.atx", 3, 3, true, load_antex},
     {"gnss_config.cfg", 2, 2, true, load_gnss},
     {"dynamics_config.cfg", 5, 5, true, load_dynamics},
