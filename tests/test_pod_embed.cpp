@@ -420,6 +420,25 @@ TEST_F(PodEmbed, PrintsAnEpoch) {
     EXPECT_EQ(std::strlen(std::strstr(text, "G12")), 1024u);
 }
 
+TEST_F(PodEmbed, StoresAroundTheEpochSeedTheFilter) {  // such as stay behind when a host goes back in time
+    startup_pod_embed(pod.get(), true);
+    for (int j = 0; j < 5; ++j) {
+        DATA_ORBIT& orbit = pod->dataset_orbit[j];
+        orbit.epoch_gpst = pod->dataset_clk[j].epoch_gpst = {{59232, 100.0 + 30.0 * j}, tsGPST};
+        for (int c = 0; c < 3; ++c) orbit.pos_ecf[c] = 1e6 * c + 100.0 * (c + 1) * (30.0 * j - 45.0);
+        pod->dataset_clk[j].clk_offset[0] = 1e-6 * j;
+    }
+    pod->time_now = {{59232, 145.0}, tsGPST};
+    ASSERT_TRUE(get_initial_pos_vel_clk(pod.get()));
+    for (int c = 0; c < 3; ++c) {
+        EXPECT_NEAR(pod->X[c], 1e6 * c, 1e-6);
+        EXPECT_NEAR(pod->X[3 + c], 100.0 * (c + 1), 1e-9);
+        EXPECT_TRUE(pod->DX[40 * c] == 0.01 && pod->DX[40 * (3 + c)] == 0.0001);
+    }
+    EXPECT_NEAR(pod->X[6], 1.5e-6, 1e-18);  // seconds
+    EXPECT_EQ(pod->num_param, 7);
+}
+
 TEST_F(PodEmbed, DynamicFilter) {
     pod->state_satellite.sec_since_start = -600.0;
     pod->state_satellite.pos_eci[1] = 7e6;
