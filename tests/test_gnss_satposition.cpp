@@ -318,6 +318,7 @@ TEST_F(SatPosition, PreciseOrbitFileAndInterpolation) {
     EXPECT_FALSE(compute_satposvel_prec(t0, 0, state) || compute_satclk_prec(t0, 0, clk));  // empty rows
     ASSERT_TRUE(load_sp3(sp3_text(12, 12, 15) + "EOF\n" + sp3_text(50, 1)));
     // no end marker here, and an unfinished last line that must not count; overlaps the file before
+    support::LogRecorder log;
     ASSERT_TRUE(load_sp3(sp3_text(0, 14) + "PG01 1.0 1.0 1.0 1.0"));
     EXPECT_TRUE(prec->idx_eph[0] == 24 && prec->idx_clk[0] == 23);  // the bad clock left a gap
     for (int i = 1; i < 98; ++i) EXPECT_EQ(prec->idx_eph[i] + prec->idx_clk[i], 0);
@@ -349,6 +350,7 @@ TEST_F(SatPosition, PreciseOrbitFileAndInterpolation) {
     ASSERT_TRUE(
         load_sp3("*  2021  1 18 5 0 12.5\nPG02 1.0 1.0 1.0 1.0\n*  2021  1 18 5 1 0\nPG02 1.0 1.0 1.0 99999.0\nEOF\n"));
     EXPECT_TRUE(prec->eph_pre_all[1][0].time.time.sod == 18012.5 && prec->idx_eph[1] == 2 && prec->idx_clk[1] == 1);
+    EXPECT_EQ(log.count(ULOG_INFO_LEVEL, "load_ephemeris_prec["), 1);
 
     // many gaps and an unusable middle record stay inside the buffers
     for (int i = 0; i < 24; ++i) row[i].pos_ecf[0] = row[i].pos_ecf[1] = row[i].pos_ecf[2] = i % 3 == 0 ? 0.0 : 0.001;
