@@ -491,7 +491,8 @@ const std::string& colour(std::size_t index) {
 
 const std::string& colour_of_layer(std::size_t index, std::size_t count) {
     static const std::array<std::string, 6> layers = {"#56b4e9", "#d55e00", "#1f2a36", "#009e73", "#cc79a7", "#e69f00"};
-    return count < 2 ? colour(0) : layers[index % layers.size()];
+    if (count < 2) return colour(0);
+    return layers[index % layers.size()];
 }
 
 void draw(const Chart& chart, const std::string& file) {

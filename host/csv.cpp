@@ -25,7 +25,7 @@ int CsvReader::require(const std::string& name, const std::string& hint) const {
     if (column >= 0) return column;
     std::string have;
     for (const std::string& n : names_) have += (have.empty() ? "" : ", ") + n;
-    if (have.size() > 300) have = have.substr(0, 300) + " ...";
+    if (have.size() > 300) have.replace(300, std::string::npos, " ...");
     throw InputError(file_ + ": has no column " + name + " (it has " + have + "); " + hint);
 }
 

@@ -127,6 +127,7 @@ std::vector<const tled_t*> choose(const ElementsOptions& o, const Sets& sets, co
                              ": no element set of this object was read");
     }
     std::vector<const tled_t*> chosen;
+    chosen.reserve(best.size());
     for (const auto& [number, set] : best) chosen.push_back(set);
     std::sort(chosen.begin(), chosen.end());  // the array is in the order of the names
     if (chosen.empty()) throw InputError("none of the chosen element sets stands for an orbit");

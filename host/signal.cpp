@@ -226,7 +226,7 @@ bool Constellation::at(std::size_t index, double t, Transmission& transmission) 
     return std::fabs(t - nearest->toe) <= age && broadcast_at(*nearest, t, transmission);
 }
 
-bool Constellation::broadcast_at(const Element& r, double t, Transmission& out) const {
+bool Constellation::broadcast_at(const Element& r, double t, Transmission& out) {
     const double tk = t - r.toe;
     const double a = r.root_a * r.root_a;
     const double mean = r.m0 + (std::sqrt(r.mu / (a * a * a)) + r.delta_n) * tk;
@@ -282,7 +282,7 @@ bool Constellation::precise_position(const Row& row, double t, Vector3& position
     return true;
 }
 
-bool Constellation::precise_at(const Row& row, double t, Transmission& out) const {
+bool Constellation::precise_at(const Row& row, double t, Transmission& out) {
     constexpr double kStep = 0.5;
     const auto after = std::upper_bound(row.clock_time.begin(), row.clock_time.end(), t);
     if (after == row.clock_time.begin() || after == row.clock_time.end() || *after - *(after - 1) > kMaxGap)

@@ -101,8 +101,8 @@ class Constellation {
   private:
     struct Element;
     struct Row;
-    bool broadcast_at(const Element& element, double t, Transmission& transmission) const;
-    bool precise_at(const Row& row, double t, Transmission& transmission) const;
+    static bool broadcast_at(const Element& element, double t, Transmission& transmission);
+    static bool precise_at(const Row& row, double t, Transmission& transmission);
     static bool precise_position(const Row& row, double t, Vector3& position);
 
     /// A broadcast record, its reference times in the scale of this file.

@@ -271,7 +271,7 @@ void observe(const SimulateOptions& o, const ReceiverOrbit& orbit, const Constel
     std::vector<Random> slip_random;
     std::vector<Random> ambiguity;
     for (const Satellite& s : all) {
-        const std::uint64_t number = static_cast<std::uint64_t>(100 * s.system + s.prn);
+        const std::uint64_t number = 100 * static_cast<std::uint64_t>(s.system) + static_cast<std::uint64_t>(s.prn);
         noise.emplace_back(o.seed, kNoiseStream + number);
         slip_random.emplace_back(o.seed, kSlipStream + number);
         ambiguity.emplace_back(o.seed, kAmbiguityStream + number);
@@ -431,7 +431,9 @@ std::size_t write_attitude(const SimulateOptions& o, const ReceiverOrbit& orbit,
     const double last = arc.epochs.back().tag;
     std::vector<double> times;
     const double begin = kAttitudeStep * (std::floor(first / kAttitudeStep) - kAttitudeMargin);
-    for (double t = begin; t < last + (kAttitudeMargin + 1) * kAttitudeStep; t += kAttitudeStep) {
+    const double end = last + (kAttitudeMargin + 1) * kAttitudeStep;
+    for (int step = 0; begin + step * kAttitudeStep < end; ++step) {
+        const double t = begin + step * kAttitudeStep;
         if (t >= orbit.first() - kTagSlack && t <= orbit.last() + kTagSlack) times.push_back(t);
     }
     times.push_back(first);

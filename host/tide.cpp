@@ -103,10 +103,11 @@ Displacement solid_tide(const Site& site, const GTime& utc, const std::string& p
 Displacement ocean_tide(const Site& site, OceanLoading& loading, const GTime& utc) {
     const GTime whole = gtimeAddSec(GTime{{utc.time.mjd, 0.0}, tsUTC}, std::round(utc.time.sod));
     const long second = std::lround(whole.time.sod);
+    const long hour = second / 3600, minute = second / 60 % 60;
     const TimeYMD date = GTime2YMD(GTime{{whole.time.mjd, 0.0}, tsUTC});
     double local[3];  // radial, south, west
-    HARDISP(loading.table, date.year, MDAY(date.year, date.month) + date.day, static_cast<double>(second / 3600),
-            static_cast<double>(second / 60 % 60), static_cast<double>(second % 60), local);
+    HARDISP(loading.table, date.year, MDAY(date.year, date.month) + date.day, static_cast<double>(hour),
+            static_cast<double>(minute), static_cast<double>(second % 60), local);
     Site s = site;
     double enu[3] = {-local[2], -local[1], local[0]};
     double xyz[3];

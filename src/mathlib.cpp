@@ -691,14 +691,7 @@ namespace {
 
 constexpr int kLocalSize = 64;  ///< interpolation works on the stack up to this many points, on the heap beyond
 
-/// Room for the weights of that many points.
-struct WeightWork {
-    double local[kLocalSize];  // not initialised
-    Scratch heap;
-
-    WeightWork(Memory& memory, int n) : heap(memory, n > kLocalSize ? area(n, 1) : 0) {}
-    double* data() { return heap.size() == 0 ? local : heap.data(); }
-};
+std::size_t heap_size(int n) { return n > kLocalSize ? area(n, 1) : 0; }
 
 }  // namespace
 
@@ -785,9 +778,10 @@ void barycentric_value(const double* x, const double* w, int n, const double* y,
 bool interpolation_Lagrange_Barycentric(double* x, double* y, const int n, double xt, double* yt) {
     if (!within_abscissae(x, n, xt)) return false;
     Memory memory("interpolation_Lagrange_Barycentric");
-    WeightWork weights(memory, n);
+    const Scratch heap(memory, heap_size(n));
     if (memory.missing()) return false;
-    double* const w = weights.data();
+    double local[kLocalSize];
+    double* const w = heap.size() == 0 ? local : heap.data();
     barycentric_weights(x, n, w);
     barycentric_value(x, w, n, y, 1, xt, yt);
     return true;
@@ -831,9 +825,10 @@ void interpolation_multip_dimension(const int n, const int m, double* x, double*
         return;
     }
     Memory memory("interpolation_multip_dimension");
-    WeightWork weights(memory, n);
+    const Scratch heap(memory, heap_size(n));
     if (memory.missing()) return;
-    double* const w = weights.data();
+    double local[kLocalSize];
+    double* const w = heap.size() == 0 ? local : heap.data();
     barycentric_weights(x, n, w);  // the same for all columns
     const bool within = m < 1 || within_abscissae(x, n, xt);
     for (int j = 1; j < m && !within; ++j) within_abscissae(x, n, xt);  // logs once a column
