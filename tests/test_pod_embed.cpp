@@ -372,14 +372,14 @@ TEST_F(PodEmbed, StartUpInBothDeployments) {
 TEST_F(PodEmbed, BufferHoldsTwoEpochsAndBoundsThem) {
     support::LogRecorder log;
     OBSDATA_EPOCH epoch = {};
-    epoch.sat_num = 15;
+    epoch.sat_num = 15, epoch.rcv = 10;
     EXPECT_TRUE(update_gnss_observation(&epoch, pod.get()) && log.messages().empty());
-    for (epoch.rcv = 1; epoch.rcv <= 3; ++epoch.rcv) {
+    for (epoch.rcv = 11; epoch.rcv <= 13; ++epoch.rcv) {
         epoch.sat_num = epoch.satobs[0].num_obs = 1000;
         EXPECT_TRUE(update_gnss_observation(&epoch, pod.get()));
         EXPECT_EQ(pod->obs_epoch[1].rcv, epoch.rcv - 1);
     }
-    EXPECT_EQ(pod->obs_epoch[0].rcv, 3);
+    EXPECT_EQ(pod->obs_epoch[0].rcv, 13);
     EXPECT_EQ(pod->obs_epoch[0].sat_num, 15);
     EXPECT_EQ(pod->obs_epoch[0].satobs[0].num_obs, 10);
 }
