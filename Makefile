@@ -29,7 +29,7 @@ bench:
 fuzz:
 	scripts/bootstrap fuzz
 	CC=clang CXX=clang++ cmake -S . -B build/fuzz -DLEOPOD_FUZZ=ON
-	cmake --build build/fuzz -j$(JOBS)
+	cmake --build build/fuzz -j$(JOBS) --target fuzz_targets
 	scripts/fuzz build/fuzz
 
 mutate:
