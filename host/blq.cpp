@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "error.h"
-#include "output.h"
+#include "files.h"
 #include "positions.h"
 
 namespace host {

@@ -8,7 +8,7 @@
 #include <cstring>
 
 #include "error.h"
-#include "output.h"
+#include "files.h"
 
 namespace host {
 

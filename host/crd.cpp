@@ -13,7 +13,7 @@
 #include "crd_records.h"
 #include "crd_session.h"
 #include "error.h"
-#include "output.h"
+#include "files.h"
 
 namespace host {
 

@@ -9,8 +9,8 @@
 #include <limits>
 #include <string>
 
+#include "files.h"
 #include "observation_laser_ranging.h"
-#include "output.h"
 
 namespace host {
 

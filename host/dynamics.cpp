@@ -11,8 +11,8 @@
 #include "console.h"
 #include "earth_gravity.h"
 #include "error.h"
+#include "files.h"
 #include "mathlib.h"
-#include "output.h"
 #include "sp3.h"
 
 namespace host {

@@ -13,8 +13,8 @@
 #include "command.h"
 #include "console.h"
 #include "error.h"
+#include "files.h"
 #include "inputs.h"
-#include "output.h"
 #include "positions.h"
 #include "tle.h"
 

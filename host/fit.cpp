@@ -12,8 +12,8 @@
 #include "console.h"
 #include "error.h"
 #include "figures.h"
+#include "files.h"
 #include "mathlib.h"
-#include "output.h"
 #include "truth.h"
 
 namespace host {

@@ -10,8 +10,8 @@
 
 #include "earth_gravity.h"
 #include "error.h"
+#include "files.h"
 #include "iau_function.h"
-#include "output.h"
 
 namespace host {
 

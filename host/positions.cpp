@@ -9,7 +9,7 @@
 #include <sstream>
 
 #include "error.h"
-#include "output.h"
+#include "files.h"
 
 namespace host {
 

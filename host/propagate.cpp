@@ -9,7 +9,7 @@
 #include "command.h"
 #include "console.h"
 #include "error.h"
-#include "output.h"
+#include "files.h"
 #include "truth.h"
 
 namespace host {

@@ -13,7 +13,7 @@
 #include "console.h"
 #include "error.h"
 #include "figures.h"
-#include "output.h"
+#include "files.h"
 #include "satellites.h"
 #include "sp3.h"
 #include "truth.h"

@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "console.h"
-#include "output.h"
+#include "files.h"
 #include "pod_embed.h"
 
 namespace host {

@@ -9,8 +9,8 @@
 #include "command.h"
 #include "console.h"
 #include "error.h"
+#include "files.h"
 #include "inputs.h"
-#include "output.h"
 #include "random.h"
 #include "signal.h"
 

@@ -3,7 +3,7 @@
 #include <cmath>
 #include <cstdio>
 
-#include "output.h"
+#include "files.h"
 
 namespace host {
 

@@ -11,8 +11,8 @@
 #include "console.h"
 #include "dynamics.h"
 #include "error.h"
+#include "files.h"
 #include "iers_function.h"
-#include "output.h"
 
 namespace host {
 

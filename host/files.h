@@ -1,7 +1,7 @@
-/// \file output.h
+/// \file files.h
 /// Text files that a host command reads and writes.
-#ifndef LEOPOD_HOST_OUTPUT_H
-#define LEOPOD_HOST_OUTPUT_H
+#ifndef LEOPOD_HOST_FILES_H
+#define LEOPOD_HOST_FILES_H
 
 #include <cstdio>
 #include <fstream>

@@ -1,4 +1,4 @@
-#include "output.h"
+#include "files.h"
 
 #include <sys/stat.h>
 
