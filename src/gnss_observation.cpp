@@ -134,9 +134,6 @@ OBSDATA_EPOCH& begin_epoch(long int epoch_index, int rcvno, GTime epoch_time, in
     return epoch;
 }
 
-bool is_blank(char c) { return c == ' ' || (c >= '\t' && c <= '\r'); }
-bool is_digit(char c) { return c >= '0' && c <= '9'; }
-
 constexpr std::uint64_t kEachByte = 0x0101010101010101;
 
 /// Eight digits, the first in the lowest byte, as a number.

@@ -42,9 +42,6 @@ void publish(ulog_level_t level, const char* text) {
 #pragma GCC diagnostic pop
 }
 
-bool is_blank(char c) { return c == ' ' || (c >= '\t' && c <= '\r'); }
-bool is_digit(char c) { return c >= '0' && c <= '9'; }
-
 const char* skip_blanks(const char* p) {
     while (is_blank(*p)) ++p;
     return p;

@@ -97,6 +97,9 @@ class Work {
 // --- text (common_function.cpp) ------------------------------------------------------------------------------------------
 // None of these depends on the locale, allocates ("%Lf" of hundreds of digits may), or reads behind the terminator.
 
+constexpr bool is_blank(char c) { return c == ' ' || (c >= '\t' && c <= '\r'); }
+constexpr bool is_digit(char c) { return c >= '0' && c <= '9'; }
+
 /// Number at the start of a text, as atof reads it in the C locale (leading blanks, sign, inf and nan; no hexadecimal form).
 /// 0 where there is none. A non-null `end` receives the first character not used.
 double to_double(const char* text, const char** end = nullptr);
