@@ -7,7 +7,6 @@
 #include <cmath>
 #include <cstdlib>
 #include <cstring>
-#include <ctime>
 #include <filesystem>
 #include <iterator>
 #include <memory>
@@ -17,6 +16,7 @@
 #include "earth_gravity.h"
 #include "earth_rotation_param.h"
 #include "mathlib.h"
+#include "measure.h"
 #include "orbit_dynamics.h"
 #include "ulog.h"
 
@@ -25,6 +25,8 @@
 #endif
 
 namespace {
+
+using bench::processor_time;
 
 constexpr double kMjd = 59232.25, kLeap = 37.0;
 double position[3] = {4123456.5, -4987654.25, 2345678.125}, velocity[3] = {3115.0, 5270.5, 4012.25};
@@ -358,9 +360,6 @@ struct Fit {
         g_satellite_state = state.get();
     }
 };
-
-/// Processor time of this process [s].
-double processor_time() { return static_cast<double>(std::clock()) / CLOCKS_PER_SEC; }
 
 int iterations = 0;
 void count_iterations(ulog_level_t, char* text) { iterations += std::strncmp(text, "iteration number", 16) == 0; }

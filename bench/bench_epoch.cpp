@@ -8,7 +8,6 @@
 #include <chrono>
 #include <cstdlib>
 #include <cstring>
-#include <ctime>
 #include <filesystem>
 #include <functional>
 #include <iterator>
@@ -18,25 +17,20 @@
 
 #include "earth_gravity.h"
 #include "mathlib.h"
+#include "measure.h"
 #include "pod_embed.h"
 
 namespace {
+
+using bench::make_zeroed;
+using bench::Owned;
+using bench::processor_time;
 
 enum Stage { kSelection, kAttitude, kPointPosition, kSlips, kAmbiguities, kModel, kFilter, kStores, kWhole, kStages };
 constexpr std::array<const char*, kStages> kNames = {
     "selection", "attitude", "point position", "slips and combinations", "ambiguity transfer", "zero-difference model",
     "filter",    "stores",   "whole epoch"};
 using Times = std::array<double, kStages>;  ///< [s]
-
-struct Free {
-    void operator()(void* p) const { std::free(p); }
-};
-template <typename T>
-using Owned = std::unique_ptr<T, Free>;
-template <typename T>
-Owned<T> make_zeroed(std::size_t n = 1) {
-    return Owned<T>(static_cast<T*>(std::calloc(n, sizeof(T))));
-}
 
 Owned<RUNTIME_POD_EMBED> runtime = make_zeroed<RUNTIME_POD_EMBED>();
 Owned<OBSDATA_EPOCH> epochs = make_zeroed<OBSDATA_EPOCH>(400);
@@ -78,13 +72,6 @@ class Clock {
     Times& times_;
     std::chrono::steady_clock::time_point last_ = std::chrono::steady_clock::now();
 };
-
-/// Processor time of the process [s]: other processes of a busy machine don't count.
-double processor_time() {
-    std::timespec t{};
-    clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &t);
-    return static_cast<double>(t.tv_sec) + 1e-9 * static_cast<double>(t.tv_nsec);
-}
 
 /// What the filter update of an epoch starts from.
 struct FilterStart {

@@ -6,7 +6,6 @@
 
 #include <cstdio>
 #include <cstdlib>
-#include <ctime>
 #include <filesystem>
 #include <functional>
 #include <memory>
@@ -16,31 +15,19 @@
 #include "attitude.h"
 #include "gnss_observation.h"
 #include "gnss_satposition.h"
+#include "measure.h"
 
 namespace {
 
-struct Free {
-    void operator()(void* p) const { std::free(p); }
-};
-template <typename T>
-using Owned = std::unique_ptr<T, Free>;
-template <typename T>
-Owned<T> make_zeroed(std::size_t n = 1) {
-    return Owned<T>(static_cast<T*>(std::calloc(n, sizeof(T))));
-}
+using bench::make_zeroed;
+using bench::Owned;
+using bench::processor_time;
 
 constexpr std::size_t kEpochs = 5000;
 Owned<OBSDATA_EPOCH> epochs = make_zeroed<OBSDATA_EPOCH>(kEpochs);
 Owned<EPHPREC_STORE> precise = make_zeroed<EPHPREC_STORE>();
 EPHBRDC_STORE* broadcast = nullptr;  ///< in memory shared with children
 ANT_INFO_STORE antennas{};
-
-/// Processor time of the process [s]: other processes of a busy machine don't count.
-double processor_time() {
-    std::timespec t{};
-    clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &t);
-    return static_cast<double>(t.tv_sec) + 1e-9 * static_cast<double>(t.tv_nsec);
-}
 
 void measure(benchmark::State& state, const std::function<void()>& prepare, const std::function<bool()>& work) {
     prepare();

@@ -20,6 +20,7 @@
 #include "iau_function.h"
 #include "iers_function.h"
 #include "keplerian_element.h"
+#include "measure.h"
 #include "orbit_dynamics.h"
 #include "pod_embed.h"
 #include "tle.h"
@@ -99,15 +100,8 @@ double pow(double x, double y) {
 
 namespace {
 
-struct Free {
-    void operator()(void* memory) const { std::free(memory); }
-};
-template <typename T>
-std::unique_ptr<T, Free> zeroed(std::size_t count = 1) {
-    void* memory = std::calloc(count, sizeof(T));
-    if (memory == nullptr) std::abort();
-    return std::unique_ptr<T, Free>(static_cast<T*>(memory));
-}
+using bench::make_zeroed;
+using bench::Owned;
 
 void print(const char* group, const double* values, std::size_t count) {
     for (std::size_t i = 0; i < count; ++i) {
@@ -149,8 +143,8 @@ void frames() {
 }
 
 struct Dynamics {
-    std::unique_ptr<ORBIT_DYN_CONFIG, Free> config = zeroed<ORBIT_DYN_CONFIG>();
-    std::unique_ptr<STATE_SPACECRAFT, Free> state = zeroed<STATE_SPACECRAFT>();
+    Owned<ORBIT_DYN_CONFIG> config = make_zeroed<ORBIT_DYN_CONFIG>();
+    Owned<STATE_SPACECRAFT> state = make_zeroed<STATE_SPACECRAFT>();
 };
 
 constexpr double kMjd = 59232.25;
@@ -158,8 +152,8 @@ constexpr double kMjd = 59232.25;
 /// A low orbit in a field of degree 120, with the built-in tables; with parameters of empirical forces and their variational equations.
 void start(Dynamics& d, bool empirical) {
     static EOPREC eop[3];
-    static std::unique_ptr<EPH_HEADER_JPL, Free> header = zeroed<EPH_HEADER_JPL>();
-    static std::unique_ptr<EPH_RECORD_JPL, Free> record = zeroed<EPH_RECORD_JPL>();
+    static Owned<EPH_HEADER_JPL> header = make_zeroed<EPH_HEADER_JPL>();
+    static Owned<EPH_RECORD_JPL> record = make_zeroed<EPH_RECORD_JPL>();
     initialize_global_earth_gravity();
     initialize_global_earth_rotation_param();
     initialize_global_eph_planet();
@@ -230,11 +224,11 @@ void elements() {
 
 /// The embedded deployment on the demo's epochs: point positions and the filter.
 void epochs(const std::string& dir) {
-    const auto pod = zeroed<RUNTIME_POD_EMBED>();
+    const auto pod = make_zeroed<RUNTIME_POD_EMBED>();
     startup_pod_embed(pod.get(), false);
     std::string navigation = dir + "/demo_bds.nav", attitude = dir + "/demo_att_zdown.txt",
                 observations = dir + "/demo_bds.obs";
-    const auto store = zeroed<OBSDATA_EPOCH>(200);
+    const auto store = make_zeroed<OBSDATA_EPOCH>(200);
     g_obs_storage = store.get();
     if (!load_ephemeris_brdc(navigation.data()) || !load_attitude_quaternion(0, attitude.data()) ||
         !load_observation_rinex(observations.data(), 0, 30.0)) {

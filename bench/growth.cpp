@@ -16,7 +16,6 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <ctime>
 #include <fstream>
 #include <memory>
 #include <string>
@@ -27,36 +26,16 @@
 #include "earth_rotation_param.h"
 #include "eph_planet.h"
 #include "mathlib.h"
+#include "measure.h"
 #include "orbit_dynamics.h"
 #include "pod_embed.h"
 
 namespace {
 
-struct Free {
-    void operator()(void* memory) const { std::free(memory); }
-};
-template <typename T>
-std::unique_ptr<T, Free> zeroed(std::size_t count = 1) {
-    void* memory = std::calloc(count, sizeof(T));
-    if (memory == nullptr) std::abort();
-    return std::unique_ptr<T, Free>(static_cast<T*>(memory));
-}
-
-double processor_time() {
-    std::timespec t{};
-    clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &t);
-    return static_cast<double>(t.tv_sec) + 1e-9 * static_cast<double>(t.tv_nsec);
-}
-
-/// A line of /proc/self/status, such as "VmRSS:" [kB].
-long memory(const char* name) {
-    std::ifstream status("/proc/self/status");
-    std::string line;
-    while (std::getline(status, line)) {
-        if (line.rfind(name, 0) == 0) return std::atol(line.c_str() + std::strlen(name));
-    }
-    return 0;
-}
+using bench::make_zeroed;
+using bench::memory;
+using bench::Owned;
+using bench::processor_time;
 
 int run_command(char** argv) {
     const pid_t child = fork();
@@ -77,8 +56,8 @@ int run_command(char** argv) {
 }
 
 /// The prepared environment with GPS broadcast records.
-std::unique_ptr<RUNTIME_POD_EMBED, Free> start(char* navigation) {
-    auto pod = zeroed<RUNTIME_POD_EMBED>();
+Owned<RUNTIME_POD_EMBED> start(char* navigation) {
+    auto pod = make_zeroed<RUNTIME_POD_EMBED>();
     g_brdc_storage = &pod->brdc_storage;
     g_prec_storage = &pod->prec_storage;
     initialize_global_earth_gravity();
@@ -108,7 +87,7 @@ int run_files(char* navigation, int count, char** names, int num_names) {
     const auto pod = start(navigation);
     std::size_t room = 0;
     for (int i = 0; i < num_names; ++i) room = std::max(room, epochs_in(names[i]));
-    const auto store = zeroed<OBSDATA_EPOCH>(room);
+    const auto store = make_zeroed<OBSDATA_EPOCH>(room);
     g_obs_storage = store.get();
     const double begin = processor_time();
     long solved = 0;
@@ -125,7 +104,7 @@ int run_files(char* navigation, int count, char** names, int num_names) {
 
 int run_blocks(char* navigation, double seconds, char* name) {
     const auto pod = start(navigation);
-    const auto store = zeroed<OBSDATA_EPOCH>(epochs_in(name));
+    const auto store = make_zeroed<OBSDATA_EPOCH>(epochs_in(name));
     g_obs_storage = store.get();
     double begin = processor_time();
     load(name);
@@ -179,8 +158,8 @@ int run_solve(int n) {
 
 int run_derivative(int n) {
     constexpr double kMjd = 59232.25;
-    const auto config = zeroed<ORBIT_DYN_CONFIG>();
-    const auto state = zeroed<STATE_SPACECRAFT>();
+    const auto config = make_zeroed<ORBIT_DYN_CONFIG>();
+    const auto state = make_zeroed<STATE_SPACECRAFT>();
     initialize_global_earth_gravity();
     initialize_global_earth_rotation_param();
     initialize_global_eph_planet();

@@ -3,9 +3,9 @@
 #include <algorithm>
 #include <cmath>
 #include <cstring>
-#include <ctime>
 #include <vector>
 
+#include "../bench/measure.h"
 #include "constellation.h"
 #include "earth_gravity.h"
 #include "earth_rotation_param.h"
@@ -15,19 +15,14 @@
 
 namespace {
 
+using bench::processor_time;
 using support::temp_dir;
 
 constexpr int kHours = 6, kEpochsInHour = 3600;
 constexpr bool kSanitized = sizeof LEOPOD_SANITIZE > 1;
 
-double processor_time() {
-    std::timespec t{};
-    clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &t);
-    return static_cast<double>(t.tv_sec) + 1e-9 * static_cast<double>(t.tv_nsec);
-}
-
 /// Resident memory [kB].
-double resident() { return support::number(support::read_file("/proc/self/status"), "VmRSS:\\s+(\\d+)"); }
+double resident() { return static_cast<double>(bench::memory("VmRSS:")); }
 
 /// Mixes the bits of values into a sum.
 template <typename T>
@@ -90,8 +85,8 @@ Pass process(RUNTIME_POD_EMBED& pod) {
     return pass;
 }
 
-TEST(LongRun, HoursOverMidnightTwice) {
-    if (!std::filesystem::exists(support::kProgram)) GTEST_SKIP() << "the program was not built";
+using LongRun = support::HostTest;
+TEST_F(LongRun, HoursOverMidnightTwice) {
     // Saturday, 21:00 to 03:00: the week of the transmitters' times ends in the middle
     const std::string dir = "'" + temp_dir().string() + "/";
     std::string navigation = support::write_temp("gps.nav", support::constellation({{59237, 75600.0}, tsGPST}, kHours));
@@ -111,9 +106,7 @@ TEST(LongRun, HoursOverMidnightTwice) {
     }
 
     std::vector<OBSDATA_EPOCH> store(kEpochsInHour + 1);
-    const std::unique_ptr<RUNTIME_POD_EMBED, decltype(&std::free)> pod(
-        static_cast<RUNTIME_POD_EMBED*>(std::calloc(1, sizeof(RUNTIME_POD_EMBED))), &std::free);
-    ASSERT_NE(pod, nullptr);
+    const auto pod = bench::make_zeroed<RUNTIME_POD_EMBED>();
     g_obs_storage = store.data();
     g_brdc_storage = &pod->brdc_storage;
     g_prec_storage = &pod->prec_storage;
@@ -130,6 +123,7 @@ TEST(LongRun, HoursOverMidnightTwice) {
     EXPECT_LT(first.worst, 20e3);
     EXPECT_LT(first.seconds[2], 1.5 * first.seconds[0]);
     EXPECT_LT(first.seconds[0], 1.5 * first.seconds[2]);
+    EXPECT_GT(first.early_memory, 0.0);
     if (!kSanitized) {
         EXPECT_LT(std::fabs(first.late_memory - first.early_memory), 1024.0);
     }
