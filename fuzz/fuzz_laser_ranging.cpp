@@ -7,56 +7,27 @@
 #include <string>
 #include <vector>
 
-#include "observation_laser_ranging.h"
+#include "../tests/crd_readers.h"
 
 namespace {
 
-using Reader = void (*)(char*);
-
-template <auto read, typename Record>
-void into_record(char* line) {
-    const auto record = std::make_unique<Record>();
-    read(line, record.get());
-}
-
-template <auto read>
-void alone(char* line) {
-    read(line);
-}
-
 struct Kind {
-    char id[3];
-    Reader read;
+    std::string id;
+    void (*read)(char* line);
 };
 
-constexpr Kind kKinds[] = {{"H1", into_record<read_h1, rh1>},
-                           {"H2", into_record<read_h2, rh2>},
-                           {"H3", into_record<read_h3, rh3>},
-                           {"H4", into_record<read_h4, rh4>},
-                           {"H5", into_record<read_h5, rh5>},
-                           {"H8", alone<read_h8>},
-                           {"H9", alone<read_h9>},
-                           {"C0", into_record<read_c0, rc0>},
-                           {"C1", into_record<read_c1, rc1>},
-                           {"C2", into_record<read_c2, rc2>},
-                           {"C3", into_record<read_c3, rc3>},
-                           {"C4", into_record<read_c4, rc4>},
-                           {"C5", into_record<read_c5, rc5>},
-                           {"C6", into_record<read_c6, rc6>},
-                           {"C7", into_record<read_c7, rc7>},
-                           {"10", into_record<read_10, rd10>},
-                           {"11", into_record<read_11, rd11>},
-                           {"12", into_record<read_12, rd12>},
-                           {"20", into_record<read_20, rd20>},
-                           {"21", into_record<read_21, rd21>},
-                           {"30", into_record<read_30, rd30>},
-                           {"40", into_record<read_40, rd40>},
-                           {"41", into_record<read_41, rd40>},
-                           {"42", into_record<read_42, rd42>},
-                           {"50", into_record<read_50, rd50>},
-                           {"60", into_record<read_60, rd60>},
-                           {"93", into_record<read_9x, rd9x>},
-                           {"00", into_record<read_00, rd00>}};
+const std::vector<Kind> kKinds = [] {
+    std::vector<Kind> all = {{"H8", [](char* line) { read_h8(line); }}, {"H9", [](char* line) { read_h9(line); }}};
+    const auto add = [&all](const char* id, auto reader) {
+        all.push_back({id, [](char* line) {
+                           const auto record = std::make_unique<typename decltype(reader)::Record>();
+                           decltype(reader)::read(line, record.get());
+                       }});
+    };
+    support::each_crd_reader(add);
+    add("93", support::CrdReader<read_9x, rd9x>{});
+    return all;
+}();
 
 /// A text in memory of exactly its size, terminator included.
 std::unique_ptr<char[]> exact(const std::string& text) {
@@ -102,13 +73,13 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
         start = end;
         if (lines++ == 0) use_helpers(line, rows, cols);
         for (const Kind& kind : kKinds) {
-            if (line.size() < 2 || strcasecmp(exact(line.substr(0, 2)).get(), kind.id) != 0) continue;
+            if (line.size() < 2 || strcasecmp(exact(line.substr(0, 2)).get(), kind.id.data()) != 0) continue;
             const int version = format_version;
             for (int tried : {1, 2, version}) {
                 format_version = tried;
                 kind.read(exact(line).get());
             }
-            if (std::strcmp(kind.id, "H1") != 0) format_version = version;
+            if (kind.id != "H1") format_version = version;
         }
     }
     return 0;

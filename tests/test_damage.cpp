@@ -16,7 +16,7 @@
 #include "../host/csv.h"
 #include "../host/error.h"
 #include "../host/truth.h"
-#include "observation_laser_ranging.h"
+#include "crd_readers.h"
 #include "readers.h"
 
 namespace {
@@ -25,37 +25,21 @@ using namespace support;
 
 // --- readers of lines, and of the program ------------------------------------------------------------------------------
 
-/// Result of a reader of lines.
-template <auto read, typename Record>
-int into_record(char* line) {
-    static Record record;
-    record = Record{};
-    return read(line, &record);
-}
-
 Kept load_laser_ranging(char* name) {
-    using Read = int (*)(char*);
-    static constexpr std::pair<const char*, Read> kKinds[] = {
-        {"H1", into_record<read_h1, rh1>},  {"H2", into_record<read_h2, rh2>},  {"H3", into_record<read_h3, rh3>},
-        {"H4", into_record<read_h4, rh4>},  {"H5", into_record<read_h5, rh5>},  {"C0", into_record<read_c0, rc0>},
-        {"C1", into_record<read_c1, rc1>},  {"C2", into_record<read_c2, rc2>},  {"C3", into_record<read_c3, rc3>},
-        {"C4", into_record<read_c4, rc4>},  {"C5", into_record<read_c5, rc5>},  {"C6", into_record<read_c6, rc6>},
-        {"C7", into_record<read_c7, rc7>},  {"10", into_record<read_10, rd10>}, {"11", into_record<read_11, rd11>},
-        {"12", into_record<read_12, rd12>}, {"20", into_record<read_20, rd20>}, {"21", into_record<read_21, rd21>},
-        {"30", into_record<read_30, rd30>}, {"40", into_record<read_40, rd40>}, {"41", into_record<read_41, rd40>},
-        {"42", into_record<read_42, rd42>}, {"50", into_record<read_50, rd50>}, {"60", into_record<read_60, rd60>},
-        {"91", into_record<read_9x, rd9x>}, {"00", into_record<read_00, rd00>},
-    };
     format_version = 0;
     Kept kept;
     char line[1024];
+    const auto take = [&](const char* id, auto reader) {
+        if (std::strncmp(line, id, 2) != 0) return;
+        static typename decltype(reader)::Record record;
+        record = {};
+        ++kept.records;
+        kept.sum = 0.5 * kept.sum + reader.read(line, &record);
+    };
     std::FILE* const file = std::filesystem::is_regular_file(name) ? std::fopen(name, "r") : nullptr;
     while (file != nullptr && std::fgets(line, sizeof line, file) != nullptr) {
-        for (const auto& [id, read] : kKinds) {
-            if (std::strncmp(line, id, 2) != 0) continue;
-            ++kept.records;
-            kept.sum = 0.5 * kept.sum + read(line);
-        }
+        each_crd_reader(take);
+        take("91", CrdReader<read_9x, rd9x>{});
     }
     if (file != nullptr) std::fclose(file);
     return kept;

@@ -8,6 +8,7 @@
 #include <random>
 
 #include "../host/crd_records.h"
+#include "crd_readers.h"
 #include "support.h"
 
 namespace {
@@ -175,18 +176,18 @@ struct Kind {
     /// Tokens for all fields of a version; "?" for those of another one.
     std::vector<std::string> (*tokens)(int version);
 };
-template <auto reader, typename Record>
+template <typename Reader>
 constexpr Kind kKind = {[](std::string line) {
-                            Record record = host::unread<Record>();
+                            auto record = host::unread<typename Reader::Record>();
                             host::fields(record, [](const char*, auto& value, int) { leave_mark(value); });
-                            const int result = reader(line.data(), &record);
+                            const int result = Reader::read(line.data(), &record);
                             std::string all;
                             host::fields(record, [&](const char*, auto& value, int) { all += text_of(value) + " "; });
                             return Read(result, all.substr(0, all.size() - 1));
                         },
                         [](int version) {
                             std::vector<std::string> all;
-                            Record record{};
+                            typename Reader::Record record{};
                             host::fields(record, [&](const char*, auto& value, int of_version) {
                                 const bool has = version == 0 || of_version == 0 || of_version == version;
                                 all.push_back(has ? token_of(value, all.size()) : "?");
@@ -194,16 +195,11 @@ constexpr Kind kKind = {[](std::string line) {
                             return all;
                         }};
 
-const std::map<std::string, Kind> kKinds = {
-    {"H1", kKind<read_h1, rh1>},  {"H2", kKind<read_h2, rh2>},  {"H3", kKind<read_h3, rh3>},
-    {"H4", kKind<read_h4, rh4>},  {"H5", kKind<read_h5, rh5>},  {"C0", kKind<read_c0, rc0>},
-    {"C1", kKind<read_c1, rc1>},  {"C2", kKind<read_c2, rc2>},  {"C3", kKind<read_c3, rc3>},
-    {"C4", kKind<read_c4, rc4>},  {"C5", kKind<read_c5, rc5>},  {"C6", kKind<read_c6, rc6>},
-    {"C7", kKind<read_c7, rc7>},  {"10", kKind<read_10, rd10>}, {"11", kKind<read_11, rd11>},
-    {"12", kKind<read_12, rd12>}, {"20", kKind<read_20, rd20>}, {"21", kKind<read_21, rd21>},
-    {"30", kKind<read_30, rd30>}, {"40", kKind<read_40, rd40>}, {"41", kKind<read_41, rd40>},
-    {"42", kKind<read_42, rd42>}, {"50", kKind<read_50, rd50>}, {"60", kKind<read_60, rd60>},
-    {"00", kKind<read_00, rd00>}};
+const std::map<std::string, Kind> kKinds = [] {
+    std::map<std::string, Kind> all;
+    support::each_crd_reader([&all](const char* id, auto reader) { all[id] = kKind<decltype(reader)>; });
+    return all;
+}();
 
 Read read_line(int version, const std::string& line) {
     format_version = version;
