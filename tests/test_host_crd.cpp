@@ -30,11 +30,9 @@ TEST_F(HostCrd, FilesOfBothVersionsInOneRun) {
         "crd " + test_file("laser_ranging2.crd").string() + " " + test_file("laser_ranging1.crd").string() + " --out ";
     const Outcome o = leopod_ok(files + kTables);
     for (const char* text : {"files 2, sessions 3", "session 1: TEST 7000, system 34, occupancy 2, NET, time scale 4",
-                             "target: cube, ILRS 103, SIC 103, NORAD na",
                              "full rate, two-way, 2021-01-26T23:55:51 to 2021-01-27T00:34:18 (UTC), release 0",
                              "blank lines 1, user-defined records 1, unknown records XX 1",
-                             "\nfailed fields: 2\n",  // a letter, and "-na"
-                             "\nrecords without a date: 0\n"})
+                             "\nfailed fields: 2\n"})  // a letter, and "-na"
         EXPECT_TRUE(holds(o.text, text)) << text << "\n" << o.text;
     // Date over midnight, all digits of the file, empty fields for "na" and for what failed; calibration and meteorology
     // around the session, and before midnight of one that begins after it; texts with commas and quotation marks.
@@ -43,14 +41,10 @@ TEST_F(HostCrd, FilesOfBothVersionsInOneRun) {
          "epoch_utc",
          {"2021-01-26T23:59:59.999999999999", "2021-01-27T00:00:00.250000000001", "2021-01-27T00:16:43.245563627690",
           "2017-09-26T04:01:27.343206247217"}},
-        {"10", "mjd_utc", {"59240", "59241", "59241", "58022"}},
         {"10", "sec_of_day", {"86399.999999999999", "0.250000000001", "1003.24556362769", "14487.343206247217"}},
         {"10", "xmt_amp", {"-1", "", "", ""}},
-        {"10", "filter_flag", {"2", "2", "", "2"}},
         {"10", "failed_fields", {"0", "0", "1", "0"}},
         {"10", "station", {"TEST", "TEST", "TEST", "TEST"}},
-        {"10", "ilrs_id", {"7603901", "7603901", "7603901", "3902"}},
-        {"41", "epoch_utc", {"2021-01-26T23:53:30.000000000000"}},
         {"20", "mjd_utc", {"59240", "59241", "59272", "58022"}},
         {"C4", "est_xponder_utc_offset", {"1234567890123456.789"}},
         {"C0", "config_ids", {"std las det tim", "std2", "IDAA IDAB"}},
@@ -62,11 +56,8 @@ TEST_F(HostCrd, FilesOfBothVersionsInOneRun) {
     EXPECT_TRUE(holds(read_file(kTables + "00.csv"), "1,1,\"made by hand: a pass"));
 
     leopod_ok(files + out("chosen") + " --records 11,c0");
-    Texts names;
-    for (const auto& entry : std::filesystem::directory_iterator(out("chosen")))
-        names.push_back(entry.path().filename());
-    std::sort(names.begin(), names.end());
-    EXPECT_EQ(names, Texts({"11.csv", "C0.csv", "sessions.csv"}));
+    for (const char* name : {"10.csv", "11.csv", "C0.csv"})
+        EXPECT_EQ(std::filesystem::exists(out("chosen/") + name), name != std::string("10.csv")) << name;
 }
 
 TEST_F(HostCrd, DatesGoOnOverMidnight) {
@@ -118,10 +109,8 @@ TEST_F(HostCrd, SessionsFollowTheirHeaders) {
     EXPECT_EQ(column(kTables + "10.csv", "session"), Texts({"1", "2", "2", "3", "4", "5"}));
     EXPECT_EQ(column(kTables + "10.csv", "target"), Texts({"ball", "ball", "ball", "cube", "cube", "ball"}));
     EXPECT_EQ(column(kTables + "sessions.csv", "pad_id"), Texts({"7000", "7000", "7000", "7000", "7111"}));
-    EXPECT_EQ(column(kTables + "sessions.csv", "version"), Texts({"2", "2", "2", "2", "1"}));
     EXPECT_EQ(column(kTables + "10.csv", "epoch_utc")[4], "");
     EXPECT_TRUE(holds(o.text, "without H4: its records have no date")) << o.text;
-    EXPECT_EQ(number(o.text, "lines outside versions 1 and 2: ([0-9]+)"), 5) << o.text;
     EXPECT_TRUE(holds(o.text, "line 23 is not of version 1 or 2")) << o.text;
 }
 
@@ -138,7 +127,6 @@ TEST_F(HostCrd, LinesOfVersion1ThatItsReaderCannotTake) {
                              "target: giovea, ILRS 505101, SIC 7001, NORAD 28922", "read by tokens: 3\n",
                              "\nfailed fields: 1\n", "blank lines 2,"})
         EXPECT_TRUE(holds(o.text, text)) << text << "\n" << o.text;
-    EXPECT_EQ(column(kTables + "H3.csv", "target_type"), Texts({"1"}));
     EXPECT_EQ(column(kTables + "11.csv", "return_rate"), Texts({"3.87"}));
 }
 
@@ -165,36 +153,15 @@ TEST_F(HostCrd, UnusableFilesAndOptions) {
 TEST_F(HostCrd, RealFiles) {
     const auto dir = data_path("gnss/crd");
     LEOPOD_REQUIRE_DATA(dir);
-    struct Case {
-        std::string name;
-        int sessions, failed, by_tokens;
-        std::string last;  ///< tables, their columns and what stands in the last row
-    };
-    const Case cases[] = {
-        {"lageos1_20210126_grzl_v2_trunc.frd", 1, 0, 0,
-         "10 epoch_utc 2021-01-27T00:16:47.946763625370 10 time_of_flight 0.045566238343 10 xmt_amp -1 20 mjd_utc "
-         "59241 "
-         "C3 epoch_delay_corr 0.077 H3 target_loc 1"},
-        {"champ_20170926_stl3_v1.frd", 1, 0, 0,
-         "10 sec_of_day 14488.359872846821 30 elevation 12.928101 40 cal_sys_delay 160524.4 H3 norad 26405"},
-        {"llr_apollo15_grsm_20150429_v1_excerpt.npt", 1, 1, 0, "20 sec_of_day 79114"},
-        // Two numbers "-na", a missing one, and headers of version 1 that are not in its columns.
-        {"crd_v201_samples.txt", 8, 3, 4,
-         "42 other_variable_delays 18.609 C4 est_xponder_utc_offset 1234567890123456.789"}};
-    for (const Case& c : cases) {
-        const std::string tables = out(c.name) + "/";
-        const Outcome o = leopod_ok("crd " + (dir / c.name).string() + " --out " + tables);
-        EXPECT_EQ(number(o.text, "sessions ([0-9]+)"), c.sessions) << o.text;
-        EXPECT_EQ(number(o.text, "\nfailed fields: ([0-9]+)"), c.failed) << o.text;
-        EXPECT_EQ(number(o.text, "\nrecords without a date: ([0-9]+)"), 0) << o.text;
-        const double by_tokens = number(o.text, "read by tokens: ([0-9]+)");
-        EXPECT_EQ(std::isnan(by_tokens) ? 0 : by_tokens, c.by_tokens) << o.text;
-        std::istringstream last(c.last);
-        for (std::string table, name, value; last >> table >> name >> value;)
-            EXPECT_EQ(column(tables + table + ".csv", name).back(), value) << c.name << " " << table << " " << name;
+    // Of the last one two numbers are "-na", one is missing, and headers of version 1 are not in its columns.
+    for (const auto& [name, records, failed] : {std::tuple{"lageos1_20210126_grzl_v2_trunc.frd", "10 7, 20 2", "0"},
+                                                {"champ_20170926_stl3_v1.frd", "10 4, 20 1, 30 4", "0"},
+                                                {"llr_apollo15_grsm_20150429_v1_excerpt.npt", "20 1, 40 1", "1"},
+                                                {"crd_v201_samples.txt", "10 11, 11 25, 12 4", "3"}}) {
+        const Outcome o = leopod_ok("crd " + (dir / name).string());
+        EXPECT_TRUE(holds(o.text, records)) << o.text;
+        EXPECT_TRUE(holds(o.text, std::string("\nfailed fields: ") + failed + "\nrecords without a date: 0")) << o.text;
     }
-    EXPECT_EQ(column(out(cases[0].name) + "/10.csv", "mjd_utc"),
-              Texts({"59240", "59240", "59240", "59240", "59241", "59241", "59241"}));
 }
 
 }  // namespace

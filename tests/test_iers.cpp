@@ -58,14 +58,8 @@ TEST(Iers, PublishedArguments) {
 }
 
 TEST(Iers, SiderealAngles) {
-    EXPECT_NEAR(gstime_iau82(2451545.0), 4.894961212823059, 1e-14);
     EXPECT_DOUBLE_EQ(normalizeAngle(3.5), 3.5 - 2 * kPi);
     EXPECT_DOUBLE_EQ(normalizeAngle(-3.5), -3.5 + 2 * kPi);
-    EXPECT_NEAR(getEECT((53736.0 - 51544.5) / 36525.0), 0.2046085004885125264e-8, 1e-22);
-    // the rate is that of mean sidereal time: 1e-3 day later, precession included
-    const double turned = getGMST(2451545.0, 7670.251, 7670.251) - getGMST(2451545.0, 7670.25, 7670.25);
-    EXPECT_NEAR(getEarthRotationAngleRate(0.21), turned / 86.4, 1e-13);
-
     // Doodson arguments: tau + s is the local sidereal angle, and the mean longitudes follow from the Delaunay ones.
     double fnut[5], beta[6], f[5];
     DOODSONARG(2451545.0, 7687.1, 2459232.1, fnut, beta);

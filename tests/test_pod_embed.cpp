@@ -2,13 +2,11 @@
 #include <algorithm>
 #include <cmath>
 #include <cstring>
-#include <map>
 #include <memory>
-#include <numeric>
 
 #include "allocations.h"
+#include "host_support.h"
 #include "pod_embed.h"
-#include "support.h"
 
 // Every allocation of the process is counted, those of the library included.
 static long allocations = 0;
@@ -19,36 +17,11 @@ static bool allow_allocation() {
 
 namespace {
 
-using Row = std::vector<double>;
-using Table = std::map<double, Row>;  // by second of the day
-
 EPHBRDC_STORE brdc;
 ANT_INFO_STORE antennas;
-OBSDATA_EPOCH epochs[4400];
+OBSDATA_EPOCH epochs[512];
 
 std::string leo(const std::string& name) { return support::data_path("leo_sim/" + name).string(); }
-
-/// Rows of a table of numbers by one of their columns.
-Table read_csv(const std::string& path, size_t key = 0) {
-    Table table;
-    std::ifstream in(path);
-    std::string line;
-    std::getline(in, line);
-    while (std::getline(in, line)) {
-        Row row;
-        std::stringstream fields(line);
-        for (std::string field; std::getline(fields, field, ',');) row.push_back(std::atof(field.c_str()));
-        table[row.at(key)] = row;
-    }
-    return table;
-}
-
-double distance(const double* a, const double* b) { return std::hypot(a[0] - b[0], a[1] - b[1], a[2] - b[2]); }
-
-double rms(const Row& values) {
-    const double sum = std::inner_product(values.begin(), values.end(), values.begin(), 0.0);
-    return std::sqrt(sum / static_cast<double>(values.size()));
-}
 
 class PodEmbed : public testing::Test {
   protected:
@@ -59,11 +32,6 @@ class PodEmbed : public testing::Test {
         set_gnssconfig_system(&gnssconfig, 1, systems);
     }
     void TearDown() override { free_att_quaternion_store(); }
-    void load_epochs(const std::string& path) {
-        g_obs_storage = epochs;
-        g_num_obs_storage = 0;
-        ASSERT_TRUE(load_observation_rinex(const_cast<char*>(path.c_str()), 0, 0.0));
-    }
     void run(int index) { run_single_pod_embed(&epochs[index], pod.get()); }
 
     std::unique_ptr<RUNTIME_POD_EMBED> pod = std::make_unique<RUNTIME_POD_EMBED>();
@@ -87,98 +55,45 @@ class PodEmbedSimulated : public PodEmbed {
         set_gnssconfig_from_file(leo(config).data());
         startup_pod_embed(pod.get(), true);
         ASSERT_TRUE(pod->ant_info_rcv.ant_ok);
-        load_epochs(leo(data + ".obs"));
+        g_obs_storage = epochs;
+        g_num_obs_storage = 0;
+        ASSERT_TRUE(load_observation_rinex(leo(data + ".obs").data(), 0, 0.0));
     }
 
-    const Table truth = read_csv(leo("dev21_truth_epochs.csv"), 1);
+    const std::vector<support::Row> truth = support::read_csv(leo("dev21_truth_epochs.csv"));  // as the epochs
 };
 
 // --- runs ------------------------------------------------------------------------------------------------------------------
 
-struct Arc {
-    const char* config;
-    const char* data;
-    double spp;     // expected rms of the point position [m]
-    double filter;  // and of the filter behind the first 20 epochs [m]
-    double agree;   // with the independent rendering [m]
-};
-
-class PodEmbedRun : public PodEmbedSimulated, public testing::WithParamInterface<Arc> {};
-
-TEST_P(PodEmbedRun, MeetsTruthAndIndependentRendering) {
-    const Arc& p = GetParam();
-    prepare(p.config, p.data);
-    const Table predicted = read_csv(leo(std::string("predicted/") + p.data + "_zup_id.csv"));
-    ASSERT_EQ(predicted.size(), static_cast<size_t>(g_num_obs_storage));
-    const int nclk = gnssconfig.num_sys;
-    Row spp, filter;
-    for (int e = 0; e < g_num_obs_storage; ++e) {
-        run(e);
-        ASSERT_EQ(pod->sln_kine.status, SOL_OK);
-        const double tag = epochs[e].epoch_time.time.sod;
-        const Row& want = predicted.at(tag);
-        const double* position = &truth.at(tag)[4];
-        for (int c = 0; c < 3 + nclk; ++c) {
-            const int from = c < 3 ? c : 3 + c;
-            ASSERT_NEAR(pod->sln_kine.pos_vel_clk[from], want[1 + c], 1e-3) << tag;
-            ASSERT_NEAR(pod->X[from], want[4 + nclk + c], p.agree) << tag;
+TEST_F(PodEmbedSimulated, AgreesWithAnIndependentRendering) {
+    const struct {
+        const char *config, *data;
+        double filter;  // largest difference [m]
+    } arcs[] = {{"config_bds.txt", "dev21_bds_clean", 1e-3},
+                {"config_gc.txt", "dev21_gc_clean", 2e-3},
+                {"config_gps.txt", "dev21_gps_clean_windup", 1e-3},
+                {"config_gps.txt", "dev21_gps_clean_slips", 1e-3},
+                {"config_gc.txt", "dev21_gc", 0.015}};
+    for (const auto& arc : arcs) {
+        SCOPED_TRACE(arc.data);
+        TearDown();
+        pod = std::make_unique<RUNTIME_POD_EMBED>();
+        SetUp();  // the stores in use are those of the record
+        prepare(arc.config, arc.data);
+        const auto predicted = support::read_csv(leo(std::string("predicted/") + arc.data + "_zup_id.csv"));
+        ASSERT_EQ(predicted.size(), static_cast<size_t>(g_num_obs_storage));
+        for (int e = 0; e < g_num_obs_storage; ++e) {
+            run(e);
+            ASSERT_EQ(pod->sln_kine.status, SOL_OK);
+            for (const auto& [name, slot] : {std::pair{"x", 0}, {"y", 1}, {"z", 2}, {"clk0", 6}, {"clk1", 7}}) {
+                if (slot == 7 && gnssconfig.num_sys == 1) continue;
+                const std::string column = name;
+                ASSERT_NEAR(pod->sln_kine.pos_vel_clk[slot], predicted[e].value("spp_" + column), 1e-3) << e;
+                ASSERT_NEAR(pod->X[slot], predicted[e].value("flt_" + column), arc.filter) << e;
+            }
+            EXPECT_NEAR(gtimeSubSec(pod->time_now, {{59232, truth[e].value("sod_rx")}, tsGPST}), 0.0, 1e-8);
         }
-        spp.push_back(distance(pod->sln_kine.pos_vel_clk, position));
-        if (e >= 20) filter.push_back(distance(pod->X, position));
-        EXPECT_NEAR(gtimeSubSec(pod->time_now, {{59232, truth.at(tag)[3]}, tsGPST}), 0.0, 1e-8);
     }
-    EXPECT_NEAR(rms(spp), p.spp, 0.01);
-    EXPECT_NEAR(rms(filter), p.filter, 0.1 * p.filter);
-}
-
-INSTANTIATE_TEST_SUITE_P(Simulated, PodEmbedRun,
-                         testing::Values(Arc{"config_gps.txt", "dev21_gps_clean", 1.516, 0.0076, 1e-3},
-                                         Arc{"config_bds.txt", "dev21_bds_clean", 1.591, 0.0181, 1e-3},
-                                         Arc{"config_gc.txt", "dev21_gc_clean", 1.381, 0.0116, 2e-3},
-                                         Arc{"config_gps.txt", "dev21_gps_clean_windup", 1.516, 0.00057, 1e-3},
-                                         Arc{"config_gps.txt", "dev21_gps_clean_slips", 1.516, 0.142, 1e-3},
-                                         Arc{"config_gc.txt", "dev21_gc", 1.426, 0.059, 0.015}));
-
-TEST_F(PodEmbed, RealReceiverDataWithPreciseProducts) {
-    const auto dir = support::data_path("grace_b_2010208");
-    LEOPOD_REQUIRE_DATA(dir / "predicted_00h12h.csv");
-    initialize_global_eph_planet();  // the analytic sun
-    initialize_global_earth_rotation_param();
-    static EOPREC eop[MAXSIZE_EOP + 1];
-    g_eop_storage = eop;
-    g_eop_storage_size = 0;
-    ASSERT_TRUE(load_eop_storage(support::data_path("eop/eopc04_IAU2000.62-now").string().data()));
-    static EPHPREC_STORE prec;
-    g_prec_storage = &prec;
-    g_eph_selection = EPHOPT_PREC;
-    for (const char* name : {"COD15941.EPH", "COD15942.EPH", "COD15943.EPH"}) {
-        ASSERT_TRUE(load_ephemris_prec((dir / name).string().data()));
-    }
-    load_epochs((dir / "grcb2080_00h12h.10o").string());
-    startup_pod_embed(pod.get(), true);
-    const Table truth = read_csv(dir / "truth_00h12h.csv");
-    support::LogRecorder log;
-    Row spp, filter;
-    double radial = 0.0;
-    int mw = 0, gf = 0;
-    for (int e = 0; e < g_num_obs_storage; ++e) {
-        run(e);
-        mw += log.count(ULOG_TRACE_LEVEL, "[cycle slip(MW)]");
-        gf += log.count(ULOG_TRACE_LEVEL, "[cycle slip(GF)]");
-        log.clear();
-        if (pod->sln_kine.status != SOL_OK) continue;
-        const double* t = &truth.at(epochs[e].epoch_time.time.sod)[1];
-        spp.push_back(distance(pod->sln_kine.pos_vel_clk, t));
-        filter.push_back(distance(pod->X, t));
-        for (int c = 0; c < 3; ++c) radial += (pod->X[c] - t[c]) * t[c] / std::hypot(t[0], t[1], t[2]);
-    }
-    EXPECT_EQ(spp.size(), 4318u);
-    EXPECT_EQ(mw, 699);
-    EXPECT_EQ(gf, 365);
-    EXPECT_NEAR(rms(spp), 4.24, 0.02);
-    EXPECT_NEAR(rms(filter), 0.89, 0.01);
-    EXPECT_NEAR(radial / static_cast<double>(filter.size()), 0.36, 0.01);
-    EXPECT_NEAR(*std::max_element(filter.begin(), filter.end()), 3.80, 0.02);
 }
 
 TEST_F(PodEmbedSimulated, AllocationsOfARunningEpoch) {
@@ -186,10 +101,8 @@ TEST_F(PodEmbedSimulated, AllocationsOfARunningEpoch) {
     run(0);
     const long before = allocations;
     for (int e = 1; e < 11; ++e) run(e);
-    const double per_epoch = static_cast<double>(allocations - before) / 10.0;
-    RecordProperty("allocations_per_epoch", std::to_string(per_epoch));
     if (kSeesMalloc) {
-        EXPECT_NEAR(per_epoch, 81.0, 10.0);  // the figure of the guide
+        EXPECT_NEAR(static_cast<double>(allocations - before) / 10.0, 81.0, 10.0);  // as in the guide
     }
 }
 
@@ -221,12 +134,13 @@ TEST_F(PodEmbedSimulated, ArcsAndStoresFollowTheEpochs) {
     }
 
     // the last arc starts at 420 s from the two orbits before, tags 360 and 390 s
-    const Table gcrs = read_csv(leo("dev21_truth_gcrs.csv"), 1);
-    const Row &a = gcrs.at(360.0), &b = gcrs.at(420.0);
-    for (int c = 2; c < 5; ++c) {
-        const double middle = (a[c] + b[c]) / 2.0 + 60.0 / 8.0 * (a[c + 3] - b[c + 3]);  // cubic through both states
-        EXPECT_NEAR(pod->state_satellite.pos_eci[c - 2], middle, 0.8);
-        EXPECT_NEAR(pod->state_satellite.vel_eci[c - 2], (middle - a[c]) / 30.0, 0.03);
+    auto gcrs = support::read_rows(leo("dev21_truth_gcrs.csv"));
+    auto &a = gcrs.at(360.0), &b = gcrs.at(420.0);
+    for (int c = 0; c < 3; ++c) {
+        const std::string x(1, "xyz"[c]), v = "v" + x;
+        const double middle = (a[x] + b[x]) / 2.0 + 60.0 / 8.0 * (a[v] - b[v]);  // cubic through both states
+        EXPECT_NEAR(pod->state_satellite.pos_eci[c], middle, 0.8);
+        EXPECT_NEAR(pod->state_satellite.vel_eci[c], (middle - a[x]) / 30.0, 0.03);
     }
     EXPECT_NEAR(gtimeSubSec(gtimeChangeTimeSystem(pod->state_satellite.utc_start, tsGPST), tags[13]), 0.0, 1e-9);
 
@@ -247,7 +161,10 @@ TEST_F(PodEmbedSimulated, SatellitesFromUnderTheMaskStartAnew) {
     gnssconfig.ele_cutoff = 0.25;  // listed and flagged for many epochs before they rise
     for (int e = 0; e < g_num_obs_storage; ++e) {
         run(e);
-        EXPECT_LT(distance(pod->X, &truth.at(30.0 * e)[4]), e < 20 ? 5.0 : 0.1) << e;
+        const double* x = pod->X;
+        const support::Row& t = truth[e];
+        EXPECT_LT(std::hypot(x[0] - t.value("x_rx"), x[1] - t.value("y_rx"), x[2] - t.value("z_rx")),
+                  e < 20 ? 5.0 : 0.1);
     }
 }
 
@@ -289,42 +206,37 @@ class Transfer : public PodEmbed {
 };
 
 TEST_F(Transfer, CarriesStateAndCovarianceToTheNewSlots) {
-    support::LogRecorder log(ULOG_ERROR_LEVEL);
-    get_initial_ambiguity_test(pod.get());
-    EXPECT_EQ(log.count(ULOG_ERROR_LEVEL, "maxsize"), 0);
-    const double amb[4] = {111.0, 22.0, 33.0, 44.0};  // continuous: the state of slot 11, others: phase minus code
-    for (int j = 0; j < 4; ++j) {
-        EXPECT_NEAR(pod->X[7 + 2 * j], amb[j], 1e-6) << j;
-        EXPECT_EQ(pod->index_param_X[j], 7 + 2 * j);
+    for (auto* transfer : {get_initial_ambiguity_test, get_initial_ambiguity, get_initial_ambiguity_nomemory}) {
+        SetUp();
+        DX(20, 20) = 5.0;
+        transfer(pod.get());
+        const bool of_the_runs = transfer == get_initial_ambiguity_test;
+        const double noise = of_the_runs ? 1e-08 : 0.0;
+        const double amb[4] = {111.0, 22.0, 33.0, 44.0};  // continuous: the state of slot 11, others: phase minus code
+        for (int j = 0; j < 4; ++j) {
+            EXPECT_NEAR(pod->X[7 + 2 * j], amb[j], 1e-6) << j;
+            EXPECT_EQ(pod->index_param_X[j], 7 + 2 * j);
+        }
+        EXPECT_EQ(pod->num_param, 4);
+        EXPECT_DOUBLE_EQ(DX(7, 7), old(11, 11) + noise);
+        for (int k : {9, 11, 13}) EXPECT_EQ(DX(k, k), 900.0) << k;  // slip, new, cleaned up
+        if (transfer != get_initial_ambiguity_nomemory) {
+            EXPECT_DOUBLE_EQ(DX(7, 9), old(11, 7) + noise);  // kept in spite of the slip
+        }
+        if (transfer == get_initial_ambiguity) {
+            EXPECT_EQ(DX(3, 7), old(3, 7));  // no mirror element
+            EXPECT_EQ(DX(20, 20), 0.0);      // above the last used ambiguity
+        }
+        if (!of_the_runs) continue;
+        for (int c = 0; c < 7; ++c) {
+            for (int r = 0; r < 7; ++r) EXPECT_EQ(DX(r, c), old(r, c));
+            EXPECT_TRUE(DX(7, c) == old(11, c) && DX(c, 7) == old(11, c));  // G03
+            EXPECT_EQ(DX(9, c), old(7, c));                                 // G01
+            EXPECT_TRUE(DX(c, 11) == 0.0 && DX(13, c) == 0.0);
+        }
+        EXPECT_EQ(DX(7, 9), DX(9, 7));
+        for (int k : {7, 9, 13}) EXPECT_TRUE(DX(k, 11) == 0.0 && DX(11, k) == 0.0) << k;
     }
-    EXPECT_EQ(pod->num_param, 4);
-    for (int c = 0; c < 7; ++c) {
-        EXPECT_EQ(pod->X[c], 100.0 + c);
-        for (int r = 0; r < 7; ++r) EXPECT_EQ(DX(r, c), old(r, c));
-        EXPECT_EQ(DX(7, c), old(11, c));  // G03
-        EXPECT_EQ(DX(c, 7), old(11, c));
-        EXPECT_EQ(DX(9, c), old(7, c));  // G01 keeps its cross-covariances in spite of the slip
-        EXPECT_EQ(DX(c, 11), 0.0);
-        EXPECT_EQ(DX(13, c), 0.0);
-    }
-    EXPECT_DOUBLE_EQ(DX(7, 7), old(11, 11) + 1e-08);
-    EXPECT_DOUBLE_EQ(DX(7, 9), old(11, 7) + 1e-08);
-    EXPECT_EQ(DX(7, 9), DX(9, 7));
-    for (int k : {9, 11, 13}) EXPECT_EQ(DX(k, k), 900.0) << k;  // slip, new, cleaned up
-    for (int k : {7, 9, 13}) EXPECT_TRUE(DX(k, 11) == 0.0 && DX(11, k) == 0.0) << k;
-}
-
-TEST_F(Transfer, AlternativesWriteRowsWithoutNoise) {
-    DX(20, 20) = 5.0;
-    get_initial_ambiguity(pod.get());
-    EXPECT_EQ(DX(7, 9), old(11, 7));
-    EXPECT_EQ(DX(3, 7), old(3, 7));  // no mirror element
-    for (int k : {9, 11, 13}) EXPECT_EQ(DX(k, k), 900.0) << k;
-    EXPECT_EQ(DX(20, 20), 0.0);  // above the last used ambiguity
-    SetUp();
-    get_initial_ambiguity_nomemory(pod.get());
-    EXPECT_EQ(DX(7, 7), old(11, 11));
-    for (int k : {9, 11, 13}) EXPECT_EQ(DX(k, k), 900.0) << k;
 }
 
 TEST_F(Transfer, StopsTheProcessOnInconsistentLists) {
@@ -442,7 +354,7 @@ TEST_F(PodEmbed, StoresAroundTheEpochSeedTheFilter) {  // such as stay behind wh
 TEST_F(PodEmbed, DynamicFilter) {
     pod->state_satellite.sec_since_start = -600.0;
     pod->state_satellite.pos_eci[1] = 7e6;
-    std::iota(pod->state_satellite.vel_eci, pod->state_satellite.vel_eci + 3, 7501.0);
+    pod->state_satellite.vel_eci[2] = 7501.0;
     for (int c = 3; c < 6; ++c) pod->DX_dyn[c * 906 + c] = 1.0;
     pod->X_dyn[7] = 1.0;
     pod->DX_dyn[1 * 906 + 1] = 300.0;
@@ -450,7 +362,7 @@ TEST_F(PodEmbed, DynamicFilter) {
     EXPECT_TRUE(orbit_dynamic_filter(pod.get()));
     EXPECT_NEAR(pod->X_dyn[1], 7e6 * (1.0 - 0.75), 1e-3);
     EXPECT_NEAR(pod->DX_dyn[1 * 906 + 1], 75.0, 1e-9);
-    for (int c = 0; c < 3; ++c) EXPECT_EQ(pod->X_dyn[3 + c], 7501.0 + c);
+    EXPECT_EQ(pod->X_dyn[5], 7501.0);
 }
 
 }  // namespace

@@ -9,7 +9,6 @@
 #include <vector>
 
 #include "earth_gravity.h"
-#include "earth_rotation_param.h"
 #include "iau_function.h"
 #include "mathlib.h"
 #include "orbit_dynamics.h"
@@ -18,20 +17,9 @@ namespace {
 
 using Values = std::vector<double>;
 
-class Library {
-  public:
-    explicit Library(const char* file) : handle(dlopen(file, RTLD_NOW | RTLD_LOCAL)) {
-        if (handle == nullptr) ADD_FAILURE() << dlerror();
-    }
-    void* find(const char* name) const { return dlsym(handle, name); }
-
-  private:
-    void* handle;  ///< stays open to the end of the process
-};
-
 // A function or an array of a library, by its name.
-#define FUNCTION(name) const auto name = reinterpret_cast<decltype(&::name)>(library.find(#name))
-#define ARRAY(name) double* const name = static_cast<double*>(library.find(#name))
+#define FUNCTION(name) const auto name = reinterpret_cast<decltype(&::name)>(dlsym(library, #name))
+#define ARRAY(name) double* const name = static_cast<double*>(dlsym(library, #name))
 
 Values numbers(std::size_t count, double seed) {
     Values values(count);
@@ -41,20 +29,18 @@ Values numbers(std::size_t count, double seed) {
 
 void append(Values& all, const double* first, std::size_t count) { all.insert(all.end(), first, first + count); }
 
-Values frames(const Library& library) {
+Values nutation(void* library) {
     FUNCTION(iauNut00a);
-    FUNCTION(compute_eci2ecf_rotation_precise);
     Values all;
     for (int i = 0; i < 60; ++i) {
-        double angles[2], R[9], dR[9];
+        double angles[2];
         iauNut00a(2451545.0, 601.3 * i, &angles[0], &angles[1]);
-        compute_eci2ecf_rotation_precise(51544.3 + 601.3 * i, 37.0, 0.1, 0.3, -0.2, 1e-3, 0.0, R, dR);
-        append(all, angles, 2), append(all, R, 9), append(all, dR, 9);
+        append(all, angles, 2);
     }
     return all;
 }
 
-Values field(const Library& library) {
+Values field(void* library) {
     FUNCTION(initialize_global_earth_gravity);
     FUNCTION(computeNormalFactor);
     FUNCTION(generateVW);
@@ -63,12 +49,12 @@ Values field(const Library& library) {
     ARRAY(N);
     ARRAY(C);
     ARRAY(S);
-    ARRAY(V);
-    ARRAY(W);
     initialize_global_earth_gravity();
     computeNormalFactor();
-    for (int k = NUM_GRAVITY_EMBED; k < MAXSIZE_GRAVITY; ++k)
-        C[k] = N[k] * 1e-7 * std::sin(k), S[k] = N[k] * 1e-7 * std::cos(k);
+    for (int k = NUM_GRAVITY_EMBED; k < MAXSIZE_GRAVITY; ++k) {
+        C[k] = N[k] * 1e-7 * std::sin(k);
+        S[k] = N[k] * 1e-7 * std::cos(k);
+    }
     double places[][3] = {{4.1e6, -4.9e6, 2.8e6}, {0.0, 0.0, 7e6}, {7e6, 0.0, 0.0}};
     Values all;
     for (auto& p : places) {
@@ -77,8 +63,7 @@ Values field(const Library& library) {
             generateVW(degree, degree, p);
             compute_acc_earth_gravity(degree, degree, p, a);
             compute_dadr_earth_gravity(degree, degree, p, g);
-            append(all, a, 3), append(all, g, 9), append(all, V, MAXSIZE_GRAVITY_VW),
-                append(all, W, MAXSIZE_GRAVITY_VW);
+            append(all, a, 3), append(all, g, 9);
         }
     }
     return all;
@@ -88,7 +73,7 @@ void coupled(int n, double x, double* y, double* dydx) {
     for (int i = 0; i < n; ++i) dydx[i] = std::cos(x) - 0.3 * y[(7 * i + 3) % n];
 }
 
-Values steps(const Library& library) {
+Values steps(void* library) {
     FUNCTION(single_step_RungeKuttaFehlberg78);
     Values all;
     for (int n : {1, 2, 3, 4, 5, 6, 7, 42, 43, 3066}) {
@@ -101,7 +86,7 @@ Values steps(const Library& library) {
     return all;
 }
 
-Values algebra(const Library& library) {
+Values algebra(void* library) {
     FUNCTION(matinv);
     FUNCTION(matrixMultiply);
     FUNCTION(interpolation_multip_dimension);
@@ -124,10 +109,11 @@ Values algebra(const Library& library) {
 }
 
 TEST(Registers, WideAndBaselineGiveTheSameBits) {
-    const Library wide(LEOPOD_WIDE), plain(LEOPOD_PLAIN);
-    if (HasFailure()) return;
-    EXPECT_NE(wide.find("V"), plain.find("V"));  // two stores, so two libraries
-    for (const auto compute : {frames, field, steps, algebra}) {
+    void* const wide = dlopen(LEOPOD_WIDE, RTLD_NOW | RTLD_LOCAL);
+    void* const plain = dlopen(LEOPOD_PLAIN, RTLD_NOW | RTLD_LOCAL);
+    ASSERT_TRUE(wide != nullptr && plain != nullptr) << dlerror();
+    ASSERT_NE(dlsym(wide, "V"), dlsym(plain, "V"));  // two stores, so two libraries
+    for (const auto compute : {nutation, field, steps, algebra}) {
         const Values a = compute(wide), b = compute(plain);
         ASSERT_EQ(a.size(), b.size());
         EXPECT_EQ(std::memcmp(a.data(), b.data(), a.size() * sizeof(double)), 0)

@@ -5,8 +5,8 @@
 #include <map>
 
 #include "earth_rotation_param.h"
+#include "host_support.h"
 #include "iers_function.h"
-#include "support.h"
 #include "tle.h"
 
 #ifdef HAVE_ERFA
@@ -51,9 +51,6 @@ TEST(TleText, FieldsAndChecksum) {
     char text[] = "A B \t\r \n\r\n  ";
     chop(text);
     EXPECT_STREQ(text, "A B \t");
-    char blank[] = " \r\n";
-    chop(blank);
-    EXPECT_STREQ(blank, "");
     const char* s = "12.5D-1x7d2 nan-";
     const std::tuple<int, int, double> cases[] = {
         {0, 7, 1.25}, {0, 4, 12.5}, {8, 3, 700.0}, {8, 255, 700.0}, {8, 256, 0.0}, {-1, 3, 0.0}, {16, 3, 0.0},
@@ -61,11 +58,8 @@ TEST(TleText, FieldsAndChecksum) {
     for (const auto& [i, n, value] : cases) EXPECT_EQ(str2num(s, i, n), value) << i << " " << n;
 
     EXPECT_EQ(checksum(kLine1.c_str()), 1);
-    EXPECT_EQ(checksum((kLine1 + " anything").c_str()), 1);
     EXPECT_EQ(checksum(kLine1.substr(0, 68).c_str()), 0);
     std::string other = kLine1;
-    other[33] = '+';  // counts 0, as the blank did
-    EXPECT_EQ(checksum(other.c_str()), 1);
     other[33] = '-';  // counts 1
     EXPECT_EQ(checksum(other.c_str()), 0);
     for (const char c : {'A', ' ', ':', '\xff'}) {
@@ -141,12 +135,6 @@ TEST(TleFile, NamesFollowTheirLines) {
                           kLine2 + "\n" + kLine2));  // line 1 still holds; the last line has no newline
     EXPECT_EQ(sets.names(), "||0 ALPHA|" + wrong.substr(0, 31) + "|" + kLine2.substr(0, 31) +
                                 "|ABCDEFGHIJKLMNOPQRSTUVWXYZ01234|GAMMA|ZETA|");
-    EXPECT_EQ(sets.data[0].alias[0], '\0');
-    // A second file joins the first.
-    ASSERT_TRUE(sets.read("EPSILON\n" + pair + "ZETA\n" + pair));
-    EXPECT_EQ(sets.n, 10);
-    EXPECT_STREQ(sets.data[6].name, "EPSILON");
-    EXPECT_STREQ(sets.data[9].name, "ZETA");
 }
 
 TEST(TleFile, LimitsAndFailures) {
@@ -201,26 +189,6 @@ TEST(TleFile, NameList) {
                                [](const tled_t& a, const tled_t& b) { return std::strcmp(a.name, b.name) < 0; }));
 }
 
-TEST(TleFile, Catalogue) {
-    const auto file = support::data_path("gnss/tle/catalogue_2024066_excerpt.3le");
-    LEOPOD_REQUIRE_DATA(file);
-    LogRecorder log(ULOG_WARNING_LEVEL);
-    Sets sets;
-    ASSERT_EQ(tle_read(file.c_str(), &sets), 1);
-    EXPECT_EQ(sets.n, 2733);
-    EXPECT_TRUE(log.messages().empty());
-    std::vector<std::string> names;
-    std::ifstream in(file);
-    for (std::string line; std::getline(in, line);) {
-        line = line.substr(0, std::min<std::size_t>(31, line.find('(')));
-        if (line[0] == '0') names.push_back(line.erase(line.find_last_not_of(' ') + 1));
-    }
-    std::sort(names.begin(), names.end());
-    std::string all;
-    for (const std::string& name : names) all += name + "|";
-    EXPECT_EQ(sets.names(), all);
-}
-
 // --- propagation -----------------------------------------------------------------------------------------------------
 
 TEST(Sgp4, CaseOfTheReport) {
@@ -257,29 +225,21 @@ std::map<std::string, Difference> compare(const std::filesystem::path& file) {
     std::map<std::string, Difference> classes;
     std::ifstream in(file);
     for (std::string line; std::getline(in, line);) {
-        char line1[70], line2[70], kind[16];
-        double t, p[6], rs[6];
+        const std::vector<std::string> fields = support::csv_fields(line);
+        const std::string kind = fields.at(9);
         tled_t d{};
-        if (std::sscanf(line.c_str(), "%69[^,],%69[^,],%lf,%lf,%lf,%lf,%lf,%lf,%lf,%15s", line1, line2, &t, p, p + 1,
-                        p + 2, p + 3, p + 4, p + 5, kind) != 10 ||
-            !decode_line1(line1, &d) || !decode_line2(line2, &d)) {
-            ADD_FAILURE() << line;
-            continue;
-        }
-        for (double& value : p) value *= 1000.0;
-        SGP4_STR3(t, &d, rs);
+        EXPECT_TRUE(decode_line1(fields[0].c_str(), &d) && decode_line2(fields[1].c_str(), &d)) << line;
+        double p[6], rs[6];
+        for (std::size_t i = 0; i < 6; ++i) p[i] = 1000.0 * support::to_number(fields[3 + i]);
+        SGP4_STR3(support::to_number(fields[2]), &d, rs);
         Difference& c = classes[kind];
         ++c.rows;
-        if (std::string(kind) == "decayed") continue;  // no state to compare with
+        if (kind == "decayed") continue;  // no state to compare with
         const double difference = distance(rs, p);
         c.position = std::max(c.position, difference);
         c.least = std::min(c.least, difference);
         c.velocity = std::max(c.velocity, distance(rs + 3, p + 3));
         c.relative = std::max(c.relative, difference / std::hypot(p[0], p[1], p[2]));
-    }
-    for (const auto& [kind, c] : classes) {
-        std::printf("%-8s %5d rows, largest difference %.4g m, %.3g m/s\n", kind.c_str(), c.rows, c.position,
-                    c.velocity);
     }
     return classes;
 }
@@ -301,14 +261,16 @@ TEST(Sgp4, MadeUpSetsAgainstAnotherImplementation) {
 TEST(Sgp4, CatalogueAgainstAnotherImplementation) {
     const auto file = support::data_path("gnss/tle/catalogue_2024066_excerpt.3le");
     LEOPOD_REQUIRE_DATA(file);
-    const std::string states = (support::temp_dir() / "states.csv").string();
-    bool written = false;
-    for (const std::string python : {"/usr/bin/python3", "python3"}) {
-        written = written || std::system((python + " '" LEOPOD_SOURCE_DIR "/tests/oracles/tle_states.py' '" +
-                                          file.string() + "' -1440 0 1440 10080 > '" + states + "' 2> /dev/null")
-                                             .c_str()) == 0;
-    }
-    if (!written) GTEST_SKIP() << "no Python with the package sgp4";
+    LogRecorder log(ULOG_WARNING_LEVEL);
+    Sets sets;
+    ASSERT_EQ(tle_read(file.c_str(), &sets), 1);
+    EXPECT_EQ(sets.n, 2733);
+    EXPECT_TRUE(log.messages().empty());
+    const std::string states = support::out("states.csv");
+    const std::string arguments = " '" LEOPOD_SOURCE_DIR "/tests/oracles/tle_states.py' '" + file.string() +
+                                  "' -1440 0 1440 10080 > '" + states + "' 2> /dev/null";
+    if (std::system(("/usr/bin/python3" + arguments + " || python3" + arguments).c_str()) != 0)
+        GTEST_SKIP() << "no Python with the package sgp4";
     auto all = compare(states);
     EXPECT_GT(all["same"].rows, 10000);
     EXPECT_LT(all["same"].relative, kKepler);
@@ -439,16 +401,13 @@ TEST(TleDriver, BuiltInSet) {
             << std::string(90, ' ') << "\n";
     }
     eop.close();
-    const std::string text = run();
-    EXPECT_EQ(text.find("hello-arv_TEME: "), 0u);
+    std::istringstream text(run());
     double states[4][6];
-    const char* labels[] = {"rv_TEME:", "rv_ecf:", "rv_eci:", "rv_ecf_test:"};
     for (int i = 0; i < 4; ++i) {
-        double* x = states[i];
-        ASSERT_NE(text.find(labels[i]), std::string::npos) << text;
-        ASSERT_EQ(std::sscanf(&text[text.find(labels[i]) + std::strlen(labels[i])], "%lf %lf %lf %lf %lf %lf", x, x + 1,
-                              x + 2, x + 3, x + 4, x + 5),
-                  6);
+        std::string label;
+        text >> label;
+        EXPECT_EQ(label, std::vector<std::string>({"hello-arv_TEME:", "rv_ecf:", "rv_eci:", "rv_ecf_test:"})[i]);
+        for (double& value : states[i]) text >> value;
     }
     auto& [teme, ecf, eci, again] = states;
     // Three days after its epoch, as published for the revised code (Vallado et al. 2006).
