@@ -94,6 +94,10 @@ TEST(Arrays, SearchAndOutliers) {
     EXPECT_EQ(states[0], 0);
     detect_outlier(10, data, states, 1.0);
     EXPECT_TRUE(states[0] == 0 && states[1] == 7 && states[9] == 1);
+    data[9] = 2.0;  // farther than the threshold from all others, from some by less than twice as much
+    states[9] = 0;
+    detect_outlier(10, data, states, 1.0);
+    EXPECT_EQ(states[9], 1);
 }
 
 TEST(Geometry, GeodeticCoordinates) {

@@ -108,11 +108,11 @@ TEST(ObservationFiles, Version2Oddities) {
     ASSERT_TRUE(load_text(header("2.20", {"     7    L1    L2    C1    P1    P2    S1    S2"}) +
                           " 10 07 27 00 00 00.0000000  4  1\n" + label("", "COMMENT") +
                           " 10 07 27 00 00 30.0000000  0  0\n"
-                          " 10 07 27 00 00 00.0000000  0  3G 5 12R07\n" +
+                          " 10 07 27 00 00 00.0000000  0  3G 5 12R 7\n" +
                           cut + cut + cut.substr(0, cut.size() - 1)));
     const OBSDATA_SAT* sat = store[0].satobs;
-    const Ints found = {g_num_obs_storage, sat[0].satsys, sat[0].prn, sat[1].prn, sat[2].satsys};
-    EXPECT_EQ(found, (Ints{1, GPS, 5, 12, GLO}));  // flag 4 and no satellites are passed over
+    const Ints found = {g_num_obs_storage, sat[0].satsys, sat[0].prn, sat[1].prn, sat[2].satsys, sat[2].prn};
+    EXPECT_EQ(found, (Ints{1, GPS, 5, 12, GLO, 7}));  // flag 4 and no satellites are passed over
     // values 3 to 5 are cut off, so those of the rest line move up; the last one ends the file
     EXPECT_EQ(values(sat[2]), (Numbers{11, 12, 16, 17, 0, 0, 0}));
     EXPECT_EQ((Ints{sat[0].obsdata[0].LLI, sat[0].obsdata[1].LLI}), (Ints{0, 2}));
@@ -232,6 +232,12 @@ TEST(ObservationStore, SortAndMatch) {
     ASSERT_EQ(remove_duplicate_gnss_observation(6, list.data()), 4);
     // the first of equal times
     EXPECT_EQ((Ints{list[0].rcv, list[1].rcv, list[2].rcv, list[3].rcv}), (Ints{3, 4, 1, 0}));
+
+    g_obs_storage = list.data();
+    g_num_obs_storage = 3;
+    EXPECT_TRUE(get_obs_epoch(0, 3) == &list[0] && get_obs_epoch(3, 0) == &list[3]);  // one past the last is in reach
+    EXPECT_TRUE(!get_obs_epoch(0, 4) && !get_obs_epoch(-1, 3) && !get_obs_epoch(4, list[4].rcv));
+    g_obs_storage = nullptr;
 
     const double cases[][3] = {{-3600, 0.001, 0}, {3600, 0.001, 2}, {29.5, 1, 1}, {45, 1, -1}, {45, NAN, -1}};
     for (const auto& c : cases) EXPECT_EQ(match_observation_storage(&list[1], 3, at(c[0]), c[1]), c[2]);

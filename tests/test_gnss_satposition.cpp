@@ -163,6 +163,10 @@ TEST_F(SatPosition, EvaluatorsAgreeWithEachOther) {
     compute_satposvelclk_gps_brdc(1, at(9000.0), nullptr, cb);
     const double rel = -2.0 * (a[0] * a[3] + a[1] * a[4] + a[2] * a[5]) / kSpeedOfLight / kSpeedOfLight;
     EXPECT_NEAR(ca[0] - cb[0], rel, 1e-10);
+    compute_satposvelclk_gps_brdc(1, at(8990.0), a, ca);
+    compute_satposvelclk_gps_brdc(1, at(9010.0), a, cb);
+    const double rate = (cb[0] - ca[0]) / 20.0;
+    EXPECT_NEAR((ca[1] + cb[1]) / 2.0, rate, 1e-15);
 
     // half a week from TOE: GPS turns over at the bound, BDS behind it
     for (const auto& [evaluate, prn, ts] : {kinds[0], kinds[1]}) {
@@ -253,7 +257,9 @@ TEST_F(SatPosition, NavigationReadersKeepTheirLimits) {
     EXPECT_DOUBLE_EQ(brdc->eph_brdc_bds_all[62][99].TGD_B2_B3, 153.0);
     std::string dense = navigation_text(true, "C62", kLongLine);  // widths, not blanks, part the fields
     ASSERT_TRUE(load_nav(dense.replace(dense.find("C62"), 23, "C6220180506020059      ")));
-    const TimeYMD toc = brdc->eph_brdc_bds_all[61][0].TOC;
+    const EPHREC_BDS& bds = brdc->eph_brdc_bds_all[61][0];
+    EXPECT_EQ(bds.AODC, 6.0);
+    const TimeYMD toc = bds.TOC;
     EXPECT_TRUE(toc.year == 2018 && toc.month == 5 && toc.day == 6 && toc.hour == 2 && toc.second == 59.0);
     EXPECT_FALSE(load_nav("") || load_nav("     2.01           G: GLONASS NAV DATA\n"));
 }
@@ -295,7 +301,8 @@ TEST_F(SatPosition, PreciseOrbitFileAndInterpolation) {
     for (double sod : {-1.0, 300.0 * 23 + 1.0}) {
         const GTime t = gpst(59232, sod);
         EXPECT_FALSE(compute_satposvel_prec(t, 0, state) || compute_satclk_prec(t, 0, clk) || clk[0] != 0.0);
-        EXPECT_TRUE(compute_satposvel(t, 0, state, clk, nullptr));  // does not surface
+        double delay = 9.0;
+        EXPECT_TRUE(compute_satposvel(t, 0, state, clk, &delay) && delay == 0.0);  // does not surface
     }
     for (int satindex : {-1, 96, 98, 104}) EXPECT_FALSE(compute_satposvel_prec(t0, satindex, state));
 

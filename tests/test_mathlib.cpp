@@ -269,7 +269,7 @@ TEST(Statistics, FitsAndGates) {
     EXPECT_TRUE(quadraticSolver(two, roots) == 2 && roots[0] == 2.0 && roots[1] == -3.0);
 
     double x[] = {1, 3, -100, 5, NAN}, negative[] = {-1, -2};  // the gate of 5 takes the 5 in, save for the maximum
-    EXPECT_EQ(get_max(x, 5, 5.0), 3.0);
+    EXPECT_TRUE(get_max(x, 5, 5.0) == 3.0 && get_max(x, 5, 3.5) == 3.0);
     EXPECT_EQ(get_min(x, 5, 1.0), 1.0);
     EXPECT_EQ(get_mean(x, 5, 5.0), 3.0);
     EXPECT_DOUBLE_EQ(get_std(x, 5, 5.0), std::sqrt(8.0 / 3.0));

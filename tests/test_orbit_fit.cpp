@@ -150,7 +150,7 @@ TEST_F(Dynamics, SensitivityOfParametersThatHaveBegun) {
         t[i] = 60.0 * i;
         for (int j = 0; j < n; ++j) table[i * n + j] = j + std::sin(1e-3 * t[i]);
     }
-    for (double x : {301.0, 650.0}) {
+    for (double x : {301.0, 600.0, 650.0}) {
         get_state_interpolated(config.get(), state.get(), n, count, t.data(), table.data(), x, y.data());
         for (int j = 0; j < n; ++j) {
             const bool waiting = j >= 42 && j % 3 == 1 && x < 600.0;

@@ -103,6 +103,7 @@ TEST_F(Dynamics, ConfigurationFile) {
     const auto read = [&](const std::string& text) {
         readfile_orbitdynamics_config(support::write_temp("dynamics.cfg", text).data(), config.get());
     };
+    LogRecorder log(ULOG_INFO_LEVEL);
     read(
         "Earth_Gravity = YES 7\n"  // outside the sections
         "+Force_Models\n"
@@ -115,6 +116,7 @@ TEST_F(Dynamics, ConfigurationFile) {
         "spacecraft_state_mode = 1e400\n-GENERAL_CONFIG\nIntegration_Step_Size = 99\n");
     const ForceModel forces[] = {FM_EarthGravity, FM_ThirdBody, FM_Drag, FM_Relativity, FM_EMP};
     ASSERT_EQ(config->num_force_models, 5);
+    EXPECT_TRUE(log.has(ULOG_INFO_LEVEL, "Earth Gravity,Third body,Drag,Relativity,Empirical force,"));
     EXPECT_TRUE(std::equal(forces, forces + 5, config->force_model_used));
     EXPECT_EQ(config->norder_gravity, 100);
     EXPECT_TRUE(config->time_vary_gravity && config->solid_earth_tide && !config->ocean_tide && !config->pole_tide);
@@ -146,12 +148,12 @@ TEST_F(Dynamics, ConfigurationFile) {
         kinds += " A0:" + std::to_string(i + 1);
         more += "\nGeneral_Relativity = YES";
     }
-    LogRecorder log(ULOG_WARNING_LEVEL);
+    log.clear();
     read(planets + kinds + more);
     EXPECT_EQ(config->num_force_models, 11);
     EXPECT_EQ(config->num_planets, 17);
     EXPECT_EQ(config->emp_param_num_base, 20);
-    EXPECT_EQ(log.messages().size(), 3u);
+    EXPECT_EQ(log.count(ULOG_WARNING_LEVEL, ""), 3);
 }
 
 // --- forces --------------------------------------------------------------------------------------------------------------
@@ -246,6 +248,11 @@ TEST_F(Dynamics, TotalIsTheSumOfItsForcesInTheirOrder) {
     c.num_force_models = 5;
     compute_acc_all(&c, &s);
     EXPECT_TRUE(std::equal(sum, sum + 3, s.acc_eci));
+    const int planets = std::exchange(c.num_planets, 0);
+    compute_acc_all(&c, &s);
+    compute_acc_thirdbody(mjd, planets, c.planets, s.pos_eci, term, nullptr);
+    for (int i = 0; i < 3; ++i) EXPECT_NEAR(sum[i] - s.acc_eci[i], term[i], 1e-15) << i;
+    c.num_planets = planets;
     double d[3] = {body[0][0] - s.pos_eci[0], body[0][1] - s.pos_eci[1], body[0][2] - s.pos_eci[2]};
     EXPECT_NEAR(std::sin(s.beta), dotproduct(3, 3, d, s.orbit_cross) / norm(3, d), 1e-15);
     EXPECT_NEAR(std::cos(s.eps), dotproduct(3, 3, d, s.orbit_raidal) / norm(3, d), 1e-15);

@@ -209,7 +209,9 @@ TEST_F(Transfer, CarriesStateAndCovarianceToTheNewSlots) {
     for (auto* transfer : {get_initial_ambiguity_test, get_initial_ambiguity, get_initial_ambiguity_nomemory}) {
         SetUp();
         DX(20, 20) = 5.0;
+        support::LogRecorder log(ULOG_ERROR_LEVEL);
         transfer(pod.get());
+        EXPECT_EQ(log.count(ULOG_ERROR_LEVEL, "maxsize"), 0);
         const bool of_the_runs = transfer == get_initial_ambiguity_test;
         const double noise = of_the_runs ? 1e-08 : 0.0;
         const double amb[4] = {111.0, 22.0, 33.0, 44.0};  // continuous: the state of slot 11, others: phase minus code
@@ -259,11 +261,12 @@ TEST_F(Transfer, StopsTheProcessOnInconsistentLists) {
 TEST_F(PodEmbed, StartUpInBothDeployments) {
     const ANT_INFO& antenna = pod->ant_info_rcv;
     pod->ant_info_rcv.ant_ok = true;
-    pod->num_param = 5;
+    pod->num_param = pod->nsat_used = 5;
     startup_pod_embed(pod.get(), true);
     EXPECT_FALSE(antenna.ant_ok);  // not in the store
-    EXPECT_TRUE(pod->state_sat_all[96].flag_slip[1] == 2 && pod->sln_orbit_interval == 300.0);
-    EXPECT_TRUE(pod->num_param == 0 && pod->index_param_X[0] == -1);
+    const int* slips = pod->state_sat_all[96].flag_slip;
+    EXPECT_TRUE(slips[0] == 2 && slips[1] == 2 && pod->sln_orbit_interval == 300.0);
+    EXPECT_TRUE(pod->num_param == 0 && pod->nsat_used == 0 && pod->index_param_X[0] == -1);
 
     const long before = allocations;
     startup_pod_embed(pod.get(), false);

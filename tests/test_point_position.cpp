@@ -2,6 +2,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstring>
+#include <utility>
 
 #include "common_function.h"
 #include "gnss_ppp.h"
@@ -165,6 +166,38 @@ TEST_F(PointPosition,
         ++compared;
     }
     EXPECT_GT(compared, 4);
+}
+
+TEST_F(PointPosition, AntennasOfPreciseSatellitesEnter) {
+    LEOPOD_REQUIRE_DATA(support::data_path("leo_sim/dev19.sp3"));
+    static OBSDATA_EPOCH others[300];
+    static EPHPREC_STORE orbits;
+    g_prec_storage = &orbits;
+    g_obs_storage = others;
+    g_num_obs_storage = 0;
+    ASSERT_TRUE(load_ephemris_prec(leo("dev19.sp3").data()) && load_clock_prec(leo("dev19.clk").data(), &orbits));
+    ASSERT_TRUE(load_observation_rinex(leo("dev19_gps_clean.obs").data(), 0, 0.0));
+    ANT_INFO transmitter = {};
+    transmitter.mjd_available[1] = 99999.0;
+    transmitter.freqs[0] = L1;
+    transmitter.pco[0][1] = 10.0;
+    transmitter.installation_matrix[4] = 1.0;
+    ANT_INFO_STORE store = {&transmitter, 1, 1};
+    ANT_INFO_STORE* const before = std::exchange(g_antenna_info_store, &store);
+    const int records = std::exchange(g_num_eph_record, 0);  // that of 2021; without it the Sun is the analytic one
+    g_eph_selection = EPHOPT_PREC;
+    double height[2];
+    for (int k = 0; k < 2; ++k) {
+        epoch = others[4];
+        choose_observation(&epoch);
+        transmitter.idx_object = k == 0 ? -1 : epoch.satobs[0].prn - 1;
+        EXPECT_EQ(solve(), SOL_OK);
+        height[k] = norm(3, solution.pos_vel_clk);
+    }
+    g_eph_selection = EPHOPT_BRDC;
+    g_antenna_info_store = before;
+    g_num_eph_record = records;
+    EXPECT_GT(std::fabs(height[1] - height[0]), 0.05);
 }
 
 TEST_F(PointPosition, ZeroDifferenceGivesTwoRowsASatellite) {  // the numbers are checked by the runs against truth
