@@ -74,10 +74,11 @@ TEST_F(AttitudeStore, LookupEdges) {
 TEST_F(AttitudeStore, ReadersSkipWhatIsNoRecordAndStopAtTheEndOfTheArray) {
     static ATT_QUATERNION records[MAXSIZE_ATT_QUA];
     std::string name =
-        support::write_temp("odd", "#c\n\n58499.5 0.1 0.2 0.3 0.4\n1e300 1 1 1 1\nnan 1\n 58500 x\n58501 1");
+        support::write_temp("odd", "#c\n\n58499.5 0.1 0.2 0.3 0.4\n1e300 1 1 1 1\nnan 1\n 58500 x 7 7 7\n58501 1");
     ASSERT_EQ(read_att_quaternion_velmar(text(name), records, 0), 3);
     EXPECT_EQ(records[0].time.time.sod, 43200.0);
     EXPECT_EQ(records[0].qua.v[2], 0.4);
+    EXPECT_TRUE(records[2].qua.r == 1.0 && records[2].qua.v[0] == 0.0 && records[2].qua.v[2] == 0.0);
     name = support::write_temp(
         "odd", "a:\n1 x 7 1 1 1 1\n# End of YAML header\n\n-43200.5 C 7 .1 .2 .3 .4\n#\n86400 C 7 1 2 3 4\n");
     ASSERT_EQ(read_att_quaternion_gfo(text(name), records, 0), 2);
