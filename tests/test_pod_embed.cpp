@@ -158,6 +158,7 @@ TEST_F(PodEmbedSimulated, ArcsAndStoresFollowTheEpochs) {
 
 TEST_F(PodEmbedSimulated, SatellitesFromUnderTheMaskStartAnew) {
     prepare("config_gps.txt", "dev21_gps_clean");
+    support::LogRecorder log(ULOG_INFO_LEVEL);
     gnssconfig.ele_cutoff = 0.25;  // listed and flagged for many epochs before they rise
     for (int e = 0; e < g_num_obs_storage; ++e) {
         run(e);
@@ -166,6 +167,9 @@ TEST_F(PodEmbedSimulated, SatellitesFromUnderTheMaskStartAnew) {
         EXPECT_LT(std::hypot(x[0] - t.value("x_rx"), x[1] - t.value("y_rx"), x[2] - t.value("z_rx")),
                   e < 20 ? 5.0 : 0.1);
     }
+    // both positions of each epoch
+    EXPECT_EQ(log.count(ULOG_INFO_LEVEL, "spp: "), g_num_obs_storage);
+    EXPECT_EQ(log.count(ULOG_INFO_LEVEL, "ppp: "), g_num_obs_storage);
 }
 
 // --- ambiguities -------------------------------------------------------------------------------------------------------------
