@@ -85,6 +85,13 @@ TEST(Text, NumbersHaveTheBitsOfStrtod) {
     }
 }
 
+TEST(Text, HexadecimalBytes) {
+    char text[] = "a9F03c1";
+    unsigned char bytes[4];
+    hex_str_to_byte(text, 7, bytes);
+    EXPECT_TRUE(bytes[0] == 0xa9 && bytes[1] == 0xf0 && bytes[2] == 0x3c && bytes[3] == 0x10);
+}
+
 TEST(Arrays, SearchAndOutliers) {
     double a[] = {1, 2, 2, 3};
     EXPECT_TRUE(binsearch_array(a, 0, 4, 2) == 1 && binsearch_array(a, 0, 4, 9) == 4);
@@ -199,6 +206,8 @@ TEST(Time, Calendar) {
     for (int hour = 0; hour < 24; ++hour) {
         EXPECT_EQ(gtime2mjd(YMD2GTime({2016, 12, 31, hour, 59, 60.0}, tsUTC)), 57753 + (hour + 1) / 24.0);
     }
+    EXPECT_NEAR(gtime2mjd(YMD2GTime({2021, 1, 18, 25, 0, 0.0}, tsUTC)), 59233 + 1.0 / 24.0,
+                1e-9);  // an hour of the next day
     const TimeYMD past = DOY2YMD({2019, 366.53125});
     EXPECT_TRUE(past.month == 12 && past.day == 0 && past.hour == 12 && past.minute == 45 && past.second == 0.0);
     EXPECT_TRUE(DOY2YMD({2000, 60.0}).day == 29 && DOY2YMD({1900, 60.0}).day == 1);

@@ -107,11 +107,11 @@ TEST(Configuration, Defaults) {
 }
 
 TEST(Configuration, File) {
-    gnssconfig.thres_slip_gf = 0.07;
     read_config(
         "* a header\n//+GNSS_SYS\nGAL 1 C1C\n  +GNSS_SYS\n"
         "BDS 4 C1P L1P C5P L5P IF 0 2 1 3\nGPS 3 C1W L1W D2 // IF\n-GNSS_SYS\n"
-        "+GENERAL_CONFIG\nELE_CUTOFF   10.0 // VAR_POS\nTHRES_MW_SLIP 0.4\nHUBER_COEF 1.5\nHUBER_POWER 2.5\n"
+        "+GENERAL_CONFIG\nELE_CUTOFF   10.0 // VAR_POS\nTHRES_MW_SLIP 0.4\nTHRES_GF_SLIP 0.06\nHUBER_COEF "
+        "1.5\nHUBER_POWER 2.5\n"
         "VAR_CLK 7e2\nVAR_VEL\n-GENERAL_CONFIG\nVAR_ACC 5.0");
     const GNSSCONFIG& c = gnssconfig;
     EXPECT_TRUE(c.num_sys == 2 && c.sys_used[0] == BDS && c.sys_used[1] == GPS);
@@ -119,7 +119,7 @@ TEST(Configuration, File) {
                 c.obs_index_IF_phase[0][0] == 1 && c.obs_index_IF_phase[0][1] == 3 && c.opt_IF[1] == 0);
     EXPECT_TRUE(c.num_freq[0] == 2 && c.num_freq[1] == 2 && c.num_obs_freq_code[1] == 3);
     EXPECT_EQ(c.obs_type_freq_code_used[0][2].freq, L5);
-    EXPECT_TRUE(c.ele_cutoff == 10 * kDegree && c.thres_slip_mw == 0.4 && c.thres_slip_gf == 0.07);
+    EXPECT_TRUE(c.ele_cutoff == 10 * kDegree && c.thres_slip_mw == 0.4 && c.thres_slip_gf == 0.06);
     EXPECT_TRUE(c.huber_param_spp[0] == 1.5 && c.huber_param_spp[1] == 2.5);
     EXPECT_EQ(c.var_pos, 100.0);  // the key stood in a comment
     EXPECT_EQ(c.var_vel, 700.0);  // no field: that of the line before

@@ -170,6 +170,7 @@ TEST_F(PodEmbedSimulated, SatellitesFromUnderTheMaskStartAnew) {
     // both positions of each epoch
     EXPECT_EQ(log.count(ULOG_INFO_LEVEL, "spp: "), g_num_obs_storage);
     EXPECT_EQ(log.count(ULOG_INFO_LEVEL, "ppp: "), g_num_obs_storage);
+    EXPECT_GT(log.count(ULOG_INFO_LEVEL, "satindex="), 4 * g_num_obs_storage);
 }
 
 // --- ambiguities -------------------------------------------------------------------------------------------------------------
