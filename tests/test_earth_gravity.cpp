@@ -80,7 +80,7 @@ TEST_F(EarthGravity, LimitsOfDegreeAreKept) {
 
 TEST_F(EarthGravity, GradientWeightsOfEachOrder) {
     Vector p = {4.1e6, -4.9e6, 2.8e6};
-    for (const auto &[n, m] : {std::pair{3, 0}, {4, 1}, {4, 2}, {5, 5}, {6, 3}, {2, 1}}) {
+    for (const auto& [n, m] : {std::pair{3, 0}, {4, 1}, {4, 2}, {5, 5}, {6, 3}, {2, 1}}) {
         std::fill_n(C, NUM_GRAVITY_EMBED, 0.0);
         std::fill_n(S, NUM_GRAVITY_EMBED, 0.0);
         C[at(n, m)] = 0.7;
@@ -153,7 +153,7 @@ TEST_F(EarthGravity, SumsHaveTheBitsOfTheirStatedOrder) {
     generateVW(MAXDEGREE_GRAVITY, MAXDEGREE_GRAVITY, Vector(p).data());
     const int sums[][2] = {{120, 120}, {119, 118}, {30, 30}, {31, 29}, {64, 11}, {9, 9}, {8, 8}, {7, 6},
                            {6, 6},     {5, 4},     {4, 4},   {3, 3},   {2, 1},   {1, 1}, {0, 0}};
-    for (const auto &[degree, order] : sums) {
+    for (const auto& [degree, order] : sums) {
         double a[3], g[5], acc[3], dadr[9];
         plain_sums(degree, order, a, g);
         compute_acc_earth_gravity(degree, order, nullptr, acc);
