@@ -206,8 +206,8 @@ TEST(Time, Calendar) {
     for (int hour = 0; hour < 24; ++hour) {
         EXPECT_EQ(gtime2mjd(YMD2GTime({2016, 12, 31, hour, 59, 60.0}, tsUTC)), 57753 + (hour + 1) / 24.0);
     }
-    EXPECT_NEAR(gtime2mjd(YMD2GTime({2021, 1, 18, 25, 0, 0.0}, tsUTC)), 59233 + 1.0 / 24.0,
-                1e-9);  // an hour of the next day
+    // an hour of the next day
+    EXPECT_NEAR(gtime2mjd(YMD2GTime({2021, 1, 18, 25, 0, 0.0}, tsUTC)), 59233 + 1.0 / 24.0, 1e-9);
     const TimeYMD past = DOY2YMD({2019, 366.53125});
     EXPECT_TRUE(past.month == 12 && past.day == 0 && past.hour == 12 && past.minute == 45 && past.second == 0.0);
     EXPECT_TRUE(DOY2YMD({2000, 60.0}).day == 29 && DOY2YMD({1900, 60.0}).day == 1);

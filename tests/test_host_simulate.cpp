@@ -317,8 +317,8 @@ TEST_F(Simulate, AttitudePointsWhereItWasAskedTo) {
             quaternion2rotation(q.qua, matrix);
             const double mjd = gtime2mjd(gtimeChangeTimeSystem(time, tsUTC));
             ecf2eci(mjd, getLeapSecond(mjd), state, state + 3, r, v);
-            const auto along = [&matrix](int axis,
-                                         const double* u) {  // cosine between an axis of the platform and a vector
+            // cosine between an axis of the platform and a vector
+            const auto along = [&matrix](int axis, const double* u) {
                 return (matrix[axis] * u[0] + matrix[axis + 3] * u[1] + matrix[axis + 6] * u[2]) /
                        std::hypot(u[0], u[1], u[2]);
             };
