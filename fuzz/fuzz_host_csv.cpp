@@ -1,7 +1,7 @@
 /// \file fuzz_host_csv.cpp
 /// Any bytes as a table of positions of the program: as reference, and as either solution of its own output.
-#include "../host/error.h"
-#include "../host/truth.h"
+#include "inputs/truth.h"
+#include "shared/error.h"
 #include "support.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {

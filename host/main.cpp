@@ -6,8 +6,8 @@
 #include <cstdlib>
 #include <new>
 
-#include "command.h"
-#include "error.h"
+#include "commands/command.h"
+#include "shared/error.h"
 #include "ulog.h"
 
 namespace {

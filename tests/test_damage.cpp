@@ -11,12 +11,12 @@
 #include <functional>
 #include <regex>
 
-#include "../host/blq.h"
-#include "../host/csv.h"
-#include "../host/error.h"
-#include "../host/truth.h"
 #include "crd_readers.h"
+#include "inputs/blq.h"
+#include "inputs/csv.h"
+#include "inputs/truth.h"
 #include "readers.h"
+#include "shared/error.h"
 
 namespace {
 

@@ -4,8 +4,8 @@
 
 #include <set>
 
-#include "../host/console.cpp"
 #include "host_support.h"
+#include "shared/console.cpp"
 
 namespace {
 

@@ -7,8 +7,8 @@
 #include <map>
 #include <random>
 
-#include "../host/crd_records.h"
 #include "crd_readers.h"
+#include "inputs/crd_records.h"
 #include "support.h"
 
 namespace {

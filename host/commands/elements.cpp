@@ -1,0 +1,328 @@
+#include "commands/elements.h"
+
+#include <algorithm>
+#include <cctype>
+#include <cmath>
+#include <cstdio>
+#include <cstring>
+#include <fstream>
+#include <map>
+#include <memory>
+#include <optional>
+
+#include "commands/command.h"
+#include "inputs/positions.h"
+#include "shared/console.h"
+#include "shared/error.h"
+#include "shared/files.h"
+#include "stores/inputs.h"
+#include "tle.h"
+
+namespace host {
+
+namespace {
+
+constexpr double kFirstMjd = 35839.0, kLastMjd = 72363.0;  ///< 1957 to 2056, the years of element sets
+constexpr double kMaxDuration = 3653.0 * 86400.0;          ///< [s]
+constexpr double kMaxRows = 1e8;
+constexpr double kEarthRadius_km = 6378.135;  ///< of the model
+constexpr double kDeepSpace_min = 225.0;      ///< period from which on the model lacks terms
+constexpr double kLowPerigee_km = 220.0;      ///< height below which it leaves out terms of drag
+constexpr double kOld_day = 14.0;             ///< age from which on the summary warns
+constexpr std::size_t kListed = 20;           ///< objects that the summary shows one by one
+
+/// Element sets as the library holds them.
+struct Sets : tle_t {
+    Sets() : tle_t{} {}
+    ~Sets() { std::free(data); }
+    Sets(const Sets&) = delete;
+    Sets& operator=(const Sets&) = delete;
+};
+
+std::string lower(std::string text) {
+    for (char& c : text) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+    return text;
+}
+
+/// Catalogue number without leading blanks and zeros: " 5", "00005" and "5" are the same.
+std::string plain_number(const std::string& text) {
+    const std::size_t first = text.find_first_not_of(" 0");
+    return first == std::string::npos ? "0" : lower(text.substr(first));
+}
+
+std::string number_of(const tled_t& d) { return std::string(d.satno).erase(0, std::strspn(d.satno, " ")); }
+
+/// Name without the "0 " that begins the name lines of three-line files, in lower case.
+std::string plain_name(const std::string& text) { return lower(text.compare(0, 2, "0 ") == 0 ? text.substr(2) : text); }
+
+bool matches(const std::string& name, const std::string& wanted) {
+    const std::string key = plain_name(wanted);
+    if (!key.empty() && key.back() == '*')
+        return plain_name(name).compare(0, key.size() - 1, key, 0, key.size() - 1) == 0;
+    return plain_name(name) == key;
+}
+
+/// Lines that look like element lines and have a wrong checksum; the library takes them for names. Throws where the file cannot be read.
+long wrong_checksums(const std::string& file, const std::string& kind) {
+    std::ifstream in = open_input(file, kind);
+    long count = 0;
+    for (std::string line; std::getline(in, line);) {
+        const bool element = line.size() >= 69 && (line[0] == '1' || line[0] == '2') && line[1] == ' ';
+        count += element && checksum(line.c_str()) == 0;
+    }
+    return count;
+}
+
+/// Elements that stand for an orbit: what a damaged line brings is set aside.
+bool is_orbit(const tled_t& d) {
+    const double mjd = gtime2mjd(d.epoch_mjd_utc);
+    return mjd >= kFirstMjd && mjd < kLastMjd && d.n > 1e-3 && d.n < 20.0 && d.ecc < 1.0 && std::isfinite(d.bstar) &&
+           std::fabs(d.inc) <= 180.0 && std::isfinite(d.OMG) && std::isfinite(d.omg) && std::isfinite(d.M);
+}
+
+/// Shape of the mean orbit, after the model's own recovery of the semi-major axis.
+struct Shape {
+    double period_min, perigee_km, apogee_km;
+};
+
+Shape shape_of(const tled_t& d) {
+    constexpr double kXke = 0.07436691613317, kCk2 = 5.41308e-4;
+    const double n = d.n * 2.0 * M_PI / 1440.0;
+    const double c = std::cos(d.inc * M_PI / 180.0);
+    const double k = 1.5 * kCk2 * (3.0 * c * c - 1.0) / std::pow(1.0 - d.ecc * d.ecc, 1.5);
+    const double a1 = std::pow(kXke / n, 2.0 / 3.0);
+    const double d1 = k / (a1 * a1);
+    const double a0 = a1 * (1.0 - d1 * (1.0 / 3.0 + d1 * (1.0 + 134.0 / 81.0 * d1)));
+    const double a = a0 / (1.0 - k / (a0 * a0));
+    return {1440.0 / d.n, (a * (1.0 - d.ecc) - 1.0) * kEarthRadius_km, (a * (1.0 + d.ecc) - 1.0) * kEarthRadius_km};
+}
+
+/// Of each chosen object one set: the newest, or, with a start, the one whose epoch is nearest to it. In the order of the names.
+std::vector<const tled_t*> choose(const ElementsOptions& o, const Sets& sets, const std::optional<GTime>& start) {
+    std::map<std::string, const tled_t*> best;
+    const auto worth = [&](const tled_t& d) {
+        return start ? -std::fabs(gtimeSubSec(d.epoch_mjd_utc, *start)) : gtime2mjd(d.epoch_mjd_utc);
+    };
+    const bool any = o.all || (o.numbers.empty() && o.objects.empty());
+    std::vector<bool> used(o.numbers.size() + o.objects.size(), false);
+    for (int i = 0; i < sets.n; ++i) {
+        const tled_t& d = sets.data[i];
+        bool wanted = any;
+        std::size_t k = 0;
+        const auto note = [&](bool match) {
+            wanted = wanted || match;
+            used[k] = used[k] || match;
+            ++k;
+        };
+        for (const std::string& number : o.numbers) note(plain_number(d.satno) == plain_number(number));
+        for (const std::string& name : o.objects) note(matches(d.name, name));
+        if (!wanted || !is_orbit(d)) continue;
+        const tled_t*& kept = best[plain_number(d.satno)];
+        if (kept == nullptr || worth(d) > worth(*kept)) kept = &d;
+    }
+    for (std::size_t k = 0; k < used.size(); ++k) {
+        const bool number = k < o.numbers.size();
+        if (!used[k])
+            throw InputError((number ? "--satno " + o.numbers[k] : "--name " + o.objects[k - o.numbers.size()]) +
+                             ": no element set of this object was read");
+    }
+    std::vector<const tled_t*> chosen;
+    chosen.reserve(best.size());
+    for (const auto& [number, set] : best) chosen.push_back(set);
+    std::sort(chosen.begin(), chosen.end());  // the array is in the order of the names
+    if (chosen.empty()) throw InputError("none of the chosen element sets stands for an orbit");
+    if (chosen.size() > 1 && !o.all && o.numbers.empty() && o.objects.empty()) {
+        throw InputError(std::to_string(chosen.size()) + " objects were read: choose with --satno, --name or --all");
+    }
+    return chosen;
+}
+
+/// States of the chosen sets, written as they come, and what they were like.
+class Table {
+  public:
+    explicit Table(std::FILE* out) : out_(out) {
+        if (out_ != nullptr)
+            std::fprintf(out_,
+                         "epoch_utc,mjd_utc,sod_utc,satno,minutes,x_ecef_m,y_ecef_m,z_ecef_m,vx_ecef_mps,vy_ecef_mps,"
+                         "vz_ecef_mps,x_teme_m,y_teme_m,z_teme_m,vx_teme_mps,vy_teme_mps,vz_teme_mps,pm_x_arcsec,"
+                         "pm_y_arcsec,ut1_utc_s,lod_s,name\n");
+    }
+
+    void add(const tled_t& d, const GTime& utc, const EOPREC& eop) {
+        const double minutes = gtimeSubSec(utc, d.epoch_mjd_utc) / 60.0;
+        double teme[6];
+        SGP4_STR3(minutes, &d, teme);
+        const bool ok = std::all_of(teme, teme + 6, [](double x) { return std::isfinite(x); });
+        const double radius = std::hypot(teme[0], teme[1], teme[2]);
+        ++rows;
+        states += ok;
+        inside += ok && radius < kEarthRadius_km * 1000.0;
+        without_orientation += !eop.ok;
+        if (out_ == nullptr) return;
+        std::fprintf(out_, "%s,%ld,%.6f,%s,%.9f", time_text(utc, 6).c_str(), utc.time.mjd, utc.time.sod,
+                     csv_text(number_of(d)).c_str(), minutes);
+        if (ok) {
+            double ecf[6];
+            teme2ecef(gtime2mjd(utc), 0.0, eop.UT1mUTC, eop.pmX, eop.pmY, eop.LOD, eop.dOMEGA, teme, teme + 3, ecf,
+                      ecf + 3);
+            for (const double* state : {ecf, teme}) {
+                for (int i = 0; i < 6; ++i) std::fprintf(out_, i < 3 ? ",%.4f" : ",%.7f", state[i]);
+            }
+        } else {
+            std::fprintf(out_, ",,,,,,,,,,,,");
+        }
+        std::fprintf(out_, ",%.6f,%.6f,%.7f,%.7f,%s\n", eop.pmX, eop.pmY, eop.UT1mUTC, eop.LOD,
+                     csv_text(d.name).c_str());
+    }
+
+    long rows = 0, states = 0, inside = 0, without_orientation = 0;
+
+  private:
+    std::FILE* out_;
+};
+
+void print_objects(std::FILE* to, const std::vector<const tled_t*>& chosen, const std::optional<GTime>& start,
+                   double span) {
+    long deep = 0;
+    long low = 0;
+    long old = 0;
+    std::size_t shown = 0;
+    for (const tled_t* d : chosen) {
+        const Shape shape = shape_of(*d);
+        const bool is_deep = shape.period_min > kDeepSpace_min;
+        const bool is_low = shape.perigee_km < kLowPerigee_km;
+        const double age = start ? gtimeSubSec(*start, d->epoch_mjd_utc) / 86400.0 : 0.0;
+        const double last_age = age + span / 86400.0;
+        deep += is_deep;
+        low += is_low;
+        old += std::max(std::fabs(age), std::fabs(last_age)) > kOld_day;
+        if (++shown > kListed) continue;
+        std::fprintf(to, "  %5s %-24s epoch %s, age %.2f to %.2f days\n", number_of(*d).c_str(), d->name,
+                     time_text(d->epoch_mjd_utc).c_str(), age, last_age);
+        std::fprintf(to, "        period %.2f min, perigee %.1f, apogee %.1f km, inclination %.2f degrees%s%s\n",
+                     shape.period_min, shape.perigee_km, shape.apogee_km, d->inc, is_deep ? "; DEEP SPACE" : "",
+                     is_low ? "; LOW PERIGEE" : "");
+    }
+    if (shown > kListed) std::fprintf(to, "  and %zu more\n", shown - kListed);
+    if (deep != 0) {
+        std::fprintf(
+            to,
+            "warning: %ld with a period above %g min: the model has no deep-space terms, which leaves errors of "
+            "tens of kilometres and more\n",
+            deep, kDeepSpace_min);
+    }
+    if (low != 0) {
+        std::fprintf(to, "warning: %ld with a perigee below %g km: the model cuts drag to its linear terms there\n",
+                     low, kLowPerigee_km);
+    }
+    if (old != 0) std::fprintf(to, "warning: %ld asked for more than %g days from the epoch\n", old, kOld_day);
+}
+
+}  // namespace
+
+int propagate_elements(const ElementsOptions& o) {
+    Console console(o.log_level);
+    if (!(o.step >= 1e-3)) throw InputError("--step: at least 0.001 seconds is expected");
+    if (!(o.duration >= 0.0 && o.duration <= kMaxDuration))
+        throw InputError("--duration: between 0 and 3653 days in seconds is expected");
+    std::optional<GTime> start;
+    if (!o.start.empty()) start = parse_date("--start", o.start, tsUTC, 1957, 2056);
+    const bool to_stdout = o.out == "-";
+    std::FILE* const summary = to_stdout ? stderr : stdout;  // a piped result holds nothing but the result
+
+    Environment environment;
+    Sets sets;
+    long wrong = 0;
+    for (const std::string& file : o.tle) {
+        wrong += wrong_checksums(file, "file of element sets");
+        const int before = sets.n;
+        if (tle_read(file.c_str(), &sets) == 0)
+            throw InputError(file + ": this file of element sets could not be read");
+        if (sets.n == before) throw InputError(file + ": holds no element set");
+        environment.files.push_back({"elements", file, std::to_string(sets.n - before) + " sets"});
+    }
+    if (!o.names.empty()) {
+        wrong_checksums(o.names, "name list");
+        long nameless = 0;
+        console.listen([&](ulog_level_t, const char* text) { nameless += std::strncmp(text, "no tle data", 11) == 0; });
+        if (tle_name_read(o.names.c_str(), &sets) == 0)
+            throw InputError(o.names + ": this name list could not be read");
+        console.listen(nullptr);
+        environment.files.push_back({"names", o.names, std::to_string(nameless) + " without an element set"});
+    }
+    load_earth_orientation(o.eop, o.eop_format, environment);
+    const std::vector<const tled_t*> chosen = choose(o, sets, start);
+    const long epochs = static_cast<long>(std::floor(o.duration / o.step + 1e-9)) + 1;
+    if (static_cast<double>(epochs) * static_cast<double>(chosen.size()) > kMaxRows)
+        throw InputError("--step: more than a hundred million states are asked for");
+
+    std::optional<OutputFile> file;
+    if (!o.out.empty() && !to_stdout) file.emplace(o.out);
+    Table table(to_stdout ? stdout : file ? static_cast<std::FILE*>(*file) : nullptr);
+    std::vector<EOPREC> orientation;
+    auto progress = std::make_unique<Progress>("propagating element sets",
+                                               static_cast<double>(epochs) * static_cast<double>(chosen.size()));
+    for (const tled_t* d : chosen) {
+        const GTime first = start ? *start : d->epoch_mjd_utc;
+        if (!start) orientation.clear();  // else that of the first object serves all
+        for (long i = 0; i < epochs; ++i) {
+            const GTime utc = gtimeAddSec(first, static_cast<double>(i) * o.step);
+            if (orientation.size() <= static_cast<std::size_t>(i)) {
+                EOPREC eop{};
+                if (!compute_eop(gtime2mjd(utc), &eop)) eop = EOPREC{};
+                orientation.push_back(eop);
+            }
+            table.add(*d, utc, orientation[static_cast<std::size_t>(i)]);
+            progress->done(static_cast<double>(table.rows));
+        }
+    }
+    progress.reset();
+    if (file) file->close();
+    if (to_stdout && (std::fflush(stdout) != 0 || std::ferror(stdout) != 0))
+        throw InputError("standard output: could not be written to its end");
+
+    long unusable = 0;
+    for (int i = 0; i < sets.n; ++i) unusable += !is_orbit(sets.data[i]);
+    const double span = static_cast<double>(epochs - 1) * o.step;
+    std::fprintf(summary, "leopod tle: %d element sets, %zu objects chosen\n", sets.n, chosen.size());
+    std::fprintf(summary, "frames: TEME and earth-fixed, metres; time scale: UTC\nfiles:\n");
+    for (const FileReport& f : environment.files)
+        std::fprintf(summary, "  %-18s %s: %s\n", f.kind.c_str(), f.name.c_str(), f.content.c_str());
+    if (wrong != 0)
+        std::fprintf(summary, "warning: %ld element lines with a wrong checksum, their sets are left out\n", wrong);
+    if (unusable != 0) std::fprintf(summary, "warning: %ld sets that stand for no orbit are set aside\n", unusable);
+    std::fprintf(summary, "earth orientation: %s\n", environment.eop_source.c_str());
+    std::fprintf(summary, "span: %s, %.10g s in steps of %.10g s, %ld epochs\n",
+                 start ? ("from " + time_text(*start)).c_str() : "from the epoch of each set", span, o.step, epochs);
+    print_objects(summary, chosen, start, span);
+    std::fprintf(summary, "states: %ld of %ld\n", table.states, table.rows);
+    if (table.inside != 0)
+        std::fprintf(summary, "warning: %ld states lie inside the earth: the orbit has decayed\n", table.inside);
+    if (!o.eop.empty() && table.without_orientation != 0)
+        std::fprintf(summary, "warning: %ld epochs outside the earth orientation have UT1 = UTC and no polar motion\n",
+                     table.without_orientation);
+    if (file) std::fprintf(summary, "states written: %s\n", o.out.c_str());
+    return table.states > 0 ? 0 : 1;
+}
+
+void add_tle(Command app, Action& action) {
+    auto o = std::make_shared<ElementsOptions>();
+    Command command = app.add_subcommand("tle", "Two-line element sets in, states out");
+    command.add_option("--tle", o->tle, "files of element sets, with or without name lines").required();
+    command.add_option("--names", o->names, "list of names: name, catalogue number, designator");
+    command.add_option("--satno", o->numbers, "catalogue numbers of the objects wanted");
+    command.add_option("--name", o->objects, "names of the objects wanted; a * at the end takes all that begin so");
+    command.add_flag("--all", o->all, "takes all objects");
+    command.add_option("--start", o->start,
+                       "first epoch, UTC, such as 2021-01-18T00:00:00; without it that of the set");
+    command.add_option("--duration", o->duration, "length of the span in seconds").capture_default_str();
+    command.add_option("--step", o->step, "spacing of the epochs in seconds").capture_default_str();
+    command.add_option("--eop", o->eop, "earth orientation file; without it UT1 = UTC and no polar motion");
+    command.add_option("--eop-format", o->eop_format, "its format: c04, rapid or keyword").capture_default_str();
+    command.add_option("--out", o->out,
+                       "CSV of the states; - writes them to standard output, the summary to standard error");
+    command.add_option("--log-level", o->log_level, "library messages from this level on").capture_default_str();
+    command.callback([o, &action] { action = [o] { return propagate_elements(*o); }; });
+}
+
+}  // namespace host

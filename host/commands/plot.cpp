@@ -1,0 +1,422 @@
+#include "commands/plot.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstdio>
+#include <filesystem>
+#include <limits>
+#include <memory>
+
+#include "commands/command.h"
+#include "common_function.h"
+#include "inputs/csv.h"
+#include "inputs/truth.h"
+#include "pictures/canvas.h"
+#include "pictures/chart.h"
+#include "pictures/figures.h"
+#include "shared/console.h"
+#include "shared/error.h"
+
+namespace host {
+
+namespace {
+
+constexpr double kDegree = 180.0 / 3.14159265358979323846;
+
+/// An input as it is written on the command line: FILE, FILE:filter, FILE:point, each with =LABEL behind it or not.
+struct Source {
+    std::string file, solution, label;
+};
+
+Source parse_source(const std::string& text) {
+    Source s{text, "", ""};
+    const auto exists = [](const std::string& name) {
+        std::error_code too_long;
+        return std::filesystem::exists(name, too_long);
+    };
+    const std::size_t equals = text.find('=', text.find_last_of('/') == std::string::npos ? 0 : text.find_last_of('/'));
+    if (!exists(text) && equals != std::string::npos) {
+        s.file = text.substr(0, equals);
+        s.label = text.substr(equals + 1);
+    }
+    for (const char* solution : {"filter", "point"}) {
+        const std::string ending = std::string(":") + solution;
+        if (exists(s.file) || s.file.size() <= ending.size() ||
+            s.file.compare(s.file.size() - ending.size(), ending.size(), ending) != 0)
+            continue;
+        s.file.resize(s.file.size() - ending.size());
+        s.solution = solution;
+        break;
+    }
+    if (s.label.empty()) {
+        s.label = s.solution == "filter"  ? "filter"
+                  : s.solution == "point" ? "point position"
+                                          : std::filesystem::path(s.file).stem().string();
+    }
+    return s;
+}
+
+std::string base_name(const std::string& file) { return std::filesystem::path(file).filename().string(); }
+
+std::string base_names(const std::vector<std::string>& files) {
+    std::string text;
+    for (const std::string& file : files) text += (text.empty() ? "" : ", ") + base_name(file);
+    return text;
+}
+
+/// Columns of positions in everything that the other commands write, and of the reference positions that they read.
+CsvColumns position_columns(const std::string& solution) {
+    CsvColumns columns = solution_columns(solution);
+    const CsvColumns reference = reference_columns();
+    for (std::size_t k = 0; k < 3; ++k)
+        columns.axis[k].insert(columns.axis[k].end(), reference.axis[k].begin(), reference.axis[k].end());
+    columns.time.insert(columns.time.end(), reference.time.begin(), reference.time.end());
+    return columns;
+}
+
+/// Earth-fixed positions of an input, with GPST tags. Files without a date count as of MJD `day`.
+std::vector<TimedPosition> read_positions(const Source& source, long day) {
+    if (is_sp3(source.file)) return read_position_sp3(source.file, "", tsGPST);
+    const CsvColumns columns = position_columns(source.solution == "point" ? "point" : "filter");
+    std::string first;
+    {
+        std::ifstream in(source.file);
+        if (!in) throw InputError(source.file + ": cannot open this file");
+        while (std::getline(in, first) && (first.empty() || first[0] == '#')) {
+        }
+    }
+    // A file without a header has time, x, y, z.
+    if (!first.empty() && std::isalpha(static_cast<unsigned char>(first[0])) != 0) {
+        const CsvReader header(source.file);
+        const bool positions = std::any_of(header.names().begin(), header.names().end(), [&](const std::string& name) {
+            return name.compare(0, 2, "x_") == 0 || name == "x" || name == columns.axis[0][0];
+        });
+        if (source.solution == "filter")
+            header.require("filter_x_ecef_m", "the epochs of leopod run have it (run --out)");
+        if (!positions) header.require("x_ecef_m", "positions are written by run --out, fit --out and propagate --out");
+    }
+    return read_position_csv(source.file, columns, day, tsGPST);
+}
+
+/// Seconds since the start of a day; false outside the span asked for.
+bool seconds_in_span(const PlotOptions& o, const GTime& time, long day, double& seconds) {
+    seconds = static_cast<double>(time.time.mjd - day) * 86400.0 + time.time.sod;
+    return seconds >= o.from && seconds <= o.to;
+}
+
+/// Day to which the first position belongs; a receive time a hair before midnight belongs to the day that begins.
+long first_day(const std::vector<TimedPosition>& rows) { return gtimeAddSec(rows.front().time, 1.0).time.mjd; }
+
+/// Pieces of a list of places, cut where time goes on for more than the usual steps.
+std::vector<std::vector<Track::Place>> cut(const std::vector<double>& seconds, const std::vector<Track::Place>& places,
+                                           double gap) {
+    std::vector<std::vector<Track::Place>> pieces;
+    for (std::size_t i = 0; i < places.size(); ++i) {
+        if (i == 0 || seconds[i] - seconds[i - 1] > gap) pieces.emplace_back();
+        pieces.back().push_back(places[i]);
+    }
+    return pieces;
+}
+
+double usual_step(std::vector<double> seconds) {
+    std::sort(seconds.begin(), seconds.end());
+    seconds.erase(std::unique(seconds.begin(), seconds.end()), seconds.end());
+    if (seconds.size() < 2) return 30.0;
+    std::vector<double> steps;
+    for (std::size_t i = 1; i < seconds.size(); ++i) steps.push_back(seconds[i] - seconds[i - 1]);
+    return percentile(std::move(steps), 50.0);
+}
+
+/// Time of a row in seconds since the start of `day`, which the first row sets. False where the row has none, or outside the span asked for.
+bool row_seconds(const PlotOptions& o, const CsvReader& in, int mjd, int sod, long& day, double& seconds) {
+    const double row_day = in.number(mjd);
+    const double row_second = in.number(sod);
+    if (!(std::fabs(row_day) < 1e5 && std::fabs(row_second) < 1e6)) return false;
+    if (day == 0) day = std::lround(row_day);
+    seconds = (row_day - static_cast<double>(day)) * 86400.0 + row_second;
+    return seconds >= o.from && seconds <= o.to;
+}
+
+const char* const kSatelliteHint = "the file of leopod run --satellites-out is expected";
+
+/// Files of `leopod run --satellites-out`: rows by satellite.
+std::map<std::string, SatelliteRows> read_satellites(const PlotOptions& o, const std::vector<std::string>& files,
+                                                     long& day) {
+    const std::string prefix = o.frame == "antenna" ? "antenna_" : "";
+    std::map<std::string, SatelliteRows> satellites;
+    for (const std::string& file : files) {
+        CsvReader in(file);
+        const int name = in.require("satellite", kSatelliteHint);
+        const int mjd = in.require("mjd_gpst", kSatelliteHint);
+        const int sod = in.require("sod_gpst", kSatelliteHint);
+        const int azimuth = in.require(prefix + "azimuth_deg", kSatelliteHint);
+        const int elevation = in.require(prefix + "elevation_deg", kSatelliteHint);
+        const int used = in.require("used_filter", kSatelliteHint);
+        const int slip = in.require("slip", kSatelliteHint);
+        const int code = in.require("code_if_residual_m", kSatelliteHint);
+        const int phase = in.require("phase_if_residual_m", kSatelliteHint);
+        const int range1 = in.require("range1_residual_m", kSatelliteHint);
+        const int range2 = in.require("range2_residual_m", kSatelliteHint);
+        while (in.next()) {
+            double seconds = 0;
+            const std::string satellite(in.text(name));
+            if (satellite.size() != 3 || !row_seconds(o, in, mjd, sod, day, seconds)) continue;
+            SatelliteRows& rows = satellites[satellite];
+            rows.seconds.push_back(seconds);
+            const bool directed = std::fabs(in.number(azimuth)) <= 360.0 && std::fabs(in.number(elevation)) <= 90.0;
+            rows.azimuth.push_back(directed ? in.number(azimuth) : std::nan(""));
+            rows.elevation.push_back(directed ? in.number(elevation) : std::nan(""));
+            rows.code.push_back(in.number(code));
+            rows.phase.push_back(in.number(phase));
+            rows.range1.push_back(in.number(range1));
+            rows.range2.push_back(in.number(range2));
+            rows.used.push_back(in.text(used) == "1");
+            rows.slip.push_back(!in.text(slip).empty());
+        }
+    }
+    if (satellites.empty()) throw InputError(files.front() + ": has no rows in the span asked for");
+    return satellites;
+}
+
+}  // namespace
+
+void plot_errors(const PlotOptions& o) {
+    ErrorFigure figure;
+    figure.options = {o.out, o.title, 0};
+    figure.reference = base_name(o.truth);
+    figure.log = o.log;
+    figure.limit = o.limit;
+    std::stringstream kinds(o.layout);
+    for (std::string kind; std::getline(kinds, kind, ',');) {
+        if (kind != "components" && kind != "solutions" && kind != "total")
+            throw InputError("--layout " + o.layout +
+                             ": of components, solutions, total one or more are expected, with commas");
+        figure.layout.push_back(kind);
+    }
+    if (figure.layout.empty()) figure.layout = {"components"};
+    std::unique_ptr<Truth> truth;
+    long day = 0;
+    for (const std::string& text : o.in) {
+        const Source source = parse_source(text);
+        const std::vector<TimedPosition> rows = read_positions(source, day);
+        if (truth == nullptr) {
+            day = first_day(rows);
+            GTime first = rows.front().time;
+            first.time.mjd = day;
+            first.time.sod = 0.0;
+            truth = std::make_unique<Truth>(Truth::load(o.truth, first));
+            figure.at_rest = truth->at_rest();
+            figure.options.day_mjd = day;
+        }
+        SolutionErrors s{source.label, {}, {}};
+        for (const TimedPosition& row : rows) {
+            double seconds = 0;
+            PositionError error{};
+            if (!seconds_in_span(o, row.time, day, seconds) || !truth->error_at(row.time, row.position.data(), error))
+                continue;
+            s.seconds.push_back(seconds);
+            for (std::size_t k = 0; k < 3; ++k) s.component[k].push_back(error.component[k]);
+        }
+        if (s.seconds.empty()) {
+            throw InputError(source.file + ": no position lies within the times of " + o.truth +
+                             (o.from > -1e17 || o.to < 1e17 ? " and of the span asked for" : ""));
+        }
+        figure.solutions.push_back(std::move(s));
+    }
+    draw_errors(figure);
+}
+
+void plot_residuals(const PlotOptions& o) {
+    if (o.in.size() == 1) {
+        CsvReader in(o.in[0]);
+        if (in.has("along_m") && in.has("radial_m") && in.has("cross_m")) {
+            const int columns[3] = {in.find("radial_m"), in.find("along_m"), in.find("cross_m")};
+            const int epoch = in.require("epoch_gpst", "the file of leopod fit --residuals is expected");
+            FitResidualFigure figure;
+            figure.options = {o.out, o.title, 0};
+            figure.source = "from " + base_name(o.in[0]);
+            figure.limit = o.limit;
+            while (in.next()) {
+                TimeYMD d{};
+                if (!scan_date(std::string(in.text(epoch)), d)) continue;
+                const GTime time = YMD2GTime(d, tsGPST);
+                if (figure.options.day_mjd == 0) figure.options.day_mjd = gtimeAddSec(time, 1.0).time.mjd;
+                double seconds = 0;
+                if (!seconds_in_span(o, time, figure.options.day_mjd, seconds)) continue;
+                figure.seconds.push_back(seconds);
+                for (std::size_t k = 0; k < 3; ++k) figure.radial_along_cross[k].push_back(in.number(columns[k]));
+            }
+            if (figure.seconds.empty()) throw InputError(o.in[0] + ": has no rows in the span asked for");
+            draw_fit_residuals(figure);
+            return;
+        }
+        in.require("satellite", "residuals are in the files of leopod run --satellites-out and leopod fit --residuals");
+    }
+    ResidualFigure figure;
+    figure.options = {o.out, o.title, 0};
+    figure.source = base_names(o.in);
+    figure.point = o.quantity == "point";
+    figure.elevation_note = o.frame == "antenna" ? "Elevation: above the plane of the antenna."
+                                                 : "Elevation: above the local horizon at the receiver.";
+    figure.limit_code = o.limit;
+    figure.limit_phase = o.limit_phase;
+    figure.satellites = read_satellites(o, o.in, figure.options.day_mjd);
+    draw_residuals(figure);
+}
+
+void plot_satellites(const PlotOptions& o) {
+    SatelliteFigure figure;
+    figure.options = {o.out, o.title, 0};
+    figure.source = base_names(o.in);
+    std::vector<std::string> tables;
+    for (const std::string& file : o.in) {
+        CsvReader in(file);
+        if (in.has("satellite")) {
+            tables.push_back(file);
+            continue;
+        }
+        const char* hint = "the files of leopod run --out and --satellites-out are expected";
+        const int mjd = in.require("mjd_gpst", hint);
+        const int sod = in.require("sod_gpst", hint);
+        const int count = in.require("satellites", hint);
+        const int dilution = in.require("gdop", hint);
+        while (in.next()) {
+            double seconds = 0;
+            if (!row_seconds(o, in, mjd, sod, figure.options.day_mjd, seconds)) continue;
+            figure.seconds.push_back(seconds);
+            figure.count.push_back(in.number(count));
+            figure.dilution.push_back(in.number(dilution));
+        }
+        if (figure.seconds.empty()) throw InputError(file + ": has no rows in the span asked for");
+    }
+    if (!tables.empty()) figure.tracking = read_satellites(o, tables, figure.options.day_mjd);
+    draw_satellites(figure);
+}
+
+void plot_sky(const PlotOptions& o) {
+    long day = 0;
+    const std::map<std::string, SatelliteRows> satellites = read_satellites(o, o.in, day);
+    std::vector<double> all;
+    for (const auto& [name, rows] : satellites) all.insert(all.end(), rows.seconds.begin(), rows.seconds.end());
+    const double gap = 2.5 * usual_step(all);
+    const auto [first, last] = std::minmax_element(all.begin(), all.end());
+    std::vector<Track> tracks;
+    for (const auto& [name, rows] : satellites) {
+        std::vector<double> seconds;
+        std::vector<Track::Place> places;
+        for (std::size_t i = 0; i < rows.seconds.size(); ++i) {
+            if (!std::isfinite(rows.azimuth[i]) || !std::isfinite(rows.elevation[i])) continue;
+            seconds.push_back(rows.seconds[i]);
+            places.push_back({rows.azimuth[i], rows.elevation[i]});
+        }
+        if (!places.empty()) tracks.push_back({name, colour(satellite_colour(name)), cut(seconds, places, gap)});
+    }
+    if (tracks.empty()) throw InputError(o.in.front() + ": no epoch was solved, so there are no directions");
+    const bool antenna = o.frame == "antenna";
+    draw_sky(
+        {o.title.empty() ? "Sky plot" : o.title, span_text(*first, *last, day) + "; from " + base_names(o.in),
+         antenna ? "Azimuth from the antenna's y axis towards x, elevation above its plane. Dots: ends of the passes."
+                 : "Azimuth from north, elevation above the local horizon at the receiver. Dots: ends of the passes."},
+        tracks, !antenna, o.out);
+}
+
+void plot_track(const PlotOptions& o) {
+    std::vector<Track> tracks;
+    std::vector<std::string> files;
+    long day = 0;
+    double first = std::numeric_limits<double>::infinity();
+    double last = -first;
+    for (const std::string& text : o.in) {
+        const Source source = parse_source(text);
+        const std::vector<TimedPosition> rows = read_positions(source, day);
+        if (day == 0) day = first_day(rows);
+        std::vector<double> times;
+        std::vector<Track::Place> places;
+        for (const TimedPosition& row : rows) {
+            double seconds = 0;
+            if (!seconds_in_span(o, row.time, day, seconds)) continue;
+            double position[3] = {row.position[0], row.position[1], row.position[2]};
+            double blh[3];
+            ecef2blh(position, blh, 6378137.0, 0.0033528106647474805);
+            times.push_back(seconds);
+            places.push_back({blh[1] * kDegree, blh[0] * kDegree});
+            first = std::min(first, seconds);
+            last = std::max(last, seconds);
+        }
+        if (places.empty()) throw InputError(source.file + ": has no positions in the span asked for");
+        files.push_back(source.file);
+        tracks.push_back({source.label, colour(tracks.size()), cut(times, places, 5.0 * usual_step(times))});
+    }
+    draw_map({o.title.empty() ? "Ground track" : o.title, span_text(first, last, day) + "; from " + base_names(files),
+              "Geodetic latitude and longitude (WGS 84). Open circle: start; full circle: end."},
+             tracks, o.out);
+}
+
+void add_plot(Command app, Action& action) {
+    Command plot = app.add_subcommand("plot", "Pictures (SVG, PNG) of the CSV files that the other commands write");
+    plot.require_subcommand();
+    const auto kind = [&](const char* name, const char* description, const char* in, void (*draw)(const PlotOptions&)) {
+        auto o = std::make_shared<PlotOptions>();
+        Command command = plot.add_subcommand(name, description);
+        command.add_option("--in", o->in, in).required();
+        command.add_option("--out", o->out, "the picture: .svg, or .png (drawn by gnuplot)").required();
+        command.add_option("--title", o->title, "its title");
+        command.add_option("--from", o->from, "first second, counted from the first day");
+        command.add_option("--to", o->to, "last second, counted from the first day");
+        command.callback([o, draw, &action] {
+            action = [o, draw] {
+                check_picture_name("--out", o->out);
+                {
+                    const Progress progress("drawing " + o->out);
+                    draw(*o);
+                }
+                std::printf("plot: %s\n", o->out.c_str());
+                return 0;
+            };
+        });
+        return std::pair{command, o};
+    };
+    const auto frame = [](Command command, const std::shared_ptr<PlotOptions>& o) {
+        command.add_option("--frame", o->frame, "azimuth and elevation: horizon (local, from north) or antenna")
+            .one_of({"horizon", "antenna"})
+            .capture_default_str();
+    };
+    const auto limit = [](Command command, const char* name, double& value, const char* text) {
+        command.add_option(name, value, text).positive();
+    };
+    const char* solutions =
+        "CSV or SP3 file of positions; FILE:point or FILE:filter chooses of a file of run, =LABEL behind it names "
+        "it; may be repeated";
+    const char* satellites = "CSV of run --satellites-out; may be repeated";
+    {
+        const auto [command, o] =
+            kind("errors", "Errors of one or more solutions against a truth", solutions, plot_errors);
+        command.add_option("--truth", o->truth, "CSV of reference positions, as in run").required();
+        command
+            .add_option("--layout", o->layout,
+                        "panels from above, with commas: components (radial, along, cross), solutions, total (3D)")
+            .capture_default_str();
+        command.add_flag("--log", o->log, "logarithmic axes");
+        limit(command, "--limit", o->limit, "end of the error axes in metres; without it that of the data");
+    }
+    {
+        const auto [command, o] =
+            kind("residuals", "Residuals over time and elevation",
+                 "CSV of run --satellites-out (may be repeated), or of fit --residuals", plot_residuals);
+        command.add_option("--of", o->quantity, "filter, or point: the ranges of the point position")
+            .one_of({"filter", "point"})
+            .capture_default_str();
+        frame(command, o);
+        limit(command, "--limit", o->limit, "end of the axes of codes and of a fit in metres");
+        limit(command, "--limit-phase", o->limit_phase, "end of the axis of phases in metres");
+    }
+    kind("satellites", "Number of satellites and dilution over time; tracking by satellite",
+         "CSV of run --out, of run --satellites-out, or both", plot_satellites);
+    {
+        const auto [command, o] = kind("sky", "Tracks of the satellites over the sky", satellites, plot_sky);
+        frame(command, o);
+    }
+    kind("track", "Ground track on a map", solutions, plot_track);
+}
+
+}  // namespace host

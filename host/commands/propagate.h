@@ -1,0 +1,28 @@
+/// \file propagate.h
+/// `leopod propagate`: a state in, a trajectory out.
+#ifndef LEOPOD_HOST_PROPAGATE_H
+#define LEOPOD_HOST_PROPAGATE_H
+
+#include <string>
+#include <vector>
+
+#include "stores/dynamics.h"
+
+namespace host {
+
+struct PropagateOptions {
+    DynamicsOptions dynamics;
+    std::string epoch, time_scale = "gpst", frame = "ecef";
+    std::vector<double> state;  ///< position [m], velocity [m/s]
+    double duration = 86400.0;  ///< [s]
+    std::string out, sp3_out, rows_out;
+    double rows_interval = 0.02;  ///< of the rows of rows_out [s]
+    std::string truth;
+};
+
+/// Propagates and returns the exit status 0. Throws InputError.
+int propagate(const PropagateOptions& options);
+
+}  // namespace host
+
+#endif

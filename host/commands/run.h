@@ -1,0 +1,23 @@
+/// \file run.h
+/// `leopod run`: observation files in, an orbit out, epoch by epoch.
+#ifndef LEOPOD_HOST_RUN_H
+#define LEOPOD_HOST_RUN_H
+
+#include <string>
+
+#include "stores/inputs.h"
+
+namespace host {
+
+struct RunOptions {
+    InputOptions inputs;
+    std::string truth, out, satellites_out, sp3_out, plot;
+    std::string log_level = "critical";
+};
+
+/// Runs and returns the exit status: 0 with at least one epoch solved, 1 with none. Throws InputError.
+int run(const RunOptions& options);
+
+}  // namespace host
+
+#endif

@@ -1,0 +1,233 @@
+#include "commands/tide.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstdio>
+#include <memory>
+
+#include "commands/command.h"
+#include "common_function.h"
+#include "iers_function.h"
+#include "inputs/blq.h"
+#include "shared/console.h"
+#include "shared/error.h"
+#include "shared/files.h"
+#include "stores/dynamics.h"
+
+namespace host {
+
+namespace {
+
+constexpr double kDegree = M_PI / 180.0;
+
+/// A site on the GRS80/WGS84 ellipsoid.
+struct Site {
+    double xyz[3];  ///< [m]
+    double blh[3];  ///< [rad, rad, m]
+};
+
+/// A displacement in both frames [m].
+struct Displacement {
+    Vector3 xyz{}, neu{};
+};
+
+enum Source { SOLID, OCEAN, TOTAL, SOURCES };
+
+struct TidePoint {
+    GTime gpst;
+    Displacement displacement[SOURCES];
+};
+
+Site site_of(const TideOptions& o) {
+    constexpr double kSemiMajor = 6378137.0;
+    constexpr double kFlattening = 0.0033528106647474805;
+    if (o.blh.empty() == o.xyz.empty()) throw InputError("the site is expected either by --blh or by --xyz");
+    Site site{};
+    if (o.xyz.empty()) {
+        // Written so that not-a-number fails too.
+        if (o.blh.size() != 3 || !(std::fabs(o.blh[0]) <= 90.0) || !(std::fabs(o.blh[1]) <= 360.0))
+            throw InputError("--blh: latitude (-90 to 90) and longitude in degrees and a height in m are expected");
+        const double blh[3] = {o.blh[0] * kDegree, o.blh[1] * kDegree, o.blh[2]};
+        std::copy_n(blh, 3, site.blh);
+        blh2ecef(site.blh, site.xyz, kSemiMajor, kFlattening);
+    } else {
+        if (o.xyz.size() != 3) throw InputError("--xyz: three numbers in m are expected");
+        std::copy_n(o.xyz.data(), 3, site.xyz);
+    }
+    const double radius = std::hypot(site.xyz[0], site.xyz[1], site.xyz[2]);
+    if (!(radius > 6.34e6 && radius < 6.4e6))
+        throw InputError("the site is " + std::to_string(radius / 1000.0) +
+                         " km from the earth's centre: one on the surface is expected");
+    if (!o.xyz.empty()) ecef2blh(site.xyz, site.blh, kSemiMajor, kFlattening);
+    return site;
+}
+
+Displacement from_xyz(const Site& site, const Vector3& xyz) {
+    Site s = site;
+    double dxyz[3] = {xyz[0], xyz[1], xyz[2]};
+    double enu[3];
+    xyz2enu(s.blh, dxyz, enu);
+    return {xyz, {enu[1], enu[0], enu[2]}};
+}
+
+/// Geocentric position of a body in the frame of a rotation matrix [m].
+Vector3 earth_fixed(PLANET_JPL body, const GTime& utc, const double* rotation, const std::string& planets) {
+    const double tt_jd = gtime2mjd(gtimeChangeTimeSystem(utc, tsTT)) + 2400000.5;
+    double pv[6];
+    if (!compute_planet_pos_vel(tt_jd, EARTH, body, pv))
+        throw InputError("planets: " + planets + ": no Sun and Moon for " + time_text(utc) + " UTC");
+    Vector3 position{};
+    for (std::size_t i = 0; i < 3; ++i) {
+        for (std::size_t k = 0; k < 3; ++k) position[i] += rotation[3 * i + k] * pv[k] * 1000.0;
+    }
+    return position;
+}
+
+Displacement solid_tide(const Site& site, const GTime& utc, const std::string& planets) {
+    const double mjd = gtime2mjd(utc);
+    const double leap = getLeapSecond(mjd);
+    double rotation[9];
+    double rate[9];
+    compute_eci2ecf_matrix(mjd, leap, rotation, rate);
+    Vector3 sun = earth_fixed(SUN, utc, rotation, planets);
+    Vector3 moon = earth_fixed(MOON, utc, rotation, planets);
+    const TimeYMD date = GTime2YMD(GTime{{utc.time.mjd, 0.0}, tsUTC});
+    Site s = site;
+    Vector3 xyz{};
+    DEHANTTIDEINEL(s.xyz, date.year, date.month, date.day, utc.time.sod / 3600.0, leap, sun.data(), moon.data(),
+                   xyz.data());
+    return from_xyz(site, xyz);
+}
+
+/// The library's loading takes whole seconds: the nearest one.
+Displacement ocean_tide(const Site& site, OceanLoading& loading, const GTime& utc) {
+    const GTime whole = gtimeAddSec(GTime{{utc.time.mjd, 0.0}, tsUTC}, std::round(utc.time.sod));
+    const long second = std::lround(whole.time.sod);
+    const long hour = second / 3600, minute = second / 60 % 60;
+    const TimeYMD date = GTime2YMD(GTime{{whole.time.mjd, 0.0}, tsUTC});
+    double local[3];  // radial, south, west
+    HARDISP(loading.table, date.year, MDAY(date.year, date.month) + date.day, static_cast<double>(hour),
+            static_cast<double>(minute), static_cast<double>(second % 60), local);
+    Site s = site;
+    double enu[3] = {-local[2], -local[1], local[0]};
+    double xyz[3];
+    enu2xyz(s.blh, enu, xyz);
+    return {{xyz[0], xyz[1], xyz[2]}, {enu[1], enu[0], enu[2]}};
+}
+
+void write_points(const std::string& file, const std::vector<TidePoint>& points, bool with_ocean) {
+    OutputFile out(file);
+    std::fprintf(out, "epoch_gpst,mjd_gpst,sod_gpst");
+    for (const char* source : {"solid", "ocean", "total"}) {
+        for (const char* axis : {"x_ecef", "y_ecef", "z_ecef", "north", "east", "up"})
+            std::fprintf(out, ",%s_%s_m", source, axis);
+    }
+    std::fprintf(out, "\n");
+    for (const TidePoint& p : points) {
+        std::fprintf(out, "%s,%ld,%.9f", time_text(p.gpst).c_str(), p.gpst.time.mjd, p.gpst.time.sod);
+        for (int source = 0; source < SOURCES; ++source) {
+            const bool given = source != OCEAN || with_ocean;
+            for (const Vector3& values : {p.displacement[source].xyz, p.displacement[source].neu}) {
+                for (double v : values) given ? std::fprintf(out, ",%.7f", v) : std::fprintf(out, ",");
+            }
+        }
+        std::fprintf(out, "\n");
+    }
+    out.close();
+}
+
+/// Smallest and largest value of each component with their times; of one epoch its values.
+void print_extremes(const std::vector<TidePoint>& points, bool with_ocean) {
+    const char* sources[SOURCES] = {"solid tide", "ocean loading", "total"};
+    const char* axes[3] = {"north", "east", "up"};
+    const bool series = points.size() > 1;
+    std::printf(series ? "smallest and largest displacement, GPST:\n" : "displacement:\n");
+    for (int source = 0; source < SOURCES; ++source) {
+        if (source != SOLID && !with_ocean) continue;
+        for (std::size_t k = 0; k < 3; ++k) {
+            const auto value = [&](const TidePoint& p) { return p.displacement[source].neu[k]; };
+            const auto less = [&](const TidePoint& a, const TidePoint& b) { return value(a) < value(b); };
+            const auto [low, high] = std::minmax_element(points.begin(), points.end(), less);
+            std::printf("  %-14s %-5s  %+.4f m", k == 0 ? sources[source] : "", axes[k], value(*low));
+            if (series)
+                std::printf(" at %s, %+.4f m at %s", time_text(low->gpst, 0).c_str(), value(*high),
+                            time_text(high->gpst, 0).c_str());
+            std::printf("\n");
+        }
+    }
+}
+
+}  // namespace
+
+int tide(const TideOptions& o) {
+    const Console console(o.log_level);
+    const Site site = site_of(o);
+    if (!(o.duration >= 0.0) || o.duration > 400.0 * 86400.0)
+        throw InputError("--duration: between 0 and 400 days in seconds is expected");
+    if (!(o.interval > 0.0) || o.duration / o.interval > 1e6)
+        throw InputError("--interval: a positive number of seconds with at most a million epochs is expected");
+    if (o.blq.empty() && !o.site.empty()) throw InputError("--site names a site of an ocean loading file (--blq)");
+    const GTime start = gtimeChangeTimeSystem(parse_epoch(o.epoch, time_system(o.time_scale)), tsGPST);
+    const bool with_ocean = !o.blq.empty();
+    OceanLoading loading{};
+    if (with_ocean) loading = read_ocean_loading(o.blq, o.site);
+    Environment environment;
+    const double mjd = gtime2mjd(start);
+    load_earth_orientation(o.eop, o.eop_format, environment);
+    load_planets(o.jpl, mjd, mjd + o.duration / 86400.0, environment);
+    tabulate_analytic_planets(mjd, mjd + o.duration / 86400.0, environment);
+
+    std::vector<TidePoint> points;
+    const long count = static_cast<long>(std::floor(o.duration / o.interval + 1e-9)) + 1;
+    auto progress = std::make_unique<Progress>("computing tides", static_cast<double>(count));
+    for (long i = 0; i < count; ++i) {
+        TidePoint p{};
+        p.gpst = gtimeAddSec(start, static_cast<double>(i) * o.interval);
+        const GTime utc = gtimeChangeTimeSystem(p.gpst, tsUTC);
+        p.displacement[SOLID] = solid_tide(site, utc, environment.planet_source);
+        if (with_ocean) p.displacement[OCEAN] = ocean_tide(site, loading, utc);
+        for (std::size_t k = 0; k < 3; ++k) {
+            p.displacement[TOTAL].xyz[k] = p.displacement[SOLID].xyz[k] + p.displacement[OCEAN].xyz[k];
+            p.displacement[TOTAL].neu[k] = p.displacement[SOLID].neu[k] + p.displacement[OCEAN].neu[k];
+        }
+        points.push_back(p);
+        progress->done(static_cast<double>(i + 1));
+    }
+    progress.reset();
+
+    std::printf("leopod tide: %s to %s GPST, %zu epochs\n", time_text(points.front().gpst).c_str(),
+                time_text(points.back().gpst).c_str(), points.size());
+    std::printf("site: %.4f %.4f %.4f m, earth-fixed; latitude %.6f, longitude %.6f degrees, height %.3f m\n",
+                site.xyz[0], site.xyz[1], site.xyz[2], site.blh[0] / kDegree, site.blh[1] / kDegree, site.blh[2]);
+    std::printf("earth orientation: %s\nplanets: %s\n", environment.eop_source.c_str(),
+                environment.planet_source.c_str());
+    std::printf("ocean loading: %s\n",
+                with_ocean ? ("file " + o.blq + ", site " + loading.site).c_str() : "none, no file is given");
+    print_extremes(points, with_ocean);
+    if (!o.out.empty()) {
+        write_points(o.out, points, with_ocean);
+        std::printf("displacements written: %s\n", o.out.c_str());
+    }
+    return 0;
+}
+
+void add_tide(Command app, Action& action) {
+    auto o = std::make_shared<TideOptions>();
+    Command command = app.add_subcommand("tide", "Displacement of a site by the solid-Earth tide and ocean loading");
+    command.add_option("--blh", o->blh, "site: latitude and longitude in degrees, ellipsoidal height in m").expected(3);
+    command.add_option("--xyz", o->xyz, "site: earth-fixed position in m").expected(3);
+    command.add_option("--epoch", o->epoch, "first epoch, such as 2021-01-18T00:00:00").required();
+    command.add_option("--time-scale", o->time_scale, "its time scale: gpst, utc, tai or tt").capture_default_str();
+    command.add_option("--duration", o->duration, "length of a series in seconds").capture_default_str();
+    command.add_option("--interval", o->interval, "its spacing in seconds").capture_default_str();
+    command.add_option("--blq", o->blq, "ocean loading file (BLQ); without it the solid tide alone");
+    command.add_option("--site", o->site, "name of the site in it; not needed where the file has one site");
+    command.add_option("--eop", o->eop, "earth orientation file");
+    command.add_option("--eop-format", o->eop_format, "its format: c04, rapid or keyword").capture_default_str();
+    command.add_option("--jpl", o->jpl, "JPL ephemeris, ASCII header and records in one file");
+    command.add_option("--out", o->out, "CSV of the displacements");
+    command.add_option("--log-level", o->log_level, "library messages from this level on").capture_default_str();
+    command.callback([o, &action] { action = [o] { return tide(*o); }; });
+}
+
+}  // namespace host

@@ -1,0 +1,59 @@
+/// \file truth.h
+/// Reference positions from a CSV file, and statistics of a solution's errors against them.
+#ifndef LEOPOD_HOST_TRUTH_H
+#define LEOPOD_HOST_TRUTH_H
+
+#include <array>
+#include <string>
+#include <vector>
+
+#include "gtime.h"
+#include "inputs/positions.h"
+
+namespace host {
+
+/// An error against the reference: radial, along-track, cross-track, or east, north, up for a site at rest [m].
+struct PositionError {
+    double seconds;  ///< since the first epoch
+    Vector3 component;
+    double total() const;
+};
+
+/// Reference positions, earth-fixed, in GPST.
+class Truth {
+  public:
+    /// A CSV of reference positions; seconds of day without a date count from the day of `first`. One row, or rows within a kilometre: a
+    /// site at rest. Throws InputError.
+    static Truth load(const std::string& file, const GTime& first);
+
+    /// Position and velocity at a time, by interpolation of neighbouring rows. False outside the rows or in a gap.
+    bool state_at(const GTime& time, Vector3& position, Vector3& velocity) const;
+    /// Error of an earth-fixed position at a time. False where there is no reference.
+    bool error_at(const GTime& time, const double* position, PositionError& error) const;
+    bool at_rest() const { return at_rest_; }
+    std::size_t size() const { return seconds_.size(); }
+
+  private:
+    GTime origin_{};
+    std::vector<double> seconds_;  ///< since origin_
+    std::array<std::vector<double>, 3> position_;
+    bool at_rest_ = false;
+};
+
+/// Statistics of errors: of the 3D length, and of each component.
+struct ErrorStatistics {
+    std::size_t count = 0;
+    double median = 0, rms = 0, p95 = 0, largest = 0;
+    Vector3 mean{}, deviation{};
+};
+ErrorStatistics statistics(const std::vector<PositionError>& errors, std::size_t skip = 0);
+
+/// Prints two lines of statistics under a name, which takes `width` columns.
+void print_statistics(const char* name, int width, const ErrorStatistics& s, bool at_rest);
+
+/// A percentile (0 to 100) of values, linear between ranks. 0 without values.
+double percentile(std::vector<double> values, double percent);
+
+}  // namespace host
+
+#endif

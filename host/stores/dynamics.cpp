@@ -1,0 +1,215 @@
+#include "stores/dynamics.h"
+
+#include <unistd.h>
+
+#include <algorithm>
+#include <cmath>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+
+#include "earth_gravity.h"
+#include "mathlib.h"
+#include "outputs/sp3.h"
+#include "shared/console.h"
+#include "shared/error.h"
+#include "shared/files.h"
+
+namespace host {
+
+namespace {
+
+/// The reader of coefficients also writes a listing under testdata/ of the working directory; it runs in a scratch directory so that
+/// nothing is left behind.
+void load_gravity(const std::string& file) {
+    std::ifstream in = open_input(file, "gravity coefficient file");
+    std::string line;
+    int n = 0;
+    int m = 0;
+    double c = 0;
+    bool found = false;
+    for (int i = 0; i < 100 && !found && std::getline(in, line); ++i)
+        found = std::sscanf(line.c_str(), "%d %d %lf", &n, &m, &c) == 3;
+    if (!found) throw InputError(file + ": is not a gravity coefficient file (degree, order, C, S)");
+    const std::string absolute = std::filesystem::absolute(file).string();
+    const std::filesystem::path here = std::filesystem::current_path();
+    std::string pattern = (std::filesystem::temp_directory_path() / "leopod_XXXXXX").string();
+    const char* scratch = mkdtemp(pattern.data());
+    std::error_code ignored;
+    if (scratch != nullptr) {
+        std::filesystem::create_directory(std::filesystem::path(scratch) / "testdata", ignored);
+        std::filesystem::current_path(scratch, ignored);
+    }
+    const bool ok = load_earth_coef_EGM(writable(absolute));
+    std::filesystem::current_path(here, ignored);
+    if (scratch != nullptr) std::filesystem::remove_all(scratch, ignored);
+    if (!ok) throw InputError(file + ": this gravity coefficient file could not be read");
+}
+
+void check_dynamics_file(const std::string& file) {
+    std::ifstream in = open_input(file, "dynamics configuration file");
+    std::string line;
+    while (std::getline(in, line)) {
+        if (line.find("+Force_Models") != std::string::npos) return;
+    }
+    throw InputError(file + ": is not a dynamics configuration file (no +Force_Models section)");
+}
+
+}  // namespace
+
+void prepare_dynamics(const DynamicsOptions& options, double mjd_first, double mjd_last, Dynamics& dynamics) {
+    if (options.dynamics.empty()) throw InputError("no dynamics configuration file is given (--dynamics)");
+    check_dynamics_file(options.dynamics);
+    initialize_global_earth_gravity();
+    dynamics.gravity_source = "built-in field of degree 30";
+    if (!options.gravity.empty()) {
+        load_gravity(options.gravity);
+        dynamics.gravity_source = "file " + options.gravity;
+    }
+    load_earth_orientation(options.eop, options.eop_format, dynamics.environment);
+    load_planets(options.jpl, mjd_first, mjd_last, dynamics.environment);
+    tabulate_analytic_planets(mjd_first, mjd_last, dynamics.environment);
+    ORBIT_DYN_CONFIG& config = *dynamics.config;
+    readfile_orbitdynamics_config(writable(options.dynamics), &config);
+    if (!(config.output_interval > 0.0) || !(config.step_size > 0.0)) {
+        throw InputError(options.dynamics + ": Integration_Step_Size and Integration_Output_Interval must be positive");
+    }
+    if (config.norder_gravity > 30 && options.gravity.empty()) {
+        throw InputError(options.dynamics + ": a field above degree 30 needs a coefficient file (--gravity)");
+    }
+}
+
+TIMESYS time_system(const std::string& name) {
+    if (name == "gpst") return tsGPST;
+    if (name == "utc") return tsUTC;
+    if (name == "tai") return tsTAI;
+    if (name == "tt") return tsTT;
+    throw InputError("time scale " + name + ": one of gpst, utc, tai, tt is expected");
+}
+
+GTime parse_epoch(const std::string& text, TIMESYS system) { return parse_date("--epoch", text, system, 1973, 2099); }
+
+bool is_inertial(const std::string& frame) {
+    if (frame == "eci") return true;
+    if (frame == "ecef") return false;
+    throw InputError("frame " + frame + ": ecef or eci is expected");
+}
+
+std::vector<TrajectoryPoint> integrate(Dynamics& dynamics, const GTime& start, const double* pos_eci,
+                                       const double* vel_eci, double duration) {
+    ORBIT_DYN_CONFIG& config = *dynamics.config;
+    STATE_SPACECRAFT& state = *dynamics.state;
+    const int status = config.status_derivative;
+    const int nstate = config.nstate;
+    config.status_derivative = 0;  // the motion alone
+    config.nstate = 6;
+    g_orbitdyn_config = &config;
+    g_satellite_state = &state;
+    state.utc_start = start;
+    state.sec_since_start = 0.0;
+    std::copy_n(pos_eci, 3, state.pos_eci);
+    std::copy_n(vel_eci, 3, state.vel_eci);
+    const double interval = config.output_interval;
+    const long count = static_cast<long>(std::floor(duration / interval + 1e-9)) + 1;
+    std::vector<TrajectoryPoint> points;
+    double y[6];
+    double step = config.step_size;
+    convert_struct2ystate(6, &config, &state, y);
+    Progress progress("integrating", static_cast<double>(count));
+    for (long i = 0; i < count; ++i) {
+        progress.done(static_cast<double>(i));
+        const double t = static_cast<double>(i) * interval;
+        if (i > 0) IntegrateTo(orbit_derivative, 6, t - interval, y, &step, t, nullptr);  // fixed step
+        convert_ystate2struct(6, y, &config, &state);
+        state.sec_since_start = t;
+        compute_acc_all(&config, &state);
+        TrajectoryPoint point{};
+        point.utc = gtimeAddSec(start, t);
+        std::copy_n(state.pos_eci, 3, point.pos_eci);
+        std::copy_n(state.vel_eci, 3, point.vel_eci);
+        std::copy_n(state.acc_eci, 3, point.acc_eci);
+        const double mjd = gtime2mjd(point.utc);
+        eci2ecf(mjd, getLeapSecond(mjd), point.pos_eci, point.vel_eci, point.pos_ecf, point.vel_ecf);
+        points.push_back(point);
+    }
+    config.status_derivative = status;
+    config.nstate = nstate;
+    return points;
+}
+
+void write_trajectory(const std::string& file, const std::vector<TrajectoryPoint>& points) {
+    OutputFile out(file);
+    std::fprintf(out,
+                 "epoch_gpst,mjd_gpst,sod_gpst,x_ecef_m,y_ecef_m,z_ecef_m,vx_ecef_mps,vy_ecef_mps,vz_ecef_mps,"
+                 "x_gcrs_m,y_gcrs_m,z_gcrs_m,vx_gcrs_mps,vy_gcrs_mps,vz_gcrs_mps\n");
+    for (const TrajectoryPoint& p : points) {
+        const GTime gpst = gtimeChangeTimeSystem(p.utc, tsGPST);
+        std::fprintf(out, "%s,%ld,%.9f", time_text(gpst, 6).c_str(), gpst.time.mjd, gpst.time.sod);
+        for (double v : p.pos_ecf) std::fprintf(out, ",%.5f", v);
+        for (double v : p.vel_ecf) std::fprintf(out, ",%.8f", v);
+        for (double v : p.pos_eci) std::fprintf(out, ",%.5f", v);
+        for (double v : p.vel_eci) std::fprintf(out, ",%.8f", v);
+        std::fprintf(out, "\n");
+    }
+    out.close();
+}
+
+void write_trajectory_sp3(const std::string& file, const std::vector<TrajectoryPoint>& points, double interval) {
+    std::vector<Sp3Point> rows;
+    rows.reserve(points.size());
+    for (const TrajectoryPoint& p : points) {
+        rows.push_back({gtimeChangeTimeSystem(p.utc, tsGPST), {p.pos_ecf[0], p.pos_ecf[1], p.pos_ecf[2]}});
+    }
+    write_sp3(file, rows, interval);
+}
+
+bool interpolate_ecf(const std::vector<TrajectoryPoint>& points, const GTime& utc, double* position) {
+    constexpr std::size_t kWindow = 12;
+    const std::size_t n = points.size();
+    if (n < kWindow) return false;
+    const double t = gtimeSubSec(utc, points.front().utc);
+    const double interval = gtimeSubSec(points[1].utc, points.front().utc);
+    if (t < -1e-6 || t > interval * static_cast<double>(n - 1) + 1e-6) return false;
+    const std::size_t below = static_cast<std::size_t>(std::max(0.0, t / interval));
+    const std::size_t first = std::min(below > kWindow / 2 ? below - kWindow / 2 : 0, n - kWindow);
+    double x[kWindow];
+    double y[kWindow];
+    for (std::size_t k = 0; k < 3; ++k) {
+        for (std::size_t i = 0; i < kWindow; ++i) {
+            x[i] = interval * static_cast<double>(first + i) - t;
+            y[i] = points[first + i].pos_ecf[k];
+        }
+        position[k] = interpolation_Lagrange(x, y, static_cast<int>(kWindow), 0.0);
+    }
+    return true;
+}
+
+void print_dynamics(const Dynamics& dynamics) {
+    const ORBIT_DYN_CONFIG& config = *dynamics.config;
+    static const char* names[] = {"",         "earth gravity",   "third bodies",    "relativity", "",
+                                  "",         "solar radiation", "earth radiation", "drag",       "ECOM",
+                                  "empirical"};
+    std::printf("forces:");
+    for (int i = 0; i < config.num_force_models; ++i) {
+        const int fm = config.force_model_used[i];
+        std::printf("%s %s", i != 0 ? "," : "", fm > 0 && fm <= FM_EMP ? names[fm] : "unknown");
+        if (fm == FM_EarthGravity)
+            std::printf(" (degree %d, %s)", config.norder_gravity, dynamics.gravity_source.c_str());
+        if (fm == FM_ThirdBody) std::printf(" (%d)", config.num_planets);
+    }
+    std::printf("\nearth orientation: %s\nplanets: %s\n", dynamics.environment.eop_source.c_str(),
+                dynamics.environment.planet_source.c_str());
+    std::printf("integration: step %g s, output every %g s\n", config.step_size, config.output_interval);
+}
+
+void add_dynamics(Command command, DynamicsOptions& o) {
+    command.add_option("--dynamics", o.dynamics, "configuration file of the force models").required();
+    command.add_option("--gravity", o.gravity,
+                       "gravity coefficient file (degree, order, C, S); without it the built-in field of degree 30");
+    command.add_option("--eop", o.eop, "earth orientation file");
+    command.add_option("--eop-format", o.eop_format, "its format: c04, rapid or keyword").capture_default_str();
+    command.add_option("--jpl", o.jpl, "JPL ephemeris, ASCII header and records in one file");
+    command.add_option("--log-level", o.log_level, "library messages from this level on").capture_default_str();
+}
+
+}  // namespace host

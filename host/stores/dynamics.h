@@ -1,0 +1,67 @@
+/// \file dynamics.h
+/// Set-up that `leopod fit` and `leopod propagate` share: force models from files, frames, trajectories and their output.
+#ifndef LEOPOD_HOST_DYNAMICS_H
+#define LEOPOD_HOST_DYNAMICS_H
+
+#include <string>
+#include <vector>
+
+#include "commands/command.h"
+#include "inputs/positions.h"
+#include "orbit_dynamics.h"
+#include "stores/inputs.h"
+
+namespace host {
+
+struct DynamicsOptions {
+    std::string dynamics;  ///< configuration file of the force models
+    std::string gravity;   ///< coefficient file; empty: the built-in field of degree 30
+    std::string eop, eop_format = "c04", jpl;
+    std::string log_level = "critical";
+};
+
+/// Registers these options with a subcommand.
+void add_dynamics(Command command, DynamicsOptions& options);
+
+/// The library's dynamics records and stores, owned here.
+struct Dynamics {
+    Environment environment;
+    Owned<ORBIT_DYN_CONFIG> config = make_zeroed<ORBIT_DYN_CONFIG>();
+    Owned<STATE_SPACECRAFT> state = make_zeroed<STATE_SPACECRAFT>();
+    std::string gravity_source;
+};
+
+/// Loads all files for an arc between two dates (MJD) and reads the configuration. Throws InputError.
+void prepare_dynamics(const DynamicsOptions& options, double mjd_first, double mjd_last, Dynamics& dynamics);
+
+/// Time system of a name (gpst, utc, tai, tt). Throws InputError.
+TIMESYS time_system(const std::string& name);
+/// The epoch of option --epoch, a date from 1973 to 2099. Throws InputError.
+GTime parse_epoch(const std::string& text, TIMESYS system);
+/// True for "eci", false for "ecef". Throws InputError.
+bool is_inertial(const std::string& frame);
+
+/// Position and velocity in both frames at one epoch.
+struct TrajectoryPoint {
+    GTime utc;
+    double pos_eci[3], vel_eci[3], acc_eci[3];
+    double pos_ecf[3], vel_ecf[3];
+};
+
+/// Integrates the configuration's forces from a state at `start` over a duration, in steps of the configuration's output interval.
+std::vector<TrajectoryPoint> integrate(Dynamics& dynamics, const GTime& start, const double* pos_eci,
+                                       const double* vel_eci, double duration);
+
+/// CSV: GPST, both frames. Throws InputError when the file cannot be written.
+void write_trajectory(const std::string& file, const std::vector<TrajectoryPoint>& points);
+/// SP3-c with earth-fixed positions.
+void write_trajectory_sp3(const std::string& file, const std::vector<TrajectoryPoint>& points, double interval);
+
+/// Position and velocity of a time between two points of a trajectory, earth-fixed. False outside.
+bool interpolate_ecf(const std::vector<TrajectoryPoint>& points, const GTime& utc, double* position);
+
+void print_dynamics(const Dynamics& dynamics);
+
+}  // namespace host
+
+#endif
