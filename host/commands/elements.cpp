@@ -15,7 +15,9 @@
 #include "shared/console.h"
 #include "shared/error.h"
 #include "shared/files.h"
-#include "stores/inputs.h"
+#include "shared/times.h"
+#include "stores/loading.h"
+#include "stores/orientation.h"
 #include "tle.h"
 
 namespace host {

@@ -8,6 +8,7 @@
 #include <memory>
 
 #include "commands/command.h"
+#include "commands/options.h"
 #include "inputs/truth.h"
 #include "mathlib.h"
 #include "pictures/canvas.h"
@@ -15,6 +16,7 @@
 #include "shared/console.h"
 #include "shared/error.h"
 #include "shared/files.h"
+#include "shared/times.h"
 
 namespace host {
 

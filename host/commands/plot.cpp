@@ -16,6 +16,7 @@
 #include "pictures/figures.h"
 #include "shared/console.h"
 #include "shared/error.h"
+#include "shared/times.h"
 
 namespace host {
 

@@ -7,10 +7,13 @@
 #include <memory>
 
 #include "commands/command.h"
+#include "commands/options.h"
 #include "inputs/truth.h"
 #include "shared/console.h"
 #include "shared/error.h"
 #include "shared/files.h"
+#include "shared/times.h"
+#include "stores/environment.h"
 
 namespace host {
 

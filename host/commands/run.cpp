@@ -16,6 +16,8 @@
 #include "shared/console.h"
 #include "shared/error.h"
 #include "shared/files.h"
+#include "shared/times.h"
+#include "stores/guard.h"
 #include "stores/satellites.h"
 
 namespace host {

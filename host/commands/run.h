@@ -5,7 +5,7 @@
 
 #include <string>
 
-#include "stores/inputs.h"
+#include "stores/loading.h"
 
 namespace host {
 

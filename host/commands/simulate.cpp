@@ -12,7 +12,9 @@
 #include "shared/console.h"
 #include "shared/error.h"
 #include "shared/files.h"
-#include "stores/inputs.h"
+#include "shared/times.h"
+#include "stores/environment.h"
+#include "stores/loading.h"
 
 namespace host {
 

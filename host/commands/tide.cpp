@@ -12,7 +12,10 @@
 #include "shared/console.h"
 #include "shared/error.h"
 #include "shared/files.h"
+#include "shared/times.h"
 #include "stores/dynamics.h"
+#include "stores/orientation.h"
+#include "stores/planets.h"
 
 namespace host {
 

@@ -10,6 +10,7 @@
 
 #include "shared/error.h"
 #include "shared/files.h"
+#include "shared/times.h"
 
 namespace host {
 
@@ -104,22 +105,6 @@ bool is_sp3(const std::string& file) {
     return file.size() >= ending.size() &&
            std::equal(ending.begin(), ending.end(), file.end() - static_cast<std::ptrdiff_t>(ending.size()),
                       [](char a, char b) { return a == std::tolower(static_cast<unsigned char>(b)); });
-}
-
-bool scan_date(const std::string& text, TimeYMD& date) {
-    return std::sscanf(text.c_str(), "%d-%d-%d%*c%d:%d:%lf", &date.year, &date.month, &date.day, &date.hour,
-                       &date.minute, &date.second) == 6;
-}
-
-GTime parse_date(const std::string& option, const std::string& text, TIMESYS system, int first_year, int last_year) {
-    TimeYMD d{};
-    const bool valid = scan_date(text, d) && d.year >= first_year && d.year <= last_year && d.month >= 1 &&
-                       d.month <= 12 && d.day >= 1 && d.day <= 31 && d.hour >= 0 && d.hour <= 24 && d.minute >= 0 &&
-                       d.minute <= 59 && d.second >= 0.0 && d.second < 61.0;
-    if (!valid)
-        throw InputError(option + " " + text + ": a text such as 2021-01-18T00:00:00 from " +
-                         std::to_string(first_year) + " to " + std::to_string(last_year) + " is expected");
-    return YMD2GTime(d, system);
 }
 
 CsvColumns reference_columns() {

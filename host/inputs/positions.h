@@ -35,12 +35,6 @@ bool parse_number(const std::string& text, double& value);
 /// True for a name that ends in .sp3, in letters of any size.
 bool is_sp3(const std::string& file);
 
-/// Reads a text such as 2021-01-18T00:00:00, with any one character before the hour. False where it is none.
-bool scan_date(const std::string& text, TimeYMD& date);
-
-/// Reads a date of an option; throws InputError where it is none within the years.
-GTime parse_date(const std::string& option, const std::string& text, TIMESYS system, int first_year, int last_year);
-
 /// Fields of a line between commas, without blanks around them.
 std::vector<std::string> fields_of(const std::string& line);
 

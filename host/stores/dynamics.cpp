@@ -14,6 +14,9 @@
 #include "shared/console.h"
 #include "shared/error.h"
 #include "shared/files.h"
+#include "shared/times.h"
+#include "stores/orientation.h"
+#include "stores/planets.h"
 
 namespace host {
 
@@ -200,16 +203,6 @@ void print_dynamics(const Dynamics& dynamics) {
     std::printf("\nearth orientation: %s\nplanets: %s\n", dynamics.environment.eop_source.c_str(),
                 dynamics.environment.planet_source.c_str());
     std::printf("integration: step %g s, output every %g s\n", config.step_size, config.output_interval);
-}
-
-void add_dynamics(Command command, DynamicsOptions& o) {
-    command.add_option("--dynamics", o.dynamics, "configuration file of the force models").required();
-    command.add_option("--gravity", o.gravity,
-                       "gravity coefficient file (degree, order, C, S); without it the built-in field of degree 30");
-    command.add_option("--eop", o.eop, "earth orientation file");
-    command.add_option("--eop-format", o.eop_format, "its format: c04, rapid or keyword").capture_default_str();
-    command.add_option("--jpl", o.jpl, "JPL ephemeris, ASCII header and records in one file");
-    command.add_option("--log-level", o.log_level, "library messages from this level on").capture_default_str();
 }
 
 }  // namespace host

@@ -6,10 +6,9 @@
 #include <string>
 #include <vector>
 
-#include "commands/command.h"
 #include "inputs/positions.h"
 #include "orbit_dynamics.h"
-#include "stores/inputs.h"
+#include "stores/environment.h"
 
 namespace host {
 
@@ -19,9 +18,6 @@ struct DynamicsOptions {
     std::string eop, eop_format = "c04", jpl;
     std::string log_level = "critical";
 };
-
-/// Registers these options with a subcommand.
-void add_dynamics(Command command, DynamicsOptions& options);
 
 /// The library's dynamics records and stores, owned here.
 struct Dynamics {

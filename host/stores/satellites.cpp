@@ -6,7 +6,8 @@
 #include <cstring>
 
 #include "common_function.h"
-#include "stores/inputs.h"
+#include "shared/times.h"
+#include "stores/loading.h"
 
 namespace host {
 

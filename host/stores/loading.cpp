@@ -1,0 +1,196 @@
+#include "stores/loading.h"
+
+#include <algorithm>
+#include <cmath>
+#include <set>
+
+#include "earth_gravity.h"
+#include "inputs/checks.h"
+#include "shared/error.h"
+#include "shared/times.h"
+#include "stores/environment.h"
+#include "stores/orientation.h"
+#include "stores/planets.h"
+#include "stores/plausible.h"
+
+namespace host {
+
+namespace {
+
+constexpr double kFirstMjd = 41500.0;  ///< leap seconds begin in 1972: earlier dates would end the process
+
+void check_ephemerides(const InputOptions& options) {
+    for (const std::string& name : options.nav) check_navigation(name);
+    for (const std::string& name : options.sp3) check_sp3(name);
+    for (const std::string& name : options.clk) check_clock(name);
+    if (options.nav.empty() && options.sp3.empty()) throw InputError("no ephemeris file is given (--nav or --sp3)");
+}
+
+void load_observations(const InputOptions& options, Environment& environment) {
+    std::size_t capacity = 2;
+    for (const std::string& name : options.obs) capacity += check_observation(name);
+    environment.observations = make_zeroed<OBSDATA_EPOCH>(capacity);
+    g_obs_storage = environment.observations.get();
+    g_num_obs_storage = 0;
+    for (const std::string& name : options.obs) {
+        const int before = g_num_obs_storage;
+        if (!load_observation_rinex(writable(name), options.receiver, options.interval)) {
+            throw InputError(name + ": this RINEX observation file could not be read");
+        }
+        environment.files.push_back({"observations", name, std::to_string(g_num_obs_storage - before) + " epochs"});
+    }
+    // An empty load leaves a count of one untouched record; such records are no epochs.
+    const auto is_empty = [](const OBSDATA_EPOCH& e) { return e.epoch_time.sys == UKNTS; };
+    OBSDATA_EPOCH* end = std::remove_if(g_obs_storage, g_obs_storage + g_num_obs_storage, is_empty);
+    g_num_obs_storage = static_cast<int>(end - g_obs_storage);
+    if (g_num_obs_storage == 0)
+        throw InputError(options.obs.front() + ": no epoch could be read from the observation files");
+    if (gtime2mjd(g_obs_storage[0].epoch_time) < kFirstMjd) {
+        throw InputError(options.obs.front() + ": epochs before 1972 cannot be processed (no leap seconds)");
+    }
+}
+
+/// Systems that the data hold and the library processes, in the order GPS, BDS.
+std::vector<sysGNSS> systems_of_data() {
+    std::set<sysGNSS> seen;
+    for (int i = 0; i < g_num_obs_storage; ++i) {
+        const OBSDATA_EPOCH& epoch = g_obs_storage[i];
+        for (int k = 0; k < std::min<int>(epoch.sat_num, MAXSAT_EPOCH); ++k) {
+            if (epoch.satobs[k].num_obs > 0) seen.insert(epoch.satobs[k].satsys);
+        }
+    }
+    std::vector<sysGNSS> systems;
+    for (sysGNSS system : {GPS, BDS}) {
+        if (seen.count(system) != 0) systems.push_back(system);
+    }
+    if (systems.empty()) systems.push_back(GPS);
+    return systems;
+}
+
+template <typename Row>
+long count_ok(const Row& row) {
+    long n = 0;
+    for (const auto& records : row) {
+        for (const auto& record : records) n += record.ok;
+    }
+    return n;
+}
+
+void load_ephemerides(const InputOptions& options, Environment& environment) {
+    RUNTIME_POD_EMBED& runtime = *environment.runtime;
+    g_brdc_storage = &runtime.brdc_storage;
+    g_prec_storage = &runtime.prec_storage;
+    for (const std::string& name : options.nav) {
+        const long gps = count_ok(runtime.brdc_storage.eph_brdc_gps_all);
+        const long bds = count_ok(runtime.brdc_storage.eph_brdc_bds_all);
+        if (!load_ephemeris_brdc(writable(name)))
+            throw InputError(name + ": this RINEX navigation file could not be read");
+        environment.files.push_back(
+            {"navigation", name,
+             std::to_string(count_ok(runtime.brdc_storage.eph_brdc_gps_all) - gps) + " GPS and " +
+                 std::to_string(count_ok(runtime.brdc_storage.eph_brdc_bds_all) - bds) + " BDS records"});
+    }
+    const auto total = [](const int(&counts)[98]) {
+        long n = 0;
+        for (int i = 0; i < MAXSAT_GNSS; ++i) n += counts[i];
+        return n;
+    };
+    for (const std::string& name : options.sp3) {
+        const long orbits = total(runtime.prec_storage.idx_eph);
+        const long clocks = total(runtime.prec_storage.idx_clk);
+        if (!load_ephemris_prec(writable(name))) throw InputError(name + ": this SP3 file could not be read");
+        environment.files.push_back({"precise orbits", name,
+                                     std::to_string(total(runtime.prec_storage.idx_eph) - orbits) + " positions and " +
+                                         std::to_string(total(runtime.prec_storage.idx_clk) - clocks) + " clocks"});
+    }
+    for (const std::string& name : options.clk) {
+        const long clocks = total(runtime.prec_storage.idx_clk);
+        if (!load_clock_prec(writable(name), &runtime.prec_storage))
+            throw InputError(name + ": this RINEX clock file could not be read");
+        environment.files.push_back(
+            {"precise clocks", name, std::to_string(total(runtime.prec_storage.idx_clk) - clocks) + " clocks"});
+    }
+}
+
+void load_attitude(const InputOptions& options, Environment& environment) {
+    // The epoch driver looks up object 0, the point position the receiver number: both get the files.
+    std::vector<int> objects{0};
+    if (options.receiver != 0) objects.push_back(options.receiver);
+    for (const std::string& name : options.att) {
+        const bool mission = check_attitude(name);
+        int records = 0;
+        for (int object : objects) {
+            const bool ok =
+                mission ? load_sca_grace(object, writable(name)) : load_attitude_quaternion(object, writable(name));
+            if (!ok) throw InputError(name + ": this attitude quaternion file could not be loaded");
+        }
+        for (int i = 0; i < g_att_qua_storage.num_object; ++i) {
+            if (g_att_qua_storage.idx_object[i] == 0) records = g_att_qua_storage.qua_num[i];
+        }
+        environment.files.push_back({"attitude", name, std::to_string(records) + " quaternions in all"});
+    }
+}
+
+}  // namespace
+
+void load_transmitters(const InputOptions& options, Environment& environment) {
+    check_ephemerides(options);
+    environment.runtime = make_zeroed<RUNTIME_POD_EMBED>();
+    load_ephemerides(options, environment);
+    set_aside_impossible_values(environment);
+}
+
+void load_configuration(const std::string& file, Environment& environment) {
+    check_config(file);
+    set_gnssconfig_from_file(writable(file));
+    if (gnssconfig.num_sys < 1) throw InputError(file + ": this GNSS configuration file names no system");
+    environment.files.push_back({"configuration", file, std::to_string(gnssconfig.num_sys) + " systems"});
+}
+
+void prepare(const InputOptions& options, Environment& environment) {
+    if (options.obs.empty()) throw InputError("no observation file is given (--obs)");
+    if (options.embedded && (!options.eop.empty() || !options.jpl.empty() || !options.atx.empty())) {
+        throw InputError("--embedded uses the built-in tables: --eop, --jpl and --atx do not go with it");
+    }
+    // All checks come before the first load: a bad file ends the run early and with its name.
+    check_ephemerides(options);
+    for (const std::string& name : options.atx) check_antex(name);
+    if (!options.config.empty()) check_config(options.config);
+
+    environment.runtime = make_zeroed<RUNTIME_POD_EMBED>();
+    RUNTIME_POD_EMBED* runtime = environment.runtime.get();
+    load_observations(options, environment);
+    const double mjd_first = gtime2mjd(g_obs_storage[0].epoch_time);
+    const double mjd_last = gtime2mjd(g_obs_storage[g_num_obs_storage - 1].epoch_time);
+
+    if (options.embedded) {
+        startup_pod_embed(runtime, false);
+        environment.eop_source =
+            "built-in, " + date_span_text(g_eop_storage[0].mjd_utc, g_eop_storage[g_eop_storage_size - 1].mjd_utc) +
+            " UTC";
+        environment.planet_source = "built-in record, " +
+                                    date_span_text(g_eph_header->ss[0] - 2400000.5, g_eph_header->ss[1] - 2400000.5) +
+                                    " TT";
+    } else {
+        initialize_global_earth_gravity();
+        load_planets(options.jpl, mjd_first, mjd_last, environment);
+        load_earth_orientation(options.eop, options.eop_format, environment);
+        for (const std::string& name : options.atx) {
+            g_antenna_info_store = &environment.antennas;
+            const int before = environment.antennas.num_antenna_info;
+            if (!load_antenna_storage(writable(name), &environment.antennas))
+                throw InputError(name + ": this ANTEX file could not be read");
+            environment.files.push_back(
+                {"antennas", name, std::to_string(environment.antennas.num_antenna_info - before) + " antennas"});
+        }
+        std::vector<sysGNSS> systems = systems_of_data();
+        set_gnssconfig_system(&gnssconfig, static_cast<int>(systems.size()), systems.data());
+    }
+    if (!options.config.empty()) load_configuration(options.config, environment);
+    load_ephemerides(options, environment);
+    set_aside_impossible_values(environment);
+    load_attitude(options, environment);
+    if (!options.embedded) startup_pod_embed(runtime, true);
+}
+
+}  // namespace host
