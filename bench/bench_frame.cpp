@@ -3,7 +3,7 @@
 
 #include "earth_rotation_param.h"
 #include "iau_function.h"
-#include "internal.h"
+#include "private/nutation.h"
 
 #ifdef HAVE_ERFA
 #include <erfa.h>

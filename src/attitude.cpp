@@ -9,8 +9,11 @@
 
 #include "common_function.h"
 #include "gnss_config.h"
-#include "internal.h"
 #include "mathlib.h"
+#include "private/constants.h"
+#include "private/lines.h"
+#include "private/report.h"
+#include "private/text.h"
 
 ATT_QUERION_STORE g_att_qua_storage = {};
 

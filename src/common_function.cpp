@@ -8,7 +8,7 @@
 #include <cstring>
 
 #include "gtime.h"
-#include "internal.h"
+#include "private/constants.h"
 
 namespace {
 

@@ -16,8 +16,13 @@
 
 #include "earth_rotation_param.h"
 #include "iers_function.h"
-#include "internal.h"
 #include "mathlib.h"
+#include "private/constants.h"
+#include "private/lines.h"
+#include "private/memory.h"
+#include "private/registers.h"
+#include "private/report.h"
+#include "private/text.h"
 
 double N[MAXSIZE_GRAVITY];
 double C[MAXSIZE_GRAVITY];

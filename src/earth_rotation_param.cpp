@@ -6,9 +6,13 @@
 
 #include "iau_function.h"
 #include "iers_function.h"
-#include "internal.h"
 #include "keplerian_element.h"
 #include "mathlib.h"
+#include "private/constants.h"
+#include "private/lines.h"
+#include "private/nutation.h"
+#include "private/report.h"
+#include "private/text.h"
 
 using leopod::kLineSize;
 using leopod::kPi;

@@ -8,7 +8,10 @@
 #include <cstring>
 #include <iterator>
 
-#include "internal.h"
+#include "private/constants.h"
+#include "private/lines.h"
+#include "private/report.h"
+#include "private/text.h"
 
 EPH_HEADER_JPL* g_eph_header = nullptr;
 EPH_RECORD_JPL* g_ephData_storage = nullptr;

@@ -8,7 +8,9 @@
 #include <cstring>
 
 #include "common_function.h"
-#include "internal.h"
+#include "private/lines.h"
+#include "private/report.h"
+#include "private/text.h"
 
 GNSSCONFIG gnssconfig;
 

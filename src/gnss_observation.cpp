@@ -13,7 +13,11 @@
 #include <cstring>
 #include <memory>
 
-#include "internal.h"
+#include "private/lines.h"
+#include "private/memory.h"
+#include "private/numbers.h"
+#include "private/report.h"
+#include "private/text.h"
 
 OBSDATA_EPOCH* g_obs_storage = nullptr;
 int g_num_obs_storage = 0;

@@ -10,9 +10,12 @@
 #include "common_function.h"
 #include "earth_rotation_param.h"
 #include "eph_planet.h"
-#include "epoch_model.h"
-#include "internal.h"
 #include "mathlib.h"
+#include "private/constants.h"
+#include "private/epoch.h"
+#include "private/estimation.h"
+#include "private/numbers.h"
+#include "private/report.h"
 
 namespace {
 constexpr double kChisqr[] = {

@@ -5,8 +5,10 @@
 #include <algorithm>
 #include <cmath>
 
-#include "internal.h"
 #include "mathlib.h"
+#include "private/constants.h"
+#include "private/numbers.h"
+#include "private/report.h"
 
 int NPOS = 3;
 int NAMB = 30;

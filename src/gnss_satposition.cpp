@@ -10,8 +10,11 @@
 #include <memory>
 
 #include "common_function.h"
-#include "internal.h"
 #include "mathlib.h"
+#include "private/constants.h"
+#include "private/lines.h"
+#include "private/report.h"
+#include "private/text.h"
 
 EPHBRDC_STORE* g_brdc_storage = nullptr;
 EPHBRDC_NOW g_eph_brdc_now = {};

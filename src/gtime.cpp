@@ -8,7 +8,9 @@
 #include <cstdlib>
 #include <ctime>
 
-#include "internal.h"
+#include "private/constants.h"
+#include "private/report.h"
+#include "private/text.h"
 
 namespace {
 

@@ -7,7 +7,10 @@
 #include <iterator>
 #include <limits>
 
-#include "internal.h"
+#include "private/constants.h"
+#include "private/numbers.h"
+#include "private/nutation.h"
+#include "private/registers.h"
 
 using leopod::cio_arguments;
 using leopod::cio_term;

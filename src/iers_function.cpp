@@ -7,7 +7,10 @@
 #include <limits>
 
 #include "iau_function.h"
-#include "internal.h"
+#include "private/constants.h"
+#include "private/numbers.h"
+#include "private/nutation.h"
+#include "private/report.h"
 
 using leopod::fmod_two_pi;
 using leopod::horner;

@@ -5,8 +5,9 @@
 #include <algorithm>
 #include <cmath>
 
-#include "internal.h"
 #include "mathlib.h"
+#include "private/constants.h"
+#include "private/report.h"
 #include "ulog.h"
 
 namespace {

@@ -9,7 +9,10 @@
 #include <cmath>
 #include <cstddef>
 
-#include "internal.h"
+#include "private/estimation.h"
+#include "private/memory.h"
+#include "private/registers.h"
+#include "private/report.h"
 #include "ulog.h"
 
 using leopod::FourSums;

@@ -6,8 +6,10 @@
 #include <cmath>
 #include <cstddef>
 
-#include "internal.h"
 #include "mathlib.h"
+#include "private/constants.h"
+#include "private/epoch.h"
+#include "private/report.h"
 
 namespace {
 

@@ -5,7 +5,9 @@
 #include <cstring>
 #include <memory>
 
-#include "internal.h"
+#include "private/memory.h"
+#include "private/report.h"
+#include "private/text.h"
 
 int format_version = 0;
 int nstat = 0;

@@ -22,8 +22,15 @@
 #include "common_function.h"
 #include "earth_gravity.h"
 #include "earth_rotation_param.h"
-#include "internal.h"
 #include "mathlib.h"
+#include "private/constants.h"
+#include "private/estimation.h"
+#include "private/lines.h"
+#include "private/memory.h"
+#include "private/nutation.h"
+#include "private/registers.h"
+#include "private/report.h"
+#include "private/text.h"
 
 ORBIT_DYN_CONFIG* g_orbitdyn_config = nullptr;
 STATE_SPACECRAFT* g_satellite_state = nullptr;

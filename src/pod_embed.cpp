@@ -9,9 +9,13 @@
 #include <iterator>
 
 #include "earth_gravity.h"
-#include "epoch_model.h"
-#include "internal.h"
 #include "mathlib.h"
+#include "private/constants.h"
+#include "private/epoch.h"
+#include "private/estimation.h"
+#include "private/memory.h"
+#include "private/numbers.h"
+#include "private/report.h"
 
 namespace {
 

@@ -12,8 +12,13 @@
 #include "earth_rotation_param.h"
 #include "iau_function.h"
 #include "iers_function.h"
-#include "internal.h"
 #include "mathlib.h"
+#include "private/constants.h"
+#include "private/lines.h"
+#include "private/memory.h"
+#include "private/nutation.h"
+#include "private/report.h"
+#include "private/text.h"
 
 using leopod::copy_field;
 using leopod::fmod_two_pi;

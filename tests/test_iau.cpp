@@ -4,7 +4,7 @@
 #include <cstring>
 
 #include "iau_function.h"
-#include "internal.h"
+#include "private/nutation.h"
 #include "support.h"
 
 #ifdef HAVE_ERFA

@@ -1,11 +1,14 @@
-/// \file epoch_model.h
-/// What the epoch driver and the observation model share inside the library; hidden in the built one. C++ only.
-#ifndef LEOPOD_EPOCH_MODEL_H
-#define LEOPOD_EPOCH_MODEL_H
+/// \file epoch.h
+/// What the stages of an epoch share: signals, point position, observation model.
+#ifndef LEOPOD_PRIVATE_EPOCH_H
+#define LEOPOD_PRIVATE_EPOCH_H
 
 #include "gnss_ppp.h"
 
 namespace leopod {
+
+/// Travel time of a signal between two positions, without the turn of the earth [s].
+double signal_time(const double* satpos, const double* station_pos);
 
 /// Inertial to earth-fixed rotation of one instant, formed when it is first needed.
 struct EarthRotation {

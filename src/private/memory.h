@@ -1,0 +1,74 @@
+/// \file memory.h
+/// Memory that a function takes for its own work. Where there is none, the function says so once, leaves everything as it was and fails.
+#ifndef LEOPOD_PRIVATE_MEMORY_H
+#define LEOPOD_PRIVATE_MEMORY_H
+
+#include <cstddef>
+#include <cstring>
+#include <limits>
+#include <memory>
+#include <new>
+
+namespace leopod {
+
+/// Zeroed array; null where there is no memory.
+template <typename T>
+std::unique_ptr<T[]> make_array(std::size_t count) {
+    constexpr std::size_t kMost = std::numeric_limits<std::ptrdiff_t>::max() / sizeof(T);
+    return std::unique_ptr<T[]>(count <= kMost ? new (std::nothrow) T[count]() : nullptr);
+}
+
+/// The account of the arrays of one call.
+class Memory {
+  public:
+    explicit Memory(const char* function) : function_(function) {}
+
+    template <typename T>
+    std::unique_ptr<T[]> take(std::size_t count) {
+        if (count == 0) return nullptr;
+        std::unique_ptr<T[]> array = make_array<T>(count);
+        bytes_ += static_cast<double>(count) * sizeof(T);
+        missing_ = missing_ || array == nullptr;
+        return array;
+    }
+
+    /// True, and reported as an error, where an array that was asked for is not there.
+    bool missing() const {
+        if (missing_) complain();
+        return missing_;
+    }
+
+  private:
+    void complain() const;
+
+    const char* function_;
+    double bytes_ = 0.0;
+    bool missing_ = false;
+};
+
+/// Zeroed array that knows its size.
+template <typename T>
+class Work {
+  public:
+    Work(Memory& memory, std::size_t count) : array_(memory.take<T>(count)), size_(count) {}
+    T* data() const { return array_.get(); }
+    T* begin() const { return data(); }
+    T* end() const { return data() + size_; }
+    T& operator[](std::size_t i) const { return array_[i]; }
+    std::size_t size() const { return size_; }
+
+  private:
+    std::unique_ptr<T[]> array_;
+    std::size_t size_;
+};
+
+/// Zeroes memory through the C library. Where compilers know a size of some hundred bytes they write a string instruction instead, which
+/// takes longer than the rest of a line.
+inline void clear(void* memory, std::size_t size) {
+    asm("" : "+r"(size));
+    std::memset(memory, 0, size);
+}
+
+}  // namespace leopod
+
+#endif

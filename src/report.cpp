@@ -1,0 +1,64 @@
+/// \file report.cpp
+/// Messages to the logger, as texts that never act as a format.
+#include "private/report.h"
+
+#include <cstdarg>
+#include <cstddef>
+#include <cstdio>
+
+namespace leopod {
+
+namespace {
+
+constexpr std::size_t kTextSize = 2048;  ///< the logger cuts at this size
+
+unsigned long s_reports = 0;
+
+/// Hands a finished text to the logger as its format, every '%' doubled.
+void publish(ulog_level_t level, const char* text) {
+    ++s_reports;
+    char doubled[2 * kTextSize + 2];
+    std::size_t n = 0;
+    for (const char* p = text; *p != '\0' && n + 2 < sizeof doubled; ++p) {
+        doubled[n++] = *p;
+        if (*p == '%') doubled[n++] = '%';
+    }
+    doubled[n] = '\0';
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wformat-security"
+#pragma GCC diagnostic ignored "-Wformat-nonliteral"
+    ulog_message(level, doubled);
+#pragma GCC diagnostic pop
+}
+
+}  // namespace
+
+void report(ulog_level_t level, const char* format, ...) {
+    char text[kTextSize];
+    va_list args;
+    va_start(args, format);
+    std::vsnprintf(text, sizeof text, format, args);
+    va_end(args);
+    publish(level, text);
+}
+
+void report_at(ulog_level_t level, const char* module, int line, const char* function, const char* format, ...) {
+    char text[kTextSize];
+    va_list args;
+    va_start(args, format);
+    std::vsnprintf(text, sizeof text, format, args);
+    va_end(args);
+    char located[kTextSize + 512];
+    std::snprintf(located, sizeof located, "%.200s:%d:%.200s()<%s>", module, line, function, text);
+    publish(level, located);
+}
+
+unsigned long reports_made() { return s_reports; }
+
+void warn_limit(bool& warned, const char* file, int limit, const char* what) {
+    if (warned) return;
+    warned = true;
+    report(ULOG_WARNING_LEVEL, "%s: more than %d %s, the excess is dropped", file, limit, what);
+}
+
+}  // namespace leopod
