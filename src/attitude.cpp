@@ -15,6 +15,8 @@
 #include "private/report.h"
 #include "private/text.h"
 
+using namespace leopod;
+
 ATT_QUERION_STORE g_att_qua_storage = {};
 
 namespace {
@@ -79,37 +81,37 @@ void fill_window(const ATT_QUATERNION* records, int nsize, int closest, GTime ta
 struct FileFormat {
     const char* reader;  ///< name of the reading function, for its reports
     /// Fills a record from a line; false where the line holds none.
-    bool (*parse)(const char* line, leopod::LineReader& file, bool& in_data, ATT_QUATERNION& record);
+    bool (*parse)(const char* line, LineReader& file, bool& in_data, ATT_QUATERNION& record);
     void (*warn_full)(int count, int record_start);
 };
 
 /// Quaternion in four consecutive fields, at a time that is already there.
-void set_quaternion(const leopod::Tokens& fields, int first, ATT_QUATERNION& record) {
-    record.qua.r = leopod::to_double(fields, first);
-    for (int i = 0; i < 3; ++i) record.qua.v[i] = leopod::to_double(fields, first + 1 + i);
+void set_quaternion(const Tokens& fields, int first, ATT_QUATERNION& record) {
+    record.qua.r = to_double(fields, first);
+    for (int i = 0; i < 3; ++i) record.qua.v[i] = to_double(fields, first + 1 + i);
     record.ok = true;
 }
 
-bool parse_library_line(const char* line, leopod::LineReader& file, bool&, ATT_QUATERNION& record) {
+bool parse_library_line(const char* line, LineReader& file, bool&, ATT_QUATERNION& record) {
     if (line[0] == '#') return false;
-    leopod::Tokens fields;
-    leopod::split(line, " \r", fields, leopod::kMaxTokens, &file);
-    const double mjd = leopod::to_double(fields, 0);
+    Tokens fields;
+    split(line, " \r", fields, kMaxTokens, &file);
+    const double mjd = to_double(fields, 0);
     if (fields.count == 0 || !(std::fabs(mjd) < kMaxDays)) return false;
     record.time = mjd2GTime(tsGPST, mjd);
     set_quaternion(fields, 1, record);
     return true;
 }
 
-bool parse_mission_line(const char* line, leopod::LineReader& file, bool& in_data, ATT_QUATERNION& record) {
-    if (line[0] == '#' || leopod::contains(line, "# End of YAML header")) {
+bool parse_mission_line(const char* line, LineReader& file, bool& in_data, ATT_QUATERNION& record) {
+    if (line[0] == '#' || contains(line, "# End of YAML header")) {
         in_data = true;
         return false;
     }
     if (!in_data) return false;
-    leopod::Tokens fields;
-    leopod::split(line, " \r", fields, leopod::kMaxTokens, &file);
-    const double seconds = leopod::to_double(fields, 0);
+    Tokens fields;
+    split(line, " \r", fields, kMaxTokens, &file);
+    const double seconds = to_double(fields, 0);
     if (fields.count == 0 || !(std::fabs(seconds) < kMaxDays * 86400.0)) return false;
     const GTime origin = {{51544, 43200.0}, tsGPST};  // 2000-01-01 12:00:00
     record.time = gtimeAddSec(origin, seconds);
@@ -119,30 +121,28 @@ bool parse_mission_line(const char* line, leopod::LineReader& file, bool& in_dat
 
 void warn_full_library(int count, int record_start) {
     // settled: the text names the other reader
-    leopod::report(
-        ULOG_WARNING_LEVEL,
-        "read_att_quaternion_gfo() number of att quaternion records[%d] > MAXSIZE_ATT_QUA[%d], record_start=%d", count,
-        MAXSIZE_ATT_QUA, record_start);
+    report(ULOG_WARNING_LEVEL,
+           "read_att_quaternion_gfo() number of att quaternion records[%d] > MAXSIZE_ATT_QUA[%d], record_start=%d",
+           count, MAXSIZE_ATT_QUA, record_start);
 }
 
 void warn_full_mission(int count, int record_start) {
-    leopod::report(ULOG_WARNING_LEVEL,
-                   "read_att_quaternion_gfo() number of att quaternion records[%d] > MAXSIZE_ATT_QUA[%d]",
-                   record_start + count, MAXSIZE_ATT_QUA);
+    report(ULOG_WARNING_LEVEL, "read_att_quaternion_gfo() number of att quaternion records[%d] > MAXSIZE_ATT_QUA[%d]",
+           record_start + count, MAXSIZE_ATT_QUA);
 }
 
 int read_records(const FileFormat& format, const char* filename, ATT_QUATERNION* qua_store, int record_start) {
-    std::FILE* file = leopod::open_text(filename);
+    std::FILE* file = open_text(filename);
     if (file == nullptr) {
-        leopod::report(ULOG_ERROR_LEVEL, "%s(): quaternion file %s open failed!", format.reader,
-                       filename != nullptr ? filename : "(null)");
+        report(ULOG_ERROR_LEVEL, "%s(): quaternion file %s open failed!", format.reader,
+               filename != nullptr ? filename : "(null)");
         return 0;
     }
-    leopod::LineReader reader;
+    LineReader reader;
     reader.file = file;
     reader.name = filename;
-    leopod::read_in_blocks(reader);
-    char line[leopod::kLineSize];
+    read_in_blocks(reader);
+    char line[kLineSize];
     bool in_data = false;
     int count = 0;
     for (;;) {
@@ -150,11 +150,11 @@ int read_records(const FileFormat& format, const char* filename, ATT_QUATERNION*
             format.warn_full(count, record_start);
             break;
         }
-        if (!leopod::read_line(reader, line)) break;
+        if (!read_line(reader, line)) break;
         if (format.parse(line, reader, in_data, qua_store[record_start + count])) ++count;
     }
     std::fclose(file);
-    leopod::report(ULOG_INFO_LEVEL, "%s(): finish reading quaternion file %s", format.reader, filename);
+    report(ULOG_INFO_LEVEL, "%s(): finish reading quaternion file %s", format.reader, filename);
     return count;
 }
 
@@ -162,13 +162,13 @@ int read_records(const FileFormat& format, const char* filename, ATT_QUATERNION*
 bool load_object(int satindex, char* filename, int (*read)(char*, ATT_QUATERNION*, int)) {
     ATT_QUERION_STORE& store = g_att_qua_storage;
     if (filename == nullptr) {
-        leopod::report(ULOG_WARNING_LEVEL, "load_attitude_quaternion(): quaternion_att_filename=NULL");
+        report(ULOG_WARNING_LEVEL, "load_attitude_quaternion(): quaternion_att_filename=NULL");
         return false;
     }
     if (store.num_object >= MAXSIZE_ATT_OBJ) {  // settled: also for an object that is held
-        leopod::report(ULOG_WARNING_LEVEL,
-                       "load_attitude_quaternion(): g_att_qua_storage.num_object[%d] >= MAXSIZE_ATT_OBJ[%d]",
-                       store.num_object, MAXSIZE_ATT_OBJ);
+        report(ULOG_WARNING_LEVEL,
+               "load_attitude_quaternion(): g_att_qua_storage.num_object[%d] >= MAXSIZE_ATT_OBJ[%d]", store.num_object,
+               MAXSIZE_ATT_OBJ);
         return false;
     }
     const int held = find_slot(satindex);
@@ -180,7 +180,7 @@ bool load_object(int satindex, char* filename, int (*read)(char*, ATT_QUATERNION
     if (store.qua_all[slot] != nullptr) return true;  // settled: nothing is read
     store.qua_all[slot] = static_cast<ATT_QUATERNION*>(std::calloc(MAXSIZE_ATT_QUA, sizeof(ATT_QUATERNION)));
     if (store.qua_all[slot] == nullptr) {
-        leopod::report(ULOG_ERROR_LEVEL, "load_attitude_quaternion(): no memory for %d records", MAXSIZE_ATT_QUA);
+        report(ULOG_ERROR_LEVEL, "load_attitude_quaternion(): no memory for %d records", MAXSIZE_ATT_QUA);
         return false;
     }
     store.qua_num[slot] = 0;
@@ -217,15 +217,15 @@ void gnss_sat_attitude(int satindex, double* satpos, double* satvel, double* sun
     int prn = -1;
     satindex2sysprn(satindex, &satsys, &prn);
     if (satsys == BDS && prn < 6) {
-        leopod::report(ULOG_WARNING_LEVEL, "BDS GEO satellite attitude not implemented!");
+        report(ULOG_WARNING_LEVEL, "BDS GEO satellite attitude not implemented!");
         return;
     }
     attitude_yaw_steering(satpos, satvel, sunpos, ex, ey, ez, ep);
 }
 
 double yaw_nominal_gps(double beta, double mu) {
-    if (std::fabs(beta) < 1e-12 && std::fabs(mu) < 1e-12) return leopod::kPi;
-    return std::atan2(-std::tan(beta), std::sin(mu)) + leopod::kPi;
+    if (std::fabs(beta) < 1e-12 && std::fabs(mu) < 1e-12) return kPi;
+    return std::atan2(-std::tan(beta), std::sin(mu)) + kPi;
 }
 
 int attitude_platform(int, GTime time_utc, double* position_platform_ecf, double*, double* position_platform_eci,
@@ -264,7 +264,7 @@ int attitude_platform(int, GTime time_utc, double* position_platform_ecf, double
     } else if (choice_norminal == 2) {
         double blh[3];
         double E[9];
-        ecef2blh(position_platform_ecf, blh, leopod::kWgs84SemiMajor, leopod::kWgs84Flattening);
+        ecef2blh(position_platform_ecf, blh, kWgs84SemiMajor, kWgs84Flattening);
         xyz2enu_matrix(blh, E);
         for (int i = 0; i < 3; ++i) {
             ex[i] = E[i];
@@ -281,8 +281,8 @@ int attitude_platform(int, GTime time_utc, double* position_platform_ecf, double
         char locator[100];
         std::snprintf(locator, sizeof locator, "%s:%d:%s()<%s>", "attitude", 470, "attitude_platform",
                       "attitude error");
-        leopod::report(ULOG_WARNING_LEVEL, "%s, choice_qua=%d choice_normal=%d, epoch=%s", locator, choice_qua,
-                       choice_norminal, epoch);
+        report(ULOG_WARNING_LEVEL, "%s, choice_qua=%d choice_normal=%d, epoch=%s", locator, choice_qua, choice_norminal,
+               epoch);
         att_frame = -1;
     }
     return att_frame;
@@ -314,7 +314,7 @@ bool get_att_quaternion(int idx_sat, GTime time_target, ATT_QUATERNION* qua_att)
     if (idx_sat == -1 || g_att_qua_storage.num_object <= 0) return false;
     const int slot = find_slot(idx_sat);
     if (slot == -1) {
-        leopod::report(ULOG_ERROR_LEVEL, "get_att_quaternion(): object index=%d is not in g_att_qua_storage!", idx_sat);
+        report(ULOG_ERROR_LEVEL, "get_att_quaternion(): object index=%d is not in g_att_qua_storage!", idx_sat);
         return false;
     }
     ATT_QUATERNION* records = g_att_qua_storage.qua_all[slot];
@@ -349,14 +349,13 @@ bool write_att_quaternion_velmra(char* quaternion_att_filename, ATT_QUATERNION* 
     if (quaternion_att_filename == nullptr || quaternion_att_filename[0] == '\0') return false;
     std::FILE* file = std::fopen(quaternion_att_filename, "w");
     if (file == nullptr) {
-        leopod::report(ULOG_ERROR_LEVEL, "write_att_quaternion_velmra(): quaternion file %s open failed!",
-                       quaternion_att_filename);
+        report(ULOG_ERROR_LEVEL, "write_att_quaternion_velmra(): quaternion file %s open failed!",
+               quaternion_att_filename);
         return false;
     }
     if (qua_store == nullptr || num_qua <= 0) {  // settled: the file is left empty
-        leopod::report(ULOG_ERROR_LEVEL,
-                       "write_att_quaternion_velmra(): quaternion data qua_store=%p is NULL or num_qua=%d ",
-                       static_cast<void*>(qua_store), num_qua);
+        report(ULOG_ERROR_LEVEL, "write_att_quaternion_velmra(): quaternion data qua_store=%p is NULL or num_qua=%d ",
+               static_cast<void*>(qua_store), num_qua);
         std::fclose(file);
         return false;
     }
@@ -367,12 +366,12 @@ bool write_att_quaternion_velmra(char* quaternion_att_filename, ATT_QUATERNION* 
         char line[2048];  // five numbers of at most 326 characters
         std::snprintf(line, sizeof line, "%16.9lf %16.14lf %16.14lf %16.14lf %16.14lf\n", mjd, q.r, q.v[0], q.v[1],
                       q.v[2]);
-        leopod::replace_char(line, ',', '.');  // a decimal comma of the locale
+        replace_char(line, ',', '.');  // a decimal comma of the locale
         std::fputs(line, file);
     }
     std::fclose(file);
-    leopod::report(ULOG_INFO_LEVEL, "write_att_quaternion_velmra(): finish writing velmar quaternion file %s",
-                   quaternion_att_filename);
+    report(ULOG_INFO_LEVEL, "write_att_quaternion_velmra(): finish writing velmar quaternion file %s",
+           quaternion_att_filename);
     return true;
 }
 
@@ -393,7 +392,7 @@ bool load_sca_grace(int satindex, char* quaternion_att_filename) {
 
 bool load_attitude_quaternion(int satindex, char* quaternion_att_filename) {
     if (!load_object(satindex, quaternion_att_filename, read_att_quaternion_velmar)) return false;
-    leopod::report(ULOG_INFO_LEVEL, "load_attitude_quaternion() velmar attitude file %s", quaternion_att_filename);
+    report(ULOG_INFO_LEVEL, "load_attitude_quaternion() velmar attitude file %s", quaternion_att_filename);
     return true;
 }
 

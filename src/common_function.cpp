@@ -10,10 +10,9 @@
 #include "gtime.h"
 #include "private/constants.h"
 
-namespace {
+using namespace leopod;
 
-using leopod::kHalfPi;
-using leopod::kTwoPi;
+namespace {
 
 constexpr double kTinySquare = 1e-12;  ///< below this square a direction has no azimuth or longitude
 
@@ -200,7 +199,7 @@ void get_azel_signal(double* installation_matrix, double* signal_los_platform, d
 void azel(double* blh, double* dxyz, double* azel) {
     double azimuth = 0.0;
     double elevation = kHalfPi;
-    if (blh[2] > -leopod::kWgs84SemiMajor) {
+    if (blh[2] > -kWgs84SemiMajor) {
         double enu[3];
         xyz2enu(blh, dxyz, enu);
         const double horizontal = enu[0] * enu[0] + enu[1] * enu[1];

@@ -24,6 +24,8 @@
 #include "private/report.h"
 #include "private/text.h"
 
+using namespace leopod;
+
 double N[MAXSIZE_GRAVITY];
 double C[MAXSIZE_GRAVITY];
 double S[MAXSIZE_GRAVITY];
@@ -82,12 +84,6 @@ constexpr double kLove[7][5] = {
 // The corrected coefficients: (2,0) to (4,2), ten in a row of the triangular tables.
 constexpr int kCorrected = 10;
 constexpr int kFirstCorrected = 3;
-using leopod::FourSums;
-using leopod::kQuad;
-using leopod::load;
-using leopod::Pair;
-using leopod::Quad;
-using leopod::store;
 
 double* const kStaticC[kCorrected] = {&o_C20, &o_C21, &o_C22, &o_C30, &o_C31, &o_C32, &o_C33, &o_C40, &o_C41, &o_C42};
 double* const kStaticS[kCorrected] = {&o_S20, &o_S21, &o_S22, &o_S30, &o_S31, &o_S32, &o_S33, &o_S40, &o_S41, &o_S42};
@@ -105,16 +101,15 @@ void keep_static_values() {
 }
 
 /// Reads degree, order, Cbar, Sbar and two unused sigmas a line. Stops at the first line above the table's degree.
-void read_coefficients(leopod::LineReader& reader, double* Cn, double* Sn) {
-    char line[leopod::kLineSize];
+void read_coefficients(LineReader& reader, double* Cn, double* Sn) {
+    char line[kLineSize];
     int degree = 0, order = 0;
     double cbar = 0.0, sbar = 0.0, sigma_c = 0.0, sigma_s = 0.0;
     bool any_good = false;
-    while (leopod::read_line(reader, line)) {
-        leopod::replace_char(line, 'D', 'E');
+    while (read_line(reader, line)) {
+        replace_char(line, 'D', 'E');
         // settled: a number that cannot be read keeps its value of the line before
-        const int read =
-            leopod::scan(line, "%d %d %lf %lf %lf %lf\n", &degree, &order, &cbar, &sbar, &sigma_c, &sigma_s);
+        const int read = scan(line, "%d %d %lf %lf %lf %lf\n", &degree, &order, &cbar, &sbar, &sigma_c, &sigma_s);
         any_good = any_good || read >= 4;
         if (!any_good) continue;
         if (degree > MAXDEGREE_GRAVITY || order > MAXDEGREE_GRAVITY) return;
@@ -138,7 +133,7 @@ void write_side_file() {
     constexpr const char* kSideFile = "testdata/cs_file.txt";
     std::FILE* file = std::fopen(kSideFile, "w");
     if (file == nullptr) {
-        leopod::report(ULOG_ERROR_LEVEL, "load_earth_coef_EGM() cannot write %s", kSideFile);
+        report(ULOG_ERROR_LEVEL, "load_earth_coef_EGM() cannot write %s", kSideFile);
         return;
     }
     write_table(file, 'N', N);
@@ -216,15 +211,15 @@ void initialize_global_earth_gravity(void) {
 }
 
 bool load_earth_coef_EGM(char* filename) {
-    leopod::LineReader reader;
-    reader.file = leopod::open_text(filename);
+    LineReader reader;
+    reader.file = open_text(filename);
     if (reader.file == nullptr) {
-        leopod::report(ULOG_ERROR_LEVEL, "load_earth_coef_EGM() open file failed!\n");
+        report(ULOG_ERROR_LEVEL, "load_earth_coef_EGM() open file failed!\n");
         return false;
     }
     reader.name = filename;
-    leopod::Memory memory("load_earth_coef_EGM");
-    const leopod::Work<double> Cn(memory, MAXSIZE_GRAVITY), Sn(memory, MAXSIZE_GRAVITY);
+    Memory memory("load_earth_coef_EGM");
+    const Work<double> Cn(memory, MAXSIZE_GRAVITY), Sn(memory, MAXSIZE_GRAVITY);
     if (memory.missing()) {
         std::fclose(reader.file);
         return false;
@@ -318,7 +313,7 @@ void generateVW(int NN, int MM, double* pos_ecef) {
     V[0] = Re / r;
     W[0] = 0.0;
     // settled: rows above `top` are not generated and keep what they hold, zero unless an earlier call went higher.
-    leopod::run_widest([=](auto) LEOPOD_KERNEL {
+    run_widest([=](auto) LEOPOD_KERNEL {
         for (int n = 1; n <= top; ++n) {
             double* const v = V + index_of(n, 0);
             double* const w = W + index_of(n, 0);
@@ -372,7 +367,7 @@ LEOPOD_KERNEL inline void add_terms(const double* first, int count, FourSums<wid
 template <bool wide>
 LEOPOD_KERNEL inline void store_columns(Quad x, Quad y, Quad z, double* (&column)[kQuad]) {
     Quad term[kQuad];
-    if constexpr (wide) leopod::transpose(x, y, z, Quad{}, term);
+    if constexpr (wide) transpose(x, y, z, Quad{}, term);
     for (int j = 0; j < kQuad; ++j) {
         if constexpr (wide) {
             store(column[j], term[j]);
@@ -420,7 +415,7 @@ LEOPOD_KERNEL inline void form_columns(int m, int top, Columns& columns, const C
 void compute_acc_earth_gravity(int NN, int MM, double* /*pos_ecef*/, double* a_ecef) {
     const int top = within_table(NN), top_order = std::min(within_table(MM), top);
     double total[kQuad] = {};
-    leopod::run_widest([=, &total](auto wide) LEOPOD_KERNEL {
+    run_widest([=, &total](auto wide) LEOPOD_KERNEL {
         // The sums run over all degrees of one order before the next order.
         FourSums<wide> sum;
         for (int n = 0; n <= top && top_order >= 0; ++n) {
@@ -497,7 +492,7 @@ LEOPOD_KERNEL inline void add_gradient_terms(int n, int m, int count, GradientSu
     const Quad yz = half_d1 * B(1) + g * B(-1);
     const Quad zz = load(kGradient.d12 + i) * A(0);
     Quad term[kQuad];
-    leopod::transpose(xx, xy, xz, yz, term);
+    transpose(xx, xy, xz, yz, term);
     for (int j = kQuad; j-- > 0;) {
         if (j >= count) continue;
         sum.four.add(term[j]);
@@ -530,7 +525,7 @@ LEOPOD_KERNEL inline void add_low_gradient_terms(int n, GradientSums<wide>& sum)
 
 void compute_dadr_earth_gravity(int NN, int /*MM*/, double* /*pos_ecef*/, double* dadr_ecf) {
     double four[kQuad] = {}, zz = 0.0;
-    leopod::run_widest([NN, &four, &zz](auto wide) LEOPOD_KERNEL {
+    run_widest([NN, &four, &zz](auto wide) LEOPOD_KERNEL {
         // The sums run from the highest degree down, and within it from the highest order.
         GradientSums<wide> sum;
         for (int n = within_table(NN); n >= 0; --n) {
@@ -608,7 +603,7 @@ void correct_CS_TimeVarying(double mjd_utc, double* c_C20, double* c_C30, double
 
     double pole[2] = {};
     mean_polar_motion(mjd_utc, pole);
-    const double x = pole[0] * (leopod::kPi / 648000), y = pole[1] * (leopod::kPi / 648000);
+    const double x = pole[0] * (kPi / 648000), y = pole[1] * (kPi / 648000);
     const double C20n = o_C20 / N[index_of(2, 0)];
     const double C22n = o_C22 / N[index_of(2, 2)];
     const double S22n = o_S22 / N[index_of(2, 2)];

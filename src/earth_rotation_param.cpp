@@ -14,13 +14,7 @@
 #include "private/report.h"
 #include "private/text.h"
 
-using leopod::kLineSize;
-using leopod::kPi;
-using leopod::LineReader;
-using leopod::read_line;
-using leopod::report;
-using leopod::report_at;
-using leopod::scan;
+using namespace leopod;
 
 EOPREC* g_eop_storage = nullptr;
 long int g_eop_storage_size = 0;
@@ -52,7 +46,7 @@ struct FieldBuffer {
     double number(const char* line, std::size_t start, std::size_t width) {
         if (clear_each) std::memset(text, 0, sizeof text);
         std::memcpy(text, line + start, width);
-        return leopod::to_double(text);
+        return to_double(text);
     }
 };
 
@@ -148,13 +142,13 @@ void load_eops_default(EOPREC* ptr_eop_store, int nsize) {
 }
 
 bool load_eop_storage_rapid(char* eopfilename) {
-    std::FILE* file = leopod::open_text(eopfilename);
+    std::FILE* file = open_text(eopfilename);
     if (file == nullptr) {
         report(ULOG_ERROR_LEVEL, "eopfilename[file=%s] open failed", eopfilename);
         return false;
     }
     LineReader reader{file, eopfilename};
-    leopod::read_in_blocks(reader);
+    read_in_blocks(reader);
     char line[kLineSize];
     int irec = 0;
     while (read_line(reader, line)) {
@@ -174,14 +168,14 @@ bool load_eop_storage_rapid(char* eopfilename) {
 }
 
 bool load_eop_storage(char* eopfilename) {
-    std::FILE* file = leopod::open_text(eopfilename);
+    std::FILE* file = open_text(eopfilename);
     if (file == nullptr) {
         report(ULOG_WARNING_LEVEL, "load_eop_storage() eopfilename %s open failed", eopfilename);
         return false;
     }
     constexpr int kHeaderLines = 14;
     LineReader reader{file, eopfilename};
-    leopod::read_in_blocks(reader);
+    read_in_blocks(reader);
     char line[kLineSize];
     int irec = 0;
     for (int i = 0; i < kHeaderLines && read_line(reader, line); ++i) {
@@ -205,14 +199,13 @@ bool load_eop_storage(char* eopfilename) {
 }
 
 bool load_eop_storage_celestrack(char* eopall_filename) {
-    std::FILE* file = leopod::open_text(eopall_filename);
+    std::FILE* file = open_text(eopall_filename);
     if (file == nullptr) {
         report(ULOG_ERROR_LEVEL, "load_eop_storage_celestrack(), eopfile[file=%s] open failed", eopall_filename);
         return false;
     }
-    using leopod::contains;
     LineReader reader{file, eopall_filename};
-    leopod::read_in_blocks(reader);
+    read_in_blocks(reader);
     char line[kLineSize];
     int irec = 0;
     bool observed = false;
@@ -391,7 +384,7 @@ void compute_eci2ecf_rotation_precise(double mjd_utc, double leapsec, double pmx
     double rc2i[3][3];
     double rpom[3][3];
     double Rera[9];
-    leopod::fast_celestial_to_intermediate(jd_tt_I, jd_tt_F, rc2i);
+    fast_celestial_to_intermediate(jd_tt_I, jd_tt_F, rc2i);
     const double era = iauEra00(jd_ut1_I, jd_ut1_F);
     Rz(era, Rera);
     const double sp = iauSp00(jd_tt_I, jd_tt_F);

@@ -13,6 +13,8 @@
 #include "private/report.h"
 #include "private/text.h"
 
+using namespace leopod;
+
 EPH_HEADER_JPL* g_eph_header = nullptr;
 EPH_RECORD_JPL* g_ephData_storage = nullptr;
 int g_num_eph_record = 0;
@@ -136,8 +138,7 @@ bool locate(double tt_jd, Epoch& epoch) {
     a = a + cd[0];
     const double d = cd[1];
     if (!(a + d >= ss[0] && a + d <= ss[1])) {
-        leopod::report(ULOG_ERROR_LEVEL, "Requested JED (%lf) not within ephemeris limits (%lf -- %lf)\n", a + d, ss[0],
-                       ss[1]);
+        report(ULOG_ERROR_LEVEL, "Requested JED (%lf) not within ephemeris limits (%lf -- %lf)\n", a + d, ss[0], ss[1]);
         return false;
     }
     const double quotient = (a - ss[0]) / ss[2];
@@ -168,7 +169,7 @@ constexpr GroupMarker kMarkers[] = {{"GROUP   1030", Group::dates},
 
 /// Progress through one ephemeris file.
 struct Reading {
-    leopod::LineReader lines;
+    LineReader lines;
     EPH_HEADER_JPL* header;
     EPH_RECORD_JPL* records;
     Group group = Group::none;
@@ -183,39 +184,39 @@ constexpr std::size_t kCountLine = 7;  // a line up to this length, line feed in
 
 void read_names(Reading& r, const char* line) {
     if (std::strlen(line) <= kCountLine) {
-        leopod::scan(line, "%d", &r.header->con_num);
+        scan(line, "%d", &r.header->con_num);
         if (r.header->con_num > MAXNUM_CONSTANT_JPLEPH) {
-            leopod::warn_limit(r.constants_warned, r.lines.name, MAXNUM_CONSTANT_JPLEPH, "constants");
+            warn_limit(r.constants_warned, r.lines.name, MAXNUM_CONSTANT_JPLEPH, "constants");
             r.header->con_num = MAXNUM_CONSTANT_JPLEPH;
         }
         return;
     }
-    leopod::Tokens tokens;
-    leopod::split(line, " ", tokens, leopod::kMaxTokens, &r.lines);
+    Tokens tokens;
+    split(line, " ", tokens, kMaxTokens, &r.lines);
     for (int i = 0; i < tokens.count && r.names < r.header->con_num; ++i) {
-        leopod::copy_field(tokens.token[i], 0, kNameSize - 1, r.header->con_name[r.names++]);
+        copy_field(tokens.token[i], 0, kNameSize - 1, r.header->con_name[r.names++]);
     }
     if (r.names >= r.header->con_num) r.group = Group::none;
 }
 
 void read_values(Reading& r, char* line) {
     if (std::strlen(line) <= kCountLine) return;
-    leopod::replace_char(line, 'D', 'E');
-    leopod::Tokens tokens;
-    leopod::split(line, " ", tokens, leopod::kMaxTokens, &r.lines);
+    replace_char(line, 'D', 'E');
+    Tokens tokens;
+    split(line, " ", tokens, kMaxTokens, &r.lines);
     for (int i = 0; i < tokens.count && r.values < r.header->con_num; ++i) {
-        r.header->con_val[r.values++] = leopod::to_double(tokens.token[i]);
+        r.header->con_val[r.values++] = to_double(tokens.token[i]);
     }
     if (r.values >= r.header->con_num) r.group = Group::none;
 }
 
 void read_index(Reading& r, const char* line) {
-    leopod::Tokens tokens;
-    leopod::split(line, " ", tokens, leopod::kMaxTokens, &r.lines);
-    if (tokens.count > kRows - 1) leopod::warn_limit(r.rows_warned, r.lines.name, kRows - 1, "columns in GROUP 1050");
+    Tokens tokens;
+    split(line, " ", tokens, kMaxTokens, &r.lines);
+    if (tokens.count > kRows - 1) warn_limit(r.rows_warned, r.lines.name, kRows - 1, "columns in GROUP 1050");
     r.header->ipt[EARTH][r.column] = 0;
     for (int i = 0; i < std::min(tokens.count, kRows - 1); ++i) {
-        r.header->ipt[i + 1][r.column] = leopod::to_int(tokens.token[i]);
+        r.header->ipt[i + 1][r.column] = to_int(tokens.token[i]);
     }
     if (++r.column == 3) {
         r.column = 0;
@@ -231,9 +232,9 @@ bool start_record(Reading& r, const char* line) {
         return false;
     }
     int index = 0, coef_num = 0;
-    if (leopod::scan(line, "%d %d", &index, &coef_num) < 2) return true;  // neither header nor data
+    if (scan(line, "%d %d", &index, &coef_num) < 2) return true;  // neither header nor data
     if (coef_num > NUM_COEF_JPLEPH) {
-        leopod::warn_limit(r.coefficients_warned, r.lines.name, NUM_COEF_JPLEPH, "coefficients in a record");
+        warn_limit(r.coefficients_warned, r.lines.name, NUM_COEF_JPLEPH, "coefficients in a record");
         coef_num = NUM_COEF_JPLEPH;
     }
     EPH_RECORD_JPL& record = r.records[++r.record];
@@ -248,11 +249,11 @@ bool start_record(Reading& r, const char* line) {
 void read_coefficients(Reading& r, char* line) {
     if (r.record < 0) return;
     EPH_RECORD_JPL& record = r.records[r.record];
-    leopod::replace_char(line, 'D', 'E');
-    leopod::Tokens tokens;
-    leopod::split(line, " ", tokens, leopod::kMaxTokens, &r.lines);
+    replace_char(line, 'D', 'E');
+    Tokens tokens;
+    split(line, " ", tokens, kMaxTokens, &r.lines);
     for (int i = 0; i < tokens.count && r.coefficient < record.coef_num; ++i) {
-        record.chebychev_coef[r.coefficient++] = leopod::to_double(tokens.token[i]);
+        record.chebychev_coef[r.coefficient++] = to_double(tokens.token[i]);
     }
 }
 
@@ -260,7 +261,7 @@ void read_coefficients(Reading& r, char* line) {
 bool read_ephemeris_line(Reading& r, char* line) {
     if (std::strlen(line) <= 2) return true;
     for (const GroupMarker& marker : kMarkers) {
-        if (leopod::contains(line, marker.text)) {
+        if (contains(line, marker.text)) {
             r.group = marker.group;
             return true;
         }
@@ -270,7 +271,7 @@ bool read_ephemeris_line(Reading& r, char* line) {
         case Group::none:
             break;
         case Group::dates:
-            leopod::scan(line, "%lf %lf %lf", &ss[0], &ss[1], &ss[2]);
+            scan(line, "%lf %lf %lf", &ss[0], &ss[1], &ss[2]);
             r.group = Group::none;
             break;
         case Group::names:
@@ -324,8 +325,8 @@ struct TestRow {
 };
 
 void log_test_row(int count, const TestRow& row, double computed, double difference) {
-    leopod::report(ULOG_DEBUG_LEVEL, "%7d %10.1f %2d %2d %2d %25.13f %25.13f %13.5e\n", count, row.jed, row.target,
-                   row.centre, row.coordinate, row.expected, computed, difference);
+    report(ULOG_DEBUG_LEVEL, "%7d %10.1f %2d %2d %2d %25.13f %25.13f %13.5e\n", count, row.jed, row.target, row.centre,
+           row.coordinate, row.expected, computed, difference);
 }
 
 /// Compares one line and logs it if it is the hundredth or differs.
@@ -342,15 +343,15 @@ void compare_test_row(TestRow& row, int count) {
     const double difference = std::fabs(computed - row.expected);
     if (count % 100 == 0) log_test_row(count, row, computed, difference);
     if (difference >= 1e-13) {
-        leopod::report(ULOG_DEBUG_LEVEL, "*****  warning : next difference >= 1.0E-13  *****");
+        report(ULOG_DEBUG_LEVEL, "*****  warning : next difference >= 1.0E-13  *****");
         log_test_row(count, row, computed, difference);
     }
 }
 
 // --- analytic Sun and Moon -----------------------------------------------------------------------------------------------
 
-double sin_deg(double angle) { return std::sin(angle * (leopod::kPi / 180.0)); }
-double cos_deg(double angle) { return std::cos(angle * (leopod::kPi / 180.0)); }
+double sin_deg(double angle) { return std::sin(angle * (kPi / 180.0)); }
+double cos_deg(double angle) { return std::cos(angle * (kPi / 180.0)); }
 
 }  // namespace
 
@@ -399,13 +400,13 @@ bool load_eph_storage_default(EPH_HEADER_JPL* eph_header, EPH_RECORD_JPL* eph_st
 
 bool load_eph_storage_file(char* eph_filename, EPH_HEADER_JPL* eph_header, EPH_RECORD_JPL* eph_data) {
     Reading r{};
-    r.lines.file = leopod::open_text(eph_filename);
+    r.lines.file = open_text(eph_filename);
     if (r.lines.file == nullptr) {
-        leopod::report(ULOG_CRITICAL_LEVEL, "jpl ephemeris file open failed!\n");
+        report(ULOG_CRITICAL_LEVEL, "jpl ephemeris file open failed!\n");
         return false;
     }
     r.lines.name = eph_filename;
-    leopod::read_in_blocks(r.lines);
+    read_in_blocks(r.lines);
     r.header = eph_header;
     r.records = eph_data;
     if (eph_header == nullptr || eph_data == nullptr) {
@@ -413,14 +414,14 @@ bool load_eph_storage_file(char* eph_filename, EPH_HEADER_JPL* eph_header, EPH_R
         return false;
     }
     eph_header->con_num = 0;
-    char line[leopod::kLineSize];
-    while (leopod::read_line(r.lines, line) && read_ephemeris_line(r, line)) {
+    char line[kLineSize];
+    while (read_line(r.lines, line) && read_ephemeris_line(r, line)) {
     }
     std::fclose(r.lines.file);
 
     g_num_eph_record = std::max(r.record, 0);  // settled: the number of records less one
     if (r.record < 0) {
-        leopod::report(ULOG_ERROR_LEVEL, "load_eph_storage(): no record in %s", eph_filename);
+        report(ULOG_ERROR_LEVEL, "load_eph_storage(): no record in %s", eph_filename);
         return false;
     }
     set_covered_dates(eph_header, eph_data, r.record);
@@ -428,7 +429,7 @@ bool load_eph_storage_file(char* eph_filename, EPH_HEADER_JPL* eph_header, EPH_R
         if (std::strcmp(eph_header->con_name[i], "AU") == 0) eph_header->au = eph_header->con_val[i];
         if (std::strcmp(eph_header->con_name[i], "EMRAT") == 0) eph_header->emrat = eph_header->con_val[i];
     }
-    leopod::report(ULOG_INFO_LEVEL, "load_eph_storage(): eph_filename=%s", eph_filename);
+    report(ULOG_INFO_LEVEL, "load_eph_storage(): eph_filename=%s", eph_filename);
     return true;
 }
 
@@ -487,7 +488,7 @@ void ast_args(double t, double* f) {
     for (int i = 0; i < 5; ++i) {
         const double* const c = kDelaunay[i];
         const double arcsec = 3600 * c[0] + c[1] * t + c[2] * t2 + c[3] * t3 + c[4] * t4;
-        f[i] = std::fmod(arcsec * kArcsecond, 2 * leopod::kPi);
+        f[i] = std::fmod(arcsec * kArcsecond, 2 * kPi);
     }
 }
 
@@ -514,7 +515,7 @@ void compute_pos_sun_moon_eci(double mjd_ut1, double* rsun_eci, double* rmoon_ec
             5.13 * std::sin(F) + 0.28 * std::sin(l + F) - 0.28 * std::sin(F - l) - 0.17 * std::sin(F - 2 * D);
         const double p = 0.9508 + 0.0518 * std::cos(l) + 0.0095 * std::cos(l - 2 * D) + 0.0078 * std::cos(2 * D) +
                          0.0028 * std::cos(2 * l);
-        const double r = leopod::kWgs84SemiMajor / sin_deg(p);
+        const double r = kWgs84SemiMajor / sin_deg(p);
         const double cos_b = cos_deg(b), sin_b = sin_deg(b), cos_L = cos_deg(L), sin_L = sin_deg(L);
         rmoon_eci[0] = r * cos_b * cos_L;
         rmoon_eci[1] = r * (cos_eps * cos_b * sin_L - sin_eps * sin_b);
@@ -524,13 +525,12 @@ void compute_pos_sun_moon_eci(double mjd_ut1, double* rsun_eci, double* rmoon_ec
 
 void EphTest(char* testfilename) {
     g_unit_km = false;
-    std::FILE* file = leopod::open_text(testfilename);
+    std::FILE* file = open_text(testfilename);
     if (file == nullptr) {
-        leopod::report(ULOG_WARNING_LEVEL, "Open the test file %s failed!\n",
-                       testfilename != nullptr ? testfilename : "");
+        report(ULOG_WARNING_LEVEL, "Open the test file %s failed!\n", testfilename != nullptr ? testfilename : "");
         return;
     }
-    leopod::report(ULOG_DEBUG_LEVEL, "line--jed--t# c# x# --jpl value---user value --- difference--\n");
+    report(ULOG_DEBUG_LEVEL, "line--jed--t# c# x# --jpl value---user value --- difference--\n");
 
     constexpr std::size_t kValues = 15;  // the values start in column 16
     char line[102];
@@ -543,8 +543,8 @@ void EphTest(char* testfilename) {
             continue;
         }
         TestRow row;
-        if (std::strlen(line) <= kValues || leopod::scan(line + kValues, " %lf %d %d %d %lf", &row.jed, &row.target,
-                                                         &row.centre, &row.coordinate, &row.expected) < 5) {
+        if (std::strlen(line) <= kValues || scan(line + kValues, " %lf %d %d %d %lf", &row.jed, &row.target,
+                                                 &row.centre, &row.coordinate, &row.expected) < 5) {
             continue;
         }
         if (row.coordinate < 1 || row.coordinate > 6 || row.jed < g_eph_header->ss[0]) continue;

@@ -12,6 +12,8 @@
 #include "private/report.h"
 #include "private/text.h"
 
+using namespace leopod;
+
 GNSSCONFIG gnssconfig;
 
 namespace {
@@ -41,7 +43,7 @@ char char_of(const char* characters, int value, char unknown) {
 }
 
 void warn_frequency(const char* obscode) {
-    leopod::report(ULOG_WARNING_LEVEL, "WARNING: UNKNOWN gnss obs frequency %s\n", obscode);
+    report(ULOG_WARNING_LEVEL, "WARNING: UNKNOWN gnss obs frequency %s\n", obscode);
 }
 
 /// Carrier frequencies [MHz] by system and band; 0: none. L1 and L2 of GLO depend on the channel.
@@ -75,10 +77,10 @@ struct ConfigReader {
     const char* name = "";
     bool in_systems = false;
     bool in_general = false;
-    char work[leopod::kLineSize] = {};
-    char field[kMaxFields][leopod::kLineSize] = {};
+    char work[kLineSize] = {};
+    char field[kMaxFields][kLineSize] = {};
     // one warning for each limit
-    leopod::LineReader fields_limit;
+    LineReader fields_limit;
     bool systems_limit = false;
     bool observables_limit = false;
     bool bands_limit = false;
@@ -87,11 +89,11 @@ struct ConfigReader {
 
 /// Opens or closes one section; true if the line was consumed as its opening marker.
 bool section_marker(const char* line, const char* open_marker, const char* close_marker, bool& open) {
-    if (!open && leopod::contains(line, open_marker)) {
+    if (!open && contains(line, open_marker)) {
         open = true;
         return true;
     }
-    if (leopod::contains(line, close_marker)) open = false;
+    if (contains(line, close_marker)) open = false;
     return false;
 }
 
@@ -101,8 +103,8 @@ void take_line(ConfigReader& reader, const char* line, std::size_t length) {
     // behind a shorter one, and the fields that a line lacks keep their text
     std::memcpy(reader.work, line, length);
     string_trim(reader.work);
-    leopod::Tokens tokens;
-    leopod::split(reader.work, " ", tokens, kMaxFields, &reader.fields_limit);
+    Tokens tokens;
+    split(reader.work, " ", tokens, kMaxFields, &reader.fields_limit);
     for (int i = 0; i < tokens.count; ++i) {
         std::memcpy(reader.field[i], tokens.token[i], std::strlen(tokens.token[i]) + 1);
         string_trim(reader.field[i]);
@@ -110,9 +112,9 @@ void take_line(ConfigReader& reader, const char* line, std::size_t length) {
 }
 
 sysGNSS system_of(const char* name) {
-    if (leopod::contains(name, "GPS")) return GPS;
-    if (leopod::contains(name, "BDS")) return BDS;
-    if (leopod::contains(name, "GAL")) return GAL;
+    if (contains(name, "GPS")) return GPS;
+    if (contains(name, "BDS")) return BDS;
+    if (contains(name, "GAL")) return GAL;
     return UKNSYS;
 }
 
@@ -125,7 +127,7 @@ int count_bands(ConfigReader& reader, const TYPE_FREQ_CODE* observables, int n) 
         for (int k = 0; k < count; ++k) found = found || bands[k] == observables[i].freq;
         if (found) continue;
         if (count == kMaxBands) {
-            leopod::warn_limit(reader.bands_limit, reader.name, kMaxBands, "bands of a system");
+            warn_limit(reader.bands_limit, reader.name, kMaxBands, "bands of a system");
             break;
         }
         bands[count++] = observables[i].freq;
@@ -134,9 +136,9 @@ int count_bands(ConfigReader& reader, const TYPE_FREQ_CODE* observables, int n) 
 }
 
 /// Two positions of the ionosphere-free pair; false when one lies outside the observables.
-bool read_pair(const char (*field)[leopod::kLineSize], int* pair) {
+bool read_pair(const char (*field)[kLineSize], int* pair) {
     for (int i = 0; i < 2; ++i) {
-        const int position = leopod::to_int(field[i]);
+        const int position = to_int(field[i]);
         if (position < 0 || position >= MAXOBS_PER_SAT) return false;
         pair[i] = position;
     }
@@ -147,14 +149,14 @@ bool read_pair(const char (*field)[leopod::kLineSize], int* pair) {
 void read_system_line(ConfigReader& reader) {
     const int isys = gnssconfig.num_sys;
     if (isys >= MAXNUM_SYS) {
-        leopod::warn_limit(reader.systems_limit, reader.name, MAXNUM_SYS, "systems");
+        warn_limit(reader.systems_limit, reader.name, MAXNUM_SYS, "systems");
         return;
     }
-    int n = leopod::to_int(reader.field[1]);
+    int n = to_int(reader.field[1]);
     if (n < 0) n = 0;
     const int n_kept = n < MAXOBS_PER_SAT ? n : MAXOBS_PER_SAT;
     if (n > n_kept) {
-        leopod::warn_limit(reader.observables_limit, reader.name, MAXOBS_PER_SAT, "observables of a system");
+        warn_limit(reader.observables_limit, reader.name, MAXOBS_PER_SAT, "observables of a system");
     }
     gnssconfig.opt_IF[isys] = 0;
     gnssconfig.sys_used[isys] = system_of(reader.field[0]);
@@ -164,14 +166,14 @@ void read_system_line(ConfigReader& reader) {
         obscode_conversion_v3(reader.field[2 + i], &used[i].type, &used[i].freq, &used[i].code);
     }
     gnssconfig.num_freq[isys] = count_bands(reader, used, n_kept);
-    if (n <= kMaxFields - 7 && leopod::contains(reader.field[n + 2], "IF")) {
+    if (n <= kMaxFields - 7 && contains(reader.field[n + 2], "IF")) {
         if (read_pair(&reader.field[n + 3], gnssconfig.obs_index_IF_code[isys]) &&
             read_pair(&reader.field[n + 5], gnssconfig.obs_index_IF_phase[isys])) {
             gnssconfig.opt_IF[isys] = 1;
         } else if (!reader.pair_limit) {
             reader.pair_limit = true;
-            leopod::report(ULOG_WARNING_LEVEL, "%s: IF position outside 0 to %d, the combination is dropped",
-                           reader.name, MAXOBS_PER_SAT - 1);
+            report(ULOG_WARNING_LEVEL, "%s: IF position outside 0 to %d, the combination is dropped", reader.name,
+                   MAXOBS_PER_SAT - 1);
         }
     }
     ++gnssconfig.num_sys;
@@ -194,8 +196,8 @@ void read_general_line(const ConfigReader& reader) {
         {"VAR_CLK", &gnssconfig.var_clk, 1.0},
     };
     for (const auto& setting : settings) {
-        if (leopod::contains(reader.work, setting.key)) {
-            *setting.value = leopod::to_double(reader.field[1]) * setting.unit;
+        if (contains(reader.work, setting.key)) {
+            *setting.value = to_double(reader.field[1]) * setting.unit;
         }
     }
 }
@@ -237,8 +239,8 @@ int satsysprn2index(sysGNSS sys, int prn) {
     if (index < 0) return -1;
     if (index >= kIndexSpace) {
         // settled: the text shows the limit behind "sys=" and the system behind "prn="
-        leopod::report(ULOG_ERROR_LEVEL, "satsysprn2index(): index[%d] > MAXSAT_GNSS + MAXNUM_STATION, sys=%d, prn=%d",
-                       static_cast<int>(index < INT_MAX ? index : INT_MAX), kIndexSpace, static_cast<int>(sys));
+        report(ULOG_ERROR_LEVEL, "satsysprn2index(): index[%d] > MAXSAT_GNSS + MAXNUM_STATION, sys=%d, prn=%d",
+               static_cast<int>(index < INT_MAX ? index : INT_MAX), kIndexSpace, static_cast<int>(sys));
         return -1;
     }
     return static_cast<int>(index);
@@ -246,8 +248,8 @@ int satsysprn2index(sysGNSS sys, int prn) {
 
 bool satindex2sysprn(int index, sysGNSS* sys, int* prn) {
     if (index >= MAXSAT_GNSS) {
-        leopod::report(ULOG_ERROR_LEVEL, "satindex2sysprn(): satindex[%d] > MAXSAT_GNSS[%d]", index,
-                       static_cast<int>(MAXSAT_GNSS));
+        report(ULOG_ERROR_LEVEL, "satindex2sysprn(): satindex[%d] > MAXSAT_GNSS[%d]", index,
+               static_cast<int>(MAXSAT_GNSS));
         *sys = UKNSYS;
         *prn = -1;
         return false;
@@ -268,7 +270,7 @@ bool satindex2sysprn(int index, sysGNSS* sys, int* prn) {
 
 sysGNSS string2satsysprn(char* str_satsysprn, int* prn) {
     const char letter = str_satsysprn[0];
-    *prn = letter != '\0' ? leopod::to_int(str_satsysprn + 1) : 0;
+    *prn = letter != '\0' ? to_int(str_satsysprn + 1) : 0;
     if (*prn < 0) *prn = 0;
     switch (letter) {
         case 'G':
@@ -296,7 +298,7 @@ void satsysprn2string(sysGNSS satsys, int prn, char* prn_str) {
     if (satsys == LEO) letter = 'L';
     char text[16];
     std::snprintf(text, sizeof text, "%c%02d", letter, prn);
-    leopod::copy_field(text, 0, 3, prn_str);  // the caller's buffer need not hold more
+    copy_field(text, 0, 3, prn_str);  // the caller's buffer need not hold more
 }
 
 void sysGNSSAsString(sysGNSS sys, char* str) {
@@ -322,7 +324,7 @@ void obscode_conversion_v2(char* obscode, OBSTYPE* t, OBSFREQ* b, OBSCODE* c) {
         *t = static_cast<OBSTYPE>(type);
         *c = first == 'C' ? aC : aP;
     } else {
-        leopod::report(ULOG_WARNING_LEVEL, "Warning: unkonwn obs type: %c in obscode_conversion_v2()\n", first);
+        report(ULOG_WARNING_LEVEL, "Warning: unkonwn obs type: %c in obscode_conversion_v2()\n", first);
     }
     if (const int freq = second == 'A' ? static_cast<int>(L1) : value_of(kFreqChars, second); freq != 0) {
         *b = static_cast<OBSFREQ>(freq);
@@ -339,7 +341,7 @@ void obscode_conversion_v3(char* obscode, OBSTYPE* t, OBSFREQ* b, OBSCODE* c) {
     if (const int type = value_of(kTypeChars, first); type != 0) {
         *t = static_cast<OBSTYPE>(type);
     } else {
-        leopod::report(ULOG_WARNING_LEVEL, "WARNING: UNKNOWN gnss obs type %s\n", obscode);
+        report(ULOG_WARNING_LEVEL, "WARNING: UNKNOWN gnss obs type %s\n", obscode);
     }
     if (const int freq = value_of(kFreqChars, second); freq != 0) {
         *b = static_cast<OBSFREQ>(freq);
@@ -349,13 +351,13 @@ void obscode_conversion_v3(char* obscode, OBSTYPE* t, OBSFREQ* b, OBSCODE* c) {
     if (const int code = third == ' ' ? static_cast<int>(aX) : value_of(kCodeChars, third); code != 0) {
         *c = static_cast<OBSCODE>(code);
     } else {
-        leopod::report(ULOG_WARNING_LEVEL, "WARNING: UNKNOWN gnss obs code %s\n", obscode);
+        report(ULOG_WARNING_LEVEL, "WARNING: UNKNOWN gnss obs code %s\n", obscode);
     }
 }
 
 double get_obs_frequency(sysGNSS satsys, OBSFREQ band, int prn) {
     if (satsys < GPS || satsys > LEO || satsys == GEO) {
-        leopod::report(ULOG_WARNING_LEVEL, "Unrecognised satellite system: %d\n", static_cast<int>(satsys));
+        report(ULOG_WARNING_LEVEL, "Unrecognised satellite system: %d\n", static_cast<int>(satsys));
         return 0.0;
     }
     // settled: the divisor of the channel step is 6
@@ -364,8 +366,8 @@ double get_obs_frequency(sysGNSS satsys, OBSFREQ band, int prn) {
     const double frequency = band >= L1 && band <= K5 ? kFrequency[satsys][band] : 0.0;
     if (frequency == 0.0) {
         // settled: the name is "GPS" for every system
-        leopod::report(ULOG_WARNING_LEVEL, "%s%02d band %d can not find frequency value.\n", "GPS", prn,
-                       static_cast<int>(band));
+        report(ULOG_WARNING_LEVEL, "%s%02d band %d can not find frequency value.\n", "GPS", prn,
+               static_cast<int>(band));
     }
     return frequency;
 }
@@ -375,7 +377,7 @@ double get_obs_frequency(sysGNSS satsys, OBSFREQ band, int prn) {
 void set_gnssconfig_system(GNSSCONFIG* config, int nsys, sysGNSS* systems) {
     if (nsys > MAXNUM_SYS) {
         bool warned = false;
-        leopod::warn_limit(warned, "set_gnssconfig_system()", MAXNUM_SYS, "systems");
+        warn_limit(warned, "set_gnssconfig_system()", MAXNUM_SYS, "systems");
         nsys = MAXNUM_SYS;
     }
     for (int i = 0; i < nsys; ++i) {
@@ -403,14 +405,14 @@ void set_gnssconfig_system(GNSSCONFIG* config, int nsys, sysGNSS* systems) {
 
 void set_gnssconfig_from_file(char* configfile) {
     if (configfile == nullptr) {
-        leopod::report_at(ULOG_ERROR_LEVEL, "gnss_config", __LINE__, __func__, "gnss config file is empty, stopping");
+        report_at(ULOG_ERROR_LEVEL, "gnss_config", __LINE__, __func__, "gnss config file is empty, stopping");
         return;
     }
-    leopod::LineReader lines;
+    LineReader lines;
     lines.name = configfile;
-    lines.file = leopod::open_text(configfile);
+    lines.file = open_text(configfile);
     if (lines.file == nullptr) {
-        leopod::report(ULOG_ERROR_LEVEL, "gnssconfig file open failed, stopping");
+        report(ULOG_ERROR_LEVEL, "gnssconfig file open failed, stopping");
         std::exit(1);
     }
     // settled: these differ from the defaults of set_gnssconfig_system; the mask, the slip thresholds and the Huber
@@ -429,10 +431,10 @@ void set_gnssconfig_from_file(char* configfile) {
     ConfigReader reader;
     reader.name = configfile;
     reader.fields_limit.name = configfile;
-    char line[leopod::kLineSize];
-    while (leopod::read_line(lines, line)) read_config_line(reader, line);
+    char line[kLineSize];
+    while (read_line(lines, line)) read_config_line(reader, line);
     std::fclose(lines.file);
-    leopod::report(ULOG_INFO_LEVEL, "Reading gnssconfig=%s", configfile);
+    report(ULOG_INFO_LEVEL, "Reading gnssconfig=%s", configfile);
 }
 
 int get_gnssconfig_sys_index(sysGNSS sys, GNSSCONFIG* config) {

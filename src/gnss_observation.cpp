@@ -19,12 +19,12 @@
 #include "private/report.h"
 #include "private/text.h"
 
+using namespace leopod;
+
 OBSDATA_EPOCH* g_obs_storage = nullptr;
 int g_num_obs_storage = 0;
 
 namespace {
-
-using namespace leopod;
 
 constexpr int kSatsOnLineV2 = 12;   // satellites on a line of a version 2 epoch
 constexpr int kValuesOnLineV2 = 5;  // observations on a line of a version 2 satellite
@@ -482,7 +482,7 @@ void initialize_obsdata_epoch(OBSDATA_EPOCH* obsdata_eopch) {
         static_assert(offsetof(OBSDATA_SAT, num_obs_used) ==
                       offsetof(OBSDATA_SAT, obs_index_used) + sizeof sat.obs_index_used);
         constexpr std::size_t kBehind = offsetof(OBSDATA_SAT, num_obs_used);
-        leopod::clear(reinterpret_cast<char*>(&sat) + kBehind, sizeof sat - kBehind);
+        clear(reinterpret_cast<char*>(&sat) + kBehind, sizeof sat - kBehind);
         sat.prn = -1;
         sat.satsys = UKNSYS;
         sat.num_obs = 0;
@@ -569,7 +569,7 @@ void get_ionosphere_free_combination(double* obs_phase, double* obs_range, doubl
 bool load_observation_rinex(char* filename_rinex, int rcvno, double sample_rate) {
     const char* name = filename_rinex != nullptr ? filename_rinex : "";
     const long int start = g_num_obs_storage;
-    const std::unique_ptr<FILE, int (*)(FILE*)> file(leopod::open_text(name), &std::fclose);
+    const std::unique_ptr<FILE, int (*)(FILE*)> file(open_text(name), &std::fclose);
     if (file == nullptr) {
         report(ULOG_WARNING_LEVEL, "rinex observation file (%s) open failed!\n", name);
         return false;

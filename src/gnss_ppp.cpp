@@ -17,6 +17,8 @@
 #include "private/numbers.h"
 #include "private/report.h"
 
+using namespace leopod;
+
 namespace {
 constexpr double kChisqr[] = {
 #include "tables/chisqr.inc"
@@ -29,12 +31,6 @@ const double chisqr[100] = {
 };
 
 namespace {
-
-using leopod::clamp_count;
-using leopod::EarthRotation;
-using leopod::kSpeedOfLight;
-using leopod::kTimeText;
-using leopod::report;
 
 constexpr double kEarthRotationRate = 7.2921151467e-05;  // [rad/s]
 constexpr int kUnknowns = 12;                            // 3 position, 3 velocity, 6 clock slots
@@ -108,10 +104,10 @@ void get_platform_axes(int rcv, GTime tag, double* posvel, ATT_QUATERNION* qua, 
         return;
     }
     if (!rotation.ready) {
-        const unsigned long reports = leopod::reports_made();
+        const unsigned long reports = reports_made();
         double rate[9];
         rotation.ready = compute_eci2ecf_matrix(rotation.mjd_utc, rotation.leapsec, rotation.matrix, rate);
-        rotation.quiet = reports == leopod::reports_made();
+        rotation.quiet = reports == reports_made();
     }
     for (double* axis : {axes.ex, axes.ey, axes.ez}) {
         double inertial[3];
@@ -215,15 +211,15 @@ void add_satellite(OBSDATA_SAT& sat, int isat, int iteration, EpochContext& ctx,
     }
     Transmission& sent = ctx.transmissions[isat];
     if (sent.ready && sent.range == range_for_propagation_time) {
-        propagation_time = leopod::signal_time(sent.satposvel, xyz0);
+        propagation_time = signal_time(sent.satposvel, xyz0);
     } else {
-        const unsigned long reports = leopod::reports_made();
+        const unsigned long reports = reports_made();
         double tgd_raw = 0.0;
         sent = Transmission{};
         propagation_time = propagation_time_use_range(ctx.obs_time, satindex, range_for_propagation_time, xyz0,
                                                       sent.satposvel, sent.satclk, &tgd_raw);
         sent.range = range_for_propagation_time;
-        sent.ready = std::fabs(propagation_time) >= 1e-9 && reports == leopod::reports_made();
+        sent.ready = std::fabs(propagation_time) >= 1e-9 && reports == reports_made();
     }
     double* const satposvel = sent.satposvel;
     const double* const satclk = sent.satclk;
@@ -429,8 +425,8 @@ void skip_single_frequencies(const OBSDATA_SAT& sat, int satindex, int isys) {
 }  // namespace
 
 STATUS_SOL pseudorange_point_positioning(OBSDATA_EPOCH* obs_epoch, ANT_INFO* antenna_rcv, SOLUTION* solt) {
-    leopod::ModelEpoch epoch;
-    return leopod::point_position(epoch, obs_epoch, antenna_rcv, solt);
+    ModelEpoch epoch;
+    return point_position(epoch, obs_epoch, antenna_rcv, solt);
 }
 
 STATUS_SOL leopod::point_position(ModelEpoch& epoch, OBSDATA_EPOCH* obs_epoch, ANT_INFO* antenna_rcv, SOLUTION* solt) {
@@ -486,8 +482,8 @@ STATUS_SOL leopod::point_position(ModelEpoch& epoch, OBSDATA_EPOCH* obs_epoch, A
 
         double dx[kUnknowns] = {};
         double inv_BTWB[kUnknowns * kUnknowns] = {};
-        const int nparam = leopod::solve_normal(pass.BTWB, pass.BTWL, kUnknowns, dx, inv_BTWB);
-        if (nparam == leopod::kNoMemory) {
+        const int nparam = solve_normal(pass.BTWB, pass.BTWL, kUnknowns, dx, inv_BTWB);
+        if (nparam == kNoMemory) {
             std::snprintf(solt->msg, sizeof solt->msg, "spp:no memory for the solver");
             return finish(solt, SOL_SPP_ERROR);
         }
@@ -510,10 +506,9 @@ int compute_omc_zd_gnss(int nsat, int* satidx_in_obs_epoch, int* satlist_satinde
                         double* sunposvel_ecf, ATT_QUATERNION* att_rcv, ANT_INFO* ant_rcv, int nx,
                         PARAM_TYPE* param_types, int* index_paramX, index_param_func idxfunc, double* X,
                         SAT_STATE* sat_state, int nobs_max, int nx_max, double* h, double* v, double* r) {
-    leopod::ModelEpoch epoch;
-    return leopod::model_zd_gnss(epoch, nsat, satidx_in_obs_epoch, satlist_satindex, obs_epoch, sunposvel_ecf, att_rcv,
-                                 ant_rcv, nx, param_types, index_paramX, idxfunc, X, sat_state, nobs_max, nx_max, h, v,
-                                 r);
+    ModelEpoch epoch;
+    return model_zd_gnss(epoch, nsat, satidx_in_obs_epoch, satlist_satindex, obs_epoch, sunposvel_ecf, att_rcv, ant_rcv,
+                         nx, param_types, index_paramX, idxfunc, X, sat_state, nobs_max, nx_max, h, v, r);
 }
 
 int leopod::model_zd_gnss(ModelEpoch& epoch, int nsat, int* satidx_in_obs_epoch, int* satlist_satindex,

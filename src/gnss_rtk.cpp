@@ -10,16 +10,13 @@
 #include "private/numbers.h"
 #include "private/report.h"
 
+using namespace leopod;
+
 int NPOS = 3;
 int NAMB = 30;
 RUNTIME_RTK runtime_rtk = {};
 
 namespace {
-
-using leopod::clamp_count;
-using leopod::kSpeedOfLight;
-using leopod::report;
-using leopod::warn_limit;
 
 constexpr int kStates = static_cast<int>(sizeof(RUNTIME_RTK::X) / sizeof(double));
 constexpr int kRows = static_cast<int>(sizeof(RUNTIME_RTK::L) / sizeof(double));

@@ -16,6 +16,8 @@
 #include "private/report.h"
 #include "private/text.h"
 
+using namespace leopod;
+
 EPHBRDC_STORE* g_brdc_storage = nullptr;
 EPHBRDC_NOW g_eph_brdc_now = {};
 EPHOPT g_eph_selection = EPHOPT_BRDC;
@@ -27,21 +29,6 @@ double iono_brdc_GAL_I[3] = {};
 double iono_brdc_QZS_A[4] = {}, iono_brdc_QZS_B[4] = {};
 
 namespace {
-
-using leopod::contains;
-using leopod::copy_field;
-using leopod::field_double;
-using leopod::kLineSize;
-using leopod::kSpeedOfLight;
-using leopod::LineReader;
-using leopod::read_line;
-using leopod::replace_char;
-using leopod::report;
-using leopod::scan;
-using leopod::split;
-using leopod::to_double;
-using leopod::to_int;
-using leopod::Tokens;
 
 constexpr double kHalfWeek = 302400.0;  ///< [s]
 constexpr double kWeek = 604800.0;      ///< [s]
@@ -55,7 +42,7 @@ NextRecord g_next_record{};  // settled: counts on for the whole process, versio
 
 using File = std::unique_ptr<std::FILE, int (*)(std::FILE*)>;
 
-File open_file(const char* name) { return File(leopod::open_text(name), std::fclose); }
+File open_file(const char* name) { return File(open_text(name), std::fclose); }
 
 const char* printable(const char* name) { return name != nullptr ? name : ""; }
 
@@ -93,7 +80,7 @@ struct NavigationSource {
 NavigationSource g_navigation;
 
 bool read_navigation_line(std::FILE* pf, char (&line)[kLineSize]) {
-    leopod::take_file(g_navigation.reader, pf);
+    take_file(g_navigation.reader, pf);
     return read_line(g_navigation.reader, line);
 }
 
@@ -225,7 +212,7 @@ bool read_record(const char* line_first, std::FILE* pf, const RecordLayout& layo
     if (!scan_first_line(line, layout, raw.prn, raw.toc) || raw.prn < 1 || raw.prn > N) return false;
     int& index = index_record[raw.prn - 1];
     if (index >= MAXEPH_BRDC) {
-        leopod::warn_limit(g_navigation.row_warned, g_navigation.reader.name, MAXEPH_BRDC, "records of a satellite");
+        warn_limit(g_navigation.row_warned, g_navigation.reader.name, MAXEPH_BRDC, "records of a satellite");
         return false;
     }
     Record& record = rows[raw.prn - 1][index];
@@ -248,7 +235,7 @@ void read_header_line_v20(char* line) {
     if (!alpha && !contains(line, "ION BETA")) return;
     replace_char(line, 'D', 'E');
     Tokens fields;
-    split(line, " ", fields, leopod::kMaxTokens, &g_navigation.reader);
+    split(line, " ", fields, kMaxTokens, &g_navigation.reader);
     read_coefficients(fields, 0, 4, alpha ? iono_brdc_GPS_A : iono_brdc_GPS_B);
 }
 
@@ -257,7 +244,7 @@ void read_header_line_v30(char* line) {
     // settled: the replacement also turns the tags BDSA and BDSB into BESA and BESB, which match nothing below
     replace_char(line, 'D', 'E');
     Tokens fields;
-    split(line, " ", fields, leopod::kMaxTokens, &g_navigation.reader);
+    split(line, " ", fields, kMaxTokens, &g_navigation.reader);
     const struct {
         const char* tag;
         double* target;
@@ -748,8 +735,8 @@ bool store_clock_line(const Tokens& fields, const char* clkfilename, ClockDate& 
     const GTime time = clock_epoch(fields, date);
     const int nn = to_int(fields.token[8]);
     if (nn != 1 && nn != 2) {
-        leopod::report_at(ULOG_ERROR_LEVEL, "gnss_satposition", __LINE__, "load_clock_prec",
-                          "nn=%d, format error for this clk file [%s]", nn, clkfilename);
+        report_at(ULOG_ERROR_LEVEL, "gnss_satposition", __LINE__, "load_clock_prec",
+                  "nn=%d, format error for this clk file [%s]", nn, clkfilename);
         report(ULOG_ERROR_LEVEL, "load_clock_prec() stopping");
         std::exit(1);
     }
@@ -938,7 +925,7 @@ bool load_ephemeris_brdc(char* brdcfilename) {
     }
     std::FILE* pf = file.get();
     g_navigation = {{pf, brdcfilename}};
-    leopod::read_in_blocks(g_navigation.reader);
+    read_in_blocks(g_navigation.reader);
     const auto read = [pf] {
         char line[kLineSize];
         if (!read_navigation_line(pf, line)) {
@@ -962,7 +949,7 @@ bool load_ephemeris_brdc(char* brdcfilename) {
         return true;
     };
     const bool done = read();
-    leopod::take_file(g_navigation.reader, nullptr);
+    take_file(g_navigation.reader, nullptr);
     g_navigation.reader.name = "";
     if (done) report(ULOG_INFO_LEVEL, "load_ephemeris_brdc[%s]", brdcfilename);
     return done;
@@ -1171,7 +1158,7 @@ bool load_ephemris_prec(char* precfilename) {
     }
     if (!precise_store_present(g_prec_storage)) return false;
     LineReader reader{file.get(), precfilename};
-    leopod::read_in_blocks(reader);
+    read_in_blocks(reader);
     char line[kLineSize];
     Tokens fields;
     GTime epoch = {};
@@ -1201,7 +1188,7 @@ bool load_clock_prec(char* clkfilename, EPHPREC_STORE* eph_prec) {
     if (!file) return false;
     if (!precise_store_present(eph_prec)) return false;
     LineReader reader{file.get(), clkfilename};
-    leopod::read_in_blocks(reader);
+    read_in_blocks(reader);
     char line[kLineSize];
     Tokens fields;
     ClockDate date;
@@ -1352,7 +1339,7 @@ bool read_atx(char* atx_filename, ANT_INFO_STORE* ptr_antenna_info_store) {
         return false;
     }
     LineReader reader{file.get(), atx_filename};
-    leopod::read_in_blocks(reader);
+    read_in_blocks(reader);
     AntennaBlock block{antenna_template()};
     char line[kLineSize];
     while (read_line(reader, line)) {

@@ -12,9 +12,9 @@
 #include "private/report.h"
 #include "private/text.h"
 
-namespace {
+using namespace leopod;
 
-using leopod::kDay;
+namespace {
 
 constexpr double kHalfDay = 43200.0;      ///< [s]
 constexpr double kMjdToJd = 2400000.5;    ///< JD - MJD [day]
@@ -63,7 +63,7 @@ void normalise(long int& day, double& sod) {
 double seconds_of(TimeMJD t) { return t.sod + static_cast<double>(t.mjd) * kDay; }
 
 [[noreturn]] void stop(const char* text) {
-    leopod::report(ULOG_ERROR_LEVEL, "%s", text);
+    report(ULOG_ERROR_LEVEL, "%s", text);
     std::exit(1);
 }
 
@@ -331,7 +331,7 @@ TimeDOY YMD2DOY(TimeYMD ymdtime) {
 TimeGNSS GTime2SOW(GTime gtime) {
     double mjd0 = 0.0;
     if (!week_origin(gtime.sys, mjd0)) {
-        leopod::report(ULOG_WARNING_LEVEL, "Warning: GTime::toSOW() unkown time system! \n");
+        report(ULOG_WARNING_LEVEL, "Warning: GTime::toSOW() unkown time system! \n");
     }
     const double t = static_cast<double>(gtime.time.mjd) - mjd0;
     // The fraction in the origin of GALT lands in sow, as 13 s.
@@ -340,11 +340,11 @@ TimeGNSS GTime2SOW(GTime gtime) {
 
 GTime SOW2GTime(TimeGNSS timesow, TIMESYS ts) {
     if (!std::isfinite(timesow.sow)) {
-        leopod::report(ULOG_ERROR_LEVEL, "SOW2GTime(): second of week is not finite");
+        report(ULOG_ERROR_LEVEL, "SOW2GTime(): second of week is not finite");
         return GTime{{0, 0.0}, UKNTS};
     }
     double mjd0 = 0.0;
-    if (!week_origin(ts, mjd0)) leopod::report(ULOG_ERROR_LEVEL, "GTime::toSOW() unkown time system! ");
+    if (!week_origin(ts, mjd0)) report(ULOG_ERROR_LEVEL, "GTime::toSOW() unkown time system! ");
     // Whole days leave sow one by one without rounding, so the exact remainder gives the same bits at any size.
     double sow = std::fmod(timesow.sow, kDay);
     long int days = to_day((timesow.sow - sow) / kDay);
@@ -372,7 +372,7 @@ void gtime2str(GTime gtime, char* time_str) {
 
 GTime str2gtime(char* time_str, TIMESYS ts) {
     TimeYMD t{};
-    leopod::scan(time_str, "%4d-%2d-%2dT%2d:%2d:%12lf", &t.year, &t.month, &t.day, &t.hour, &t.minute, &t.second);
+    scan(time_str, "%4d-%2d-%2dT%2d:%2d:%12lf", &t.year, &t.month, &t.day, &t.hour, &t.minute, &t.second);
     return YMD2GTime(t, ts);
 }
 
@@ -389,8 +389,8 @@ void get_time_now(char* timestr) {
 int getLeapSecond(double mjd_utc) {
     if (mjd_utc < LeapSecondTable[0][0]) {
         // settled: the upper limit in the text is the date of row 14
-        leopod::report(ULOG_ERROR_LEVEL, "current time (mjd_utc) %lf exceed the limits of Leap second table[%d--%d]!\n",
-                       mjd_utc, LeapSecondTable[0][0], LeapSecondTable[13][0]);
+        report(ULOG_ERROR_LEVEL, "current time (mjd_utc) %lf exceed the limits of Leap second table[%d--%d]!\n",
+               mjd_utc, LeapSecondTable[0][0], LeapSecondTable[13][0]);
         std::exit(1);
     }
     for (int i = kNumLeapSeconds - 1; i >= 0; --i) {
@@ -401,7 +401,7 @@ int getLeapSecond(double mjd_utc) {
 
 double TAImUTC(GTime utct) {
     if (utct.sys != tsUTC) {
-        leopod::report(ULOG_WARNING_LEVEL, "current time is not in UTC when getting leap second!\n");
+        report(ULOG_WARNING_LEVEL, "current time is not in UTC when getting leap second!\n");
         std::exit(1);
     }
     return getLeapSecond(gtime2mjd(utct));

@@ -12,21 +12,7 @@
 #include "private/nutation.h"
 #include "private/registers.h"
 
-using leopod::cio_arguments;
-using leopod::cio_term;
-using leopod::fmod_two_pi;
-using leopod::horner;
-using leopod::kArcsecInTurn;
-using leopod::kArcsecToRad;
-using leopod::kDaysInCentury;
-using leopod::kJdJ2000;
-using leopod::kQuad;
-using leopod::kTwoPi;
-using leopod::load;
-using leopod::Pair;
-using leopod::Quad;
-using leopod::QuadBits;
-using leopod::store;
+using namespace leopod;
 
 constexpr NUT_COEF_XLS g_xls[] = {
 #include "tables/nut00a_luni_solar.inc"
@@ -177,7 +163,7 @@ LEOPOD_KERNEL inline Quad reduced(Quad x) {
     const QuadBits sign = bits & std::numeric_limits<long long>::min();
     const Quad magnitude = reinterpret_cast<Quad>(bits ^ sign);
     const Quad rest = nearest_remainder(magnitude);
-    const QuadBits turn = (rest < 0.0) & reinterpret_cast<QuadBits>(leopod::quad(kTwoPi));
+    const QuadBits turn = (rest < 0.0) & reinterpret_cast<QuadBits>(quad(kTwoPi));
     return reinterpret_cast<Quad>(reinterpret_cast<QuadBits>(rest + reinterpret_cast<Quad>(turn)) | sign);
 }
 
@@ -190,7 +176,7 @@ void term_angles(const Multipliers<K, Terms>& m, const double (&arguments)[K],
     double bound = 0.0;
     for (const double a : arguments) bound += kLargestMultiplier * std::fabs(a);
     const bool near = bound < kReductionLimit;  // far from the present epoch the precession is not
-    leopod::run_widest([&](auto) LEOPOD_KERNEL {
+    run_widest([&](auto) LEOPOD_KERNEL {
         for (std::size_t i = 0; i < kRows; i += kQuad) {
             Quad sum = load(m.column[0] + i) * arguments[0];
             for (std::size_t k = 1; k < K; ++k) sum += load(m.column[k] + i) * arguments[k];
@@ -198,7 +184,7 @@ void term_angles(const Multipliers<K, Terms>& m, const double (&arguments)[K],
         }
     });
     if (near) return;
-    for (double& a : angle) a = leopod::fmod_two_pi(a);
+    for (double& a : angle) a = fmod_two_pi(a);
 }
 
 // --- nutation series: terms from sine-cosine pairs, or from products ---------------------------------------------------
@@ -260,8 +246,7 @@ struct NutationArguments {
     explicit NutationArguments(double t)
         // l' and D have the MHB2000 constants, not those of iauFalp03 and iauFad03; the planetary l, F, D, Om and Neptune have the linear
         // forms of MHB2000.
-        : luni_solar{iauFal03(t), leopod::mean_anomaly_sun_mhb(t), iauFaf03(t), leopod::mean_elongation_moon_mhb(t),
-                     iauFaom03(t)},
+        : luni_solar{iauFal03(t), mean_anomaly_sun_mhb(t), iauFaf03(t), mean_elongation_moon_mhb(t), iauFaom03(t)},
           planetary{fmod_two_pi(2.35555598 + 8328.6914269554 * t),
                     fmod_two_pi(1.627905234 + 8433.466158131 * t),
                     fmod_two_pi(5.198466741 + 7771.3771468121 * t),
@@ -285,7 +270,7 @@ Pair published_nutation(double t) {
     term_angles(kPlanetary, arguments.planetary, planetary_angle);
     const auto pair_of = [](double angle) {
         double s = 0.0, c = 0.0;
-        leopod::sine_cosine(angle, s, c);
+        sine_cosine(angle, s, c);
         return Pair{c, s};
     };
     return sum_nutation(
@@ -354,7 +339,7 @@ struct Evaluated {
         for (std::size_t k = 0; k < Arguments; ++k) {
             Factor* const p = powers + plan.offset[k] + plan.largest[k];
             double s = 0.0, c = 0.0;
-            leopod::sine_cosine(arguments[k], s, c);
+            sine_cosine(arguments[k], s, c);
             p[0] = factor(Pair{1.0, 0.0});
             for (int n = 1; n <= plan.largest[k]; ++n) {
                 const Pair z = n == 1 ? Pair{c, s} : multiply(p[n / 2].z, p[n - n / 2]);
@@ -439,7 +424,7 @@ void intermediate_matrix(double date1, double date2, double rbpn[3][3], double r
 /// Rotation in place of the rows i and j: ri' = c ri + s rj; rj' = -s ri + c rj.
 void rotate_rows(double angle, double (&ri)[3], double (&rj)[3]) {
     double s = 0.0, c = 0.0;
-    leopod::sine_cosine(angle, s, c);
+    sine_cosine(angle, s, c);
     for (int k = 0; k < 3; ++k) {
         const double a = c * ri[k] + s * rj[k];
         const double b = -s * ri[k] + c * rj[k];
@@ -480,7 +465,7 @@ double iauFapa03(double t) { return (0.024381750 + 0.00000538691 * t) * t; }
 
 // --- precession and nutation -----------------------------------------------------------------------------------------
 
-double iauObl06(double date1, double date2) { return leopod::mean_obliquity_2006(centuries(date1, date2)); }
+double iauObl06(double date1, double date2) { return mean_obliquity_2006(centuries(date1, date2)); }
 
 void iauPfw06(double date1, double date2, double* gamb, double* phib, double* psib, double* epsa) {
     constexpr double kGamb[] = {-0.052928, 10.556378, 0.4932044, -0.00031238, -0.000002788, 0.0000000260};

@@ -12,14 +12,7 @@
 #include "private/nutation.h"
 #include "private/report.h"
 
-using leopod::fmod_two_pi;
-using leopod::horner;
-using leopod::kArcsecToRad;
-using leopod::kDaysInCentury;
-using leopod::kJdJ2000;
-using leopod::kPi;
-using leopod::kTwoPi;
-using leopod::report;
+using namespace leopod;
 
 namespace {
 
@@ -66,9 +59,9 @@ void add_term(const SubdiurnalTerm& term, const double (&ARG)[6], double* first,
 
 void FUNDARG(double T, double* L, double* LP, double* F, double* D, double* OM) {
     *L = iauFal03(T);
-    *LP = leopod::mean_anomaly_sun_mhb(T);  // five decimals, unlike iauFalp03 and iauFad03
+    *LP = mean_anomaly_sun_mhb(T);  // five decimals, unlike iauFalp03 and iauFad03
     *F = iauFaf03(T);
-    *D = leopod::mean_elongation_moon_mhb(T);
+    *D = mean_elongation_moon_mhb(T);
     *OM = iauFaom03(T);
 }
 
@@ -218,17 +211,17 @@ double getGAST(double JD_UT1_I, double JD_UT1_F, double JD_TT, double dpsi) {
     return iauAnp(getGMST(JD_UT1_I, JD_UT1_F, JD_TT) + getEE2000(JC_TT, dpsi));
 }
 
-double getMeanObliquity(double JC_TT) { return leopod::mean_obliquity_2006(JC_TT); }
+double getMeanObliquity(double JC_TT) { return mean_obliquity_2006(JC_TT); }
 
 double getEECT(double JC_TT) {
 #include "tables/eect00.inc"
     static_assert(std::size(KE0) == 33 && std::size(SE0) == 33 && std::size(KE1) == 1 && std::size(SE1) == 1);
     double fa[8];
-    leopod::cio_arguments(JC_TT, fa);
+    cio_arguments(JC_TT, fa);
     double s0 = 0.0;
     double s1 = 0.0;
-    for (std::size_t i = std::size(KE0); i-- > 0;) s0 += leopod::cio_term(KE0[i], SE0[i][0], SE0[i][1], fa);
-    for (std::size_t i = std::size(KE1); i-- > 0;) s1 += leopod::cio_term(KE1[i], SE1[i][0], SE1[i][1], fa);
+    for (std::size_t i = std::size(KE0); i-- > 0;) s0 += cio_term(KE0[i], SE0[i][0], SE0[i][1], fa);
+    for (std::size_t i = std::size(KE1); i-- > 0;) s1 += cio_term(KE1[i], SE1[i][0], SE1[i][1], fa);
     return (s0 + s1 * JC_TT) * kArcsecToRad;
 }
 
@@ -709,7 +702,7 @@ void admint(const double* ampin, const int (*idtin)[6], const double* phin, doub
         if (line == nullptr) continue;
         if (count == kMaxConstituents) {
             bool warned = false;
-            leopod::warn_limit(warned, "admint", kMaxConstituents, "constituents");
+            warn_limit(warned, "admint", kMaxConstituents, "constituents");
             break;
         }
         double phase;

@@ -10,10 +10,12 @@
 #include "private/report.h"
 #include "ulog.h"
 
+using namespace leopod;
+
 namespace {
 
 constexpr double kGm = 398600441500000.0;  ///< [m^3/s^2]
-constexpr double kTwoPi = 2.0 * leopod::kPi;
+constexpr double kTwoPi = 2.0 * kPi;
 
 void set_rows(double* R, double r0, double r1, double r2, double r3, double r4, double r5, double r6, double r7,
               double r8) {
@@ -102,9 +104,9 @@ double get_ecan_from_mean(double mean, double ecc) {
         ++count;
     } while ((std::fabs(E2 - E1) > 1e-12L || count > 5) && count < kMaxPasses);
     if (count > 5) {
-        leopod::report(ULOG_WARNING_LEVEL,
-                       "warning from GKeplerianElement::get_ecan_from_mean. E1-E2 (%lf) does not converge!\n",
-                       static_cast<double>(E1 - E2));
+        report(ULOG_WARNING_LEVEL,
+               "warning from GKeplerianElement::get_ecan_from_mean. E1-E2 (%lf) does not converge!\n",
+               static_cast<double>(E1 - E2));
     }
     return static_cast<double>(E2);
 }

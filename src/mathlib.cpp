@@ -15,15 +15,7 @@
 #include "private/report.h"
 #include "ulog.h"
 
-using leopod::FourSums;
-using leopod::kQuad;
-using leopod::load;
-using leopod::Memory;
-using leopod::report;
-using leopod::report_at;
-using leopod::run_widest;
-using leopod::store;
-using leopod::Work;
+using namespace leopod;
 
 namespace {
 
@@ -396,7 +388,7 @@ int solve_lsq(double* A, double* y, const int n, const int m, double* x, double*
 }
 
 int solve_lsq_normal(double* BTWB, double* BTWL, int n, double* x, double* Q) {
-    return std::max(leopod::solve_normal(BTWB, BTWL, n, x, Q), -1);
+    return std::max(solve_normal(BTWB, BTWL, n, x, Q), -1);
 }
 
 int leopod::solve_normal(double* BTWB, double* BTWL, int n, double* x, double* Q) {
@@ -526,7 +518,7 @@ void gather(const double* M, int stride, Indices rows, Indices cols, const Scrat
 }  // namespace
 
 int kalman_filter(double* x, double* P, double* H, double* v, double* R, int n, int m) {
-    return std::max(leopod::filter_active(x, P, H, v, R, n, m), -1);
+    return std::max(filter_active(x, P, H, v, R, n, m), -1);
 }
 
 int leopod::filter_active(double* x, double* P, double* H, double* v, double* R, int n, int m) {

@@ -11,12 +11,9 @@
 #include "private/epoch.h"
 #include "private/report.h"
 
-namespace {
+using namespace leopod;
 
-using leopod::kDay;
-using leopod::kHalfPi;
-using leopod::kPi;
-using leopod::kSpeedOfLight;
+namespace {
 
 double distance(const double* a, const double* b) {
     double d[3] = {a[0] - b[0], a[1] - b[1], a[2] - b[2]};
@@ -56,12 +53,12 @@ bool get_dual_frequency(const OBSDATA_SAT& sat, const GNSSCONFIG& config, int id
         const OBSREC* code = used_record(sat, config.obs_index_IF_code[idx_sys][j]);
         const OBSREC* phase = used_record(sat, config.obs_index_IF_phase[idx_sys][j]);
         if (code == nullptr) {
-            leopod::report(ULOG_WARNING_LEVEL, "%s satsys=%d prn=%d %s", time_text, sat.satsys, sat.prn,
-                           j == 0 ? "obs missing on range at freq1" : "obs missing on range at freq2");
+            report(ULOG_WARNING_LEVEL, "%s satsys=%d prn=%d %s", time_text, sat.satsys, sat.prn,
+                   j == 0 ? "obs missing on range at freq1" : "obs missing on range at freq2");
         }
         if (phase == nullptr) {
-            leopod::report(ULOG_WARNING_LEVEL, "%s satsys=%d prn=%d %s", time_text, sat.satsys, sat.prn,
-                           j == 0 ? "obs missing on phase at freq1" : "obs missing on phase at freq2");
+            report(ULOG_WARNING_LEVEL, "%s satsys=%d prn=%d %s", time_text, sat.satsys, sat.prn,
+                   j == 0 ? "obs missing on phase at freq1" : "obs missing on phase at freq2");
         }
         if (code == nullptr || phase == nullptr) return false;
         obs.range[j] = code->value;
@@ -110,13 +107,13 @@ void update_sat_state(const OBSDATA_SAT& sat, const DualFrequency& obs, const GN
 
     bool cycle_slip_mw = jumps(mw0, MW, config.thres_slip_mw);
     if (cycle_slip_mw) {
-        leopod::report(ULOG_TRACE_LEVEL, "%s [cycle slip(MW)] satsys=%d,prn=%02d,MW=%8.3f -> %8.3f", time_text,
-                       sat.satsys, sat.prn, mw0, MW);
+        report(ULOG_TRACE_LEVEL, "%s [cycle slip(MW)] satsys=%d,prn=%02d,MW=%8.3f -> %8.3f", time_text, sat.satsys,
+               sat.prn, mw0, MW);
     }
     bool cycle_slip_gf = jumps(gf0, L_GF, config.thres_slip_gf);
     if (cycle_slip_gf) {
-        leopod::report(ULOG_TRACE_LEVEL, "%s [cycle slip(GF)] satsys=%d,prn=%02d,GF=%8.3f -> %8.3f, %16.4f, %16.4f",
-                       time_text, sat.satsys, sat.prn, gf0, L_GF, phase_m[0], phase_m[1]);
+        report(ULOG_TRACE_LEVEL, "%s [cycle slip(GF)] satsys=%d,prn=%02d,GF=%8.3f -> %8.3f, %16.4f, %16.4f", time_text,
+               sat.satsys, sat.prn, gf0, L_GF, phase_m[0], phase_m[1]);
     }
     for (int& flag : state.flag_slip) {
         if (flag == 2) {  // first appearance
@@ -168,7 +165,7 @@ double propagation_time_use_range(GTime obstime, int satindex, double range, dou
     const double ttx = range / kSpeedOfLight + satclk[0];
     const GTime transmission_time = gtimeAddSec(obstime, -ttx);
     if (!compute_satposvel(transmission_time, satindex, satposvel, satclk, tgd)) return 0.0;
-    return leopod::signal_time(satposvel, station_pos);
+    return signal_time(satposvel, station_pos);
 }
 
 double leopod::signal_time(const double* satpos, const double* station_pos) {
@@ -190,11 +187,10 @@ double propagation_time_iterate(GTime obstime, int satindex, double rcv_clock, d
             char time_text[100];
             satindex2sysprn(satindex, &sys, &prn);
             gtime2str(transmission_time, time_text);
-            leopod::report(
-                ULOG_WARNING_LEVEL,
-                "propagation_time_iterate()->compute_satposvel() return false for satindex %d, sys=%d,prn=%d at "
-                "transmission time %s",
-                satindex, sys, prn, time_text);
+            report(ULOG_WARNING_LEVEL,
+                   "propagation_time_iterate()->compute_satposvel() return false for satindex %d, sys=%d,prn=%d at "
+                   "transmission time %s",
+                   satindex, sys, prn, time_text);
             return 0.0;
         }
         const double t0 = distance(satposvel, station_pos) / kSpeedOfLight;
@@ -240,7 +236,7 @@ double get_tgd(sysGNSS satsys, int prn, OBSFREQ band, OBSCODE code) {
         if (band == L5) return kSpeedOfLight * eph.TGD_B2_B3;
         return 0.0;  // L6 is the reference band of the clock
     }
-    if (satsys == GAL) leopod::report(ULOG_ERROR_LEVEL, "get_tgd() not support Galileo for now!");
+    if (satsys == GAL) report(ULOG_ERROR_LEVEL, "get_tgd() not support Galileo for now!");
     return 0.0;
 }
 
@@ -256,14 +252,14 @@ void get_gf_mw(OBSDATA_EPOCH* obs_epoch, GNSSCONFIG* gnsscfg, SAT_STATE* runtime
         const OBSDATA_SAT& sat = obs_epoch->satobs[i];
         const int satindex = satsysprn2index(sat.satsys, sat.prn);
         if (sat.flag_sat != OBS_OK) {
-            leopod::report(ULOG_WARNING_LEVEL, "get_gf_mw(): sys=%d,prn=%d,satindex=%d, flag_sat[%d]!=OBS_OK",
-                           sat.satsys, sat.prn, satindex, sat.flag_sat);
+            report(ULOG_WARNING_LEVEL, "get_gf_mw(): sys=%d,prn=%d,satindex=%d, flag_sat[%d]!=OBS_OK", sat.satsys,
+                   sat.prn, satindex, sat.flag_sat);
             continue;
         }
         const int idx_sys = get_gnssconfig_sys_index(sat.satsys, gnsscfg);
         if (idx_sys == -1) {
-            leopod::report(ULOG_WARNING_LEVEL, "get_gf_mw(): sys=%d,prn=%d,satindex=%d, satsys(%d) not in gnssconfig",
-                           sat.satsys, sat.prn, satindex, sat.satsys);
+            report(ULOG_WARNING_LEVEL, "get_gf_mw(): sys=%d,prn=%d,satindex=%d, satsys(%d) not in gnssconfig",
+                   sat.satsys, sat.prn, satindex, sat.satsys);
             continue;
         }
         DualFrequency obs;

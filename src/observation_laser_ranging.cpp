@@ -9,12 +9,12 @@
 #include "private/report.h"
 #include "private/text.h"
 
+using namespace leopod;
+
 int format_version = 0;
 int nstat = 0;
 
 namespace {
-
-using leopod::scan;
 
 constexpr int kTokens = 100;
 constexpr int kTokenSize = 256;
@@ -42,7 +42,7 @@ struct TokenTable {
     int count = 0;
 
     explicit TokenTable(char* line) {
-        leopod::Memory memory("tokenize");
+        Memory memory("tokenize");
         rows = memory.take<char>(kTokens * kTokenSize);
         char separators[] = " \n";
         if (!memory.missing()) count = tokenize(line, separators, kTokens, kTokenSize, rows.get());
@@ -56,7 +56,7 @@ int read_token(char* token, double& value) { return readd(token, &value); }
 int read_token(char* token, long double& value) { return readld(token, &value); }
 template <std::size_t N>
 int read_token(char* token, char (&text)[N]) {
-    leopod::copy_field(token, 0, N - 1, text);
+    copy_field(token, 0, N - 1, text);
     return 1;
 }
 
@@ -90,12 +90,12 @@ int read_calibration(char* str, rd40& r, Fields&... further) {
 /// A text that a scan may have reached.
 template <std::size_t N>
 void keep_text(const char (&scanned)[kScannedText], char (&text)[N]) {
-    if (scanned[0] != '\0') leopod::copy_field(scanned, 0, N - 1, text);
+    if (scanned[0] != '\0') copy_field(scanned, 0, N - 1, text);
 }
 
 /// Name in the fixed columns of version 1.
 void read_name(const char* str, char (&name)[kNameWidth + 1]) {
-    leopod::copy_field(str, kNameColumn, kNameWidth, name);
+    copy_field(str, kNameColumn, kNameWidth, name);
     remove_blanks(name, static_cast<int>(std::strlen(name)));
 }
 
@@ -126,7 +126,7 @@ int tokenize(char* str, char* separator, int rows, int cols, char* tokens) {
         if (*p != '\0') *p++ = '\0';
         if (++count >= rows) {
             // settled: despite its text nothing quits, the callers go on with the rows that there are
-            leopod::report(ULOG_WARNING_LEVEL, "Too many tokens for array! Quitting!\n");
+            report(ULOG_WARNING_LEVEL, "Too many tokens for array! Quitting!\n");
             return -1;
         }
     }
@@ -252,7 +252,7 @@ int read_c0(char* str, rc0* config) {
     for (int i = 0; i < kConfigIds && first + i < present; ++i)
         read_token(tokens.row(first + i), config->config_ids[i]);
     bool warned = false;
-    if (present > first + kConfigIds) leopod::warn_limit(warned, "C0 record", kConfigIds, "configuration identifiers");
+    if (present > first + kConfigIds) warn_limit(warned, "C0 record", kConfigIds, "configuration identifiers");
     return tokens.count + 1;
 }
 
@@ -418,7 +418,7 @@ int read_9x(char*, rd9x*) { return 0; }
 
 int read_00(char* str, rd00* record) {
     constexpr std::size_t width = sizeof record->comment - 1;
-    leopod::copy_field(str, kCommentColumn, width, record->comment);
+    copy_field(str, kCommentColumn, width, record->comment);
     for (char& c : record->comment) {
         if (c == '\n' || c == '\r') c = '\0';
     }

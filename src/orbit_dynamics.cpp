@@ -32,14 +32,14 @@
 #include "private/report.h"
 #include "private/text.h"
 
+using namespace leopod;
+
 ORBIT_DYN_CONFIG* g_orbitdyn_config = nullptr;
 STATE_SPACECRAFT* g_satellite_state = nullptr;
 char name_emp_param_all[24][20] = {"D0",  "Y0", "B0", "DC", "DS", "DC2", "DS2", "YC", "YS", "BC", "BS", "BC2",
                                    "BS2", "A0", "C0", "R0", "AS", "CS",  "RS",  "AC", "CC", "RC", "Cd", "Cr"};
 
 namespace {
-
-using namespace leopod;
 
 constexpr const char* kModule = "orbit_dynamics";
 constexpr int kStateNames = 6;                                  ///< PX to VZ
@@ -1545,7 +1545,7 @@ void log_forces(const ConfigReading& r) {
 
 void readfile_orbitdynamics_config(char* orbitdynamic_config_filename, ORBIT_DYN_CONFIG* ptr_orb_config) {
     ConfigReading r{};
-    r.lines.file = leopod::open_text(orbitdynamic_config_filename);
+    r.lines.file = open_text(orbitdynamic_config_filename);
     if (r.lines.file == nullptr) {
         report_at(ULOG_ERROR_LEVEL, kModule, __LINE__, __func__, "config file open failed, stopping\n");
         stop();

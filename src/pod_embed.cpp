@@ -17,12 +17,9 @@
 #include "private/numbers.h"
 #include "private/report.h"
 
-namespace {
+using namespace leopod;
 
-using leopod::clamp_count;
-using leopod::kSpeedOfLight;
-using leopod::kTimeText;
-using leopod::report;
+namespace {
 
 constexpr int kStoreDepth = 5;              // orbits, clocks
 constexpr int kNoArc = -1;                  // orbit_integration_progress without an open arc
@@ -562,17 +559,17 @@ void sun_position(const RUNTIME_POD_EMBED* pod, double* sunposvel_ecf) {
 }
 
 /// One evaluation of the measurement model at the present state.
-int update_measurement(RUNTIME_POD_EMBED* pod, leopod::ModelEpoch& epoch, double* H, double* R, double* V, int max_nobs,
+int update_measurement(RUNTIME_POD_EMBED* pod, ModelEpoch& epoch, double* H, double* R, double* V, int max_nobs,
                        int max_nx) {
     if (!epoch.sun_ready) {
-        const unsigned long reports = leopod::reports_made();
+        const unsigned long reports = reports_made();
         sun_position(pod, epoch.sunposvel_ecf);
-        epoch.sun_ready = reports == leopod::reports_made();
+        epoch.sun_ready = reports == reports_made();
     }
-    return leopod::model_zd_gnss(epoch, pod->nsat_used, pod->satlist_used_in_obsepoch, pod->satlist_satindex_now,
-                                 &pod->obs_epoch[0], epoch.sunposvel_ecf, &pod->att_rcv, &pod->ant_info_rcv,
-                                 pod->num_param, pod->param_list, pod->index_param_X, get_index_param_pod_embed, pod->X,
-                                 pod->state_sat_all, max_nobs, max_nx, H, V, R);
+    return model_zd_gnss(epoch, pod->nsat_used, pod->satlist_used_in_obsepoch, pod->satlist_satindex_now,
+                         &pod->obs_epoch[0], epoch.sunposvel_ecf, &pod->att_rcv, &pod->ant_info_rcv, pod->num_param,
+                         pod->param_list, pod->index_param_X, get_index_param_pod_embed, pod->X, pod->state_sat_all,
+                         max_nobs, max_nx, H, V, R);
 }
 
 /// Appends printed text to a buffer, as far as it fits.
@@ -591,14 +588,14 @@ void report_residuals(int iteration, int nobs, const double* V) {
 }
 
 /// The filter's part of an epoch.
-bool solve_clk_offset(RUNTIME_POD_EMBED* pod, leopod::ModelEpoch& epoch) {
+bool solve_clk_offset(RUNTIME_POD_EMBED* pod, ModelEpoch& epoch) {
     double H[kMaxRows * MAXNUM_X] = {};
     double R[kMaxRows * kMaxRows] = {};
     double V[kMaxRows] = {};
     update_temperal_clock_solution(pod);
     update_measurement(pod, epoch, H, R, V, kMaxRows, MAXNUM_X);
     // the outcome is not examined, but for missing memory, which leaves X and DX as predicted
-    const bool filtered = leopod::filter_active(pod->X, pod->DX, H, V, R, MAXNUM_X, kMaxRows) != leopod::kNoMemory;
+    const bool filtered = filter_active(pod->X, pod->DX, H, V, R, MAXNUM_X, kMaxRows) != kNoMemory;
     constexpr int iteration = 1;
     const int nobs = update_measurement(pod, epoch, H, R, V, kMaxRows, MAXNUM_X);
     report_residuals(iteration, nobs, V);
@@ -645,7 +642,7 @@ bool update_gnss_observation(const OBSDATA_EPOCH* obs_data, RUNTIME_POD_EMBED* r
     if (runtime_pod->obs_num < 2) ++runtime_pod->obs_num;
 
     bool warned = false;
-    if (newest.sat_num > MAXSAT_EPOCH) leopod::warn_limit(warned, "observation epoch", MAXSAT_EPOCH, "satellites");
+    if (newest.sat_num > MAXSAT_EPOCH) warn_limit(warned, "observation epoch", MAXSAT_EPOCH, "satellites");
     newest.sat_num = clamp_count(newest.sat_num, MAXSAT_EPOCH);
     for (OBSDATA_SAT& sat : newest.satobs) sat.num_obs = clamp_count(sat.num_obs, MAXOBS_PER_SAT);
     return true;
@@ -686,9 +683,8 @@ void run_single_pod_embed(OBSDATA_EPOCH* obs_data, RUNTIME_POD_EMBED* runtime_po
         report(ULOG_WARNING_LEVEL, "receiver attitude information is invalid!");
     }
     const SOLUTION& sln = runtime_pod->sln_kine;
-    leopod::ModelEpoch model_epoch;
-    const STATUS_SOL status =
-        leopod::point_position(model_epoch, obs_now, &runtime_pod->ant_info_rcv, &runtime_pod->sln_kine);
+    ModelEpoch model_epoch;
+    const STATUS_SOL status = point_position(model_epoch, obs_now, &runtime_pod->ant_info_rcv, &runtime_pod->sln_kine);
     if (status != SOL_OK) {
         report(ULOG_WARNING_LEVEL, "pseudorange_point_positioning failed [%d]", status);
         return;
@@ -804,7 +800,7 @@ int get_index_param_pod_embed(PARAM_TYPE pt, sysGNSS satsys, int prn, int ifreq,
 }
 
 bool pod_embed_solve_clk_offset(OBSDATA_EPOCH*, RUNTIME_POD_EMBED* runtime_pod) {
-    leopod::ModelEpoch epoch;
+    ModelEpoch epoch;
     return solve_clk_offset(runtime_pod, epoch);
 }
 
@@ -819,7 +815,7 @@ void update_temperal_clock_solution(RUNTIME_POD_EMBED* runtime_pod) {
 
 int update_measurement_clock_solution(RUNTIME_POD_EMBED* runtime_pod, double* H, double* R, double* V, int max_nobs,
                                       int max_nx) {
-    leopod::ModelEpoch epoch;
+    ModelEpoch epoch;
     return update_measurement(runtime_pod, epoch, H, R, V, max_nobs, max_nx);
 }
 
@@ -845,8 +841,8 @@ void update_measurement_orbit_solution(void) {}
 
 bool orbit_dynamic_filter(RUNTIME_POD_EMBED* runtime_pod) {
     const double cor_time = 600.0;  // [s]
-    leopod::Memory memory("orbit_dynamic_filter");
-    const leopod::Work<double> H(memory, 3 * MAXNUM_DYN_X), X_dyn(memory, MAXNUM_DYN_X);
+    Memory memory("orbit_dynamic_filter");
+    const Work<double> H(memory, 3 * MAXNUM_DYN_X), X_dyn(memory, MAXNUM_DYN_X);
     if (memory.missing()) return false;
     std::copy_n(runtime_pod->X_dyn, MAXNUM_DYN_X, X_dyn.data());
     STATE_SPACECRAFT& state = runtime_pod->state_satellite;

@@ -20,13 +20,7 @@
 #include "private/report.h"
 #include "private/text.h"
 
-using leopod::copy_field;
-using leopod::fmod_two_pi;
-using leopod::kDay;
-using leopod::kLineSize;
-using leopod::LineReader;
-using leopod::report;
-using leopod::scan;
+using namespace leopod;
 
 namespace {
 
@@ -53,7 +47,7 @@ void text_field(const char* line, std::size_t start, std::size_t width, char* ou
 /// Lines of a file up to 255 characters, without what follows a "#". The rest of a longer line is dropped.
 class Lines {
   public:
-    explicit Lines(const char* name) : reader_{leopod::open_text(name), name} {
+    explicit Lines(const char* name) : reader_{open_text(name), name} {
         reader_.warned = true;  // the limit of this reader is lower, and the warning is its own
     }
     ~Lines() {
@@ -65,10 +59,10 @@ class Lines {
     bool is_open() const { return reader_.file != nullptr; }
 
     bool next(char (&line)[kLineSize]) {
-        if (!leopod::read_line(reader_, line)) return false;
+        if (!read_line(reader_, line)) return false;
         line[std::strcspn(line, "#")] = '\0';
         if (std::strcspn(line, "\n") > kMaxLine) {
-            leopod::warn_limit(warned_, reader_.name, kMaxLine, "characters in a line");
+            warn_limit(warned_, reader_.name, kMaxLine, "characters in a line");
             line[kMaxLine] = '\0';
         }
         return true;
@@ -95,8 +89,8 @@ double str2num(const char* s, int i, int n) {
     if (i < 0 || n < 0 || n >= kWidth || std::strlen(s) < static_cast<std::size_t>(i)) return 0.0;
     char text[kWidth];
     copy_field(s, static_cast<std::size_t>(i), static_cast<std::size_t>(n), text);
-    leopod::replace_char(text, 'd', 'E');
-    leopod::replace_char(text, 'D', 'E');
+    replace_char(text, 'd', 'E');
+    replace_char(text, 'D', 'E');
     double value = 0.0;
     return scan(text, "%lf", &value) == 1 ? value : 0.0;
 }
@@ -356,7 +350,7 @@ struct Sgp4 {
 
 double positive_turn(double angle) {
     const double reduced = fmod_two_pi(angle);
-    return reduced < 0.0 ? reduced + leopod::kTwoPi : reduced;
+    return reduced < 0.0 ? reduced + kTwoPi : reduced;
 }
 
 [[gnu::always_inline]] inline void propagate_sgp4(const Sgp4& m, double tsince, double* rs) {
@@ -549,8 +543,8 @@ void tle_test(void) {
     constexpr char kFile[] = "testdata/finals.data.iau2000.txt";
     constexpr char kLine1[] = "1 00005U 58002B   00179.78495062  .00000023  00000-0  28098-4 0  4753";
     constexpr char kLine2[] = "2 00005  34.2682 348.7242 1859667 331.7664  19.3264 10.82419157413667";
-    leopod::Memory memory("tle_test");
-    const leopod::Work<EOPREC> store(memory, MAXSIZE_EOP + 1);
+    Memory memory("tle_test");
+    const Work<EOPREC> store(memory, MAXSIZE_EOP + 1);
     if (memory.missing()) return;
     initialize_global_earth_rotation_param();
     g_eop_storage = store.data();
