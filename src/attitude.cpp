@@ -71,7 +71,7 @@ void fill_window(const ATT_QUATERNION* records, int nsize, int closest, GTime ta
         if (!(vector_norm(records[i]) >= kMinVector)) continue;
         const TimeMJD difference = gtimeSub(records[i].time, target).time;
         const auto n = static_cast<std::size_t>(window.count++);
-        window.t[n] = static_cast<double>(difference.mjd) * 86400.0 + difference.sod;
+        window.t[n] = static_cast<double>(difference.mjd) * kDay + difference.sod;
         window.q[0][n] = records[i].qua.r;
         for (std::size_t k = 0; k < 3; ++k) window.q[k + 1][n] = records[i].qua.v[k];
     }
@@ -112,7 +112,7 @@ bool parse_mission_line(const char* line, LineReader& file, bool& in_data, ATT_Q
     Tokens fields;
     split(line, " \r", fields, kMaxTokens, &file);
     const double seconds = to_double(fields, 0);
-    if (fields.count == 0 || !(std::fabs(seconds) < kMaxDays * 86400.0)) return false;
+    if (fields.count == 0 || !(std::fabs(seconds) < kMaxDays * kDay)) return false;
     const GTime origin = {{51544, 43200.0}, tsGPST};  // 2000-01-01 12:00:00
     record.time = gtimeAddSec(origin, seconds);
     set_quaternion(fields, 3, record);

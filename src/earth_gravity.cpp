@@ -554,9 +554,9 @@ void compute_acc_dadr_earth_gravity(int NN, int MM, double mjd_utc, double leap_
     NN = within_table(NN);
     MM = within_table(MM);
     double delta_C[kCorrected] = {}, delta_S[kCorrected] = {};
-    const double mjd_tt = mjd_utc + (leap_sec + 32.184) / 86400;
-    const double jd_ut1 = mjd_utc + 2400000.5;  // settled: UT1-UTC taken as zero
-    const double jd_tt = mjd_tt + 2400000.5;
+    const double mjd_tt = mjd_utc + (leap_sec + kTtMinusTai) / kDay;
+    const double jd_ut1 = mjd_utc + kMjdToJd;  // settled: UT1-UTC taken as zero
+    const double jd_tt = mjd_tt + kMjdToJd;
     const bool sun_ok = norm(3, sunpos_ecf) > 1e-12;
     const bool moon_ok = norm(3, moonpos_ecf) > 1e-12;
     if (NN >= 4) {

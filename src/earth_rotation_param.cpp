@@ -370,16 +370,13 @@ bool compute_eci2ecf_matrix(double mjd_utc, double leap_sec, double* pos_eci2ecf
 void compute_eci2ecf_rotation_precise(double mjd_utc, double leapsec, double pmx, double pmy, double ut1mutc,
                                       double lod, double dOMEGA, double* pos_eci2ecf, double* vel_eci2ecf) {
     constexpr double DAS2R = 4.84813681109536e-06;
-    constexpr double secpday = 86400.0;
-    constexpr double mjd0_jd = 2400000.5;
-    constexpr double ttmtai = 32.184;
 
     const double mjd_utc_I = std::trunc(mjd_utc);
     const double mjd_utc_F = mjd_utc - mjd_utc_I;
-    const double jd_tt_I = mjd_utc_I + mjd0_jd;
-    const double jd_tt_F = (leapsec + ttmtai) / secpday + mjd_utc_F;
-    const double jd_ut1_I = mjd_utc_I + mjd0_jd;
-    const double jd_ut1_F = ut1mutc / secpday + mjd_utc_F;
+    const double jd_tt_I = mjd_utc_I + kMjdToJd;
+    const double jd_tt_F = (leapsec + kTtMinusTai) / kDay + mjd_utc_F;
+    const double jd_ut1_I = mjd_utc_I + kMjdToJd;
+    const double jd_ut1_F = ut1mutc / kDay + mjd_utc_F;
 
     double rc2i[3][3];
     double rpom[3][3];

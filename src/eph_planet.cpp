@@ -350,8 +350,8 @@ void compare_test_row(TestRow& row, int count) {
 
 // --- analytic Sun and Moon -----------------------------------------------------------------------------------------------
 
-double sin_deg(double angle) { return std::sin(angle * (kPi / 180.0)); }
-double cos_deg(double angle) { return std::cos(angle * (kPi / 180.0)); }
+double sin_deg(double angle) { return std::sin(angle * kDegToRad); }
+double cos_deg(double angle) { return std::cos(angle * kDegToRad); }
 
 }  // namespace
 
@@ -437,7 +437,7 @@ bool compute_planet_pos_vel(double tt_jd, PLANET_JPL ncent, PLANET_JPL ntarg, do
     if (g_num_eph_record == 0) {
         if (ncent != EARTH || (ntarg != SUN && ntarg != MOON) || !std::isfinite(tt_jd)) return false;
         // settled: positions only, in metres whatever the unit switch says
-        compute_pos_sun_moon_eci(tt_jd - 2400000.5, ntarg == SUN ? pv : nullptr, ntarg == SUN ? nullptr : pv);
+        compute_pos_sun_moon_eci(tt_jd - kMjdToJd, ntarg == SUN ? pv : nullptr, ntarg == SUN ? nullptr : pv);
         return true;
     }
     static bool first_call = true;

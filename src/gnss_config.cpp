@@ -8,6 +8,7 @@
 #include <cstring>
 
 #include "common_function.h"
+#include "private/constants.h"
 #include "private/lines.h"
 #include "private/report.h"
 #include "private/text.h"
@@ -22,9 +23,8 @@ constexpr int kFirstLeoIndex = 95;
 constexpr int kFirstBdsIndex = 32;
 constexpr int kStationIndex = 104;
 constexpr int kIndexSpace = MAXSAT_GNSS + MAXNUM_STATION;
-constexpr int kMaxBands = 3;                      ///< distinct bands of a configured system
-constexpr int kMaxFields = 30;                    ///< fields of a configuration line
-constexpr double kDegree = 0.017453292519943295;  ///< [rad]
+constexpr int kMaxBands = 3;    ///< distinct bands of a configured system
+constexpr int kMaxFields = 30;  ///< fields of a configuration line
 
 // Characters of the observation codes, in the order of the enumerations, from value 1 on.
 constexpr char kTypeChars[] = "CLDS";
@@ -185,7 +185,7 @@ void read_general_line(const ConfigReader& reader) {
         double* value;
         double unit;
     } settings[] = {
-        {"ELE_CUTOFF", &gnssconfig.ele_cutoff, kDegree},
+        {"ELE_CUTOFF", &gnssconfig.ele_cutoff, kDegToRad},
         {"HUBER_COEF", &gnssconfig.huber_param_spp[0], 1.0},
         {"HUBER_POWER", &gnssconfig.huber_param_spp[1], 1.0},
         {"THRES_MW_SLIP", &gnssconfig.thres_slip_mw, 1.0},

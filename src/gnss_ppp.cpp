@@ -90,8 +90,6 @@ struct Pass {
     double BTWL[kUnknowns];
 };
 
-double dot3(const double* a, const double* b) { return a[0] * b[0] + a[1] * b[1] + a[2] * b[2]; }
-
 /// Turn of the earth during the light time, as a length [m].
 double earth_rotation_term(const double* satpos, const double* station) {
     return kEarthRotationRate * (satpos[0] * station[1] - satpos[1] * station[0]) / kSpeedOfLight;
@@ -135,7 +133,7 @@ void prepare_epoch(const OBSDATA_EPOCH* obs_epoch, EpochContext& ctx) {
     const GTime time_tt = gtimeChangeTimeSystem(ctx.obs_time, tsTT);
     const TimeJD jd_tt = GTime2JD(time_tt);
     double sunposvel[6] = {};
-    compute_planet_pos_vel(static_cast<double>(jd_tt.jd) + jd_tt.sod / 86400.0, EARTH, SUN, sunposvel);
+    compute_planet_pos_vel(static_cast<double>(jd_tt.jd) + jd_tt.sod / kDay, EARTH, SUN, sunposvel);
     for (double& component : sunposvel) component *= 1000.0;
     // settled: leap seconds and frame of the sun are taken at the TT date
     const double mjd_tt = gtime2mjd(time_tt);
@@ -516,7 +514,7 @@ int leopod::model_zd_gnss(ModelEpoch& epoch, int nsat, int* satidx_in_obs_epoch,
                           int nx, PARAM_TYPE* param_types, int* index_paramX, index_param_func idxfunc, double* X,
                           SAT_STATE* sat_state, int nobs_max, int nx_max, double* h, double* v, double* r) {
     const GTime tag = obs_epoch->epoch_time;
-    const double mjd_time = static_cast<double>(tag.time.mjd) + tag.time.sod / 86400.0;
+    const double mjd_time = static_cast<double>(tag.time.mjd) + tag.time.sod / kDay;
     const double mjd_utc = gtime2mjd(gtimeChangeTimeSystem(tag, tsUTC));
     const double leapsec = getLeapSecond(mjd_utc);
     const double sow = GTime2SOW(tag).sow;

@@ -3,7 +3,6 @@
 #include "gnss_satposition.h"
 
 #include <algorithm>
-#include <climits>
 #include <cmath>
 #include <cstdlib>
 #include <cstring>
@@ -13,6 +12,7 @@
 #include "mathlib.h"
 #include "private/constants.h"
 #include "private/lines.h"
+#include "private/numbers.h"
 #include "private/report.h"
 #include "private/text.h"
 
@@ -47,12 +47,7 @@ File open_file(const char* name) { return File(open_text(name), std::fclose); }
 const char* printable(const char* name) { return name != nullptr ? name : ""; }
 
 /// Truncates a number of a file to int; saturates, and takes what is not finite as 0.
-int truncate_to_int(double value) {
-    if (!std::isfinite(value)) return 0;
-    if (value >= INT_MAX) return INT_MAX;
-    if (value <= INT_MIN) return INT_MIN;
-    return static_cast<int>(value);
-}
+int truncate_to_int(double value) { return std::isfinite(value) ? to_int(value) : 0; }
 
 /// Keeps the fields of a date from a file inside what the calendar arithmetic can carry.
 TimeYMD bounded_date(TimeYMD date) {
@@ -299,7 +294,7 @@ bool broadcast_store_present() {
 
 /// Difference of a time and a record's TOE over weeks [s].
 double seconds_from_toe(const TimeGNSS& now, double toe, int week) {
-    return (now.sow - toe) + (static_cast<double>(now.week) - static_cast<double>(week)) * 86400.0 * 7;
+    return (now.sow - toe) + (static_cast<double>(now.week) - static_cast<double>(week)) * kDay * 7;
 }
 
 /// Limits of GPS elements outside which a record is rejected for good.
@@ -571,7 +566,7 @@ int compare_time(const void* a, const void* b) {
     const GTime& ta = static_cast<const Record*>(a)->time;
     const GTime& tb = static_cast<const Record*>(b)->time;
     if ((ta.sys == UKNTS) != (tb.sys == UKNTS)) return ta.sys == UKNTS ? -1 : 1;
-    const double d = (ta.time.sod - tb.time.sod) + static_cast<double>(ta.time.mjd - tb.time.mjd) * 86400.0;
+    const double d = (ta.time.sod - tb.time.sod) + static_cast<double>(ta.time.mjd - tb.time.mjd) * kDay;
     if (d < -1e-09) return -1;
     return d > 1e-09 ? 1 : 0;
 }

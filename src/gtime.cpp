@@ -9,6 +9,7 @@
 #include <ctime>
 
 #include "private/constants.h"
+#include "private/numbers.h"
 #include "private/report.h"
 #include "private/text.h"
 
@@ -17,7 +18,6 @@ using namespace leopod;
 namespace {
 
 constexpr double kHalfDay = 43200.0;      ///< [s]
-constexpr double kMjdToJd = 2400000.5;    ///< JD - MJD [day]
 constexpr double kTimeTolerance = 1e-10;  ///< of the comparisons [s]
 constexpr std::size_t kTextSize = 100;    ///< caller's text buffers
 
@@ -28,7 +28,6 @@ long int truncate(double x, long int limit) {
     if (x <= -bound) return -limit;
     return x == x ? static_cast<long int>(x) : 0;
 }
-int to_int(double x) { return static_cast<int>(truncate(x, INT_MAX)); }
 long int to_day(double x) { return truncate(x, LONG_MAX / 2); }
 
 /// Day numbers saturate, so that no time of a hostile file overflows.

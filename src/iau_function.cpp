@@ -629,7 +629,4 @@ void iauCp(double p[3], double c[3]) {
     for (int i = 0; i < 3; ++i) c[i] = p[i];
 }
 
-double iauAnp(double a) {
-    const double w = fmod_two_pi(a);
-    return w < 0.0 ? w + kTwoPi : w;
-}
+double iauAnp(double a) { return positive_turn(fmod_two_pi(a)); }

@@ -18,14 +18,12 @@ namespace {
 
 constexpr double kMjdJ2000 = 51544.5;
 
-double positive_turn(double a) { return a < 0.0 ? a + kTwoPi : a; }
-
 /// Argument vector of the subdiurnal series at an MJD: GMST + pi, L, LP, F, D, OM [rad].
 void subdiurnal_arguments(double RMJD, double (&ARG)[6]) {
-    constexpr double RAD2SEC = 86400.0 / kTwoPi;
+    constexpr double RAD2SEC = kDay / kTwoPi;
     constexpr double kGmst[] = {67310.54841, 3164400184.812866, 0.093104, -6.2e-06};
     const double T = (RMJD - kMjdJ2000) / kDaysInCentury;
-    const double GMST = std::fmod(horner(kGmst, T), 86400.0);  // [s]
+    const double GMST = std::fmod(horner(kGmst, T), kDay);  // [s]
     ARG[0] = fmod_two_pi(GMST / RAD2SEC + kPi);
     FUNDARG(T, &ARG[1], &ARG[2], &ARG[3], &ARG[4], &ARG[5]);
 }
@@ -195,7 +193,7 @@ double getEarthRotationAngle(double JD_UT1_I, double JD_UT1_F) { return iauEra00
 
 double getEarthRotationAngleRate(double JC_TT) {
     const double t = JC_TT;
-    return (1.002737909350795 + 5.9006e-11 * t - 5.9e-15 * t * t) * kTwoPi / 86400.0;
+    return (1.002737909350795 + 5.9006e-11 * t - 5.9e-15 * t * t) * kTwoPi / kDay;
 }
 
 double getGMST(double JD_UT1_I, double JD_UT1_F, double JD_TT) {
@@ -235,7 +233,7 @@ double normalizeAngle(double a) {
 double gstime_iau82(double jdut1) {
     const double t = (jdut1 - kJdJ2000) / kDaysInCentury;
     const double seconds = 67310.54841 + 3164400184.812866 * t + 0.093104 * t * t - 6.2e-6 * t * t * t;
-    return positive_turn(fmod_two_pi(seconds * 0.017453292519943295 / 240.0));
+    return positive_turn(fmod_two_pi(seconds * kDegToRad / 240.0));
 }
 
 // --- tidal arguments -------------------------------------------------------------------------------------------------
@@ -247,7 +245,7 @@ void ARG2(int IYEAR, double DAY, double* ANGLE) {
     if (IYEAR < 1974) report(ULOG_ERROR_LEVEL, "ARG2(): ERROR: IYEAR must be larger than 1974\n");
 
     const double id = std::trunc(DAY);
-    const double fday = (DAY - id) * 86400.0;
+    const double fday = (DAY - id) * kDay;
     const long long year = IYEAR;
     const long long leap_days = (year - 1973) / 4;
     const double icapd = id + static_cast<double>(365 * (year - 1975) + leap_days);  // days from 1975.0
@@ -264,8 +262,6 @@ void ARG2(int IYEAR, double DAY, double* ANGLE) {
 // --- solid-Earth tide ------------------------------------------------------------------------------------------------
 
 namespace {
-
-double dot3(const double* a, const double* b) { return a[0] * b[0] + a[1] * b[1] + a[2] * b[2]; }
 
 /// Geocentric direction of a site.
 struct SiteDirection {
@@ -391,7 +387,7 @@ void DEHANTTIDEINEL(double* XSTA, int YR, int MONTH, int DAY, double FHR, double
     double DJM0 = 0.0;
     double DJM = 0.0;
     CAL2JD(YR, MONTH, DAY, &DJM0, &DJM);
-    const double T = ((DJM0 - kJdJ2000) + DJM + FHR / 24.0) / kDaysInCentury + (leapsec + 32.184) / 3155760000.0;
+    const double T = ((DJM0 - kJdJ2000) + DJM + FHR / 24.0) / kDaysInCentury + (leapsec + kTtMinusTai) / 3155760000.0;
     STEP2DIU(XSTA, FHR, T, XCORSTA);  // hours here
     add_correction();
     STEP2LON(XSTA, T, XCORSTA);
@@ -518,7 +514,7 @@ int CAL2JD(int IY, int IM, int ID, double* DJM0, double* DJM) {
     if (IM < 1 || IM > 12) return -2;
     static constexpr int kLength[] = {31, 28, 31, 30, 31, 30, 31, 31, 30, 31, 30, 31};
     const int length = kLength[IM - 1] + (IM == 2 && IY % 4 == 0 && (IY % 100 != 0 || IY % 400 == 0));
-    *DJM0 = 2400000.5;
+    *DJM0 = kMjdToJd;
     *DJM = static_cast<double>(julian_day_number(IY, IM, ID) - 2400001);
     return ID < 1 || ID > length ? -3 : 0;
 }
@@ -588,10 +584,10 @@ DoodsonClock doodson_clock(const int* itm) {
     int day_of_year[] = {itm[0], itm[1]};
     int date[3];
     TOYMD(day_of_year, date);
-    const double day_fraction = itm[2] / 24.0 + itm[3] / 1440.0 + itm[4] / 86400.0;
+    const double day_fraction = itm[2] / 24.0 + itm[3] / 1440.0 + itm[4] / kDay;
     const double year = itm[0] + (itm[1] + day_fraction) / (365.0 + LEAP(itm[0]));
     const double julian_date = juldat(date) - 0.5 + day_fraction;
-    const double T = (julian_date - kJdJ2000 + etutc(year) / 86400.0) / kDaysInCentury;
+    const double T = (julian_date - kJdJ2000 + etutc(year) / kDay) / kDaysInCentury;
 
     const double F1 = horner(kF1, T);
     const double F2 = horner(kF2, T);

@@ -11,6 +11,7 @@
 
 #include "private/estimation.h"
 #include "private/memory.h"
+#include "private/numbers.h"
 #include "private/registers.h"
 #include "private/report.h"
 #include "ulog.h"
@@ -136,9 +137,7 @@ double Round(double a) { return a > 0 ? std::floor(a + 0.5) : std::ceil(a - 0.5)
 
 int nearest_integer(double x) {
     const double nearest = x < 0 ? -std::floor(0.5 - x) : std::floor(x + 0.5);
-    if (nearest >= INT_MAX) return INT_MAX;
-    if (nearest <= INT_MIN) return INT_MIN;
-    return nearest == nearest ? static_cast<int>(nearest) : 0;
+    return to_int(nearest);
 }
 
 namespace {

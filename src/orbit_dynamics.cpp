@@ -27,6 +27,7 @@
 #include "private/estimation.h"
 #include "private/lines.h"
 #include "private/memory.h"
+#include "private/numbers.h"
 #include "private/nutation.h"
 #include "private/registers.h"
 #include "private/report.h"
@@ -50,12 +51,6 @@ constexpr double kAstronomicalUnit = 149597870000.0;            ///< [m]
 constexpr double kEmpiricalUnit = 1e-9;                         ///< unit of the estimated accelerations [m/s^2]
 
 [[noreturn]] void stop() { std::exit(EXIT_FAILURE); }
-
-/// Whole part of a number as an int; the limits of int beyond them, 0 for a value that is not a number.
-int to_count(double x) {
-    if (!(x == x)) return 0;
-    return static_cast<int>(std::clamp(x, -2147483648.0, 2147483647.0));
-}
 
 // The loaders take writable names but only read them.
 char* name_of(const char* text) { return const_cast<char*>(text); }
@@ -219,7 +214,7 @@ void produce_force_model_params(double mjd_utc_s, double mjd_utc_e, ORBIT_DYN_CO
             continue;
         }
         // settled: one piece more than in generate_param_empirical; the second condition never holds
-        int n = std::min(to_count(length / kind.interval), kMaxIntervalNumber + 1) + 1;
+        int n = std::min(to_int(length / kind.interval), kMaxIntervalNumber + 1) + 1;
         if (length - n * kind.interval > 0.5 * kind.interval && n <= kMaxIntervalNumber) ++n;
         if (kind.fm == FM_EMP) {
             append_pieces(config, config->force_model_emp_parameters, MAXNUM_FM_PARM_EMP, kind, "EMP", mjd_utc_s,
@@ -249,7 +244,7 @@ void generate_param_empirical(double mjd_utc_s, double mjd_utc_e, double interva
                interval_sec);
         return;
     }
-    int n = std::min(to_count(length / interval_sec), INT_MAX / kNumKinds - 1);
+    int n = std::min(to_int(length / interval_sec), INT_MAX / kNumKinds - 1);
     if (std::fabs(length - n * interval_sec) > 0.5 * interval_sec) n += 1;
     if (kNumKinds * n >= MAXNUM_FM_PARM_EMP) {
         report(ULOG_ERROR_LEVEL, "empirical force params num(%d) > MAXNUM_FM_PARM(%d)", kNumKinds * n,
@@ -469,7 +464,7 @@ BodyState geocentric_state(double jd_tt, PLANET_JPL body) {
     return s;
 }
 
-double julian_date_tt(double mjd_utc, double leap) { return (leap + 32.184) / kDay + mjd_utc + 2400000.5; }
+double julian_date_tt(double mjd_utc, double leap) { return (leap + kTtMinusTai) / kDay + mjd_utc + kMjdToJd; }
 
 /// Point-mass attraction of the listed bodies. `sun` and `moon`, where given, are their states at this instant.
 void add_third_bodies(double jd_tt, int nbody, const PLANET_JPL* bodies, const double* r, double* acc, double* dadr,
@@ -1363,7 +1358,7 @@ bool orbit_fit(ORBIT_DYN_CONFIG* ptr_orb_config, STATE_SPACECRAFT* state_spacecr
     w.np = config->num_param_forcemodel;
     w.NP = 6 + w.np;
     w.nepochs = nepochs;
-    w.num_output = std::min(to_count(span / config->output_interval), INT_MAX - 1) + 1;
+    w.num_output = std::min(to_int(span / config->output_interval), INT_MAX - 1) + 1;
     int values = 6;
     for (int i = 0; i < force_count(config); ++i) values += parameters_of(config, config->force_model_used[i]).num;
     if (!(config->output_interval > 0.0) || w.num_output < kWindow) {
@@ -1525,7 +1520,7 @@ void read_general_line(ConfigReading& r, const Tokens& t) {
     } else if (contains(t.token[0], "Integration_Output_Interval")) {
         r.config->output_interval = value;
     } else if (contains(t.token[0], "spacecraft_state_mode")) {
-        r.config->status_derivative = to_count(value);
+        r.config->status_derivative = to_int(value);
     }
 }
 
@@ -1694,7 +1689,7 @@ void write_trajectory(std::FILE* file, const DriverStores& s, Trajectory& trajec
     constexpr double kStep = 0.02;
     double* const xx = trajectory.abscissa.get();
     const int first = kMargin, last = trajectory.count - kMargin;
-    const int rows = to_count((xx[last] - xx[first]) / kStep) + 1;
+    const int rows = to_int((xx[last] - xx[first]) / kStep) + 1;
     std::printf("num_total_integration=%d, num_total_output=%d , idx_s=%d, idx_e=%d , xx_all[idx_s]=%.8lf \n",
                 trajectory.count, rows, first, last, xx[first]);
     for (int i = 1; i < rows; ++i) {  // settled: row 0 is not written

@@ -179,7 +179,7 @@ void start_arc(RUNTIME_POD_EMBED* pod) {
     state.sec_since_start = 0.0;
     for (int c = 0; c < 3; ++c) {
         state.pos_eci[c] = pos_eci_now[c];
-        state.vel_eci[c] = (pos_eci_now[c] - pos_eci_pre[c]) / (mjd_utc_now - mjd_utc_pre) / 86400.0;
+        state.vel_eci[c] = (pos_eci_now[c] - pos_eci_pre[c]) / (mjd_utc_now - mjd_utc_pre) / kDay;
     }
     pod->orbit_integration_progress = 0;
     report(ULOG_INFO_LEVEL,
@@ -552,8 +552,7 @@ void sun_position(const RUNTIME_POD_EMBED* pod, double* sunposvel_ecf) {
     const GTime tt = gtimeChangeTimeSystem(pod->time_now, tsTT);
     const double mjd_utc = gtime2mjd(gtimeChangeTimeSystem(pod->time_now, tsUTC));
     double sunposvel_eci[6] = {};
-    compute_planet_pos_vel(static_cast<double>(tt.time.mjd) + tt.time.sod / 86400.0 + 2400000.5, EARTH, SUN,
-                           sunposvel_eci);
+    compute_planet_pos_vel(static_cast<double>(tt.time.mjd) + tt.time.sod / kDay + kMjdToJd, EARTH, SUN, sunposvel_eci);
     for (int c = 0; c < 3; ++c) sunposvel_eci[c] *= 1000.0;  // settled: the velocity stays in km/s; nothing reads it
     eci2ecf(mjd_utc, getLeapSecond(mjd_utc), sunposvel_eci, sunposvel_eci + 3, sunposvel_ecf, sunposvel_ecf + 3);
 }
@@ -661,7 +660,7 @@ void run_single_pod_embed(OBSDATA_EPOCH* obs_data, RUNTIME_POD_EMBED* runtime_po
     }
     OBSDATA_EPOCH* obs_now = &runtime_pod->obs_epoch[0];
     const GTime ct_gps = obs_now->epoch_time;
-    [[maybe_unused]] const double mjd_tag = static_cast<double>(ct_gps.time.mjd) + ct_gps.time.sod / 86400.0;
+    [[maybe_unused]] const double mjd_tag = static_cast<double>(ct_gps.time.mjd) + ct_gps.time.sod / kDay;
     const TimeText tag(ct_gps);
     report(ULOG_INFO_LEVEL, "run_single_pod() at epoch: %s", tag.text);
     // settled: the alignment gates no stage, every epoch runs the full pipeline

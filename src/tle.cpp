@@ -16,6 +16,7 @@
 #include "private/constants.h"
 #include "private/lines.h"
 #include "private/memory.h"
+#include "private/numbers.h"
 #include "private/nutation.h"
 #include "private/report.h"
 #include "private/text.h"
@@ -30,13 +31,6 @@ constexpr int kMaxLine = 255;             ///< characters of a line that count
 constexpr std::size_t kName = 31;         ///< characters of a name
 constexpr std::size_t kElementLine = 69;  ///< characters of an element line, checksum included
 constexpr std::size_t kSatno = 5;         ///< characters of a catalogue number
-
-/// Truncation toward zero, saturating at the limits of int; 0 for not-a-number.
-int to_int(double x) {
-    if (x >= INT_MAX) return INT_MAX;
-    if (x <= INT_MIN) return INT_MIN;
-    return x == x ? static_cast<int>(x) : 0;
-}
 
 /// Fixed columns of a line without trailing blanks; out takes width + 1 characters.
 void text_field(const char* line, std::size_t start, std::size_t width, char* out) {
@@ -240,7 +234,6 @@ constexpr double kQoms2t = 1.880279159015271e-09;   ///< ((120 - 78) km)^4
 constexpr double kS = 1.0122292801892716;           ///< 78 km
 constexpr double kSimpleBelow = 1.034492841559484;  ///< perigee at 220 km
 constexpr double kKeplerTolerance = 1e-8;
-constexpr double kDegree = 0.017453292519943295;
 constexpr double kMinutes = 1440.0;  ///< of a day
 constexpr double kTwoThirds = 2.0 / 3.0;
 
@@ -258,10 +251,10 @@ struct Sgp4 {
 
 [[gnu::always_inline]] inline Sgp4 initialise_sgp4(const tled_t& data) {
     Sgp4 m{};
-    m.xmo = data.M * kDegree;
-    m.omegao = data.omg * kDegree;
-    m.xnodeo = data.OMG * kDegree;
-    m.xincl = data.inc * kDegree;
+    m.xmo = data.M * kDegToRad;
+    m.omegao = data.omg * kDegToRad;
+    m.xnodeo = data.OMG * kDegToRad;
+    m.xincl = data.inc * kDegToRad;
     m.eo = data.ecc;
     m.bstar = data.bstar;
     const double xno = data.n * 3.0300855069346e-06 * kMinutes;
@@ -348,11 +341,6 @@ struct Sgp4 {
     return m;
 }
 
-double positive_turn(double angle) {
-    const double reduced = fmod_two_pi(angle);
-    return reduced < 0.0 ? reduced + kTwoPi : reduced;
-}
-
 [[gnu::always_inline]] inline void propagate_sgp4(const Sgp4& m, double tsince, double* rs) {
     // Secular gravity and drag.
     const double xmdf = m.xmo + m.xmdot * tsince;
@@ -387,7 +375,7 @@ double positive_turn(double angle) {
     const double xlt = xl + m.xlcof * axn / (a * beta2);
 
     // Kepler's equation. The sine and cosine stay those of the last value but one.
-    const double capu = positive_turn(xlt - xnode);
+    const double capu = positive_turn(fmod_two_pi(xlt - xnode));
     double epw = capu;
     double sinepw = 0.0;
     double cosepw = 1.0;
@@ -484,7 +472,6 @@ int tle2xyz(const tled_t* tledata, GTime time_utc, double* pos_vel_teme) {
 namespace {
 
 constexpr double DAS2R = 4.84813681109536e-06;  ///< arcsecond [rad]
-constexpr double kMjdToJd = 2400000.5;
 
 void print_state(const char* label, const double* pos, const double* vel) {
     std::printf("%s: %14.6f %14.6f %14.6f %14.6f %14.6f %14.6f\n", label, pos[0], pos[1], pos[2], vel[0], vel[1],
@@ -503,9 +490,8 @@ void polarm(double xp, double yp, double jc_tt, double** pm) {
 
 // settled: named for the inverse of what it gives, as polarm gives it
 void rotation_ecef2pef(double mjd_utc, double leapsec, double /*ut1mutc*/, double pmx, double pmy, double* Rm) {
-    constexpr double ttmtai = 32.184;
     const double mjd_utc_I = std::trunc(mjd_utc);
-    const double jd_tt_F = (leapsec + ttmtai) / kDay + (mjd_utc - mjd_utc_I);
+    const double jd_tt_F = (leapsec + kTtMinusTai) / kDay + (mjd_utc - mjd_utc_I);
     double rpom[3][3];
     iauPom00(pmx * DAS2R, pmy * DAS2R, iauSp00(mjd_utc_I + kMjdToJd, jd_tt_F), rpom);
     std::memcpy(Rm, rpom, sizeof rpom);
