@@ -132,15 +132,13 @@ void warn_full_mission(int count, int record_start) {
 }
 
 int read_records(const FileFormat& format, const char* filename, ATT_QUATERNION* qua_store, int record_start) {
-    std::FILE* file = open_text(filename);
+    const File file = open_text(filename);
     if (file == nullptr) {
         report(ULOG_ERROR_LEVEL, "%s(): quaternion file %s open failed!", format.reader,
                filename != nullptr ? filename : "(null)");
         return 0;
     }
-    LineReader reader;
-    reader.file = file;
-    reader.name = filename;
+    LineReader reader{file.get(), filename};
     read_in_blocks(reader);
     char line[kLineSize];
     bool in_data = false;
@@ -153,7 +151,6 @@ int read_records(const FileFormat& format, const char* filename, ATT_QUATERNION*
         if (!read_line(reader, line)) break;
         if (format.parse(line, reader, in_data, qua_store[record_start + count])) ++count;
     }
-    std::fclose(file);
     report(ULOG_INFO_LEVEL, "%s(): finish reading quaternion file %s", format.reader, filename);
     return count;
 }
@@ -347,7 +344,7 @@ bool get_att_quaternion(int idx_sat, GTime time_target, ATT_QUATERNION* qua_att)
 
 bool write_att_quaternion_velmra(char* quaternion_att_filename, ATT_QUATERNION* qua_store, int num_qua) {
     if (quaternion_att_filename == nullptr || quaternion_att_filename[0] == '\0') return false;
-    std::FILE* file = std::fopen(quaternion_att_filename, "w");
+    File file = create_text(quaternion_att_filename);
     if (file == nullptr) {
         report(ULOG_ERROR_LEVEL, "write_att_quaternion_velmra(): quaternion file %s open failed!",
                quaternion_att_filename);
@@ -356,7 +353,6 @@ bool write_att_quaternion_velmra(char* quaternion_att_filename, ATT_QUATERNION* 
     if (qua_store == nullptr || num_qua <= 0) {  // settled: the file is left empty
         report(ULOG_ERROR_LEVEL, "write_att_quaternion_velmra(): quaternion data qua_store=%p is NULL or num_qua=%d ",
                static_cast<void*>(qua_store), num_qua);
-        std::fclose(file);
         return false;
     }
     for (int i = 0; i < num_qua; ++i) {
@@ -367,9 +363,9 @@ bool write_att_quaternion_velmra(char* quaternion_att_filename, ATT_QUATERNION* 
         std::snprintf(line, sizeof line, "%16.9lf %16.14lf %16.14lf %16.14lf %16.14lf\n", mjd, q.r, q.v[0], q.v[1],
                       q.v[2]);
         replace_char(line, ',', '.');  // a decimal comma of the locale
-        std::fputs(line, file);
+        std::fputs(line, file.get());
     }
-    std::fclose(file);
+    file.reset();
     report(ULOG_INFO_LEVEL, "write_att_quaternion_velmra(): finish writing velmar quaternion file %s",
            quaternion_att_filename);
     return true;

@@ -131,17 +131,16 @@ void write_table(std::FILE* file, char name, const double* table) {
 /// Writes the tables as source text, in the form of the built-in field.
 void write_side_file() {
     constexpr const char* kSideFile = "testdata/cs_file.txt";
-    std::FILE* file = std::fopen(kSideFile, "w");
+    const File file = create_text(kSideFile);
     if (file == nullptr) {
         report(ULOG_ERROR_LEVEL, "load_earth_coef_EGM() cannot write %s", kSideFile);
         return;
     }
-    write_table(file, 'N', N);
-    std::fputc('\n', file);
-    write_table(file, 'C', C);
-    std::fputc('\n', file);
-    write_table(file, 'S', S);
-    std::fclose(file);
+    write_table(file.get(), 'N', N);
+    std::fputc('\n', file.get());
+    write_table(file.get(), 'C', C);
+    std::fputc('\n', file.get());
+    write_table(file.get(), 'S', S);
 }
 
 /// Tide of one body: adds k f exp(i m lon) to the degrees 2 and 3, and by k+ to degree 4 (IERS Conventions 2010, 6.6 and 6.7).
@@ -211,24 +210,19 @@ void initialize_global_earth_gravity(void) {
 }
 
 bool load_earth_coef_EGM(char* filename) {
-    LineReader reader;
-    reader.file = open_text(filename);
-    if (reader.file == nullptr) {
+    const File file = open_text(filename);
+    if (file == nullptr) {
         report(ULOG_ERROR_LEVEL, "load_earth_coef_EGM() open file failed!\n");
         return false;
     }
-    reader.name = filename;
+    LineReader reader{file.get(), filename};
     Memory memory("load_earth_coef_EGM");
     const Work<double> Cn(memory, MAXSIZE_GRAVITY), Sn(memory, MAXSIZE_GRAVITY);
-    if (memory.missing()) {
-        std::fclose(reader.file);
-        return false;
-    }
+    if (memory.missing()) return false;
     Re = kModelRe;
     GM = kModelGM;
     Cn[0] = 1.0;
     read_coefficients(reader, Cn.data(), Sn.data());
-    std::fclose(reader.file);
     denormaliseCS(MAXSIZE_GRAVITY, Cn.data(), Sn.data());
     keep_static_values();
     write_side_file();

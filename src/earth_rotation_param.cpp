@@ -142,12 +142,12 @@ void load_eops_default(EOPREC* ptr_eop_store, int nsize) {
 }
 
 bool load_eop_storage_rapid(char* eopfilename) {
-    std::FILE* file = open_text(eopfilename);
+    const File file = open_text(eopfilename);
     if (file == nullptr) {
         report(ULOG_ERROR_LEVEL, "eopfilename[file=%s] open failed", eopfilename);
         return false;
     }
-    LineReader reader{file, eopfilename};
+    LineReader reader{file.get(), eopfilename};
     read_in_blocks(reader);
     char line[kLineSize];
     int irec = 0;
@@ -161,20 +161,19 @@ bool load_eop_storage_rapid(char* eopfilename) {
         if (!parse_fixed_columns(line, FieldBuffer{false}, g_eop_storage[irec])) break;
         ++irec;
     }
-    std::fclose(file);
     g_eop_storage_size = irec;
     report(ULOG_INFO_LEVEL, "load_eop_storage_rapid[%s], total record num=%d", eopfilename, irec);
     return true;
 }
 
 bool load_eop_storage(char* eopfilename) {
-    std::FILE* file = open_text(eopfilename);
+    const File file = open_text(eopfilename);
     if (file == nullptr) {
         report(ULOG_WARNING_LEVEL, "load_eop_storage() eopfilename %s open failed", eopfilename);
         return false;
     }
     constexpr int kHeaderLines = 14;
-    LineReader reader{file, eopfilename};
+    LineReader reader{file.get(), eopfilename};
     read_in_blocks(reader);
     char line[kLineSize];
     int irec = 0;
@@ -192,19 +191,18 @@ bool load_eop_storage(char* eopfilename) {
         record.ok = true;
         ++irec;
     }
-    std::fclose(file);
     g_eop_storage_size = irec;
     report(ULOG_INFO_LEVEL, "Total eop record number: %d", irec);
     return true;
 }
 
 bool load_eop_storage_celestrack(char* eopall_filename) {
-    std::FILE* file = open_text(eopall_filename);
+    const File file = open_text(eopall_filename);
     if (file == nullptr) {
         report(ULOG_ERROR_LEVEL, "load_eop_storage_celestrack(), eopfile[file=%s] open failed", eopall_filename);
         return false;
     }
-    LineReader reader{file, eopall_filename};
+    LineReader reader{file.get(), eopall_filename};
     read_in_blocks(reader);
     char line[kLineSize];
     int irec = 0;
@@ -236,7 +234,6 @@ bool load_eop_storage_celestrack(char* eopall_filename) {
             }
         }
     }
-    std::fclose(file);
     return true;  // settled: g_eop_storage_size is left to the caller
 }
 

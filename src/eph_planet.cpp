@@ -399,25 +399,22 @@ bool load_eph_storage_default(EPH_HEADER_JPL* eph_header, EPH_RECORD_JPL* eph_st
 }
 
 bool load_eph_storage_file(char* eph_filename, EPH_HEADER_JPL* eph_header, EPH_RECORD_JPL* eph_data) {
-    Reading r{};
-    r.lines.file = open_text(eph_filename);
-    if (r.lines.file == nullptr) {
+    const File file = open_text(eph_filename);
+    if (file == nullptr) {
         report(ULOG_CRITICAL_LEVEL, "jpl ephemeris file open failed!\n");
         return false;
     }
+    Reading r{};
+    r.lines.file = file.get();
     r.lines.name = eph_filename;
     read_in_blocks(r.lines);
     r.header = eph_header;
     r.records = eph_data;
-    if (eph_header == nullptr || eph_data == nullptr) {
-        std::fclose(r.lines.file);
-        return false;
-    }
+    if (eph_header == nullptr || eph_data == nullptr) return false;
     eph_header->con_num = 0;
     char line[kLineSize];
     while (read_line(r.lines, line) && read_ephemeris_line(r, line)) {
     }
-    std::fclose(r.lines.file);
 
     g_num_eph_record = std::max(r.record, 0);  // settled: the number of records less one
     if (r.record < 0) {
@@ -525,7 +522,7 @@ void compute_pos_sun_moon_eci(double mjd_ut1, double* rsun_eci, double* rmoon_ec
 
 void EphTest(char* testfilename) {
     g_unit_km = false;
-    std::FILE* file = open_text(testfilename);
+    const File file = open_text(testfilename);
     if (file == nullptr) {
         report(ULOG_WARNING_LEVEL, "Open the test file %s failed!\n", testfilename != nullptr ? testfilename : "");
         return;
@@ -536,7 +533,7 @@ void EphTest(char* testfilename) {
     char line[102];
     bool in_data = false;
     int count = 0;
-    while (g_eph_header != nullptr && std::fgets(line, sizeof line, file) != nullptr) {
+    while (g_eph_header != nullptr && std::fgets(line, sizeof line, file.get()) != nullptr) {
         line[std::strcspn(line, "\n")] = '\0';
         if (!in_data) {
             in_data = std::strcmp(line, "EOT") == 0;
@@ -551,5 +548,4 @@ void EphTest(char* testfilename) {
         if (row.jed > g_eph_header->ss[1]) break;
         compare_test_row(row, ++count);
     }
-    std::fclose(file);
 }

@@ -408,10 +408,8 @@ void set_gnssconfig_from_file(char* configfile) {
         report_at(ULOG_ERROR_LEVEL, "gnss_config", __LINE__, __func__, "gnss config file is empty, stopping");
         return;
     }
-    LineReader lines;
-    lines.name = configfile;
-    lines.file = open_text(configfile);
-    if (lines.file == nullptr) {
+    const File file = open_text(configfile);
+    if (file == nullptr) {
         report(ULOG_ERROR_LEVEL, "gnssconfig file open failed, stopping");
         std::exit(1);
     }
@@ -431,9 +429,9 @@ void set_gnssconfig_from_file(char* configfile) {
     ConfigReader reader;
     reader.name = configfile;
     reader.fields_limit.name = configfile;
+    LineReader lines{file.get(), configfile};
     char line[kLineSize];
     while (read_line(lines, line)) read_config_line(reader, line);
-    std::fclose(lines.file);
     report(ULOG_INFO_LEVEL, "Reading gnssconfig=%s", configfile);
 }
 

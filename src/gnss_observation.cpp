@@ -569,7 +569,7 @@ void get_ionosphere_free_combination(double* obs_phase, double* obs_range, doubl
 bool load_observation_rinex(char* filename_rinex, int rcvno, double sample_rate) {
     const char* name = filename_rinex != nullptr ? filename_rinex : "";
     const long int start = g_num_obs_storage;
-    const std::unique_ptr<FILE, int (*)(FILE*)> file(open_text(name), &std::fclose);
+    const File file = open_text(name);
     if (file == nullptr) {
         report(ULOG_WARNING_LEVEL, "rinex observation file (%s) open failed!\n", name);
         return false;
@@ -810,7 +810,7 @@ bool write_rinex_observation(char* filename_rinex, int rcvno, double version, in
     char header[kHeaderSize];
     generate_rinex_header(version, rcvno, num_obs_storage, obs_storage, header);
     const char* name = filename_rinex != nullptr ? filename_rinex : "";
-    const std::unique_ptr<FILE, int (*)(FILE*)> file(std::fopen(name, "w"), &std::fclose);
+    const File file = create_text(name);
     if (file == nullptr) {
         report(ULOG_WARNING_LEVEL, "rinex file[%s] open failed!", name);
         return false;

@@ -40,10 +40,6 @@ struct NextRecord {
 };
 NextRecord g_next_record{};  // settled: counts on for the whole process, version by version
 
-using File = std::unique_ptr<std::FILE, int (*)(std::FILE*)>;
-
-File open_file(const char* name) { return File(open_text(name), std::fclose); }
-
 const char* printable(const char* name) { return name != nullptr ? name : ""; }
 
 /// Truncates a number of a file to int; saturates, and takes what is not finite as 0.
@@ -913,7 +909,7 @@ void read_antenna_line(const char* line, AntennaBlock& block, ANT_INFO_STORE* st
 // --- broadcast navigation files ------------------------------------------------------------------------------------------
 
 bool load_ephemeris_brdc(char* brdcfilename) {
-    const File file = open_file(brdcfilename);
+    const File file = open_text(brdcfilename);
     if (!file) {
         report(ULOG_ERROR_LEVEL, "brdc file open failed! %s", printable(brdcfilename));
         return false;
@@ -1146,7 +1142,7 @@ double compute_satposvelclk_gal_brdc(int prn, GTime transmission_time, double* s
 
 bool load_ephemris_prec(char* precfilename) {
     if (precfilename == nullptr) return false;
-    const File file = open_file(precfilename);
+    const File file = open_text(precfilename);
     if (!file) {
         report(ULOG_ERROR_LEVEL, "sp3 file %s open failed!\n", precfilename);
         std::exit(1);
@@ -1179,7 +1175,7 @@ bool load_ephemris_prec(char* precfilename) {
 
 bool load_clock_prec(char* clkfilename, EPHPREC_STORE* eph_prec) {
     if (clkfilename == nullptr || clkfilename[0] == '\0') return false;
-    const File file = open_file(clkfilename);
+    const File file = open_text(clkfilename);
     if (!file) return false;
     if (!precise_store_present(eph_prec)) return false;
     LineReader reader{file.get(), clkfilename};
@@ -1328,7 +1324,7 @@ bool read_atx(char* atx_filename, ANT_INFO_STORE* ptr_antenna_info_store) {
         if (memory == nullptr) stop_without_memory();
         *ptr_antenna_info_store = {static_cast<ANT_INFO*>(memory), 0, kFirstRoom};
     }
-    const File file = open_file(atx_filename);
+    const File file = open_text(atx_filename);
     if (!file) {
         report(ULOG_TRACE_LEVEL, "antex file open error: %s", printable(atx_filename));
         return false;

@@ -15,7 +15,7 @@
 
 namespace leopod {
 
-std::FILE* open_text(const char* name) {
+File open_text(const char* name) {
     if (name == nullptr) return nullptr;
     const int file = open(name, O_RDONLY | O_CLOEXEC | O_NONBLOCK);
     if (file < 0) return nullptr;
@@ -25,10 +25,12 @@ std::FILE* open_text(const char* name) {
         return nullptr;
     }
     fcntl(file, F_SETFL, fcntl(file, F_GETFL) & ~O_NONBLOCK);  // reading waits for a pipe's writer
-    std::FILE* const stream = fdopen(file, "r");
+    File stream(fdopen(file, "r"));
     if (stream == nullptr) close(file);
     return stream;
 }
+
+File create_text(const char* name) { return File(name != nullptr ? std::fopen(name, "w") : nullptr); }
 
 namespace {
 

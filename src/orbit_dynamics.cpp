@@ -1539,12 +1539,13 @@ void log_forces(const ConfigReading& r) {
 }  // namespace
 
 void readfile_orbitdynamics_config(char* orbitdynamic_config_filename, ORBIT_DYN_CONFIG* ptr_orb_config) {
-    ConfigReading r{};
-    r.lines.file = open_text(orbitdynamic_config_filename);
-    if (r.lines.file == nullptr) {
+    const File file = open_text(orbitdynamic_config_filename);
+    if (file == nullptr) {
         report_at(ULOG_ERROR_LEVEL, kModule, __LINE__, __func__, "config file open failed, stopping\n");
         stop();
     }
+    ConfigReading r{};
+    r.lines.file = file.get();
     r.lines.name = orbitdynamic_config_filename;
     r.config = ptr_orb_config;
     r.config->emp_param_num_base = 0;
@@ -1563,7 +1564,6 @@ void readfile_orbitdynamics_config(char* orbitdynamic_config_filename, ORBIT_DYN
         if (in_forces) read_force_line(r, tokens);
         if (in_general) read_general_line(r, tokens);
     }
-    std::fclose(r.lines.file);
     r.config->num_force_models = r.num_forces;
     log_forces(r);
 }
@@ -1707,7 +1707,7 @@ void test_orbit_simulation(char* orbit_dynamics_config_filename, char* output_or
     Memory memory("test_orbit_simulation");
     const DriverStores s(memory);
     if (memory.missing()) return;
-    std::FILE* const file = output_orb_filename != nullptr ? std::fopen(output_orb_filename, "w") : nullptr;
+    const File file = create_text(output_orb_filename);
     if (file == nullptr) {
         report(ULOG_ERROR_LEVEL, "output orbit file (%s) open failed!",
                output_orb_filename != nullptr ? output_orb_filename : "");
@@ -1733,9 +1733,8 @@ void test_orbit_simulation(char* orbit_dynamics_config_filename, char* output_or
     Trajectory trajectory = make_trajectory(kArc, s.config[0].output_interval);
     if (has_window(trajectory.count)) {
         integrate_trajectory(s, trajectory);
-        write_trajectory(file, s, trajectory);
+        write_trajectory(file.get(), s, trajectory);
     }
-    std::fclose(file);
     release();
 }
 

@@ -41,16 +41,11 @@ void text_field(const char* line, std::size_t start, std::size_t width, char* ou
 /// Lines of a file up to 255 characters, without what follows a "#". The rest of a longer line is dropped.
 class Lines {
   public:
-    explicit Lines(const char* name) : reader_{open_text(name), name} {
+    explicit Lines(const char* name) : file_(open_text(name)), reader_{file_.get(), name} {
         reader_.warned = true;  // the limit of this reader is lower, and the warning is its own
     }
-    ~Lines() {
-        if (is_open()) std::fclose(reader_.file);
-    }
-    Lines(const Lines&) = delete;
-    Lines& operator=(const Lines&) = delete;
 
-    bool is_open() const { return reader_.file != nullptr; }
+    bool is_open() const { return file_ != nullptr; }
 
     bool next(char (&line)[kLineSize]) {
         if (!read_line(reader_, line)) return false;
@@ -63,6 +58,7 @@ class Lines {
     }
 
   private:
+    File file_;
     LineReader reader_;
     bool warned_ = false;
 };

@@ -11,9 +11,19 @@
 
 namespace leopod {
 
+struct CloseFile {
+    void operator()(std::FILE* file) const { std::fclose(file); }
+};
+
+/// A file that closes itself.
+using File = std::unique_ptr<std::FILE, CloseFile>;
+
 /// Opens a file for reading. Null for a null name, for what cannot be opened, and for a directory. A named pipe without a writer
 /// counts as an empty file.
-std::FILE* open_text(const char* name);
+File open_text(const char* name);
+
+/// Opens a file for writing. Null for a null name and for what cannot be opened.
+File create_text(const char* name);
 
 /// Line reader of one file. An overlong line keeps its first 1023 characters; the rest is dropped with one warning a file.
 struct LineReader {

@@ -24,7 +24,7 @@ int to_int(const char* text);
 
 /// sscanf for "%d", "%lf", "%Lf", "%c", "%s" with optional widths, "%*s", blanks and literal characters. "%s" needs a width and
 /// an array of that width + 1. Returns the number of conversions stored; -1 when the text ends before the first one.
-int scan(const char* text, const char* format, ...);
+[[gnu::format(scanf, 2, 3)]] int scan(const char* text, const char* format, ...);
 
 /// Copies the fixed columns [start, start + width) of a line into out (width + 1 characters), as far as the line has them.
 void copy_field(const char* line, std::size_t start, std::size_t width, char* out);
