@@ -12,7 +12,7 @@
 #include "inputs/truth.h"
 #include "mathlib.h"
 #include "pictures/canvas.h"
-#include "pictures/figures.h"
+#include "pictures/residuals.h"
 #include "shared/console.h"
 #include "shared/error.h"
 #include "shared/files.h"
@@ -156,7 +156,6 @@ void write_history(const std::string& file, const std::vector<Iteration>& histor
 
 void plot_residuals(const std::string& file, const std::vector<Residual>& residuals, const std::string& source) {
     FitResidualFigure figure;
-    figure.options.file = file;
     figure.source = "positions of " + source;
     figure.options.day_mjd = gtimeChangeTimeSystem(residuals.front().utc, tsGPST).time.mjd;
     for (const Residual& r : residuals) {
@@ -166,7 +165,7 @@ void plot_residuals(const std::string& file, const std::vector<Residual>& residu
         figure.radial_along_cross[1].push_back(r.along);
         figure.radial_along_cross[2].push_back(r.cross);
     }
-    report_picture(file, [&] { draw_fit_residuals(figure); });
+    report_picture(file, [&] { return draw_fit_residuals(figure); });
 }
 
 void compare(const FitOptions& o, const std::vector<TrajectoryPoint>& orbit,

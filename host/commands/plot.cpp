@@ -4,16 +4,19 @@
 #include <cmath>
 #include <cstdio>
 #include <filesystem>
-#include <limits>
 #include <memory>
 
 #include "commands/command.h"
 #include "common_function.h"
 #include "inputs/csv.h"
+#include "inputs/satellite_rows.h"
 #include "inputs/truth.h"
 #include "pictures/canvas.h"
-#include "pictures/chart.h"
-#include "pictures/figures.h"
+#include "pictures/errors.h"
+#include "pictures/map.h"
+#include "pictures/residuals.h"
+#include "pictures/satellites.h"
+#include "pictures/sky.h"
 #include "shared/console.h"
 #include "shared/error.h"
 #include "shared/times.h"
@@ -102,88 +105,17 @@ std::vector<TimedPosition> read_positions(const Source& source, long day) {
 /// Seconds since the start of a day; false outside the span asked for.
 bool seconds_in_span(const PlotOptions& o, const GTime& time, long day, double& seconds) {
     seconds = static_cast<double>(time.time.mjd - day) * 86400.0 + time.time.sod;
-    return seconds >= o.from && seconds <= o.to;
+    return seconds >= o.window.from && seconds <= o.window.to;
 }
 
 /// Day to which the first position belongs; a receive time a hair before midnight belongs to the day that begins.
 long first_day(const std::vector<TimedPosition>& rows) { return gtimeAddSec(rows.front().time, 1.0).time.mjd; }
 
-/// Pieces of a list of places, cut where time goes on for more than the usual steps.
-std::vector<std::vector<Track::Place>> cut(const std::vector<double>& seconds, const std::vector<Track::Place>& places,
-                                           double gap) {
-    std::vector<std::vector<Track::Place>> pieces;
-    for (std::size_t i = 0; i < places.size(); ++i) {
-        if (i == 0 || seconds[i] - seconds[i - 1] > gap) pieces.emplace_back();
-        pieces.back().push_back(places[i]);
-    }
-    return pieces;
-}
-
-double usual_step(std::vector<double> seconds) {
-    std::sort(seconds.begin(), seconds.end());
-    seconds.erase(std::unique(seconds.begin(), seconds.end()), seconds.end());
-    if (seconds.size() < 2) return 30.0;
-    std::vector<double> steps;
-    for (std::size_t i = 1; i < seconds.size(); ++i) steps.push_back(seconds[i] - seconds[i - 1]);
-    return percentile(std::move(steps), 50.0);
-}
-
-/// Time of a row in seconds since the start of `day`, which the first row sets. False where the row has none, or outside the span asked for.
-bool row_seconds(const PlotOptions& o, const CsvReader& in, int mjd, int sod, long& day, double& seconds) {
-    const double row_day = in.number(mjd);
-    const double row_second = in.number(sod);
-    if (!(std::fabs(row_day) < 1e5 && std::fabs(row_second) < 1e6)) return false;
-    if (day == 0) day = std::lround(row_day);
-    seconds = (row_day - static_cast<double>(day)) * 86400.0 + row_second;
-    return seconds >= o.from && seconds <= o.to;
-}
-
-const char* const kSatelliteHint = "the file of leopod run --satellites-out is expected";
-
-/// Files of `leopod run --satellites-out`: rows by satellite.
-std::map<std::string, SatelliteRows> read_satellites(const PlotOptions& o, const std::vector<std::string>& files,
-                                                     long& day) {
-    const std::string prefix = o.frame == "antenna" ? "antenna_" : "";
-    std::map<std::string, SatelliteRows> satellites;
-    for (const std::string& file : files) {
-        CsvReader in(file);
-        const int name = in.require("satellite", kSatelliteHint);
-        const int mjd = in.require("mjd_gpst", kSatelliteHint);
-        const int sod = in.require("sod_gpst", kSatelliteHint);
-        const int azimuth = in.require(prefix + "azimuth_deg", kSatelliteHint);
-        const int elevation = in.require(prefix + "elevation_deg", kSatelliteHint);
-        const int used = in.require("used_filter", kSatelliteHint);
-        const int slip = in.require("slip", kSatelliteHint);
-        const int code = in.require("code_if_residual_m", kSatelliteHint);
-        const int phase = in.require("phase_if_residual_m", kSatelliteHint);
-        const int range1 = in.require("range1_residual_m", kSatelliteHint);
-        const int range2 = in.require("range2_residual_m", kSatelliteHint);
-        while (in.next()) {
-            double seconds = 0;
-            const std::string satellite(in.text(name));
-            if (satellite.size() != 3 || !row_seconds(o, in, mjd, sod, day, seconds)) continue;
-            SatelliteRows& rows = satellites[satellite];
-            rows.seconds.push_back(seconds);
-            const bool directed = std::fabs(in.number(azimuth)) <= 360.0 && std::fabs(in.number(elevation)) <= 90.0;
-            rows.azimuth.push_back(directed ? in.number(azimuth) : std::nan(""));
-            rows.elevation.push_back(directed ? in.number(elevation) : std::nan(""));
-            rows.code.push_back(in.number(code));
-            rows.phase.push_back(in.number(phase));
-            rows.range1.push_back(in.number(range1));
-            rows.range2.push_back(in.number(range2));
-            rows.used.push_back(in.text(used) == "1");
-            rows.slip.push_back(!in.text(slip).empty());
-        }
-    }
-    if (satellites.empty()) throw InputError(files.front() + ": has no rows in the span asked for");
-    return satellites;
-}
-
 }  // namespace
 
-void plot_errors(const PlotOptions& o) {
+Canvas plot_errors(const PlotOptions& o) {
     ErrorFigure figure;
-    figure.options = {o.out, o.title, 0};
+    figure.options = {o.title, 0};
     figure.reference = base_name(o.truth);
     figure.log = o.log;
     figure.limit = o.limit;
@@ -220,21 +152,21 @@ void plot_errors(const PlotOptions& o) {
         }
         if (s.seconds.empty()) {
             throw InputError(source.file + ": no position lies within the times of " + o.truth +
-                             (o.from > -1e17 || o.to < 1e17 ? " and of the span asked for" : ""));
+                             (o.window.from > -1e17 || o.window.to < 1e17 ? " and of the span asked for" : ""));
         }
         figure.solutions.push_back(std::move(s));
     }
-    draw_errors(figure);
+    return draw_errors(figure);
 }
 
-void plot_residuals(const PlotOptions& o) {
+Canvas plot_residuals(const PlotOptions& o) {
     if (o.in.size() == 1) {
         CsvReader in(o.in[0]);
         if (in.has("along_m") && in.has("radial_m") && in.has("cross_m")) {
             const int columns[3] = {in.find("radial_m"), in.find("along_m"), in.find("cross_m")};
             const int epoch = in.require("epoch_gpst", "the file of leopod fit --residuals is expected");
             FitResidualFigure figure;
-            figure.options = {o.out, o.title, 0};
+            figure.options = {o.title, 0};
             figure.source = "from " + base_name(o.in[0]);
             figure.limit = o.limit;
             while (in.next()) {
@@ -248,26 +180,25 @@ void plot_residuals(const PlotOptions& o) {
                 for (std::size_t k = 0; k < 3; ++k) figure.radial_along_cross[k].push_back(in.number(columns[k]));
             }
             if (figure.seconds.empty()) throw InputError(o.in[0] + ": has no rows in the span asked for");
-            draw_fit_residuals(figure);
-            return;
+            return draw_fit_residuals(figure);
         }
         in.require("satellite", "residuals are in the files of leopod run --satellites-out and leopod fit --residuals");
     }
     ResidualFigure figure;
-    figure.options = {o.out, o.title, 0};
+    figure.options = {o.title, 0};
     figure.source = base_names(o.in);
     figure.point = o.quantity == "point";
     figure.elevation_note = o.frame == "antenna" ? "Elevation: above the plane of the antenna."
                                                  : "Elevation: above the local horizon at the receiver.";
     figure.limit_code = o.limit;
     figure.limit_phase = o.limit_phase;
-    figure.satellites = read_satellites(o, o.in, figure.options.day_mjd);
-    draw_residuals(figure);
+    figure.satellites = read_satellite_rows(o.in, o.frame == "antenna", o.window, figure.options.day_mjd);
+    return draw_residuals(figure);
 }
 
-void plot_satellites(const PlotOptions& o) {
+Canvas plot_satellites(const PlotOptions& o) {
     SatelliteFigure figure;
-    figure.options = {o.out, o.title, 0};
+    figure.options = {o.title, 0};
     figure.source = base_names(o.in);
     std::vector<std::string> tables;
     for (const std::string& file : o.in) {
@@ -283,93 +214,72 @@ void plot_satellites(const PlotOptions& o) {
         const int dilution = in.require("gdop", hint);
         while (in.next()) {
             double seconds = 0;
-            if (!row_seconds(o, in, mjd, sod, figure.options.day_mjd, seconds)) continue;
+            if (!row_seconds(o.window, in, mjd, sod, figure.options.day_mjd, seconds)) continue;
             figure.seconds.push_back(seconds);
             figure.count.push_back(in.number(count));
             figure.dilution.push_back(in.number(dilution));
         }
         if (figure.seconds.empty()) throw InputError(file + ": has no rows in the span asked for");
     }
-    if (!tables.empty()) figure.tracking = read_satellites(o, tables, figure.options.day_mjd);
-    draw_satellites(figure);
+    if (!tables.empty()) figure.tracking = read_satellite_rows(tables, false, o.window, figure.options.day_mjd);
+    return draw_satellites(figure);
 }
 
-void plot_sky(const PlotOptions& o) {
-    long day = 0;
-    const std::map<std::string, SatelliteRows> satellites = read_satellites(o, o.in, day);
-    std::vector<double> all;
-    for (const auto& [name, rows] : satellites) all.insert(all.end(), rows.seconds.begin(), rows.seconds.end());
-    const double gap = 2.5 * usual_step(all);
-    const auto [first, last] = std::minmax_element(all.begin(), all.end());
-    std::vector<Track> tracks;
-    for (const auto& [name, rows] : satellites) {
-        std::vector<double> seconds;
-        std::vector<Track::Place> places;
-        for (std::size_t i = 0; i < rows.seconds.size(); ++i) {
-            if (!std::isfinite(rows.azimuth[i]) || !std::isfinite(rows.elevation[i])) continue;
-            seconds.push_back(rows.seconds[i]);
-            places.push_back({rows.azimuth[i], rows.elevation[i]});
-        }
-        if (!places.empty()) tracks.push_back({name, colour(satellite_colour(name)), cut(seconds, places, gap)});
-    }
-    if (tracks.empty()) throw InputError(o.in.front() + ": no epoch was solved, so there are no directions");
-    const bool antenna = o.frame == "antenna";
-    draw_sky(
-        {o.title.empty() ? "Sky plot" : o.title, span_text(*first, *last, day) + "; from " + base_names(o.in),
-         antenna ? "Azimuth from the antenna's y axis towards x, elevation above its plane. Dots: ends of the passes."
-                 : "Azimuth from north, elevation above the local horizon at the receiver. Dots: ends of the passes."},
-        tracks, !antenna, o.out);
+Canvas plot_sky(const PlotOptions& o) {
+    SkyFigure figure;
+    figure.options = {o.title, 0};
+    figure.source = base_names(o.in);
+    figure.antenna = o.frame == "antenna";
+    figure.satellites = read_satellite_rows(o.in, figure.antenna, o.window, figure.options.day_mjd);
+    return draw_sky(figure);
 }
 
-void plot_track(const PlotOptions& o) {
-    std::vector<Track> tracks;
+Canvas plot_track(const PlotOptions& o) {
+    MapFigure figure;
+    figure.options = {o.title, 0};
     std::vector<std::string> files;
-    long day = 0;
-    double first = std::numeric_limits<double>::infinity();
-    double last = -first;
+    long& day = figure.options.day_mjd;
     for (const std::string& text : o.in) {
         const Source source = parse_source(text);
         const std::vector<TimedPosition> rows = read_positions(source, day);
         if (day == 0) day = first_day(rows);
-        std::vector<double> times;
-        std::vector<Track::Place> places;
+        GroundTrack track{source.label, {}, {}, {}};
         for (const TimedPosition& row : rows) {
             double seconds = 0;
             if (!seconds_in_span(o, row.time, day, seconds)) continue;
             double position[3] = {row.position[0], row.position[1], row.position[2]};
             double blh[3];
             ecef2blh(position, blh, 6378137.0, 0.0033528106647474805);
-            times.push_back(seconds);
-            places.push_back({blh[1] * kDegree, blh[0] * kDegree});
-            first = std::min(first, seconds);
-            last = std::max(last, seconds);
+            track.seconds.push_back(seconds);
+            track.longitude.push_back(blh[1] * kDegree);
+            track.latitude.push_back(blh[0] * kDegree);
         }
-        if (places.empty()) throw InputError(source.file + ": has no positions in the span asked for");
+        if (track.seconds.empty()) throw InputError(source.file + ": has no positions in the span asked for");
         files.push_back(source.file);
-        tracks.push_back({source.label, colour(tracks.size()), cut(times, places, 5.0 * usual_step(times))});
+        figure.tracks.push_back(std::move(track));
     }
-    draw_map({o.title.empty() ? "Ground track" : o.title, span_text(first, last, day) + "; from " + base_names(files),
-              "Geodetic latitude and longitude (WGS 84). Open circle: start; full circle: end."},
-             tracks, o.out);
+    figure.source = base_names(files);
+    return draw_map(figure);
 }
 
 void add_plot(Command app, Action& action) {
     Command plot = app.add_subcommand("plot", "Pictures (SVG, PNG) of the CSV files that the other commands write");
     plot.require_subcommand();
-    const auto kind = [&](const char* name, const char* description, const char* in, void (*draw)(const PlotOptions&)) {
+    const auto kind = [&](const char* name, const char* description, const char* in,
+                          Canvas (*draw)(const PlotOptions&)) {
         auto o = std::make_shared<PlotOptions>();
         Command command = plot.add_subcommand(name, description);
         command.add_option("--in", o->in, in).required();
         command.add_option("--out", o->out, "the picture: .svg, or .png (drawn by gnuplot)").required();
         command.add_option("--title", o->title, "its title");
-        command.add_option("--from", o->from, "first second, counted from the first day");
-        command.add_option("--to", o->to, "last second, counted from the first day");
+        command.add_option("--from", o->window.from, "first second, counted from the first day");
+        command.add_option("--to", o->window.to, "last second, counted from the first day");
         command.callback([o, draw, &action] {
             action = [o, draw] {
                 check_picture_name("--out", o->out);
                 {
                     const Progress progress("drawing " + o->out);
-                    draw(*o);
+                    draw(*o).save(o->out);
                 }
                 std::printf("plot: %s\n", o->out.c_str());
                 return 0;

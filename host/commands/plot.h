@@ -6,22 +6,25 @@
 #include <string>
 #include <vector>
 
+#include "inputs/satellite_rows.h"
+#include "pictures/canvas.h"
+
 namespace host {
 
 struct PlotOptions {
     std::vector<std::string> in;
     std::string out, title, truth;
     std::string layout = "components", frame = "horizon", quantity = "filter";
-    double from = -1e18, to = 1e18;       ///< seconds of the first day
+    TimeWindow window;
     double limit = 0.0, limit_phase = 0;  ///< ends of the axes [m]; 0: those of the data
     bool log = false;
 };
 
-void plot_errors(const PlotOptions& options);
-void plot_residuals(const PlotOptions& options);
-void plot_satellites(const PlotOptions& options);
-void plot_sky(const PlotOptions& options);
-void plot_track(const PlotOptions& options);
+Canvas plot_errors(const PlotOptions& options);
+Canvas plot_residuals(const PlotOptions& options);
+Canvas plot_satellites(const PlotOptions& options);
+Canvas plot_sky(const PlotOptions& options);
+Canvas plot_track(const PlotOptions& options);
 
 }  // namespace host
 

@@ -12,7 +12,8 @@
 #include "inputs/truth.h"
 #include "outputs/sp3.h"
 #include "pictures/canvas.h"
-#include "pictures/figures.h"
+#include "pictures/errors.h"
+#include "pictures/satellites.h"
 #include "shared/console.h"
 #include "shared/error.h"
 #include "shared/files.h"
@@ -268,7 +269,7 @@ void write_plot(const std::string& file, const std::vector<Epoch>& epochs, const
     const GTime& first = epochs.front().tag;
     if (!errors.point.empty()) {
         ErrorFigure figure;
-        figure.options = {file, "", first.time.mjd};
+        figure.options = {"", first.time.mjd};
         figure.reference = std::filesystem::path(options.truth).filename().string();
         figure.at_rest = at_rest;
         figure.layout = {"solutions"};
@@ -281,10 +282,10 @@ void write_plot(const std::string& file, const std::vector<Epoch>& epochs, const
             }
             figure.solutions.push_back(std::move(s));
         }
-        report_picture(file, [&] { draw_errors(figure); });
+        report_picture(file, [&] { return draw_errors(figure); });
     } else {
         SatelliteFigure figure;
-        figure.options = {file, "", first.time.mjd};
+        figure.options = {"", first.time.mjd};
         figure.source = std::filesystem::path(options.inputs.obs.front()).filename().string() +
                         (options.inputs.obs.size() > 1 ? ", ..." : "");
         for (const Epoch& e : epochs) {
@@ -292,7 +293,7 @@ void write_plot(const std::string& file, const std::vector<Epoch>& epochs, const
             figure.count.push_back(e.satellites);
             figure.dilution.push_back(e.solved ? e.gdop : std::nan(""));
         }
-        report_picture(file, [&] { draw_satellites(figure); });
+        report_picture(file, [&] { return draw_satellites(figure); });
     }
 }
 

@@ -48,9 +48,12 @@ class Canvas {
     void begin(const std::string& kind, const std::string& name);
     void end();
 
+    /// What the picture shows, for programs that read pictures aloud.
+    void set_title(const std::string& title);
+
     /// Writes the picture; SVG by the ending .svg, PNG by .png. Throws InputError where the file cannot be written, or where gnuplot, which
     /// draws the PNG, is missing or fails.
-    void save(const std::string& file, const std::string& title) const;
+    void save(const std::string& file) const;
 
   private:
     enum class Kind { lines, fill, dots, text, begin, end };
@@ -62,10 +65,11 @@ class Canvas {
         std::string text, name;
         Type type;
     };
-    void save_svg(const std::string& file, const std::string& title) const;
+    void save_svg(const std::string& file) const;
     void save_png(const std::string& file) const;
 
     int width_, height_;
+    std::string title_;
     std::vector<Shape> shapes_;
 };
 

@@ -1,0 +1,123 @@
+#include "pictures/figure.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstdio>
+
+#include "gtime.h"
+#include "shared/error.h"
+
+namespace host {
+
+void Span::add(const std::vector<double>& seconds) {
+    for (double s : seconds) {
+        first = std::min(first, s);
+        last = std::max(last, s);
+    }
+    longest = std::max(longest, seconds.size());
+}
+
+const AxisName* error_axes(bool at_rest) {
+    static constexpr AxisName axes[2][3] = {
+        {{"radial", "Radial"}, {"along-track", "Along-track"}, {"cross-track", "Cross-track"}},
+        {{"east", "East"}, {"north", "North"}, {"up", "Up"}}};
+    return axes[at_rest ? 1 : 0];
+}
+
+std::size_t satellite_colour(const std::string& name) {
+    std::size_t number = 0;
+    for (char c : name) {
+        if (c >= '0' && c <= '9') number = 10 * number + static_cast<std::size_t>(c - '0');
+    }
+    return number + 7;  // the first satellite has the last colour, the eighth begins anew
+}
+
+std::string span_text(double first, double last, long day_mjd) {
+    if (!(first <= last)) return "no epochs";
+    const auto time_of = [&](double seconds, bool with_date) {
+        const double whole = std::round(seconds);
+        const double day = day_mjd != 0 ? std::floor(whole / 86400.0) : 0.0;
+        const long s = std::lround(whole - day * 86400.0);
+        char text[96];
+        std::snprintf(text, sizeof text, "%02ld:%02ld:%02ld", s / 3600, s / 60 % 60, s % 60);
+        if (!with_date || day_mjd == 0) return std::string(text);
+        const TimeYMD d = GTime2YMD(mjd2GTime(tsGPST, static_cast<double>(day_mjd) + day));
+        char date[64];
+        std::snprintf(date, sizeof date, "%04d-%02d-%02d ", d.year, d.month, d.day);
+        return date + std::string(text);
+    };
+    const bool one_day = std::floor(std::round(first) / 86400.0) == std::floor(std::round(last) / 86400.0);
+    return time_of(first, true) + " to " + time_of(last, !one_day) + " GPST";
+}
+
+std::string title_or(const FigureOptions& options, const std::string& usual) {
+    return options.title.empty() ? usual : options.title;
+}
+
+Axis time_axis(const FigureOptions& options) {
+    Axis axis;
+    axis.kind = Axis::Kind::time;
+    axis.day_mjd = options.day_mjd;
+    return axis;
+}
+
+Axis length_axis(const std::string& label, double limit) {
+    Axis axis;
+    axis.label = label;
+    axis.with_zero = true;
+    if (limit > 0.0) {
+        axis.from = -limit;
+        axis.to = limit;
+    }
+    return axis;
+}
+
+double rms(const std::vector<double>& values) {
+    double sum = 0;
+    std::size_t n = 0;
+    for (double v : values) {
+        if (!std::isfinite(v)) continue;
+        sum += v * v;
+        ++n;
+    }
+    return n > 0 ? std::sqrt(sum / static_cast<double>(n)) : std::nan("");
+}
+
+std::string metres(double value) {
+    if (!std::isfinite(value)) return "no data";
+    char text[48];
+    if (value < 0.00995) {
+        std::snprintf(text, sizeof text, "%.1f mm", 1000.0 * value);
+    } else {
+        std::snprintf(text, sizeof text, value < 0.0995 ? "%.3f m" : value < 9.995 ? "%.2f m" : "%.1f m", value);
+    }
+    return text;
+}
+
+std::string rms_note(const std::vector<double>& values) { return "rms " + metres(rms(values)); }
+
+double line_size(std::size_t points) { return points > 2000 ? 0.9 : points > 600 ? 1.2 : 1.5; }
+
+std::size_t beyond(const std::vector<double>& values, double limit) {
+    return static_cast<std::size_t>(
+        std::count_if(values.begin(), values.end(), [limit](double v) { return std::fabs(v) > limit; }));
+}
+
+std::string beyond_note(std::size_t count, double limit) {
+    if (count == 0) return "";
+    char text[96];
+    std::snprintf(text, sizeof text, "\n%zu %s beyond the axis of %g m.", count,
+                  count == 1 ? "value lies" : "values lie", limit);
+    return text;
+}
+
+void report_picture(const std::string& file, const std::function<Canvas()>& draw) {
+    try {
+        draw().save(file);
+        std::printf("plot: %s\n", file.c_str());
+    } catch (const InputError& e) {
+        std::printf("plot: skipped, %s\n", e.what());
+    }
+}
+
+}  // namespace host
