@@ -26,6 +26,104 @@ constexpr int kIndexSpace = MAXSAT_GNSS + MAXNUM_STATION;
 constexpr int kMaxBands = 3;    ///< distinct bands of a configured system
 constexpr int kMaxFields = 30;  ///< fields of a configuration line
 
+}  // namespace
+
+// --- satellite identifiers ---------------------------------------------------------------------------------
+
+int satsysprn2index(sysGNSS sys, int prn) {
+    long long index = -1;
+    switch (sys) {
+        case GPS:
+            index = prn - 1LL;
+            break;
+        case BDS:
+            index = prn + (kFirstBdsIndex - 1LL);
+            break;
+        case LEO:
+            index = prn + (kFirstLeoIndex - 1LL);
+            break;
+        case STA:
+            return kStationIndex;
+        default:
+            return -1;
+    }
+    // settled: no range test of prn, the ranges alias
+    if (index < 0) return -1;
+    if (index >= kIndexSpace) {
+        // settled: the text shows the limit behind "sys=" and the system behind "prn="
+        report(ULOG_ERROR_LEVEL, "satsysprn2index(): index[%d] > MAXSAT_GNSS + MAXNUM_STATION, sys=%d, prn=%d",
+               static_cast<int>(index < INT_MAX ? index : INT_MAX), kIndexSpace, static_cast<int>(sys));
+        return -1;
+    }
+    return static_cast<int>(index);
+}
+
+bool satindex2sysprn(int index, sysGNSS* sys, int* prn) {
+    if (index >= MAXSAT_GNSS) {
+        report(ULOG_ERROR_LEVEL, "satindex2sysprn(): satindex[%d] > MAXSAT_GNSS[%d]", index,
+               static_cast<int>(MAXSAT_GNSS));
+        *sys = UKNSYS;
+        *prn = -1;
+        return false;
+    }
+    if (index < 0) return false;
+    if (index < kFirstBdsIndex) {
+        *sys = GPS;
+        *prn = index + 1;
+    } else if (index < kFirstLeoIndex) {
+        *sys = BDS;
+        *prn = index - kFirstBdsIndex + 1;
+    } else {
+        *sys = LEO;
+        *prn = index - kFirstLeoIndex + 1;
+    }
+    return true;
+}
+
+sysGNSS string2satsysprn(char* str_satsysprn, int* prn) {
+    const char letter = str_satsysprn[0];
+    *prn = letter != '\0' ? to_int(str_satsysprn + 1) : 0;
+    if (*prn < 0) *prn = 0;
+    switch (letter) {
+        case 'G':
+            return GPS;
+        case 'C':
+            return BDS;
+        case 'E':
+            return GAL;
+        case 'R':
+            return GLO;
+        case 'L':
+            return LEO;
+        case 'T':
+            return STA;
+        default:
+            return UKNSYS;
+    }
+}
+
+void satsysprn2string(sysGNSS satsys, int prn, char* prn_str) {
+    char letter = 'G';
+    if (satsys == BDS) letter = 'C';
+    if (satsys == GAL) letter = 'E';
+    if (satsys == GLO) letter = 'R';
+    if (satsys == LEO) letter = 'L';
+    char text[16];
+    std::snprintf(text, sizeof text, "%c%02d", letter, prn);
+    copy_field(text, 0, 3, prn_str);  // the caller's buffer need not hold more
+}
+
+void sysGNSSAsString(sysGNSS sys, char* str) {
+    // settled: a station has no name here
+    constexpr const char* kNames[] = {"UKNSYS", "GPS", "BDS", "GAL", "GLO", "GEO", "LEO"};
+    const char* const name = sys >= GPS && sys <= LEO ? kNames[sys] : kNames[UKNSYS];
+    std::memcpy(str, name, std::strlen(name) + 1);
+}
+
+// --- observation codes and frequencies ---------------------------------------------------------------------
+
+namespace {
+
 // Characters of the observation codes, in the order of the enumerations, from value 1 on.
 constexpr char kTypeChars[] = "CLDS";
 constexpr char kFreqChars[] = "123456789abcdefgh";
@@ -57,6 +155,74 @@ constexpr double kFrequency[LEO + 1][K5 + 1] = {
     {},                                                                                                    // GEO
     {0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 5000.0, 7000.0, 10000.0, 12000.0, 25000.0, 40000.0, 50000.0, 70000.0},  // LEO
 };
+
+}  // namespace
+
+void TYPE_FREQ_CODE_AsString(TYPE_FREQ_CODE tfc, char* str) {
+    // settled: no terminator
+    str[0] = char_of(kTypeChars, tfc.type, 'U');
+    str[1] = char_of(kFreqChars, tfc.freq, 'u');
+    str[2] = char_of(kCodeChars, tfc.code, 'U');
+}
+
+void obscode_conversion_v2(char* obscode, OBSTYPE* t, OBSFREQ* b, OBSCODE* c) {
+    const char first = obscode[0];
+    const char second = first != '\0' ? obscode[1] : '\0';
+    if (const int type = first == 'P' ? static_cast<int>(RANGE) : value_of(kTypeChars, first); type != 0) {
+        *t = static_cast<OBSTYPE>(type);
+        *c = first == 'C' ? aC : aP;
+    } else {
+        report(ULOG_WARNING_LEVEL, "Warning: unkonwn obs type: %c in obscode_conversion_v2()\n", first);
+    }
+    if (const int freq = second == 'A' ? static_cast<int>(L1) : value_of(kFreqChars, second); freq != 0) {
+        *b = static_cast<OBSFREQ>(freq);
+    } else {
+        warn_frequency(obscode);
+    }
+    if (second == 'A') *c = aC;
+}
+
+void obscode_conversion_v3(char* obscode, OBSTYPE* t, OBSFREQ* b, OBSCODE* c) {
+    const char first = obscode[0];
+    const char second = first != '\0' ? obscode[1] : '\0';
+    const char third = second != '\0' ? obscode[2] : '\0';
+    if (const int type = value_of(kTypeChars, first); type != 0) {
+        *t = static_cast<OBSTYPE>(type);
+    } else {
+        report(ULOG_WARNING_LEVEL, "WARNING: UNKNOWN gnss obs type %s\n", obscode);
+    }
+    if (const int freq = value_of(kFreqChars, second); freq != 0) {
+        *b = static_cast<OBSFREQ>(freq);
+    } else {
+        warn_frequency(obscode);
+    }
+    if (const int code = third == ' ' ? static_cast<int>(aX) : value_of(kCodeChars, third); code != 0) {
+        *c = static_cast<OBSCODE>(code);
+    } else {
+        report(ULOG_WARNING_LEVEL, "WARNING: UNKNOWN gnss obs code %s\n", obscode);
+    }
+}
+
+double get_obs_frequency(sysGNSS satsys, OBSFREQ band, int prn) {
+    if (satsys < GPS || satsys > LEO || satsys == GEO) {
+        report(ULOG_WARNING_LEVEL, "Unrecognised satellite system: %d\n", static_cast<int>(satsys));
+        return 0.0;
+    }
+    // settled: the divisor of the channel step is 6
+    if (satsys == GLO && band == L1) return 1602.0 + static_cast<double>(9LL * prn) / 6.0;
+    if (satsys == GLO && band == L2) return 1246.0 + static_cast<double>(7LL * prn) / 6.0;
+    const double frequency = band >= L1 && band <= K5 ? kFrequency[satsys][band] : 0.0;
+    if (frequency == 0.0) {
+        // settled: the name is "GPS" for every system
+        report(ULOG_WARNING_LEVEL, "%s%02d band %d can not find frequency value.\n", "GPS", prn,
+               static_cast<int>(band));
+    }
+    return frequency;
+}
+
+// --- configuration -----------------------------------------------------------------------------------------
+
+namespace {
 
 /// The dual-frequency default of one system: range and phase on two bands, one code, ionosphere-free.
 void set_default_observables(GNSSCONFIG& config, int isys, OBSFREQ second_band, OBSCODE code) {
@@ -215,164 +381,6 @@ void read_config_line(ConfigReader& reader, const char* line) {
 }
 
 }  // namespace
-
-// --- satellite identifiers ---------------------------------------------------------------------------------
-
-int satsysprn2index(sysGNSS sys, int prn) {
-    long long index = -1;
-    switch (sys) {
-        case GPS:
-            index = prn - 1LL;
-            break;
-        case BDS:
-            index = prn + (kFirstBdsIndex - 1LL);
-            break;
-        case LEO:
-            index = prn + (kFirstLeoIndex - 1LL);
-            break;
-        case STA:
-            return kStationIndex;
-        default:
-            return -1;
-    }
-    // settled: no range test of prn, the ranges alias
-    if (index < 0) return -1;
-    if (index >= kIndexSpace) {
-        // settled: the text shows the limit behind "sys=" and the system behind "prn="
-        report(ULOG_ERROR_LEVEL, "satsysprn2index(): index[%d] > MAXSAT_GNSS + MAXNUM_STATION, sys=%d, prn=%d",
-               static_cast<int>(index < INT_MAX ? index : INT_MAX), kIndexSpace, static_cast<int>(sys));
-        return -1;
-    }
-    return static_cast<int>(index);
-}
-
-bool satindex2sysprn(int index, sysGNSS* sys, int* prn) {
-    if (index >= MAXSAT_GNSS) {
-        report(ULOG_ERROR_LEVEL, "satindex2sysprn(): satindex[%d] > MAXSAT_GNSS[%d]", index,
-               static_cast<int>(MAXSAT_GNSS));
-        *sys = UKNSYS;
-        *prn = -1;
-        return false;
-    }
-    if (index < 0) return false;
-    if (index < kFirstBdsIndex) {
-        *sys = GPS;
-        *prn = index + 1;
-    } else if (index < kFirstLeoIndex) {
-        *sys = BDS;
-        *prn = index - kFirstBdsIndex + 1;
-    } else {
-        *sys = LEO;
-        *prn = index - kFirstLeoIndex + 1;
-    }
-    return true;
-}
-
-sysGNSS string2satsysprn(char* str_satsysprn, int* prn) {
-    const char letter = str_satsysprn[0];
-    *prn = letter != '\0' ? to_int(str_satsysprn + 1) : 0;
-    if (*prn < 0) *prn = 0;
-    switch (letter) {
-        case 'G':
-            return GPS;
-        case 'C':
-            return BDS;
-        case 'E':
-            return GAL;
-        case 'R':
-            return GLO;
-        case 'L':
-            return LEO;
-        case 'T':
-            return STA;
-        default:
-            return UKNSYS;
-    }
-}
-
-void satsysprn2string(sysGNSS satsys, int prn, char* prn_str) {
-    char letter = 'G';
-    if (satsys == BDS) letter = 'C';
-    if (satsys == GAL) letter = 'E';
-    if (satsys == GLO) letter = 'R';
-    if (satsys == LEO) letter = 'L';
-    char text[16];
-    std::snprintf(text, sizeof text, "%c%02d", letter, prn);
-    copy_field(text, 0, 3, prn_str);  // the caller's buffer need not hold more
-}
-
-void sysGNSSAsString(sysGNSS sys, char* str) {
-    // settled: a station has no name here
-    constexpr const char* kNames[] = {"UKNSYS", "GPS", "BDS", "GAL", "GLO", "GEO", "LEO"};
-    const char* const name = sys >= GPS && sys <= LEO ? kNames[sys] : kNames[UKNSYS];
-    std::memcpy(str, name, std::strlen(name) + 1);
-}
-
-// --- observation codes and frequencies ---------------------------------------------------------------------
-
-void TYPE_FREQ_CODE_AsString(TYPE_FREQ_CODE tfc, char* str) {
-    // settled: no terminator
-    str[0] = char_of(kTypeChars, tfc.type, 'U');
-    str[1] = char_of(kFreqChars, tfc.freq, 'u');
-    str[2] = char_of(kCodeChars, tfc.code, 'U');
-}
-
-void obscode_conversion_v2(char* obscode, OBSTYPE* t, OBSFREQ* b, OBSCODE* c) {
-    const char first = obscode[0];
-    const char second = first != '\0' ? obscode[1] : '\0';
-    if (const int type = first == 'P' ? static_cast<int>(RANGE) : value_of(kTypeChars, first); type != 0) {
-        *t = static_cast<OBSTYPE>(type);
-        *c = first == 'C' ? aC : aP;
-    } else {
-        report(ULOG_WARNING_LEVEL, "Warning: unkonwn obs type: %c in obscode_conversion_v2()\n", first);
-    }
-    if (const int freq = second == 'A' ? static_cast<int>(L1) : value_of(kFreqChars, second); freq != 0) {
-        *b = static_cast<OBSFREQ>(freq);
-    } else {
-        warn_frequency(obscode);
-    }
-    if (second == 'A') *c = aC;
-}
-
-void obscode_conversion_v3(char* obscode, OBSTYPE* t, OBSFREQ* b, OBSCODE* c) {
-    const char first = obscode[0];
-    const char second = first != '\0' ? obscode[1] : '\0';
-    const char third = second != '\0' ? obscode[2] : '\0';
-    if (const int type = value_of(kTypeChars, first); type != 0) {
-        *t = static_cast<OBSTYPE>(type);
-    } else {
-        report(ULOG_WARNING_LEVEL, "WARNING: UNKNOWN gnss obs type %s\n", obscode);
-    }
-    if (const int freq = value_of(kFreqChars, second); freq != 0) {
-        *b = static_cast<OBSFREQ>(freq);
-    } else {
-        warn_frequency(obscode);
-    }
-    if (const int code = third == ' ' ? static_cast<int>(aX) : value_of(kCodeChars, third); code != 0) {
-        *c = static_cast<OBSCODE>(code);
-    } else {
-        report(ULOG_WARNING_LEVEL, "WARNING: UNKNOWN gnss obs code %s\n", obscode);
-    }
-}
-
-double get_obs_frequency(sysGNSS satsys, OBSFREQ band, int prn) {
-    if (satsys < GPS || satsys > LEO || satsys == GEO) {
-        report(ULOG_WARNING_LEVEL, "Unrecognised satellite system: %d\n", static_cast<int>(satsys));
-        return 0.0;
-    }
-    // settled: the divisor of the channel step is 6
-    if (satsys == GLO && band == L1) return 1602.0 + static_cast<double>(9LL * prn) / 6.0;
-    if (satsys == GLO && band == L2) return 1246.0 + static_cast<double>(7LL * prn) / 6.0;
-    const double frequency = band >= L1 && band <= K5 ? kFrequency[satsys][band] : 0.0;
-    if (frequency == 0.0) {
-        // settled: the name is "GPS" for every system
-        report(ULOG_WARNING_LEVEL, "%s%02d band %d can not find frequency value.\n", "GPS", prn,
-               static_cast<int>(band));
-    }
-    return frequency;
-}
-
-// --- configuration -----------------------------------------------------------------------------------------
 
 void set_gnssconfig_system(GNSSCONFIG* config, int nsys, sysGNSS* systems) {
     if (nsys > MAXNUM_SYS) {

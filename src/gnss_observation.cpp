@@ -36,6 +36,125 @@ constexpr std::size_t kLabelWidth = 19;
 constexpr std::size_t kHeaderSize = 10240;  // room for a written header
 constexpr int kSystemRows = 4;              // systems of a written header: UKNSYS to GAL
 
+// Numbers of entries that the fixed arrays really hold.
+int satellites_in(const OBSDATA_EPOCH& epoch) { return clamp_count(epoch.sat_num, MAXSAT_EPOCH); }
+int records_in(const OBSDATA_SAT& sat) { return clamp_count(sat.num_obs, MAXOBS_PER_SAT); }
+
+}  // namespace
+
+// --- epochs --------------------------------------------------------------------------------------------------------------
+
+namespace {
+
+/// Position of the last record of a satellite that is the wanted observable and holds a value; -1 without one.
+int find_observable(const OBSDATA_SAT& sat, const TYPE_FREQ_CODE& wanted) {
+    int found = -1;
+    for (int k = 0; k < records_in(sat); ++k) {
+        const OBSREC& rec = sat.obsdata[k];
+        const bool same = rec.type == wanted.type && rec.freq == wanted.freq && rec.code == wanted.code;
+        if (same && std::fabs(rec.value) > 0.001) found = k;  // blank fields are stored as 0
+    }
+    return found;
+}
+
+}  // namespace
+
+void initialize_obsdata_epoch(OBSDATA_EPOCH* obsdata_eopch) {
+    obsdata_eopch->rcv = -1;
+    obsdata_eopch->flag_epoch = OBS_UKN;
+    obsdata_eopch->sat_num = 0;
+    obsdata_eopch->epoch_time = {};
+    for (OBSDATA_SAT& sat : obsdata_eopch->satobs) {
+        // settled: obs_index_used is left as it is, it means something only behind choose_observation
+        static_assert(offsetof(OBSDATA_SAT, num_obs_used) ==
+                      offsetof(OBSDATA_SAT, obs_index_used) + sizeof sat.obs_index_used);
+        constexpr std::size_t kBehind = offsetof(OBSDATA_SAT, num_obs_used);
+        clear(reinterpret_cast<char*>(&sat) + kBehind, sizeof sat - kBehind);
+        sat.prn = -1;
+        sat.satsys = UKNSYS;
+        sat.num_obs = 0;
+        sat.flag_sat = OBS_UKN;
+    }
+}
+
+void choose_observation(OBSDATA_EPOCH* obsepoch) {
+    for (int i = 0; i < satellites_in(*obsepoch); ++i) {
+        OBSDATA_SAT& sat = obsepoch->satobs[i];
+        const int sysindex = get_gnssconfig_sys_index(sat.satsys, &gnssconfig);
+        if (sysindex == -1) continue;
+        sat.num_obs_used = 0;
+        const int num_wanted = clamp_count(gnssconfig.num_obs_freq_code[sysindex], MAXOBS_PER_SAT);
+        for (int j = 0; j < num_wanted; ++j) {
+            sat.obs_index_used[j] = find_observable(sat, gnssconfig.obs_type_freq_code_used[sysindex][j]);
+            if (sat.obs_index_used[j] != -1) ++sat.num_obs_used;
+        }
+    }
+}
+
+int choose_satellite(OBSDATA_EPOCH* obsepoch, int* satlist_in_obsepoch, int* satlist_satindex) {
+    int nsat = 0;
+    for (int i = 0; i < satellites_in(*obsepoch); ++i) {
+        const OBSDATA_SAT& sat = obsepoch->satobs[i];
+        if (sat.flag_sat != OBS_OK) continue;
+        const int satindex = satsysprn2index(sat.satsys, sat.prn);
+        if (satindex == -1 || satindex >= MAXSAT_GNSS) {
+            report(ULOG_WARNING_LEVEL, "choose_satellite(): satindex=%d, sys=%d, prn=%d", satindex, sat.satsys,
+                   sat.prn);
+            continue;
+        }
+        const int sysindex = get_gnssconfig_sys_index(sat.satsys, &gnssconfig);
+        if (sysindex == -1) continue;
+        if (gnssconfig.num_obs_freq_code[sysindex] != sat.num_obs_used) {
+            report(ULOG_INFO_LEVEL,
+                   "choose_satellite(), satsys=%d, prn=%d, num_obs_freq_code (%d) in gnssconfig != num_obs_used(%d) in "
+                   "obsepoch!",
+                   sat.satsys, sat.prn, gnssconfig.num_obs_freq_code[sysindex], sat.num_obs_used);
+            continue;
+        }
+        satlist_in_obsepoch[nsat] = i;
+        satlist_satindex[nsat] = satindex;
+        ++nsat;
+    }
+    if (nsat == 0) {
+        // settled: an epoch without usable satellites ends the process
+        report(ULOG_ERROR_LEVEL, "choose_satellite(): available satellite number is %d! stopping!", nsat);
+        std::exit(1);
+    }
+    return nsat;
+}
+
+void get_multipath_combination(double* phase, double* range, double* freq, double* MP) {
+    const double a = (freq[0] / freq[1]) * (freq[0] / freq[1]);
+    const double a1 = 2.0 / (a - 1.0);
+    const double a2 = 2.0 * a / (a - 1.0);
+    MP[0] = range[0] - (1.0 + a1) * phase[0] + a1 * phase[1];
+    MP[1] = range[1] - a2 * phase[0] + (a2 - 1.0) * phase[1];
+}
+
+void get_ionosphere_free_combination(double* obs_phase, double* obs_range, double* freq_value, double* IF_combination,
+                                     double* factor) {
+    if (freq_value == nullptr) {
+        report(ULOG_ERROR_LEVEL, "get_ionosphere_free_combination(): freq_value is NULL!");
+        return;
+    }
+    const double f1_squared = freq_value[0] * freq_value[0];
+    const double f2_squared = freq_value[1] * freq_value[1];
+    const double factor1 = f1_squared / (f1_squared - f2_squared);
+    const double factor2 = -f2_squared / (f1_squared - f2_squared);
+    if (obs_phase != nullptr && obs_range != nullptr && IF_combination != nullptr) {
+        IF_combination[0] = factor1 * obs_range[0] + factor2 * obs_range[1];
+        IF_combination[1] = factor1 * obs_phase[0] + factor2 * obs_phase[1];
+    }
+    if (factor != nullptr) {
+        factor[0] = factor1;
+        factor[1] = factor2;
+    }
+}
+
+// --- reading -------------------------------------------------------------------------------------------------------------
+
+namespace {
+
 /// The file being read: its lines, and which limits have been warned about.
 struct CurrentFile {
     LineReader lines = {nullptr, "observation file"};
@@ -50,24 +169,7 @@ const char* from_column(const char* line, std::size_t column) {
     return column < std::strlen(line) ? line + column : "";
 }
 
-// Numbers of entries that the fixed arrays really hold.
-int satellites_in(const OBSDATA_EPOCH& epoch) { return clamp_count(epoch.sat_num, MAXSAT_EPOCH); }
-int records_in(const OBSDATA_SAT& sat) { return clamp_count(sat.num_obs, MAXOBS_PER_SAT); }
-
-// --- choice of observables -----------------------------------------------------------------------------------------------
-
-/// Position of the last record of a satellite that is the wanted observable and holds a value; -1 without one.
-int find_observable(const OBSDATA_SAT& sat, const TYPE_FREQ_CODE& wanted) {
-    int found = -1;
-    for (int k = 0; k < records_in(sat); ++k) {
-        const OBSREC& rec = sat.obsdata[k];
-        const bool same = rec.type == wanted.type && rec.freq == wanted.freq && rec.code == wanted.code;
-        if (same && std::fabs(rec.value) > 0.001) found = k;  // blank fields are stored as 0
-    }
-    return found;
-}
-
-// --- reading: headers ----------------------------------------------------------------------------------------------------
+// --- reading: headers ---
 
 void begin_header(FILE* pf) {
     take_file(current_file.lines, pf);
@@ -97,7 +199,7 @@ void read_types_v30(char (&line)[kLineSize], int count, TYPE_FREQ_CODE* types) {
     }
 }
 
-// --- reading: epochs -----------------------------------------------------------------------------------------------------
+// --- reading: epochs ---
 
 /// Prepares a read of records. False, with a report, when there is nowhere to store them.
 bool begin_records(FILE* pf, long int epoch_index) {
@@ -137,8 +239,6 @@ OBSDATA_EPOCH& begin_epoch(long int epoch_index, int rcvno, GTime epoch_time, in
     }
     return epoch;
 }
-
-constexpr std::uint64_t kEachByte = 0x0101010101010101;
 
 /// Eight digits, the first in the lowest byte, as a number.
 std::uint64_t eight_digits(std::uint64_t n) {
@@ -216,7 +316,7 @@ void expect_next(const OBSDATA_SAT& sat) {
     for (std::size_t i = 0; i < sizeof sat; i += kCacheLine) __builtin_prefetch(next + i, 1);
 }
 
-// --- reading: version 2 --------------------------------------------------------------------------------------------------
+// --- reading: version 2 ---
 
 /// One column for each observation of a version 2 file.
 struct ColumnsV2 {
@@ -323,7 +423,7 @@ void read_satellite_v20(const ColumnsV2& columns, OBSDATA_SAT& sat) {
     }
 }
 
-// --- reading: version 3 --------------------------------------------------------------------------------------------------
+// --- reading: version 3 ---
 
 /// The observation types of each system of a version 3 file.
 struct ColumnsV3 {
@@ -400,171 +500,7 @@ long int read_by_version(FILE* pf, double version, long int index, int rcvno, do
     return index;
 }
 
-// --- writing -------------------------------------------------------------------------------------------------------------
-
-/// Text that grows in a caller's buffer of kHeaderSize characters.
-struct HeaderText {
-    char* text;
-    std::size_t used = 0;
-};
-
-[[gnu::format(printf, 2, 3)]] void append(HeaderText& header, const char* format, ...) {
-    const std::size_t room = kHeaderSize - header.used;
-    va_list args;
-    va_start(args, format);
-    const int n = std::vsnprintf(header.text + header.used, room, format, args);
-    va_end(args);
-    if (n > 0) header.used += std::min(static_cast<std::size_t>(n), room - 1);
-}
-
-void append_types(HeaderText& header, int system, int count, const TYPE_FREQ_CODE (&types)[kTypesOnLineV3]) {
-    if (count > kTypesOnLineV3) {
-        // settled: the text says 14 and the test rejects 14
-        report(ULOG_ERROR_LEVEL, "generate_rinex_header(): not support obs num[%d] > 14, satsys=%d", count, system);
-        return;
-    }
-    constexpr char letters[kSystemRows + 1] = " GCE";
-    char line[kLabelColumn + 1];
-    int n = std::snprintf(line, sizeof line, "%c %3d  ", letters[system], count);
-    for (int k = 0; k < count; ++k) {
-        TYPE_FREQ_CODE_AsString(types[k], line + n);  // three characters, no terminator
-        line[n + 3] = ' ';
-        n += 4;
-    }
-    line[n] = '\0';
-    append(header, "%-*sSYS / # / OBS TYPES\n", kLabelColumn, line);
-}
-
-/// Observation types of the systems of one epoch; a later satellite of a system overrides an earlier one.
-void append_types_of_epoch(HeaderText& header, const OBSDATA_EPOCH& epoch) {
-    int numobs[kSystemRows] = {};
-    TYPE_FREQ_CODE types[kSystemRows][kTypesOnLineV3] = {};
-    for (int i = 0; i < satellites_in(epoch); ++i) {
-        const OBSDATA_SAT& sat = epoch.satobs[i];
-        if (sat.satsys < UKNSYS || sat.satsys > GAL) continue;
-        numobs[sat.satsys] = sat.num_obs;
-        for (int k = 0; k < records_in(sat); ++k) {
-            types[sat.satsys][k] = {sat.obsdata[k].type, sat.obsdata[k].freq, sat.obsdata[k].code};
-        }
-    }
-    for (int i = 0; i < kSystemRows; ++i) {
-        if (numobs[i] > 0) append_types(header, i, numobs[i], types[i]);
-    }
-}
-
-void append_time(HeaderText& header, const OBSDATA_EPOCH& epoch, const char* label) {
-    const TimeYMD t = GTime2YMD(epoch.epoch_time);
-    append(header, "  %4d    %2d    %2d    %2d    %2d   %10.7f     GPS         %s \n", t.year, t.month, t.day, t.hour,
-           t.minute, t.second, label);
-}
-
-void write_satellite(FILE* pf, const OBSDATA_SAT& sat) {
-    char name[32];
-    satsysprn2string(sat.satsys, sat.prn, name);
-    std::fputs(name, pf);
-    for (int k = 0; k < records_in(sat); ++k) {
-        std::fprintf(pf, "%14.3f%1d%1d", sat.obsdata[k].value, sat.obsdata[k].LLI, 0);
-    }
-    std::fputc('\n', pf);
-}
-
 }  // namespace
-
-// --- epochs --------------------------------------------------------------------------------------------------------------
-
-void initialize_obsdata_epoch(OBSDATA_EPOCH* obsdata_eopch) {
-    obsdata_eopch->rcv = -1;
-    obsdata_eopch->flag_epoch = OBS_UKN;
-    obsdata_eopch->sat_num = 0;
-    obsdata_eopch->epoch_time = {};
-    for (OBSDATA_SAT& sat : obsdata_eopch->satobs) {
-        // settled: obs_index_used is left as it is, it means something only behind choose_observation
-        static_assert(offsetof(OBSDATA_SAT, num_obs_used) ==
-                      offsetof(OBSDATA_SAT, obs_index_used) + sizeof sat.obs_index_used);
-        constexpr std::size_t kBehind = offsetof(OBSDATA_SAT, num_obs_used);
-        clear(reinterpret_cast<char*>(&sat) + kBehind, sizeof sat - kBehind);
-        sat.prn = -1;
-        sat.satsys = UKNSYS;
-        sat.num_obs = 0;
-        sat.flag_sat = OBS_UKN;
-    }
-}
-
-void choose_observation(OBSDATA_EPOCH* obsepoch) {
-    for (int i = 0; i < satellites_in(*obsepoch); ++i) {
-        OBSDATA_SAT& sat = obsepoch->satobs[i];
-        const int sysindex = get_gnssconfig_sys_index(sat.satsys, &gnssconfig);
-        if (sysindex == -1) continue;
-        sat.num_obs_used = 0;
-        const int num_wanted = clamp_count(gnssconfig.num_obs_freq_code[sysindex], MAXOBS_PER_SAT);
-        for (int j = 0; j < num_wanted; ++j) {
-            sat.obs_index_used[j] = find_observable(sat, gnssconfig.obs_type_freq_code_used[sysindex][j]);
-            if (sat.obs_index_used[j] != -1) ++sat.num_obs_used;
-        }
-    }
-}
-
-int choose_satellite(OBSDATA_EPOCH* obsepoch, int* satlist_in_obsepoch, int* satlist_satindex) {
-    int nsat = 0;
-    for (int i = 0; i < satellites_in(*obsepoch); ++i) {
-        const OBSDATA_SAT& sat = obsepoch->satobs[i];
-        if (sat.flag_sat != OBS_OK) continue;
-        const int satindex = satsysprn2index(sat.satsys, sat.prn);
-        if (satindex == -1 || satindex >= MAXSAT_GNSS) {
-            report(ULOG_WARNING_LEVEL, "choose_satellite(): satindex=%d, sys=%d, prn=%d", satindex, sat.satsys,
-                   sat.prn);
-            continue;
-        }
-        const int sysindex = get_gnssconfig_sys_index(sat.satsys, &gnssconfig);
-        if (sysindex == -1) continue;
-        if (gnssconfig.num_obs_freq_code[sysindex] != sat.num_obs_used) {
-            report(ULOG_INFO_LEVEL,
-                   "choose_satellite(), satsys=%d, prn=%d, num_obs_freq_code (%d) in gnssconfig != num_obs_used(%d) in "
-                   "obsepoch!",
-                   sat.satsys, sat.prn, gnssconfig.num_obs_freq_code[sysindex], sat.num_obs_used);
-            continue;
-        }
-        satlist_in_obsepoch[nsat] = i;
-        satlist_satindex[nsat] = satindex;
-        ++nsat;
-    }
-    if (nsat == 0) {
-        // settled: an epoch without usable satellites ends the process
-        report(ULOG_ERROR_LEVEL, "choose_satellite(): available satellite number is %d! stopping!", nsat);
-        std::exit(1);
-    }
-    return nsat;
-}
-
-void get_multipath_combination(double* phase, double* range, double* freq, double* MP) {
-    const double a = (freq[0] / freq[1]) * (freq[0] / freq[1]);
-    const double a1 = 2.0 / (a - 1.0);
-    const double a2 = 2.0 * a / (a - 1.0);
-    MP[0] = range[0] - (1.0 + a1) * phase[0] + a1 * phase[1];
-    MP[1] = range[1] - a2 * phase[0] + (a2 - 1.0) * phase[1];
-}
-
-void get_ionosphere_free_combination(double* obs_phase, double* obs_range, double* freq_value, double* IF_combination,
-                                     double* factor) {
-    if (freq_value == nullptr) {
-        report(ULOG_ERROR_LEVEL, "get_ionosphere_free_combination(): freq_value is NULL!");
-        return;
-    }
-    const double f1_squared = freq_value[0] * freq_value[0];
-    const double f2_squared = freq_value[1] * freq_value[1];
-    const double factor1 = f1_squared / (f1_squared - f2_squared);
-    const double factor2 = -f2_squared / (f1_squared - f2_squared);
-    if (obs_phase != nullptr && obs_range != nullptr && IF_combination != nullptr) {
-        IF_combination[0] = factor1 * obs_range[0] + factor2 * obs_range[1];
-        IF_combination[1] = factor1 * obs_phase[0] + factor2 * obs_phase[1];
-    }
-    if (factor != nullptr) {
-        factor[0] = factor1;
-        factor[1] = factor2;
-    }
-}
-
-// --- reading -------------------------------------------------------------------------------------------------------------
 
 bool load_observation_rinex(char* filename_rinex, int rcvno, double sample_rate) {
     const char* name = filename_rinex != nullptr ? filename_rinex : "";
@@ -778,6 +714,76 @@ bool get_obs_record(int sat_idx_epoch, int obs_idx_obsdata, OBSDATA_EPOCH* obsep
 }
 
 // --- writing -------------------------------------------------------------------------------------------------------------
+
+namespace {
+
+/// Text that grows in a caller's buffer of kHeaderSize characters.
+struct HeaderText {
+    char* text;
+    std::size_t used = 0;
+};
+
+[[gnu::format(printf, 2, 3)]] void append(HeaderText& header, const char* format, ...) {
+    const std::size_t room = kHeaderSize - header.used;
+    va_list args;
+    va_start(args, format);
+    const int n = std::vsnprintf(header.text + header.used, room, format, args);
+    va_end(args);
+    if (n > 0) header.used += std::min(static_cast<std::size_t>(n), room - 1);
+}
+
+void append_types(HeaderText& header, int system, int count, const TYPE_FREQ_CODE (&types)[kTypesOnLineV3]) {
+    if (count > kTypesOnLineV3) {
+        // settled: the text says 14 and the test rejects 14
+        report(ULOG_ERROR_LEVEL, "generate_rinex_header(): not support obs num[%d] > 14, satsys=%d", count, system);
+        return;
+    }
+    constexpr char letters[kSystemRows + 1] = " GCE";
+    char line[kLabelColumn + 1];
+    int n = std::snprintf(line, sizeof line, "%c %3d  ", letters[system], count);
+    for (int k = 0; k < count; ++k) {
+        TYPE_FREQ_CODE_AsString(types[k], line + n);  // three characters, no terminator
+        line[n + 3] = ' ';
+        n += 4;
+    }
+    line[n] = '\0';
+    append(header, "%-*sSYS / # / OBS TYPES\n", kLabelColumn, line);
+}
+
+/// Observation types of the systems of one epoch; a later satellite of a system overrides an earlier one.
+void append_types_of_epoch(HeaderText& header, const OBSDATA_EPOCH& epoch) {
+    int numobs[kSystemRows] = {};
+    TYPE_FREQ_CODE types[kSystemRows][kTypesOnLineV3] = {};
+    for (int i = 0; i < satellites_in(epoch); ++i) {
+        const OBSDATA_SAT& sat = epoch.satobs[i];
+        if (sat.satsys < UKNSYS || sat.satsys > GAL) continue;
+        numobs[sat.satsys] = sat.num_obs;
+        for (int k = 0; k < records_in(sat); ++k) {
+            types[sat.satsys][k] = {sat.obsdata[k].type, sat.obsdata[k].freq, sat.obsdata[k].code};
+        }
+    }
+    for (int i = 0; i < kSystemRows; ++i) {
+        if (numobs[i] > 0) append_types(header, i, numobs[i], types[i]);
+    }
+}
+
+void append_time(HeaderText& header, const OBSDATA_EPOCH& epoch, const char* label) {
+    const TimeYMD t = GTime2YMD(epoch.epoch_time);
+    append(header, "  %4d    %2d    %2d    %2d    %2d   %10.7f     GPS         %s \n", t.year, t.month, t.day, t.hour,
+           t.minute, t.second, label);
+}
+
+void write_satellite(FILE* pf, const OBSDATA_SAT& sat) {
+    char name[32];
+    satsysprn2string(sat.satsys, sat.prn, name);
+    std::fputs(name, pf);
+    for (int k = 0; k < records_in(sat); ++k) {
+        std::fprintf(pf, "%14.3f%1d%1d", sat.obsdata[k].value, sat.obsdata[k].LLI, 0);
+    }
+    std::fputc('\n', pf);
+}
+
+}  // namespace
 
 void generate_rinex_header(double /*version*/, int rcvno, int num_obs_storage, OBSDATA_EPOCH* obs_storage,
                            char* header_txt) {

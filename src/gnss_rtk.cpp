@@ -16,6 +16,82 @@ int NPOS = 3;
 int NAMB = 30;
 RUNTIME_RTK runtime_rtk = {};
 
+bool rtk_init(void) {
+    runtime_rtk.idx_xs_pos = 0;
+    runtime_rtk.nx_pos = NPOS;
+    runtime_rtk.idx_xs_vel = -1;
+    runtime_rtk.nx_vel = 0;
+    runtime_rtk.idx_xs_clk = -1;
+    runtime_rtk.nx_clk = 0;
+    runtime_rtk.idx_xs_trop = NPOS;
+    runtime_rtk.nx_trop = 1;
+    runtime_rtk.idx_xs_iono = -1;
+    runtime_rtk.nx_iono = 0;
+    runtime_rtk.idx_xs_amb = NPOS + 1;
+    runtime_rtk.nx_amb = NAMB;
+    runtime_rtk.nx = NPOS + 1 + NAMB;
+    return true;
+}
+
+namespace {
+
+/// System index of a satellite, -1 for a system that is not processed.
+int system_index(const OBSDATA_SAT& sat) {
+    const int idx_sys = get_gnssconfig_sys_index(sat.satsys, &gnssconfig);
+    return idx_sys < MAXNUM_SYS ? idx_sys : -1;
+}
+
+}  // namespace
+
+int choose_common_satellite(OBSDATA_EPOCH* obsepoch_ref, OBSDATA_EPOCH* obsepoch_rov, int* satlist_common_ref,
+                            int* satlist_common_rov, int* index_refsat) {
+    int satlist_ref[MAXSAT_EPOCH];
+    int satlist_rov[MAXSAT_EPOCH];
+    int satindex_ref[MAXSAT_EPOCH];
+    int satindex_rov[MAXSAT_EPOCH];
+    const int nsat_ref = choose_satellite(obsepoch_ref, satlist_ref, satindex_ref);
+    const int nsat_rov = choose_satellite(obsepoch_rov, satlist_rov, satindex_rov);
+
+    int nsat = 0;
+    for (int i = 0; i < nsat_ref; ++i) {
+        for (int j = 0; j < nsat_rov; ++j) {
+            const int position = satlist_rov[j];
+            // settled: the system of the rover's record, the number of the reference's record at the same position
+            const int satindex =
+                satsysprn2index(obsepoch_rov->satobs[position].satsys, obsepoch_ref->satobs[position].prn);
+            if (satindex_ref[i] != satindex) continue;
+            satlist_common_ref[nsat] = satlist_ref[i];
+            satlist_common_rov[nsat] = position;
+            ++nsat;
+            break;
+        }
+    }
+    std::fill_n(index_refsat, static_cast<int>(MAXNUM_SYS), -1);
+    if (nsat == 0) {
+        report(ULOG_ERROR_LEVEL, "ERROR: choose_common_satellite() found %d common sat!\n", nsat);
+        return -1;
+    }
+
+    double highest[MAXNUM_SYS] = {};
+    for (int i = 0; i < nsat; ++i) {
+        const OBSDATA_SAT& sat = obsepoch_ref->satobs[satlist_common_ref[i]];
+        const int idx_sys = system_index(sat);
+        if (idx_sys == -1 || !(sat.sat_azel[1] >= highest[idx_sys])) continue;
+        highest[idx_sys] = sat.sat_azel[1];
+        index_refsat[idx_sys] = i;
+    }
+    return nsat;
+}
+
+void preprocess_rtk(OBSDATA_EPOCH* obsepoch_ref, OBSDATA_EPOCH* obsepoch_rov) {
+    pseudorange_point_positioning(obsepoch_ref, nullptr, &runtime_rtk.sln_ref);
+    pseudorange_point_positioning(obsepoch_rov, nullptr, &runtime_rtk.sln_rov);
+    get_gf_mw(obsepoch_ref, &gnssconfig, runtime_rtk.runtime_state_ref);
+    get_gf_mw(obsepoch_rov, &gnssconfig, runtime_rtk.runtime_state_rov);
+    runtime_rtk.nsat_used = choose_common_satellite(obsepoch_ref, obsepoch_rov, runtime_rtk.satlist_used_ref,
+                                                    runtime_rtk.satlist_used_rov, runtime_rtk.index_refsat);
+}
+
 namespace {
 
 constexpr int kStates = static_cast<int>(sizeof(RUNTIME_RTK::X) / sizeof(double));
@@ -24,12 +100,46 @@ constexpr int kPointSlots = static_cast<int>(sizeof(SOLUTION::pos_vel_clk) / siz
 constexpr int kMaxBias = 2 * MAXSAT_EPOCH;
 constexpr double kMissing = 0.001;  // observations below are absent [m or cycle]
 
-/// Working arrays of a measurement update that does not follow.
-struct Measurement {
-    double H[kRows * kStates];
-    double L[kRows];
-    double R[kRows * kRows];
-};
+double& variance(RUNTIME_RTK* rtk, int slot) { return rtk->P[slot * kStates + slot]; }
+
+}  // namespace
+
+void initx(RUNTIME_RTK* runtime_rtk, int idx, double xi, double var) {
+    if (idx < 0 || idx >= kStates) {
+        report(ULOG_WARNING_LEVEL, "initx(): no slot %d in a state of %d", idx, kStates);
+        return;
+    }
+    runtime_rtk->X[idx] = xi;
+    for (int j = 0; j < kStates; ++j) {
+        runtime_rtk->P[idx * kStates + j] = 0.0;
+        runtime_rtk->P[j * kStates + idx] = 0.0;
+    }
+    variance(runtime_rtk, idx) = var;
+}
+
+int index_x(RUNTIME_RTK* runtime_rtk, PARAM_TYPE param_type, int, int) {
+    switch (param_type) {
+        case param_RX_POS_X:
+            return runtime_rtk->idx_xs_pos;
+        case param_RX_POS_Y:
+            return runtime_rtk->idx_xs_pos + 1;
+        case param_RX_POS_Z:
+            return runtime_rtk->idx_xs_pos + 2;
+        // settled: a missing block, -1, is counted from as well
+        case param_RX_GPS_CLK:
+            return runtime_rtk->idx_xs_clk;
+        case param_RX_BDS_CLK:
+            return runtime_rtk->idx_xs_clk + 1;
+        case param_RX_GAL_CLK:
+            return runtime_rtk->idx_xs_clk + 2;
+        case param_ZWD:
+            return runtime_rtk->idx_xs_trop;
+        default:
+            return -1;
+    }
+}
+
+namespace {
 
 /// Slots from `begin` to below `end`.
 struct Slots {
@@ -46,7 +156,44 @@ Slots existing_slots(const char* function, int begin, int end, int limit) {
     return {std::max(begin, 0), std::min(end, limit)};
 }
 
-double& variance(RUNTIME_RTK* rtk, int slot) { return rtk->P[slot * kStates + slot]; }
+}  // namespace
+
+void update_position(RUNTIME_RTK* runtime_rtk) {
+    const Slots slots = existing_slots("update_position()", runtime_rtk->idx_xs_pos, runtime_rtk->nx_pos, kPointSlots);
+    const auto start = [&] {
+        for (int i = slots.begin; i < slots.end; ++i) {
+            initx(runtime_rtk, i, runtime_rtk->sln_rov.pos_vel_clk[i], gnssconfig.var_pos);
+        }
+    };
+    if (norm(3, runtime_rtk->X) < 0.001) start();
+    start();  // settled: at every epoch, so that the variance below is that of the set-up
+
+    double var = 0.0;
+    for (int i = slots.begin; i < slots.end; ++i) var += variance(runtime_rtk, i);
+    var /= slots.end;
+    if (var > gnssconfig.var_pos) {
+        report(ULOG_WARNING_LEVEL,
+               "WARNING: update_position(), var=%lf > gnssconfig.var_pos=%lf\n, reset rtk position due to large "
+               "variance\n",
+               var, gnssconfig.var_pos);
+        start();
+    }
+}
+
+void update_trop(RUNTIME_RTK* runtime_rtk, double tt) {
+    report(ULOG_TRACE_LEVEL, "TRACE: update_trop()\n");
+    // settled: to below the count, not first slot plus count; with the blocks of rtk_init there is no round
+    const Slots slots = existing_slots("update_trop()", runtime_rtk->idx_xs_trop, runtime_rtk->nx_trop, kStates);
+    for (int i = slots.begin; i < slots.end; ++i) {
+        if (std::fabs(runtime_rtk->X[i]) >= 0.0001) {
+            variance(runtime_rtk, i) += gnssconfig.var_ztd * tt;
+        } else {
+            initx(runtime_rtk, i, 0.15, gnssconfig.var_ztd);
+        }
+    }
+}
+
+namespace {
 
 /// One satellite of the common list at either receiver.
 struct CommonSatellite {
@@ -114,149 +261,7 @@ double bias_ionosphere_free(const CommonSatellite& sat) {
            (c1 * code_difference(sat, 0) + c2 * code_difference(sat, 1));
 }
 
-/// System index of a satellite, -1 for a system that is not processed.
-int system_index(const OBSDATA_SAT& sat) {
-    const int idx_sys = get_gnssconfig_sys_index(sat.satsys, &gnssconfig);
-    return idx_sys < MAXNUM_SYS ? idx_sys : -1;
-}
-
 }  // namespace
-
-bool rtk_init(void) {
-    runtime_rtk.idx_xs_pos = 0;
-    runtime_rtk.nx_pos = NPOS;
-    runtime_rtk.idx_xs_vel = -1;
-    runtime_rtk.nx_vel = 0;
-    runtime_rtk.idx_xs_clk = -1;
-    runtime_rtk.nx_clk = 0;
-    runtime_rtk.idx_xs_trop = NPOS;
-    runtime_rtk.nx_trop = 1;
-    runtime_rtk.idx_xs_iono = -1;
-    runtime_rtk.nx_iono = 0;
-    runtime_rtk.idx_xs_amb = NPOS + 1;
-    runtime_rtk.nx_amb = NAMB;
-    runtime_rtk.nx = NPOS + 1 + NAMB;
-    return true;
-}
-
-int choose_common_satellite(OBSDATA_EPOCH* obsepoch_ref, OBSDATA_EPOCH* obsepoch_rov, int* satlist_common_ref,
-                            int* satlist_common_rov, int* index_refsat) {
-    int satlist_ref[MAXSAT_EPOCH];
-    int satlist_rov[MAXSAT_EPOCH];
-    int satindex_ref[MAXSAT_EPOCH];
-    int satindex_rov[MAXSAT_EPOCH];
-    const int nsat_ref = choose_satellite(obsepoch_ref, satlist_ref, satindex_ref);
-    const int nsat_rov = choose_satellite(obsepoch_rov, satlist_rov, satindex_rov);
-
-    int nsat = 0;
-    for (int i = 0; i < nsat_ref; ++i) {
-        for (int j = 0; j < nsat_rov; ++j) {
-            const int position = satlist_rov[j];
-            // settled: the system of the rover's record, the number of the reference's record at the same position
-            const int satindex =
-                satsysprn2index(obsepoch_rov->satobs[position].satsys, obsepoch_ref->satobs[position].prn);
-            if (satindex_ref[i] != satindex) continue;
-            satlist_common_ref[nsat] = satlist_ref[i];
-            satlist_common_rov[nsat] = position;
-            ++nsat;
-            break;
-        }
-    }
-    std::fill_n(index_refsat, static_cast<int>(MAXNUM_SYS), -1);
-    if (nsat == 0) {
-        report(ULOG_ERROR_LEVEL, "ERROR: choose_common_satellite() found %d common sat!\n", nsat);
-        return -1;
-    }
-
-    double highest[MAXNUM_SYS] = {};
-    for (int i = 0; i < nsat; ++i) {
-        const OBSDATA_SAT& sat = obsepoch_ref->satobs[satlist_common_ref[i]];
-        const int idx_sys = system_index(sat);
-        if (idx_sys == -1 || !(sat.sat_azel[1] >= highest[idx_sys])) continue;
-        highest[idx_sys] = sat.sat_azel[1];
-        index_refsat[idx_sys] = i;
-    }
-    return nsat;
-}
-
-void preprocess_rtk(OBSDATA_EPOCH* obsepoch_ref, OBSDATA_EPOCH* obsepoch_rov) {
-    pseudorange_point_positioning(obsepoch_ref, nullptr, &runtime_rtk.sln_ref);
-    pseudorange_point_positioning(obsepoch_rov, nullptr, &runtime_rtk.sln_rov);
-    get_gf_mw(obsepoch_ref, &gnssconfig, runtime_rtk.runtime_state_ref);
-    get_gf_mw(obsepoch_rov, &gnssconfig, runtime_rtk.runtime_state_rov);
-    runtime_rtk.nsat_used = choose_common_satellite(obsepoch_ref, obsepoch_rov, runtime_rtk.satlist_used_ref,
-                                                    runtime_rtk.satlist_used_rov, runtime_rtk.index_refsat);
-}
-
-void initx(RUNTIME_RTK* runtime_rtk, int idx, double xi, double var) {
-    if (idx < 0 || idx >= kStates) {
-        report(ULOG_WARNING_LEVEL, "initx(): no slot %d in a state of %d", idx, kStates);
-        return;
-    }
-    runtime_rtk->X[idx] = xi;
-    for (int j = 0; j < kStates; ++j) {
-        runtime_rtk->P[idx * kStates + j] = 0.0;
-        runtime_rtk->P[j * kStates + idx] = 0.0;
-    }
-    variance(runtime_rtk, idx) = var;
-}
-
-int index_x(RUNTIME_RTK* runtime_rtk, PARAM_TYPE param_type, int, int) {
-    switch (param_type) {
-        case param_RX_POS_X:
-            return runtime_rtk->idx_xs_pos;
-        case param_RX_POS_Y:
-            return runtime_rtk->idx_xs_pos + 1;
-        case param_RX_POS_Z:
-            return runtime_rtk->idx_xs_pos + 2;
-        // settled: a missing block, -1, is counted from as well
-        case param_RX_GPS_CLK:
-            return runtime_rtk->idx_xs_clk;
-        case param_RX_BDS_CLK:
-            return runtime_rtk->idx_xs_clk + 1;
-        case param_RX_GAL_CLK:
-            return runtime_rtk->idx_xs_clk + 2;
-        case param_ZWD:
-            return runtime_rtk->idx_xs_trop;
-        default:
-            return -1;
-    }
-}
-
-void update_position(RUNTIME_RTK* runtime_rtk) {
-    const Slots slots = existing_slots("update_position()", runtime_rtk->idx_xs_pos, runtime_rtk->nx_pos, kPointSlots);
-    const auto start = [&] {
-        for (int i = slots.begin; i < slots.end; ++i) {
-            initx(runtime_rtk, i, runtime_rtk->sln_rov.pos_vel_clk[i], gnssconfig.var_pos);
-        }
-    };
-    if (norm(3, runtime_rtk->X) < 0.001) start();
-    start();  // settled: at every epoch, so that the variance below is that of the set-up
-
-    double var = 0.0;
-    for (int i = slots.begin; i < slots.end; ++i) var += variance(runtime_rtk, i);
-    var /= slots.end;
-    if (var > gnssconfig.var_pos) {
-        report(ULOG_WARNING_LEVEL,
-               "WARNING: update_position(), var=%lf > gnssconfig.var_pos=%lf\n, reset rtk position due to large "
-               "variance\n",
-               var, gnssconfig.var_pos);
-        start();
-    }
-}
-
-void update_trop(RUNTIME_RTK* runtime_rtk, double tt) {
-    report(ULOG_TRACE_LEVEL, "TRACE: update_trop()\n");
-    // settled: to below the count, not first slot plus count; with the blocks of rtk_init there is no round
-    const Slots slots = existing_slots("update_trop()", runtime_rtk->idx_xs_trop, runtime_rtk->nx_trop, kStates);
-    for (int i = slots.begin; i < slots.end; ++i) {
-        if (std::fabs(runtime_rtk->X[i]) >= 0.0001) {
-            variance(runtime_rtk, i) += gnssconfig.var_ztd * tt;
-        } else {
-            initx(runtime_rtk, i, 0.15, gnssconfig.var_ztd);
-        }
-    }
-}
 
 void update_ambiguity(RUNTIME_RTK* runtime_rtk, OBSDATA_EPOCH* obsepoch_ref, OBSDATA_EPOCH* obsepoch_rov) {
     report(ULOG_TRACE_LEVEL, "TRACE: update_ambiguity()\n");
@@ -288,6 +293,17 @@ void update_ambiguity(RUNTIME_RTK* runtime_rtk, OBSDATA_EPOCH* obsepoch_ref, OBS
         }
     }
 }
+
+namespace {
+
+/// Working arrays of a measurement update that does not follow.
+struct Measurement {
+    double H[kRows * kStates];
+    double L[kRows];
+    double R[kRows * kRows];
+};
+
+}  // namespace
 
 void compute_omc_sd_station(OBSDATA_EPOCH*, OBSDATA_EPOCH*) { [[maybe_unused]] const Measurement cleared = {}; }
 

@@ -38,6 +38,12 @@ long int add_days(long int a, long int b) {
 }
 long int negated(long int a) { return a == LONG_MIN ? LONG_MAX : -a; }
 
+}  // namespace
+
+// --- normalisation and arithmetic --------------------------------------------------------------------------
+
+namespace {
+
 /// Moves whole days from the seconds to the day number, then removes opposite signs.
 void normalise(long int& day, double& sod) {
     if (sod >= kDay) {
@@ -66,81 +72,7 @@ double seconds_of(TimeMJD t) { return t.sod + static_cast<double>(t.mjd) * kDay;
     std::exit(1);
 }
 
-bool is_leap_year(int year) { return year % 4 == 0 && (year % 100 != 0 || year % 400 == 0); }
-
-/// Days of a month, 1 to 12.
-int month_length(int year, int month) {
-    constexpr int kLength[12] = {31, 28, 31, 30, 31, 30, 31, 31, 30, 31, 30, 31};
-    return month == 2 && is_leap_year(year) ? 29 : kLength[month - 1];
-}
-
-/// MJD at which week 0 of a system starts; false and 0 for a system without weeks.
-bool week_origin(TIMESYS sys, double& mjd0) {
-    switch (sys) {
-        case tsGPST:
-            mjd0 = 44244.0;
-            return true;
-        case tsGALT:
-            mjd0 = 51411.99984953704;  // 22 August 1999 less 13 s, as one double
-            return true;
-        case tsBDST:
-            mjd0 = 53736.0;
-            return true;
-        default:
-            mjd0 = 0.0;
-            return false;
-    }
-}
-
-/// TAI-UTC [s] from each date on. The dates are the last UTC day before a step.
-/// settled: a value thus comes into force one day before the step.
-constexpr int kNumLeapSeconds = 27;
-constexpr int LeapSecondTable[kNumLeapSeconds][2] = {
-    {41498, 11},  // 1972-06-30
-    {41682, 12},  // 1972-12-31
-    {42047, 13},  // 1973-12-31
-    {42412, 14},  // 1974-12-31
-    {42777, 15},  // 1975-12-31
-    {43143, 16},  // 1976-12-31
-    {43508, 17},  // 1977-12-31
-    {43873, 18},  // 1978-12-31
-    {44238, 19},  // 1979-12-31
-    {44785, 20},  // 1981-06-30
-    {45150, 21},  // 1982-06-30
-    {45515, 22},  // 1983-06-30
-    {46246, 23},  // 1985-06-30
-    {47160, 24},  // 1987-12-31
-    {47891, 25},  // 1989-12-31
-    {48256, 26},  // 1990-12-31
-    {48803, 27},  // 1992-06-30
-    {49168, 28},  // 1993-06-30
-    {49533, 29},  // 1994-06-30
-    {50082, 30},  // 1995-12-31
-    {50629, 31},  // 1997-06-30
-    {51178, 32},  // 1998-12-31
-    {53735, 33},  // 2005-12-31
-    {54831, 34},  // 2008-12-31
-    {56108, 35},  // 2012-06-30
-    {57203, 36},  // 2015-06-30
-    {57753, 37},  // 2016-12-31
-};
-
-/// Seconds to add from the row's system to the column's, in the order of TIMESYS. The column of UTC leads to TAI, the
-/// row of UTC comes on top of TAI-UTC.
-constexpr double kOffset[7][7] = {
-    //         GPST     GALT     BDST     UTC      TAI      TT
-    {0.0, 0.0, 0.0, 0.0, 0.0, 0.0, 0.0},
-    {0.0, 0.0, 0.0, -14.0, 19.0, 19.0, 51.184},              // GPST
-    {0.0, 0.0, 0.0, -14.0, 19.0, 19.0, 51.184},              // GALT
-    {0.0, 14.0, 14.0, 0.0, 33.0, 33.0, 65.184},              // BDST
-    {0.0, -19.0, -19.0, -19.0 - 14.0, 0.0, 0.0, 32.184},     // UTC, plus leap
-    {0.0, -19.0, -19.0, -33.0, 0.0, 0.0, 32.184},            // TAI
-    {0.0, -51.184, -51.184, -65.184, -32.184, -32.184, 0.0}  // TT
-};
-
 }  // namespace
-
-// --- normalisation and arithmetic --------------------------------------------------------------------------
 
 void timeMjd_negative(TimeMJD* mjdtime) {
     mjdtime->mjd = negated(mjdtime->mjd);
@@ -210,6 +142,36 @@ bool gtime_less(GTime a, GTime b) {
 }
 
 // --- calendar, day and week forms --------------------------------------------------------------------------
+
+namespace {
+
+bool is_leap_year(int year) { return year % 4 == 0 && (year % 100 != 0 || year % 400 == 0); }
+
+/// Days of a month, 1 to 12.
+int month_length(int year, int month) {
+    constexpr int kLength[12] = {31, 28, 31, 30, 31, 30, 31, 31, 30, 31, 30, 31};
+    return month == 2 && is_leap_year(year) ? 29 : kLength[month - 1];
+}
+
+/// MJD at which week 0 of a system starts; false and 0 for a system without weeks.
+bool week_origin(TIMESYS sys, double& mjd0) {
+    switch (sys) {
+        case tsGPST:
+            mjd0 = 44244.0;
+            return true;
+        case tsGALT:
+            mjd0 = 51411.99984953704;  // 22 August 1999 less 13 s, as one double
+            return true;
+        case tsBDST:
+            mjd0 = 53736.0;
+            return true;
+        default:
+            mjd0 = 0.0;
+            return false;
+    }
+}
+
+}  // namespace
 
 TimeJD YMDtoJD(TimeYMD ct) {
     // settled: no Gregorian century term, right from March 1900 to February 2100
@@ -384,6 +346,56 @@ void get_time_now(char* timestr) {
 }
 
 // --- time systems ------------------------------------------------------------------------------------------
+
+namespace {
+
+/// TAI-UTC [s] from each date on. The dates are the last UTC day before a step.
+/// settled: a value thus comes into force one day before the step.
+constexpr int kNumLeapSeconds = 27;
+constexpr int LeapSecondTable[kNumLeapSeconds][2] = {
+    {41498, 11},  // 1972-06-30
+    {41682, 12},  // 1972-12-31
+    {42047, 13},  // 1973-12-31
+    {42412, 14},  // 1974-12-31
+    {42777, 15},  // 1975-12-31
+    {43143, 16},  // 1976-12-31
+    {43508, 17},  // 1977-12-31
+    {43873, 18},  // 1978-12-31
+    {44238, 19},  // 1979-12-31
+    {44785, 20},  // 1981-06-30
+    {45150, 21},  // 1982-06-30
+    {45515, 22},  // 1983-06-30
+    {46246, 23},  // 1985-06-30
+    {47160, 24},  // 1987-12-31
+    {47891, 25},  // 1989-12-31
+    {48256, 26},  // 1990-12-31
+    {48803, 27},  // 1992-06-30
+    {49168, 28},  // 1993-06-30
+    {49533, 29},  // 1994-06-30
+    {50082, 30},  // 1995-12-31
+    {50629, 31},  // 1997-06-30
+    {51178, 32},  // 1998-12-31
+    {53735, 33},  // 2005-12-31
+    {54831, 34},  // 2008-12-31
+    {56108, 35},  // 2012-06-30
+    {57203, 36},  // 2015-06-30
+    {57753, 37},  // 2016-12-31
+};
+
+/// Seconds to add from the row's system to the column's, in the order of TIMESYS. The column of UTC leads to TAI, the
+/// row of UTC comes on top of TAI-UTC.
+constexpr double kOffset[7][7] = {
+    //         GPST     GALT     BDST     UTC      TAI      TT
+    {0.0, 0.0, 0.0, 0.0, 0.0, 0.0, 0.0},
+    {0.0, 0.0, 0.0, -14.0, 19.0, 19.0, 51.184},              // GPST
+    {0.0, 0.0, 0.0, -14.0, 19.0, 19.0, 51.184},              // GALT
+    {0.0, 14.0, 14.0, 0.0, 33.0, 33.0, 65.184},              // BDST
+    {0.0, -19.0, -19.0, -19.0 - 14.0, 0.0, 0.0, 32.184},     // UTC, plus leap
+    {0.0, -19.0, -19.0, -33.0, 0.0, 0.0, 32.184},            // TAI
+    {0.0, -51.184, -51.184, -65.184, -32.184, -32.184, 0.0}  // TT
+};
+
+}  // namespace
 
 int getLeapSecond(double mjd_utc) {
     if (mjd_utc < LeapSecondTable[0][0]) {

@@ -13,6 +13,8 @@
 
 using namespace leopod;
 
+// --- signal propagation and geometry -------------------------------------------------------------------------------------
+
 namespace {
 
 double distance(const double* a, const double* b) {
@@ -20,9 +22,96 @@ double distance(const double* a, const double* b) {
     return norm(3, d);
 }
 
-double wavelength(double freq_mhz) { return kSpeedOfLight / freq_mhz * 1e-06; }
+}  // namespace
 
-// --- records of an epoch ---
+double propagation_time_use_range(GTime obstime, int satindex, double range, double* station_pos, double* satposvel,
+                                  double* satclk, double* tgd) {
+    if (!compute_satposvel(obstime, satindex, satposvel, satclk, tgd)) return 0.0;  // for the satellite clock only
+    const double ttx = range / kSpeedOfLight + satclk[0];
+    const GTime transmission_time = gtimeAddSec(obstime, -ttx);
+    if (!compute_satposvel(transmission_time, satindex, satposvel, satclk, tgd)) return 0.0;
+    return signal_time(satposvel, station_pos);
+}
+
+double leopod::signal_time(const double* satpos, const double* station_pos) {
+    return distance(satpos, station_pos) / kSpeedOfLight;
+}
+
+double propagation_time_iterate(GTime obstime, int satindex, double rcv_clock, double* station_pos, double* satposvel,
+                                double* satclk, double* tgd) {
+    constexpr double threshold_propagation_time = 1e-12;  // [s]
+    constexpr int MAXNUM_ITER = 20;
+    double propagation_time = 0.075;  // [s]
+    for (int iter_num = 1;; ++iter_num) {
+        const double ttx = rcv_clock / kSpeedOfLight + propagation_time;
+        const GTime transmission_time = gtimeAddSec(obstime, -ttx);
+        std::fill(satposvel, satposvel + 6, 0.0);
+        if (!compute_satposvel(transmission_time, satindex, satposvel, satclk, tgd)) {
+            sysGNSS sys = UKNSYS;
+            int prn = -1;
+            char time_text[100];
+            satindex2sysprn(satindex, &sys, &prn);
+            gtime2str(transmission_time, time_text);
+            report(ULOG_WARNING_LEVEL,
+                   "propagation_time_iterate()->compute_satposvel() return false for satindex %d, sys=%d,prn=%d at "
+                   "transmission time %s",
+                   satindex, sys, prn, time_text);
+            return 0.0;
+        }
+        const double t0 = distance(satposvel, station_pos) / kSpeedOfLight;
+        const double diff_t = propagation_time - t0;
+        // settled: not t0 but the value that gave the satellite position in satposvel; no message at the limit
+        if (std::fabs(diff_t) < threshold_propagation_time || iter_num > MAXNUM_ITER) return propagation_time;
+        propagation_time = t0;
+    }
+}
+
+double get_ant_pco_correction(ANT_INFO* antinfo, double mjd_now, OBSFREQ freq, double* ex_platform, double* ey_platform,
+                              double*, double* signal_los, double* offset_in_platform) {
+    if (antinfo == nullptr) return 0.0;
+    if (!(mjd_now > antinfo->mjd_available[0] && mjd_now < antinfo->mjd_available[1])) return 0.0;
+    int row = 0;
+    while (row < MAXNUM_FREQ && antinfo->freqs[row] != freq) ++row;
+    if (row == MAXNUM_FREQ) return 0.0;
+
+    double pco_platform_my[3];
+    matrixMultiply(3, 3, antinfo->installation_matrix, 1, antinfo->pco[row], pco_platform_my);
+    if (offset_in_platform != nullptr) {
+        for (int i = 0; i < 3; ++i) pco_platform_my[i] += offset_in_platform[i];
+    }
+    double pco_world[3];
+    for (int i = 0; i < 3; ++i) {
+        // settled: the third term takes ey as well
+        pco_world[i] = pco_platform_my[0] * ex_platform[i] + pco_platform_my[1] * ey_platform[i] +
+                       pco_platform_my[2] * ey_platform[i];
+    }
+    return dotproduct(3, 3, pco_world, signal_los);
+}
+
+double get_tgd(sysGNSS satsys, int prn, OBSFREQ band, OBSCODE code) {
+    if (satsys == GPS) {
+        if (prn < 1 || prn > 33 || g_eph_brdc_now.eph_brdc_gps_now[prn - 1] == nullptr) return 0.0;
+        return band == L1 ? kSpeedOfLight * g_eph_brdc_now.eph_brdc_gps_now[prn - 1]->TGD : 0.0;
+    }
+    if (satsys == BDS) {
+        if (prn < 1 || prn > 64 || g_eph_brdc_now.eph_brdc_bds_now[prn - 1] == nullptr) return 0.0;
+        const EPHREC_BDS& eph = *g_eph_brdc_now.eph_brdc_bds_now[prn - 1];
+        if (band == L2 || (band == L1 && code == aP)) return kSpeedOfLight * eph.TGD_B1_B3;
+        if (band == L1 && code == aD) return kSpeedOfLight * (eph.TGD_B1_B3 + eph.ISC_B1Cd);
+        if (band == L5) return kSpeedOfLight * eph.TGD_B2_B3;
+        return 0.0;  // L6 is the reference band of the clock
+    }
+    if (satsys == GAL) report(ULOG_ERROR_LEVEL, "get_tgd() not support Galileo for now!");
+    return 0.0;
+}
+
+void compute_obs_redundancy(int, int, double*, double*, double*) {}
+
+// --- cycle slips, ambiguities, wind-up -----------------------------------------------------------------------------------
+
+namespace {
+
+double wavelength(double freq_mhz) { return kSpeedOfLight / freq_mhz * 1e-06; }
 
 /// True if the index addresses a SAT_STATE.
 bool has_state(int satindex) { return satindex >= 0 && satindex < MAXSAT_GNSS; }
@@ -132,117 +221,7 @@ double phase_frequency(const OBSDATA_SAT& sat, const OBSREC* phase, int idx_sys,
     return get_obs_frequency(sat.satsys, gnssconfig.obs_type_freq_code_used[idx_sys][slot].freq, sat.prn);
 }
 
-// --- atmosphere ---
-
-/// Height range of the standard atmosphere [m].
-bool in_standard_atmosphere(double height) { return !(height < -100.0 || height > 10000.0); }
-
-/// Niell mapping functions; a, b, c of each group, by latitude.
-constexpr double kNmf[][5] = {
-#include "tables/nmf.inc"
-};
-static_assert(sizeof kNmf / sizeof kNmf[0] == 9, "9 rows of coefficients");
-enum NmfGroup { kAverageHydrostatic = 0, kAmplitudeHydrostatic = 3, kWet = 6 };
-
-constexpr double kKlobucharNight = 5e-09;     ///< delay at night [s]
-constexpr double kKlobucharPeak = 50400.0;    ///< local time of the maximum [s]
-constexpr double kKlobucharPeriod = 72000.0;  ///< shortest period [s]
-
-/// Cubic polynomial of the broadcast coefficients.
-double cubic(const double* c, double x) { return c[0] + x * (c[1] + x * (c[2] + x * c[3])); }
-
-/// What a delay on a carrier is divided by for the scaled slant content.
-/// settled: 4.03e17 over the squared frequency in MHz, over 1e13; the callers scale back without the 40.3
-double freq_factor(double freq_mhz) { return 4.03e+17 / (freq_mhz * freq_mhz) / 1e13; }
-
 }  // namespace
-
-// --- signal propagation and geometry -------------------------------------------------------------------------------------
-
-double propagation_time_use_range(GTime obstime, int satindex, double range, double* station_pos, double* satposvel,
-                                  double* satclk, double* tgd) {
-    if (!compute_satposvel(obstime, satindex, satposvel, satclk, tgd)) return 0.0;  // for the satellite clock only
-    const double ttx = range / kSpeedOfLight + satclk[0];
-    const GTime transmission_time = gtimeAddSec(obstime, -ttx);
-    if (!compute_satposvel(transmission_time, satindex, satposvel, satclk, tgd)) return 0.0;
-    return signal_time(satposvel, station_pos);
-}
-
-double leopod::signal_time(const double* satpos, const double* station_pos) {
-    return distance(satpos, station_pos) / kSpeedOfLight;
-}
-
-double propagation_time_iterate(GTime obstime, int satindex, double rcv_clock, double* station_pos, double* satposvel,
-                                double* satclk, double* tgd) {
-    constexpr double threshold_propagation_time = 1e-12;  // [s]
-    constexpr int MAXNUM_ITER = 20;
-    double propagation_time = 0.075;  // [s]
-    for (int iter_num = 1;; ++iter_num) {
-        const double ttx = rcv_clock / kSpeedOfLight + propagation_time;
-        const GTime transmission_time = gtimeAddSec(obstime, -ttx);
-        std::fill(satposvel, satposvel + 6, 0.0);
-        if (!compute_satposvel(transmission_time, satindex, satposvel, satclk, tgd)) {
-            sysGNSS sys = UKNSYS;
-            int prn = -1;
-            char time_text[100];
-            satindex2sysprn(satindex, &sys, &prn);
-            gtime2str(transmission_time, time_text);
-            report(ULOG_WARNING_LEVEL,
-                   "propagation_time_iterate()->compute_satposvel() return false for satindex %d, sys=%d,prn=%d at "
-                   "transmission time %s",
-                   satindex, sys, prn, time_text);
-            return 0.0;
-        }
-        const double t0 = distance(satposvel, station_pos) / kSpeedOfLight;
-        const double diff_t = propagation_time - t0;
-        // settled: not t0 but the value that gave the satellite position in satposvel; no message at the limit
-        if (std::fabs(diff_t) < threshold_propagation_time || iter_num > MAXNUM_ITER) return propagation_time;
-        propagation_time = t0;
-    }
-}
-
-double get_ant_pco_correction(ANT_INFO* antinfo, double mjd_now, OBSFREQ freq, double* ex_platform, double* ey_platform,
-                              double*, double* signal_los, double* offset_in_platform) {
-    if (antinfo == nullptr) return 0.0;
-    if (!(mjd_now > antinfo->mjd_available[0] && mjd_now < antinfo->mjd_available[1])) return 0.0;
-    int row = 0;
-    while (row < MAXNUM_FREQ && antinfo->freqs[row] != freq) ++row;
-    if (row == MAXNUM_FREQ) return 0.0;
-
-    double pco_platform_my[3];
-    matrixMultiply(3, 3, antinfo->installation_matrix, 1, antinfo->pco[row], pco_platform_my);
-    if (offset_in_platform != nullptr) {
-        for (int i = 0; i < 3; ++i) pco_platform_my[i] += offset_in_platform[i];
-    }
-    double pco_world[3];
-    for (int i = 0; i < 3; ++i) {
-        // settled: the third term takes ey as well
-        pco_world[i] = pco_platform_my[0] * ex_platform[i] + pco_platform_my[1] * ey_platform[i] +
-                       pco_platform_my[2] * ey_platform[i];
-    }
-    return dotproduct(3, 3, pco_world, signal_los);
-}
-
-double get_tgd(sysGNSS satsys, int prn, OBSFREQ band, OBSCODE code) {
-    if (satsys == GPS) {
-        if (prn < 1 || prn > 33 || g_eph_brdc_now.eph_brdc_gps_now[prn - 1] == nullptr) return 0.0;
-        return band == L1 ? kSpeedOfLight * g_eph_brdc_now.eph_brdc_gps_now[prn - 1]->TGD : 0.0;
-    }
-    if (satsys == BDS) {
-        if (prn < 1 || prn > 64 || g_eph_brdc_now.eph_brdc_bds_now[prn - 1] == nullptr) return 0.0;
-        const EPHREC_BDS& eph = *g_eph_brdc_now.eph_brdc_bds_now[prn - 1];
-        if (band == L2 || (band == L1 && code == aP)) return kSpeedOfLight * eph.TGD_B1_B3;
-        if (band == L1 && code == aD) return kSpeedOfLight * (eph.TGD_B1_B3 + eph.ISC_B1Cd);
-        if (band == L5) return kSpeedOfLight * eph.TGD_B2_B3;
-        return 0.0;  // L6 is the reference band of the clock
-    }
-    if (satsys == GAL) report(ULOG_ERROR_LEVEL, "get_tgd() not support Galileo for now!");
-    return 0.0;
-}
-
-void compute_obs_redundancy(int, int, double*, double*, double*) {}
-
-// --- cycle slips, ambiguities, wind-up -----------------------------------------------------------------------------------
 
 void get_gf_mw(OBSDATA_EPOCH* obs_epoch, GNSSCONFIG* gnsscfg, SAT_STATE* runtime_state) {
     if (obs_epoch == nullptr || obs_epoch->flag_epoch != 0) return;
@@ -342,6 +321,20 @@ void clear_sat_state(SAT_STATE*) {}
 
 // --- troposphere ---------------------------------------------------------------------------------------------------------
 
+namespace {
+
+/// Height range of the standard atmosphere [m].
+bool in_standard_atmosphere(double height) { return !(height < -100.0 || height > 10000.0); }
+
+/// Niell mapping functions; a, b, c of each group, by latitude.
+constexpr double kNmf[][5] = {
+#include "tables/nmf.inc"
+};
+static_assert(sizeof kNmf / sizeof kNmf[0] == 9, "9 rows of coefficients");
+enum NmfGroup { kAverageHydrostatic = 0, kAmplitudeHydrostatic = 3, kWet = 6 };
+
+}  // namespace
+
 void standard_pres_temp(double* blh, double* pres, double* temp) {
     if (!in_standard_atmosphere(blh[2])) {
         *pres = 0.0;
@@ -436,6 +429,21 @@ double trop_delay(double mjd_gpst, double* blh, double* azel, double* dry, doubl
 }
 
 // --- ionosphere ----------------------------------------------------------------------------------------------------------
+
+namespace {
+
+constexpr double kKlobucharNight = 5e-09;     ///< delay at night [s]
+constexpr double kKlobucharPeak = 50400.0;    ///< local time of the maximum [s]
+constexpr double kKlobucharPeriod = 72000.0;  ///< shortest period [s]
+
+/// Cubic polynomial of the broadcast coefficients.
+double cubic(const double* c, double x) { return c[0] + x * (c[1] + x * (c[2] + x * c[3])); }
+
+/// What a delay on a carrier is divided by for the scaled slant content.
+/// settled: 4.03e17 over the squared frequency in MHz, over 1e13; the callers scale back without the 40.3
+double freq_factor(double freq_mhz) { return 4.03e+17 / (freq_mhz * freq_mhz) / 1e13; }
+
+}  // namespace
 
 double iono_map_FK_LEO(double* blh, double* azel) {
     const double r = (6378137.0 + 2500000.0) / blh[2];  // settled: over the height, not over the radius

@@ -26,16 +26,6 @@ constexpr std::size_t kNameWidth = 10;
 constexpr std::size_t kNumbersColumn = 14;
 constexpr std::size_t kCommentColumn = 3;
 
-constexpr int kMissingInt = -10000000;
-constexpr double kMissingReal = -1e+30;
-
-char lower(char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; }
-
-bool is_alphanumeric(char c) {
-    const char l = lower(c);
-    return (l >= 'a' && l <= 'z') || (c >= '0' && c <= '9');
-}
-
 /// The tokens of a line, with the count that the failed numbers lower.
 struct TokenTable {
     std::unique_ptr<char[]> rows;
@@ -78,35 +68,23 @@ int read_line_of(char* str, Fields&... fields) {
     return tokens.count + 1;
 }
 
-/// A calibration record with the fields behind those of all versions; its result.
-template <typename... Fields>
-int read_calibration(char* str, rd40& r, Fields&... further) {
-    return read_line_of(str, r.sec_of_day, r.type_of_data, r.sysconfig_id, r.num_points_recorded, r.num_points_used,
-                        r.one_way_target_dist, r.cal_sys_delay, r.cal_delay_shift, r.cal_rms, r.cal_skew,
-                        r.cal_kurtosis, r.cal_PmM, r.cal_type_ind, r.cal_shift_type_ind, r.detector_channel,
-                        further...);
-}
-
-/// A text that a scan may have reached.
-template <std::size_t N>
-void keep_text(const char (&scanned)[kScannedText], char (&text)[N]) {
-    if (scanned[0] != '\0') copy_field(scanned, 0, N - 1, text);
-}
-
-/// Name in the fixed columns of version 1.
-void read_name(const char* str, char (&name)[kNameWidth + 1]) {
-    copy_field(str, kNameColumn, kNameWidth, name);
-    remove_blanks(name, static_cast<int>(std::strlen(name)));
-}
-
-const char* from_column(const char* str, std::size_t column) {
-    const std::size_t length = std::strlen(str);
-    return str + (column < length ? column : length);
-}
-
 }  // namespace
 
 // --- Text and numbers ------------------------------------------------------------------------------------------------
+
+namespace {
+
+constexpr int kMissingInt = -10000000;
+constexpr double kMissingReal = -1e+30;
+
+char lower(char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; }
+
+bool is_alphanumeric(char c) {
+    const char l = lower(c);
+    return (l >= 'a' && l <= 'z') || (c >= '0' && c <= '9');
+}
+
+}  // namespace
 
 int tokenize(char* str, char* separator, int rows, int cols, char* tokens) {
     int count = 0;
@@ -187,6 +165,21 @@ int strcasecmp(char* str1, char* str2) {
 }
 
 // --- Header records --------------------------------------------------------------------------------------------------
+
+namespace {
+
+/// Name in the fixed columns of version 1.
+void read_name(const char* str, char (&name)[kNameWidth + 1]) {
+    copy_field(str, kNameColumn, kNameWidth, name);
+    remove_blanks(name, static_cast<int>(std::strlen(name)));
+}
+
+const char* from_column(const char* str, std::size_t column) {
+    const std::size_t length = std::strlen(str);
+    return str + (column < length ? column : length);
+}
+
+}  // namespace
 
 int read_h1(char* str, rh1* header) {
     const int result = read_line_of(str, header->crd_literal, header->format_version, header->prod_year,
@@ -311,6 +304,25 @@ int read_c7(char* str, rc7* config) {
 }
 
 // --- Data records ----------------------------------------------------------------------------------------------------
+
+namespace {
+
+/// A calibration record with the fields behind those of all versions; its result.
+template <typename... Fields>
+int read_calibration(char* str, rd40& r, Fields&... further) {
+    return read_line_of(str, r.sec_of_day, r.type_of_data, r.sysconfig_id, r.num_points_recorded, r.num_points_used,
+                        r.one_way_target_dist, r.cal_sys_delay, r.cal_delay_shift, r.cal_rms, r.cal_skew,
+                        r.cal_kurtosis, r.cal_PmM, r.cal_type_ind, r.cal_shift_type_ind, r.detector_channel,
+                        further...);
+}
+
+/// A text that a scan may have reached.
+template <std::size_t N>
+void keep_text(const char (&scanned)[kScannedText], char (&text)[N]) {
+    if (scanned[0] != '\0') copy_field(scanned, 0, N - 1, text);
+}
+
+}  // namespace
 
 int read_10(char* str, rd10* record) {
     rd10& r = *record;
