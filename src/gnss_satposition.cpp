@@ -34,12 +34,6 @@ constexpr double kHalfWeek = 302400.0;  ///< [s]
 constexpr double kWeek = 604800.0;      ///< [s]
 constexpr int kMaxSatIndexRow = 97;     ///< last row of the precise store
 
-/// Place of the next broadcast record of each satellite.
-struct NextRecord {
-    int gps_v2[33], gps_v3[33], bds_v3[63];
-};
-NextRecord g_next_record{};  // settled: counts on for the whole process, version by version
-
 const char* printable(const char* name) { return name != nullptr ? name : ""; }
 
 /// Truncates a number of a file to int; saturates, and takes what is not finite as 0.
@@ -61,7 +55,23 @@ int satindex_of(sysGNSS sys, int prn) {
     return index < 0 ? -1 : index;
 }
 
+bool broadcast_store_present() {
+    if (g_brdc_storage != nullptr) return true;
+    report(ULOG_ERROR_LEVEL, "g_brdc_storage is not pointing to any memory!");
+    return false;
+}
+
+}  // namespace
+
 // --- broadcast navigation files ------------------------------------------------------------------------------------------
+
+namespace {
+
+/// Place of the next broadcast record of each satellite.
+struct NextRecord {
+    int gps_v2[33], gps_v3[33], bds_v3[63];
+};
+NextRecord g_next_record{};  // settled: counts on for the whole process, version by version
 
 /// The navigation file being read: line reader and the warnings already given.
 struct NavigationSource {
@@ -262,7 +272,100 @@ bool read_header(std::FILE* pf, void (*read_header_line)(char*)) {
     return false;
 }
 
+}  // namespace
+
+bool load_ephemeris_brdc(char* brdcfilename) {
+    const File file = open_text(brdcfilename);
+    if (!file) {
+        report(ULOG_ERROR_LEVEL, "brdc file open failed! %s", printable(brdcfilename));
+        return false;
+    }
+    std::FILE* pf = file.get();
+    g_navigation = {{pf, brdcfilename}};
+    read_in_blocks(g_navigation.reader);
+    const auto read = [pf] {
+        char line[kLineSize];
+        if (!read_navigation_line(pf, line)) {
+            report(ULOG_ERROR_LEVEL, "brdc ephemris nothing to read!");
+            return false;
+        }
+        if (line[20] != 'N') {
+            report(ULOG_ERROR_LEVEL, "current file is not BRDC ephemeris file!");
+            return false;
+        }
+        const double version = field_double(line, 0, 9);
+        if (version >= 2.0 && version < 3.0) {
+            resolve_header_brdc_v20(pf);
+            if (!broadcast_store_present()) return false;
+            resolve_record_brdc_v20(pf, 'G');
+        } else if (version >= 3.0) {
+            resolve_header_brdc_v30(pf);
+            if (!broadcast_store_present()) return false;
+            resolve_record_brdc_v30(pf);
+        }
+        return true;
+    };
+    const bool done = read();
+    take_file(g_navigation.reader, nullptr);
+    g_navigation.reader.name = "";
+    if (done) report(ULOG_INFO_LEVEL, "load_ephemeris_brdc[%s]", brdcfilename);
+    return done;
+}
+
+bool resolve_header_brdc_v20(FILE* pf) { return read_header(pf, read_header_line_v20); }
+
+bool resolve_header_brdc_v30(FILE* pf) { return read_header(pf, read_header_line_v30); }
+
+void resolve_record_brdc_v20(FILE* pf, char brdc_xxx) {
+    char line[kLineSize];
+    while (read_navigation_line(pf, line)) {
+        if (brdc_xxx == 'G') {
+            resolve_brdc_record_gps_v2(line, pf);
+        } else if (brdc_xxx == 'E') {
+            resolve_brdc_record_gal(line, pf);
+        }
+    }
+}
+
+void resolve_record_brdc_v30(FILE* pf) {
+    char line[kLineSize];
+    while (read_navigation_line(pf, line)) {
+        switch (line[0]) {
+            case 'G':
+                resolve_brdc_record_gps_v3(line, pf);
+                break;
+            case 'C':
+                resolve_brdc_record_bds_v3(line, pf);
+                break;
+            case 'E':
+                resolve_brdc_record_gal(line, pf);
+                break;
+            default:
+                break;
+        }
+    }
+}
+
+bool resolve_brdc_record_gps_v2(char* line_first, FILE* pf) {
+    auto* rows = g_brdc_storage != nullptr ? g_brdc_storage->eph_brdc_gps_all : nullptr;
+    return read_record(line_first, pf, kLayoutV2, rows, g_next_record.gps_v2);
+}
+
+bool resolve_brdc_record_gps_v3(char* line_first, FILE* pf) {
+    auto* rows = g_brdc_storage != nullptr ? g_brdc_storage->eph_brdc_gps_all : nullptr;
+    return read_record(line_first, pf, kLayoutV3, rows, g_next_record.gps_v3);
+}
+
+bool resolve_brdc_record_bds_v3(char* line_first, FILE* pf) {
+    auto* rows = g_brdc_storage != nullptr ? g_brdc_storage->eph_brdc_bds_all : nullptr;
+    return read_record(line_first, pf, kLayoutV3, rows, g_next_record.bds_v3);
+}
+
+bool resolve_brdc_record_gal(char* /*line_first*/, FILE* /*pf*/) { return true; }
+
 // --- broadcast orbit and clock -------------------------------------------------------------------------------------------
+
+namespace {
 
 constexpr double kGmGps = 3.986005e14;               ///< [m^3/s^2], GPS and Galileo
 constexpr double kGmBds = 3.986004418e14;            ///< [m^3/s^2]
@@ -280,12 +383,6 @@ Record* entry_in_use(Record* (&now)[N], int prn) {
 template <class Record, int N>
 Record* store_row(Record (&rows)[N][MAXEPH_BRDC], int prn) {
     return prn >= 1 && prn <= N ? rows[prn - 1] : nullptr;
-}
-
-bool broadcast_store_present() {
-    if (g_brdc_storage != nullptr) return true;
-    report(ULOG_ERROR_LEVEL, "g_brdc_storage is not pointing to any memory!");
-    return false;
 }
 
 /// Difference of a time and a record's TOE over weeks [s].
@@ -542,7 +639,150 @@ void add_rtcm_corrections(double* satposvel, double* satclk) {
     for (int i = 0; satclk != nullptr && i < 2; ++i) satclk[i] += correction_clk[i];
 }
 
+}  // namespace
+
+bool compute_satposvel(GTime transmission_time, int satindex, double* satposvel, double* satclk, double* tgd) {
+    sysGNSS sys = UKNSYS;
+    int prn = -1;
+    if (!satindex2sysprn(satindex, &sys, &prn)) {
+        report(ULOG_ERROR_LEVEL, "compute_satposvel(): satindex2sysprn() return false for sat_index = %d", satindex);
+        return false;
+    }
+    if (g_eph_selection == EPHOPT_BRDC || g_eph_selection == EPHOPT_RTCM) {
+        if (sys == GPS) {
+            if (!compute_brdc_gps(transmission_time, satindex, prn, satposvel, satclk, tgd)) return false;
+        } else if (sys == BDS) {
+            if (!compute_brdc_bds(transmission_time, satindex, prn, satposvel, satclk, tgd)) return false;
+        } else {
+            return true;  // a low orbiter has no broadcast data: the outputs stay as they are
+        }
+        if (g_eph_selection == EPHOPT_RTCM) add_rtcm_corrections(satposvel, satclk);
+    } else if (g_eph_selection == EPHOPT_PREC) {
+        // settled: a failure of either product reaches neither the relativity term nor the caller
+        compute_satposvel_prec(transmission_time, satindex, satposvel);
+        compute_satclk_prec(transmission_time, satindex, satclk);
+        if (satposvel != nullptr && satclk != nullptr) {
+            const double* x = satposvel;
+            const double* v = satposvel + 3;
+            const double rel = -2.0 * (x[0] * v[0] + x[1] * v[1] + x[2] * v[2]) / kSpeedOfLight / kSpeedOfLight;
+            satclk[0] += rel;
+            satclk[1] += 0.0;
+        }
+        if (tgd != nullptr) *tgd = 0.0;
+    }
+    return true;
+}
+
+bool choose_eph_gps_brdc(GTime transmission_time, int satindex) {
+    const GTime time = gtimeChangeTimeSystem(transmission_time, tsGPST);
+    sysGNSS sys = UKNSYS;
+    int prn = -1;
+    if (!satindex2sysprn(satindex, &sys, &prn)) return false;
+    if (!broadcast_store_present()) return false;
+    const TimeGNSS now = GTime2SOW(time);
+    const double toe_max = 7201.0;
+    double dt_min = 9999999.0;
+    int index_eph = -1;
+    EPHREC_GPS* row = store_row(g_brdc_storage->eph_brdc_gps_all, prn);
+    int i = 0;
+    for (; row != nullptr && i < MAXEPH_BRDC; ++i) {
+        EPHREC_GPS& record = row[i];
+        if (!record.ok) continue;
+        if (!plausible(record)) {
+            record.ok = false;
+            continue;
+        }
+        if (record.sv_health != 0 || record.IODE < 0.0 || record.IODE > 1023.0) {
+            report(ULOG_ERROR_LEVEL, "sat index: %d is not healthy (%d) !\n", satindex, record.sv_health);
+            continue;
+        }
+        const double tt = std::fabs(seconds_from_toe(now, record.TOE, record.Week));
+        if (0.0 < tt && tt < dt_min) {  // settled: a record exactly at its TOE is not taken
+            index_eph = i;
+            dt_min = tt;
+        }
+    }
+    const bool found = !(dt_min >= toe_max || index_eph == -1 || index_eph == MAXEPH_BRDC);
+    if (!found) {
+        report(ULOG_WARNING_LEVEL, "gps brdc not found, satindex=%d dt_min=%lf index_eph=%d i=%d", satindex, dt_min,
+               index_eph, i);
+    }
+    if (row != nullptr) g_eph_brdc_now.eph_brdc_gps_now[prn - 1] = found ? row + index_eph : nullptr;
+    return found;
+}
+
+bool choose_eph_bds_brdc(GTime transmission_time, int satindex) {
+    const GTime time = gtimeChangeTimeSystem(transmission_time, tsBDST);
+    sysGNSS sys = UKNSYS;
+    int prn = -1;
+    if (!satindex2sysprn(satindex, &sys, &prn)) {
+        report(ULOG_ERROR_LEVEL, "satindex2sysprn return false, satindex=%d", satindex);
+        return false;
+    }
+    if (!broadcast_store_present()) return false;
+    const TimeGNSS now = GTime2SOW(time);
+    const double toe_max = 3601.0;
+    double dt_min = 9999999.0;
+    int index_eph = -1;
+    EPHREC_BDS* row = store_row(g_brdc_storage->eph_brdc_bds_all, prn);
+    for (int i = 0; row != nullptr && i < MAXEPH_BRDC; ++i) {
+        const EPHREC_BDS& record = row[i];
+        if (!record.ok) continue;
+        if (record.sv_health != 0 || record.AODE < 0.0 || record.AODE > 1023.0) {
+            report(ULOG_INFO_LEVEL, "satellite not healthy! satindex=%d prn=%d,sv_health=%d, iode=%d", satindex, prn,
+                   record.sv_health, truncate_to_int(record.AODE));
+            continue;
+        }
+        const double tt = seconds_from_toe(now, record.TOE, record.Week);
+        if (std::fabs(tt) <= dt_min) {  // with equal distance the later slot wins
+            index_eph = i;
+            dt_min = std::fabs(tt);
+        }
+    }
+    const bool found = !(dt_min >= toe_max || index_eph == -1 || index_eph == MAXEPH_BRDC);
+    if (!found) {
+        report(ULOG_ERROR_LEVEL, "BDS brdc ephemeris not found! prn=%d, dt_min=%lf,index_eph=%d", prn, dt_min,
+               index_eph);
+    }
+    if (row != nullptr) g_eph_brdc_now.eph_brdc_bds_now[prn - 1] = found ? row + index_eph : nullptr;
+    return found;
+}
+
+double compute_satposvelclk_gps_brdc(int prn, GTime transmission_time, double* satposvel, double* satclk) {
+    const GTime time = gtimeChangeTimeSystem(transmission_time, tsGPST);
+    const EPHREC_GPS* eph = entry_in_use(g_eph_brdc_now.eph_brdc_gps_now, prn);
+    if (eph == nullptr) {
+        report(ULOG_ERROR_LEVEL, "compute_satposvelclk_gps_brdc(): eph pointer = NULL!");
+        return 0.0;
+    }
+    if (satposvel != nullptr && eph->sqrt_A <= 0.0) return 0.0;
+    evaluate(*eph, time, tsGPST, true, relativity_factor(kGmGps), orbit_gps, satposvel, satclk);
+    return eph->TGD;
+}
+
+double compute_satposvelclk_bds_brdc(int prn, GTime transmission_time, double* satposvel, double* satclk) {
+    return evaluate_bds(prn, transmission_time, satposvel, satclk, orbit_bds);
+}
+
+double compute_satposvelclk_bds_brdc_v3(int prn, GTime transmission_time, double* satposvel, double* satclk) {
+    return evaluate_bds(prn, transmission_time, satposvel, satclk, orbit_bds_v3);
+}
+
+double compute_satposvelclk_gal_brdc(int prn, GTime transmission_time, double* satposvel, double* satclk) {
+    const GTime time = gtimeChangeTimeSystem(transmission_time, tsGALT);
+    const EPHREC_GAL* eph = entry_in_use(g_eph_brdc_now.eph_brdc_gal_now, prn);
+    if (eph == nullptr) {
+        report(ULOG_ERROR_LEVEL, "eph_brdc_now_gal is NULL, prn=%d", prn);
+        return 0.0;
+    }
+    if (satposvel != nullptr && eph->sqrt_A <= 0.0) return 0.0;
+    evaluate(*eph, time, tsGALT, false, -4.442807633e-10, orbit_gal, satposvel, satclk);
+    return eph->BGD_E5a_E1;
+}
+
 // --- precise orbit and clock ---------------------------------------------------------------------------------------------
+
+namespace {
 
 constexpr int kMaxOrbitPoints = 12;     ///< 5 forward and the end record, 5 backward and the end record
 constexpr int kMaxClockPoints = 6;      ///< 2 and the end record on both sides
@@ -743,7 +983,168 @@ bool store_clock_line(const Tokens& fields, const char* clkfilename, ClockDate& 
     return true;
 }
 
+}  // namespace
+
+bool load_ephemris_prec(char* precfilename) {
+    if (precfilename == nullptr) return false;
+    const File file = open_text(precfilename);
+    if (!file) {
+        report(ULOG_ERROR_LEVEL, "sp3 file %s open failed!\n", precfilename);
+        std::exit(1);
+    }
+    if (!precise_store_present(g_prec_storage)) return false;
+    LineReader reader{file.get(), precfilename};
+    read_in_blocks(reader);
+    char line[kLineSize];
+    Tokens fields;
+    GTime epoch = {};
+    bool epoch_seen = false;
+    while (read_line(reader, line) && !reader.at_eof) {  // settled: a last line without a newline is not used
+        if (line[0] == '#' || line[0] == '%' || std::strncmp(line, "/*", 2) == 0) continue;
+        if (std::strstr(line, "EOF") != nullptr) break;
+        if (line[0] == '*') {
+            split(line, " ", fields, 20, &reader);
+            epoch = sp3_epoch(fields);
+            epoch_seen = true;
+        } else if (line[0] == 'P' && epoch_seen) {
+            split(line, " ", fields, 20, &reader);
+            if (!store_sp3_position(fields, epoch, *g_prec_storage)) break;
+        }
+    }
+    sort_ephprec_storage(g_prec_storage);
+    remove_duplicate_ephprec_storage(g_prec_storage);
+    g_eph_selection = EPHOPT_PREC;
+    report(ULOG_INFO_LEVEL, "load_ephemeris_prec[%s]", precfilename);
+    return true;
+}
+
+bool load_clock_prec(char* clkfilename, EPHPREC_STORE* eph_prec) {
+    if (clkfilename == nullptr || clkfilename[0] == '\0') return false;
+    const File file = open_text(clkfilename);
+    if (!file) return false;
+    if (!precise_store_present(eph_prec)) return false;
+    LineReader reader{file.get(), clkfilename};
+    read_in_blocks(reader);
+    char line[kLineSize];
+    Tokens fields;
+    ClockDate date;
+    bool header_ended = false;
+    while (read_line(reader, line) && !reader.at_eof) {  // settled: a last line without a newline is not used
+        if (reader.length <= 1) continue;
+        if (!header_ended) {
+            header_ended = contains(line, "END OF HEADER");
+            continue;
+        }
+        if (std::strncmp(line, "AS", 2) != 0) continue;
+        split(line, " ", fields, 15, &reader);
+        if (!store_clock_line(fields, clkfilename, date, *eph_prec)) break;
+    }
+    sort_ephprec_storage(eph_prec);
+    remove_duplicate_ephprec_storage(eph_prec);
+    report(ULOG_INFO_LEVEL, "load_clock_prec[%s]", clkfilename);
+    g_eph_selection = EPHOPT_PREC;
+    return true;
+}
+
+int cmp_ephrec_pre(const void* a, const void* b) { return compare_time<EPHREC_PRE>(a, b); }
+
+int cmp_clkrec_pre(const void* a, const void* b) { return compare_time<CLKREC_PRE>(a, b); }
+
+void sort_ephprec_storage(EPHPREC_STORE* ephprec_store) {
+    if (ephprec_store == nullptr) return;
+    for (int i = 0; i < MAXSAT_GNSS; ++i) sort_row(ephprec_store->eph_pre_all[i], ephprec_store->idx_eph[i]);
+    for (int i = 0; i < MAXSAT_GNSS; ++i) sort_row(ephprec_store->clk_pre_all[i], ephprec_store->idx_clk[i]);
+}
+
+void remove_duplicate_ephprec_storage(EPHPREC_STORE* ephprec_store) {
+    if (ephprec_store == nullptr) return;
+    for (int i = 0; i < MAXSAT_GNSS; ++i) remove_duplicates(ephprec_store->eph_pre_all[i], ephprec_store->idx_eph[i]);
+    for (int i = 0; i < MAXSAT_GNSS; ++i) remove_duplicates(ephprec_store->clk_pre_all[i], ephprec_store->idx_clk[i]);
+}
+
+int find_closest_eph_prec(EPHREC_PRE* eph_all, int nsize, GTime time_target) {
+    return find_closest(eph_all, nsize, time_target);
+}
+
+int find_closest_clk_prec(CLKREC_PRE* clk_all, int nsize, GTime time_target) {
+    return find_closest(clk_all, nsize, time_target);
+}
+
+bool compute_satposvel_prec(GTime transmission_time, int satindex, double* satposvel) {
+    if (satposvel == nullptr || satindex < 0 || satindex > kMaxSatIndexRow) return false;
+    if (!precise_store_present(g_prec_storage)) return false;
+    EPHREC_PRE* row = g_prec_storage->eph_pre_all[satindex];
+    const int nsize = g_prec_storage->idx_eph[satindex];
+    if (nsize <= 0) return false;
+
+    const int idx = find_closest_eph_prec(row, nsize, transmission_time);
+    const int num_half = 5;
+    const Window window = interpolation_window(
+        row, nsize, idx, num_half, [](EPHREC_PRE& record) { return norm(3, record.pos_ecf) > kMinPosition; });
+    const GTime T0 = row[idx].time;
+    double tdata[kMaxOrbitPoints];
+    double xyz[3][kMaxOrbitPoints];
+    int count = 0;
+    for (int i = window.first; i <= window.last && count < kMaxOrbitPoints; ++i) {
+        if (!(norm(3, row[i].pos_ecf) >= kMinPosition)) continue;
+        tdata[count] = gtimeSubSec(row[i].time, T0);
+        for (int k = 0; k < 3; ++k) xyz[k][count] = row[i].pos_ecf[k];
+        ++count;
+    }
+    if (count == 0) return false;
+    const double tt = gtimeSubSec(transmission_time, T0);
+    if (tt < tdata[0] || tt > tdata[count - 1]) {
+        report(ULOG_WARNING_LEVEL, "compute_satposvel_prec cannot interpolate tt=%lf tdata[0]=%lf tdata[count-1]=%lf ",
+               tt, tdata[0], tdata[count - 1]);
+        return false;
+    }
+    double value_rate[3][2];
+    for (int k = 0; k < 3; ++k) {
+        if (!interpolation_Lagrange_Barycentric(tdata, xyz[k], count, tt, value_rate[k])) return false;
+    }
+    for (int k = 0; k < 3; ++k) {
+        satposvel[k] = value_rate[k][0];
+        satposvel[3 + k] = value_rate[k][1];
+    }
+    return true;
+}
+
+bool compute_satclk_prec(GTime transmission_time, int satindex, double* satclk) {
+    if (satclk == nullptr || satindex < 0) return false;
+    satclk[0] = satclk[1] = 0.0;
+    if (satindex > kMaxSatIndexRow || !precise_store_present(g_prec_storage)) return false;
+    CLKREC_PRE* row = g_prec_storage->clk_pre_all[satindex];
+    const int nsize = g_prec_storage->idx_clk[satindex];
+    if (nsize <= 0) return false;
+
+    const int idx = find_closest_clk_prec(row, nsize, transmission_time);
+    const int num_half = 2;
+    const Window window =
+        interpolation_window(row, nsize, idx, num_half, [](const CLKREC_PRE& record) { return record.ok; });
+    const GTime T0 = row[idx].time;
+    double tdata[kMaxClockPoints];
+    double cdata[kMaxClockPoints];
+    int count = 0;
+    for (int i = window.first; i <= window.last && count < kMaxClockPoints; ++i) {
+        if (!row[i].ok) continue;
+        tdata[count] = gtimeSubSec(row[i].time, T0);
+        cdata[count] = row[i].clk_offset;
+        ++count;
+    }
+    if (count == 0) return false;
+    const double tt = gtimeSubSec(transmission_time, T0);
+    if (tt < tdata[0] || tt > tdata[count - 1]) {
+        report(ULOG_WARNING_LEVEL, "compute_satclk_prec cannot interpolate tt=%lf tdata[0]=%lf tdata[count-1]=%lf", tt,
+               tdata[0], tdata[count - 1]);
+        return false;
+    }
+    interpolation_Lagrange_Barycentric(tdata, cdata, count, tt, satclk);
+    return true;
+}
+
 // --- antenna data --------------------------------------------------------------------------------------------------------
+
+namespace {
 
 constexpr double kOpenEnd = 9999999.0;  ///< MJD of an open end of validity
 constexpr std::size_t kLabel = 60;      ///< position of the label in a line
@@ -905,399 +1306,6 @@ void read_antenna_line(const char* line, AntennaBlock& block, ANT_INFO_STORE* st
 }
 
 }  // namespace
-
-// --- broadcast navigation files ------------------------------------------------------------------------------------------
-
-bool load_ephemeris_brdc(char* brdcfilename) {
-    const File file = open_text(brdcfilename);
-    if (!file) {
-        report(ULOG_ERROR_LEVEL, "brdc file open failed! %s", printable(brdcfilename));
-        return false;
-    }
-    std::FILE* pf = file.get();
-    g_navigation = {{pf, brdcfilename}};
-    read_in_blocks(g_navigation.reader);
-    const auto read = [pf] {
-        char line[kLineSize];
-        if (!read_navigation_line(pf, line)) {
-            report(ULOG_ERROR_LEVEL, "brdc ephemris nothing to read!");
-            return false;
-        }
-        if (line[20] != 'N') {
-            report(ULOG_ERROR_LEVEL, "current file is not BRDC ephemeris file!");
-            return false;
-        }
-        const double version = field_double(line, 0, 9);
-        if (version >= 2.0 && version < 3.0) {
-            resolve_header_brdc_v20(pf);
-            if (!broadcast_store_present()) return false;
-            resolve_record_brdc_v20(pf, 'G');
-        } else if (version >= 3.0) {
-            resolve_header_brdc_v30(pf);
-            if (!broadcast_store_present()) return false;
-            resolve_record_brdc_v30(pf);
-        }
-        return true;
-    };
-    const bool done = read();
-    take_file(g_navigation.reader, nullptr);
-    g_navigation.reader.name = "";
-    if (done) report(ULOG_INFO_LEVEL, "load_ephemeris_brdc[%s]", brdcfilename);
-    return done;
-}
-
-bool resolve_header_brdc_v20(FILE* pf) { return read_header(pf, read_header_line_v20); }
-
-bool resolve_header_brdc_v30(FILE* pf) { return read_header(pf, read_header_line_v30); }
-
-void resolve_record_brdc_v20(FILE* pf, char brdc_xxx) {
-    char line[kLineSize];
-    while (read_navigation_line(pf, line)) {
-        if (brdc_xxx == 'G') {
-            resolve_brdc_record_gps_v2(line, pf);
-        } else if (brdc_xxx == 'E') {
-            resolve_brdc_record_gal(line, pf);
-        }
-    }
-}
-
-void resolve_record_brdc_v30(FILE* pf) {
-    char line[kLineSize];
-    while (read_navigation_line(pf, line)) {
-        switch (line[0]) {
-            case 'G':
-                resolve_brdc_record_gps_v3(line, pf);
-                break;
-            case 'C':
-                resolve_brdc_record_bds_v3(line, pf);
-                break;
-            case 'E':
-                resolve_brdc_record_gal(line, pf);
-                break;
-            default:
-                break;
-        }
-    }
-}
-
-bool resolve_brdc_record_gps_v2(char* line_first, FILE* pf) {
-    auto* rows = g_brdc_storage != nullptr ? g_brdc_storage->eph_brdc_gps_all : nullptr;
-    return read_record(line_first, pf, kLayoutV2, rows, g_next_record.gps_v2);
-}
-
-bool resolve_brdc_record_gps_v3(char* line_first, FILE* pf) {
-    auto* rows = g_brdc_storage != nullptr ? g_brdc_storage->eph_brdc_gps_all : nullptr;
-    return read_record(line_first, pf, kLayoutV3, rows, g_next_record.gps_v3);
-}
-
-bool resolve_brdc_record_bds_v3(char* line_first, FILE* pf) {
-    auto* rows = g_brdc_storage != nullptr ? g_brdc_storage->eph_brdc_bds_all : nullptr;
-    return read_record(line_first, pf, kLayoutV3, rows, g_next_record.bds_v3);
-}
-
-bool resolve_brdc_record_gal(char* /*line_first*/, FILE* /*pf*/) { return true; }
-
-// --- broadcast orbit and clock -------------------------------------------------------------------------------------------
-
-bool compute_satposvel(GTime transmission_time, int satindex, double* satposvel, double* satclk, double* tgd) {
-    sysGNSS sys = UKNSYS;
-    int prn = -1;
-    if (!satindex2sysprn(satindex, &sys, &prn)) {
-        report(ULOG_ERROR_LEVEL, "compute_satposvel(): satindex2sysprn() return false for sat_index = %d", satindex);
-        return false;
-    }
-    if (g_eph_selection == EPHOPT_BRDC || g_eph_selection == EPHOPT_RTCM) {
-        if (sys == GPS) {
-            if (!compute_brdc_gps(transmission_time, satindex, prn, satposvel, satclk, tgd)) return false;
-        } else if (sys == BDS) {
-            if (!compute_brdc_bds(transmission_time, satindex, prn, satposvel, satclk, tgd)) return false;
-        } else {
-            return true;  // a low orbiter has no broadcast data: the outputs stay as they are
-        }
-        if (g_eph_selection == EPHOPT_RTCM) add_rtcm_corrections(satposvel, satclk);
-    } else if (g_eph_selection == EPHOPT_PREC) {
-        // settled: a failure of either product reaches neither the relativity term nor the caller
-        compute_satposvel_prec(transmission_time, satindex, satposvel);
-        compute_satclk_prec(transmission_time, satindex, satclk);
-        if (satposvel != nullptr && satclk != nullptr) {
-            const double* x = satposvel;
-            const double* v = satposvel + 3;
-            const double rel = -2.0 * (x[0] * v[0] + x[1] * v[1] + x[2] * v[2]) / kSpeedOfLight / kSpeedOfLight;
-            satclk[0] += rel;
-            satclk[1] += 0.0;
-        }
-        if (tgd != nullptr) *tgd = 0.0;
-    }
-    return true;
-}
-
-bool choose_eph_gps_brdc(GTime transmission_time, int satindex) {
-    const GTime time = gtimeChangeTimeSystem(transmission_time, tsGPST);
-    sysGNSS sys = UKNSYS;
-    int prn = -1;
-    if (!satindex2sysprn(satindex, &sys, &prn)) return false;
-    if (!broadcast_store_present()) return false;
-    const TimeGNSS now = GTime2SOW(time);
-    const double toe_max = 7201.0;
-    double dt_min = 9999999.0;
-    int index_eph = -1;
-    EPHREC_GPS* row = store_row(g_brdc_storage->eph_brdc_gps_all, prn);
-    int i = 0;
-    for (; row != nullptr && i < MAXEPH_BRDC; ++i) {
-        EPHREC_GPS& record = row[i];
-        if (!record.ok) continue;
-        if (!plausible(record)) {
-            record.ok = false;
-            continue;
-        }
-        if (record.sv_health != 0 || record.IODE < 0.0 || record.IODE > 1023.0) {
-            report(ULOG_ERROR_LEVEL, "sat index: %d is not healthy (%d) !\n", satindex, record.sv_health);
-            continue;
-        }
-        const double tt = std::fabs(seconds_from_toe(now, record.TOE, record.Week));
-        if (0.0 < tt && tt < dt_min) {  // settled: a record exactly at its TOE is not taken
-            index_eph = i;
-            dt_min = tt;
-        }
-    }
-    const bool found = !(dt_min >= toe_max || index_eph == -1 || index_eph == MAXEPH_BRDC);
-    if (!found) {
-        report(ULOG_WARNING_LEVEL, "gps brdc not found, satindex=%d dt_min=%lf index_eph=%d i=%d", satindex, dt_min,
-               index_eph, i);
-    }
-    if (row != nullptr) g_eph_brdc_now.eph_brdc_gps_now[prn - 1] = found ? row + index_eph : nullptr;
-    return found;
-}
-
-bool choose_eph_bds_brdc(GTime transmission_time, int satindex) {
-    const GTime time = gtimeChangeTimeSystem(transmission_time, tsBDST);
-    sysGNSS sys = UKNSYS;
-    int prn = -1;
-    if (!satindex2sysprn(satindex, &sys, &prn)) {
-        report(ULOG_ERROR_LEVEL, "satindex2sysprn return false, satindex=%d", satindex);
-        return false;
-    }
-    if (!broadcast_store_present()) return false;
-    const TimeGNSS now = GTime2SOW(time);
-    const double toe_max = 3601.0;
-    double dt_min = 9999999.0;
-    int index_eph = -1;
-    EPHREC_BDS* row = store_row(g_brdc_storage->eph_brdc_bds_all, prn);
-    for (int i = 0; row != nullptr && i < MAXEPH_BRDC; ++i) {
-        const EPHREC_BDS& record = row[i];
-        if (!record.ok) continue;
-        if (record.sv_health != 0 || record.AODE < 0.0 || record.AODE > 1023.0) {
-            report(ULOG_INFO_LEVEL, "satellite not healthy! satindex=%d prn=%d,sv_health=%d, iode=%d", satindex, prn,
-                   record.sv_health, truncate_to_int(record.AODE));
-            continue;
-        }
-        const double tt = seconds_from_toe(now, record.TOE, record.Week);
-        if (std::fabs(tt) <= dt_min) {  // with equal distance the later slot wins
-            index_eph = i;
-            dt_min = std::fabs(tt);
-        }
-    }
-    const bool found = !(dt_min >= toe_max || index_eph == -1 || index_eph == MAXEPH_BRDC);
-    if (!found) {
-        report(ULOG_ERROR_LEVEL, "BDS brdc ephemeris not found! prn=%d, dt_min=%lf,index_eph=%d", prn, dt_min,
-               index_eph);
-    }
-    if (row != nullptr) g_eph_brdc_now.eph_brdc_bds_now[prn - 1] = found ? row + index_eph : nullptr;
-    return found;
-}
-
-double compute_satposvelclk_gps_brdc(int prn, GTime transmission_time, double* satposvel, double* satclk) {
-    const GTime time = gtimeChangeTimeSystem(transmission_time, tsGPST);
-    const EPHREC_GPS* eph = entry_in_use(g_eph_brdc_now.eph_brdc_gps_now, prn);
-    if (eph == nullptr) {
-        report(ULOG_ERROR_LEVEL, "compute_satposvelclk_gps_brdc(): eph pointer = NULL!");
-        return 0.0;
-    }
-    if (satposvel != nullptr && eph->sqrt_A <= 0.0) return 0.0;
-    evaluate(*eph, time, tsGPST, true, relativity_factor(kGmGps), orbit_gps, satposvel, satclk);
-    return eph->TGD;
-}
-
-double compute_satposvelclk_bds_brdc(int prn, GTime transmission_time, double* satposvel, double* satclk) {
-    return evaluate_bds(prn, transmission_time, satposvel, satclk, orbit_bds);
-}
-
-double compute_satposvelclk_bds_brdc_v3(int prn, GTime transmission_time, double* satposvel, double* satclk) {
-    return evaluate_bds(prn, transmission_time, satposvel, satclk, orbit_bds_v3);
-}
-
-double compute_satposvelclk_gal_brdc(int prn, GTime transmission_time, double* satposvel, double* satclk) {
-    const GTime time = gtimeChangeTimeSystem(transmission_time, tsGALT);
-    const EPHREC_GAL* eph = entry_in_use(g_eph_brdc_now.eph_brdc_gal_now, prn);
-    if (eph == nullptr) {
-        report(ULOG_ERROR_LEVEL, "eph_brdc_now_gal is NULL, prn=%d", prn);
-        return 0.0;
-    }
-    if (satposvel != nullptr && eph->sqrt_A <= 0.0) return 0.0;
-    evaluate(*eph, time, tsGALT, false, -4.442807633e-10, orbit_gal, satposvel, satclk);
-    return eph->BGD_E5a_E1;
-}
-
-// --- precise orbit and clock ---------------------------------------------------------------------------------------------
-
-bool load_ephemris_prec(char* precfilename) {
-    if (precfilename == nullptr) return false;
-    const File file = open_text(precfilename);
-    if (!file) {
-        report(ULOG_ERROR_LEVEL, "sp3 file %s open failed!\n", precfilename);
-        std::exit(1);
-    }
-    if (!precise_store_present(g_prec_storage)) return false;
-    LineReader reader{file.get(), precfilename};
-    read_in_blocks(reader);
-    char line[kLineSize];
-    Tokens fields;
-    GTime epoch = {};
-    bool epoch_seen = false;
-    while (read_line(reader, line) && !reader.at_eof) {  // settled: a last line without a newline is not used
-        if (line[0] == '#' || line[0] == '%' || std::strncmp(line, "/*", 2) == 0) continue;
-        if (std::strstr(line, "EOF") != nullptr) break;
-        if (line[0] == '*') {
-            split(line, " ", fields, 20, &reader);
-            epoch = sp3_epoch(fields);
-            epoch_seen = true;
-        } else if (line[0] == 'P' && epoch_seen) {
-            split(line, " ", fields, 20, &reader);
-            if (!store_sp3_position(fields, epoch, *g_prec_storage)) break;
-        }
-    }
-    sort_ephprec_storage(g_prec_storage);
-    remove_duplicate_ephprec_storage(g_prec_storage);
-    g_eph_selection = EPHOPT_PREC;
-    report(ULOG_INFO_LEVEL, "load_ephemeris_prec[%s]", precfilename);
-    return true;
-}
-
-bool load_clock_prec(char* clkfilename, EPHPREC_STORE* eph_prec) {
-    if (clkfilename == nullptr || clkfilename[0] == '\0') return false;
-    const File file = open_text(clkfilename);
-    if (!file) return false;
-    if (!precise_store_present(eph_prec)) return false;
-    LineReader reader{file.get(), clkfilename};
-    read_in_blocks(reader);
-    char line[kLineSize];
-    Tokens fields;
-    ClockDate date;
-    bool header_ended = false;
-    while (read_line(reader, line) && !reader.at_eof) {  // settled: a last line without a newline is not used
-        if (reader.length <= 1) continue;
-        if (!header_ended) {
-            header_ended = contains(line, "END OF HEADER");
-            continue;
-        }
-        if (std::strncmp(line, "AS", 2) != 0) continue;
-        split(line, " ", fields, 15, &reader);
-        if (!store_clock_line(fields, clkfilename, date, *eph_prec)) break;
-    }
-    sort_ephprec_storage(eph_prec);
-    remove_duplicate_ephprec_storage(eph_prec);
-    report(ULOG_INFO_LEVEL, "load_clock_prec[%s]", clkfilename);
-    g_eph_selection = EPHOPT_PREC;
-    return true;
-}
-
-int cmp_ephrec_pre(const void* a, const void* b) { return compare_time<EPHREC_PRE>(a, b); }
-
-int cmp_clkrec_pre(const void* a, const void* b) { return compare_time<CLKREC_PRE>(a, b); }
-
-void sort_ephprec_storage(EPHPREC_STORE* ephprec_store) {
-    if (ephprec_store == nullptr) return;
-    for (int i = 0; i < MAXSAT_GNSS; ++i) sort_row(ephprec_store->eph_pre_all[i], ephprec_store->idx_eph[i]);
-    for (int i = 0; i < MAXSAT_GNSS; ++i) sort_row(ephprec_store->clk_pre_all[i], ephprec_store->idx_clk[i]);
-}
-
-void remove_duplicate_ephprec_storage(EPHPREC_STORE* ephprec_store) {
-    if (ephprec_store == nullptr) return;
-    for (int i = 0; i < MAXSAT_GNSS; ++i) remove_duplicates(ephprec_store->eph_pre_all[i], ephprec_store->idx_eph[i]);
-    for (int i = 0; i < MAXSAT_GNSS; ++i) remove_duplicates(ephprec_store->clk_pre_all[i], ephprec_store->idx_clk[i]);
-}
-
-int find_closest_eph_prec(EPHREC_PRE* eph_all, int nsize, GTime time_target) {
-    return find_closest(eph_all, nsize, time_target);
-}
-
-int find_closest_clk_prec(CLKREC_PRE* clk_all, int nsize, GTime time_target) {
-    return find_closest(clk_all, nsize, time_target);
-}
-
-bool compute_satposvel_prec(GTime transmission_time, int satindex, double* satposvel) {
-    if (satposvel == nullptr || satindex < 0 || satindex > kMaxSatIndexRow) return false;
-    if (!precise_store_present(g_prec_storage)) return false;
-    EPHREC_PRE* row = g_prec_storage->eph_pre_all[satindex];
-    const int nsize = g_prec_storage->idx_eph[satindex];
-    if (nsize <= 0) return false;
-
-    const int idx = find_closest_eph_prec(row, nsize, transmission_time);
-    const int num_half = 5;
-    const Window window = interpolation_window(
-        row, nsize, idx, num_half, [](EPHREC_PRE& record) { return norm(3, record.pos_ecf) > kMinPosition; });
-    const GTime T0 = row[idx].time;
-    double tdata[kMaxOrbitPoints];
-    double xyz[3][kMaxOrbitPoints];
-    int count = 0;
-    for (int i = window.first; i <= window.last && count < kMaxOrbitPoints; ++i) {
-        if (!(norm(3, row[i].pos_ecf) >= kMinPosition)) continue;
-        tdata[count] = gtimeSubSec(row[i].time, T0);
-        for (int k = 0; k < 3; ++k) xyz[k][count] = row[i].pos_ecf[k];
-        ++count;
-    }
-    if (count == 0) return false;
-    const double tt = gtimeSubSec(transmission_time, T0);
-    if (tt < tdata[0] || tt > tdata[count - 1]) {
-        report(ULOG_WARNING_LEVEL, "compute_satposvel_prec cannot interpolate tt=%lf tdata[0]=%lf tdata[count-1]=%lf ",
-               tt, tdata[0], tdata[count - 1]);
-        return false;
-    }
-    double value_rate[3][2];
-    for (int k = 0; k < 3; ++k) {
-        if (!interpolation_Lagrange_Barycentric(tdata, xyz[k], count, tt, value_rate[k])) return false;
-    }
-    for (int k = 0; k < 3; ++k) {
-        satposvel[k] = value_rate[k][0];
-        satposvel[3 + k] = value_rate[k][1];
-    }
-    return true;
-}
-
-bool compute_satclk_prec(GTime transmission_time, int satindex, double* satclk) {
-    if (satclk == nullptr || satindex < 0) return false;
-    satclk[0] = satclk[1] = 0.0;
-    if (satindex > kMaxSatIndexRow || !precise_store_present(g_prec_storage)) return false;
-    CLKREC_PRE* row = g_prec_storage->clk_pre_all[satindex];
-    const int nsize = g_prec_storage->idx_clk[satindex];
-    if (nsize <= 0) return false;
-
-    const int idx = find_closest_clk_prec(row, nsize, transmission_time);
-    const int num_half = 2;
-    const Window window =
-        interpolation_window(row, nsize, idx, num_half, [](const CLKREC_PRE& record) { return record.ok; });
-    const GTime T0 = row[idx].time;
-    double tdata[kMaxClockPoints];
-    double cdata[kMaxClockPoints];
-    int count = 0;
-    for (int i = window.first; i <= window.last && count < kMaxClockPoints; ++i) {
-        if (!row[i].ok) continue;
-        tdata[count] = gtimeSubSec(row[i].time, T0);
-        cdata[count] = row[i].clk_offset;
-        ++count;
-    }
-    if (count == 0) return false;
-    const double tt = gtimeSubSec(transmission_time, T0);
-    if (tt < tdata[0] || tt > tdata[count - 1]) {
-        report(ULOG_WARNING_LEVEL, "compute_satclk_prec cannot interpolate tt=%lf tdata[0]=%lf tdata[count-1]=%lf", tt,
-               tdata[0], tdata[count - 1]);
-        return false;
-    }
-    interpolation_Lagrange_Barycentric(tdata, cdata, count, tt, satclk);
-    return true;
-}
-
-// --- antenna data --------------------------------------------------------------------------------------------------------
 
 bool load_antenna_storage(char* antex_file, ANT_INFO_STORE* ant_info_store) {
     if (antex_file == nullptr) {
