@@ -390,6 +390,24 @@ double seconds_from_toe(const TimeGNSS& now, double toe, int week) {
     return (now.sow - toe) + (static_cast<double>(now.week) - static_cast<double>(week)) * kDay * 7;
 }
 
+/// The record of a row that is nearest in time.
+struct Nearest {
+    int index = -1;
+    double dt = 9999999.0;  ///< [s]
+};
+
+/// Searches a row (which may be null) among the records that are usable. closer(dt, least) compares with the least distance so far.
+template <class Record, class Usable, class Closer>
+Nearest nearest_record(Record* row, const TimeGNSS& now, Usable usable, Closer closer) {
+    Nearest nearest;
+    for (int i = 0; row != nullptr && i < MAXEPH_BRDC; ++i) {
+        if (!row[i].ok || !usable(row[i])) continue;
+        const double dt = std::fabs(seconds_from_toe(now, row[i].TOE, row[i].Week));
+        if (closer(dt, nearest.dt)) nearest = {i, dt};
+    }
+    return nearest;
+}
+
 /// Limits of GPS elements outside which a record is rejected for good.
 bool plausible(const EPHREC_GPS& record) {
     if (record.sqrt_A <= 2530.0 || record.sqrt_A >= 8192.0) return false;
@@ -679,35 +697,23 @@ bool choose_eph_gps_brdc(GTime transmission_time, int satindex) {
     int prn = -1;
     if (!satindex2sysprn(satindex, &sys, &prn)) return false;
     if (!broadcast_store_present()) return false;
-    const TimeGNSS now = GTime2SOW(time);
-    const double toe_max = 7201.0;
-    double dt_min = 9999999.0;
-    int index_eph = -1;
+    const auto usable = [satindex](EPHREC_GPS& record) {
+        record.ok = plausible(record);
+        if (!record.ok) return false;
+        if (record.sv_health == 0 && !(record.IODE < 0.0 || record.IODE > 1023.0)) return true;
+        report(ULOG_ERROR_LEVEL, "sat index: %d is not healthy (%d) !\n", satindex, record.sv_health);
+        return false;
+    };
+    // settled: a record exactly at its TOE is not taken
+    const auto closer = [](double dt, double least) { return 0.0 < dt && dt < least; };
     EPHREC_GPS* row = store_row(g_brdc_storage->eph_brdc_gps_all, prn);
-    int i = 0;
-    for (; row != nullptr && i < MAXEPH_BRDC; ++i) {
-        EPHREC_GPS& record = row[i];
-        if (!record.ok) continue;
-        if (!plausible(record)) {
-            record.ok = false;
-            continue;
-        }
-        if (record.sv_health != 0 || record.IODE < 0.0 || record.IODE > 1023.0) {
-            report(ULOG_ERROR_LEVEL, "sat index: %d is not healthy (%d) !\n", satindex, record.sv_health);
-            continue;
-        }
-        const double tt = std::fabs(seconds_from_toe(now, record.TOE, record.Week));
-        if (0.0 < tt && tt < dt_min) {  // settled: a record exactly at its TOE is not taken
-            index_eph = i;
-            dt_min = tt;
-        }
-    }
-    const bool found = !(dt_min >= toe_max || index_eph == -1 || index_eph == MAXEPH_BRDC);
+    const Nearest nearest = nearest_record(row, GTime2SOW(time), usable, closer);
+    const bool found = nearest.dt < 7201.0;
     if (!found) {
-        report(ULOG_WARNING_LEVEL, "gps brdc not found, satindex=%d dt_min=%lf index_eph=%d i=%d", satindex, dt_min,
-               index_eph, i);
+        report(ULOG_WARNING_LEVEL, "gps brdc not found, satindex=%d dt_min=%lf index_eph=%d i=%d", satindex, nearest.dt,
+               nearest.index, row != nullptr ? static_cast<int>(MAXEPH_BRDC) : 0);
     }
-    if (row != nullptr) g_eph_brdc_now.eph_brdc_gps_now[prn - 1] = found ? row + index_eph : nullptr;
+    if (row != nullptr) g_eph_brdc_now.eph_brdc_gps_now[prn - 1] = found ? row + nearest.index : nullptr;
     return found;
 }
 
@@ -720,31 +726,21 @@ bool choose_eph_bds_brdc(GTime transmission_time, int satindex) {
         return false;
     }
     if (!broadcast_store_present()) return false;
-    const TimeGNSS now = GTime2SOW(time);
-    const double toe_max = 3601.0;
-    double dt_min = 9999999.0;
-    int index_eph = -1;
+    const auto usable = [satindex, prn](const EPHREC_BDS& record) {
+        if (record.sv_health == 0 && !(record.AODE < 0.0 || record.AODE > 1023.0)) return true;
+        report(ULOG_INFO_LEVEL, "satellite not healthy! satindex=%d prn=%d,sv_health=%d, iode=%d", satindex, prn,
+               record.sv_health, truncate_to_int(record.AODE));
+        return false;
+    };
+    const auto closer = [](double dt, double least) { return dt <= least; };  // of equal ones the later slot wins
     EPHREC_BDS* row = store_row(g_brdc_storage->eph_brdc_bds_all, prn);
-    for (int i = 0; row != nullptr && i < MAXEPH_BRDC; ++i) {
-        const EPHREC_BDS& record = row[i];
-        if (!record.ok) continue;
-        if (record.sv_health != 0 || record.AODE < 0.0 || record.AODE > 1023.0) {
-            report(ULOG_INFO_LEVEL, "satellite not healthy! satindex=%d prn=%d,sv_health=%d, iode=%d", satindex, prn,
-                   record.sv_health, truncate_to_int(record.AODE));
-            continue;
-        }
-        const double tt = seconds_from_toe(now, record.TOE, record.Week);
-        if (std::fabs(tt) <= dt_min) {  // with equal distance the later slot wins
-            index_eph = i;
-            dt_min = std::fabs(tt);
-        }
-    }
-    const bool found = !(dt_min >= toe_max || index_eph == -1 || index_eph == MAXEPH_BRDC);
+    const Nearest nearest = nearest_record(row, GTime2SOW(time), usable, closer);
+    const bool found = nearest.dt < 3601.0;
     if (!found) {
-        report(ULOG_ERROR_LEVEL, "BDS brdc ephemeris not found! prn=%d, dt_min=%lf,index_eph=%d", prn, dt_min,
-               index_eph);
+        report(ULOG_ERROR_LEVEL, "BDS brdc ephemeris not found! prn=%d, dt_min=%lf,index_eph=%d", prn, nearest.dt,
+               nearest.index);
     }
-    if (row != nullptr) g_eph_brdc_now.eph_brdc_bds_now[prn - 1] = found ? row + index_eph : nullptr;
+    if (row != nullptr) g_eph_brdc_now.eph_brdc_bds_now[prn - 1] = found ? row + nearest.index : nullptr;
     return found;
 }
 
@@ -867,6 +863,36 @@ Window interpolation_window(Record* row, int nsize, int idx, int num_half, Usabl
     return window;
 }
 
+/// Records of an interpolation, with their times in seconds from the closest one.
+template <class Record, int kMost>
+struct Points {
+    int count = 0;
+    double t[kMost];
+    Record* record[kMost];
+    double target;  ///< time of the interpolation
+
+    double first() const { return t[0]; }
+    double last() const { return t[count - 1]; }
+    bool enclose() const { return !(target < first() || target > last()); }
+};
+
+/// Finds them in a row: `usable` tells which count for the extent of the window, `taken` which of the window are used. False without any.
+template <class Record, int kMost, class Usable, class Taken>
+bool find_points(Record* row, int nsize, const GTime& time, Usable usable, Taken taken, Points<Record, kMost>& points) {
+    if (nsize <= 0) return false;
+    const int closest = find_closest(row, nsize, time);
+    const GTime origin = row[closest].time;
+    const Window window = interpolation_window(row, nsize, closest, (kMost - 2) / 2, usable);
+    for (int i = window.first; i <= window.last && points.count < kMost; ++i) {
+        if (!taken(row[i])) continue;
+        points.t[points.count] = gtimeSubSec(row[i].time, origin);
+        points.record[points.count++] = &row[i];
+    }
+    if (points.count == 0) return false;
+    points.target = gtimeSubSec(time, origin);
+    return true;
+}
+
 /// One epoch line of an orbit file: calendar fields as numbers; GPS time whatever the header says.
 GTime sp3_epoch(const Tokens& fields) {
     TimeYMD date = {};
@@ -974,7 +1000,7 @@ bool store_clock_line(const Tokens& fields, const char* clkfilename, ClockDate& 
     const double clk_offset = to_double(fields, 9);
     const double clk_drift = nn == 2 ? to_double(fields, 10) : 0.0;  // settled: taken as drift as it stands
 
-    int& num_clk = g_prec_storage->idx_clk[satindex];
+    int& num_clk = g_prec_storage->idx_clk[satindex];  // settled: of the global store, whichever is filled
     if (!clock_row_has_room(num_clk)) return false;
     if (std::fabs(clk_offset) < 99999.0) {
         append_clock(store.clk_pre_all[satindex][num_clk], time, sys, prn, clk_offset, clk_drift);
@@ -1073,34 +1099,23 @@ int find_closest_clk_prec(CLKREC_PRE* clk_all, int nsize, GTime time_target) {
 bool compute_satposvel_prec(GTime transmission_time, int satindex, double* satposvel) {
     if (satposvel == nullptr || satindex < 0 || satindex > kMaxSatIndexRow) return false;
     if (!precise_store_present(g_prec_storage)) return false;
-    EPHREC_PRE* row = g_prec_storage->eph_pre_all[satindex];
-    const int nsize = g_prec_storage->idx_eph[satindex];
-    if (nsize <= 0) return false;
-
-    const int idx = find_closest_eph_prec(row, nsize, transmission_time);
-    const int num_half = 5;
-    const Window window = interpolation_window(
-        row, nsize, idx, num_half, [](EPHREC_PRE& record) { return norm(3, record.pos_ecf) > kMinPosition; });
-    const GTime T0 = row[idx].time;
-    double tdata[kMaxOrbitPoints];
-    double xyz[3][kMaxOrbitPoints];
-    int count = 0;
-    for (int i = window.first; i <= window.last && count < kMaxOrbitPoints; ++i) {
-        if (!(norm(3, row[i].pos_ecf) >= kMinPosition)) continue;
-        tdata[count] = gtimeSubSec(row[i].time, T0);
-        for (int k = 0; k < 3; ++k) xyz[k][count] = row[i].pos_ecf[k];
-        ++count;
+    const auto usable = [](EPHREC_PRE& record) { return norm(3, record.pos_ecf) > kMinPosition; };
+    const auto taken = [](EPHREC_PRE& record) { return norm(3, record.pos_ecf) >= kMinPosition; };
+    Points<EPHREC_PRE, kMaxOrbitPoints> points;
+    if (!find_points(g_prec_storage->eph_pre_all[satindex], g_prec_storage->idx_eph[satindex], transmission_time,
+                     usable, taken, points)) {
+        return false;
     }
-    if (count == 0) return false;
-    const double tt = gtimeSubSec(transmission_time, T0);
-    if (tt < tdata[0] || tt > tdata[count - 1]) {
+    if (!points.enclose()) {
         report(ULOG_WARNING_LEVEL, "compute_satposvel_prec cannot interpolate tt=%lf tdata[0]=%lf tdata[count-1]=%lf ",
-               tt, tdata[0], tdata[count - 1]);
+               points.target, points.first(), points.last());
         return false;
     }
     double value_rate[3][2];
     for (int k = 0; k < 3; ++k) {
-        if (!interpolation_Lagrange_Barycentric(tdata, xyz[k], count, tt, value_rate[k])) return false;
+        double x[kMaxOrbitPoints];
+        for (int i = 0; i < points.count; ++i) x[i] = points.record[i]->pos_ecf[k];
+        if (!interpolation_Lagrange_Barycentric(points.t, x, points.count, points.target, value_rate[k])) return false;
     }
     for (int k = 0; k < 3; ++k) {
         satposvel[k] = value_rate[k][0];
@@ -1113,32 +1128,20 @@ bool compute_satclk_prec(GTime transmission_time, int satindex, double* satclk) 
     if (satclk == nullptr || satindex < 0) return false;
     satclk[0] = satclk[1] = 0.0;
     if (satindex > kMaxSatIndexRow || !precise_store_present(g_prec_storage)) return false;
-    CLKREC_PRE* row = g_prec_storage->clk_pre_all[satindex];
-    const int nsize = g_prec_storage->idx_clk[satindex];
-    if (nsize <= 0) return false;
-
-    const int idx = find_closest_clk_prec(row, nsize, transmission_time);
-    const int num_half = 2;
-    const Window window =
-        interpolation_window(row, nsize, idx, num_half, [](const CLKREC_PRE& record) { return record.ok; });
-    const GTime T0 = row[idx].time;
-    double tdata[kMaxClockPoints];
-    double cdata[kMaxClockPoints];
-    int count = 0;
-    for (int i = window.first; i <= window.last && count < kMaxClockPoints; ++i) {
-        if (!row[i].ok) continue;
-        tdata[count] = gtimeSubSec(row[i].time, T0);
-        cdata[count] = row[i].clk_offset;
-        ++count;
-    }
-    if (count == 0) return false;
-    const double tt = gtimeSubSec(transmission_time, T0);
-    if (tt < tdata[0] || tt > tdata[count - 1]) {
-        report(ULOG_WARNING_LEVEL, "compute_satclk_prec cannot interpolate tt=%lf tdata[0]=%lf tdata[count-1]=%lf", tt,
-               tdata[0], tdata[count - 1]);
+    const auto usable = [](const CLKREC_PRE& record) { return record.ok; };
+    Points<CLKREC_PRE, kMaxClockPoints> points;
+    if (!find_points(g_prec_storage->clk_pre_all[satindex], g_prec_storage->idx_clk[satindex], transmission_time,
+                     usable, usable, points)) {
         return false;
     }
-    interpolation_Lagrange_Barycentric(tdata, cdata, count, tt, satclk);
+    if (!points.enclose()) {
+        report(ULOG_WARNING_LEVEL, "compute_satclk_prec cannot interpolate tt=%lf tdata[0]=%lf tdata[count-1]=%lf",
+               points.target, points.first(), points.last());
+        return false;
+    }
+    double offset[kMaxClockPoints];
+    for (int i = 0; i < points.count; ++i) offset[i] = points.record[i]->clk_offset;
+    interpolation_Lagrange_Barycentric(points.t, offset, points.count, points.target, satclk);
     return true;
 }
 

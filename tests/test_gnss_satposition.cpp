@@ -339,6 +339,11 @@ TEST_F(SatPosition, ClockFileValuesAndFatalLines) {
     EXPECT_STOP(load_clk(clock_text(" 3  1.0 2.0 3.0")), "nn=3, format error for this clk file .*stopping");
     EXPECT_STOP(load_ephemris_prec(data("no.sp3").data()), "^sp3 file .*no.sp3 open failed!\n");
 
+    // settled: a record counts in the global store, whichever receives it
+    const auto other = std::make_unique<EPHPREC_STORE>();
+    EXPECT_TRUE(load_clock_prec(write_temp("clk", clock_text(" 1  3.0")).data(), other.get()));
+    EXPECT_TRUE(prec->idx_clk[0] == 2 && other->idx_clk[0] == 0 && other->clk_pre_all[0][1].clk_offset == 3.0);
+
     // a full row ends the reading, with a warning
     prec->idx_clk[0] = MAXEPOCH_CLK_PRE;
     support::LogRecorder log;
