@@ -228,7 +228,6 @@ double yaw_nominal_gps(double beta, double mu) {
 int attitude_platform(int, GTime time_utc, double* position_platform_ecf, double*, double* position_platform_eci,
                       double* velocity_platform_eci, ATT_QUATERNION* att_qua, double* ex, double* ey, double* ez,
                       double*) {
-    static int att_frame = 0;  // frame of the last call
     for (int i = 0; i < 3; ++i) {
         ex[i] = i == 0 ? 1.0 : 0.0;
         ey[i] = i == 1 ? 1.0 : 0.0;
@@ -257,8 +256,9 @@ int attitude_platform(int, GTime time_utc, double* position_platform_ecf, double
             ey[i] = R[3 * i + 1];
             ez[i] = R[3 * i + 2];
         }
-        att_frame = 0;
-    } else if (choice_norminal == 2) {
+        return 0;
+    }
+    if (choice_norminal == 2) {
         double blh[3];
         double E[9];
         ecef2blh(position_platform_ecf, blh, kWgs84SemiMajor, kWgs84Flattening);
@@ -268,21 +268,19 @@ int attitude_platform(int, GTime time_utc, double* position_platform_ecf, double
             ey[i] = E[3 + i];
             ez[i] = E[6 + i];
         }
-        att_frame = 1;
-    } else if (choice_norminal == 1) {
-        eci2rtn(position_platform_eci, velocity_platform_eci, ez, ex, ey);
-        att_frame = 0;
-    } else {
-        char epoch[100];
-        gtime2str(time_utc, epoch);
-        char locator[100];
-        std::snprintf(locator, sizeof locator, "%s:%d:%s()<%s>", "attitude", 470, "attitude_platform",
-                      "attitude error");
-        report(ULOG_WARNING_LEVEL, "%s, choice_qua=%d choice_normal=%d, epoch=%s", locator, choice_qua, choice_norminal,
-               epoch);
-        att_frame = -1;
+        return 1;
     }
-    return att_frame;
+    if (choice_norminal == 1) {
+        eci2rtn(position_platform_eci, velocity_platform_eci, ez, ex, ey);
+        return 0;
+    }
+    char epoch[kTimeText];
+    gtime2str(time_utc, epoch);
+    char locator[100];
+    std::snprintf(locator, sizeof locator, "%s:%d:%s()<%s>", "attitude", 470, "attitude_platform", "attitude error");
+    report(ULOG_WARNING_LEVEL, "%s, choice_qua=%d choice_normal=%d, epoch=%s", locator, choice_qua, choice_norminal,
+           epoch);
+    return -1;
 }
 
 // --- lookup --------------------------------------------------------------------------------------------------------------

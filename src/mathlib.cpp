@@ -20,14 +20,7 @@ using namespace leopod;
 
 namespace {
 
-using Scratch = Work<double>;
-
 constexpr double kTiny = 1e-20;  ///< singularity bound of the decomposition and of its solution
-
-/// Elements of a rows x cols block; negative counts are empty.
-std::size_t area(int rows, int cols) {
-    return rows > 0 && cols > 0 ? static_cast<std::size_t>(rows) * static_cast<std::size_t>(cols) : 0;
-}
 
 /// y += factor * x, element by element; x and y do not overlap.
 LEOPOD_KERNEL inline void add_scaled(int n, double factor, const double* __restrict x, double* __restrict y) {
@@ -144,16 +137,16 @@ namespace {
 
 /// Work of ludcmp.
 struct DecompositionWork {
-    Scratch scale;  ///< implicit scale of each row
-    Scratch sums;   ///< sums of products of the column in work
+    Work<double> scale;  ///< implicit scale of each row
+    Work<double> sums;   ///< sums of products of the column in work
 
     DecompositionWork(Memory& memory, int nn, int n)
         : scale(memory, area(std::max(n, nn), 1)), sums(memory, scale.size()) {}
 };
 
 int decompose(double* A, int nn, int n, int* indx, double* d, const DecompositionWork& work) {
-    const Scratch& vv = work.scale;
-    const Scratch& sums = work.sums;
+    const Work<double>& vv = work.scale;
+    const Work<double>& sums = work.sums;
     *d = 1.0;
     for (int i = 0; i < nn; ++i) {
         double big = 0.0;
@@ -273,10 +266,10 @@ namespace {
 
 /// Work of matinv.
 struct InverseWork {
-    Scratch B;  ///< copy of the block with the stride of the matrix
+    Work<double> B;  ///< copy of the block with the stride of the matrix
     Work<int> indx;
     DecompositionWork decomposition;
-    Scratch lines, rows;
+    Work<double> lines, rows;
 
     InverseWork(Memory& memory, int nn, int n)
         : B(memory, area(n, n)),
@@ -288,9 +281,9 @@ struct InverseWork {
 
 int invert(double* A, int nn, int n, const InverseWork& work) {
     if (nn <= 0 || nn > n) return 0;
-    const Scratch& B = work.B;
-    const Scratch& lines = work.lines;
-    const Scratch& rows = work.rows;
+    const Work<double>& B = work.B;
+    const Work<double>& lines = work.lines;
+    const Work<double>& rows = work.rows;
     const int* const indx = work.indx.data();
     for (int i = 0; i < nn; ++i) std::copy_n(A + i * n, nn, B.data() + i * n);
 
@@ -333,8 +326,8 @@ namespace {
 constexpr double kThresholdNonZero = 1e-14;  ///< on the sum of magnitudes of a column or row
 
 /// Solves the reduced normal equations N (s x s) dx = rhs; N becomes its inverse. Returns 0 or -1.
-int solve_reduced(const Scratch& N, const Scratch& rhs, int s, const Scratch& dx, const InverseWork& work,
-                  const char* failure) {
+int solve_reduced(const Work<double>& N, const Work<double>& rhs, int s, const Work<double>& dx,
+                  const InverseWork& work, const char* failure) {
     const int info = invert(N.data(), s, s, work);
     if (info != 0) {
         report(ULOG_ERROR_LEVEL, "%s", failure);
@@ -345,7 +338,8 @@ int solve_reduced(const Scratch& N, const Scratch& rhs, int s, const Scratch& dx
 }
 
 /// Writes the reduced solution and its inverse to the places of the active parameters; x and Q (stride) may be null.
-void scatter(const int* idx, int s, int stride, const Scratch& dx, const Scratch& inverse, double* x, double* Q) {
+void scatter(const int* idx, int s, int stride, const Work<double>& dx, const Work<double>& inverse, double* x,
+             double* Q) {
     for (int i = 0; i < s; ++i) {
         if (x != nullptr) x[idx[i]] = dx[i];
         for (int j = 0; Q != nullptr && j < s; ++j) Q[idx[i] * stride + idx[j]] = inverse[i * s + j];
@@ -369,8 +363,8 @@ int solve_lsq(double* A, double* y, const int n, const int m, double* x, double*
         if (sum > kThresholdNonZero) idx[s++] = j;
     }
 
-    const Scratch B(memory, area(n, s)), BT(memory, area(s, n)), BTB(memory, area(s, s));
-    const Scratch BTy(memory, area(s, 1)), dx(memory, area(s, 1));
+    const Work<double> B(memory, area(n, s)), BT(memory, area(s, n)), BTB(memory, area(s, s));
+    const Work<double> BTy(memory, area(s, 1)), dx(memory, area(s, 1));
     const InverseWork inverse(memory, s, s);
     if (memory.missing()) return -1;
     for (int i = 0; i < n; ++i) {
@@ -401,7 +395,7 @@ int leopod::solve_normal(double* BTWB, double* BTWL, int n, double* x, double* Q
         if (sum >= kThresholdNonZero) idx[s++] = i;  // settled: at the threshold, unlike solve_lsq
     }
 
-    const Scratch N(memory, area(s, s)), rhs(memory, area(s, 1)), dx(memory, area(s, 1));
+    const Work<double> N(memory, area(s, s)), rhs(memory, area(s, 1)), dx(memory, area(s, 1));
     const InverseWork inverse(memory, s, s);
     if (memory.missing()) return kNoMemory;
     for (int i = 0; i < s; ++i) {
@@ -422,7 +416,7 @@ namespace {
 
 /// Work of filter_.
 struct FilterWork {
-    Scratch Q, HT, PHT, K, Kv, I_KH;
+    Work<double> Q, HT, PHT, K, Kv, I_KH;
     InverseWork inverse;
 
     FilterWork(Memory& memory, int n, int m)
@@ -507,7 +501,7 @@ void select_active(const double* x, const double* P, const double* R, int n, int
 }
 
 /// Copy of the rows and columns of a matrix that are listed; dense.
-void gather(const double* M, int stride, Indices rows, Indices cols, const Scratch& block) {
+void gather(const double* M, int stride, Indices rows, Indices cols, const Work<double>& block) {
     double* out = block.data();
     for (const int i : rows) {
         for (const int j : cols) *out++ = M[i * stride + j];
@@ -526,9 +520,9 @@ int leopod::filter_active(double* x, double* P, double* H, double* v, double* R,
     if (memory.missing()) return kNoMemory;
     select_active(x, P, R, n, m, 1e-14, active);
     const int nn = active.nn, mm = active.mm;
-    const Scratch x_(memory, area(nn, 1)), P_(memory, area(nn, nn)), H_(memory, area(mm, nn));
-    const Scratch v_(memory, area(mm, 1)), R_(memory, area(mm, mm));
-    const Scratch xp_(memory, area(nn, 1)), Pp_(memory, area(nn, nn));
+    const Work<double> x_(memory, area(nn, 1)), P_(memory, area(nn, nn)), H_(memory, area(mm, nn));
+    const Work<double> v_(memory, area(mm, 1)), R_(memory, area(mm, mm));
+    const Work<double> xp_(memory, area(nn, 1)), Pp_(memory, area(nn, nn));
     const FilterWork work(memory, nn, mm);
     if (memory.missing()) return kNoMemory;
     gather(x, 1, active.ix(), kSingle, x_);
@@ -549,7 +543,7 @@ namespace {
 
 /// Work of filter_embed.
 struct EmbedWork {
-    Scratch HPHT_R, K_row, Pp, I_KH;
+    Work<double> HPHT_R, K_row, Pp, I_KH;
     InverseWork inverse;
 
     EmbedWork(Memory& memory, int n, int m)
@@ -562,10 +556,10 @@ struct EmbedWork {
 
 void update_embed(double* x, double* P, double* H, double* v, double* R, int n, int m, int max_n, int max_m,
                   const EmbedWork& work) {
-    const Scratch& HPHT_R = work.HPHT_R;
-    const Scratch& K_row = work.K_row;
-    const Scratch& Pp = work.Pp;
-    const Scratch& I_KH = work.I_KH;
+    const Work<double>& HPHT_R = work.HPHT_R;
+    const Work<double>& K_row = work.K_row;
+    const Work<double>& Pp = work.Pp;
+    const Work<double>& I_KH = work.I_KH;
     matrixMultiply3_HPHT(m, n, n, H, P, HPHT_R.data(), max_n, max_n, m);
     for (int i = 0; i < m; ++i) {
         for (int j = 0; j < m; ++j) HPHT_R[i * m + j] += R[i * max_m + j];
@@ -658,8 +652,8 @@ int kalman_filter_embed(double* x, double* P, double* H, double* v, double* R, i
 
 int smoother(double* xf, double* Qf, double* xb, double* Qb, int n, double* xs, double* Qs) {
     Memory memory("smoother");
-    const Scratch invQf(memory, area(n, n)), invQb(memory, area(n, n));
-    const Scratch weighted(memory, area(n, 1)), weighted_b(memory, area(n, 1));
+    const Work<double> invQf(memory, area(n, n)), invQb(memory, area(n, n));
+    const Work<double> weighted(memory, area(n, 1)), weighted_b(memory, area(n, 1));
     const InverseWork work(memory, n, n);
     if (memory.missing()) return -1;
     std::copy_n(Qf, invQf.size(), invQf.data());
@@ -772,7 +766,7 @@ void barycentric_value(const double* x, const double* w, int n, const double* y,
 bool interpolation_Lagrange_Barycentric(double* x, double* y, const int n, double xt, double* yt) {
     if (!within_abscissae(x, n, xt)) return false;
     Memory memory("interpolation_Lagrange_Barycentric");
-    const Scratch heap(memory, heap_size(n));
+    const Work<double> heap(memory, heap_size(n));
     if (memory.missing()) return false;
     double local[kLocalSize];
     double* const w = heap.size() == 0 ? local : heap.data();
@@ -819,7 +813,7 @@ void interpolation_multip_dimension(const int n, const int m, double* x, double*
         return;
     }
     Memory memory("interpolation_multip_dimension");
-    const Scratch heap(memory, heap_size(n));
+    const Work<double> heap(memory, heap_size(n));
     if (memory.missing()) return;
     double local[kLocalSize];
     double* const w = heap.size() == 0 ? local : heap.data();
@@ -953,7 +947,7 @@ void HelmertParameter_3D(int npoints, double (*q)[3], double (*p)[3], double* pa
     constexpr int iter_num_max = 20;
     const int points = std::clamp(npoints, 0, INT_MAX / 3);
     Memory memory("HelmertParameter_3D");
-    const Scratch B(memory, area(3 * points, nparam)), L(memory, area(3 * points, 1));
+    const Work<double> B(memory, area(3 * points, nparam)), L(memory, area(3 * points, 1));
     if (memory.missing()) return;
     double state[nparam] = {0.0, 0.0, 0.0, 1.0, 0.0, 0.0, 0.0};  // tx, ty, tz, scale factor, a, b, c
     double test_convergency = 0.0;

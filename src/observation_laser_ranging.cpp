@@ -3,7 +3,6 @@
 #include "observation_laser_ranging.h"
 
 #include <cstring>
-#include <memory>
 
 #include "private/memory.h"
 #include "private/report.h"
@@ -28,16 +27,15 @@ constexpr std::size_t kCommentColumn = 3;
 
 /// The tokens of a line, with the count that the failed numbers lower.
 struct TokenTable {
-    std::unique_ptr<char[]> rows;
+    Memory memory{"tokenize"};
+    Work<char> rows{memory, kTokens* kTokenSize};
     int count = 0;
 
     explicit TokenTable(char* line) {
-        Memory memory("tokenize");
-        rows = memory.take<char>(kTokens * kTokenSize);
         char separators[] = " \n";
-        if (!memory.missing()) count = tokenize(line, separators, kTokens, kTokenSize, rows.get());
+        if (!memory.missing()) count = tokenize(line, separators, kTokens, kTokenSize, rows.data());
     }
-    char* row(int i) const { return rows.get() + i * kTokenSize; }
+    char* row(int i) const { return rows.data() + i * kTokenSize; }
     int present() const { return count < 0 ? kTokens : count; }
 };
 
@@ -53,7 +51,7 @@ int read_token(char* token, char (&text)[N]) {
 /// Reads the fields from token 1 on; each failed number lowers the count.
 template <typename... Fields>
 void read_fields(TokenTable& tokens, Fields&... fields) {
-    if (!tokens.rows) return;
+    if (!tokens.memory.complete()) return;
     int index = 0;
     int failed = 0;
     ((failed += read_token(tokens.row(++index), fields) < 0), ...);
@@ -237,7 +235,7 @@ int read_h9(char*) { return 0; }
 int read_c0(char* str, rc0* config) {
     constexpr int first = 3;
     TokenTable tokens(str);
-    if (!tokens.rows) return 1;
+    if (!tokens.memory.complete()) return 1;
     const int present = tokens.present();
     read_fields(tokens, config->detail_type, config->xmit_wavelength);
     // settled: ten of the twenty rows are cleared

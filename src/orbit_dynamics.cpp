@@ -16,7 +16,6 @@
 #include <cstdlib>
 #include <cstring>
 #include <iterator>
-#include <memory>
 #include <utility>
 
 #include "common_function.h"
@@ -1205,43 +1204,53 @@ void get_state_interpolated(ORBIT_DYN_CONFIG* myconfig, STATE_SPACECRAFT* mystat
 
 namespace {
 
-using Array = std::unique_ptr<double[]>;
-
-/// Zeroed array; null where there is no memory.
-Array make_numbers(double count) {
-    constexpr double kLimit = 1e10;
-    if (!(count <= kLimit)) return nullptr;
-    return make_array<double>(static_cast<std::size_t>(count));
-}
-
-/// Buffers of one fit. N is NP x NP of which only the upper triangle is summed; H is 3 x NP.
-struct FitWork {
+struct FitSize {
     int nstate, np, NP, num_output, nepochs;
-    Array x, dx, N, b, H, y, err, yt;
-    Array abscissa, table;  ///< the trajectory: num_output rows of nstate
-    Array omc_eci, omc_arc, column;
 };
 
-bool allocate(FitWork& w) {
-    w.x = make_numbers(w.NP);
-    w.dx = make_numbers(w.NP);
-    w.N = make_numbers(static_cast<double>(w.NP) * w.NP);
-    w.b = make_numbers(w.NP);
-    w.H = make_numbers(3.0 * w.NP);
-    w.y = make_numbers(w.nstate);
-    w.err = make_numbers(w.nstate);
-    w.yt = make_numbers(w.nstate);
-    w.abscissa = make_numbers(w.num_output);
-    w.table = make_numbers(static_cast<double>(w.num_output) * w.nstate);
-    w.omc_eci = make_numbers(3.0 * w.nepochs);
-    w.omc_arc = make_numbers(3.0 * w.nepochs);
-    w.column = make_numbers(w.nepochs);
-    for (const Array* a : {&w.x, &w.dx, &w.N, &w.b, &w.H, &w.y, &w.err, &w.yt, &w.abscissa, &w.table, &w.omc_eci,
-                           &w.omc_arc, &w.column}) {
-        if (*a == nullptr) return false;
+/// Sizes of a fit from its configuration. False, with a message, where they don't go together.
+bool fit_size(ORBIT_DYN_CONFIG* config, double span, int nepochs, FitSize& size) {
+    size.nstate = config->nstate;
+    size.np = config->num_param_forcemodel;
+    size.NP = 6 + size.np;
+    size.nepochs = nepochs;
+    size.num_output = std::min(to_int(span / config->output_interval), INT_MAX - 1) + 1;
+    int values = 6;
+    for (int i = 0; i < force_count(config); ++i) values += parameters_of(config, config->force_model_used[i]).num;
+    if (!(config->output_interval > 0.0) || size.num_output < kWindow) {
+        report(ULOG_ERROR_LEVEL, "orbit_fit(): an arc of %g s with an output interval of %g s is too short", span,
+               config->output_interval);
+        return false;
+    }
+    if (size.np < 0 || values > size.NP || size.nstate != 42 + 6 * size.np || size.nstate >= NSTATE_MAX) {
+        report(ULOG_ERROR_LEVEL, "orbit_fit(): nstate=%d does not fit %d force parameters", size.nstate, size.np);
+        return false;
     }
     return true;
 }
+
+/// Buffers of one fit. N is NP x NP of which only the upper triangle is summed; H is 3 x NP.
+struct FitWork : FitSize {
+    Work<double> x, dx, N, b, H, y, err, yt;
+    Work<double> abscissa, table;  ///< the trajectory: num_output rows of nstate
+    Work<double> omc_eci, omc_arc, column;
+
+    FitWork(const FitSize& s, Memory& memory)
+        : FitSize(s),
+          x(memory, area(NP, 1)),
+          dx(memory, area(NP, 1)),
+          N(memory, area(NP, NP)),
+          b(memory, area(NP, 1)),
+          H(memory, area(3, NP)),
+          y(memory, area(nstate, 1)),
+          err(memory, area(nstate, 1)),
+          yt(memory, area(nstate, 1)),
+          abscissa(memory, area(num_output, 1)),
+          table(memory, area(num_output, nstate)),
+          omc_eci(memory, area(3, nepochs)),
+          omc_arc(memory, area(3, nepochs)),
+          column(memory, area(nepochs, 1)) {}
+};
 
 /// Integrates the arc from the parameters x and fills the table.
 void integrate_arc(ORBIT_DYN_CONFIG* config, STATE_SPACECRAFT* state, GTime t0, FitWork& w, double* step,
@@ -1249,20 +1258,20 @@ void integrate_arc(ORBIT_DYN_CONFIG* config, STATE_SPACECRAFT* state, GTime t0, 
     STATE_SPACECRAFT* const history = sln != nullptr ? sln->state_all : nullptr;
     state->utc_start = t0;
     state->sec_since_start = 0.0;
-    set_state_force_param(config, state, w.x.get());
+    set_state_force_param(config, state, w.x.data());
     matrix_identical(6, state->PHI);
     std::fill_n(state->S, std::size(state->S), 0.0);
     compute_acc_all(config, state);
-    convert_struct2ystate(w.nstate, config, state, w.y.get());
-    std::copy_n(w.y.get(), w.nstate, w.table.get());
+    convert_struct2ystate(w.nstate, config, state, w.y.data());
+    std::copy_n(w.y.data(), w.nstate, w.table.data());
     if (history != nullptr) history[0] = *state;
     w.abscissa[0] = 0.0;
     report(ULOG_INFO_LEVEL, "start orbit integration.");
     double t = 0.0;
     for (int i = 1; i < w.num_output; ++i) {
         const double next = t + config->output_interval;
-        IntegrateTo(orbit_derivative, w.nstate, t, w.y.get(), step, next, w.err.get());
-        std::copy_n(w.y.get(), w.nstate, w.table.get() + static_cast<std::size_t>(i) * w.nstate);
+        IntegrateTo(orbit_derivative, w.nstate, t, w.y.data(), step, next, w.err.data());
+        std::copy_n(w.y.data(), w.nstate, w.table.data() + static_cast<std::size_t>(i) * w.nstate);
         if (history != nullptr) history[i] = *g_satellite_state;  // settled: the values of the last derivative
         w.abscissa[i] = next;
         t = next;
@@ -1271,13 +1280,13 @@ void integrate_arc(ORBIT_DYN_CONFIG* config, STATE_SPACECRAFT* state, GTime t0, 
 
 /// N += H^T H and b += H^T d. Products commute, so the upper triangle gives the same bits as the whole; a zero column adds nothing.
 void add_normal_equations(FitWork& w, const double (&d)[3]) {
-    const double* const h0 = w.H.get();
+    const double* const h0 = w.H.data();
     const double* const h1 = h0 + w.NP;
     const double* const h2 = h1 + w.NP;
     for (int i = 0; i < w.NP; ++i) {
         const double a = h0[i], b = h1[i], c = h2[i];
         if (a == 0.0 && b == 0.0 && c == 0.0) continue;
-        double* const row = w.N.get() + static_cast<std::size_t>(i) * w.NP;
+        double* const row = w.N.data() + static_cast<std::size_t>(i) * w.NP;
         run_widest([=, n = w.NP](auto) LEOPOD_KERNEL {
             int j = i;
             for (; j + kQuad <= n; j += kQuad)
@@ -1298,23 +1307,23 @@ void mirror_normal_matrix(FitWork& w) {
 /// Residuals and normal equations of all observations.
 void form_equations(ORBIT_DYN_CONFIG* config, STATE_SPACECRAFT* state, GTime t0, const GTime* epochs,
                     const double (*positions)[3], FitWork& w) {
-    std::fill_n(w.N.get(), static_cast<std::size_t>(w.NP) * w.NP, 0.0);
-    std::fill_n(w.b.get(), w.NP, 0.0);
+    std::fill_n(w.N.data(), static_cast<std::size_t>(w.NP) * w.NP, 0.0);
+    std::fill_n(w.b.data(), w.NP, 0.0);
     report(ULOG_INFO_LEVEL, "start looping over all the orbit positions in eci.");
-    double* const yt = w.yt.get();
+    double* const yt = w.yt.data();
     for (int k = 0; k < w.nepochs; ++k) {
-        get_state_interpolated(config, state, w.nstate, w.num_output, w.abscissa.get(), w.table.get(),
+        get_state_interpolated(config, state, w.nstate, w.num_output, w.abscissa.data(), w.table.data(),
                                gtimeSubSec(epochs[k], t0), yt);
         double d[3], R[3], T[3], N[3];
         for (int i = 0; i < 3; ++i) d[i] = positions[k][i] - yt[i];
         eci2rtn(yt, yt + 3, R, T, N);
-        std::copy_n(d, 3, w.omc_eci.get() + 3 * static_cast<std::size_t>(k));
-        double* const arc = w.omc_arc.get() + 3 * static_cast<std::size_t>(k);
+        std::copy_n(d, 3, w.omc_eci.data() + 3 * static_cast<std::size_t>(k));
+        double* const arc = w.omc_arc.data() + 3 * static_cast<std::size_t>(k);
         arc[0] = dotproduct(3, 3, d, T);
         arc[1] = dotproduct(3, 3, d, R);
         arc[2] = dotproduct(3, 3, d, N);
         for (int i = 0; i < 3; ++i) {
-            double* const row = w.H.get() + i * w.NP;
+            double* const row = w.H.data() + i * w.NP;
             std::copy_n(yt + 6 + 6 * i, 6, row);
             std::copy_n(yt + 42 + i * w.np, w.np, row + 6);
         }
@@ -1326,7 +1335,7 @@ void form_equations(ORBIT_DYN_CONFIG* config, STATE_SPACECRAFT* state, GTime t0,
 /// Logs mean, scatter and rms of the residuals along, radial, cross; the rms go to the solution.
 void report_residuals(const FitWork& w, SOLUTION_ORBITFIT* sln) {
     constexpr double kOutlier = 1000000.0;  // [m]
-    double* const column = w.column.get();
+    double* const column = w.column.data();
     double rms[3], scatter[3], mean[3];
     for (int c = 0; c < 3; ++c) {
         for (int k = 0; k < w.nepochs; ++k) column[k] = w.omc_arc[3 * static_cast<std::size_t>(k) + c];
@@ -1353,28 +1362,15 @@ bool orbit_fit(ORBIT_DYN_CONFIG* ptr_orb_config, STATE_SPACECRAFT* state_spacecr
     g_satellite_state = state;
 
     const double span = gtimeSubSec(epoch_end, state->utc_start);
-    FitWork w{};
-    w.nstate = config->nstate;
-    w.np = config->num_param_forcemodel;
-    w.NP = 6 + w.np;
-    w.nepochs = nepochs;
-    w.num_output = std::min(to_int(span / config->output_interval), INT_MAX - 1) + 1;
-    int values = 6;
-    for (int i = 0; i < force_count(config); ++i) values += parameters_of(config, config->force_model_used[i]).num;
-    if (!(config->output_interval > 0.0) || w.num_output < kWindow) {
-        report(ULOG_ERROR_LEVEL, "orbit_fit(): an arc of %g s with an output interval of %g s is too short", span,
-               config->output_interval);
-        return false;
-    }
-    if (w.np < 0 || values > w.NP || w.nstate != 42 + 6 * w.np || w.nstate >= NSTATE_MAX) {
-        report(ULOG_ERROR_LEVEL, "orbit_fit(): nstate=%d does not fit %d force parameters", w.nstate, w.np);
-        return false;
-    }
-    if (!allocate(w)) {
+    FitSize size{};
+    if (!fit_size(config, span, nepochs, size)) return false;
+    Memory memory("orbit_fit");
+    FitWork w(size, memory);
+    if (!memory.complete()) {
         report(ULOG_ERROR_LEVEL, "orbit_fit(): no memory for %d epochs of %d values", w.num_output, w.nstate);
         return false;
     }
-    extract_state_force_param(config, state, w.x.get());
+    extract_state_force_param(config, state, w.x.data());
     const GTime t0 = gtimeAddSec(state->utc_start, state->sec_since_start);
     double step = config->step_size;  // settled: a step reduced by a rejection stays so for the iterations that follow
 
@@ -1384,25 +1380,25 @@ bool orbit_fit(ORBIT_DYN_CONFIG* ptr_orb_config, STATE_SPACECRAFT* state_spacecr
         form_equations(config, state, t0, epoch_utc, orb_posvel_eci, w);
         report(ULOG_INFO_LEVEL,
                "lsq solution to the corrections of initial position, velocity and empirical force parameters");
-        const int solved = solve_normal(w.N.get(), w.b.get(), w.NP, w.dx.get(), nullptr);
+        const int solved = solve_normal(w.N.data(), w.b.data(), w.NP, w.dx.data(), nullptr);
         if (solved == kNoMemory) return false;
         if (solved == -1) {
             report(ULOG_ERROR_LEVEL, "solve_lsq_normal_equation error! \n stopping!");
             stop();
         }
         report_residuals(w, sln_fit);
-        const double test = std::sqrt(norm2(w.NP, w.dx.get()) / w.NP);
+        const double test = std::sqrt(norm2(w.NP, w.dx.data()) / w.NP);
         report(ULOG_INFO_LEVEL, "test_convergence[loss function]=%8.6E,threshold=%8.6E", test, kThreshold);
         if (test < kThreshold) {  // settled: the last correction is not applied
             report(ULOG_INFO_LEVEL, "orbit fit ends (iter = %d, max_iter_threshold=%d)", iteration, kMaxIterations);
             break;
         }
-        ArrayAddition(w.NP, w.x.get(), w.dx.get(), w.x.get());
+        ArrayAddition(w.NP, w.x.data(), w.dx.data(), w.x.data());
     }
 
     if (sln_fit != nullptr && sln_fit->omc_eci != nullptr && sln_fit->omc_ARC != nullptr) {
-        std::copy_n(w.omc_eci.get(), 3 * static_cast<std::size_t>(nepochs), sln_fit->omc_eci);
-        std::copy_n(w.omc_arc.get(), 3 * static_cast<std::size_t>(nepochs), sln_fit->omc_ARC);
+        std::copy_n(w.omc_eci.data(), 3 * static_cast<std::size_t>(nepochs), sln_fit->omc_eci);
+        std::copy_n(w.omc_arc.data(), 3 * static_cast<std::size_t>(nepochs), sln_fit->omc_ARC);
     }
     return true;
 }
@@ -1628,21 +1624,21 @@ void release() {
 /// Integrated records with their abscissae.
 struct Trajectory {
     int count;
-    std::unique_ptr<STATE_SPACECRAFT[]> states;
-    Array abscissa;
+    Work<STATE_SPACECRAFT> states;
+    Work<double> abscissa;
+
+    Trajectory(Memory& memory, int n)
+        : count(n), states(memory, static_cast<std::size_t>(n)), abscissa(memory, static_cast<std::size_t>(n)) {}
 };
 
 /// Records of an arc, output epochs at both ends included. Ends the process where there is no memory.
 Trajectory make_trajectory(double arc, double interval) {
     constexpr double kMaxCount = 1e7;
     const double count = std::trunc(arc / interval) + 1.0;
-    Trajectory out{};
-    if (count >= 1.0 && count <= kMaxCount) {
-        out.count = static_cast<int>(count);
-        out.states = make_array<STATE_SPACECRAFT>(static_cast<std::size_t>(out.count));
-        out.abscissa = make_numbers(out.count);
-    }
-    if (out.states == nullptr || out.abscissa == nullptr) {
+    const bool possible = count >= 1.0 && count <= kMaxCount;
+    Memory memory("test_orbit_simulation");
+    Trajectory out(memory, possible ? static_cast<int>(count) : 0);
+    if (!possible || !memory.complete()) {
         report(ULOG_ERROR_LEVEL, "orbit intergation state memory allocation error!");
         stop();
     }
@@ -1687,7 +1683,7 @@ void write_row(std::FILE* file, double x, GTime start, double* y, double* dy) {
 void write_trajectory(std::FILE* file, const DriverStores& s, Trajectory& trajectory) {
     constexpr int kMargin = 5;  // the ends of the interpolation are left out
     constexpr double kStep = 0.02;
-    double* const xx = trajectory.abscissa.get();
+    double* const xx = trajectory.abscissa.data();
     const int first = kMargin, last = trajectory.count - kMargin;
     const int rows = to_int((xx[last] - xx[first]) / kStep) + 1;
     std::printf("num_total_integration=%d, num_total_output=%d , idx_s=%d, idx_e=%d , xx_all[idx_s]=%.8lf \n",
@@ -1695,7 +1691,7 @@ void write_trajectory(std::FILE* file, const DriverStores& s, Trajectory& trajec
     for (int i = 1; i < rows; ++i) {  // settled: row 0 is not written
         const double x = xx[first] + i * kStep;
         double y[9], dy[9];
-        interpolate_pos_vel_acc(s.config.data(), trajectory.states.get(), xx, trajectory.count, x, y, dy);
+        interpolate_pos_vel_acc(s.config.data(), trajectory.states.data(), xx, trajectory.count, x, y, dy);
         write_row(file, x, s.state[0].utc_start, y, dy);
     }
 }
@@ -1755,7 +1751,7 @@ void test_orbit_fit(void) {
     constexpr int kRoom = 1500, kStartRows = 8;
     Memory memory("test_orbit_fit");
     const Work<GTime> epochs(memory, kRoom);
-    const auto positions = memory.take<double[3]>(kRoom);
+    const Work<double[3]> positions(memory, kRoom);
     const DriverStores s(memory);
     if (memory.missing()) return;
     lend(s);
@@ -1767,7 +1763,7 @@ void test_orbit_fit(void) {
     initialize_orbit_config(s.config.data());
     initialize_state_spacecraft(s.config.data(), s.state.data());
 
-    const int n = test_orbit_fit_data(epochs.data(), positions.get());
+    const int n = test_orbit_fit_data(epochs.data(), positions.data());
     STATE_SPACECRAFT* const state = s.state.data();
     for (int axis = 0; axis < 3; ++axis) {
         double t[kStartRows], x[kStartRows], value_and_rate[2] = {};
@@ -1784,7 +1780,7 @@ void test_orbit_fit(void) {
     std::printf("%ld %14.8f %18.12f %18.12f %18.12f %18.14f %18.14f %18.14f\n", state->utc_start.time.mjd,
                 state->utc_start.time.sod, state->pos_eci[0], state->pos_eci[1], state->pos_eci[2], state->vel_eci[0],
                 state->vel_eci[1], state->vel_eci[2]);
-    orbit_fit(s.config.data(), state, epochs[n - 1], n, epochs.data(), positions.get(), nullptr);
+    orbit_fit(s.config.data(), state, epochs[n - 1], n, epochs.data(), positions.data(), nullptr);
     release();
 }
 

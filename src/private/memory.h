@@ -5,17 +5,14 @@
 
 #include <cstddef>
 #include <cstring>
-#include <limits>
 #include <memory>
 #include <new>
 
 namespace leopod {
 
-/// Zeroed array; null where there is no memory.
-template <typename T>
-std::unique_ptr<T[]> make_array(std::size_t count) {
-    constexpr std::size_t kMost = std::numeric_limits<std::ptrdiff_t>::max() / sizeof(T);
-    return std::unique_ptr<T[]>(count <= kMost ? new (std::nothrow) T[count]() : nullptr);
+/// Elements of a rows x cols block; negative counts are empty.
+constexpr std::size_t area(int rows, int cols) {
+    return rows > 0 && cols > 0 ? static_cast<std::size_t>(rows) * static_cast<std::size_t>(cols) : 0;
 }
 
 /// The account of the arrays of one call.
@@ -23,14 +20,19 @@ class Memory {
   public:
     explicit Memory(const char* function) : function_(function) {}
 
+    /// Zeroed array; null where there is no memory, and for no elements.
     template <typename T>
     std::unique_ptr<T[]> take(std::size_t count) {
         if (count == 0) return nullptr;
-        std::unique_ptr<T[]> array = make_array<T>(count);
+        constexpr std::size_t kMost = 80'000'000'000 / sizeof(T);
+        std::unique_ptr<T[]> array(count <= kMost ? new (std::nothrow) T[count]() : nullptr);
         bytes_ += static_cast<double>(count) * sizeof(T);
         missing_ = missing_ || array == nullptr;
         return array;
     }
+
+    /// True where every array that was asked for is there: for callers with a message of their own.
+    bool complete() const { return !missing_; }
 
     /// True, and reported as an error, where an array that was asked for is not there.
     bool missing() const {
