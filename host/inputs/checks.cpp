@@ -6,6 +6,7 @@
 #include <fstream>
 
 #include "gtime.h"
+#include "inputs/config_check.h"
 #include "shared/error.h"
 #include "shared/files.h"
 
@@ -155,7 +156,7 @@ void check_holds(const std::string& name, const std::string& kind, const char* t
 }
 
 void check_config(const std::string& name) {
-    check_holds(name, "GNSS configuration file", "+GNSS_SYS", " (no +GNSS_SYS section)");
+    check_gnss_config(name);
 }
 
 }  // namespace host

@@ -9,6 +9,7 @@
 #include <fstream>
 
 #include "earth_gravity.h"
+#include "inputs/config_check.h"
 #include "mathlib.h"
 #include "outputs/sp3.h"
 #include "shared/console.h"
@@ -49,20 +50,11 @@ void load_gravity(const std::string& file) {
     if (!ok) throw InputError(file + ": this gravity coefficient file could not be read");
 }
 
-void check_dynamics_file(const std::string& file) {
-    std::ifstream in = open_input(file, "dynamics configuration file");
-    std::string line;
-    while (std::getline(in, line)) {
-        if (line.find("+Force_Models") != std::string::npos) return;
-    }
-    throw InputError(file + ": is not a dynamics configuration file (no +Force_Models section)");
-}
-
 }  // namespace
 
 void prepare_dynamics(const DynamicsOptions& options, double mjd_first, double mjd_last, Dynamics& dynamics) {
     if (options.dynamics.empty()) throw InputError("no dynamics configuration file is given (--dynamics)");
-    check_dynamics_file(options.dynamics);
+    check_dynamics_config(options.dynamics);
     initialize_global_earth_gravity();
     dynamics.gravity_source = "built-in field of degree 30";
     if (!options.gravity.empty()) {
