@@ -125,7 +125,7 @@ class GnssCheck {
         }
         double value = 0;
         if (!is_one_of(key, kKeys)) {
-            check_.fault(line, "a key is " + list_of(kKeys) + did_you_mean(key, kKeys));
+            check_.fault(line, "a key is " + list_of(kKeys) + did_you_mean(key.substr(0, key.find('=')), kKeys));
         } else if (line.fields.size() != 2 || !parse_number(line.fields[1], value)) {
             check_.fault(line, "KEY NUMBER is expected, with a blank between them");
         } else if (!seen_.insert(key).second) {

@@ -191,6 +191,7 @@ void print_dynamics(const Dynamics& dynamics) {
         if (fm == FM_EarthGravity)
             std::printf(" (degree %d, %s)", config.norder_gravity, dynamics.gravity_source.c_str());
         if (fm == FM_ThirdBody) std::printf(" (%d)", config.num_planets);
+        if (fm == FM_SRP || fm == FM_ERP || fm == FM_Drag) std::printf(" (listed, no model: no effect)");
     }
     std::printf("\nearth orientation: %s\nplanets: %s\n", dynamics.environment.eop_source.c_str(),
                 dynamics.environment.planet_source.c_str());
