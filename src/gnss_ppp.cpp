@@ -86,7 +86,7 @@ struct Pass {
     int index_sat_epoch[kMaxObs];
     int index_obs_epoch[kMaxObs];
     double BTWB[kUnknowns * kUnknowns];
-    double BTB[kUnknowns * kUnknowns];  // unweighted twin of BTWB, read by nobody
+    double BTB[kUnknowns * kUnknowns];  // settled: the unweighted twin of BTWB, read by nobody
     double BTWL[kUnknowns];
 };
 
@@ -150,13 +150,6 @@ double first_range(const OBSDATA_SAT& sat) {
     return 0.0;
 }
 
-void reject(OBSDATA_SAT& sat, int flag, const char* why, const EpochContext& ctx, int satindex,
-            double propagation_time) {
-    sat.flag_sat = flag;
-    report(ULOG_WARNING_LEVEL, "%s, obs_time=%s, satinex=%d, propagtation_time=%lf", why, ctx.time_text, satindex,
-           propagation_time);
-}
-
 /// Adds the observation equation of one range to the normal equations.
 void add_row(Pass& pass, int isat, int iobs, const double* e_los, int idx_rcv_clock, double omc, double sigma_ele) {
     double* row = pass.H + pass.nobs * kUnknowns;
@@ -180,122 +173,160 @@ void add_row(Pass& pass, int isat, int iobs, const double* e_los, int idx_rcv_cl
     ++pass.nobs;
 }
 
-/// Rows of one satellite, from its record isat of the epoch.
-void add_satellite(OBSDATA_SAT& sat, int isat, int iteration, EpochContext& ctx, Station& station, double* xyz0,
-                   Pass& pass) {
-    const int satindex = satsysprn2index(sat.satsys, sat.prn);
-    if (satindex < 0) {
+/// One satellite in one pass.
+struct Sight {
+    int satindex;
+    int sys_index;
+    double propagation_time = 0.0;  ///< [s]
+    Axes axes_sat = {};
+    ANT_INFO* antenna = nullptr;  ///< of the satellite
+    double e_los[3] = {};         ///< from the receiver
+    double iono_stec = 0.0;
+    double sigma_ele = 0.0;
+    double computed = 0.0;  ///< range of the model, without what depends on the record [m]
+};
+
+void reject(OBSDATA_SAT& sat, int flag, const char* why, const EpochContext& ctx, const Sight& sight) {
+    sat.flag_sat = flag;
+    report(ULOG_WARNING_LEVEL, "%s, obs_time=%s, satinex=%d, propagtation_time=%lf", why, ctx.time_text, sight.satindex,
+           sight.propagation_time);
+}
+
+/// Index and place of the system. False for what takes no part, marked so.
+bool identify(OBSDATA_SAT& sat, Sight& sight) {
+    sight.satindex = satsysprn2index(sat.satsys, sat.prn);
+    if (sight.satindex < 0) {
         sat.flag_sat = SAT_UKN;
-        return;
+        return false;
     }
-    if (satindex >= MAXSAT_GNSS) {
-        report(ULOG_ERROR_LEVEL, "spp:satindex[%d]>=MAXSAT_GNSS[%d], satsys=%d,prn=%d", satindex,
+    if (sight.satindex >= MAXSAT_GNSS) {
+        report(ULOG_ERROR_LEVEL, "spp:satindex[%d]>=MAXSAT_GNSS[%d], satsys=%d,prn=%d", sight.satindex,
                static_cast<int>(MAXSAT_GNSS), sat.satsys, sat.prn);
         std::exit(1);
     }
-    const int sys_index = get_gnssconfig_sys_index(sat.satsys, &gnssconfig);
-    if (sys_index == -1) {
-        sat.flag_sat = SAT_NOT_USED;
-        return;
-    }
-    const int idx_rcv_clock = kFirstClock + sys_index;
-    const double clock_rcv = xyz0[idx_rcv_clock];
+    sight.sys_index = get_gnssconfig_sys_index(sat.satsys, &gnssconfig);
+    if (sight.sys_index == -1) sat.flag_sat = SAT_NOT_USED;
+    return sight.sys_index != -1;
+}
 
-    double propagation_time = 0.0;
-    const double range_for_propagation_time = first_range(sat);
-    if (std::fabs(range_for_propagation_time) < 0.0001) {
-        reject(sat, SAT_NOT_USED, "no pseudorange found", ctx, satindex, propagation_time);
-        return;
+/// Satellite at its transmission time, into the record too. False, with the satellite rejected, where there is none.
+bool transmit(OBSDATA_SAT& sat, EpochContext& ctx, double* xyz0, Transmission& sent, Sight& sight) {
+    const double range = first_range(sat);
+    if (std::fabs(range) < 0.0001) {
+        reject(sat, SAT_NOT_USED, "no pseudorange found", ctx, sight);
+        return false;
     }
-    Transmission& sent = ctx.transmissions[isat];
-    if (sent.ready && sent.range == range_for_propagation_time) {
-        propagation_time = signal_time(sent.satposvel, xyz0);
+    if (sent.ready && sent.range == range) {
+        sight.propagation_time = signal_time(sent.satposvel, xyz0);
     } else {
         const unsigned long reports = reports_made();
         double tgd_raw = 0.0;
         sent = Transmission{};
-        propagation_time = propagation_time_use_range(ctx.obs_time, satindex, range_for_propagation_time, xyz0,
-                                                      sent.satposvel, sent.satclk, &tgd_raw);
-        sent.range = range_for_propagation_time;
-        sent.ready = std::fabs(propagation_time) >= 1e-9 && reports == reports_made();
+        sight.propagation_time = propagation_time_use_range(ctx.obs_time, sight.satindex, range, xyz0, sent.satposvel,
+                                                            sent.satclk, &tgd_raw);
+        sent.range = range;
+        sent.ready = std::fabs(sight.propagation_time) >= 1e-9 && reports == reports_made();
     }
-    double* const satposvel = sent.satposvel;
-    const double* const satclk = sent.satclk;
-    if (std::fabs(propagation_time) < 1e-9) {
-        reject(sat, SATPOS_ERROR, "SATPOS_ERROR", ctx, satindex, propagation_time);
-        return;
+    if (std::fabs(sight.propagation_time) < 1e-9) {
+        reject(sat, SATPOS_ERROR, "SATPOS_ERROR", ctx, sight);
+        return false;
     }
-    Axes axes_sat;
-    double ep_sat[3] = {};
-    ANT_INFO* antenna_gnss = nullptr;
     if (g_eph_selection == EPHOPT_PREC) {
-        antenna_gnss = search_ant_info(satindex, nullptr, ctx.mjd_gpst);
-        gnss_sat_attitude(satindex, satposvel, satposvel + 3, ctx.sunposvel_ecf, axes_sat.ex, axes_sat.ey, axes_sat.ez,
-                          ep_sat);
+        sight.antenna = search_ant_info(sight.satindex, nullptr, ctx.mjd_gpst);
+        gnss_sat_attitude(sight.satindex, sent.satposvel, sent.satposvel + 3, ctx.sunposvel_ecf, sight.axes_sat.ex,
+                          sight.axes_sat.ey, sight.axes_sat.ez, nullptr);
     }
-    std::memcpy(sat.satpos_ecf, satposvel, sizeof sat.satpos_ecf);
-    std::memcpy(sat.satvel_ecf, satposvel + 3, sizeof sat.satvel_ecf);
-    sat.satclk_offset = satclk[0];
-    sat.satclk_drift = satclk[1];
+    std::memcpy(sat.satpos_ecf, sent.satposvel, sizeof sat.satpos_ecf);
+    std::memcpy(sat.satvel_ecf, sent.satposvel + 3, sizeof sat.satvel_ecf);
+    sat.satclk_offset = sent.satclk[0];
+    sat.satclk_drift = sent.satclk[1];
+    return true;
+}
 
-    const double ttt = clock_rcv / kSpeedOfLight + propagation_time;
+/// Line of sight, azimuth and elevation, and what the model has in common for all records. False below the mask.
+bool look(OBSDATA_SAT& sat, int iteration, const EpochContext& ctx, Station& station, const double* xyz0,
+          Sight& sight) {
+    const double clock_rcv = xyz0[kFirstClock + sight.sys_index];
+    const double ttt = clock_rcv / kSpeedOfLight + sight.propagation_time;
     const GTime transmission_time = gtimeAddSec(ctx.obs_time, -ttt);
-    const double geodis = propagation_time * kSpeedOfLight + earth_rotation_term(satposvel, xyz0);
-    double e_los[3];
-    for (int c = 0; c < 3; ++c) e_los[c] = (satposvel[c] - xyz0[c]) / geodis;
+    const double geodis = sight.propagation_time * kSpeedOfLight + earth_rotation_term(sat.satpos_ecf, xyz0);
+    const double* const e_los = sight.e_los;
+    for (int c = 0; c < 3; ++c) sight.e_los[c] = (sat.satpos_ecf[c] - xyz0[c]) / geodis;
 
-    Axes& axes_rcv = station.axes;
-    double signal_los_platform[3] = {dot3(e_los, axes_rcv.ex), dot3(e_los, axes_rcv.ey), dot3(e_los, axes_rcv.ez)};
+    const Axes& axes = station.axes;
+    double signal_los_platform[3] = {dot3(e_los, axes.ex), dot3(e_los, axes.ey), dot3(e_los, axes.ez)};
     double identity[9] = {1.0, 0.0, 0.0, 0.0, 1.0, 0.0, 0.0, 0.0, 1.0};
     const bool antenna_known = ctx.antenna_rcv != nullptr && ctx.antenna_rcv->ant_ok;
     get_azel_signal(antenna_known ? ctx.antenna_rcv->installation_matrix : identity, signal_los_platform, sat.sat_azel);
     const double elevation = sat.sat_azel[1];
     if (elevation < gnssconfig.ele_cutoff && iteration > kMaskIteration) {
         sat.flag_sat = LOW_ELE;
-        return;
+        return false;
     }
 
     double dry[2];
     double wet[2];
     const double troposphere_delay = trop_delay(gtime2mjd(transmission_time), station.blh, sat.sat_azel, dry, wet, 0.5);
     // settled: one ionosphere model for all systems
-    const double iono_stec = Klobuchar_GPS_stec(iono_brdc_GPS_A, iono_brdc_GPS_B, ctx.sow, station.blh, sat.sat_azel);
-    double obs_computed = geodis + clock_rcv - kSpeedOfLight * satclk[0] + troposphere_delay;
-    const double sigma_ele = kSigmaRange / std::sin(elevation);
+    sight.iono_stec = Klobuchar_GPS_stec(iono_brdc_GPS_A, iono_brdc_GPS_B, ctx.sow, station.blh, sat.sat_azel);
+    sight.computed = geodis + clock_rcv - kSpeedOfLight * sat.satclk_offset + troposphere_delay;
+    sight.sigma_ele = kSigmaRange / std::sin(elevation);
+    return true;
+}
+
+/// True for a range that can be used; what can't is reported.
+bool usable(const OBSREC& rec, int satindex, int iteration) {
+    if (rec.flag_obs != OBS_OK) {
+        report(ULOG_WARNING_LEVEL, "satindex=%d,obsrec->flag_obs is not OBS_OK, iter=%d\n", satindex, iteration);
+        return false;
+    }
+    if (std::fabs(rec.value) < 0.001) {
+        report(ULOG_WARNING_LEVEL, "satindex=%d,value_range is less than 0.001 m, freq=%d,code=%d", satindex, rec.freq,
+               rec.code);
+        return false;
+    }
+    return true;
+}
+
+/// Adds to the model what depends on a record: ionosphere, antennas, group delay.
+void correct_for(const OBSDATA_SAT& sat, const OBSREC& rec, const EpochContext& ctx, Axes& axes_rcv, Sight& sight) {
+    const double freq_value = get_obs_frequency(sat.satsys, rec.freq, sat.prn);  // [MHz]
+    double* const e_los = sight.e_los;
+    double pco_correction_gnss = 0.0;
+    if (g_eph_selection == EPHOPT_PREC) {
+        double to_receiver[3] = {-e_los[0], -e_los[1], -e_los[2]};
+        Axes& axes = sight.axes_sat;
+        pco_correction_gnss = get_ant_pco_correction(sight.antenna, ctx.mjd_gpst, rec.freq, axes.ex, axes.ey, axes.ez,
+                                                     to_receiver, nullptr);
+    }
+    const double pco_correction_rcv = get_ant_pco_correction(ctx.antenna_rcv, ctx.mjd_obs, rec.freq, axes_rcv.ex,
+                                                             axes_rcv.ey, axes_rcv.ez, e_los, nullptr);
+    const double iono_delay_error = sight.iono_stec * 1e16 / (freq_value * freq_value * 1e12);
+    // settled: the sum is kept, so the second frequency's model holds the first frequency's corrections too
+    sight.computed = sight.computed + iono_delay_error - pco_correction_gnss + pco_correction_rcv;
+    sight.computed += get_tgd(sat.satsys, sat.prn, rec.freq, rec.code);
+}
+
+/// Rows of one satellite, from its record isat of the epoch.
+void add_satellite(OBSDATA_SAT& sat, int isat, int iteration, EpochContext& ctx, Station& station, double* xyz0,
+                   Pass& pass) {
+    Sight sight{};
+    if (!identify(sat, sight)) return;
+    if (!transmit(sat, ctx, xyz0, ctx.transmissions[isat], sight)) return;
+    if (!look(sat, iteration, ctx, station, xyz0, sight)) return;
     if (sat.num_obs_used == 0) {
         report(ULOG_WARNING_LEVEL, "satindex=%d, obs_epoch->satobs[i].num_obs_used = 0, this satellite is not used!",
-               satindex);
+               sight.satindex);
         return;
     }
-
-    for (int k = 0; k < clamp_count(gnssconfig.num_obs_freq_code[sys_index], MAXOBS_PER_SAT); ++k) {
+    for (int k = 0; k < clamp_count(gnssconfig.num_obs_freq_code[sight.sys_index], MAXOBS_PER_SAT); ++k) {
         const int jj = sat.obs_index_used[k];
         if (jj < 0 || jj >= MAXOBS_PER_SAT || sat.obsdata[jj].type != RANGE) continue;
         OBSREC& rec = sat.obsdata[jj];
-        if (rec.flag_obs != OBS_OK) {
-            report(ULOG_WARNING_LEVEL, "satindex=%d,obsrec->flag_obs is not OBS_OK, iter=%d\n", satindex, iteration);
-            continue;
-        }
-        if (std::fabs(rec.value) < 0.001) {
-            report(ULOG_WARNING_LEVEL, "satindex=%d,value_range is less than 0.001 m, freq=%d,code=%d", satindex,
-                   rec.freq, rec.code);
-            continue;
-        }
-        const double freq_value = get_obs_frequency(sat.satsys, rec.freq, sat.prn);  // [MHz]
-        double pco_correction_gnss = 0.0;
-        if (g_eph_selection == EPHOPT_PREC) {
-            double to_receiver[3] = {-e_los[0], -e_los[1], -e_los[2]};
-            pco_correction_gnss = get_ant_pco_correction(antenna_gnss, ctx.mjd_gpst, rec.freq, axes_sat.ex, axes_sat.ey,
-                                                         axes_sat.ez, to_receiver, nullptr);
-        }
-        const double pco_correction_rcv = get_ant_pco_correction(ctx.antenna_rcv, ctx.mjd_obs, rec.freq, axes_rcv.ex,
-                                                                 axes_rcv.ey, axes_rcv.ez, e_los, nullptr);
-        const double iono_delay_error = iono_stec * 1e16 / (freq_value * freq_value * 1e12);
-        // settled: the sum is kept, so the second frequency's model holds the first frequency's corrections too
-        obs_computed = obs_computed + iono_delay_error - pco_correction_gnss + pco_correction_rcv;
-        obs_computed += get_tgd(sat.satsys, sat.prn, rec.freq, rec.code);
-        rec.residual = rec.value - obs_computed;
-        add_row(pass, isat, jj, e_los, idx_rcv_clock, rec.residual, sigma_ele);
+        if (!usable(rec, sight.satindex, iteration)) continue;
+        correct_for(sat, rec, ctx, station.axes, sight);
+        rec.residual = rec.value - sight.computed;
+        add_row(pass, isat, jj, sight.e_los, kFirstClock + sight.sys_index, rec.residual, sight.sigma_ele);
     }
     ++pass.nsat;  // settled: also without a single usable record
 }
