@@ -127,6 +127,21 @@ bool barycentric_state(const Epoch& epoch, PLANET_JPL body, double* state) {
     return body != SOLAR_BARY && scaled_state(epoch, body, state);
 }
 
+/// What the last file has left: a header whose dates ask for a record behind the last one is no reason to read there.
+struct LoadedFile {
+    const EPH_RECORD_JPL* records = nullptr;
+    double ss[3] = {};
+    int last = -1;
+};
+LoadedFile s_file;
+
+/// Highest record number of the store in use. The count is not asked; a host may have made or extended the store itself.
+int last_record() {
+    const bool from_file =
+        g_ephData_storage == s_file.records && std::equal(s_file.ss, s_file.ss + 3, g_eph_header->ss);
+    return from_file ? s_file.last : static_cast<int>(MAXNUM_RECORD_JPLEPH);
+}
+
 /// Finds the record of a date and the place within it. False for a date that no loaded record covers.
 bool locate(double tt_jd, Epoch& epoch) {
     const double* const ss = g_eph_header->ss;
@@ -145,7 +160,7 @@ bool locate(double tt_jd, Epoch& epoch) {
     if (!(quotient >= 0.0 && quotient < 1e9)) return false;
     int nr = static_cast<int>(quotient);
     if (std::fabs(a - ss[1]) < 1e-6) nr -= 1;
-    if (nr < 0 || nr > g_num_eph_record) return false;  // from a file the count is the number of the last record
+    if (nr < 0 || nr > last_record()) return false;
     epoch.coef = g_ephData_storage[nr].chebychev_coef;
     epoch.t[0] = (d + (a - (nr * ss[2] + ss[0]))) / ss[2];
     epoch.t[1] = g_unit_km ? ss[2] * 86400 : ss[2];
@@ -422,6 +437,9 @@ bool load_eph_storage_file(char* eph_filename, EPH_HEADER_JPL* eph_header, EPH_R
         return false;
     }
     set_covered_dates(eph_header, eph_data, r.record);
+    s_file.records = eph_data;
+    std::copy_n(eph_header->ss, 3, s_file.ss);
+    s_file.last = r.record;
     for (int i = 0; i < std::min(r.names, r.values); ++i) {
         if (std::strcmp(eph_header->con_name[i], "AU") == 0) eph_header->au = eph_header->con_val[i];
         if (std::strcmp(eph_header->con_name[i], "EMRAT") == 0) eph_header->emrat = eph_header->con_val[i];

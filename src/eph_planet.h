@@ -54,7 +54,7 @@ typedef struct EPH_RECORD_JPL {
 
 extern EPH_HEADER_JPL* g_eph_header;       ///< header in use, owned by the host
 extern EPH_RECORD_JPL* g_ephData_storage;  ///< records in use, owned by the host
-extern int g_num_eph_record;               ///< 0: nothing loaded, analytic fallback
+extern int g_num_eph_record;               ///< 0: nothing loaded, analytic fallback; its size is not asked
 extern bool g_unit_km;                     ///< true: km and km/s; false: AU and AU/day
 extern double PLANET_GM[18];               ///< gravitational parameters [km^3/s^2]
 extern double pos_coef_chebyshev[17][18];  ///< scratch: Chebyshev polynomials per body

@@ -320,36 +320,24 @@ void for_each_block(int nstate, const ORBIT_DYN_CONFIG* config, const Blocks& b,
 void to_flat(const double* record, double* flat, int count) { std::copy_n(record, count, flat); }
 void to_record(double* record, const double* flat, int count) { std::copy_n(flat, count, record); }
 
-/// dM = A M on the first columns of two 6-row matrices of equal stride, plus `partials` (3 rows, may be null) on the last three rows.
-void multiply_by_system(const double (&A)[36], const double* M, int columns, int stride, const double* partials,
-                        double* dM) {
-    for (int i = 0; i < 6; ++i) {
-        // Most of A is zero and left out; the sums stay the same.
-        double factor[6];
-        const double* from[6];
-        int terms = 0;
-        for (int k = 0; k < 6; ++k) {
-            if (A[6 * i + k] == 0.0) continue;
-            factor[terms] = A[6 * i + k];
-            from[terms++] = M + k * stride;
+/// Columns [first, end) of dM = A M for two 6-row matrices of equal stride, A = (0 I; dadr 0): no force has a velocity partial. The rows of
+/// `partials` (3 rows of that stride, may be null) are added to the last three.
+LEOPOD_KERNEL inline void multiply_columns(const double* dadr, const double* M, int first, int end, int stride,
+                                           const double* partials, double* dM) {
+    for_all_elements(end - first, [=](auto type, int column) LEOPOD_KERNEL {
+        using T = decltype(type);
+        const double* const m = M + first + column;
+        double* const out = dM + first + column;
+        const T x = load_as<T>(m), y = load_as<T>(m + stride), z = load_as<T>(m + 2 * stride);
+        for (int i = 0; i < 3; ++i) {
+            store(out + i * stride, T{} + load_as<T>(m + (3 + i) * stride));
+            T sum = T{} + dadr[3 * i] * x;
+            sum += dadr[3 * i + 1] * y;
+            sum += dadr[3 * i + 2] * z;
+            if (partials != nullptr) sum += load_as<T>(partials + i * stride + first + column);
+            store(out + (3 + i) * stride, sum);
         }
-        const double* const plus = i >= 3 && partials != nullptr ? partials + (i - 3) * stride : nullptr;
-        run_widest([&factor, &from, terms, plus, columns, row = dM + i * stride](auto) LEOPOD_KERNEL {
-            for_all_elements(columns, [&](auto type, int j) LEOPOD_KERNEL {
-                using T = decltype(type);
-                T sum = {};
-                if (terms == 3) {
-                    sum += factor[0] * load_as<T>(from[0] + j);
-                    sum += factor[1] * load_as<T>(from[1] + j);
-                    sum += factor[2] * load_as<T>(from[2] + j);
-                } else {
-                    for (int k = 0; k < terms; ++k) sum += factor[k] * load_as<T>(from[k] + j);
-                }
-                if (plus != nullptr) sum += load_as<T>(plus + j);
-                store(row + j, sum);
-            });
-        });
-    }
+    });
 }
 
 }  // namespace
@@ -427,22 +415,14 @@ void orbit_derivative(int nstate, double sec_since_start, double* y, double* dyd
     convert_ystate2struct(nstate, y, config, state);
     compute_acc_all(config, state);
 
-    double A[36] = {};
-    if (mode != 0) {
-        for (int i = 0; i < 3; ++i) {
-            A[6 * i + 3 + i] = 1.0;
-            for (int j = 0; j < 3; ++j) {
-                A[6 * (3 + i) + j] = state->dadr[3 * i + j];
-                A[6 * (3 + i) + 3 + j] = state->dadv[3 * i + j];
-            }
-        }
-    }
-    if (mode == 1 || mode == 2) multiply_by_system(A, state->PHI, 6, 6, nullptr, state->dPHI);
-    if (mode == 2) {
-        // Columns beyond the parameters are zero in S and stay zero in dS.
-        const int np = std::clamp(config->num_param_forcemodel, 0, kColumns);
-        multiply_by_system(A, state->S, np, kColumns, state->dadp, state->dS);
-    }
+    const double* const dadr = state->dadr;
+    const int np = std::clamp(config->num_param_forcemodel, 0, kColumns);
+    run_widest([=](auto) LEOPOD_KERNEL {
+        if (mode == 1 || mode == 2) multiply_columns(dadr, state->PHI, 0, 6, 6, nullptr, state->dPHI);
+        if (mode != 2) return;
+        multiply_columns(dadr, state->S, 0, np, kColumns, state->dadp, state->dS);
+        multiply_columns(dadr, state->S, np, kColumns, kColumns, nullptr, state->dS);
+    });
     convert_struct2dydx(nstate, config, state, dydx);
 }
 
@@ -1088,6 +1068,8 @@ void IntegrateTo(Derivative dydxFun, int n, double x0, double* y0, double* step_
         report(ULOG_ERROR_LEVEL, "IntegrateTo() cannot run from %g to %g", x0, xt);
         return;
     }
+    // A derivative may leave elements unwritten: they are zero, not what an earlier run has left.
+    if (n > 0) std::fill_n(stage_derivatives, kNumStages * row_length(n), 0.0);
     // Magnitudes are compared, so that a backward run ends on the target too; the sign of h is that of the run.
     double mag = std::fabs(*step_sec);
     double h = remaining < 0.0 ? -mag : mag;

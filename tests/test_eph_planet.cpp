@@ -55,11 +55,16 @@ TEST(EphPlanet, LimitsOfDatesAndBodies) {
         std::copy_n(layout, 3, header.ipt[MOON]);
         EXPECT_FALSE(compute_planet_pos_vel(kStart + 1, EARTH, SUN, pv));
     }
-    for (const double length : {0.0, -32.0, 1e-9, 4.0, std::nan("")}) {  // more records than are loaded
+    for (const double length : {0.0, -32.0, 1e-9, std::nan("")}) {  // more records than a store may hold
         load();
         header.ss[2] = length;
         EXPECT_FALSE(compute_planet_pos_vel(kStart + 30, EARTH, SUN, pv));
     }
+    // Three records and a count of 1: that it isn't 0 is all that is asked of it.
+    load();
+    records[2] = records[0];
+    header.ss[1] = records[2].chebychev_coef[1] += 64.0;
+    EXPECT_TRUE(compute_planet_pos_vel(kStart + 64, EARTH, SUN, pv));
 }
 
 // The positions are those of the oracle of the forces, which has the published record.
@@ -108,6 +113,16 @@ TEST(EphPlanet, FilesWithFlaws) {
     EXPECT_FALSE(load("absent.405"));
     EXPECT_FALSE(load(support::write_temp("none.405", "GROUP   1070\n  0.1D+01  0.2D+01\n")));
     EXPECT_EQ(g_num_eph_record, 0);
+    load();  // its layout, and a record length that asks for records behind the last one
+    EXPECT_TRUE(load_eph_storage_file(support::write_temp("short.405",
+                                                          "GROUP   1030\n1.0 3.0 0.1\nGROUP   1070\n"
+                                                          "1 3\n0.1D+01 0.2D+01 0.0D+00\n"
+                                                          "2 3\n0.2D+01 0.3D+01 0.0D+00\n")
+                                          .data(),
+                                      &header, records.data()));
+    double pv[6];
+    EXPECT_TRUE(compute_planet_pos_vel(1.15, EARTH, SUN, pv));
+    EXPECT_FALSE(compute_planet_pos_vel(2.5, EARTH, SUN, pv));
 
     std::string text = "GROUP   1030\n \n  1.0 2.0 32.\nGROUP   1040\n  1200\n";
     for (int i = 0; i < 1200; ++i) text += i % 10 == 9 ? " A_name_of_thirty_characters____\n" : " AU";
@@ -118,7 +133,6 @@ TEST(EphPlanet, FilesWithFlaws) {
         text += std::to_string(i) + "  4000\n  0.1D+01  0.2D+01  0.3D+01\n";
     for (const std::size_t length : {std::size_t{9000}, text.size() - 70000, text.size() / 2, text.size()}) {
         load(support::write_temp("flawed.405", text.substr(0, length)));
-        double pv[6];
         EXPECT_FALSE(compute_planet_pos_vel(1.5, MARS, SUN, pv));
         EXPECT_LE(header.con_num, MAXNUM_CONSTANT_JPLEPH);
     }

@@ -83,6 +83,11 @@ TEST(Integration, StepRules) {
         IntegrateTo(oscillation, 2, 0.0, two, &step, sign * 0.5 * std::fabs(kept), errors);
         EXPECT_EQ(step, kept);
     }
+    // What a derivative leaves unwritten is no leftover of these runs.
+    const Derivative first_alone = [](int, double, double*, double* dydx) { *dydx = 1.0; };
+    double two[2] = {};
+    IntegrateTo(first_alone, 2, 0.0, two, &step, 1.0, nullptr);
+    EXPECT_EQ(two[1], 0.0);
 }
 
 TEST(Integration, LimitsEndARun) {

@@ -95,6 +95,19 @@ TEST_F(Dynamics, FlatDerivativeRepacksTheColumns) {
     }
     convert_struct2ystate(59, config.get(), state.get(), shorter.data());  // too short for S
     EXPECT_TRUE(shorter[41] == 1.0 && shorter[42] == -7.0);
+    // All 900 columns of S enter dS, the partials the first three.
+    Values y(n);
+    convert_struct2ystate(n, config.get(), state.get(), y.data());
+    orbit_derivative(n, 0.0, y.data(), dy.data());
+    for (int k : {0, 2, 3, 4, 899}) {
+        for (int i = 0; i < 3; ++i) {
+            const double* const column = state->S + k;
+            const double* const dadr = state->dadr + 3 * i;
+            EXPECT_EQ(state->dS[900 * i + k], column[900 * (3 + i)]);
+            EXPECT_DOUBLE_EQ(state->dS[900 * (3 + i) + k], dadr[0] * column[0] + dadr[1] * column[900] +
+                                                               dadr[2] * column[1800] + state->dadp[900 * i + k]);
+        }
+    }
 }
 
 // --- configuration file --------------------------------------------------------------------------------------------------
