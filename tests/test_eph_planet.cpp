@@ -116,13 +116,13 @@ TEST(EphPlanet, FilesWithFlaws) {
     load();  // its layout, and a record length that asks for records behind the last one
     EXPECT_TRUE(load_eph_storage_file(support::write_temp("short.405",
                                                           "GROUP   1030\n1.0 3.0 0.1\nGROUP   1070\n"
-                                                          "1 3\n0.1D+01 0.2D+01 0.0D+00\n"
-                                                          "2 3\n0.2D+01 0.3D+01 0.0D+00\n")
+                                                          "1 3\n0.15D+01 0.25D+01 0.0D+00\n"
+                                                          "2 3\n0.25D+01 0.35D+01 0.0D+00\n")
                                           .data(),
                                       &header, records.data()));
     double pv[6];
-    EXPECT_TRUE(compute_planet_pos_vel(1.15, EARTH, SUN, pv));
-    EXPECT_FALSE(compute_planet_pos_vel(2.5, EARTH, SUN, pv));
+    EXPECT_TRUE(compute_planet_pos_vel(1.5, EARTH, SUN, pv));
+    EXPECT_FALSE(compute_planet_pos_vel(2.6, EARTH, SUN, pv));
 
     std::string text = "GROUP   1030\n \n  1.0 2.0 32.\nGROUP   1040\n  1200\n";
     for (int i = 0; i < 1200; ++i) text += i % 10 == 9 ? " A_name_of_thirty_characters____\n" : " AU";
