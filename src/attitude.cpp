@@ -323,6 +323,7 @@ bool get_att_quaternion(int idx_sat, GTime time_target, ATT_QUATERNION* qua_att)
     Window window;
     fill_window(records, nsize, idx, target, window);
     if (window.count < 2) return false;
+    if (qua_att == nullptr) return true;
 
     // settled: the results of the interpolation are not tested (outside the records the numbers are 0), and the quaternion is
     // not renormalised
@@ -330,11 +331,9 @@ bool get_att_quaternion(int idx_sat, GTime time_target, ATT_QUATERNION* qua_att)
     for (std::size_t k = 0; k < 4; ++k) {
         interpolation_Lagrange_Barycentric(window.t.data(), window.q[k].data(), window.count, 0.0, value[k]);
     }
-    if (qua_att != nullptr) {
-        qua_att->time = time_target;
-        qua_att->qua = {value[0][0], {value[1][0], value[2][0], value[3][0]}};
-        qua_att->ok = true;
-    }
+    qua_att->time = time_target;
+    qua_att->qua = {value[0][0], {value[1][0], value[2][0], value[3][0]}};
+    qua_att->ok = true;
     return true;
 }
 

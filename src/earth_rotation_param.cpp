@@ -9,6 +9,7 @@
 #include "keplerian_element.h"
 #include "mathlib.h"
 #include "private/constants.h"
+#include "private/earth_rotation.h"
 #include "private/lines.h"
 #include "private/nutation.h"
 #include "private/report.h"
@@ -110,6 +111,25 @@ void transform(double* M, double* V, double* pos_in, double* vel_in, double* pos
         matrixMultiply(3, 3, V, 1, pos_in, spin);
         for (int i = 0; i < 3; ++i) vel_out[i] = turned[i] + spin[i];
     }
+}
+
+/// compute_eop; zeros, with a warning, where it has no answer.
+bool orientation_or_zero(double mjd_utc, EOPREC& eop) {
+    eop = {};
+    if (compute_eop(mjd_utc, &eop)) return true;
+    eop.pmX = eop.pmY = eop.UT1mUTC = eop.LOD = eop.dOMEGA = 0.0;
+    report_at(ULOG_WARNING_LEVEL, kModule, __LINE__, "compute_eci2ecf_matrix", "eop_ok=false, using ZERO eop!");
+    return false;
+}
+
+/// Body of compute_eci2ecf_matrix. False where the earth orientation is missing.
+bool form_matrices(double mjd_utc, double leap_sec, double* pos_eci2ecf, double* vel_eci2ecf) {
+    EOPREC eop;
+    const bool oriented = orientation_or_zero(mjd_utc, eop);
+    // settled: the model's celestial pole, without dX and dY
+    compute_eci2ecf_rotation_precise(mjd_utc, leap_sec, eop.pmX, eop.pmY, eop.UT1mUTC, eop.LOD, eop.dOMEGA, pos_eci2ecf,
+                                     vel_eci2ecf);
+    return oriented;
 }
 
 /// Offset of the pole from the mean pole, m1 = x - xp and m2 = -(y - yp) [arcsecond].
@@ -353,15 +373,23 @@ void geocentric(double* xyz, double* lat, double* lon) {
 // --- celestial-terrestrial transformation ----------------------------------------------------------------------------
 
 bool compute_eci2ecf_matrix(double mjd_utc, double leap_sec, double* pos_eci2ecf, double* vel_eci2ecf) {
-    EOPREC eop = {};
-    if (!compute_eop(mjd_utc, &eop)) {
-        eop.pmX = eop.pmY = eop.UT1mUTC = eop.LOD = eop.dOMEGA = 0.0;
-        report_at(ULOG_WARNING_LEVEL, kModule, __LINE__, __func__, "eop_ok=false, using ZERO eop!");
-    }
-    // settled: the model's celestial pole, without dX and dY
-    compute_eci2ecf_rotation_precise(mjd_utc, leap_sec, eop.pmX, eop.pmY, eop.UT1mUTC, eop.LOD, eop.dOMEGA, pos_eci2ecf,
-                                     vel_eci2ecf);
+    form_matrices(mjd_utc, leap_sec, pos_eci2ecf, vel_eci2ecf);
     return true;
+}
+
+void leopod::use_rotation(EarthRotation& rotation) {
+    EOPREC eop;
+    if (!rotation.ready) {
+        rotation.oriented = form_matrices(rotation.mjd_utc, rotation.leapsec, rotation.matrix, rotation.rate);
+        rotation.ready = true;
+    } else if (!rotation.oriented) {
+        orientation_or_zero(rotation.mjd_utc, eop);
+    }
+}
+
+void leopod::turn_to_ecf(EarthRotation& rotation, double* pos_eci, double* vel_eci, double* pos_ecf, double* vel_ecf) {
+    use_rotation(rotation);
+    transform(rotation.matrix, rotation.rate, pos_eci, vel_eci, pos_ecf, vel_ecf);
 }
 
 void compute_eci2ecf_rotation_precise(double mjd_utc, double leapsec, double pmx, double pmy, double ut1mutc,

@@ -101,16 +101,10 @@ void get_platform_axes(int rcv, GTime tag, double* posvel, ATT_QUATERNION* qua, 
         0) {
         return;
     }
-    if (!rotation.ready) {
-        const unsigned long reports = reports_made();
-        double rate[9];
-        rotation.ready = compute_eci2ecf_matrix(rotation.mjd_utc, rotation.leapsec, rotation.matrix, rate);
-        rotation.quiet = reports == reports_made();
-    }
     for (double* axis : {axes.ex, axes.ey, axes.ez}) {
         double inertial[3];
         std::memcpy(inertial, axis, sizeof inertial);
-        matrixMultiply(3, 3, rotation.matrix, 1, inertial, axis);
+        turn_to_ecf(rotation, inertial, nullptr, axis, nullptr);
     }
 }
 
@@ -139,7 +133,7 @@ void prepare_epoch(const OBSDATA_EPOCH* obs_epoch, EpochContext& ctx) {
     const double mjd_tt = gtime2mjd(time_tt);
     const double leapsec = getLeapSecond(mjd_tt);
     eci2ecf(mjd_tt, leapsec, sunposvel, sunposvel + 3, ctx.sunposvel_ecf, ctx.sunposvel_ecf + 3);
-    ctx.rotation = {gtime2mjd(gtimeChangeTimeSystem(ctx.obs_time, tsUTC)), leapsec, false, false, {}};
+    ctx.rotation = {gtime2mjd(gtimeChangeTimeSystem(ctx.obs_time, tsUTC)), leapsec};
 }
 
 /// First range of a satellite that is not zero, or 0.
@@ -458,6 +452,16 @@ STATUS_SOL pseudorange_point_positioning(OBSDATA_EPOCH* obs_epoch, ANT_INFO* ant
     return point_position(epoch, obs_epoch, antenna_rcv, solt);
 }
 
+void leopod::warn_of_excess(const OBSDATA_EPOCH& epoch) {
+    constexpr const char* kName = "observation epoch";
+    bool warned = false, records_warned = false;
+    if (epoch.sat_num > MAXSAT_EPOCH) warn_limit(warned, kName, MAXSAT_EPOCH, "satellites");
+    for (int i = 0; i < clamp_count(epoch.sat_num, MAXSAT_EPOCH); ++i) {
+        if (epoch.satobs[i].num_obs > MAXOBS_PER_SAT)
+            warn_limit(records_warned, kName, MAXOBS_PER_SAT, "records of a satellite");
+    }
+}
+
 STATUS_SOL leopod::point_position(ModelEpoch& epoch, OBSDATA_EPOCH* obs_epoch, ANT_INFO* antenna_rcv, SOLUTION* solt) {
     solt->type = 'C';
     if (obs_epoch == nullptr) {
@@ -476,6 +480,7 @@ STATUS_SOL leopod::point_position(ModelEpoch& epoch, OBSDATA_EPOCH* obs_epoch, A
         report(ULOG_WARNING_LEVEL, "%s", solt->msg);
         return finish(solt, SOL_OBS_BAD);
     }
+    warn_of_excess(*obs_epoch);
     std::memset(solt->pos_vel_clk, 0, sizeof solt->pos_vel_clk);
     double xyz0[kUnknowns] = {};  // from the earth's centre, with all clocks 0
     prepare_epoch(obs_epoch, ctx);
@@ -514,7 +519,7 @@ STATUS_SOL leopod::point_position(ModelEpoch& epoch, OBSDATA_EPOCH* obs_epoch, A
         const int nparam = solve_normal(pass.BTWB, pass.BTWL, kUnknowns, dx, inv_BTWB);
         if (nparam == kNoMemory) {
             std::snprintf(solt->msg, sizeof solt->msg, "spp:no memory for the solver");
-            return finish(solt, SOL_SPP_ERROR);
+            return finish(solt, SOL_ITER_EXCEED);
         }
         const double convergence = norm(kUnknowns, dx);
         assess(obs_epoch, pass, inv_BTWB, nparam, iteration, solt);
@@ -559,8 +564,7 @@ int leopod::model_zd_gnss(ModelEpoch& epoch, int nsat, int* satidx_in_obs_epoch,
     ecef2blh(stapos, blh_sta, kWgs84SemiMajor, kWgs84Flattening);
     Axes axes_rcv;
     EarthRotation& rotation = epoch.rotation;
-    const bool usable = rotation.quiet && rotation.mjd_utc == mjd_utc && rotation.leapsec == leapsec;
-    if (!usable) rotation = {mjd_utc, leapsec, false, false, {}};
+    if (rotation.mjd_utc != mjd_utc || rotation.leapsec != leapsec) rotation = {mjd_utc, leapsec};
     get_platform_axes(obs_epoch->rcv, tag, stapos, att_rcv, rotation, axes_rcv);
 
     int nobs = 0;

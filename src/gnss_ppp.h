@@ -19,10 +19,11 @@ extern const double chisqr[100];  ///< 99.9 percent quantiles of chi-square by d
 /// \param antenna_rcv  receiver antenna; null or ant_ok false: boresight along the platform's z axis
 /// \param solt         [out] solution, always written; position [m, ECEF] lags the last correction (below 1 mm); clocks [m] from
 ///                     element 6 on by system index; velocity 0
-/// \return status of the solution: SOL_OK, SOL_SPP_LACK_SAT (3 satellites or fewer in a pass), SOL_ITER_EXCEED (10 updates),
-///         SOL_OBS_BAD (null epoch, or flag_epoch not 0), SOL_SPP_ERROR (no memory for the solver)
-/// Logs at warning level: a failure (its text stands in solt->msg too), missing attitude, satellites and records left out; at error
-/// level: missing memory.
+/// \return status of the solution: SOL_OK, SOL_SPP_LACK_SAT (3 satellites or fewer in a pass), SOL_ITER_EXCEED (10 updates, or a solver
+///         without memory), SOL_OBS_BAD (null epoch, or flag_epoch not 0)
+/// Logs at warning level: SOL_SPP_LACK_SAT and SOL_OBS_BAD (the text stands in solt->msg, as that of SOL_ITER_EXCEED, which is not
+/// logged), missing attitude, missing earth orientation for each conversion, satellites and records left out, more than 15 satellites
+/// or 10 records of one; at error level: a Sun that the ephemeris does not give, missing memory.
 /// Ends the process: a satellite index above 96.
 /// The sign and scale of the ionosphere follow Klobuchar_GPS_stec; the Sagnac term is added to the light time here.
 STATUS_SOL pseudorange_point_positioning(OBSDATA_EPOCH* obs_epoch, ANT_INFO* antenna_rcv, SOLUTION* solt);
@@ -53,7 +54,8 @@ STATUS_SOL precise_point_positioning(OBSDATA_EPOCH* obsepoch, SOLUTION* solt);
 /// \param v                    [out] residuals [m]
 /// \param r                    [out] nobs_max x nobs_max, diagonal written: variances [m^2]
 /// \return rows written, two a satellite, code first; 0 with nothing written when the position is zero
-/// Logs at warning level: a flagged record where frequencies are processed one by one.
+/// Logs at warning level: a flagged record where frequencies are processed one by one; missing earth orientation, once for each of the
+/// receiver's three axes.
 int compute_omc_zd_gnss(int nsat, int* satidx_in_obs_epoch, int* satlist_satindex, OBSDATA_EPOCH* obs_epoch,
                         double* sunposvel_ecf, ATT_QUATERNION* att_rcv, ANT_INFO* ant_rcv, int nx,
                         PARAM_TYPE* param_types, int* index_paramX, index_param_func idxfunc, double* X,

@@ -45,7 +45,7 @@ typedef enum STATUS_SOL LEOPOD_ENUM_BASE {
     SOL_SPP = 1,              ///< not returned
     SOL_PPP = 2,              ///< not returned
     SOL_DYN = 3,              ///< not returned
-    SOL_SPP_ERROR = 4,        ///< no memory for the solver
+    SOL_SPP_ERROR = 4,        ///< not returned
     SOL_SPP_LACK_SAT = 5,     ///< fewer than 4 satellites at an iteration
     SOL_ITER_EXCEED = 6,      ///< iteration limit reached
     SOL_OBS_BAD = 7,          ///< missing epoch or bad epoch flag

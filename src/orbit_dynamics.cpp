@@ -18,11 +18,13 @@
 #include <iterator>
 #include <utility>
 
+#include "attitude.h"
 #include "common_function.h"
 #include "earth_gravity.h"
 #include "earth_rotation_param.h"
 #include "mathlib.h"
 #include "private/constants.h"
+#include "private/earth_rotation.h"
 #include "private/estimation.h"
 #include "private/lines.h"
 #include "private/memory.h"
@@ -451,7 +453,8 @@ void add_third_bodies(double jd_tt, int nbody, const PLANET_JPL* bodies, const d
     for (int i = 0; i < nbody; ++i) {
         const PLANET_JPL body = bodies[i];
         const BodyState* const given = body == SUN ? sun : body == MOON ? moon : nullptr;
-        const BodyState state = given != nullptr ? *given : geocentric_state(jd_tt, body);
+        // What is not known is looked up, and reported, once more.
+        const BodyState state = given != nullptr && given->known ? *given : geocentric_state(jd_tt, body);
         if (!state.known || body < 0 || body > TOTAL_PLANET) continue;
         const double gm = PLANET_GM[body] * 1e9;
         const double* const s = state.pv;
@@ -479,16 +482,18 @@ double acos_clamped(double x) { return std::acos(std::clamp(x, -1.0, 1.0)); }
 /// Instant, rotation and bodies of one force evaluation.
 struct Instant {
     double mjd_utc, leap, jd_tt;
-    double R[9], RT[9];  ///< ECI to ECF and back
+    EarthRotation rotation;  ///< ECI to ECF
+    double RT[9];            ///< and back
     BodyState sun, moon;
 };
 
 /// Earth's field: evaluated Earth-fixed, turned to ECI. All positions turn with the one matrix of the instant.
 void add_earth_gravity(const ORBIT_DYN_CONFIG* config, Instant& now, STATE_SPACECRAFT* state, bool gradient) {
     double sat[3], sun[3], moon[3], acc_ecf[3] = {}, acc[3], dadr_ecf[9] = {};
-    matrixMultiply(3, 3, now.R, 1, state->pos_eci, sat);
-    matrixMultiply(3, 3, now.R, 1, now.sun.pv, sun);
-    matrixMultiply(3, 3, now.R, 1, now.moon.pv, moon);
+    double* const R = now.rotation.matrix;
+    matrixMultiply(3, 3, R, 1, state->pos_eci, sat);
+    matrixMultiply(3, 3, R, 1, now.sun.pv, sun);
+    matrixMultiply(3, 3, R, 1, now.moon.pv, moon);
     compute_acc_dadr_earth_gravity(config->norder_gravity, config->norder_gravity, now.mjd_utc, now.leap, sat, sun,
                                    moon, acc_ecf, gradient ? dadr_ecf : nullptr);
     matrixMultiply(3, 3, now.RT, 1, acc_ecf, acc);
@@ -496,7 +501,7 @@ void add_earth_gravity(const ORBIT_DYN_CONFIG* config, Instant& now, STATE_SPACE
     if (!gradient) return;
     double turned[9], dadr[9];
     matrixMultiply(3, 3, now.RT, 3, dadr_ecf, turned);
-    matrixMultiply(3, 3, turned, 3, now.R, dadr);
+    matrixMultiply(3, 3, turned, 3, R, dadr);
     add(9, dadr, state->dadr);
 }
 
@@ -533,14 +538,17 @@ void compute_acc_all(ORBIT_DYN_CONFIG* ptr_orb_config, STATE_SPACECRAFT* state_s
     const bool gradient = config->status_derivative != 0;
 
     Instant now;
-    now.mjd_utc = gtime2mjd(gtimeAddSec(state->utc_start, state->sec_since_start));
+    const GTime time = gtimeAddSec(state->utc_start, state->sec_since_start);
+    now.mjd_utc = gtime2mjd(time);
     now.leap = getLeapSecond(now.mjd_utc);
     now.jd_tt = julian_date_tt(now.mjd_utc, now.leap);
-    double dR[9];
-    compute_eci2ecf_matrix(now.mjd_utc, now.leap, now.R, dR);
-    matrixTranspose(3, 3, now.R, now.RT);
+    now.rotation = {now.mjd_utc, now.leap};
+    use_rotation(now.rotation);
+    matrixTranspose(3, 3, now.rotation.matrix, now.RT);
+    use_rotation(now.rotation);  // for the satellite
     now.sun = geocentric_state(now.jd_tt, SUN);
     now.moon = geocentric_state(now.jd_tt, MOON);
+    for (int i = 0; i < 2; ++i) use_rotation(now.rotation);  // for the Sun and the Moon
 
     std::fill_n(state->acc_eci, 3, 0.0);
     std::fill_n(state->dadr, 9, 0.0);
@@ -553,6 +561,7 @@ void compute_acc_all(ORBIT_DYN_CONFIG* ptr_orb_config, STATE_SPACECRAFT* state_s
     state->shadow_factor = shadow_factor_SECM(now.sun.pv, state->pos_eci, false);
     state->beta = asin_clamped(dotproduct(3, 3, to_sun, state->orbit_cross));
     state->eps = acos_clamped(dotproduct(3, 3, state->orbit_raidal, to_sun));
+    get_att_quaternion(static_cast<int>(state->satindex), time, nullptr);  // settled: for its message alone
 
     double acc[3], dadr[9];
     for (int i = 0; i < force_count(config); ++i) {

@@ -233,7 +233,8 @@ void convert_struct2dydx(int nstate, ORBIT_DYN_CONFIG* config, STATE_SPACECRAFT*
 /// \param state   [out] record
 void convert_dydx2struct(int nstate, double* dydx, ORBIT_DYN_CONFIG* config, STATE_SPACECRAFT* state);
 
-/// Equations of motion and variational equations, dPHI = A PHI, dS = A S + (0; dadp), A = (0, I; dadr, dadv), for the integrators.
+/// Equations of motion and variational equations, dPHI = A PHI, dS = A S + (0; dadp) on all 900 columns, A = (0, I; dadr, 0), for
+/// the integrators.
 /// Works on g_orbitdyn_config and g_satellite_state, which must be set; the state keeps the values of the last call.
 /// \param nstate           length of y and dydx
 /// \param sec_since_start  time since utc_start [s]
@@ -251,7 +252,8 @@ void orbit_derivative(int nstate, double sec_since_start, double* y, double* dyd
 /// \param state_spacecraft  [in,out] in: utc_start, sec_since_start, pos_eci, vel_eci; out: orbit_raidal (to the Earth's centre),
 ///                          orbit_along (against the flight), orbit_cross, shadow_factor, beta, eps, acc_eci [m/s^2], dadr [1/s^2],
 ///                          dadv (zero), dadp [m/s^2 by unit of the parameter]
-/// Logs and ends the process as getLeapSecond, compute_planet_pos_vel, compute_eci2ecf_matrix and compute_acc_Empirical do.
+/// Logs and ends the process as getLeapSecond, compute_planet_pos_vel (for Sun, Moon and each body of the list), eci2ecf (four times),
+/// get_att_quaternion (for satindex) and compute_acc_Empirical do.
 void compute_acc_all(ORBIT_DYN_CONFIG* ptr_orb_config, STATE_SPACECRAFT* state_spacecraft);
 
 /// Point-mass attraction of bodies on an Earth satellite, with the indirect term. A body without an ephemeris is left out.

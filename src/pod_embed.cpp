@@ -548,23 +548,22 @@ void move_covariance_in_place(double* DX, const Transfer& t) {
 }
 
 /// Sun at the receive time, earth-fixed.
-void sun_position(const RUNTIME_POD_EMBED* pod, double* sunposvel_ecf) {
+void sun_position(const RUNTIME_POD_EMBED* pod, ModelEpoch& epoch) {
+    if (epoch.sun_known) return use_rotation(epoch.sun_rotation);
     const GTime tt = gtimeChangeTimeSystem(pod->time_now, tsTT);
     const double mjd_utc = gtime2mjd(gtimeChangeTimeSystem(pod->time_now, tsUTC));
     double sunposvel_eci[6] = {};
-    compute_planet_pos_vel(static_cast<double>(tt.time.mjd) + tt.time.sod / kDay + kMjdToJd, EARTH, SUN, sunposvel_eci);
+    epoch.sun_known = compute_planet_pos_vel(static_cast<double>(tt.time.mjd) + tt.time.sod / kDay + kMjdToJd, EARTH,
+                                             SUN, sunposvel_eci);
     for (int c = 0; c < 3; ++c) sunposvel_eci[c] *= 1000.0;  // settled: the velocity stays in km/s; nothing reads it
-    eci2ecf(mjd_utc, getLeapSecond(mjd_utc), sunposvel_eci, sunposvel_eci + 3, sunposvel_ecf, sunposvel_ecf + 3);
+    if (!epoch.sun_rotation.ready) epoch.sun_rotation = {mjd_utc, static_cast<double>(getLeapSecond(mjd_utc))};
+    turn_to_ecf(epoch.sun_rotation, sunposvel_eci, sunposvel_eci + 3, epoch.sunposvel_ecf, epoch.sunposvel_ecf + 3);
 }
 
 /// One evaluation of the measurement model at the present state.
 int update_measurement(RUNTIME_POD_EMBED* pod, ModelEpoch& epoch, double* H, double* R, double* V, int max_nobs,
                        int max_nx) {
-    if (!epoch.sun_ready) {
-        const unsigned long reports = reports_made();
-        sun_position(pod, epoch.sunposvel_ecf);
-        epoch.sun_ready = reports == reports_made();
-    }
+    sun_position(pod, epoch);
     return model_zd_gnss(epoch, pod->nsat_used, pod->satlist_used_in_obsepoch, pod->satlist_satindex_now,
                          &pod->obs_epoch[0], epoch.sunposvel_ecf, &pod->att_rcv, &pod->ant_info_rcv, pod->num_param,
                          pod->param_list, pod->index_param_X, get_index_param_pod_embed, pod->X, pod->state_sat_all,
@@ -640,8 +639,7 @@ bool update_gnss_observation(const OBSDATA_EPOCH* obs_data, RUNTIME_POD_EMBED* r
     newest = *obs_data;
     if (runtime_pod->obs_num < 2) ++runtime_pod->obs_num;
 
-    bool warned = false;
-    if (newest.sat_num > MAXSAT_EPOCH) warn_limit(warned, "observation epoch", MAXSAT_EPOCH, "satellites");
+    warn_of_excess(newest);
     newest.sat_num = clamp_count(newest.sat_num, MAXSAT_EPOCH);
     for (OBSDATA_SAT& sat : newest.satobs) sat.num_obs = clamp_count(sat.num_obs, MAXOBS_PER_SAT);
     return true;

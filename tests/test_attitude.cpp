@@ -42,6 +42,7 @@ TEST_F(AttitudeStore, LookupEdges) {
     ASSERT_TRUE(load_attitude_quaternion(0, text(spin_file(0, 20))));
     EXPECT_FALSE(get_att_quaternion(3, gpst(600), &attitude));
     EXPECT_FALSE(get_att_quaternion(0, GTime{{58499, 600.0}, UKNTS}, &attitude));
+    EXPECT_TRUE(get_att_quaternion(0, gpst(610), nullptr));
     for (TIMESYS sys : {tsGPST, tsUTC, tsTT, tsBDST}) {
         ASSERT_TRUE(get_att_quaternion(0, gtimeChangeTimeSystem(gpst(610), sys), &attitude));
         EXPECT_EQ(attitude.time.sys, sys);

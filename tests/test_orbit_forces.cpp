@@ -1,6 +1,7 @@
 /// Parameter registry, dynamics configuration, state vectors and force models.
 #include <iterator>
 
+#include "attitude.h"
 #include "common_function.h"
 #include "orbit_fixture.h"
 
@@ -282,6 +283,17 @@ TEST_F(Dynamics, TotalIsTheSumOfItsForcesInTheirOrder) {
     EXPECT_EQ(empirical(mjd + 0.1), 2);
     EXPECT_FALSE(compute_acc_drag(0, nullptr, 0, mjd, s.pos_eci, s.vel_eci, term));  // a placeholder
     EXPECT_TRUE(std::fabs(term[0] / -1.54e-12 - 1.0) < 1e-15 && term[1] == 0.0 && term[2] == 0.0);
+    // Without orientation, planets and attitude: a message for each conversion and each look-up.
+    g_eop_storage_size = 0;
+    header->ss[1] = 0.0;
+    g_att_qua_storage.num_object = 1;
+    s.satindex = 7;
+    LogRecorder log;
+    compute_acc_all(&c, &s);
+    g_att_qua_storage.num_object = 0;
+    EXPECT_EQ(log.count(ULOG_WARNING_LEVEL, "eop_ok=false, using ZERO eop!"), 4);
+    EXPECT_EQ(log.count(ULOG_ERROR_LEVEL, "Requested JED"), 5);
+    EXPECT_EQ(log.count(ULOG_ERROR_LEVEL, "object index=7 is not in g_att_qua_storage!"), 1);
     std::strcpy(emp.param_name[1], "EMP_000_A");
     EXPECT_STOP(empirical(mjd), "Unknown force model parameters .EMP_000_A.");
 }

@@ -3,6 +3,7 @@
 #include <cmath>
 #include <cstring>
 #include <memory>
+#include <utility>
 
 #include "allocations.h"
 #include "host_support.h"
@@ -94,6 +95,19 @@ TEST_F(PodEmbedSimulated, AgreesWithAnIndependentRendering) {
             EXPECT_NEAR(gtimeSubSec(pod->time_now, {{59232, truth[e].value("sod_rx")}, tsGPST}), 0.0, 1e-8);
         }
     }
+}
+
+// The point position's 16, and twice the Sun and three axes.
+TEST_F(PodEmbedSimulated, ReportsEachConversionWithoutEarthOrientation) {
+    prepare("config_gps.txt", "dev21_gps_clean");
+    g_eop_storage_size = 0;
+    const double last = std::exchange(g_eph_header->ss[1], 0.0);
+    support::LogRecorder log;
+    run(0);
+    g_eph_header->ss[1] = last;
+    ASSERT_EQ(pod->sln_kine.status, SOL_OK);
+    EXPECT_EQ(log.count(ULOG_WARNING_LEVEL, "eop_ok=false, using ZERO eop!"), 24);
+    EXPECT_EQ(log.count(ULOG_ERROR_LEVEL, "Requested JED"), 3);
 }
 
 TEST_F(PodEmbedSimulated, AllocationsOfARunningEpoch) {
@@ -299,6 +313,7 @@ TEST_F(PodEmbed, BufferHoldsTwoEpochsAndBoundsThem) {
         EXPECT_TRUE(update_gnss_observation(&epoch, pod.get()));
         EXPECT_EQ(pod->obs_epoch[1].rcv, epoch.rcv - 1);
     }
+    EXPECT_EQ(log.count(ULOG_WARNING_LEVEL, ": more than 1"), 6);  // 15 satellites, 10 records of a satellite
     EXPECT_EQ(pod->obs_epoch[0].rcv, 13);
     EXPECT_EQ(pod->obs_epoch[0].sat_num, 15);
     EXPECT_EQ(pod->obs_epoch[0].satobs[0].num_obs, 10);

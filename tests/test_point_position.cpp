@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "common_function.h"
+#include "earth_rotation_param.h"
 #include "gnss_ppp.h"
 #include "mathlib.h"
 #include "pod_embed.h"
@@ -92,6 +93,17 @@ TEST_F(PointPosition, FailsOnBadEpochsAndWithFewerThanFourSatellites) {
     for (int i = 1; i < 4; ++i) epoch.satobs[i] = epoch.satobs[0];
     epoch.sat_num = 4;
     EXPECT_NE(solve(), SOL_OK);
+}
+
+// The Sun's conversion and three axes in each of five passes.
+TEST_F(PointPosition, ReportsEachConversionWithoutEarthOrientation) {
+    const long records = std::exchange(g_eop_storage_size, 0);
+    support::LogRecorder log;
+    epoch.satobs[1].num_obs = epoch.satobs[2].num_obs = 11;
+    ASSERT_EQ(solve(), SOL_OK);
+    g_eop_storage_size = records;
+    EXPECT_EQ(log.count(ULOG_WARNING_LEVEL, "eop_ok=false, using ZERO eop!"), 16);
+    EXPECT_EQ(log.count(ULOG_WARNING_LEVEL, ": more than 10 records of a satellite, the excess is dropped"), 1);
 }
 
 TEST_F(PointPosition, MarksWhatItLeavesOut) {

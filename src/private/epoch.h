@@ -4,28 +4,24 @@
 #define LEOPOD_PRIVATE_EPOCH_H
 
 #include "gnss_ppp.h"
+#include "private/earth_rotation.h"
 
 namespace leopod {
 
 /// Travel time of a signal between two positions, without the turn of the earth [s].
 double signal_time(const double* satpos, const double* station_pos);
 
-/// Inertial to earth-fixed rotation of one instant, formed when it is first needed.
-struct EarthRotation {
-    double mjd_utc = 0.0;
-    double leapsec = 0.0;
-    bool ready = false;
-    bool quiet = false;  ///< forming it reported nothing
-    double matrix[9] = {};
+/// What the point position and the evaluations of the measurement model over one epoch have in common, formed by the first that needs it. The
+/// messages of each stay as they are.
+struct ModelEpoch {
+    EarthRotation rotation;  ///< at the tag
+    bool sun_known = false;
+    double sunposvel_ecf[6] = {};  ///< Sun, earth-fixed [m], velocity as update_measurement_clock_solution forms it
+    EarthRotation sun_rotation;    ///< at the receive time
 };
 
-/// What the point position and the evaluations of the measurement model over one epoch have in common. Formed by the first that needs it; the
-/// others take it only when forming it reported nothing, so that the messages of each stay as they are.
-struct ModelEpoch {
-    bool sun_ready = false;
-    double sunposvel_ecf[6] = {};  ///< Sun, earth-fixed [m], velocity as update_measurement_clock_solution forms it
-    EarthRotation rotation;        ///< at the tag
-};
+/// Warns, once a limit, where an epoch that a host hands in has more satellites or records than it can hold.
+void warn_of_excess(const OBSDATA_EPOCH& epoch);
 
 /// pseudorange_point_positioning with what it has in common with the model.
 STATUS_SOL point_position(ModelEpoch& epoch, OBSDATA_EPOCH* obs_epoch, ANT_INFO* antenna_rcv, SOLUTION* solt);
