@@ -72,7 +72,7 @@ bool parse_fixed_columns(const char* line, FieldBuffer field, EOPREC& record) {
     return true;
 }
 
-/// Values a line must give: calendar date, MJD and five more. A shorter one is dropped.
+/// Values a line must give: calendar date, MJD and five more. settled: an incomplete line is dropped.
 constexpr int kLeastValues = 9;
 
 /// Scans a C04 line into a record. False, and nothing stored, when it is incomplete.

@@ -207,7 +207,8 @@ bool read_record(const char* line_first, std::FILE* pf, const RecordLayout& layo
     if (line_first == nullptr || rows == nullptr) return false;
     char line[kLineSize] = {};
     copy_field(line_first, 0, sizeof line - 1, line);
-    replace_char(line, 'D', 'E');
+    replace_char(line, 'D',
+                 'E');  // settled: the first line takes D alone, those behind it in version 2 the small letter too
     RawRecord raw = {};
     if (!scan_first_line(line, layout, raw.prn, raw.toc) || raw.prn < 1 || raw.prn > N) return false;
     int& index = index_record[raw.prn - 1];

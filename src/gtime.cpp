@@ -421,7 +421,8 @@ double TAImUTC(GTime utct) {
 GTime TAI2UTC(GTime gtime_tai) {
     GTime utc = gtime_tai;
     utc.sys = tsUTC;
-    double leap = TAImUTC(utc);
+    double leap =
+        TAImUTC(utc);  // settled: midnight that rounding puts at second 86400 of the day before counts as the step date
     if (leap > utc.time.sod) {  // the UTC epoch still lies on the day before
         utc.time.mjd = add_days(utc.time.mjd, -1);
         leap = TAImUTC(utc);

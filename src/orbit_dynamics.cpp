@@ -1066,7 +1066,7 @@ void single_step_RungeKuttaFehlberg78(Derivative dydxFun, int nstate, double x0,
 void IntegrateTo(Derivative dydxFun, int n, double x0, double* y0, double* step_sec, double xt, double* yerr) {
     constexpr double kDone = 1e-10;       // [s]
     constexpr double kTolerance = 1e-12;  // absolute, whatever the unit of an element
-    constexpr double kSmallest = 1e-9;    // [s]
+    constexpr double kSmallest = 1e-9;    // [s] settled: a step below it is refused
     if (n >= NSTATE_MAX) {
         report(ULOG_ERROR_LEVEL, "state num[%d] exceed NSATE_MAX[%d]!", n, static_cast<int>(NSTATE_MAX));
         return;

@@ -854,7 +854,7 @@ bool orbit_dynamic_filter(RUNTIME_POD_EMBED* runtime_pod) {
     double R_obs[9] = {};
     for (int r = 0; r < 3; ++r) {
         R_obs[r * 3 + r] = runtime_pod->DX[r * MAXNUM_X + r];
-        H[r * MAXNUM_DYN_X + r] = 1.0;
+        H[r * MAXNUM_DYN_X + r] = 1.0;  // settled: rows as long as the filter's state, of which 806 are filled
         const double* partials = state.S + r * MAXNUM_FM_PARAM_TOTAL;  // position by parameters
         for (int c = 0; c < MAXNUM_FM_PARM_EMP; ++c) H[r * MAXNUM_DYN_X + 6 + c] = partials[c] * 1000.0;
     }

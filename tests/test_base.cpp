@@ -285,6 +285,8 @@ TEST(TimeSystems, Conversions) {
             EXPECT_EQ(b.sys, to);
         }
     }
+    const GTime midnight{{57752, 86364.0}, tsUTC};  // of TAI, before the step
+    EXPECT_NEAR(gtimeSubSec(gtimeChangeTimeSystem(gtimeChangeTimeSystem(midnight, tsTT), tsUTC), midnight), -1.0, 1e-6);
     for (long mjd = 57751; mjd < 57756; ++mjd) {  // round trips on both sides of a step
         for (double sod : {1.0, 40.0, 86399.0}) {
             const GTime t{{mjd, sod}, tsTT};

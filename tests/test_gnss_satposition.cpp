@@ -246,6 +246,11 @@ TEST_F(SatPosition, NavigationReadersKeepTheirLimits) {
     EXPECT_TRUE(g.TOC.year == 99 && g.TOC.second == 59.0 && g.transmission_msg_time == 4.0 && g.Fit_interval == 6.0);
     EXPECT_FALSE(brdc->eph_brdc_gps_all[32][1].ok);  // the blank last line made no record
 
+    std::string small = navigation_text(false, "32", kLongLine);  // the first line takes the capital letter alone
+    std::replace(small.begin() + static_cast<long>(small.find("HEADER\n") + 7), small.end(), 'D', 'd');
+    ASSERT_TRUE(load_nav(small));
+    EXPECT_TRUE(brdc->eph_brdc_gps_all[31][0].sv_clock_bias == 1.0 && brdc->eph_brdc_gps_all[31][0].Crs == 101.0);
+
     // numbers outside the rows, then a hundred records too many
     for (auto sat : {"G34", "G00", "G-1", "C64", "R01"}) EXPECT_TRUE(load_nav(navigation_text(true, sat, kLongLine)));
     std::string many = navigation_text(true, "C63", kLongLine);
