@@ -47,7 +47,7 @@ lint:
 	scripts/lint $(BUILD)
 
 format:
-	clang-format -i src/*.cpp src/*.h host/*.cpp host/*/*.cpp host/*/*.h tests/*.cpp tests/*.h bench/*.cpp bench/*.h fuzz/*.cpp fuzz/*.h examples/*.c examples/*.cpp
+	clang-format -i src/*.cpp src/*.h src/private/*.h host/*.cpp host/*/*.cpp host/*/*.h tests/*.cpp tests/*.h bench/*.cpp bench/*.h fuzz/*.cpp fuzz/*.h examples/*.c examples/*.cpp
 
 docs:
 	scripts/bootstrap docs
