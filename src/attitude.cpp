@@ -27,6 +27,114 @@ constexpr double kMinVector = 0.001;  ///< norm of the vector part of a usable r
 constexpr double kMaxDays = 1e9;      ///< days from the origin; a file's time beyond it is no time
 constexpr double kZeroNorm = 1e-9;
 
+/// Slot of an object among those held, or -1. Slots never used hold the number 0 and are not searched.
+int find_slot(int index_object) {
+    for (int i = 0; i < g_att_qua_storage.num_object && i < MAXSIZE_ATT_OBJ; ++i) {
+        if (g_att_qua_storage.idx_object[i] == index_object) return i;
+    }
+    return -1;
+}
+
+}  // namespace
+
+// --- attitude laws -------------------------------------------------------------------------------------------------------
+
+void attitude_yaw_steering(double* satpos, double*, double* sunpos, double* ex, double* ey, double* ez, double* ep) {
+    double sun_direction[3];
+    for (int i = 0; i < 3; ++i) {
+        ez[i] = -satpos[i];
+        sun_direction[i] = sunpos[i] - satpos[i];
+    }
+    normalize_vector(3, ez);
+    normalize_vector(3, sun_direction);
+    if (ep != nullptr) {
+        for (int i = 0; i < 3; ++i) ep[i] = sun_direction[i];
+    }
+    crossproduct(3, 3, ez, sun_direction, ey);
+    crossproduct(3, 3, ey, ez, ex);
+    normalize_vector(3, ex);
+    normalize_vector(3, ey);
+}
+
+void gnss_sat_attitude(int satindex, double* satpos, double* satvel, double* sunpos, double* ex, double* ey, double* ez,
+                       double* ep) {
+    sysGNSS satsys = UKNSYS;
+    int prn = -1;
+    satindex2sysprn(satindex, &satsys, &prn);
+    if (satsys == BDS && prn < 6) {
+        report(ULOG_WARNING_LEVEL, "BDS GEO satellite attitude not implemented!");
+        return;
+    }
+    attitude_yaw_steering(satpos, satvel, sunpos, ex, ey, ez, ep);
+}
+
+double yaw_nominal_gps(double beta, double mu) {
+    if (std::fabs(beta) < 1e-12 && std::fabs(mu) < 1e-12) return kPi;
+    return std::atan2(-std::tan(beta), std::sin(mu)) + kPi;
+}
+
+int attitude_platform(int, GTime time_utc, double* position_platform_ecf, double*, double* position_platform_eci,
+                      double* velocity_platform_eci, ATT_QUATERNION* att_qua, double* ex, double* ey, double* ez,
+                      double*) {
+    for (int i = 0; i < 3; ++i) {
+        ex[i] = i == 0 ? 1.0 : 0.0;
+        ey[i] = i == 1 ? 1.0 : 0.0;
+        ez[i] = i == 2 ? 1.0 : 0.0;
+    }
+    int choice_qua = -1;
+    int choice_norminal = -1;
+    if (att_qua != nullptr && att_qua->ok) {
+        double q[4] = {att_qua->qua.r, att_qua->qua.v[0], att_qua->qua.v[1], att_qua->qua.v[2]};
+        const double ss = norm(4, q);
+        choice_qua = std::fabs(ss) <= kZeroNorm ? 0 : 1;
+    }
+    if (position_platform_eci != nullptr && velocity_platform_eci != nullptr) {
+        const bool zero = norm(3, position_platform_eci) <= kZeroNorm || norm(3, velocity_platform_eci) <= kZeroNorm;
+        choice_norminal = zero ? 0 : 1;
+    }
+    if (position_platform_ecf != nullptr) {  // settled: a zero earth-fixed position rules out the inertial state too
+        choice_norminal = norm(3, position_platform_ecf) <= kZeroNorm ? 0 : 2;
+    }
+
+    if (choice_qua == 1) {
+        double R[9];
+        quaternion2rotation(att_qua->qua, R);
+        for (int i = 0; i < 3; ++i) {
+            ex[i] = R[3 * i];
+            ey[i] = R[3 * i + 1];
+            ez[i] = R[3 * i + 2];
+        }
+        return 0;
+    }
+    if (choice_norminal == 2) {
+        double blh[3];
+        double E[9];
+        ecef2blh(position_platform_ecf, blh, kWgs84SemiMajor, kWgs84Flattening);
+        xyz2enu_matrix(blh, E);
+        for (int i = 0; i < 3; ++i) {
+            ex[i] = E[i];
+            ey[i] = E[3 + i];
+            ez[i] = E[6 + i];
+        }
+        return 1;
+    }
+    if (choice_norminal == 1) {
+        eci2rtn(position_platform_eci, velocity_platform_eci, ez, ex, ey);
+        return 0;
+    }
+    char epoch[kTimeText];
+    gtime2str(time_utc, epoch);
+    char locator[100];
+    std::snprintf(locator, sizeof locator, "%s:%d:%s()<%s>", "attitude", 470, "attitude_platform", "attitude error");
+    report(ULOG_WARNING_LEVEL, "%s, choice_qua=%d choice_normal=%d, epoch=%s", locator, choice_qua, choice_norminal,
+           epoch);
+    return -1;
+}
+
+// --- lookup --------------------------------------------------------------------------------------------------------------
+
+namespace {
+
 double vector_norm(const ATT_QUATERNION& record) {
     double v[3] = {record.qua.v[0], record.qua.v[1], record.qua.v[2]};
     return norm(3, v);
@@ -36,14 +144,6 @@ double vector_norm(const ATT_QUATERNION& record) {
 bool to_system_of(const ATT_QUATERNION& record, GTime& time) {
     time = gtimeChangeTimeSystem(time, record.time.sys);
     return time.sys == record.time.sys;
-}
-
-/// Slot of an object among those held, or -1. Slots never used hold the number 0 and are not searched.
-int find_slot(int index_object) {
-    for (int i = 0; i < g_att_qua_storage.num_object && i < MAXSIZE_ATT_OBJ; ++i) {
-        if (g_att_qua_storage.idx_object[i] == index_object) return i;
-    }
-    return -1;
 }
 
 /// Records around a lookup time, one row per quaternion number, abscissae in seconds from that time.
@@ -76,6 +176,64 @@ void fill_window(const ATT_QUATERNION* records, int nsize, int closest, GTime ta
         for (std::size_t k = 0; k < 3; ++k) window.q[k + 1][n] = records[i].qua.v[k];
     }
 }
+
+}  // namespace
+
+int find_closest_att_quaternion(GTime time_target, int nsize, ATT_QUATERNION* quaternion_all) {
+    if (quaternion_all == nullptr || nsize <= 0) return -1;
+    if (!to_system_of(quaternion_all[0], time_target)) return -1;
+    if (gtime_less(time_target, quaternion_all[0].time)) return 0;
+    if (gtime_greater(time_target, quaternion_all[nsize - 1].time)) return nsize - 1;
+    int low = 0;
+    int high = nsize - 1;
+    int mid = 0;
+    while (low <= high) {
+        mid = (low + high) / 2;
+        if (gtime_equal(time_target, quaternion_all[mid].time)) return mid;
+        if (gtime_less(time_target, quaternion_all[mid].time)) {
+            high = mid - 1;
+        } else {
+            low = mid + 1;
+        }
+    }
+    return mid;
+}
+
+bool get_att_quaternion(int idx_sat, GTime time_target, ATT_QUATERNION* qua_att) {
+    if (idx_sat == -1 || g_att_qua_storage.num_object <= 0) return false;
+    const int slot = find_slot(idx_sat);
+    if (slot == -1) {
+        report(ULOG_ERROR_LEVEL, "get_att_quaternion(): object index=%d is not in g_att_qua_storage!", idx_sat);
+        return false;
+    }
+    ATT_QUATERNION* records = g_att_qua_storage.qua_all[slot];
+    const int nsize = g_att_qua_storage.qua_num[slot];
+    if (records == nullptr || nsize <= 0) return false;
+
+    GTime target = time_target;
+    const int idx = find_closest_att_quaternion(time_target, nsize, records);
+    if (idx < 0 || !to_system_of(records[idx], target)) return false;
+
+    Window window;
+    fill_window(records, nsize, idx, target, window);
+    if (window.count < 2) return false;
+    if (qua_att == nullptr) return true;
+
+    // settled: the results of the interpolation are not tested (outside the records the numbers are 0), and the quaternion is
+    // not renormalised
+    double value[4][2] = {};  // value and derivative
+    for (std::size_t k = 0; k < 4; ++k) {
+        interpolation_Lagrange_Barycentric(window.t.data(), window.q[k].data(), window.count, 0.0, value[k]);
+    }
+    qua_att->time = time_target;
+    qua_att->qua = {value[0][0], {value[1][0], value[2][0], value[3][0]}};
+    qua_att->ok = true;
+    return true;
+}
+
+// --- files ---------------------------------------------------------------------------------------------------------------
+
+namespace {
 
 /// What the two file formats do differently.
 struct FileFormat {
@@ -188,156 +346,6 @@ bool load_object(int satindex, char* filename, int (*read)(char*, ATT_QUATERNION
 }
 
 }  // namespace
-
-// --- attitude laws -------------------------------------------------------------------------------------------------------
-
-void attitude_yaw_steering(double* satpos, double*, double* sunpos, double* ex, double* ey, double* ez, double* ep) {
-    double sun_direction[3];
-    for (int i = 0; i < 3; ++i) {
-        ez[i] = -satpos[i];
-        sun_direction[i] = sunpos[i] - satpos[i];
-    }
-    normalize_vector(3, ez);
-    normalize_vector(3, sun_direction);
-    if (ep != nullptr) {
-        for (int i = 0; i < 3; ++i) ep[i] = sun_direction[i];
-    }
-    crossproduct(3, 3, ez, sun_direction, ey);
-    crossproduct(3, 3, ey, ez, ex);
-    normalize_vector(3, ex);
-    normalize_vector(3, ey);
-}
-
-void gnss_sat_attitude(int satindex, double* satpos, double* satvel, double* sunpos, double* ex, double* ey, double* ez,
-                       double* ep) {
-    sysGNSS satsys = UKNSYS;
-    int prn = -1;
-    satindex2sysprn(satindex, &satsys, &prn);
-    if (satsys == BDS && prn < 6) {
-        report(ULOG_WARNING_LEVEL, "BDS GEO satellite attitude not implemented!");
-        return;
-    }
-    attitude_yaw_steering(satpos, satvel, sunpos, ex, ey, ez, ep);
-}
-
-double yaw_nominal_gps(double beta, double mu) {
-    if (std::fabs(beta) < 1e-12 && std::fabs(mu) < 1e-12) return kPi;
-    return std::atan2(-std::tan(beta), std::sin(mu)) + kPi;
-}
-
-int attitude_platform(int, GTime time_utc, double* position_platform_ecf, double*, double* position_platform_eci,
-                      double* velocity_platform_eci, ATT_QUATERNION* att_qua, double* ex, double* ey, double* ez,
-                      double*) {
-    for (int i = 0; i < 3; ++i) {
-        ex[i] = i == 0 ? 1.0 : 0.0;
-        ey[i] = i == 1 ? 1.0 : 0.0;
-        ez[i] = i == 2 ? 1.0 : 0.0;
-    }
-    int choice_qua = -1;
-    int choice_norminal = -1;
-    if (att_qua != nullptr && att_qua->ok) {
-        double q[4] = {att_qua->qua.r, att_qua->qua.v[0], att_qua->qua.v[1], att_qua->qua.v[2]};
-        const double ss = norm(4, q);
-        choice_qua = std::fabs(ss) <= kZeroNorm ? 0 : 1;
-    }
-    if (position_platform_eci != nullptr && velocity_platform_eci != nullptr) {
-        const bool zero = norm(3, position_platform_eci) <= kZeroNorm || norm(3, velocity_platform_eci) <= kZeroNorm;
-        choice_norminal = zero ? 0 : 1;
-    }
-    if (position_platform_ecf != nullptr) {  // settled: a zero earth-fixed position rules out the inertial state too
-        choice_norminal = norm(3, position_platform_ecf) <= kZeroNorm ? 0 : 2;
-    }
-
-    if (choice_qua == 1) {
-        double R[9];
-        quaternion2rotation(att_qua->qua, R);
-        for (int i = 0; i < 3; ++i) {
-            ex[i] = R[3 * i];
-            ey[i] = R[3 * i + 1];
-            ez[i] = R[3 * i + 2];
-        }
-        return 0;
-    }
-    if (choice_norminal == 2) {
-        double blh[3];
-        double E[9];
-        ecef2blh(position_platform_ecf, blh, kWgs84SemiMajor, kWgs84Flattening);
-        xyz2enu_matrix(blh, E);
-        for (int i = 0; i < 3; ++i) {
-            ex[i] = E[i];
-            ey[i] = E[3 + i];
-            ez[i] = E[6 + i];
-        }
-        return 1;
-    }
-    if (choice_norminal == 1) {
-        eci2rtn(position_platform_eci, velocity_platform_eci, ez, ex, ey);
-        return 0;
-    }
-    char epoch[kTimeText];
-    gtime2str(time_utc, epoch);
-    char locator[100];
-    std::snprintf(locator, sizeof locator, "%s:%d:%s()<%s>", "attitude", 470, "attitude_platform", "attitude error");
-    report(ULOG_WARNING_LEVEL, "%s, choice_qua=%d choice_normal=%d, epoch=%s", locator, choice_qua, choice_norminal,
-           epoch);
-    return -1;
-}
-
-// --- lookup --------------------------------------------------------------------------------------------------------------
-
-int find_closest_att_quaternion(GTime time_target, int nsize, ATT_QUATERNION* quaternion_all) {
-    if (quaternion_all == nullptr || nsize <= 0) return -1;
-    if (!to_system_of(quaternion_all[0], time_target)) return -1;
-    if (gtime_less(time_target, quaternion_all[0].time)) return 0;
-    if (gtime_greater(time_target, quaternion_all[nsize - 1].time)) return nsize - 1;
-    int low = 0;
-    int high = nsize - 1;
-    int mid = 0;
-    while (low <= high) {
-        mid = (low + high) / 2;
-        if (gtime_equal(time_target, quaternion_all[mid].time)) return mid;
-        if (gtime_less(time_target, quaternion_all[mid].time)) {
-            high = mid - 1;
-        } else {
-            low = mid + 1;
-        }
-    }
-    return mid;
-}
-
-bool get_att_quaternion(int idx_sat, GTime time_target, ATT_QUATERNION* qua_att) {
-    if (idx_sat == -1 || g_att_qua_storage.num_object <= 0) return false;
-    const int slot = find_slot(idx_sat);
-    if (slot == -1) {
-        report(ULOG_ERROR_LEVEL, "get_att_quaternion(): object index=%d is not in g_att_qua_storage!", idx_sat);
-        return false;
-    }
-    ATT_QUATERNION* records = g_att_qua_storage.qua_all[slot];
-    const int nsize = g_att_qua_storage.qua_num[slot];
-    if (records == nullptr || nsize <= 0) return false;
-
-    GTime target = time_target;
-    const int idx = find_closest_att_quaternion(time_target, nsize, records);
-    if (idx < 0 || !to_system_of(records[idx], target)) return false;
-
-    Window window;
-    fill_window(records, nsize, idx, target, window);
-    if (window.count < 2) return false;
-    if (qua_att == nullptr) return true;
-
-    // settled: the results of the interpolation are not tested (outside the records the numbers are 0), and the quaternion is
-    // not renormalised
-    double value[4][2] = {};  // value and derivative
-    for (std::size_t k = 0; k < 4; ++k) {
-        interpolation_Lagrange_Barycentric(window.t.data(), window.q[k].data(), window.count, 0.0, value[k]);
-    }
-    qua_att->time = time_target;
-    qua_att->qua = {value[0][0], {value[1][0], value[2][0], value[3][0]}};
-    qua_att->ok = true;
-    return true;
-}
-
-// --- files ---------------------------------------------------------------------------------------------------------------
 
 bool write_att_quaternion_velmra(char* quaternion_att_filename, ATT_QUATERNION* qua_store, int num_qua) {
     if (quaternion_att_filename == nullptr || quaternion_att_filename[0] == '\0') return false;

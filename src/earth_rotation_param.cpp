@@ -25,6 +25,12 @@ namespace {
 constexpr char kModule[] = "earth_rotation_param";  // for source locators
 constexpr double eop_record_interval = 1.0 / 48.0;  // reach of the index in use [day]
 
+}  // namespace
+
+// --- store and readers -----------------------------------------------------------------------------------------------
+
+namespace {
+
 int eop_index_current = -1;  // index of the last record used, -1 for none
 
 /// 17 to 19 January 2021, in the fixed columns of the rapid series.
@@ -35,8 +41,6 @@ constexpr char eop_record_lines[][186] = {
     "21 119 59233.00 I  0.052578 0.000020  0.320015 0.000025  I-0.1714154 0.0000047 -0.1654 0.0036  I     0.218    0.217     0.132    0.191  0.052506  0.319950 -0.1714126     0.219     0.177"};
 // clang-format on
 static_assert(eop_record_lines[0][184] != 0 && eop_record_lines[1][184] != 0 && eop_record_lines[2][184] != 0);
-
-// --- readers ---------------------------------------------------------------------------------------------------------
 
 /// Text columns pass through one buffer, copied without a terminator: unless it is cleared before each field, a field keeps
 /// the tail of a wider one before it.
@@ -100,49 +104,7 @@ bool scan_keyword_framed(const char* line, EOPREC& record) {
     return true;
 }
 
-// --- transformation --------------------------------------------------------------------------------------------------
-
-/// pos_out = M pos_in and vel_out = M vel_in + V pos_in, as far as the arrays are there.
-void transform(double* M, double* V, double* pos_in, double* vel_in, double* pos_out, double* vel_out) {
-    if (pos_in != nullptr && pos_out != nullptr) matrixMultiply(3, 3, M, 1, pos_in, pos_out);
-    if (pos_in != nullptr && vel_in != nullptr && pos_out != nullptr) {  // settled: asks for pos_out, not for vel_out
-        double turned[3], spin[3];
-        matrixMultiply(3, 3, M, 1, vel_in, turned);
-        matrixMultiply(3, 3, V, 1, pos_in, spin);
-        for (int i = 0; i < 3; ++i) vel_out[i] = turned[i] + spin[i];
-    }
-}
-
-/// compute_eop; zeros, with a warning, where it has no answer.
-bool orientation_or_zero(double mjd_utc, EOPREC& eop) {
-    eop = {};
-    if (compute_eop(mjd_utc, &eop)) return true;
-    eop.pmX = eop.pmY = eop.UT1mUTC = eop.LOD = eop.dOMEGA = 0.0;
-    report_at(ULOG_WARNING_LEVEL, kModule, __LINE__, "compute_eci2ecf_matrix", "eop_ok=false, using ZERO eop!");
-    return false;
-}
-
-/// Body of compute_eci2ecf_matrix. False where the earth orientation is missing.
-bool form_matrices(double mjd_utc, double leap_sec, double* pos_eci2ecf, double* vel_eci2ecf) {
-    EOPREC eop;
-    const bool oriented = orientation_or_zero(mjd_utc, eop);
-    // settled: the model's celestial pole, without dX and dY
-    compute_eci2ecf_rotation_precise(mjd_utc, leap_sec, eop.pmX, eop.pmY, eop.UT1mUTC, eop.LOD, eop.dOMEGA, pos_eci2ecf,
-                                     vel_eci2ecf);
-    return oriented;
-}
-
-/// Offset of the pole from the mean pole, m1 = x - xp and m2 = -(y - yp) [arcsecond].
-void pole_offset(double mjd_utc, double pmx, double pmy, double& m1, double& m2) {
-    double pm_xy[2];
-    mean_polar_motion(mjd_utc, pm_xy);
-    m1 = pmx - pm_xy[0];
-    m2 = pm_xy[1] - pmy;
-}
-
 }  // namespace
-
-// --- store and readers -----------------------------------------------------------------------------------------------
 
 void initialize_global_earth_rotation_param(void) {
     g_eop_storage_size = 0;
@@ -372,6 +334,40 @@ void geocentric(double* xyz, double* lat, double* lon) {
 
 // --- celestial-terrestrial transformation ----------------------------------------------------------------------------
 
+namespace {
+
+/// pos_out = M pos_in and vel_out = M vel_in + V pos_in, as far as the arrays are there.
+void transform(double* M, double* V, double* pos_in, double* vel_in, double* pos_out, double* vel_out) {
+    if (pos_in != nullptr && pos_out != nullptr) matrixMultiply(3, 3, M, 1, pos_in, pos_out);
+    if (pos_in != nullptr && vel_in != nullptr && pos_out != nullptr) {  // settled: asks for pos_out, not for vel_out
+        double turned[3], spin[3];
+        matrixMultiply(3, 3, M, 1, vel_in, turned);
+        matrixMultiply(3, 3, V, 1, pos_in, spin);
+        for (int i = 0; i < 3; ++i) vel_out[i] = turned[i] + spin[i];
+    }
+}
+
+/// compute_eop; zeros, with a warning, where it has no answer.
+bool orientation_or_zero(double mjd_utc, EOPREC& eop) {
+    eop = {};
+    if (compute_eop(mjd_utc, &eop)) return true;
+    eop.pmX = eop.pmY = eop.UT1mUTC = eop.LOD = eop.dOMEGA = 0.0;
+    report_at(ULOG_WARNING_LEVEL, kModule, __LINE__, "compute_eci2ecf_matrix", "eop_ok=false, using ZERO eop!");
+    return false;
+}
+
+/// Body of compute_eci2ecf_matrix. False where the earth orientation is missing.
+bool form_matrices(double mjd_utc, double leap_sec, double* pos_eci2ecf, double* vel_eci2ecf) {
+    EOPREC eop;
+    const bool oriented = orientation_or_zero(mjd_utc, eop);
+    // settled: the model's celestial pole, without dX and dY
+    compute_eci2ecf_rotation_precise(mjd_utc, leap_sec, eop.pmX, eop.pmY, eop.UT1mUTC, eop.LOD, eop.dOMEGA, pos_eci2ecf,
+                                     vel_eci2ecf);
+    return oriented;
+}
+
+}  // namespace
+
 bool compute_eci2ecf_matrix(double mjd_utc, double leap_sec, double* pos_eci2ecf, double* vel_eci2ecf) {
     form_matrices(mjd_utc, leap_sec, pos_eci2ecf, vel_eci2ecf);
     return true;
@@ -439,6 +435,18 @@ void ecf2eci(double mjd_utc, double leap_sec, double* pos_ecf, double* vel_ecf, 
 }
 
 // --- pole tide -------------------------------------------------------------------------------------------------------
+
+namespace {
+
+/// Offset of the pole from the mean pole, m1 = x - xp and m2 = -(y - yp) [arcsecond].
+void pole_offset(double mjd_utc, double pmx, double pmy, double& m1, double& m2) {
+    double pm_xy[2];
+    mean_polar_motion(mjd_utc, pm_xy);
+    m1 = pmx - pm_xy[0];
+    m2 = pm_xy[1] - pmy;
+}
+
+}  // namespace
 
 void correction_PoleTide_gravity(double mjd_utc, double eop_pmx, double eop_pmy, double* dC21, double* dS21) {
     double m1 = 0.0, m2 = 0.0;

@@ -28,17 +28,6 @@ namespace {
 constexpr int kRows = 17;  // rows of the index table
 constexpr int kNameSize = 20;
 
-constexpr double kBuiltinRecord[] = {
-#include "tables/eph_record_2459216.inc"
-};
-static_assert(std::size(kBuiltinRecord) == NUM_COEF_JPLEPH);
-
-// Start, coefficients, sub-intervals of the built-in record, EARTH to TTmTDB.
-constexpr int kBuiltinIpt[16][3] = {
-    {1018, 0, 0}, {3, 14, 4},  {171, 10, 2}, {231, 13, 2}, {309, 11, 1}, {342, 8, 1},  {366, 7, 1},  {387, 6, 1},
-    {405, 6, 1},  {423, 6, 1}, {441, 13, 8}, {753, 11, 2}, {819, 10, 4}, {899, 10, 4}, {1019, 0, 0}, {1019, 0, 0},
-};
-
 void start_polynomials() {
     for (int row = 0; row < kRows; ++row) {
         pos_coef_chebyshev[row][0] = vel_coef_chebyshev[row][1] = 1.0;
@@ -46,86 +35,77 @@ void start_polynomials() {
     }
 }
 
-// --- evaluation ----------------------------------------------------------------------------------------------------------
+}  // namespace
 
-/// Body of interp(). False, with nothing written, if the body has no series, the series does not lie within a record, or the
-/// time does not lie within the series.
-bool interpolate(PLANET_JPL planet, const double* coef_record, const double* t, int ncm, int ifl, double* posvel) {
-    if (g_eph_header == nullptr || planet < 0 || planet >= kRows || ncm < 1) return false;
-    const int start = g_eph_header->ipt[planet][0];
-    const int ncf = g_eph_header->ipt[planet][1];
-    const int na = g_eph_header->ipt[planet][2];
-    if (ncf < 1 || ncf > MAXNUM_CHEBYSHEV_JPLEPH || start < 1 || start > NUM_COEF_JPLEPH || na < 1 ||
-        na > NUM_COEF_JPLEPH || ncm > NUM_COEF_JPLEPH || start - 1LL + 1LL * na * ncf * ncm > NUM_COEF_JPLEPH) {
-        return false;
-    }
-    if (!(t[0] >= 0.0 && t[0] <= 1.0)) return false;
-
-    const double dt1 = std::trunc(t[0]);
-    const double temp = t[0] * na;
-    const int l = static_cast<int>(temp - dt1);
-    if (l >= na) return false;
-    const double tc = 2.0 * ((temp - std::trunc(temp)) + dt1) - 1.0;  // Chebyshev time [-1, 1]
-
-    double* const P = pos_coef_chebyshev[planet];
-    P[0] = 1.0;
-    P[1] = tc;
-    for (int i = 2; i < ncf; ++i) P[i] = 2.0 * tc * P[i - 1] - P[i - 2];
-    const double* const series = coef_record + start - 1 + l * ncf * ncm;
-    for (int i = 0; i < ncm; ++i) {
-        double sum = 0.0;  // from high to low: the order sets the rounding
-        for (int j = ncf - 1; j >= 0; --j) sum += series[i * ncf + j] * P[j];
-        posvel[i] = sum;
-    }
-    if (ifl <= 1) return true;
-
-    const double vfac = 2.0 * na / t[1];
-    double* const Q = vel_coef_chebyshev[planet];
-    Q[0] = 0.0;
-    Q[1] = 1.0;
-    Q[2] = 4.0 * tc;
-    for (int i = 3; i < ncf; ++i) Q[i] = 2.0 * tc * Q[i - 1] + 2.0 * P[i - 1] - Q[i - 2];
-    for (int i = 0; i < ncm; ++i) {
-        double sum = 0.0;
-        for (int j = ncf - 1; j > 0; --j) sum += series[i * ncf + j] * Q[j];
-        posvel[ncm + i] = sum * vfac;
-    }
-    return true;
+void initialize_global_eph_planet(void) {
+    g_eph_header = nullptr;
+    g_ephData_storage = nullptr;
+    g_num_eph_record = 0;
+    g_unit_km = true;
+    std::fill(std::begin(PLANET_GM), std::end(PLANET_GM), 0.0);
+    PLANET_GM[EARTH] = 398600.4415;
+    PLANET_GM[MERCURY] = 22031.78;
+    PLANET_GM[VENUS] = 324858.592;
+    PLANET_GM[MARS] = 42828.375214;
+    PLANET_GM[JUPITER] = 126712764.8;
+    PLANET_GM[SATURN] = 37940585.2;
+    PLANET_GM[URANUS] = 5794548.6;
+    PLANET_GM[NEPTUNE] = 6836527.10058;
+    PLANET_GM[PLUTO] = 977.0;
+    PLANET_GM[MOON] = 4902.800066;
+    PLANET_GM[SUN] = 132712440041.9394;
+    std::memset(pos_coef_chebyshev, 0, sizeof pos_coef_chebyshev);
+    std::memset(vel_coef_chebyshev, 0, sizeof vel_coef_chebyshev);
+    start_polynomials();
 }
 
-/// What one evaluation shares between its bodies.
-struct Epoch {
-    const double* coef;  ///< coefficients of the record
-    double t[2];         ///< fraction of the record; its length in the velocity's unit of time
-    double scale;        ///< from kilometres to the unit of the result
-    double earth[6];     ///< barycentric Earth and Moon, if one of them is asked for
-    double moon[6];
+namespace {
+
+// Start, coefficients, sub-intervals of the built-in record, EARTH to TTmTDB.
+constexpr int kBuiltinIpt[16][3] = {
+    {1018, 0, 0}, {3, 14, 4},  {171, 10, 2}, {231, 13, 2}, {309, 11, 1}, {342, 8, 1},  {366, 7, 1},  {387, 6, 1},
+    {405, 6, 1},  {423, 6, 1}, {441, 13, 8}, {753, 11, 2}, {819, 10, 4}, {899, 10, 4}, {1019, 0, 0}, {1019, 0, 0},
 };
 
-bool scaled_state(const Epoch& epoch, PLANET_JPL body, double* state) {
-    if (!interpolate(body, epoch.coef, epoch.t, 3, 2, state)) return false;
-    for (int i = 0; i < 6; ++i) state[i] *= epoch.scale;
+constexpr double kBuiltinRecord[] = {
+#include "tables/eph_record_2459216.inc"
+};
+static_assert(std::size(kBuiltinRecord) == NUM_COEF_JPLEPH);
+
+/// Covered dates from the first and the last of the records.
+void set_covered_dates(EPH_HEADER_JPL* header, const EPH_RECORD_JPL* records, int last) {
+    header->ss[0] = records[0].chebychev_coef[0];
+    header->ss[1] = records[last].chebychev_coef[1];
+}
+
+}  // namespace
+
+bool load_eph_header_default(EPH_HEADER_JPL* eph_header) {
+    if (eph_header == nullptr) return false;
+    eph_header->au = 149597870.7;
+    eph_header->emrat = 81.30056833816509;
+    eph_header->ss[0] = 0.0;
+    eph_header->ss[1] = 0.0;
+    eph_header->ss[2] = 32.0;
+    std::memcpy(eph_header->ipt, kBuiltinIpt, sizeof kBuiltinIpt);
     return true;
 }
 
-/// Barycentric Earth and Moon from the Earth-Moon barycentre and the geocentric Moon.
-bool split_earth_moon(Epoch& epoch) {
-    double em_bary[6];
-    if (!scaled_state(epoch, EM_BARY, em_bary) || !scaled_state(epoch, MOON, epoch.moon)) return false;
-    for (int i = 0; i < 6; ++i) {
-        epoch.earth[i] = em_bary[i] - epoch.moon[i] / (g_eph_header->emrat + 1.0);
-        epoch.moon[i] = epoch.moon[i] + epoch.earth[i];
-    }
+bool load_eph_storage_default(EPH_HEADER_JPL* eph_header, EPH_RECORD_JPL* eph_storage) {
+    if (eph_storage == nullptr || !load_eph_header_default(eph_header)) return false;
+    eph_storage[0].index = 0;
+    eph_storage[0].coef_num = NUM_COEF_JPLEPH;
+    std::copy(std::begin(kBuiltinRecord), std::end(kBuiltinRecord), eph_storage[0].chebychev_coef);
+    g_num_eph_record = 1;
+    set_covered_dates(eph_header, eph_storage, g_num_eph_record - 1);
     return true;
 }
 
-bool barycentric_state(const Epoch& epoch, PLANET_JPL body, double* state) {
-    if (body == EARTH || body == MOON) {
-        std::copy_n(body == EARTH ? epoch.earth : epoch.moon, 6, state);
-        return true;
-    }
-    return body != SOLAR_BARY && scaled_state(epoch, body, state);
-}
+// --- ephemeris file --------------------------------------------------------------------------------------------------
+
+namespace {
+
+enum class Group { none, dates, names, values, index, data };
 
 /// What the last file has left: a header whose dates ask for a record behind the last one is no reason to read there.
 struct LoadedFile {
@@ -134,43 +114,6 @@ struct LoadedFile {
     int last = -1;
 };
 LoadedFile s_file;
-
-/// Highest record number of the store in use. The count is not asked; a host may have made or extended the store itself.
-int last_record() {
-    const bool from_file =
-        g_ephData_storage == s_file.records && std::equal(s_file.ss, s_file.ss + 3, g_eph_header->ss);
-    return from_file ? s_file.last : static_cast<int>(MAXNUM_RECORD_JPLEPH);
-}
-
-/// Finds the record of a date and the place within it. False for a date that no loaded record covers.
-bool locate(double tt_jd, Epoch& epoch) {
-    const double* const ss = g_eph_header->ss;
-    double ab[2], cd[2];
-    split_double(tt_jd - 0.5, ab);
-    split_double(0.0, cd);
-    double a = ab[0] + cd[0] + 0.5;
-    split_double(ab[1] + cd[1], cd);
-    a = a + cd[0];
-    const double d = cd[1];
-    if (!(a + d >= ss[0] && a + d <= ss[1])) {
-        report(ULOG_ERROR_LEVEL, "Requested JED (%lf) not within ephemeris limits (%lf -- %lf)\n", a + d, ss[0], ss[1]);
-        return false;
-    }
-    const double quotient = (a - ss[0]) / ss[2];
-    if (!(quotient >= 0.0 && quotient < 1e9)) return false;
-    int nr = static_cast<int>(quotient);
-    if (std::fabs(a - ss[1]) < 1e-6) nr -= 1;
-    if (nr < 0 || nr > last_record()) return false;
-    epoch.coef = g_ephData_storage[nr].chebychev_coef;
-    epoch.t[0] = (d + (a - (nr * ss[2] + ss[0]))) / ss[2];
-    epoch.t[1] = g_unit_km ? ss[2] * 86400 : ss[2];
-    epoch.scale = g_unit_km ? 1.0 : 1.0 / g_eph_header->au;
-    return true;
-}
-
-// --- ephemeris file ------------------------------------------------------------------------------------------------------
-
-enum class Group { none, dates, names, values, index, data };
 
 struct GroupMarker {
     const char* text;
@@ -306,112 +249,7 @@ bool read_ephemeris_line(Reading& r, char* line) {
     return true;
 }
 
-/// Covered dates from the first and the last of the records.
-void set_covered_dates(EPH_HEADER_JPL* header, const EPH_RECORD_JPL* records, int last) {
-    header->ss[0] = records[0].chebychev_coef[0];
-    header->ss[1] = records[last].chebychev_coef[1];
-}
-
-// --- test file -----------------------------------------------------------------------------------------------------------
-
-/// Body of a number in a JPL test file; TOTAL_PLANET for a number that no table knows.
-PLANET_JPL body_of_number(int number) {
-    switch (number) {
-        case 3:
-            return EARTH;
-        case 13:
-            return EM_BARY;
-        case 12:
-            return SOLAR_BARY;
-        case 14:
-            return EARTH_NUTATION;
-        case 15:
-            return LUNAR_LIBRATION;
-        default:
-            return number >= 0 && number < TOTAL_PLANET ? static_cast<PLANET_JPL>(number) : TOTAL_PLANET;
-    }
-}
-
-/// One line of a test file.
-struct TestRow {
-    double jed;
-    int target, centre, coordinate;
-    double expected;
-};
-
-void log_test_row(int count, const TestRow& row, double computed, double difference) {
-    report(ULOG_DEBUG_LEVEL, "%7d %10.1f %2d %2d %2d %25.13f %25.13f %13.5e\n", count, row.jed, row.target, row.centre,
-           row.coordinate, row.expected, computed, difference);
-}
-
-/// Compares one line and logs it if it is the hundredth or differs.
-void compare_test_row(TestRow& row, int count) {
-    const bool angles = row.target == 14 || row.target == 15;
-    const PLANET_JPL target = body_of_number(row.target);
-    const PLANET_JPL centre = angles ? TOTAL_PLANET : body_of_number(row.centre);
-    row.target = target;
-    row.centre = centre;
-    double pv[6] = {};
-    compute_planet_pos_vel(row.jed, centre, target, pv);
-    const double computed = pv[row.coordinate - 1];
-    // settled: differences of the librations are taken as they are, without the scaling to the span of the test
-    const double difference = std::fabs(computed - row.expected);
-    if (count % 100 == 0) log_test_row(count, row, computed, difference);
-    if (difference >= 1e-13) {
-        report(ULOG_DEBUG_LEVEL, "*****  warning : next difference >= 1.0E-13  *****");
-        log_test_row(count, row, computed, difference);
-    }
-}
-
-// --- analytic Sun and Moon -----------------------------------------------------------------------------------------------
-
-double sin_deg(double angle) { return std::sin(angle * kDegToRad); }
-double cos_deg(double angle) { return std::cos(angle * kDegToRad); }
-
 }  // namespace
-
-void initialize_global_eph_planet(void) {
-    g_eph_header = nullptr;
-    g_ephData_storage = nullptr;
-    g_num_eph_record = 0;
-    g_unit_km = true;
-    std::fill(std::begin(PLANET_GM), std::end(PLANET_GM), 0.0);
-    PLANET_GM[EARTH] = 398600.4415;
-    PLANET_GM[MERCURY] = 22031.78;
-    PLANET_GM[VENUS] = 324858.592;
-    PLANET_GM[MARS] = 42828.375214;
-    PLANET_GM[JUPITER] = 126712764.8;
-    PLANET_GM[SATURN] = 37940585.2;
-    PLANET_GM[URANUS] = 5794548.6;
-    PLANET_GM[NEPTUNE] = 6836527.10058;
-    PLANET_GM[PLUTO] = 977.0;
-    PLANET_GM[MOON] = 4902.800066;
-    PLANET_GM[SUN] = 132712440041.9394;
-    std::memset(pos_coef_chebyshev, 0, sizeof pos_coef_chebyshev);
-    std::memset(vel_coef_chebyshev, 0, sizeof vel_coef_chebyshev);
-    start_polynomials();
-}
-
-bool load_eph_header_default(EPH_HEADER_JPL* eph_header) {
-    if (eph_header == nullptr) return false;
-    eph_header->au = 149597870.7;
-    eph_header->emrat = 81.30056833816509;
-    eph_header->ss[0] = 0.0;
-    eph_header->ss[1] = 0.0;
-    eph_header->ss[2] = 32.0;
-    std::memcpy(eph_header->ipt, kBuiltinIpt, sizeof kBuiltinIpt);
-    return true;
-}
-
-bool load_eph_storage_default(EPH_HEADER_JPL* eph_header, EPH_RECORD_JPL* eph_storage) {
-    if (eph_storage == nullptr || !load_eph_header_default(eph_header)) return false;
-    eph_storage[0].index = 0;
-    eph_storage[0].coef_num = NUM_COEF_JPLEPH;
-    std::copy(std::begin(kBuiltinRecord), std::end(kBuiltinRecord), eph_storage[0].chebychev_coef);
-    g_num_eph_record = 1;
-    set_covered_dates(eph_header, eph_storage, g_num_eph_record - 1);
-    return true;
-}
 
 bool load_eph_storage_file(char* eph_filename, EPH_HEADER_JPL* eph_header, EPH_RECORD_JPL* eph_data) {
     const File file = open_text(eph_filename);
@@ -447,6 +285,124 @@ bool load_eph_storage_file(char* eph_filename, EPH_HEADER_JPL* eph_header, EPH_R
     report(ULOG_INFO_LEVEL, "load_eph_storage(): eph_filename=%s", eph_filename);
     return true;
 }
+
+// --- evaluation ------------------------------------------------------------------------------------------------------
+
+namespace {
+
+/// Body of interp(). False, with nothing written, if the body has no series, the series does not lie within a record, or the
+/// time does not lie within the series.
+bool interpolate(PLANET_JPL planet, const double* coef_record, const double* t, int ncm, int ifl, double* posvel) {
+    if (g_eph_header == nullptr || planet < 0 || planet >= kRows || ncm < 1) return false;
+    const int start = g_eph_header->ipt[planet][0];
+    const int ncf = g_eph_header->ipt[planet][1];
+    const int na = g_eph_header->ipt[planet][2];
+    if (ncf < 1 || ncf > MAXNUM_CHEBYSHEV_JPLEPH || start < 1 || start > NUM_COEF_JPLEPH || na < 1 ||
+        na > NUM_COEF_JPLEPH || ncm > NUM_COEF_JPLEPH || start - 1LL + 1LL * na * ncf * ncm > NUM_COEF_JPLEPH) {
+        return false;
+    }
+    if (!(t[0] >= 0.0 && t[0] <= 1.0)) return false;
+
+    const double dt1 = std::trunc(t[0]);
+    const double temp = t[0] * na;
+    const int l = static_cast<int>(temp - dt1);
+    if (l >= na) return false;
+    const double tc = 2.0 * ((temp - std::trunc(temp)) + dt1) - 1.0;  // Chebyshev time [-1, 1]
+
+    double* const P = pos_coef_chebyshev[planet];
+    P[0] = 1.0;
+    P[1] = tc;
+    for (int i = 2; i < ncf; ++i) P[i] = 2.0 * tc * P[i - 1] - P[i - 2];
+    const double* const series = coef_record + start - 1 + l * ncf * ncm;
+    for (int i = 0; i < ncm; ++i) {
+        double sum = 0.0;  // from high to low: the order sets the rounding
+        for (int j = ncf - 1; j >= 0; --j) sum += series[i * ncf + j] * P[j];
+        posvel[i] = sum;
+    }
+    if (ifl <= 1) return true;
+
+    const double vfac = 2.0 * na / t[1];
+    double* const Q = vel_coef_chebyshev[planet];
+    Q[0] = 0.0;
+    Q[1] = 1.0;
+    Q[2] = 4.0 * tc;
+    for (int i = 3; i < ncf; ++i) Q[i] = 2.0 * tc * Q[i - 1] + 2.0 * P[i - 1] - Q[i - 2];
+    for (int i = 0; i < ncm; ++i) {
+        double sum = 0.0;
+        for (int j = ncf - 1; j > 0; --j) sum += series[i * ncf + j] * Q[j];
+        posvel[ncm + i] = sum * vfac;
+    }
+    return true;
+}
+
+/// What one evaluation shares between its bodies.
+struct Epoch {
+    const double* coef;  ///< coefficients of the record
+    double t[2];         ///< fraction of the record; its length in the velocity's unit of time
+    double scale;        ///< from kilometres to the unit of the result
+    double earth[6];     ///< barycentric Earth and Moon, if one of them is asked for
+    double moon[6];
+};
+
+bool scaled_state(const Epoch& epoch, PLANET_JPL body, double* state) {
+    if (!interpolate(body, epoch.coef, epoch.t, 3, 2, state)) return false;
+    for (int i = 0; i < 6; ++i) state[i] *= epoch.scale;
+    return true;
+}
+
+/// Barycentric Earth and Moon from the Earth-Moon barycentre and the geocentric Moon.
+bool split_earth_moon(Epoch& epoch) {
+    double em_bary[6];
+    if (!scaled_state(epoch, EM_BARY, em_bary) || !scaled_state(epoch, MOON, epoch.moon)) return false;
+    for (int i = 0; i < 6; ++i) {
+        epoch.earth[i] = em_bary[i] - epoch.moon[i] / (g_eph_header->emrat + 1.0);
+        epoch.moon[i] = epoch.moon[i] + epoch.earth[i];
+    }
+    return true;
+}
+
+bool barycentric_state(const Epoch& epoch, PLANET_JPL body, double* state) {
+    if (body == EARTH || body == MOON) {
+        std::copy_n(body == EARTH ? epoch.earth : epoch.moon, 6, state);
+        return true;
+    }
+    return body != SOLAR_BARY && scaled_state(epoch, body, state);
+}
+
+/// Highest record number of the store in use. The count is not asked; a host may have made or extended the store itself.
+int last_record() {
+    const bool from_file =
+        g_ephData_storage == s_file.records && std::equal(s_file.ss, s_file.ss + 3, g_eph_header->ss);
+    return from_file ? s_file.last : static_cast<int>(MAXNUM_RECORD_JPLEPH);
+}
+
+/// Finds the record of a date and the place within it. False for a date that no loaded record covers.
+bool locate(double tt_jd, Epoch& epoch) {
+    const double* const ss = g_eph_header->ss;
+    double ab[2], cd[2];
+    split_double(tt_jd - 0.5, ab);
+    split_double(0.0, cd);
+    double a = ab[0] + cd[0] + 0.5;
+    split_double(ab[1] + cd[1], cd);
+    a = a + cd[0];
+    const double d = cd[1];
+    if (!(a + d >= ss[0] && a + d <= ss[1])) {
+        report(ULOG_ERROR_LEVEL, "Requested JED (%lf) not within ephemeris limits (%lf -- %lf)\n", a + d, ss[0], ss[1]);
+        return false;
+    }
+    const double quotient = (a - ss[0]) / ss[2];
+    if (!(quotient >= 0.0 && quotient < 1e9)) return false;
+    int nr = static_cast<int>(quotient);
+    if (std::fabs(a - ss[1]) < 1e-6) nr -= 1;
+    if (nr < 0 || nr > last_record()) return false;
+    epoch.coef = g_ephData_storage[nr].chebychev_coef;
+    epoch.t[0] = (d + (a - (nr * ss[2] + ss[0]))) / ss[2];
+    epoch.t[1] = g_unit_km ? ss[2] * 86400 : ss[2];
+    epoch.scale = g_unit_km ? 1.0 : 1.0 / g_eph_header->au;
+    return true;
+}
+
+}  // namespace
 
 bool compute_planet_pos_vel(double tt_jd, PLANET_JPL ncent, PLANET_JPL ntarg, double* pv) {
     if (g_num_eph_record == 0) {
@@ -507,6 +463,15 @@ void ast_args(double t, double* f) {
     }
 }
 
+// --- analytic Sun and Moon -------------------------------------------------------------------------------------------
+
+namespace {
+
+double sin_deg(double angle) { return std::sin(angle * kDegToRad); }
+double cos_deg(double angle) { return std::cos(angle * kDegToRad); }
+
+}  // namespace
+
 void compute_pos_sun_moon_eci(double mjd_ut1, double* rsun_eci, double* rmoon_eci) {
     const double T = (mjd_ut1 - 51544.5) / 36525;
     double f[5];
@@ -537,6 +502,61 @@ void compute_pos_sun_moon_eci(double mjd_ut1, double* rsun_eci, double* rmoon_ec
         rmoon_eci[2] = r * (cos_eps * sin_b + sin_eps * cos_b * sin_L);
     }
 }
+
+// --- test file -------------------------------------------------------------------------------------------------------
+
+namespace {
+
+/// Body of a number in a JPL test file; TOTAL_PLANET for a number that no table knows.
+PLANET_JPL body_of_number(int number) {
+    switch (number) {
+        case 3:
+            return EARTH;
+        case 13:
+            return EM_BARY;
+        case 12:
+            return SOLAR_BARY;
+        case 14:
+            return EARTH_NUTATION;
+        case 15:
+            return LUNAR_LIBRATION;
+        default:
+            return number >= 0 && number < TOTAL_PLANET ? static_cast<PLANET_JPL>(number) : TOTAL_PLANET;
+    }
+}
+
+/// One line of a test file.
+struct TestRow {
+    double jed;
+    int target, centre, coordinate;
+    double expected;
+};
+
+void log_test_row(int count, const TestRow& row, double computed, double difference) {
+    report(ULOG_DEBUG_LEVEL, "%7d %10.1f %2d %2d %2d %25.13f %25.13f %13.5e\n", count, row.jed, row.target, row.centre,
+           row.coordinate, row.expected, computed, difference);
+}
+
+/// Compares one line and logs it if it is the hundredth or differs.
+void compare_test_row(TestRow& row, int count) {
+    const bool angles = row.target == 14 || row.target == 15;
+    const PLANET_JPL target = body_of_number(row.target);
+    const PLANET_JPL centre = angles ? TOTAL_PLANET : body_of_number(row.centre);
+    row.target = target;
+    row.centre = centre;
+    double pv[6] = {};
+    compute_planet_pos_vel(row.jed, centre, target, pv);
+    const double computed = pv[row.coordinate - 1];
+    // settled: differences of the librations are taken as they are, without the scaling to the span of the test
+    const double difference = std::fabs(computed - row.expected);
+    if (count % 100 == 0) log_test_row(count, row, computed, difference);
+    if (difference >= 1e-13) {
+        report(ULOG_DEBUG_LEVEL, "*****  warning : next difference >= 1.0E-13  *****");
+        log_test_row(count, row, computed, difference);
+    }
+}
+
+}  // namespace
 
 void EphTest(char* testfilename) {
     g_unit_km = false;

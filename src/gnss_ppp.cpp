@@ -20,15 +20,34 @@
 using namespace leopod;
 
 namespace {
+
 constexpr double kChisqr[] = {
 #include "tables/chisqr.inc"
 };
 static_assert(std::size(kChisqr) == std::size(chisqr), "one row per degree of freedom");
+
 }  // namespace
 
 const double chisqr[100] = {
 #include "tables/chisqr.inc"  // NOLINT(readability-duplicate-include): counted above
 };
+
+// --- point position --------------------------------------------------------------------------------------------------
+
+STATUS_SOL pseudorange_point_positioning(OBSDATA_EPOCH* obs_epoch, ANT_INFO* antenna_rcv, SOLUTION* solt) {
+    ModelEpoch epoch;
+    return point_position(epoch, obs_epoch, antenna_rcv, solt);
+}
+
+void leopod::warn_of_excess(const OBSDATA_EPOCH& epoch) {
+    constexpr const char* kName = "observation epoch";
+    bool warned = false, records_warned = false;
+    if (epoch.sat_num > MAXSAT_EPOCH) warn_limit(warned, kName, MAXSAT_EPOCH, "satellites");
+    for (int i = 0; i < clamp_count(epoch.sat_num, MAXSAT_EPOCH); ++i) {
+        if (epoch.satobs[i].num_obs > MAXOBS_PER_SAT)
+            warn_limit(records_warned, kName, MAXOBS_PER_SAT, "records of a satellite");
+    }
+}
 
 namespace {
 
@@ -367,100 +386,7 @@ void assess(OBSDATA_EPOCH* obs_epoch, Pass& pass, const double* inv_BTWB, int np
     solt->gdop = std::sqrt(sum);
 }
 
-// --- zero-difference model ---------------------------------------------------------------------------------------------------
-
-/// Ionosphere-free pair of one satellite.
-struct PairIF {
-    double freq[2];    // [MHz]
-    double obs_IF[2];  // code, phase [m]
-    double factors_if[2];
-    double variance[2];  // code, phase [m^2]
-};
-
-/// A used record of a satellite, or null.
-const OBSREC* used_record(const OBSDATA_SAT& sat, int observable) {
-    if (observable < 0 || observable >= MAXOBS_PER_SAT) return nullptr;
-    const int jj = sat.obs_index_used[observable];
-    return jj >= 0 && jj < MAXOBS_PER_SAT ? &sat.obsdata[jj] : nullptr;
-}
-
-/// False when one of the four records is missing or too small.
-bool get_pair_IF(const OBSDATA_SAT& sat, int isys, PairIF& pair, OBSFREQ* bands) {
-    const double threshold = 0.0001;
-    double obs_phase[2];
-    double obs_code[2];
-    double sigma_code[2];
-    double sigma_phase[2];
-    for (int f = 0; f < 2; ++f) {
-        const OBSREC* code = used_record(sat, gnssconfig.obs_index_IF_code[isys][f]);
-        const OBSREC* phase = used_record(sat, gnssconfig.obs_index_IF_phase[isys][f]);
-        if (code == nullptr || phase == nullptr) return false;
-        if (std::fabs(code->value) < threshold || std::fabs(phase->value) < threshold) return false;
-        bands[f] = phase->freq;
-        pair.freq[f] = get_obs_frequency(sat.satsys, phase->freq, sat.prn);
-        obs_code[f] = code->value;
-        obs_phase[f] = phase->value * (kSpeedOfLight / pair.freq[f] * 1e-06);
-        sigma_code[f] = code->sigma;
-        sigma_phase[f] = phase->sigma;
-    }
-    get_ionosphere_free_combination(obs_phase, obs_code, pair.freq, pair.obs_IF, pair.factors_if);
-    const double square1 = pair.factors_if[0] * pair.factors_if[0];
-    const double square2 = pair.factors_if[1] * pair.factors_if[1];
-    pair.variance[0] = square1 * (sigma_code[0] * sigma_code[0]) + square2 * (sigma_code[1] * sigma_code[1]);
-    pair.variance[1] = square1 * (sigma_phase[0] * sigma_phase[0]) + square2 * (sigma_phase[1] * sigma_phase[1]);
-    return true;
-}
-
-PARAM_TYPE clock_parameter(sysGNSS satsys) {
-    return satsys == GPS ? param_RX_GPS_CLK : satsys == BDS ? param_RX_BDS_CLK : param_RX_GAL_CLK;
-}
-
-/// Position and velocity, and clocks by system index, out of the active parameters.
-void collect_state(int nx, const PARAM_TYPE* param_types, const int* index_paramX, const double* X, double* stapos,
-                   double* rcv_clk) {
-    for (int i = 0; i < nx; ++i) {
-        const int idx_x = index_paramX[i];
-        if (idx_x < 0) continue;
-        const PARAM_TYPE type = param_types[i];
-        if (type >= param_RX_POS_X && type <= param_RX_VEL_Z) {
-            stapos[type - param_RX_POS_X] = X[idx_x];
-        } else if (type >= param_RX_GPS_CLK && type <= param_RX_GAL_CLK) {
-            const sysGNSS satsys = type == param_RX_GPS_CLK ? GPS : type == param_RX_BDS_CLK ? BDS : GAL;
-            const int isys = get_gnssconfig_sys_index(satsys, &gnssconfig);
-            if (isys >= 0) rcv_clk[isys] = X[idx_x];
-        }
-    }
-}
-
-/// Records of the frequency-by-frequency form.
-void skip_single_frequencies(const OBSDATA_SAT& sat, int satindex, int isys) {
-    for (int k = 0; k < clamp_count(gnssconfig.num_obs_freq_code[isys], MAXOBS_PER_SAT); ++k) {
-        const OBSREC* rec = used_record(sat, k);
-        if (rec == nullptr) continue;
-        if (rec->flag_obs != OBS_OK) {
-            report(ULOG_WARNING_LEVEL, "satindex=%d,obsrec->flag_obs=%d", satindex, rec->flag_obs);
-            continue;
-        }
-        // settled: a row would need a record that is range and phase at once, so none comes from here
-    }
-}
-
 }  // namespace
-
-STATUS_SOL pseudorange_point_positioning(OBSDATA_EPOCH* obs_epoch, ANT_INFO* antenna_rcv, SOLUTION* solt) {
-    ModelEpoch epoch;
-    return point_position(epoch, obs_epoch, antenna_rcv, solt);
-}
-
-void leopod::warn_of_excess(const OBSDATA_EPOCH& epoch) {
-    constexpr const char* kName = "observation epoch";
-    bool warned = false, records_warned = false;
-    if (epoch.sat_num > MAXSAT_EPOCH) warn_limit(warned, kName, MAXSAT_EPOCH, "satellites");
-    for (int i = 0; i < clamp_count(epoch.sat_num, MAXSAT_EPOCH); ++i) {
-        if (epoch.satobs[i].num_obs > MAXOBS_PER_SAT)
-            warn_limit(records_warned, kName, MAXOBS_PER_SAT, "records of a satellite");
-    }
-}
 
 STATUS_SOL leopod::point_position(ModelEpoch& epoch, OBSDATA_EPOCH* obs_epoch, ANT_INFO* antenna_rcv, SOLUTION* solt) {
     solt->type = 'C';
@@ -544,6 +470,88 @@ int compute_omc_zd_gnss(int nsat, int* satidx_in_obs_epoch, int* satlist_satinde
     return model_zd_gnss(epoch, nsat, satidx_in_obs_epoch, satlist_satindex, obs_epoch, sunposvel_ecf, att_rcv, ant_rcv,
                          nx, param_types, index_paramX, idxfunc, X, sat_state, nobs_max, nx_max, h, v, r);
 }
+
+// --- zero-difference model -------------------------------------------------------------------------------------------
+
+namespace {
+
+/// Ionosphere-free pair of one satellite.
+struct PairIF {
+    double freq[2];    // [MHz]
+    double obs_IF[2];  // code, phase [m]
+    double factors_if[2];
+    double variance[2];  // code, phase [m^2]
+};
+
+/// A used record of a satellite, or null.
+const OBSREC* used_record(const OBSDATA_SAT& sat, int observable) {
+    if (observable < 0 || observable >= MAXOBS_PER_SAT) return nullptr;
+    const int jj = sat.obs_index_used[observable];
+    return jj >= 0 && jj < MAXOBS_PER_SAT ? &sat.obsdata[jj] : nullptr;
+}
+
+/// False when one of the four records is missing or too small.
+bool get_pair_IF(const OBSDATA_SAT& sat, int isys, PairIF& pair, OBSFREQ* bands) {
+    const double threshold = 0.0001;
+    double obs_phase[2];
+    double obs_code[2];
+    double sigma_code[2];
+    double sigma_phase[2];
+    for (int f = 0; f < 2; ++f) {
+        const OBSREC* code = used_record(sat, gnssconfig.obs_index_IF_code[isys][f]);
+        const OBSREC* phase = used_record(sat, gnssconfig.obs_index_IF_phase[isys][f]);
+        if (code == nullptr || phase == nullptr) return false;
+        if (std::fabs(code->value) < threshold || std::fabs(phase->value) < threshold) return false;
+        bands[f] = phase->freq;
+        pair.freq[f] = get_obs_frequency(sat.satsys, phase->freq, sat.prn);
+        obs_code[f] = code->value;
+        obs_phase[f] = phase->value * (kSpeedOfLight / pair.freq[f] * 1e-06);
+        sigma_code[f] = code->sigma;
+        sigma_phase[f] = phase->sigma;
+    }
+    get_ionosphere_free_combination(obs_phase, obs_code, pair.freq, pair.obs_IF, pair.factors_if);
+    const double square1 = pair.factors_if[0] * pair.factors_if[0];
+    const double square2 = pair.factors_if[1] * pair.factors_if[1];
+    pair.variance[0] = square1 * (sigma_code[0] * sigma_code[0]) + square2 * (sigma_code[1] * sigma_code[1]);
+    pair.variance[1] = square1 * (sigma_phase[0] * sigma_phase[0]) + square2 * (sigma_phase[1] * sigma_phase[1]);
+    return true;
+}
+
+PARAM_TYPE clock_parameter(sysGNSS satsys) {
+    return satsys == GPS ? param_RX_GPS_CLK : satsys == BDS ? param_RX_BDS_CLK : param_RX_GAL_CLK;
+}
+
+/// Position and velocity, and clocks by system index, out of the active parameters.
+void collect_state(int nx, const PARAM_TYPE* param_types, const int* index_paramX, const double* X, double* stapos,
+                   double* rcv_clk) {
+    for (int i = 0; i < nx; ++i) {
+        const int idx_x = index_paramX[i];
+        if (idx_x < 0) continue;
+        const PARAM_TYPE type = param_types[i];
+        if (type >= param_RX_POS_X && type <= param_RX_VEL_Z) {
+            stapos[type - param_RX_POS_X] = X[idx_x];
+        } else if (type >= param_RX_GPS_CLK && type <= param_RX_GAL_CLK) {
+            const sysGNSS satsys = type == param_RX_GPS_CLK ? GPS : type == param_RX_BDS_CLK ? BDS : GAL;
+            const int isys = get_gnssconfig_sys_index(satsys, &gnssconfig);
+            if (isys >= 0) rcv_clk[isys] = X[idx_x];
+        }
+    }
+}
+
+/// Records of the frequency-by-frequency form.
+void skip_single_frequencies(const OBSDATA_SAT& sat, int satindex, int isys) {
+    for (int k = 0; k < clamp_count(gnssconfig.num_obs_freq_code[isys], MAXOBS_PER_SAT); ++k) {
+        const OBSREC* rec = used_record(sat, k);
+        if (rec == nullptr) continue;
+        if (rec->flag_obs != OBS_OK) {
+            report(ULOG_WARNING_LEVEL, "satindex=%d,obsrec->flag_obs=%d", satindex, rec->flag_obs);
+            continue;
+        }
+        // settled: a row would need a record that is range and phase at once, so none comes from here
+    }
+}
+
+}  // namespace
 
 int leopod::model_zd_gnss(ModelEpoch& epoch, int nsat, int* satidx_in_obs_epoch, int* satlist_satindex,
                           OBSDATA_EPOCH* obs_epoch, double* sunposvel_ecf, ATT_QUATERNION* att_rcv, ANT_INFO* ant_rcv,

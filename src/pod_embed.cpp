@@ -19,6 +19,8 @@
 
 using namespace leopod;
 
+// --- start-up --------------------------------------------------------------------------------------------------------
+
 namespace {
 
 constexpr int kStoreDepth = 5;              // orbits, clocks
@@ -29,13 +31,6 @@ constexpr int kFirstClock = 6;              // slot of the first clock
 constexpr double kAmbiguityNoise = 1e-08;   // [m^2] added to every ambiguity element
 constexpr PARAM_TYPE kNoParam = static_cast<PARAM_TYPE>(-1);
 
-struct TimeText {
-    char text[kTimeText];
-    explicit TimeText(GTime time) { gtime2str(time, text); }
-};
-
-bool valid_satindex(int satindex) { return satindex >= 0 && satindex < MAXSAT_GNSS; }
-
 template <std::size_t n>
 void clear_list(int (&list)[n]) {
     std::fill_n(list, n, -1);
@@ -45,51 +40,6 @@ void clear_parameters(RUNTIME_POD_EMBED* pod) {
     clear_list(pod->index_param_X);
     pod->num_param = 0;
 }
-
-/// Activates a parameter of this epoch.
-void append_parameter(RUNTIME_POD_EMBED* pod, PARAM_TYPE type, int slot) {
-    if (pod->num_param < 0 || pod->num_param >= MAXNUM_X) return;
-    pod->param_list[pod->num_param] = type;
-    pod->index_param_X[pod->num_param] = slot;
-    ++pod->num_param;
-}
-
-/// Clock parameter of a system; false for a system without one.
-bool clock_parameter(sysGNSS satsys, PARAM_TYPE& type) {
-    switch (satsys) {
-        case GPS:
-            type = param_RX_GPS_CLK;
-            return true;
-        case BDS:
-            type = param_RX_BDS_CLK;
-            return true;
-        case GAL:
-            type = param_RX_GAL_CLK;
-            return true;
-        default:
-            return false;
-    }
-}
-
-/// Slots of position and velocity.
-void state_slots(RUNTIME_POD_EMBED* pod, int (&slots)[6]) {
-    for (int i = 0; i < 6; ++i) {
-        slots[i] = get_index_param_pod_embed(static_cast<PARAM_TYPE>(param_RX_POS_X + i), UKNSYS, -1, 0,
-                                             pod->satlist_satindex_now);
-    }
-}
-
-/// Puts an entry at the front of a store of five.
-template <typename Entry>
-void push_front(Entry (&store)[kStoreDepth], int& n, const Entry& entry) {
-    if (n < 0 || n > kStoreDepth) return;
-    // settled: below a full store one entry fewer moves than is held, so the very first entry is lost
-    for (int j = n - 1; j >= 1; --j) store[j] = store[j - 1];
-    store[0] = entry;
-    if (n < kStoreDepth) ++n;
-}
-
-// --- start-up ----------------------------------------------------------------------------------------------------------------
 
 constexpr char kAntennaType[20] = "GRACE_C";  // the receiver antenna in both deployments
 
@@ -151,7 +101,65 @@ void set_up_models(RUNTIME_POD_EMBED* pod) {
     load_eops_default(pod->eop_storage, 3);
 }
 
-// --- stages of the epoch -----------------------------------------------------------------------------------------------------
+}  // namespace
+
+void startup_pod_embed(RUNTIME_POD_EMBED* runtime_pod, bool test_env_initialized) {
+    report(ULOG_INFO_LEVEL, "pod_embed startup");
+    runtime_pod->index_object = 0;
+    runtime_pod->num_orb_store = 0;
+    runtime_pod->num_clk_store = 0;
+    runtime_pod->obs_num = 0;
+    clear_parameters(runtime_pod);
+    runtime_pod->nsat_used = 0;
+    clear_list(runtime_pod->satlist_satindex_now);
+    clear_list(runtime_pod->satlist_used_in_obsepoch);
+    runtime_pod->nsat_used_last = 0;
+    clear_list(runtime_pod->satlist_satindex_last);
+    clear_list(runtime_pod->satlist_used_in_obsepoch_last);
+    std::memset(runtime_pod->X, 0, sizeof runtime_pod->X);
+    std::memset(runtime_pod->DX, 0, sizeof runtime_pod->DX);
+    runtime_pod->orbit_integration_progress = kNoArc;
+    initialize_orbit_conifig_embed(&runtime_pod->orbit_dyn_config);
+    initialize_state_spacecraft_embed(&runtime_pod->orbit_dyn_config, &runtime_pod->state_satellite);
+    runtime_pod->sln_orbit_interval = 300.0;
+    for (SAT_STATE& state : runtime_pod->state_sat_all) {
+        state.flag_slip[0] = 2;
+        state.flag_slip[1] = 2;
+    }
+    if (test_env_initialized) {
+        fetch_antenna(runtime_pod);
+    } else {
+        set_up_models(runtime_pod);
+    }
+}
+
+bool update_gnss_observation(const OBSDATA_EPOCH* obs_data, RUNTIME_POD_EMBED* runtime_pod) {
+    if (runtime_pod->obs_num < 0 || runtime_pod->obs_num > 2) return true;
+    if (runtime_pod->obs_num > 0) runtime_pod->obs_epoch[1] = runtime_pod->obs_epoch[0];
+    OBSDATA_EPOCH& newest = runtime_pod->obs_epoch[0];
+    newest = *obs_data;
+    if (runtime_pod->obs_num < 2) ++runtime_pod->obs_num;
+
+    warn_of_excess(newest);
+    newest.sat_num = clamp_count(newest.sat_num, MAXSAT_EPOCH);
+    for (OBSDATA_SAT& sat : newest.satobs) sat.num_obs = clamp_count(sat.num_obs, MAXOBS_PER_SAT);
+    return true;
+}
+
+bool update_gnss_ephemeris_gps(EPHREC_GPS*) { return true; }
+
+bool update_gnss_ephemeris_glo(EPHREC_GLO*) { return true; }
+
+bool update_gnss_ephemeris_pre(EPHREC_GLO*) { return true; }
+
+// --- stages of the epoch ---------------------------------------------------------------------------------------------
+
+namespace {
+
+struct TimeText {
+    char text[kTimeText];
+    explicit TimeText(GTime time) { gtime2str(time, text); }
+};
 
 /// True if a tag lies within a hundredth of the interval of one of its multiples.
 bool aligned_to_interval(double sod, double interval) {
@@ -229,19 +237,209 @@ void roll_lists(RUNTIME_POD_EMBED* pod) {
     clear_parameters(pod);
 }
 
-// --- seed of position, velocity and clocks -----------------------------------------------------------------------------------
+/// Sun at the receive time, earth-fixed.
+void sun_position(const RUNTIME_POD_EMBED* pod, ModelEpoch& epoch) {
+    if (epoch.sun_known) return use_rotation(epoch.sun_rotation);
+    const GTime tt = gtimeChangeTimeSystem(pod->time_now, tsTT);
+    const double mjd_utc = gtime2mjd(gtimeChangeTimeSystem(pod->time_now, tsUTC));
+    double sunposvel_eci[6] = {};
+    epoch.sun_known = compute_planet_pos_vel(static_cast<double>(tt.time.mjd) + tt.time.sod / kDay + kMjdToJd, EARTH,
+                                             SUN, sunposvel_eci);
+    for (int c = 0; c < 3; ++c) sunposvel_eci[c] *= 1000.0;  // settled: the velocity stays in km/s; nothing reads it
+    if (!epoch.sun_rotation.ready) epoch.sun_rotation = {mjd_utc, static_cast<double>(getLeapSecond(mjd_utc))};
+    turn_to_ecf(epoch.sun_rotation, sunposvel_eci, sunposvel_eci + 3, epoch.sunposvel_ecf, epoch.sunposvel_ecf + 3);
+}
 
-void seed(RUNTIME_POD_EMBED* pod, PARAM_TYPE type, int slot, double value, double variance) {
-    if (slot < 0 || slot >= MAXNUM_X) return;
-    pod->X[slot] = value;
-    pod->DX[slot * MAXNUM_X + slot] = variance;
-    append_parameter(pod, type, slot);
+/// One evaluation of the measurement model at the present state.
+int update_measurement(RUNTIME_POD_EMBED* pod, ModelEpoch& epoch, double* H, double* R, double* V, int max_nobs,
+                       int max_nx) {
+    sun_position(pod, epoch);
+    return model_zd_gnss(epoch, pod->nsat_used, pod->satlist_used_in_obsepoch, pod->satlist_satindex_now,
+                         &pod->obs_epoch[0], epoch.sunposvel_ecf, &pod->att_rcv, &pod->ant_info_rcv, pod->num_param,
+                         pod->param_list, pod->index_param_X, get_index_param_pod_embed, pod->X, pod->state_sat_all,
+                         max_nobs, max_nx, H, V, R);
+}
+
+/// Appends printed text to a buffer, as far as it fits.
+template <std::size_t size, typename... Args>
+void append_text(char (&text)[size], std::size_t& used, const char* format, Args... args) {
+    const int n = std::snprintf(text + used, size - used, format, args...);
+    if (n > 0) used = std::min(used + static_cast<std::size_t>(n), size - 1);
+}
+
+void report_residuals(int iteration, int nobs, const double* V) {
+    char text[2048];
+    std::size_t used = 0;
+    append_text(text, used, "residual[iter=%d]:\n", iteration);
+    for (int i = 0; i < nobs; ++i) append_text(text, used, "%18.5lf", V[i]);
+    report(ULOG_DEBUG_LEVEL, "%s", text);
+}
+
+/// The filter's part of an epoch.
+bool solve_clk_offset(RUNTIME_POD_EMBED* pod, ModelEpoch& epoch) {
+    double H[kMaxRows * MAXNUM_X] = {};
+    double R[kMaxRows * kMaxRows] = {};
+    double V[kMaxRows] = {};
+    update_temperal_clock_solution(pod);
+    update_measurement(pod, epoch, H, R, V, kMaxRows, MAXNUM_X);
+    // the outcome is not examined, but for missing memory, which leaves X and DX as predicted
+    const bool filtered = filter_active(pod->X, pod->DX, H, V, R, MAXNUM_X, kMaxRows) != kNoMemory;
+    constexpr int iteration = 1;
+    const int nobs = update_measurement(pod, epoch, H, R, V, kMaxRows, MAXNUM_X);
+    report_residuals(iteration, nobs, V);
+    return filtered;
+}
+
+}  // namespace
+
+void run_single_pod_embed(OBSDATA_EPOCH* obs_data, RUNTIME_POD_EMBED* runtime_pod) {
+    if (!update_gnss_observation(obs_data, runtime_pod)) {
+        report(ULOG_ERROR_LEVEL, "update_gnss_observation return false");
+        return;
+    }
+    OBSDATA_EPOCH* obs_now = &runtime_pod->obs_epoch[0];
+    const GTime ct_gps = obs_now->epoch_time;
+    [[maybe_unused]] const double mjd_tag = static_cast<double>(ct_gps.time.mjd) + ct_gps.time.sod / kDay;
+    const TimeText tag(ct_gps);
+    report(ULOG_INFO_LEVEL, "run_single_pod() at epoch: %s", tag.text);
+    // settled: the alignment gates no stage, every epoch runs the full pipeline
+    [[maybe_unused]] const bool solve_orbit = aligned_to_interval(ct_gps.time.sod, runtime_pod->sln_orbit_interval);
+
+    choose_observation(obs_now);
+    runtime_pod->nsat_used =
+        choose_satellite(obs_now, runtime_pod->satlist_used_in_obsepoch, runtime_pod->satlist_satindex_now);
+    report(ULOG_INFO_LEVEL, "epoch: %s,nsat_used=%d", tag.text, runtime_pod->nsat_used);
+    for (int i = 0; i < clamp_count(runtime_pod->nsat_used, MAXSAT_EPOCH); ++i) {
+        const int satindex = runtime_pod->satlist_satindex_now[i];
+        sysGNSS satsys = UKNSYS;
+        int prn = -1;
+        satindex2sysprn(satindex, &satsys, &prn);
+        report(ULOG_INFO_LEVEL, "satindex=%d, sys=%d, prn=%d", satindex, satsys, prn);
+    }
+
+    if (!get_att_quaternion(runtime_pod->index_object, ct_gps, &runtime_pod->att_rcv)) {
+        report(ULOG_WARNING_LEVEL, "receiver attitude information is invalid!");
+    }
+    const SOLUTION& sln = runtime_pod->sln_kine;
+    ModelEpoch model_epoch;
+    const STATUS_SOL status = point_position(model_epoch, obs_now, &runtime_pod->ant_info_rcv, &runtime_pod->sln_kine);
+    if (status != SOL_OK) {
+        report(ULOG_WARNING_LEVEL, "pseudorange_point_positioning failed [%d]", status);
+        return;
+    }
+    report(ULOG_INFO_LEVEL, "spp: %s %14.4f %14.4f %14.4f %14.4f", tag.text, sln.pos_vel_clk[0], sln.pos_vel_clk[1],
+           sln.pos_vel_clk[2], sln.pos_vel_clk[6]);
+
+    // settled: the first system's clock defines receive time for all systems
+    const int sys_index = get_gnssconfig_sys_index(gnssconfig.sys_used[0], &gnssconfig);
+    const double rcv_clock_offset = sln.pos_vel_clk[kFirstClock + sys_index] / kSpeedOfLight;
+    runtime_pod->time_now = gtimeChangeTimeSystem(gtimeAddSec(ct_gps, -rcv_clock_offset), tsGPST);
+
+    get_gf_mw(obs_now, &gnssconfig, runtime_pod->state_sat_all);
+    if (g_eph_selection == EPHOPT_PREC) fill_ant_info_gnss(obs_now, &gnssconfig, runtime_pod->state_sat_all);
+    solve_clk_offset(runtime_pod, model_epoch);
+    report(ULOG_INFO_LEVEL, "ppp: %s %14.4f %14.4f %14.4f %14.4f", tag.text, runtime_pod->X[0], runtime_pod->X[1],
+           runtime_pod->X[2], runtime_pod->X[kFirstClock]);
+
+    if (runtime_pod->num_orb_store > 2 && runtime_pod->orbit_integration_progress == kNoArc) start_arc(runtime_pod);
+    count_arc(runtime_pod);
+    clean_up_inactive(runtime_pod);
+    store_data_orbit(runtime_pod);
+    store_data_clock(runtime_pod);
+    roll_lists(runtime_pod);
+}
+
+// --- stored results, and the seed of position, velocity and clocks ---------------------------------------------------
+
+namespace {
+
+/// Slots of position and velocity.
+void state_slots(RUNTIME_POD_EMBED* pod, int (&slots)[6]) {
+    for (int i = 0; i < 6; ++i) {
+        slots[i] = get_index_param_pod_embed(static_cast<PARAM_TYPE>(param_RX_POS_X + i), UKNSYS, -1, 0,
+                                             pod->satlist_satindex_now);
+    }
+}
+
+/// Puts an entry at the front of a store of five.
+template <typename Entry>
+void push_front(Entry (&store)[kStoreDepth], int& n, const Entry& entry) {
+    if (n < 0 || n > kStoreDepth) return;
+    // settled: below a full store one entry fewer moves than is held, so the very first entry is lost
+    for (int j = n - 1; j >= 1; --j) store[j] = store[j - 1];
+    store[0] = entry;
+    if (n < kStoreDepth) ++n;
+}
+
+}  // namespace
+
+void store_data_orbit(RUNTIME_POD_EMBED* runtime_pod) {
+    int slots[6];
+    state_slots(runtime_pod, slots);
+    DATA_ORBIT entry = {};
+    entry.epoch_gpst = runtime_pod->time_now;
+    for (int c = 0; c < 3; ++c) {
+        entry.pos_ecf[c] = runtime_pod->X[slots[c]];
+        entry.vel_ecf[c] = runtime_pod->X[slots[3 + c]];
+    }
+    push_front(runtime_pod->dataset_orbit, runtime_pod->num_orb_store, entry);
+}
+
+namespace {
+
+/// Clock parameter of a system; false for a system without one.
+bool clock_parameter(sysGNSS satsys, PARAM_TYPE& type) {
+    switch (satsys) {
+        case GPS:
+            type = param_RX_GPS_CLK;
+            return true;
+        case BDS:
+            type = param_RX_BDS_CLK;
+            return true;
+        case GAL:
+            type = param_RX_GAL_CLK;
+            return true;
+        default:
+            return false;
+    }
 }
 
 int clock_slot(RUNTIME_POD_EMBED* pod, int j, PARAM_TYPE& type) {
     const sysGNSS satsys = gnssconfig.sys_used[j];
     return clock_parameter(satsys, type) ? get_index_param_pod_embed(type, satsys, -1, 0, pod->satlist_satindex_now)
                                          : -1;
+}
+
+}  // namespace
+
+void store_data_clock(RUNTIME_POD_EMBED* runtime_pod) {
+    DATA_CLK entry = {};
+    entry.epoch_gpst = runtime_pod->time_now;
+    int slot = -1;
+    for (int j = 0; j < clamp_count(gnssconfig.num_sys, MAXNUM_SYS); ++j) {
+        PARAM_TYPE type = kNoParam;
+        // settled: a system without a clock parameter takes the slot of the one before it
+        if (clock_parameter(gnssconfig.sys_used[j], type)) slot = clock_slot(runtime_pod, j, type);
+        entry.clk_offset[j] = slot < 0 ? 0.0 : runtime_pod->X[slot] / kSpeedOfLight;
+    }
+    push_front(runtime_pod->dataset_clk, runtime_pod->num_clk_store, entry);
+}
+
+namespace {
+
+/// Activates a parameter of this epoch.
+void append_parameter(RUNTIME_POD_EMBED* pod, PARAM_TYPE type, int slot) {
+    if (pod->num_param < 0 || pod->num_param >= MAXNUM_X) return;
+    pod->param_list[pod->num_param] = type;
+    pod->index_param_X[pod->num_param] = slot;
+    ++pod->num_param;
+}
+
+void seed(RUNTIME_POD_EMBED* pod, PARAM_TYPE type, int slot, double value, double variance) {
+    if (slot < 0 || slot >= MAXNUM_X) return;
+    pod->X[slot] = value;
+    pod->DX[slot * MAXNUM_X + slot] = variance;
+    append_parameter(pod, type, slot);
 }
 
 bool seed_from_point_position(RUNTIME_POD_EMBED* pod, const int (&slots)[6]) {
@@ -305,7 +503,106 @@ int usable_orbits(const RUNTIME_POD_EMBED* pod) {
                                           [](const DATA_ORBIT& entry) { return entry.epoch_gpst.sys != UKNTS; }));
 }
 
-// --- ambiguities -------------------------------------------------------------------------------------------------------------
+}  // namespace
+
+bool get_initial_pos_vel_clk(RUNTIME_POD_EMBED* pod_runtime) {
+    const GTime ct = pod_runtime->time_now;
+    int slots[6];
+    state_slots(pod_runtime, slots);
+    // settled: a store in time order never has its newest entry before ct and its oldest behind, so the stores are not used
+    const bool interpolate = gtime_less(pod_runtime->dataset_orbit[0].epoch_gpst, ct) &&
+                             gtime_greater(pod_runtime->dataset_orbit[kStoreDepth - 1].epoch_gpst, ct) &&
+                             usable_orbits(pod_runtime) > 1;
+    return interpolate ? seed_from_stores(pod_runtime, ct, slots) : seed_from_point_position(pod_runtime, slots);
+}
+
+namespace {
+
+bool valid_satindex(int satindex) { return satindex >= 0 && satindex < MAXSAT_GNSS; }
+
+}  // namespace
+
+void fill_ant_info_gnss(OBSDATA_EPOCH* obs_epoch, GNSSCONFIG* gnsscfg, SAT_STATE* runtime_state) {
+    if (obs_epoch == nullptr || obs_epoch->flag_epoch != OBS_OK) return;
+    const double mjd = gtime2mjd(obs_epoch->epoch_time);
+    for (int i = 0; i < clamp_count(obs_epoch->sat_num, MAXSAT_EPOCH); ++i) {
+        const OBSDATA_SAT& sat = obs_epoch->satobs[i];
+        const int satindex = satsysprn2index(sat.satsys, sat.prn);
+        // settled: both texts carry the name of the slip detection
+        if (sat.flag_sat != OBS_OK) {
+            report(ULOG_WARNING_LEVEL, "get_gf_mw(): sys=%d,prn=%d,satindex=%d, flag_sat[%d]!=OBS_OK", sat.satsys,
+                   sat.prn, satindex, sat.flag_sat);
+        } else if (get_gnssconfig_sys_index(sat.satsys, gnsscfg) == -1) {
+            report(ULOG_WARNING_LEVEL, "get_gf_mw(): sys=%d,prn=%d,satindex=%d, satsys(%d) not in gnssconfig",
+                   sat.satsys, sat.prn, satindex, sat.satsys);
+        } else if (valid_satindex(satindex)) {
+            runtime_state[satindex].ant_info = search_ant_info(satindex, nullptr, mjd);
+        }
+    }
+}
+
+int get_index_param_pod_embed(PARAM_TYPE pt, sysGNSS satsys, int prn, int ifreq, int* satlist_satindex) {
+    const int num_sys = clamp_count(gnssconfig.num_sys, MAXNUM_SYS);
+    switch (pt) {
+        case param_RX_POS_X:
+        case param_RX_POS_Y:
+        case param_RX_POS_Z:
+        case param_RX_VEL_X:
+        case param_RX_VEL_Y:
+        case param_RX_VEL_Z:
+            return pt - param_RX_POS_X;
+        case param_RX_GPS_CLK:
+        case param_RX_BDS_CLK:
+        case param_RX_GAL_CLK: {
+            const sysGNSS clock_system = pt == param_RX_GPS_CLK ? GPS : pt == param_RX_BDS_CLK ? BDS : GAL;
+            const int sys_index = get_gnssconfig_sys_index(clock_system, &gnssconfig);
+            return sys_index == -1 ? -1 : kFirstClock + sys_index;
+        }
+        case param_ZWD:
+            return kFirstClock + num_sys;  // settled: shared with the first ambiguity; not used in this pipeline
+        case param_AMB: {
+            const int satindex = satsysprn2index(satsys, prn);
+            for (int j = 0; satlist_satindex != nullptr && satindex >= 0 && j < MAXSAT_EPOCH; ++j) {
+                if (satlist_satindex[j] == satindex) return kFirstClock + num_sys + 2 * j + ifreq;
+            }
+            break;
+        }
+        default:
+            break;
+    }
+    report(ULOG_ERROR_LEVEL, "param name not supported!");
+    return -1;
+}
+
+bool pod_embed_solve_clk_offset(OBSDATA_EPOCH*, RUNTIME_POD_EMBED* runtime_pod) {
+    ModelEpoch epoch;
+    return solve_clk_offset(runtime_pod, epoch);
+}
+
+namespace {
+
+[[noreturn]] void stop() { std::exit(1); }
+
+}  // namespace
+
+void update_temperal_clock_solution(RUNTIME_POD_EMBED* runtime_pod) {
+    get_initial_pos_vel_clk(runtime_pod);
+    get_initial_ambiguity_test(runtime_pod);
+    if (runtime_pod->num_param == 0) {
+        report(ULOG_ERROR_LEVEL, "runtime_pod->num_param=0");
+        stop();
+    }
+}
+
+int update_measurement_clock_solution(RUNTIME_POD_EMBED* runtime_pod, double* H, double* R, double* V, int max_nobs,
+                                      int max_nx) {
+    ModelEpoch epoch;
+    return update_measurement(runtime_pod, epoch, H, R, V, max_nobs, max_nx);
+}
+
+// --- ambiguities -----------------------------------------------------------------------------------------------------
+
+namespace {
 
 /// What the transfer of ambiguities collects over the chosen satellites.
 struct Transfer {
@@ -340,8 +637,6 @@ int ambiguities_of(sysGNSS satsys) {
 double code_ambiguity(const RUNTIME_POD_EMBED* pod, int satindex, int k) {
     return valid_satindex(satindex) ? pod->state_sat_all[satindex].amb_float[k] : 0.0;
 }
-
-[[noreturn]] void stop() { std::exit(1); }
 
 void set_ambiguities_first_epoch(RUNTIME_POD_EMBED* pod, const TransferNames& names) {
     report(ULOG_INFO_LEVEL, "set ambiguity at the first epoch. runtime_pod->nsat_used_last=%d", pod->nsat_used_last);
@@ -497,6 +792,15 @@ void move_covariance_test(double* DX, const Transfer& t) {
     std::memcpy(DX, dx_temp, sizeof dx_temp);
 }
 
+}  // namespace
+
+void get_initial_ambiguity_test(RUNTIME_POD_EMBED* runtime_pod) {
+    set_ambiguities(runtime_pod, {"get_initial_ambiguity_test():", "get_initial_ambiguity_test():"},
+                    move_covariance_test);
+}
+
+namespace {
+
 /// Row of a transferred ambiguity in the two alternatives: no mirror element, no process noise.
 void fill_row(double* row, double* DX, const Transfer& t, int i) {
     const int idx_now_row = t.idx_amb_in_current_epoch[i];
@@ -535,6 +839,14 @@ void move_covariance_copy(double* DX, const Transfer& t) {
     std::memcpy(DX, dx_temp, sizeof dx_temp);
 }
 
+}  // namespace
+
+void get_initial_ambiguity(RUNTIME_POD_EMBED* runtime_pod) {
+    set_ambiguities(runtime_pod, {"get_initial_ambiguity():", "get_initial_ambiguity():"}, move_covariance_copy);
+}
+
+namespace {
+
 /// Covariance of the second alternative: row by row in place.
 void move_covariance_in_place(double* DX, const Transfer& t) {
     for (int i = 0; i < t.num; ++i) {
@@ -547,283 +859,7 @@ void move_covariance_in_place(double* DX, const Transfer& t) {
     }
 }
 
-/// Sun at the receive time, earth-fixed.
-void sun_position(const RUNTIME_POD_EMBED* pod, ModelEpoch& epoch) {
-    if (epoch.sun_known) return use_rotation(epoch.sun_rotation);
-    const GTime tt = gtimeChangeTimeSystem(pod->time_now, tsTT);
-    const double mjd_utc = gtime2mjd(gtimeChangeTimeSystem(pod->time_now, tsUTC));
-    double sunposvel_eci[6] = {};
-    epoch.sun_known = compute_planet_pos_vel(static_cast<double>(tt.time.mjd) + tt.time.sod / kDay + kMjdToJd, EARTH,
-                                             SUN, sunposvel_eci);
-    for (int c = 0; c < 3; ++c) sunposvel_eci[c] *= 1000.0;  // settled: the velocity stays in km/s; nothing reads it
-    if (!epoch.sun_rotation.ready) epoch.sun_rotation = {mjd_utc, static_cast<double>(getLeapSecond(mjd_utc))};
-    turn_to_ecf(epoch.sun_rotation, sunposvel_eci, sunposvel_eci + 3, epoch.sunposvel_ecf, epoch.sunposvel_ecf + 3);
-}
-
-/// One evaluation of the measurement model at the present state.
-int update_measurement(RUNTIME_POD_EMBED* pod, ModelEpoch& epoch, double* H, double* R, double* V, int max_nobs,
-                       int max_nx) {
-    sun_position(pod, epoch);
-    return model_zd_gnss(epoch, pod->nsat_used, pod->satlist_used_in_obsepoch, pod->satlist_satindex_now,
-                         &pod->obs_epoch[0], epoch.sunposvel_ecf, &pod->att_rcv, &pod->ant_info_rcv, pod->num_param,
-                         pod->param_list, pod->index_param_X, get_index_param_pod_embed, pod->X, pod->state_sat_all,
-                         max_nobs, max_nx, H, V, R);
-}
-
-/// Appends printed text to a buffer, as far as it fits.
-template <std::size_t size, typename... Args>
-void append_text(char (&text)[size], std::size_t& used, const char* format, Args... args) {
-    const int n = std::snprintf(text + used, size - used, format, args...);
-    if (n > 0) used = std::min(used + static_cast<std::size_t>(n), size - 1);
-}
-
-void report_residuals(int iteration, int nobs, const double* V) {
-    char text[2048];
-    std::size_t used = 0;
-    append_text(text, used, "residual[iter=%d]:\n", iteration);
-    for (int i = 0; i < nobs; ++i) append_text(text, used, "%18.5lf", V[i]);
-    report(ULOG_DEBUG_LEVEL, "%s", text);
-}
-
-/// The filter's part of an epoch.
-bool solve_clk_offset(RUNTIME_POD_EMBED* pod, ModelEpoch& epoch) {
-    double H[kMaxRows * MAXNUM_X] = {};
-    double R[kMaxRows * kMaxRows] = {};
-    double V[kMaxRows] = {};
-    update_temperal_clock_solution(pod);
-    update_measurement(pod, epoch, H, R, V, kMaxRows, MAXNUM_X);
-    // the outcome is not examined, but for missing memory, which leaves X and DX as predicted
-    const bool filtered = filter_active(pod->X, pod->DX, H, V, R, MAXNUM_X, kMaxRows) != kNoMemory;
-    constexpr int iteration = 1;
-    const int nobs = update_measurement(pod, epoch, H, R, V, kMaxRows, MAXNUM_X);
-    report_residuals(iteration, nobs, V);
-    return filtered;
-}
-
 }  // namespace
-
-void startup_pod_embed(RUNTIME_POD_EMBED* runtime_pod, bool test_env_initialized) {
-    report(ULOG_INFO_LEVEL, "pod_embed startup");
-    runtime_pod->index_object = 0;
-    runtime_pod->num_orb_store = 0;
-    runtime_pod->num_clk_store = 0;
-    runtime_pod->obs_num = 0;
-    clear_parameters(runtime_pod);
-    runtime_pod->nsat_used = 0;
-    clear_list(runtime_pod->satlist_satindex_now);
-    clear_list(runtime_pod->satlist_used_in_obsepoch);
-    runtime_pod->nsat_used_last = 0;
-    clear_list(runtime_pod->satlist_satindex_last);
-    clear_list(runtime_pod->satlist_used_in_obsepoch_last);
-    std::memset(runtime_pod->X, 0, sizeof runtime_pod->X);
-    std::memset(runtime_pod->DX, 0, sizeof runtime_pod->DX);
-    runtime_pod->orbit_integration_progress = kNoArc;
-    initialize_orbit_conifig_embed(&runtime_pod->orbit_dyn_config);
-    initialize_state_spacecraft_embed(&runtime_pod->orbit_dyn_config, &runtime_pod->state_satellite);
-    runtime_pod->sln_orbit_interval = 300.0;
-    for (SAT_STATE& state : runtime_pod->state_sat_all) {
-        state.flag_slip[0] = 2;
-        state.flag_slip[1] = 2;
-    }
-    if (test_env_initialized) {
-        fetch_antenna(runtime_pod);
-    } else {
-        set_up_models(runtime_pod);
-    }
-}
-
-bool update_gnss_observation(const OBSDATA_EPOCH* obs_data, RUNTIME_POD_EMBED* runtime_pod) {
-    if (runtime_pod->obs_num < 0 || runtime_pod->obs_num > 2) return true;
-    if (runtime_pod->obs_num > 0) runtime_pod->obs_epoch[1] = runtime_pod->obs_epoch[0];
-    OBSDATA_EPOCH& newest = runtime_pod->obs_epoch[0];
-    newest = *obs_data;
-    if (runtime_pod->obs_num < 2) ++runtime_pod->obs_num;
-
-    warn_of_excess(newest);
-    newest.sat_num = clamp_count(newest.sat_num, MAXSAT_EPOCH);
-    for (OBSDATA_SAT& sat : newest.satobs) sat.num_obs = clamp_count(sat.num_obs, MAXOBS_PER_SAT);
-    return true;
-}
-
-bool update_gnss_ephemeris_gps(EPHREC_GPS*) { return true; }
-
-bool update_gnss_ephemeris_glo(EPHREC_GLO*) { return true; }
-
-bool update_gnss_ephemeris_pre(EPHREC_GLO*) { return true; }
-
-void run_single_pod_embed(OBSDATA_EPOCH* obs_data, RUNTIME_POD_EMBED* runtime_pod) {
-    if (!update_gnss_observation(obs_data, runtime_pod)) {
-        report(ULOG_ERROR_LEVEL, "update_gnss_observation return false");
-        return;
-    }
-    OBSDATA_EPOCH* obs_now = &runtime_pod->obs_epoch[0];
-    const GTime ct_gps = obs_now->epoch_time;
-    [[maybe_unused]] const double mjd_tag = static_cast<double>(ct_gps.time.mjd) + ct_gps.time.sod / kDay;
-    const TimeText tag(ct_gps);
-    report(ULOG_INFO_LEVEL, "run_single_pod() at epoch: %s", tag.text);
-    // settled: the alignment gates no stage, every epoch runs the full pipeline
-    [[maybe_unused]] const bool solve_orbit = aligned_to_interval(ct_gps.time.sod, runtime_pod->sln_orbit_interval);
-
-    choose_observation(obs_now);
-    runtime_pod->nsat_used =
-        choose_satellite(obs_now, runtime_pod->satlist_used_in_obsepoch, runtime_pod->satlist_satindex_now);
-    report(ULOG_INFO_LEVEL, "epoch: %s,nsat_used=%d", tag.text, runtime_pod->nsat_used);
-    for (int i = 0; i < clamp_count(runtime_pod->nsat_used, MAXSAT_EPOCH); ++i) {
-        const int satindex = runtime_pod->satlist_satindex_now[i];
-        sysGNSS satsys = UKNSYS;
-        int prn = -1;
-        satindex2sysprn(satindex, &satsys, &prn);
-        report(ULOG_INFO_LEVEL, "satindex=%d, sys=%d, prn=%d", satindex, satsys, prn);
-    }
-
-    if (!get_att_quaternion(runtime_pod->index_object, ct_gps, &runtime_pod->att_rcv)) {
-        report(ULOG_WARNING_LEVEL, "receiver attitude information is invalid!");
-    }
-    const SOLUTION& sln = runtime_pod->sln_kine;
-    ModelEpoch model_epoch;
-    const STATUS_SOL status = point_position(model_epoch, obs_now, &runtime_pod->ant_info_rcv, &runtime_pod->sln_kine);
-    if (status != SOL_OK) {
-        report(ULOG_WARNING_LEVEL, "pseudorange_point_positioning failed [%d]", status);
-        return;
-    }
-    report(ULOG_INFO_LEVEL, "spp: %s %14.4f %14.4f %14.4f %14.4f", tag.text, sln.pos_vel_clk[0], sln.pos_vel_clk[1],
-           sln.pos_vel_clk[2], sln.pos_vel_clk[6]);
-
-    // settled: the first system's clock defines receive time for all systems
-    const int sys_index = get_gnssconfig_sys_index(gnssconfig.sys_used[0], &gnssconfig);
-    const double rcv_clock_offset = sln.pos_vel_clk[kFirstClock + sys_index] / kSpeedOfLight;
-    runtime_pod->time_now = gtimeChangeTimeSystem(gtimeAddSec(ct_gps, -rcv_clock_offset), tsGPST);
-
-    get_gf_mw(obs_now, &gnssconfig, runtime_pod->state_sat_all);
-    if (g_eph_selection == EPHOPT_PREC) fill_ant_info_gnss(obs_now, &gnssconfig, runtime_pod->state_sat_all);
-    solve_clk_offset(runtime_pod, model_epoch);
-    report(ULOG_INFO_LEVEL, "ppp: %s %14.4f %14.4f %14.4f %14.4f", tag.text, runtime_pod->X[0], runtime_pod->X[1],
-           runtime_pod->X[2], runtime_pod->X[kFirstClock]);
-
-    if (runtime_pod->num_orb_store > 2 && runtime_pod->orbit_integration_progress == kNoArc) start_arc(runtime_pod);
-    count_arc(runtime_pod);
-    clean_up_inactive(runtime_pod);
-    store_data_orbit(runtime_pod);
-    store_data_clock(runtime_pod);
-    roll_lists(runtime_pod);
-}
-
-void store_data_orbit(RUNTIME_POD_EMBED* runtime_pod) {
-    int slots[6];
-    state_slots(runtime_pod, slots);
-    DATA_ORBIT entry = {};
-    entry.epoch_gpst = runtime_pod->time_now;
-    for (int c = 0; c < 3; ++c) {
-        entry.pos_ecf[c] = runtime_pod->X[slots[c]];
-        entry.vel_ecf[c] = runtime_pod->X[slots[3 + c]];
-    }
-    push_front(runtime_pod->dataset_orbit, runtime_pod->num_orb_store, entry);
-}
-
-void store_data_clock(RUNTIME_POD_EMBED* runtime_pod) {
-    DATA_CLK entry = {};
-    entry.epoch_gpst = runtime_pod->time_now;
-    int slot = -1;
-    for (int j = 0; j < clamp_count(gnssconfig.num_sys, MAXNUM_SYS); ++j) {
-        PARAM_TYPE type = kNoParam;
-        // settled: a system without a clock parameter takes the slot of the one before it
-        if (clock_parameter(gnssconfig.sys_used[j], type)) slot = clock_slot(runtime_pod, j, type);
-        entry.clk_offset[j] = slot < 0 ? 0.0 : runtime_pod->X[slot] / kSpeedOfLight;
-    }
-    push_front(runtime_pod->dataset_clk, runtime_pod->num_clk_store, entry);
-}
-
-bool get_initial_pos_vel_clk(RUNTIME_POD_EMBED* pod_runtime) {
-    const GTime ct = pod_runtime->time_now;
-    int slots[6];
-    state_slots(pod_runtime, slots);
-    // settled: a store in time order never has its newest entry before ct and its oldest behind, so the stores are not used
-    const bool interpolate = gtime_less(pod_runtime->dataset_orbit[0].epoch_gpst, ct) &&
-                             gtime_greater(pod_runtime->dataset_orbit[kStoreDepth - 1].epoch_gpst, ct) &&
-                             usable_orbits(pod_runtime) > 1;
-    return interpolate ? seed_from_stores(pod_runtime, ct, slots) : seed_from_point_position(pod_runtime, slots);
-}
-
-void fill_ant_info_gnss(OBSDATA_EPOCH* obs_epoch, GNSSCONFIG* gnsscfg, SAT_STATE* runtime_state) {
-    if (obs_epoch == nullptr || obs_epoch->flag_epoch != OBS_OK) return;
-    const double mjd = gtime2mjd(obs_epoch->epoch_time);
-    for (int i = 0; i < clamp_count(obs_epoch->sat_num, MAXSAT_EPOCH); ++i) {
-        const OBSDATA_SAT& sat = obs_epoch->satobs[i];
-        const int satindex = satsysprn2index(sat.satsys, sat.prn);
-        // settled: both texts carry the name of the slip detection
-        if (sat.flag_sat != OBS_OK) {
-            report(ULOG_WARNING_LEVEL, "get_gf_mw(): sys=%d,prn=%d,satindex=%d, flag_sat[%d]!=OBS_OK", sat.satsys,
-                   sat.prn, satindex, sat.flag_sat);
-        } else if (get_gnssconfig_sys_index(sat.satsys, gnsscfg) == -1) {
-            report(ULOG_WARNING_LEVEL, "get_gf_mw(): sys=%d,prn=%d,satindex=%d, satsys(%d) not in gnssconfig",
-                   sat.satsys, sat.prn, satindex, sat.satsys);
-        } else if (valid_satindex(satindex)) {
-            runtime_state[satindex].ant_info = search_ant_info(satindex, nullptr, mjd);
-        }
-    }
-}
-
-int get_index_param_pod_embed(PARAM_TYPE pt, sysGNSS satsys, int prn, int ifreq, int* satlist_satindex) {
-    const int num_sys = clamp_count(gnssconfig.num_sys, MAXNUM_SYS);
-    switch (pt) {
-        case param_RX_POS_X:
-        case param_RX_POS_Y:
-        case param_RX_POS_Z:
-        case param_RX_VEL_X:
-        case param_RX_VEL_Y:
-        case param_RX_VEL_Z:
-            return pt - param_RX_POS_X;
-        case param_RX_GPS_CLK:
-        case param_RX_BDS_CLK:
-        case param_RX_GAL_CLK: {
-            const sysGNSS clock_system = pt == param_RX_GPS_CLK ? GPS : pt == param_RX_BDS_CLK ? BDS : GAL;
-            const int sys_index = get_gnssconfig_sys_index(clock_system, &gnssconfig);
-            return sys_index == -1 ? -1 : kFirstClock + sys_index;
-        }
-        case param_ZWD:
-            return kFirstClock + num_sys;  // settled: shared with the first ambiguity; not used in this pipeline
-        case param_AMB: {
-            const int satindex = satsysprn2index(satsys, prn);
-            for (int j = 0; satlist_satindex != nullptr && satindex >= 0 && j < MAXSAT_EPOCH; ++j) {
-                if (satlist_satindex[j] == satindex) return kFirstClock + num_sys + 2 * j + ifreq;
-            }
-            break;
-        }
-        default:
-            break;
-    }
-    report(ULOG_ERROR_LEVEL, "param name not supported!");
-    return -1;
-}
-
-bool pod_embed_solve_clk_offset(OBSDATA_EPOCH*, RUNTIME_POD_EMBED* runtime_pod) {
-    ModelEpoch epoch;
-    return solve_clk_offset(runtime_pod, epoch);
-}
-
-void update_temperal_clock_solution(RUNTIME_POD_EMBED* runtime_pod) {
-    get_initial_pos_vel_clk(runtime_pod);
-    get_initial_ambiguity_test(runtime_pod);
-    if (runtime_pod->num_param == 0) {
-        report(ULOG_ERROR_LEVEL, "runtime_pod->num_param=0");
-        stop();
-    }
-}
-
-int update_measurement_clock_solution(RUNTIME_POD_EMBED* runtime_pod, double* H, double* R, double* V, int max_nobs,
-                                      int max_nx) {
-    ModelEpoch epoch;
-    return update_measurement(runtime_pod, epoch, H, R, V, max_nobs, max_nx);
-}
-
-void get_initial_ambiguity_test(RUNTIME_POD_EMBED* runtime_pod) {
-    set_ambiguities(runtime_pod, {"get_initial_ambiguity_test():", "get_initial_ambiguity_test():"},
-                    move_covariance_test);
-}
-
-void get_initial_ambiguity(RUNTIME_POD_EMBED* runtime_pod) {
-    set_ambiguities(runtime_pod, {"get_initial_ambiguity():", "get_initial_ambiguity():"}, move_covariance_copy);
-}
 
 void get_initial_ambiguity_nomemory(RUNTIME_POD_EMBED* runtime_pod) {
     set_ambiguities(runtime_pod, {"update_temperal_clock_solution():", "get_initial_ambiguity_nomemory():"},
