@@ -8,6 +8,7 @@
 
 #include "commands/command.h"
 #include "shared/error.h"
+#include "shared/printable.h"
 #include "ulog.h"
 
 namespace {
@@ -51,7 +52,7 @@ int main(int argc, char** argv) {
     try {
         return finish(action());
     } catch (const host::InputError& e) {
-        std::fprintf(stderr, "leopod: %s\n", e.what());
+        std::fprintf(stderr, "leopod: %s\n", host::printable(e.what()).c_str());
     } catch (const std::bad_alloc&) {
         std::fprintf(stderr, "leopod: not enough memory\n");
     }

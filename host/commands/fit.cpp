@@ -154,7 +154,7 @@ void write_history(const std::string& file, const std::vector<Iteration>& histor
     out.close();
 }
 
-void plot_residuals(const std::string& file, const std::vector<Residual>& residuals, const std::string& source) {
+bool plot_residuals(const std::string& file, const std::vector<Residual>& residuals, const std::string& source) {
     FitResidualFigure figure;
     figure.source = "positions of " + source;
     figure.options.day_mjd = gtimeChangeTimeSystem(residuals.front().utc, tsGPST).time.mjd;
@@ -165,7 +165,7 @@ void plot_residuals(const std::string& file, const std::vector<Residual>& residu
         figure.radial_along_cross[1].push_back(r.along);
         figure.radial_along_cross[2].push_back(r.cross);
     }
-    report_picture(file, [&] { return draw_fit_residuals(figure); });
+    return report_picture(file, [&] { return draw_fit_residuals(figure); });
 }
 
 void compare(const FitOptions& o, const std::vector<TrajectoryPoint>& orbit,
@@ -308,8 +308,9 @@ int fit(const FitOptions& o) {
         write_history(o.history, history);
         wrote("history", o.history);
     }
-    if (!o.plot.empty()) plot_residuals(o.plot, residuals, std::filesystem::path(o.positions).filename().string());
-    return converged ? 0 : 1;
+    const bool drawn =
+        o.plot.empty() || plot_residuals(o.plot, residuals, std::filesystem::path(o.positions).filename().string());
+    return converged && drawn ? 0 : 1;
 }
 
 void add_fit(Command app, Action& action) {

@@ -230,6 +230,9 @@ Canvas plot_sky(const PlotOptions& o) {
     figure.options = {o.title, 0};
     figure.source = base_names(o.in);
     figure.antenna = o.frame == "antenna";
+    figure.style = o.style == "tracks"    ? SkyStyle::tracks
+                   : o.style == "density" ? SkyStyle::density
+                                          : SkyStyle::by_span;
     figure.satellites = read_satellite_rows(o.in, figure.antenna, o.window, figure.options.day_mjd);
     return draw_sky(figure);
 }
@@ -324,8 +327,12 @@ void add_plot(Command app, Action& action) {
     kind("satellites", "Number of satellites and dilution over time; tracking by satellite",
          "CSV of run --out, of run --satellites-out, or both", plot_satellites);
     {
-        const auto [command, o] = kind("sky", "Tracks of the satellites over the sky", satellites, plot_sky);
+        const auto [command, o] =
+            kind("sky", "Satellites over the sky: their tracks, or how often one stood where", satellites, plot_sky);
         frame(command, o);
+        command.add_option("--style", o->style, "tracks, density, or auto: tracks up to two hours, density beyond")
+            .one_of({"auto", "tracks", "density"})
+            .capture_default_str();
     }
     kind("track", "Ground track on a map", solutions, plot_track);
 }

@@ -14,7 +14,7 @@ namespace host {
 struct PlotOptions {
     std::vector<std::string> in;
     std::string out, title, truth;
-    std::string layout = "components", frame = "horizon", quantity = "filter";
+    std::string layout = "components", frame = "horizon", quantity = "filter", style = "auto";
     TimeWindow window;
     double limit = 0.0, limit_phase = 0;  ///< ends of the axes [m]; 0: those of the data
     bool log = false;

@@ -264,10 +264,11 @@ void print_summary(const RunOptions& options, const Environment& environment, co
                 1e6 * totals.seconds / static_cast<double>(epochs.size()));
 }
 
-void write_plot(const std::string& file, const std::vector<Epoch>& epochs, const Errors& errors,
+/// The picture of a run. False where there is none.
+bool write_plot(const std::string& file, const std::vector<Epoch>& epochs, const Errors& errors,
                 const RunOptions& options, bool at_rest) {
     const GTime& first = epochs.front().tag;
-    if (!errors.point.empty()) {
+    if (!options.truth.empty()) {
         ErrorFigure figure;
         figure.options = {"", first.time.mjd};
         figure.reference = std::filesystem::path(options.truth).filename().string();
@@ -282,19 +283,21 @@ void write_plot(const std::string& file, const std::vector<Epoch>& epochs, const
             }
             figure.solutions.push_back(std::move(s));
         }
-        report_picture(file, [&] { return draw_errors(figure); });
-    } else {
-        SatelliteFigure figure;
-        figure.options = {"", first.time.mjd};
-        figure.source = std::filesystem::path(options.inputs.obs.front()).filename().string() +
-                        (options.inputs.obs.size() > 1 ? ", ..." : "");
-        for (const Epoch& e : epochs) {
-            figure.seconds.push_back(first.time.sod + gtimeSubSec(e.tag, first));
-            figure.count.push_back(e.satellites);
-            figure.dilution.push_back(e.solved ? e.gdop : std::nan(""));
-        }
-        report_picture(file, [&] { return draw_satellites(figure); });
+        return report_picture(file, [&] {
+            if (errors.point.empty()) throw InputError(options.truth + ": covers no epoch that was solved");
+            return draw_errors(figure);
+        });
     }
+    SatelliteFigure figure;
+    figure.options = {"", first.time.mjd};
+    figure.source = std::filesystem::path(options.inputs.obs.front()).filename().string() +
+                    (options.inputs.obs.size() > 1 ? ", ..." : "");
+    for (const Epoch& e : epochs) {
+        figure.seconds.push_back(first.time.sod + gtimeSubSec(e.tag, first));
+        figure.count.push_back(e.satellites);
+        figure.dilution.push_back(e.solved ? e.gdop : std::nan(""));
+    }
+    return report_picture(file, [&] { return draw_satellites(figure); });
 }
 
 }  // namespace
@@ -364,8 +367,9 @@ int run(const RunOptions& options) {
         write_sp3(options.sp3_out, points, interval);
         std::printf("orbit written: %s\n", options.sp3_out.c_str());
     }
-    if (!options.plot.empty()) write_plot(options.plot, epochs, errors, options, truth != nullptr && truth->at_rest());
-    return totals.solved > 0 ? 0 : 1;
+    const bool drawn =
+        options.plot.empty() || write_plot(options.plot, epochs, errors, options, truth != nullptr && truth->at_rest());
+    return totals.solved > 0 && drawn ? 0 : 1;
 }
 
 void add_run(Command app, Action& action) {

@@ -11,6 +11,8 @@ namespace host {
 CsvReader::CsvReader(const std::string& file) : file_(file), in_(file) {
     if (!in_) throw InputError(file + ": cannot open this file");
     if (!next()) throw InputError(file + ": is empty or cannot be read");
+    if (std::any_of(line_.begin(), line_.end(), [](char c) { return c >= 0 && c < ' ' && c != '\t' && c != '\r'; }))
+        throw InputError(file + ": is not a text file");
     names_.assign(fields_.begin(), fields_.end());
     if (std::isfinite(number(0))) throw InputError(file + ": has no line with the names of its columns");
 }

@@ -32,6 +32,7 @@ SatelliteRowsByName read_satellite_rows(const std::vector<std::string>& files, b
         const int sod = in.require("sod_gpst", kSatelliteHint);
         const int azimuth = in.require(prefix + "azimuth_deg", kSatelliteHint);
         const int elevation = in.require(prefix + "elevation_deg", kSatelliteHint);
+        const int in_point = in.require("used_point", kSatelliteHint);
         const int used = in.require("used_filter", kSatelliteHint);
         const int slip = in.require("slip", kSatelliteHint);
         const int code = in.require("code_if_residual_m", kSatelliteHint);
@@ -51,6 +52,7 @@ SatelliteRowsByName read_satellite_rows(const std::vector<std::string>& files, b
             rows.phase.push_back(in.number(phase));
             rows.range1.push_back(in.number(range1));
             rows.range2.push_back(in.number(range2));
+            rows.in_point.push_back(in.text(in_point) == "1");
             rows.used.push_back(in.text(used) == "1");
             rows.slip.push_back(!in.text(slip).empty());
         }

@@ -15,7 +15,7 @@ namespace host {
 struct SatelliteRows {
     std::vector<double> seconds, azimuth, elevation;  ///< [degree]
     std::vector<double> code, phase, range1, range2;  ///< residuals [m]
-    std::vector<bool> used, slip;
+    std::vector<bool> in_point, used, slip;           ///< in the point position, in the filter, with a slip or start
 };
 
 using SatelliteRowsByName = std::map<std::string, SatelliteRows>;

@@ -1,9 +1,12 @@
 #include "pictures/canvas.h"
 
 #include <algorithm>
+#include <cstdio>
 #include <cstring>
 
 #include "shared/error.h"
+#include "shared/files.h"
+#include "shared/printable.h"
 
 namespace host {
 
@@ -12,37 +15,6 @@ namespace {
 bool ends_with(const std::string& text, const char* ending) {
     const std::size_t n = std::strlen(ending);
     return text.size() > n && text.compare(text.size() - n, n, ending) == 0;
-}
-
-/// Length of the UTF-8 character at a place; 0 where there is none.
-std::size_t character_length(const std::string& text, std::size_t at) {
-    const unsigned char c = static_cast<unsigned char>(text[at]);
-    const std::size_t n = c < 0x80                ? 1
-                          : c >= 0xF0 && c < 0xF5 ? 4
-                          : c >= 0xE0 && c < 0xF0 ? 3
-                          : c >= 0xC2 && c < 0xE0 ? 2
-                                                  : 0;
-    if (n == 0 || at + n > text.size()) return 0;
-    for (std::size_t i = 1; i < n; ++i) {
-        if ((static_cast<unsigned char>(text[at + i]) & 0xC0) != 0x80) return 0;
-    }
-    return n;
-}
-
-/// Text without control characters and broken UTF-8: labels may come from file names.
-std::string clean(const std::string& text) {
-    std::string out;
-    for (std::size_t i = 0; i < text.size();) {
-        const std::size_t n = character_length(text, i);
-        if (n == 0 || (n == 1 && (static_cast<unsigned char>(text[i]) < 0x20 || text[i] == 0x7F))) {
-            out += '?';
-            ++i;
-        } else {
-            out.append(text, i, n);
-            i += n;
-        }
-    }
-    return out;
 }
 
 }  // namespace
@@ -98,15 +70,21 @@ void Canvas::fill(std::vector<Pixel> outline, const std::string& colour) {
 }
 
 void Canvas::dots(std::vector<Pixel> centres, double radius, const std::string& colour) {
-    if (!centres.empty()) shapes_.push_back({Kind::dots, {std::move(centres)}, colour, radius, {}, {}, {}});
+    marks(std::move(centres), radius, {colour, Sign::circle});
+}
+
+void Canvas::marks(std::vector<Pixel> centres, double radius, const Mark& mark) {
+    if (centres.empty()) return;
+    shapes_.push_back({Kind::dots, {std::move(centres)}, mark.colour, radius, {}, {}, {}});
+    shapes_.back().sign = mark.sign;
 }
 
 void Canvas::text(const Pixel& at, const std::string& text, const Type& type) {
-    shapes_.push_back({Kind::text, {{at}}, type.colour, type.size, clean(text), {}, type});
+    shapes_.push_back({Kind::text, {{at}}, type.colour, type.size, printable(text), {}, type});
 }
 
 void Canvas::begin(const std::string& kind, const std::string& name) {
-    shapes_.push_back({Kind::begin, {}, {}, 0, kind, clean(name), {}});
+    shapes_.push_back({Kind::begin, {}, {}, 0, kind, printable(name), {}});
 }
 
 void Canvas::end() { shapes_.push_back({Kind::end, {}, {}, 0, {}, {}, {}}); }
@@ -116,10 +94,12 @@ void Canvas::save(const std::string& file) const {
     if (ends_with(file, ".png")) {
         save_png(file);
     } else {
-        save_svg(file);
+        OutputFile out(file);
+        std::fputs(svg().c_str(), out);
+        out.close();
     }
 }
 
-void Canvas::set_title(const std::string& title) { title_ = clean(title); }
+void Canvas::set_title(const std::string& title) { title_ = printable(title); }
 
 }  // namespace host

@@ -3,6 +3,7 @@
 #ifndef LEOPOD_HOST_CANVAS_H
 #define LEOPOD_HOST_CANVAS_H
 
+#include <cstdio>
 #include <string>
 #include <vector>
 
@@ -10,6 +11,15 @@ namespace host {
 
 struct Pixel {
     double x, y;
+};
+
+/// Signs that stand for points.
+enum class Sign { circle, square, triangle, diamond, plus, cross, ring, wedge };
+constexpr std::size_t kSigns = 8;
+
+struct Mark {
+    std::string colour;
+    Sign sign = Sign::circle;
 };
 
 enum class Anchor { start, middle, end };
@@ -43,6 +53,7 @@ class Canvas {
     /// A filled outline.
     void fill(std::vector<Pixel> outline, const std::string& colour);
     void dots(std::vector<Pixel> centres, double radius, const std::string& colour);
+    void marks(std::vector<Pixel> centres, double radius, const Mark& mark);
     void text(const Pixel& at, const std::string& text, const Type& type = {});
     /// Shapes until `end` belong together: a group of the SVG file, with its kind as class and its name as title.
     void begin(const std::string& kind, const std::string& name);
@@ -54,6 +65,8 @@ class Canvas {
     /// Writes the picture; SVG by the ending .svg, PNG by .png. Throws InputError where the file cannot be written, or where gnuplot, which
     /// draws the PNG, is missing or fails.
     void save(const std::string& file) const;
+    /// The picture as the text of an SVG file.
+    std::string svg() const;
 
   private:
     enum class Kind { lines, fill, dots, text, begin, end };
@@ -64,9 +77,10 @@ class Canvas {
         double size;  ///< width of lines, radius of dots
         std::string text, name;
         Type type;
+        Sign sign = Sign::circle;
     };
-    void save_svg(const std::string& file) const;
     void save_png(const std::string& file) const;
+    void write_gnuplot(std::FILE* pipe, const std::string& file) const;
 
     int width_, height_;
     std::string title_;

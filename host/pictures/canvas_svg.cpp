@@ -4,7 +4,6 @@
 #include <cstdlib>
 
 #include "pictures/canvas.h"
-#include "shared/files.h"
 
 namespace host {
 
@@ -44,6 +43,12 @@ std::string tenths(long value) {
 
 long to_tenths(double pixels) { return std::lround(10.0 * pixels); }
 
+/// A step between two points, in tenths of a pixel.
+std::string step(long dx, long dy) {
+    const std::string y = tenths(dy);
+    return tenths(dx) + (y[0] == '-' ? "" : " ") + y;
+}
+
 /// Path of an outline or line: one absolute point, the others relative.
 std::string path_of(const std::vector<Pixel>& points) {
     std::string d;
@@ -55,8 +60,7 @@ std::string path_of(const std::vector<Pixel>& points) {
         if (i == 0) {
             d += "M" + tenths(nx) + " " + tenths(ny);
         } else {
-            const std::string dy = tenths(ny - y);
-            d += (i == 1 ? "l" : " ") + tenths(nx - x) + (dy[0] == '-' ? "" : " ") + dy;
+            d += (i == 1 ? "l" : " ") + step(nx - x, ny - y);
         }
         x = nx;
         y = ny;
@@ -70,70 +74,123 @@ std::string number(double value) {
     return text;
 }
 
+/// A sign as a path that begins where `from` leads to from its centre.
+struct Outline {
+    double from_x, from_y;
+    std::string path;
+    bool filled;
+};
+
+Outline outline_of(Sign sign, double radius) {
+    const auto way = [radius](std::initializer_list<std::pair<double, double>> points) {
+        std::string d = "l";
+        for (const auto& [x, y] : points)
+            d += (d.size() > 1 ? " " : "") + step(to_tenths(radius * x), to_tenths(radius * y));
+        return d;
+    };
+    const double r = radius;
+    switch (sign) {
+        case Sign::triangle:
+            return {0, -1.3 * r, way({{1.2, 2.1}, {-2.4, 0}}) + "z", true};
+        case Sign::wedge:
+            return {0, 1.3 * r, way({{1.2, -2.1}, {-2.4, 0}}) + "z", true};
+        case Sign::diamond:
+            return {0, -1.4 * r, way({{1.4, 1.4}, {-1.4, 1.4}, {-1.4, -1.4}}) + "z", true};
+        case Sign::plus:
+            return {-1.3 * r, 0,
+                    "h" + tenths(to_tenths(2.6 * r)) + "m" + step(to_tenths(-1.3 * r), to_tenths(-1.3 * r)) + "v" +
+                        tenths(to_tenths(2.6 * r)),
+                    false};
+        case Sign::cross:
+            return {-r, -r, way({{2, 2}}) + "m" + step(0, to_tenths(-2 * r)) + way({{-2, 2}}), false};
+        case Sign::ring:
+            return {-r, 0,
+                    "a" + number(r) + " " + number(r) + " 0 1 0 " + tenths(to_tenths(2 * r)) + " 0a" + number(r) + " " +
+                        number(r) + " 0 1 0 " + tenths(to_tenths(-2 * r)) + " 0",
+                    false};
+        case Sign::circle:
+        case Sign::square:
+            break;
+    }
+    return {0, 0, "h0", false};
+}
+
+/// Points as signs. Circles and squares are lines of no length with round or square ends.
+std::string marks_of(const std::vector<Pixel>& points, double radius, const Mark& mark) {
+    const Outline outline = outline_of(mark.sign, radius);
+    const bool caps = mark.sign == Sign::circle || mark.sign == Sign::square;
+    std::string d;
+    long x = 0;
+    long y = 0;
+    for (const Pixel& p : points) {
+        const long nx = to_tenths(p.x + outline.from_x);
+        const long ny = to_tenths(p.y + outline.from_y);
+        // Signs that do not end where they begin are placed anew.
+        d += caps || outline.filled ? "m" + step(nx - x, ny - y) : "M" + step(nx, ny);
+        d += outline.path;
+        x = nx;
+        y = ny;
+    }
+    if (outline.filled) return "<path fill=\"" + mark.colour + "\" d=\"" + d + "\"/>\n";
+    const std::string ends = mark.sign == Sign::circle   ? " stroke-linecap=\"round\""
+                             : mark.sign == Sign::square ? " stroke-linecap=\"square\""
+                                                         : " fill=\"none\"";
+    const double width = mark.sign == Sign::circle   ? 2.0 * radius
+                         : mark.sign == Sign::square ? 1.8 * radius
+                                                     : 0.7 * radius;
+    return "<path stroke=\"" + mark.colour + "\" stroke-width=\"" + number(width) + "\"" + ends + " d=\"" + d +
+           "\"/>\n";
+}
+
+/// The anchor point lies at half the height of the capitals, which are 0.72 of the size.
+std::string text_of(const Pixel& p, const std::string& text, const Type& type) {
+    const double down = 0.36 * type.size;
+    const std::string x = tenths(to_tenths(p.x + (type.upright ? down : 0.0)));
+    const std::string y = tenths(to_tenths(p.y + (type.upright ? 0.0 : down)));
+    std::string line =
+        "<text x=\"" + x + "\" y=\"" + y + "\" font-size=\"" + number(type.size) + "\" fill=\"" + type.colour + "\"";
+    if (type.anchor == Anchor::middle) line += " text-anchor=\"middle\"";
+    if (type.anchor == Anchor::end) line += " text-anchor=\"end\"";
+    if (type.bold) line += " font-weight=\"bold\"";
+    if (type.upright) line += " transform=\"rotate(-90 " + x + " " + y + ")\"";
+    return line + ">" + xml(text) + "</text>\n";
+}
+
 }  // namespace
 
-void Canvas::save_svg(const std::string& file) const {
-    OutputFile out(file);
-    std::fprintf(
-        out,
-        "<svg xmlns=\"http://www.w3.org/2000/svg\" width=\"%d\" height=\"%d\" viewBox=\"0 0 %d %d\" role=\"img\" "
-        "font-family=\"Helvetica,Arial,'Liberation Sans','DejaVu Sans',sans-serif\">\n<title>%s</title>\n"
-        "<rect width=\"%d\" height=\"%d\" fill=\"#ffffff\"/>\n",
-        width_, height_, width_, height_, xml(title_).c_str(), width_, height_);
+std::string Canvas::svg() const {
+    const std::string size = std::to_string(width_) + "\" height=\"" + std::to_string(height_) + "\"";
+    std::string out =
+        "<svg xmlns=\"http://www.w3.org/2000/svg\" width=\"" + size + " viewBox=\"0 0 " + std::to_string(width_) + " " +
+        std::to_string(height_) +
+        "\" role=\"img\" font-family=\"Helvetica,Arial,'Liberation Sans','DejaVu Sans',sans-serif\">\n<title>" +
+        xml(title_) + "</title>\n<rect width=\"" + size + " fill=\"#ffffff\"/>\n";
     for (const Shape& s : shapes_) {
-        const char* colour = s.colour.c_str();
         switch (s.kind) {
-            case Kind::lines: {
-                std::string d;
-                for (const std::vector<Pixel>& piece : s.pieces) d += path_of(piece);
-                std::fprintf(
-                    out, "<path fill=\"none\" stroke=\"%s\" stroke-width=\"%s\" stroke-linejoin=\"round\" d=\"%s\"/>\n",
-                    colour, number(s.size).c_str(), d.c_str());
+            case Kind::lines:
+                out += "<path fill=\"none\" stroke=\"" + s.colour + "\" stroke-width=\"" + number(s.size) +
+                       "\" stroke-linejoin=\"round\" d=\"";
+                for (const std::vector<Pixel>& piece : s.pieces) out += path_of(piece);
+                out += "\"/>\n";
                 break;
-            }
             case Kind::fill:
-                std::fprintf(out, "<path fill=\"%s\" d=\"%sz\"/>\n", colour, path_of(s.pieces[0]).c_str());
+                out += "<path fill=\"" + s.colour + "\" d=\"" + path_of(s.pieces[0]) + "z\"/>\n";
                 break;
-            case Kind::dots: {
-                std::string d;
-                long x = 0;
-                long y = 0;
-                for (const Pixel& p : s.pieces[0]) {
-                    const std::string dy = tenths(to_tenths(p.y) - y);
-                    d += "m" + tenths(to_tenths(p.x) - x) + (dy[0] == '-' ? "" : " ") + dy + "h0";
-                    x = to_tenths(p.x);
-                    y = to_tenths(p.y);
-                }
-                std::fprintf(out, "<path stroke=\"%s\" stroke-width=\"%s\" stroke-linecap=\"round\" d=\"%s\"/>\n",
-                             colour, number(2.0 * s.size).c_str(), d.c_str());
+            case Kind::dots:
+                out += marks_of(s.pieces[0], s.size, {s.colour, s.sign});
                 break;
-            }
-            case Kind::text: {
-                // The anchor point at half the height of the capitals, which are 0.72 of the size.
-                const Pixel& p = s.pieces[0][0];
-                const double down = 0.36 * s.size;
-                const std::string x = tenths(to_tenths(p.x + (s.type.upright ? down : 0.0)));
-                const std::string y = tenths(to_tenths(p.y + (s.type.upright ? 0.0 : down)));
-                const std::string turn =
-                    s.type.upright ? " transform=\"rotate(-90 " + x + " " + y + ")\"" : std::string();
-                std::fprintf(out, "<text x=\"%s\" y=\"%s\" font-size=\"%s\" fill=\"%s\"%s%s%s>%s</text>\n", x.c_str(),
-                             y.c_str(), number(s.size).c_str(), colour,
-                             s.type.anchor == Anchor::middle ? " text-anchor=\"middle\""
-                             : s.type.anchor == Anchor::end  ? " text-anchor=\"end\""
-                                                             : "",
-                             s.type.bold ? " font-weight=\"bold\"" : "", turn.c_str(), xml(s.text).c_str());
+            case Kind::text:
+                out += text_of(s.pieces[0][0], s.text, s.type);
                 break;
-            }
             case Kind::begin:
-                std::fprintf(out, "<g class=\"%s\"><title>%s</title>\n", s.text.c_str(), xml(s.name).c_str());
+                out += "<g class=\"" + s.text + "\"><title>" + xml(s.name) + "</title>\n";
                 break;
             case Kind::end:
-                std::fprintf(out, "</g>\n");
+                out += "</g>\n";
                 break;
         }
     }
-    std::fprintf(out, "</svg>\n");
-    out.close();
+    return out + "</svg>\n";
 }
 
 }  // namespace host

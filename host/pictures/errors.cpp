@@ -9,6 +9,8 @@ namespace host {
 
 namespace {
 
+constexpr double kHeight = 150.0;
+
 std::vector<double> totals(const SolutionErrors& s) {
     std::vector<double> result;
     for (std::size_t i = 0; i < s.seconds.size(); ++i)
@@ -16,18 +18,87 @@ std::vector<double> totals(const SolutionErrors& s) {
     return result;
 }
 
-std::vector<double> sizes(std::vector<double> values) {
-    for (double& v : values) v = std::fabs(v);
-    return values;
-}
+/// The panels of a figure, all in one unit.
+class Panels {
+  public:
+    Panels(const ErrorFigure& figure, Chart& chart)
+        : f_(figure), chart_(chart), axes_(error_axes(figure.at_rest)), time_(time_axis(figure.options)) {
+        std::vector<const std::vector<double>*> lists;
+        Span span;
+        for (const SolutionErrors& s : f_.solutions) {
+            span.add(s.seconds);
+            for (const std::vector<double>& component : s.component) lists.push_back(&component);
+        }
+        unit_ = unit_for(lists);
+        size_ = line_size(span.longest);
+    }
+
+    void add_total() {
+        Panel panel{"3D position error", 0, 0, time_, axis("3D error"), {}, true};
+        if (!f_.log && f_.limit > 0.0) panel.y.from = 0.0;
+        for (std::size_t i = 0; i < f_.solutions.size(); ++i)
+            add(panel, f_.solutions[i], totals(f_.solutions[i]), f_.solutions[i].name,
+                colour_of_layer(i, f_.solutions.size()));
+        add_panel(chart_, std::move(panel), 1.4 * kHeight);
+    }
+
+    /// One panel a solution, with all components.
+    void add_solutions() {
+        for (const SolutionErrors& s : f_.solutions) {
+            Panel panel{s.name + ", 3D " + rms_note(totals(s), unit_), 0, 0, time_, axis(label()), {}, true};
+            for (std::size_t k = 0; k < 3; ++k) add(panel, s, s.component[k], axes_[k].name, colour(k));
+            add_panel(chart_, std::move(panel), 1.3 * kHeight);
+        }
+    }
+
+    /// One panel a component, with all solutions.
+    void add_components() {
+        for (std::size_t k = 0; k < 3; ++k) {
+            Panel panel{axes_[k].title, 0, 0, time_, axis(label()), {}, true};
+            for (std::size_t i = 0; i < f_.solutions.size(); ++i) {
+                const SolutionErrors& s = f_.solutions[i];
+                add(panel, s, s.component[k], s.name, colour_of_layer(i, f_.solutions.size()));
+            }
+            add_panel(chart_, std::move(panel), kHeight);
+        }
+    }
+
+    /// A line that counts what the axes do not show.
+    std::string note() const { return beyond_note(beyond_, f_.limit, unit_); }
+
+  private:
+    std::string label() const { return f_.log ? "size of error" : "error"; }
+
+    Axis axis(const std::string& label) const {
+        Axis axis = length_axis(label, f_.log ? 0.0 : f_.limit, unit_);
+        axis.log = f_.log;
+        if (f_.log && f_.limit > 0.0) axis.to = f_.limit * unit_.factor;
+        return axis;
+    }
+
+    void add(Panel& panel, const SolutionErrors& s, const std::vector<double>& values, const std::string& name,
+             const std::string& colour) {
+        if (f_.limit > 0.0) beyond_ += beyond(values, f_.limit);
+        std::vector<double> shown = scaled(values, unit_);
+        for (double& v : shown) v = f_.log ? std::fabs(v) : v;
+        panel.series.push_back(
+            {name, rms_note(values, unit_), colour, Series::Style::line, size_, s.seconds, std::move(shown)});
+    }
+
+    const ErrorFigure& f_;
+    Chart& chart_;
+    const AxisName* axes_;
+    Axis time_;
+    Unit unit_{1.0, "m"};
+    double size_ = 1.0;
+    std::size_t beyond_ = 0;
+};
 
 }  // namespace
 
 Canvas draw_errors(const ErrorFigure& f) {
-    const AxisName* axes = error_axes(f.at_rest);
     Span span;
     for (const SolutionErrors& s : f.solutions) span.add(s.seconds);
-    const double size = line_size(span.longest);
     Chart chart;
     chart.heading.title = title_or(f.options, f.at_rest ? "Position errors" : "Orbit errors");
     chart.heading.subtitle = span_text(span.first, span.last, f.options.day_mjd) + "; reference: " + f.reference;
@@ -35,54 +106,15 @@ Canvas draw_errors(const ErrorFigure& f) {
                                 ? "Error: solution minus reference, in local axes."
                                 : "Error: solution minus reference. Radial: away from the earth's centre; cross-track: "
                                   "along the orbit normal; along-track: completes them, in the sense of flight.";
-    const Axis time = time_axis(f.options);
-    const auto value_axis = [&](const std::string& label) {
-        Axis axis = length_axis(label, f.log ? 0.0 : f.limit);
-        axis.log = f.log;
-        if (f.log && f.limit > 0.0) axis.to = f.limit;
-        return axis;
-    };
-    std::size_t count = 0;
-    const std::string sign = f.log ? "size of error [m]" : "error [m]";
+    Panels panels(f, chart);
     for (const std::string& kind : f.layout) {
-        const double height = 150.0;
-        if (kind == "total") {
-            Panel panel{"3D position error", 0, 0, time, value_axis("3D error [m]"), {}, true};
-            if (!f.log && f.limit > 0.0) panel.y.from = 0.0;
-            if (!f.log) panel.y.kind = Axis::Kind::number;
-            for (std::size_t i = 0; i < f.solutions.size(); ++i) {
-                const SolutionErrors& s = f.solutions[i];
-                const std::vector<double> total = totals(s);
-                count += f.limit > 0.0 ? beyond(total, f.limit) : 0;
-                panel.series.push_back({s.name, rms_note(total), colour_of_layer(i, f.solutions.size()),
-                                        Series::Style::line, size, s.seconds, total});
-            }
-            add_panel(chart, std::move(panel), 1.4 * height);
-        } else if (kind == "solutions") {
-            for (const SolutionErrors& s : f.solutions) {
-                Panel panel{s.name + ", 3D " + rms_note(totals(s)), 0, 0, time, value_axis(sign), {}, true};
-                for (std::size_t k = 0; k < 3; ++k) {
-                    count += f.limit > 0.0 ? beyond(s.component[k], f.limit) : 0;
-                    panel.series.push_back({axes[k].name, rms_note(s.component[k]), colour(k), Series::Style::line,
-                                            size, s.seconds, f.log ? sizes(s.component[k]) : s.component[k]});
-                }
-                add_panel(chart, std::move(panel), 1.3 * height);
-            }
-        } else {
-            for (std::size_t k = 0; k < 3; ++k) {
-                Panel panel{axes[k].title, 0, 0, time, value_axis(sign), {}, true};
-                for (std::size_t i = 0; i < f.solutions.size(); ++i) {
-                    const SolutionErrors& s = f.solutions[i];
-                    count += f.limit > 0.0 ? beyond(s.component[k], f.limit) : 0;
-                    panel.series.push_back({s.name, rms_note(s.component[k]), colour_of_layer(i, f.solutions.size()),
-                                            Series::Style::line, size, s.seconds,
-                                            f.log ? sizes(s.component[k]) : s.component[k]});
-                }
-                add_panel(chart, std::move(panel), height);
-            }
-        }
+        const std::size_t first = chart.rows.size();
+        if (kind == "total") panels.add_total();
+        if (kind == "solutions") panels.add_solutions();
+        if (kind == "components") panels.add_components();
+        if (f.limit <= 0.0) share_scales(chart, first);
     }
-    chart.heading.caption += beyond_note(count, f.limit);
+    chart.heading.caption += panels.note();
     return draw_chart(chart);
 }
 

@@ -6,6 +6,7 @@
 
 #include "gtime.h"
 #include "shared/error.h"
+#include "shared/printable.h"
 
 namespace host {
 
@@ -22,14 +23,6 @@ const AxisName* error_axes(bool at_rest) {
         {{"radial", "Radial"}, {"along-track", "Along-track"}, {"cross-track", "Cross-track"}},
         {{"east", "East"}, {"north", "North"}, {"up", "Up"}}};
     return axes[at_rest ? 1 : 0];
-}
-
-std::size_t satellite_colour(const std::string& name) {
-    std::size_t number = 0;
-    for (char c : name) {
-        if (c >= '0' && c <= '9') number = 10 * number + static_cast<std::size_t>(c - '0');
-    }
-    return number + 7;  // the first satellite has the last colour, the eighth begins anew
 }
 
 std::string span_text(double first, double last, long day_mjd) {
@@ -61,17 +54,6 @@ Axis time_axis(const FigureOptions& options) {
     return axis;
 }
 
-Axis length_axis(const std::string& label, double limit) {
-    Axis axis;
-    axis.label = label;
-    axis.with_zero = true;
-    if (limit > 0.0) {
-        axis.from = -limit;
-        axis.to = limit;
-    }
-    return axis;
-}
-
 double rms(const std::vector<double>& values) {
     double sum = 0;
     std::size_t n = 0;
@@ -83,18 +65,51 @@ double rms(const std::vector<double>& values) {
     return n > 0 ? std::sqrt(sum / static_cast<double>(n)) : std::nan("");
 }
 
-std::string metres(double value) {
-    if (!std::isfinite(value)) return "no data";
-    char text[48];
-    if (value < 0.00995) {
-        std::snprintf(text, sizeof text, "%.1f mm", 1000.0 * value);
-    } else {
-        std::snprintf(text, sizeof text, value < 0.0995 ? "%.3f m" : value < 9.995 ? "%.2f m" : "%.1f m", value);
+Unit unit_for(const std::vector<const std::vector<double>*>& lists) {
+    std::vector<double> values;
+    for (const auto* list : lists) {
+        for (double v : *list) {
+            if (std::isfinite(v)) values.push_back(std::fabs(v));
+        }
     }
+    if (values.empty()) return {1.0, "m"};
+    const auto high = values.begin() + static_cast<std::ptrdiff_t>(0.98 * static_cast<double>(values.size() - 1));
+    std::nth_element(values.begin(), high, values.end());
+    return *high < 0.2 ? Unit{1000.0, "mm"} : Unit{1.0, "m"};
+}
+
+std::vector<double> scaled(std::vector<double> values, const Unit& unit) {
+    for (double& v : values) v *= unit.factor;
+    return values;
+}
+
+std::string length_text(double metres, const Unit& unit) {
+    if (!std::isfinite(metres)) return "no data";
+    const double value = metres * unit.factor;
+    char text[400];
+    std::snprintf(text, sizeof text,
+                  value < 0.00995  ? "%.4f %s"
+                  : value < 0.0995 ? "%.3f %s"
+                  : value < 9.995  ? "%.2f %s"
+                                   : "%.1f %s",
+                  value, unit.name);
     return text;
 }
 
-std::string rms_note(const std::vector<double>& values) { return "rms " + metres(rms(values)); }
+std::string rms_note(const std::vector<double>& values, const Unit& unit) {
+    return "rms " + length_text(rms(values), unit);
+}
+
+Axis length_axis(const std::string& label, double limit, const Unit& unit) {
+    Axis axis;
+    axis.label = label + " [" + unit.name + "]";
+    axis.with_zero = true;
+    if (limit > 0.0) {
+        axis.from = -limit * unit.factor;
+        axis.to = limit * unit.factor;
+    }
+    return axis;
+}
 
 double line_size(std::size_t points) { return points > 2000 ? 0.9 : points > 600 ? 1.2 : 1.5; }
 
@@ -103,20 +118,22 @@ std::size_t beyond(const std::vector<double>& values, double limit) {
         std::count_if(values.begin(), values.end(), [limit](double v) { return std::fabs(v) > limit; }));
 }
 
-std::string beyond_note(std::size_t count, double limit) {
+std::string beyond_note(std::size_t count, double limit, const Unit& unit) {
     if (count == 0) return "";
     char text[96];
-    std::snprintf(text, sizeof text, "\n%zu %s beyond the axis of %g m.", count,
-                  count == 1 ? "value lies" : "values lie", limit);
+    std::snprintf(text, sizeof text, "\n%zu %s beyond the axis of %g %s.", count,
+                  count == 1 ? "value lies" : "values lie", limit * unit.factor, unit.name);
     return text;
 }
 
-void report_picture(const std::string& file, const std::function<Canvas()>& draw) {
+bool report_picture(const std::string& file, const std::function<Canvas()>& draw) {
     try {
         draw().save(file);
         std::printf("plot: %s\n", file.c_str());
+        return true;
     } catch (const InputError& e) {
-        std::printf("plot: skipped, %s\n", e.what());
+        std::printf("plot: skipped, %s\n", printable(e.what()).c_str());
+        return false;
     }
 }
 

@@ -33,9 +33,6 @@ struct AxisName {
 };
 const AxisName* error_axes(bool at_rest);
 
-/// Colour and place of a satellite in all pictures.
-std::size_t satellite_colour(const std::string& name);
-
 /// "2010-07-27 00:00:00 to 12:00:00 GPST", or without a known day the times alone.
 std::string span_text(double first, double last, long day_mjd);
 
@@ -43,26 +40,35 @@ std::string title_or(const FigureOptions& options, const std::string& usual);
 
 Axis time_axis(const FigureOptions& options);
 
-/// An axis of lengths around zero; it ends at the limit where there is one [unit of the label].
-Axis length_axis(const std::string& label, double limit);
-
 /// Root of the mean square of what is finite.
 double rms(const std::vector<double>& values);
 
-/// Two or three digits of a length.
-std::string metres(double value);
+/// Unit of an axis and of the numbers beside it: metres, or millimetres where nearly all values are small.
+struct Unit {
+    double factor;
+    const char* name;
+};
+Unit unit_for(const std::vector<const std::vector<double>*>& lists);
 
-std::string rms_note(const std::vector<double>& values);
+std::vector<double> scaled(std::vector<double> values, const Unit& unit);
+
+/// Two or three digits of a length in metres.
+std::string length_text(double metres, const Unit& unit);
+
+std::string rms_note(const std::vector<double>& values, const Unit& unit);
+
+/// An axis of lengths around zero; it ends at the limit where there is one [m].
+Axis length_axis(const std::string& label, double limit, const Unit& unit);
 
 /// Lines of many points are thin.
 double line_size(std::size_t points);
 
 /// How many values lie beyond a limit, and a line that says so.
 std::size_t beyond(const std::vector<double>& values, double limit);
-std::string beyond_note(std::size_t count, double limit);
+std::string beyond_note(std::size_t count, double limit, const Unit& unit);
 
-/// Draws a picture that goes beside the results of a command, and prints its name, or why there is none.
-void report_picture(const std::string& file, const std::function<Canvas()>& draw);
+/// Draws a picture that goes beside the results of a command, and prints its name, or why there is none. False without a picture.
+bool report_picture(const std::string& file, const std::function<Canvas()>& draw);
 
 }  // namespace host
 

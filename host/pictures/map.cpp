@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <iterator>
 
 #include "pictures/page.h"
 #include "pictures/track.h"
@@ -9,6 +10,12 @@
 namespace host {
 
 namespace {
+
+/// Number of points, then longitude and latitude of each [0.1 degree]; one line after the other.
+constexpr short kCoastlines[] = {
+#include "pictures/coastlines.inc"
+};
+static_assert(std::size(kCoastlines) == 134 + 2 * 5121, "the table is whole");
 
 // --- layout --------------------------------------------------------------------------------------------------------------
 
@@ -114,6 +121,17 @@ std::string latitude_text(int degrees) {
     return std::to_string(std::abs(degrees)) + "\u00b0" + (degrees == 0 ? "" : degrees < 0 ? " S" : " N");
 }
 
+std::vector<std::vector<Pixel>> coastlines(const Sheet& sheet) {
+    std::vector<std::vector<Pixel>> lines;
+    for (std::size_t at = 0; at < std::size(kCoastlines);) {
+        const std::size_t end = at + 1 + 2 * static_cast<std::size_t>(kCoastlines[at]);
+        std::vector<Pixel> points;
+        for (++at; at < end; at += 2) points.push_back(sheet.at(0.1 * kCoastlines[at], 0.1 * kCoastlines[at + 1]));
+        lines.push_back(thin_distance(points));
+    }
+    return lines;
+}
+
 // --- drawing -------------------------------------------------------------------------------------------------------------
 
 void draw_graticule(Canvas& canvas, const Sheet& sheet) {
@@ -160,9 +178,9 @@ Canvas draw_map(const MapFigure& f) {
     }
     Span span;
     for (const GroundTrack& ground : f.tracks) span.add(ground.seconds);
-    const Heading heading{title_or(f.options, "Ground track"),
-                          span_text(span.first, span.last, f.options.day_mjd) + "; from " + f.source,
-                          "Geodetic latitude and longitude (WGS 84). Open circle: start; full circle: end."};
+    const Heading heading{
+        title_or(f.options, "Ground track"), span_text(span.first, span.last, f.options.day_mjd) + "; from " + f.source,
+        "Geodetic latitude and longitude (WGS 84). Open circle: start; full circle: end. Coastlines: Natural Earth."};
     const double legend = legend_width(entries);
     constexpr double kMapLeft = 60.0, kMapTop = 72.0;
     const double wide = kWidth - kMapLeft - kRight - (legend > 0.0 ? legend + 14.0 : 0.0);
@@ -171,6 +189,9 @@ Canvas draw_map(const MapFigure& f) {
     Canvas canvas(kWidth, static_cast<int>(std::lround(height)));
     draw_heading(canvas, heading, height);
     draw_graticule(canvas, sheet);
+    canvas.begin("coast", "coastlines");
+    canvas.lines(coastlines(sheet), ink::coast, 0.8);
+    canvas.end();
     for (const Track& track : tracks) draw_way(canvas, way_of(sheet, track));
     draw_frame(canvas, sheet.box);
     draw_legend(canvas, sheet.box.right + 14, sheet.box.top + 9, entries);

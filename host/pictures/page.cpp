@@ -25,6 +25,8 @@ const std::string& colour(std::size_t index) {
     return colours[index % colours.size()];
 }
 
+Mark mark(std::size_t index) { return {colour(index), static_cast<Sign>(index / 8 % kSigns)}; }
+
 const std::string& colour_of_layer(std::size_t index, std::size_t count) {
     static const std::array<std::string, 6> layers = {"#56b4e9", "#d55e00", "#1f2a36", "#009e73", "#cc79a7", "#e69f00"};
     if (count < 2) return colour(0);
@@ -60,7 +62,7 @@ double legend_width(const std::vector<LegendEntry>& entries) {
 
 void draw_entry(Canvas& canvas, double x, double y, const LegendEntry& e, bool below) {
     if (e.dot) {
-        canvas.dots({{x + 0.5 * kSwatch, y}}, 3.5, e.colour);
+        canvas.marks({{x + 0.5 * kSwatch, y}}, 3.5, {e.colour, e.sign});
     } else {
         canvas.line({{x, y}, {x + kSwatch, y}}, e.colour, 3.5);
     }

@@ -22,6 +22,7 @@ constexpr const char* soft = "#5f6670";
 constexpr const char* frame = "#a7adb5";
 constexpr const char* grid = "#e4e7eb";
 constexpr const char* zero = "#8f969f";
+constexpr const char* coast = "#9aa6b2";
 constexpr const char* paper = "#ffffff";
 }  // namespace ink
 
@@ -31,6 +32,8 @@ struct Box {
 
 /// Colours that keep apart for all kinds of colour vision (Okabe and Ito, 2008), in the order of their use.
 const std::string& colour(std::size_t index);
+/// Marks that keep apart: eight colours with one sign, then with the next one.
+Mark mark(std::size_t index);
 /// Colours of solutions that lie over each other in one panel, the first one lightest, so that the later ones stand out.
 const std::string& colour_of_layer(std::size_t index, std::size_t count);
 
@@ -43,7 +46,8 @@ struct Heading {
 /// An entry of a legend: a name and, below it, what else is to be said.
 struct LegendEntry {
     std::string name, note, colour;
-    bool dot = false;  ///< the sign is a dot, else a line
+    bool dot = false;  ///< a dot or another sign, else a line
+    Sign sign = Sign::circle;
 };
 
 double caption_height(const Heading& heading);

@@ -31,7 +31,8 @@ std::vector<LegendEntry> entries_of(const Panel& panel) {
     std::vector<LegendEntry> entries;
     for (const Series& s : panel.series) {
         if (panel.legend && !s.name.empty())
-            entries.push_back({shortened(s.name, 12.0, kNameWidth), s.note, s.colour, s.style == Series::Style::dots});
+            entries.push_back(
+                {shortened(s.name, 12.0, kNameWidth), s.note, s.colour, s.style == Series::Style::dots, s.sign});
     }
     return entries;
 }
@@ -172,7 +173,7 @@ void draw_series(Canvas& canvas, const Panel& panel, const Box& box, const Scale
         const Series& s = panel.series[k];
         canvas.begin("series", s.name);
         if (s.style == Series::Style::dots) {
-            canvas.dots(std::move(dots[k]), s.size, s.colour);
+            canvas.marks(std::move(dots[k]), s.size, {s.colour, s.sign});
         } else {
             draw_lines(canvas, s, sx, sy, box);
         }
@@ -220,6 +221,31 @@ void add_panel(Chart& chart, Panel panel, double height) {
     panel.row = chart.rows.size();
     chart.rows.push_back(height);
     chart.panels.push_back(std::move(panel));
+}
+
+void share_scales(Chart& chart, std::size_t first_row) {
+    constexpr double kFlattened = 6.0;
+    Range all{0, 0};
+    double smallest = 0;
+    for (std::size_t r = first_row; r < chart.rows.size(); ++r) {
+        const Range range = common_range(chart, &Panel::row, r, &Panel::y, &Series::y);
+        const double span = range.to - range.from;
+        const bool first = r == first_row;
+        all = first ? range : Range{std::min(all.from, range.from), std::max(all.to, range.to)};
+        smallest = first ? span : std::min(smallest, span);
+    }
+    const auto is_of_rows = [first_row](const Panel& panel) { return panel.row >= first_row; };
+    const auto some = std::find_if(chart.panels.begin(), chart.panels.end(), is_of_rows);
+    if (some == chart.panels.end() || first_row + 1 >= chart.rows.size()) return;
+    if (!some->y.log && all.to - all.from > kFlattened * smallest) {
+        chart.heading.caption += "\nEach panel has a scale of its own.";
+        return;
+    }
+    for (Panel& panel : chart.panels) {
+        if (!is_of_rows(panel)) continue;
+        panel.y.from = all.from;
+        panel.y.to = all.to;
+    }
 }
 
 Canvas draw_chart(const Chart& chart) {

@@ -33,6 +33,10 @@ struct Chart {
 /// A panel in a row of its own below the others.
 void add_panel(Chart& chart, Panel panel, double height);
 
+/// Gives the left axes of the rows from one on the same ends, so that their panels can be compared. Where one of them would be flattened by
+/// that, nothing is changed and the caption says so.
+void share_scales(Chart& chart, std::size_t first_row);
+
 /// Lines are interrupted where their data are, and points that cannot be told apart are drawn once.
 Canvas draw_chart(const Chart& chart);
 

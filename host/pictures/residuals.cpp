@@ -10,28 +10,88 @@ namespace host {
 
 namespace {
 
-/// A size for axes and numbers: metres, or millimetres where values are small.
-struct Unit {
-    double factor;
-    const char* name;
+/// One kind of residual: a row of panels.
+struct Quantity {
+    const char* title;
+    std::vector<double> SatelliteRows::*values;
+    double limit;
 };
 
-Unit unit_for(const std::vector<const std::vector<double>*>& lists) {
-    std::vector<double> values;
-    for (const auto* list : lists) {
-        for (double v : *list) {
-            if (std::isfinite(v)) values.push_back(std::fabs(v));
-        }
+std::array<Quantity, 2> quantities_of(const ResidualFigure& f) {
+    if (f.point) {
+        return {Quantity{"Range on the first frequency", &SatelliteRows::range1, f.limit_code},
+                Quantity{"Range on the second frequency", &SatelliteRows::range2, f.limit_code}};
     }
-    if (values.empty()) return {1.0, "m"};
-    const auto high = values.begin() + static_cast<std::ptrdiff_t>(0.98 * static_cast<double>(values.size() - 1));
-    std::nth_element(values.begin(), high, values.end());
-    return *high < 0.2 ? Unit{1000.0, "mm"} : Unit{1.0, "m"};
+    return {Quantity{"Carrier phase, ionosphere-free", &SatelliteRows::phase, f.limit_phase},
+            Quantity{"Code, ionosphere-free", &SatelliteRows::code, f.limit_code}};
 }
 
-std::vector<double> scaled(std::vector<double> values, double factor) {
-    for (double& v : values) v *= factor;
-    return values;
+std::vector<double> all_of(const SatelliteRowsByName& satellites, const Quantity& quantity) {
+    std::vector<double> all;
+    for (const auto& [name, rows] : satellites) {
+        const std::vector<double>& values = rows.*quantity.values;
+        all.insert(all.end(), values.begin(), values.end());
+    }
+    return all;
+}
+
+Axis elevation_axis(const SatelliteRowsByName& satellites) {
+    double low = 0;
+    for (const auto& [name, rows] : satellites) {
+        for (double e : rows.elevation) low = std::isfinite(e) ? std::min(low, e) : low;
+    }
+    Axis axis;
+    axis.label = "elevation [\u00b0]";
+    axis.kind = Axis::Kind::degree;
+    axis.from = 10.0 * std::floor(low / 10.0);
+    axis.to = 90.0;
+    return axis;
+}
+
+/// Size of the marks; signs other than dots are lost where they are too small.
+double mark_size(const SatelliteRowsByName& satellites) {
+    std::size_t points = 0;
+    for (const auto& [name, rows] : satellites) points += rows.seconds.size();
+    const double size = points > 20000 ? 0.8 : points > 3000 ? 1.1 : 1.5;
+    return satellites.size() > 8 ? std::max(1.4, size) : size;
+}
+
+/// A quantity over time and over elevation.
+void add_row(Chart& chart, const ResidualFigure& f, const Quantity& quantity, const Unit& unit) {
+    const std::vector<double> all = all_of(f.satellites, quantity);
+    Panel over_time{quantity.title + std::string(", ") + rms_note(all, unit),
+                    chart.rows.size(),
+                    0,
+                    time_axis(f.options),
+                    length_axis("residual", quantity.limit, unit),
+                    {},
+                    false};
+    Panel over_elevation = over_time;
+    over_elevation.title.clear();
+    over_elevation.column = 1;
+    over_elevation.x = elevation_axis(f.satellites);
+    const double size = mark_size(f.satellites);
+    std::size_t index = 0;
+    for (const auto& [name, rows] : f.satellites) {
+        const Mark sign = mark(index++);
+        Series s{
+            name,  "",       sign.colour, Series::Style::dots, size, rows.seconds, scaled(rows.*quantity.values, unit),
+            false, sign.sign};
+        over_time.series.push_back(s);
+        s.x = rows.elevation;
+        over_elevation.series.push_back(std::move(s));
+    }
+    chart.rows.push_back(210);
+    chart.panels.push_back(std::move(over_time));
+    chart.panels.push_back(std::move(over_elevation));
+}
+
+Unit unit_of(const SatelliteRowsByName& satellites, const std::vector<Quantity>& quantities) {
+    std::vector<const std::vector<double>*> lists;
+    for (const Quantity& quantity : quantities) {
+        for (const auto& [name, rows] : satellites) lists.push_back(&(rows.*quantity.values));
+    }
+    return unit_for(lists);
 }
 
 }  // namespace
@@ -43,79 +103,32 @@ Canvas draw_residuals(const ResidualFigure& f) {
     chart.heading.title =
         title_or(f.options, f.point ? "Residuals of the point position" : "Residuals of the carrier-phase filter");
     chart.heading.subtitle = span_text(span.first, span.last, f.options.day_mjd) + "; from " + f.source;
-    chart.columns = {2.1, 1.0};
-    struct Quantity {
-        const char* title;
-        const char* label;
-        std::vector<double> SatelliteRows::*values;
-        double limit;
-    };
-    const Quantity quantities[2] = {
-        f.point ? Quantity{"Range on the first frequency", "residual", &SatelliteRows::range1, f.limit_code}
-                : Quantity{"Carrier phase, ionosphere-free", "residual", &SatelliteRows::phase, f.limit_phase},
-        f.point ? Quantity{"Range on the second frequency", "residual", &SatelliteRows::range2, f.limit_code}
-                : Quantity{"Code, ionosphere-free", "residual", &SatelliteRows::code, f.limit_code}};
-    std::string notes;
-    for (std::size_t q = 0; q < 2; ++q) {
-        const Quantity& quantity = quantities[q];
-        std::vector<const std::vector<double>*> lists;
-        std::vector<double> all;
-        for (const auto& [name, rows] : f.satellites) {
-            lists.push_back(&(rows.*quantity.values));
-            all.insert(all.end(), lists.back()->begin(), lists.back()->end());
-        }
-        const Unit unit = unit_for(lists);
-        Panel over_time{quantity.title + std::string(", ") + rms_note(all),
-                        q,
-                        0,
-                        time_axis(f.options),
-                        length_axis(quantity.label + std::string(" [") + unit.name + "]", quantity.limit * unit.factor),
-                        {},
-                        false};
-        Panel over_elevation = over_time;
-        over_elevation.title.clear();
-        over_elevation.column = 1;
-        over_elevation.x = Axis{};
-        over_elevation.x.label = "elevation [\u00b0]";
-        over_elevation.x.kind = Axis::Kind::degree;
-        double low = 0;
-        std::size_t points = 0;
-        for (const auto& [name, rows] : f.satellites) {
-            for (double e : rows.elevation) low = std::isfinite(e) ? std::min(low, e) : low;
-            points += rows.seconds.size();
-        }
-        over_elevation.x.from = 10.0 * std::floor(low / 10.0);
-        over_elevation.x.to = 90.0;
-        const double size = points > 20000 ? 0.8 : points > 3000 ? 1.1 : 1.5;
-        for (const auto& [name, rows] : f.satellites) {
-            Series s{name,
-                     "",
-                     colour(satellite_colour(name)),
-                     Series::Style::dots,
-                     size,
-                     rows.seconds,
-                     scaled(rows.*quantity.values, unit.factor)};
-            over_time.series.push_back(s);
-            s.x = rows.elevation;
-            over_elevation.series.push_back(std::move(s));
-        }
-        if (quantity.limit > 0.0) notes += beyond_note(beyond(all, quantity.limit), quantity.limit);
-        chart.rows.push_back(210);
-        chart.panels.push_back(std::move(over_time));
-        chart.panels.push_back(std::move(over_elevation));
-    }
-    for (const auto& [name, rows] : f.satellites) {
-        const std::vector<double>& values = rows.*quantities[0].values;
-        if (std::isfinite(rms(values)))
-            chart.legend.push_back({name, metres(rms(values)), colour(satellite_colour(name)), true});
-    }
     chart.heading.caption =
         (f.point
              ? std::string("Observed minus computed in the last pass; the model of the second range holds the "
                            "corrections of the first one as well. Beside the satellites: rms on the first frequency.")
              : std::string("Observed minus computed after the update; the ambiguities take up what is constant over a "
                            "pass. Beside the satellites: rms of the phase.")) +
-        "\n" + f.elevation_note + notes;
+        "\n" + f.elevation_note;
+    if (!f.point) chart.heading.caption += " Phase and code have scales of their own.";
+    chart.columns = {2.1, 1.0};
+    const std::array<Quantity, 2> quantities = quantities_of(f);
+    std::array<Unit, 2> units{unit_of(f.satellites, {quantities[0]}), unit_of(f.satellites, {quantities[1]})};
+    if (f.point) units.fill(unit_of(f.satellites, {quantities[0], quantities[1]}));
+    for (std::size_t q = 0; q < 2; ++q) add_row(chart, f, quantities[q], units[q]);
+    if (f.point && f.limit_code <= 0.0) share_scales(chart, 0);
+    for (std::size_t q = 0; q < 2; ++q) {
+        const double limit = quantities[q].limit;
+        if (limit > 0.0)
+            chart.heading.caption += beyond_note(beyond(all_of(f.satellites, quantities[q]), limit), limit, units[q]);
+    }
+    std::size_t index = 0;
+    for (const auto& [name, rows] : f.satellites) {
+        const Mark sign = mark(index++);
+        const double value = rms(rows.*quantities[0].values);
+        if (std::isfinite(value))
+            chart.legend.push_back({name, length_text(value, units[0]), sign.colour, true, sign.sign});
+    }
     return draw_chart(chart);
 }
 
@@ -126,23 +139,25 @@ Canvas draw_fit_residuals(const FitResidualFigure& f) {
     chart.heading.title = title_or(f.options, "Residuals of the positions against the fitted orbit");
     chart.heading.subtitle = span_text(span.first, span.last, f.options.day_mjd) + "; " + f.source;
     chart.heading.caption = "Observed minus computed.";
-    std::size_t count = 0;
+    const auto& components = f.radial_along_cross;
+    const Unit unit = unit_for({&components[0], &components[1], &components[2]});
     const AxisName* axes = error_axes(false);
+    std::size_t count = 0;
     for (std::size_t k = 0; k < 3; ++k) {
-        const std::vector<double>& values = f.radial_along_cross[k];
-        Panel panel{std::string(axes[k].title) + ", " + rms_note(values),
+        Panel panel{std::string(axes[k].title) + ", " + rms_note(components[k], unit),
                     0,
                     0,
                     time_axis(f.options),
-                    length_axis("residual [m]", f.limit),
+                    length_axis("residual", f.limit, unit),
                     {},
                     false};
-        panel.series.push_back(
-            {axes[k].name, "", colour(k), Series::Style::dots, f.seconds.size() > 2000 ? 0.9 : 1.6, f.seconds, values});
-        count += f.limit > 0.0 ? beyond(values, f.limit) : 0;
+        panel.series.push_back({axes[k].name, "", colour(k), Series::Style::dots, f.seconds.size() > 2000 ? 0.9 : 1.6,
+                                f.seconds, scaled(components[k], unit)});
+        count += f.limit > 0.0 ? beyond(components[k], f.limit) : 0;
         add_panel(chart, std::move(panel), 140);
     }
-    chart.heading.caption += beyond_note(count, f.limit);
+    if (f.limit <= 0.0) share_scales(chart, 0);
+    chart.heading.caption += beyond_note(count, f.limit, unit);
     return draw_chart(chart);
 }
 

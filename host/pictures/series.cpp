@@ -118,8 +118,13 @@ void draw_lines(Canvas& canvas, const Series& s, const Scale& sx, const Scale& s
 
 std::vector<std::vector<Pixel>> visible_dots(const std::vector<Series>& series, const Scale& sx, const Scale& sy,
                                              const Box& box) {
-    const std::size_t wide = static_cast<std::size_t>(box.right - box.left) + 2;
-    const std::size_t high = static_cast<std::size_t>(box.bottom - box.top) + 2;
+    // Signs need more room than dots to be told apart.
+    const bool signs =
+        std::any_of(series.begin(), series.end(), [](const Series& s) { return s.sign != Sign::circle; });
+    const double room = signs ? 2.0 : 1.0;
+    const std::size_t wide = static_cast<std::size_t>((box.right - box.left) / room) + 2;
+    const std::size_t high = static_cast<std::size_t>((box.bottom - box.top) / room) + 2;
+    const auto nearest = [room](double x) { return static_cast<std::size_t>(std::floor(x / room + 0.5)); };
     std::vector<bool> taken(wide * high);
     std::vector<std::vector<Pixel>> dots(series.size());
     for (std::size_t k = series.size(); k-- > 0;) {
@@ -129,7 +134,6 @@ std::vector<std::vector<Pixel>> visible_dots(const std::vector<Series>& series, 
             const Pixel p{sx(s.x[i]), sy(s.y[i])};
             if (p.x < box.left - 0.5 || p.x > box.right + 0.5 || p.y < box.top - 0.5 || p.y > box.bottom + 0.5)
                 continue;
-            const auto nearest = [](double x) { return static_cast<std::size_t>(std::floor(x + 0.5)); };
             const std::size_t place = nearest(p.x - box.left) + wide * nearest(p.y - box.top);
             if (taken[place]) continue;
             taken[place] = true;

@@ -18,13 +18,14 @@ struct Series {
     Style style = Style::line;
     double size = 1.4;  ///< width of a line, radius of dots [pixel]
     std::vector<double> x, y;
-    bool whole = false;  ///< interrupted only at values that are not finite, not at large steps of x
+    bool whole = false;        ///< interrupted only at values that are not finite, not at large steps of x
+    Sign sign = Sign::circle;  ///< of dots
 };
 
 /// A series of lines or steps, interrupted where its data are.
 void draw_lines(Canvas& canvas, const Series& series, const Scale& sx, const Scale& sy, const Box& box);
 
-/// Dots of each series of a panel. Of those that fall on one pixel only the last one would be seen.
+/// Dots of each series of a panel. Of those that fall on one place only the last one would be seen.
 std::vector<std::vector<Pixel>> visible_dots(const std::vector<Series>& series, const Scale& sx, const Scale& sy,
                                              const Box& box);
 

@@ -1,8 +1,10 @@
 #include "pictures/sky.h"
 
 #include <algorithm>
+#include <array>
 #include <cmath>
 
+#include "inputs/truth.h"
 #include "pictures/page.h"
 #include "pictures/track.h"
 #include "shared/error.h"
@@ -13,6 +15,7 @@ namespace {
 
 constexpr double kRadius = 310.0;
 constexpr int kSkyWidth = 760;
+constexpr double kLongestTracks = 7200.0;  ///< [s]
 constexpr double kRadian = 3.14159265358979323846 / 180.0;
 
 // --- layout --------------------------------------------------------------------------------------------------------------
@@ -29,7 +32,8 @@ struct Disk {
 
 /// A satellite's way in pixels, and where its name stands.
 struct Way {
-    std::string name, colour;
+    std::string name;
+    Mark mark;
     std::vector<std::vector<Pixel>> pieces;
     std::vector<Pixel> ends;
     bool named = false;
@@ -65,7 +69,7 @@ std::vector<Track> tracks_of(const SatelliteRowsByName& satellites, double gap) 
             seconds.push_back(rows.seconds[i]);
             places.push_back({rows.azimuth[i], rows.elevation[i]});
         }
-        if (!places.empty()) tracks.push_back({name, colour(satellite_colour(name)), cut(seconds, places, gap)});
+        if (!places.empty()) tracks.push_back({name, colour(tracks.size()), cut(seconds, places, gap)});
     }
     return tracks;
 }
@@ -120,8 +124,8 @@ Pixel label_place(const std::vector<Pixel>& longest, const std::string& name, co
     return longest.back();
 }
 
-Way way_of(const Disk& disk, const Track& track, Rooms& rooms) {
-    Way way{track.name, track.colour, {}, {}, false, {}};
+Way way_of(const Disk& disk, const Track& track, const Mark& mark, Rooms& rooms) {
+    Way way{track.name, mark, {}, {}, false, {}};
     std::vector<Pixel> longest;
     for (const auto& piece : track.pieces) {
         std::vector<Pixel> points = piece_of(disk, piece);
@@ -148,7 +152,7 @@ std::vector<Way> ways_of(const Disk& disk, const std::vector<Track>& tracks) {
     for (int e = 30; e < 90; e += 30) rooms.take(disk.at(15, e), "60");
     for (int a = 0; a < 360; a += 30) rooms.take(direction_place(disk, a), "360");
     std::vector<Way> ways;
-    for (const Track& track : tracks) ways.push_back(way_of(disk, track, rooms));
+    for (const Track& track : tracks) ways.push_back(way_of(disk, track, mark(ways.size()), rooms));
     return ways;
 }
 
@@ -186,8 +190,108 @@ void draw_names(Canvas& canvas, const std::vector<Way>& ways) {
         if (!way.named) continue;
         const Box b = Rooms::of(way.label, way.name);
         canvas.fill({{b.left, b.top}, {b.right, b.top}, {b.right, b.bottom}, {b.left, b.bottom}}, ink::paper);
-        canvas.text(way.label, way.name, {11, way.colour, Anchor::middle, true, false});
+        canvas.text(way.label, way.name, {11, way.mark.colour, Anchor::middle, true, false});
     }
+}
+
+void draw_ways(Canvas& canvas, const Disk& disk, const std::vector<Track>& tracks, bool compass) {
+    draw_disk(canvas, disk, compass);
+    std::vector<Way> ways = ways_of(disk, tracks);
+    for (Way& way : ways) {
+        canvas.begin("series", way.name);
+        canvas.lines(std::move(way.pieces), way.mark.colour, 1.6);
+        canvas.marks(std::move(way.ends), 2.8, way.mark);
+        canvas.end();
+    }
+    draw_elevations(canvas, disk);
+    draw_names(canvas, ways);
+}
+
+// --- density -------------------------------------------------------------------------------------------------------------
+
+constexpr double kRing = 5.0;  ///< height of the cells [degree]
+constexpr std::array<const char*, 7> kShades = {"#dcebf5", "#b9d7eb", "#8fbfde", "#5fa2cf",
+                                                "#3583bb", "#155f9b", "#083f72"};
+
+/// Cells of about the same part of the sky each, from the rim upwards.
+class Cells {
+  public:
+    explicit Cells(double rim) : rim_(rim) {
+        for (double low = rim; low < 90.0 - 1e-9; low += kRing) {
+            const double around = 360.0 * std::cos((low + 0.5 * kRing) * kRadian);
+            counts_.emplace_back(std::max<std::size_t>(3, static_cast<std::size_t>(std::lround(around / kRing))));
+        }
+    }
+    void add(double azimuth, double elevation) {
+        const double ring = std::clamp((elevation - rim_) / kRing, 0.0, static_cast<double>(counts_.size()) - 1.0);
+        std::vector<long>& cells = counts_[static_cast<std::size_t>(ring)];
+        const double turn = azimuth / 360.0 - std::floor(azimuth / 360.0);
+        ++cells[static_cast<std::size_t>(turn * static_cast<double>(cells.size())) % cells.size()];
+    }
+    /// Cells of each shade; darker ones have been seen more often.
+    void draw(Canvas& canvas, const Disk& disk) const {
+        const double most = static_cast<double>(most_shown());
+        for (std::size_t r = 0; r < counts_.size(); ++r) {
+            const double low = rim_ + kRing * static_cast<double>(r);
+            const double wide = 360.0 / static_cast<double>(counts_[r].size());
+            for (std::size_t c = 0; c < counts_[r].size(); ++c) {
+                if (counts_[r][c] == 0) continue;
+                const double share = std::min(1.0, static_cast<double>(counts_[r][c]) / most);
+                const std::size_t shade = static_cast<std::size_t>(std::ceil(share * kShades.size())) - 1;
+                canvas.fill(outline(disk, wide * static_cast<double>(c), wide, low), kShades[shade]);
+            }
+        }
+    }
+    /// The count of the darkest shade: a few cells may hold more, as those of a satellite at rest do.
+    long most_shown() const {
+        std::vector<double> counts;
+        for (const auto& ring : counts_) {
+            for (long count : ring) {
+                if (count > 0) counts.push_back(static_cast<double>(count));
+            }
+        }
+        return std::max(1L, std::lround(percentile(std::move(counts), 98.0)));
+    }
+
+  private:
+    static std::vector<Pixel> outline(const Disk& disk, double azimuth, double wide, double low) {
+        std::vector<Pixel> points;
+        const int parts = std::max(1, static_cast<int>(wide / 4.0));
+        for (int k = 0; k <= parts; ++k) points.push_back(disk.at(azimuth + wide * k / parts, low));
+        for (int k = parts; k >= 0; --k) points.push_back(disk.at(azimuth + wide * k / parts, low + kRing));
+        return points;
+    }
+
+    double rim_;
+    std::vector<std::vector<long>> counts_;
+};
+
+/// The shades with their counts, below the disk.
+void draw_shades(Canvas& canvas, const Pixel& at, long most, const std::string& unit) {
+    constexpr double kWide = 34.0, kHigh = 11.0;
+    const double left = at.x - 0.5 * kWide * static_cast<double>(kShades.size());
+    for (std::size_t i = 0; i < kShades.size(); ++i) {
+        const double x = left + kWide * static_cast<double>(i);
+        canvas.fill({{x, at.y}, {x + kWide, at.y}, {x + kWide, at.y + kHigh}, {x, at.y + kHigh}}, kShades[i]);
+    }
+    canvas.text({left - 8, at.y + 0.5 * kHigh}, "1", {11.5, ink::text, Anchor::end, false, false});
+    canvas.text({left + kWide * static_cast<double>(kShades.size()) + 8, at.y + 0.5 * kHigh},
+                std::to_string(most) + " and more " + unit, {11.5, ink::text, Anchor::start, false, false});
+}
+
+void draw_density(Canvas& canvas, const Disk& disk, const std::vector<Track>& tracks, bool compass) {
+    Cells cells(disk.rim);
+    for (const Track& track : tracks) {
+        for (const auto& piece : track.pieces) {
+            for (const Track::Place& place : piece) cells.add(place.a, place.b);
+        }
+    }
+    canvas.begin("density", "epochs of satellites");
+    cells.draw(canvas, disk);
+    canvas.end();
+    draw_disk(canvas, disk, compass);
+    draw_elevations(canvas, disk);
+    draw_shades(canvas, {disk.centre.x, disk.centre.y + kRadius + 34.0}, cells.most_shown(), "epochs in a cell");
 }
 
 }  // namespace
@@ -199,26 +303,20 @@ Canvas draw_sky(const SkyFigure& f) {
     if (tracks.empty()) throw InputError(f.source + ": no epoch was solved, so there are no directions");
     Span span;
     span.add(all);
+    const bool density =
+        f.style == SkyStyle::density || (f.style == SkyStyle::by_span && span.last - span.first > kLongestTracks);
     Heading heading;
     heading.title = title_or(f.options, "Sky plot");
     heading.subtitle = span_text(span.first, span.last, f.options.day_mjd) + "; from " + f.source;
-    heading.caption =
-        f.antenna ? "Azimuth from the antenna's y axis towards x, elevation above its plane. Dots: ends of the passes."
-                  : "Azimuth from north, elevation above the local horizon at the receiver. Dots: ends of the passes.";
+    heading.caption = f.antenna ? "Azimuth from the antenna's y axis towards x, elevation above its plane. "
+                                : "Azimuth from north, elevation above the local horizon at the receiver. ";
+    heading.caption +=
+        density ? "Shade: epochs with a satellite in the cell; cells are about alike in size." : "Signs: ends of the passes.";
     const Disk disk{{0.5 * kSkyWidth, kTop + 32.0 + kRadius}, rim_of(tracks)};
-    const double height = kTop + 2 * kRadius + 60.0 + caption_height(heading);
+    const double height = kTop + 2 * kRadius + 60.0 + (density ? 28.0 : 0.0) + caption_height(heading);
     Canvas canvas(kSkyWidth, static_cast<int>(std::lround(height)));
     draw_heading(canvas, heading, height);
-    draw_disk(canvas, disk, !f.antenna);
-    std::vector<Way> ways = ways_of(disk, tracks);
-    for (Way& way : ways) {
-        canvas.begin("series", way.name);
-        canvas.lines(std::move(way.pieces), way.colour, 1.6);
-        canvas.dots(std::move(way.ends), 2.8, way.colour);
-        canvas.end();
-    }
-    draw_elevations(canvas, disk);
-    draw_names(canvas, ways);
+    (density ? draw_density : draw_ways)(canvas, disk, tracks, !f.antenna);
     return canvas;
 }
 

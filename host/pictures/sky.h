@@ -11,11 +11,15 @@
 
 namespace host {
 
+/// Tracks have a colour for each satellite. Where they are many they become a tangle: then the density of the epochs tells more.
+enum class SkyStyle { by_span, tracks, density };
+
 struct SkyFigure {
     FigureOptions options;
     std::string source;  ///< files that the directions come from
     SatelliteRowsByName satellites;
-    bool antenna = false;  ///< directions in the frame of the antenna; else azimuth 0 is north
+    bool antenna = false;                ///< directions in the frame of the antenna; else azimuth 0 is north
+    SkyStyle style = SkyStyle::by_span;  ///< tracks up to two hours, density beyond
 };
 
 /// Throws InputError without any direction.

@@ -1,0 +1,18 @@
+/// \file printable.h
+/// Text from files and names of files, fit to be shown.
+#ifndef LEOPOD_HOST_PRINTABLE_H
+#define LEOPOD_HOST_PRINTABLE_H
+
+#include <string>
+
+namespace host {
+
+/// Length of the UTF-8 character at a place; 0 where there is none.
+std::size_t character_length(const std::string& text, std::size_t at);
+
+/// The text with a question mark for each control character and for each byte that is not UTF-8.
+std::string printable(const std::string& text);
+
+}  // namespace host
+
+#endif
