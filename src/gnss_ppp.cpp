@@ -462,15 +462,6 @@ STATUS_SOL leopod::point_position(ModelEpoch& epoch, OBSDATA_EPOCH* obs_epoch, A
 
 STATUS_SOL precise_point_positioning(OBSDATA_EPOCH*, SOLUTION*) { return SOL_OK; }
 
-int compute_omc_zd_gnss(int nsat, int* satidx_in_obs_epoch, int* satlist_satindex, OBSDATA_EPOCH* obs_epoch,
-                        double* sunposvel_ecf, ATT_QUATERNION* att_rcv, ANT_INFO* ant_rcv, int nx,
-                        PARAM_TYPE* param_types, int* index_paramX, index_param_func idxfunc, double* X,
-                        SAT_STATE* sat_state, int nobs_max, int nx_max, double* h, double* v, double* r) {
-    ModelEpoch epoch;
-    return model_zd_gnss(epoch, nsat, satidx_in_obs_epoch, satlist_satindex, obs_epoch, sunposvel_ecf, att_rcv, ant_rcv,
-                         nx, param_types, index_paramX, idxfunc, X, sat_state, nobs_max, nx_max, h, v, r);
-}
-
 // --- zero-difference model -------------------------------------------------------------------------------------------
 
 namespace {
@@ -551,63 +542,136 @@ void skip_single_frequencies(const OBSDATA_SAT& sat, int satindex, int isys) {
     }
 }
 
-}  // namespace
+/// Receiver side of an evaluation.
+struct Receiver {
+    double mjd;  ///< of the tag
+    double sow;
+    double posvel[6] = {};
+    double clock[4] = {};  ///< by system [m]
+    double blh[3];
+    Axes axes;
+};
 
-int leopod::model_zd_gnss(ModelEpoch& epoch, int nsat, int* satidx_in_obs_epoch, int* satlist_satindex,
-                          OBSDATA_EPOCH* obs_epoch, double* sunposvel_ecf, ATT_QUATERNION* att_rcv, ANT_INFO* ant_rcv,
-                          int nx, PARAM_TYPE* param_types, int* index_paramX, index_param_func idxfunc, double* X,
-                          SAT_STATE* sat_state, int nobs_max, int nx_max, double* h, double* v, double* r) {
-    const GTime tag = obs_epoch->epoch_time;
-    const double mjd_time = static_cast<double>(tag.time.mjd) + tag.time.sod / kDay;
+/// False without a position.
+bool place_receiver(const ModelArguments& a, EarthRotation& rotation, Receiver& receiver) {
+    const GTime tag = a.obs_epoch->epoch_time;
+    receiver.mjd = static_cast<double>(tag.time.mjd) + tag.time.sod / kDay;
     const double mjd_utc = gtime2mjd(gtimeChangeTimeSystem(tag, tsUTC));
     const double leapsec = getLeapSecond(mjd_utc);
-    const double sow = GTime2SOW(tag).sow;
-
-    double stapos[6] = {};
-    double rcv_clk[4] = {};
-    collect_state(nx, param_types, index_paramX, X, stapos, rcv_clk);
-    if (!(norm(3, stapos) > 0.0)) return 0;
-
-    double blh_sta[3];
-    ecef2blh(stapos, blh_sta, kWgs84SemiMajor, kWgs84Flattening);
-    Axes axes_rcv;
-    EarthRotation& rotation = epoch.rotation;
+    receiver.sow = GTime2SOW(tag).sow;
+    collect_state(a.nx, a.param_types, a.index_paramX, a.X, receiver.posvel, receiver.clock);
+    if (!(norm(3, receiver.posvel) > 0.0)) return false;
+    ecef2blh(receiver.posvel, receiver.blh, kWgs84SemiMajor, kWgs84Flattening);
     if (rotation.mjd_utc != mjd_utc || rotation.leapsec != leapsec) rotation = {mjd_utc, leapsec};
-    get_platform_axes(obs_epoch->rcv, tag, stapos, att_rcv, rotation, axes_rcv);
+    get_platform_axes(a.obs_epoch->rcv, tag, receiver.posvel, a.att_rcv, rotation, receiver.axes);
+    return true;
+}
 
+/// One satellite seen from the receiver.
+struct SatelliteModel {
+    Axes axes;
+    double e_los[3];       ///< from the receiver
+    double distance;       ///< as computed, without the ambiguity [m]
+    double phase_wind_if;  ///< [m]
+};
+
+/// Attitude, line of sight, wind-up, and the distance without antennas.
+void model_geometry(const ModelArguments& a, Receiver& receiver, OBSDATA_SAT& sat, int satindex, int isys,
+                    SAT_STATE& state, SatelliteModel& model) {
+    double ep_ecf_gnss[3] = {};
+    gnss_sat_attitude(satindex, sat.satpos_ecf, sat.satvel_ecf, a.sunposvel_ecf, model.axes.ex, model.axes.ey,
+                      model.axes.ez, ep_ecf_gnss);
+    for (int c = 0; c < 3; ++c) model.e_los[c] = sat.satpos_ecf[c] - receiver.posvel[c];
+    const double geodis = norm(3, model.e_los);
+    normalize_vector(3, model.e_los);
+    model_phase_windup(model.axes.ex, model.axes.ey, model.e_los, receiver.axes.ex, receiver.axes.ey, &state.phw);
+
+    const double earth_rotation = earth_rotation_term(sat.satpos_ecf, receiver.posvel);
+    double dry_delay[2];
+    double wet_delay[2];
+    trop_delay(receiver.mjd, receiver.blh, sat.sat_azel, dry_delay, wet_delay, 0.3);
+    constexpr double trop_delay_total = 0.0;  // settled: no troposphere enters this model
+    // settled: the ionosphere on the first frequency is computed and not applied
+    [[maybe_unused]] const double iono_delay_L1 =
+        Klobuchar_GPS(iono_brdc_GPS_A, iono_brdc_GPS_B, receiver.sow, receiver.blh, sat.sat_azel);
+    model.distance =
+        geodis + earth_rotation + receiver.clock[isys] - kSpeedOfLight * sat.satclk_offset + trop_delay_total;
+}
+
+/// Antenna offsets and wind-up of the ionosphere-free pair.
+void correct_pair(const ModelArguments& a, Receiver& receiver, const PairIF& pair, const OBSFREQ (&bands)[2],
+                  const SAT_STATE& state, SatelliteModel& model) {
+    double to_receiver[3] = {-model.e_los[0], -model.e_los[1], -model.e_los[2]};
+    double pco_gnss[2];
+    double pco_rcv[2];
+    for (int f = 0; f < 2; ++f) {
+        pco_gnss[f] = get_ant_pco_correction(state.ant_info, receiver.mjd, bands[f], model.axes.ex, model.axes.ey,
+                                             model.axes.ez, to_receiver, nullptr);
+        pco_rcv[f] = get_ant_pco_correction(a.ant_rcv, receiver.mjd, bands[f], receiver.axes.ex, receiver.axes.ey,
+                                            receiver.axes.ez, model.e_los, nullptr);
+    }
+    const double* factor = pair.factors_if;
+    const double pco_if_gnss = factor[0] * pco_gnss[0] + factor[1] * pco_gnss[1];
+    [[maybe_unused]] const double receiver_offset = factor[0] * pco_rcv[0] + factor[1] * pco_rcv[1];
+    constexpr double pco_if_rcv = 0.0;  // settled: no receiver offset enters
+    model.phase_wind_if =
+        (factor[0] * kSpeedOfLight / pair.freq[0] + factor[1] * kSpeedOfLight / pair.freq[1]) * state.phw * 1e-06;
+    model.distance += pco_if_rcv - pco_if_gnss;
+}
+
+/// Residual, variance and design row of code, then of phase, as far as they fit.
+void write_rows(const ModelArguments& a, const OBSDATA_SAT& sat, const PairIF& pair, SatelliteModel& model, int& nobs) {
+    const auto slot_of = [&a, &sat](PARAM_TYPE type) {
+        return a.idxfunc(type, sat.satsys, sat.prn, 0, a.satlist_satindex);
+    };
+    const int idx_amb = slot_of(param_AMB);
+    const int idx_clk = slot_of(clock_parameter(sat.satsys));
+    int idx_pos[3];
+    for (int c = 0; c < 3; ++c) idx_pos[c] = slot_of(static_cast<PARAM_TYPE>(param_RX_POS_X + c));
+    if (idx_amb < 0 || idx_amb >= a.nx_max || nobs + 2 > a.nobs_max) return;
+
+    for (int s = 0; s < 2; ++s) {
+        double* row = a.h + nobs * a.nx_max;
+        if (s == 1) {
+            model.distance += model.phase_wind_if + a.X[idx_amb];
+            row[idx_amb] = 1.0;
+        }
+        a.v[nobs] = pair.obs_IF[s] - model.distance;
+        a.r[nobs * a.nobs_max + nobs] = pair.variance[s];
+        for (int c = 0; c < 3; ++c) {
+            if (idx_pos[c] >= 0 && idx_pos[c] < a.nx_max) row[idx_pos[c]] = -model.e_los[c];
+        }
+        if (idx_clk >= 0 && idx_clk < a.nx_max) row[idx_clk] = 1.0;
+        ++nobs;
+    }
+}
+
+}  // namespace
+
+int compute_omc_zd_gnss(int nsat, int* satidx_in_obs_epoch, int* satlist_satindex, OBSDATA_EPOCH* obs_epoch,
+                        double* sunposvel_ecf, ATT_QUATERNION* att_rcv, ANT_INFO* ant_rcv, int nx,
+                        PARAM_TYPE* param_types, int* index_paramX, index_param_func idxfunc, double* X,
+                        SAT_STATE* sat_state, int nobs_max, int nx_max, double* h, double* v, double* r) {
+    ModelEpoch epoch;
+    return model_zd_gnss(epoch,
+                         {nsat, satidx_in_obs_epoch, satlist_satindex, obs_epoch, sunposvel_ecf, att_rcv, ant_rcv, nx,
+                          param_types, index_paramX, idxfunc, X, sat_state, nobs_max, nx_max, h, v, r});
+}
+
+int leopod::model_zd_gnss(ModelEpoch& epoch, const ModelArguments& a) {
+    Receiver receiver;
+    if (!place_receiver(a, epoch.rotation, receiver)) return 0;
     int nobs = 0;
-    for (int i = 0; i < clamp_count(nsat, MAXSAT_EPOCH); ++i) {
-        const int isat = satidx_in_obs_epoch[i];
-        const int satindex = satlist_satindex[i];
+    for (int i = 0; i < clamp_count(a.nsat, MAXSAT_EPOCH); ++i) {
+        const int isat = a.satidx_in_obs_epoch[i];
+        const int satindex = a.satlist_satindex[i];
         if (isat < 0 || isat >= MAXSAT_EPOCH || satindex < 0 || satindex >= MAXSAT_GNSS) continue;
-        OBSDATA_SAT& sat = obs_epoch->satobs[isat];
+        OBSDATA_SAT& sat = a.obs_epoch->satobs[isat];
         const int isys = get_gnssconfig_sys_index(sat.satsys, &gnssconfig);
         if (sat.flag_sat != OBS_OK || isys < 0) continue;
-        SAT_STATE* sc_state = &sat_state[satindex];
-
-        Axes axes_gnss;
-        double ep_ecf_gnss[3] = {};
-        gnss_sat_attitude(satindex, sat.satpos_ecf, sat.satvel_ecf, sunposvel_ecf, axes_gnss.ex, axes_gnss.ey,
-                          axes_gnss.ez, ep_ecf_gnss);
-        double exyz[3];
-        for (int c = 0; c < 3; ++c) exyz[c] = sat.satpos_ecf[c] - stapos[c];
-        const double geodis = norm(3, exyz);
-        if (geodis < 0.0) continue;
-        normalize_vector(3, exyz);
-        model_phase_windup(axes_gnss.ex, axes_gnss.ey, exyz, axes_rcv.ex, axes_rcv.ey, &sc_state->phw);
-
-        const double rcvclk_offset = rcv_clk[isys];
-        const double earth_rotation = earth_rotation_term(sat.satpos_ecf, stapos);
-        double dry_delay[2];
-        double wet_delay[2];
-        trop_delay(mjd_time, blh_sta, sat.sat_azel, dry_delay, wet_delay, 0.3);
-        constexpr double trop_delay_total = 0.0;  // settled: no troposphere enters this model
-        // settled: the ionosphere on the first frequency is computed and not applied
-        [[maybe_unused]] const double iono_delay_L1 =
-            Klobuchar_GPS(iono_brdc_GPS_A, iono_brdc_GPS_B, sow, blh_sta, sat.sat_azel);
-        double computed_distance =
-            geodis + earth_rotation + rcvclk_offset - kSpeedOfLight * sat.satclk_offset + trop_delay_total;
-
+        SAT_STATE& state = a.sat_state[satindex];
+        SatelliteModel model;
+        model_geometry(a, receiver, sat, satindex, isys, state, model);
         if (gnssconfig.opt_IF[isys] != 1) {
             skip_single_frequencies(sat, satindex, isys);
             continue;
@@ -615,48 +679,8 @@ int leopod::model_zd_gnss(ModelEpoch& epoch, int nsat, int* satidx_in_obs_epoch,
         PairIF pair;
         OBSFREQ bands[2];
         if (!get_pair_IF(sat, isys, pair, bands)) continue;
-
-        double exyz_gnss[3] = {-exyz[0], -exyz[1], -exyz[2]};
-        double pco_gnss[2];
-        double pco_rcv[2];
-        for (int f = 0; f < 2; ++f) {
-            pco_gnss[f] = get_ant_pco_correction(sc_state->ant_info, mjd_time, bands[f], axes_gnss.ex, axes_gnss.ey,
-                                                 axes_gnss.ez, exyz_gnss, nullptr);
-            pco_rcv[f] = get_ant_pco_correction(ant_rcv, mjd_time, bands[f], axes_rcv.ex, axes_rcv.ey, axes_rcv.ez,
-                                                exyz, nullptr);
-        }
-        const double* factor = pair.factors_if;
-        const double pco_if_gnss = factor[0] * pco_gnss[0] + factor[1] * pco_gnss[1];
-        [[maybe_unused]] const double receiver_offset = factor[0] * pco_rcv[0] + factor[1] * pco_rcv[1];
-        constexpr double pco_if_rcv = 0.0;  // settled: no receiver offset enters
-        const double phase_wind_if =
-            (factor[0] * kSpeedOfLight / pair.freq[0] + factor[1] * kSpeedOfLight / pair.freq[1]) * sc_state->phw *
-            1e-06;
-        computed_distance += pco_if_rcv - pco_if_gnss;
-
-        const int idx_amb = idxfunc(param_AMB, sat.satsys, sat.prn, 0, satlist_satindex);
-        const int idx_clk = idxfunc(clock_parameter(sat.satsys), sat.satsys, sat.prn, 0, satlist_satindex);
-        int idx_pos[3];
-        for (int c = 0; c < 3; ++c) {
-            idx_pos[c] = idxfunc(static_cast<PARAM_TYPE>(param_RX_POS_X + c), sat.satsys, sat.prn, 0, satlist_satindex);
-        }
-        if (idx_amb < 0 || idx_amb >= nx_max || nobs + 2 > nobs_max) continue;
-        const double amb_value = X[idx_amb];
-
-        for (int s = 0; s < 2; ++s) {  // code, then phase
-            double* row = h + nobs * nx_max;
-            if (s == 1) {
-                computed_distance += phase_wind_if + amb_value;
-                row[idx_amb] = 1.0;
-            }
-            v[nobs] = pair.obs_IF[s] - computed_distance;
-            r[nobs * nobs_max + nobs] = pair.variance[s];
-            for (int c = 0; c < 3; ++c) {
-                if (idx_pos[c] >= 0 && idx_pos[c] < nx_max) row[idx_pos[c]] = -exyz[c];
-            }
-            if (idx_clk >= 0 && idx_clk < nx_max) row[idx_clk] = 1.0;
-            ++nobs;
-        }
+        correct_pair(a, receiver, pair, bands, state, model);
+        write_rows(a, sat, pair, model, nobs);
     }
     return nobs;
 }

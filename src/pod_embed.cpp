@@ -254,10 +254,10 @@ void sun_position(const RUNTIME_POD_EMBED* pod, ModelEpoch& epoch) {
 int update_measurement(RUNTIME_POD_EMBED* pod, ModelEpoch& epoch, double* H, double* R, double* V, int max_nobs,
                        int max_nx) {
     sun_position(pod, epoch);
-    return model_zd_gnss(epoch, pod->nsat_used, pod->satlist_used_in_obsepoch, pod->satlist_satindex_now,
-                         &pod->obs_epoch[0], epoch.sunposvel_ecf, &pod->att_rcv, &pod->ant_info_rcv, pod->num_param,
-                         pod->param_list, pod->index_param_X, get_index_param_pod_embed, pod->X, pod->state_sat_all,
-                         max_nobs, max_nx, H, V, R);
+    return model_zd_gnss(
+        epoch, {pod->nsat_used, pod->satlist_used_in_obsepoch, pod->satlist_satindex_now, &pod->obs_epoch[0],
+                epoch.sunposvel_ecf, &pod->att_rcv, &pod->ant_info_rcv, pod->num_param, pod->param_list,
+                pod->index_param_X, get_index_param_pod_embed, pod->X, pod->state_sat_all, max_nobs, max_nx, H, V, R});
 }
 
 /// Appends printed text to a buffer, as far as it fits.

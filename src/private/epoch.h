@@ -26,11 +26,27 @@ void warn_of_excess(const OBSDATA_EPOCH& epoch);
 /// pseudorange_point_positioning with what it has in common with the model.
 STATUS_SOL point_position(ModelEpoch& epoch, OBSDATA_EPOCH* obs_epoch, ANT_INFO* antenna_rcv, SOLUTION* solt);
 
+/// Arguments of compute_omc_zd_gnss.
+struct ModelArguments {
+    int nsat;
+    int* satidx_in_obs_epoch;
+    int* satlist_satindex;
+    OBSDATA_EPOCH* obs_epoch;
+    double* sunposvel_ecf;
+    ATT_QUATERNION* att_rcv;
+    ANT_INFO* ant_rcv;
+    int nx;
+    PARAM_TYPE* param_types;
+    int* index_paramX;
+    index_param_func idxfunc;
+    double* X;
+    SAT_STATE* sat_state;
+    int nobs_max, nx_max;
+    double *h, *v, *r;
+};
+
 /// compute_omc_zd_gnss with what the evaluations of an epoch have in common.
-int model_zd_gnss(ModelEpoch& epoch, int nsat, int* satidx_in_obs_epoch, int* satlist_satindex,
-                  OBSDATA_EPOCH* obs_epoch, double* sunposvel_ecf, ATT_QUATERNION* att_rcv, ANT_INFO* ant_rcv, int nx,
-                  PARAM_TYPE* param_types, int* index_paramX, index_param_func idxfunc, double* X, SAT_STATE* sat_state,
-                  int nobs_max, int nx_max, double* h, double* v, double* r);
+int model_zd_gnss(ModelEpoch& epoch, const ModelArguments& a);
 
 }  // namespace leopod
 
