@@ -62,7 +62,7 @@ def read_csv(file: "str | os.PathLike[str]") -> Table:
     """Reads a CSV file with a line of names."""
     with open(file, newline="", encoding="utf-8") as stream:
         rows = csv.reader(stream)
-        names = next(rows, [])
+        names: List[str] = next(rows, [])
         values = list(rows)
     return Table({name: _column([row[k] for row in values]) for k, name in enumerate(names)})
 

@@ -21,7 +21,7 @@ _LAST = np.datetime64("2099-12-31T00:00:00", "ns")
 
 def as_times(values: Any) -> Times:
     """One dimension of datetime64[ns] from what numpy takes as dates. Raises ValueError outside of 1972-07-02 to 2099-12-31."""
-    times = np.atleast_1d(np.asarray(values, dtype="datetime64[ns]"))
+    times: Times = np.atleast_1d(np.asarray(values, dtype="datetime64[ns]"))
     if times.ndim != 1:
         raise ValueError("times have one dimension")
     if np.isnat(times).any() or (len(times) > 0 and (times.min() < _FIRST or times.max() > _LAST)):
@@ -40,7 +40,8 @@ def from_mjd(day: Any, second: Any) -> Times:
     """datetime64[ns] from days (MJD) and seconds of day, rounded to the nanosecond."""
     days = np.asarray(day, dtype=np.int64) - _MJD_OF_1970
     nanoseconds = np.rint(np.asarray(second, dtype=np.float64) * 1e9).astype(np.int64)
-    return (days * 86_400_000_000_000 + nanoseconds).astype("datetime64[ns]")
+    times: Times = (days * 86_400_000_000_000 + nanoseconds).astype("datetime64[ns]")
+    return times
 
 
 def _system(name: str) -> int:
@@ -75,4 +76,5 @@ def gps_seconds(times_gpst: Any) -> Array:
     """Seconds since 1980-01-06 00:00 GPST, n."""
     elapsed = (as_times(times_gpst) - _GPS_ORIGIN).astype(np.int64)
     whole, rest = np.divmod(elapsed, 1_000_000_000)
-    return whole + rest * 1e-9
+    seconds: Array = whole + rest * 1e-9
+    return seconds
