@@ -24,6 +24,26 @@ static OBSDATA_EPOCH* room_for(const char* name) {
     return size < 0 ? NULL : calloc((size_t)size / 30 + 2, sizeof(OBSDATA_EPOCH));
 }
 
+/* Flags the satellites that no healthy record of the last or next hour serves and counts the others. The library ends the process on an epoch
+ * without a usable satellite; a host in flight looks first. */
+static int served(OBSDATA_EPOCH* epoch) {
+    int count = 0;
+    choose_observation(epoch);
+    for (int i = 0; i < epoch->sat_num && i < MAXSAT_EPOCH; ++i) {
+        OBSDATA_SAT* sat = &epoch->satobs[i];
+        const TimeGNSS now = GTime2SOW(gtimeChangeTimeSystem(epoch->epoch_time, tsBDST));
+        int found = 0;
+        for (int k = 0; sat->satsys == BDS && sat->prn >= 1 && sat->prn <= 63 && k < MAXEPH_BRDC; ++k) {
+            const EPHREC_BDS* record = &pod.brdc_storage.eph_brdc_bds_all[sat->prn - 1][k];
+            const double age = now.sow - record->TOE + 604800.0 * (now.week - record->Week);
+            if (record->ok && record->sv_health == 0 && age > -3601.0 && age < 3601.0) found = 1;
+        }
+        if (!found) sat->flag_sat = SATPOS_ERROR;
+        if (found && sat->num_obs_used == gnssconfig.num_obs_freq_code[0]) ++count;
+    }
+    return count;
+}
+
 int main(int argc, char** argv) {
     if (argc != 4) {
         fprintf(stderr, "usage: %s NAVIGATION ATTITUDE OBSERVATION\n", argv[0]);
@@ -46,6 +66,7 @@ int main(int argc, char** argv) {
     printf("# second of day, x, y, z [m], receiver clock [m], satellites\n");
     int solved = 0;
     for (int i = 0; i < g_num_obs_storage; ++i) {
+        if (served(&received[i]) < 4) continue;
         run_single_pod_embed(&received[i], &pod);
         if (pod.sln_kine.status != SOL_OK) continue;
         printf("%9.1f %14.4f %14.4f %14.4f %12.4f %2d\n", received[i].epoch_time.time.sod, pod.X[0], pod.X[1], pod.X[2],

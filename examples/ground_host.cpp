@@ -66,7 +66,26 @@ std::vector<sysGNSS> systems_of_data() {
     return systems;
 }
 
-/// True if the library would keep a satellite of the epoch; it ends the process on an epoch without one.
+/// True if the precise products surround the signal's way to an epoch. They do not extrapolate, and outside of them, in a gap, or without a
+/// clock the library goes on with zeros; broadcast records that are too old or unhealthy it refuses by itself.
+bool served(int index, const GTime& tag) {
+    constexpr double kLongestWindow = 10000.0, kLongestGap = 1900.0;  // products of 15 minutes [s]
+    if (g_eph_selection != EPHOPT_PREC) return true;
+    EPHREC_PRE* orbits = g_prec_storage->eph_pre_all[index];
+    CLKREC_PRE* clocks = g_prec_storage->clk_pre_all[index];
+    const int num_orbits = g_prec_storage->idx_eph[index], num_clocks = g_prec_storage->idx_clk[index];
+    for (const GTime& time : {tag, gtimeAddSec(tag, -0.15)}) {
+        const int i = find_closest_eph_prec(orbits, num_orbits, time);
+        int k = find_closest_clk_prec(clocks, num_clocks, time);
+        if (i < 5 || i + 5 >= num_orbits || k < 0) return false;  // the polynomial takes eleven records
+        if (gtimeSubSec(orbits[i + 5].time, orbits[i - 5].time) > kLongestWindow) return false;
+        if (gtime_less(time, clocks[k].time)) --k;
+        if (k < 0 || k + 1 >= num_clocks || gtimeSubSec(clocks[k + 1].time, clocks[k].time) > kLongestGap) return false;
+    }
+    return true;
+}
+
+/// True if the library would keep a satellite of the epoch; it ends the process on an epoch without one. Flags those that it must not use.
 bool usable(OBSDATA_EPOCH& epoch) {
     bool found = false;
     choose_observation(&epoch);
@@ -75,6 +94,7 @@ bool usable(OBSDATA_EPOCH& epoch) {
         const int index = satsysprn2index(sat.satsys, sat.prn);
         const int system = get_gnssconfig_sys_index(sat.satsys, &gnssconfig);
         if (index >= MAXSAT_GNSS) sat.flag_sat = SAT_UKN;  // a number that no system has ends the process too
+        if (index >= 0 && index < MAXSAT_GNSS && !served(index, epoch.epoch_time)) sat.flag_sat = SATPOS_ERROR;
         found = found || (sat.flag_sat == OBS_OK && index >= 0 && system >= 0 &&
                           sat.num_obs_used == gnssconfig.num_obs_freq_code[system]);
     }

@@ -5,7 +5,7 @@ namespace {
 
 using namespace support;
 
-/// In `options`: %T directory of the test, %E examples/, %D data sets, %G the GRACE-B half day.
+/// In `options`: %T directory of the test, %E examples/, %D data sets, %G the GRACE-B half day, %S a station.
 struct Trial {
     const char* name;
     std::string options;
@@ -14,7 +14,12 @@ struct Trial {
     std::string figure;              ///< a number of the text, by a pattern...
     double most = 0;                 ///< ... that is not to exceed this
     std::string files;               ///< names of files and their contents: NAME<text>, one behind the other
+    std::string make{};              ///< shell commands that make further files in the directory of the test
+    double filter = 0;               ///< largest error of the filter in the rows that say OK [m]; 0: not asked for
 };
+
+/// Largest error of a solution, in the summary of a run with a reference.
+std::string largest(const std::string& solution) { return solution + " +epochs .*largest ([0-9.]+)"; }
 
 std::string replace_all(std::string text, const std::string& from, const std::string& to) {
     for (std::size_t at = text.find(from); at != std::string::npos; at = text.find(from, at + to.size()))
@@ -26,6 +31,7 @@ std::string resolve(std::string text) {
     text = replace_all(text, "%T", temp_dir().string());
     text = replace_all(text, "%E", std::string(LEOPOD_SOURCE_DIR) + "/examples");
     text = replace_all(text, "%G", "%D/grace_b_2010208");
+    text = replace_all(text, "%S", "%D/gnss/ground_esbc_2020177");
     return replace_all(text, "%D", std::string(LEOPOD_DATA_DIR));
 }
 
@@ -33,18 +39,23 @@ class Trust : public HostTest, public testing::WithParamInterface<Trial> {};
 
 TEST_P(Trust, TellsWhatIsWrong) {
     const Trial& c = GetParam();
-    if (holds(c.options, "%D") || holds(c.options, "%G")) LEOPOD_REQUIRE_DATA(std::filesystem::path(LEOPOD_DATA_DIR));
+    if (holds(c.options, "%D") || holds(c.options, "%G") || holds(c.options, "%S"))
+        LEOPOD_REQUIRE_DATA(std::filesystem::path(LEOPOD_DATA_DIR));
     for (std::size_t at = 0; at < c.files.size();) {
         const std::size_t open = c.files.find('<', at), close = c.files.find('>', open);
         write_temp(c.files.substr(at, open - at), c.files.substr(open + 1, close - open - 1));
         at = close + 1;
     }
+    ASSERT_EQ(shell(resolve(c.make)).status, 0);
     const Outcome o = leopod(resolve(c.options));
     EXPECT_EQ(o.status, c.status) << o.text;
     for (const std::string& word : c.words) EXPECT_TRUE(holds(o.text, word)) << word << "\n" << o.text;
     EXPECT_FALSE(holds(o.text, "ended by the library")) << o.text;
     if (!c.figure.empty()) {
         EXPECT_LE(number(o.text, c.figure), c.most) << o.text;
+    }
+    if (c.filter > 0.0) {
+        EXPECT_LE(number(o.text, largest("filter")), c.filter) << o.text;
     }
 }
 
@@ -106,6 +117,89 @@ INSTANTIATE_TEST_SUITE_P(
                 {"line 5", "did you mean ELE_CUTOFF?"}),
         systems("KeyWithoutBlank", "BDS 4 C1P L1P C5P L5P IF 0 2 1 3", "VAR_POS=400", {"did you mean VAR_POS?"}),
         systems("KeyWithoutValue", "BDS 4 C1P L1P C5P L5P IF 0 2 1 3", "VAR_POS", {"KEY NUMBER"})),
+    name_of);
+
+// --- ephemerides of a run --------------------------------------------------------------------------------------------
+
+/// GRACE-B with the orbits of three days, that of the middle one made by commands from $today into made.eph.
+Trial grace(const char* name, const std::string& make, const std::vector<std::string>& words, double point,
+            double filter, const std::string& orbits = "%G/COD15941.EPH %T/made.eph %G/COD15943.EPH") {
+    return {name,
+            "run --obs %G/grcb2080_00h12h.10o --truth %G/truth_00h12h.csv --sp3 " + orbits,
+            0,
+            words,
+            largest("point position"),
+            point,
+            "",
+            "today=%G/COD15942.EPH\n" + make,
+            filter};
+}
+
+/// Puts an expression of awk into a field (1 to 3 position, 4 clock) of G05's lines, at some epochs.
+std::string change(int field, const std::string& expression, const std::string& when = "1") {
+    const std::string at = std::to_string(5 + 14 * (field - 1));
+    return "awk '/^[*]/{e=(" + when + ")} e&&/^PG05/{v=substr($0," + at + ",14);$0=substr($0,1," + at +
+           "-1) sprintf(\"%14.6f\"," + expression + ") substr($0," + at + "+14)} {print}' $today > made.eph\n";
+}
+
+const std::string kNoClocks = "sed -E 's/^(P.{45}).{14}/\\1 999999.999999/' ";
+
+/// Six hours of a station.
+Trial station(const char* name, const std::string& make, const std::string& ephemerides,
+              const std::vector<std::string>& words) {
+    return {
+        name,
+        "run --obs %S/ESBC00DNK_R_20201770000_06H_30S_GO_trim.rnx --config %T/w.cfg --truth %T/site.csv " + ephemerides,
+        0,
+        words,
+        largest("point position"),
+        25,
+        "w.cfg<+GNSS_SYS\nGPS 4 C1W L1C C2W L2W IF 0 2 1 3\n-GNSS_SYS\n+GENERAL_CONFIG\nELE_CUTOFF 10.0\n"
+        "-GENERAL_CONFIG\n>site.csv<mjd_gpst,x_m,y_m,z_m\n59025,3582104.768,532590.174,5232755.144\n>",
+        "orbits='%S/GRG0MGXFIN_20201760000_01D_15M_ORB.SP3 %S/GRG0MGXFIN_20201770000_01D_15M_ORB.SP3'\n"
+        "clocks=%S/GRG0MGXFIN_20201770000_01D_30S_CLK_gps.CLK\nnav=%S/ESBC00DNK_R_20201770000_01D_MN.rnx\n" +
+            make};
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Ephemerides, Trust,
+    testing::Values(
+        grace("OrbitsOfTheDayAlone", "",
+              {"solved 4317, LACK_OF_SATELLITES 2, TOO_FEW_SERVED 1",
+               "orbit doesn't surround the time, 9:", "3D median 2.577, rms 4.237", "3D median 0.719, rms 0.903"},
+              22.65, 3.9, "%G/COD15942.EPH"),
+        grace("SatelliteWithoutClocks",
+              change(4, "999999.999999") + "for d in 1 3; do today=%G/COD1594$d.EPH\n" + change(4, "999999.999999") +
+                  "mv made.eph $d.eph; done\ntoday=%G/COD15942.EPH\n" + change(4, "999999.999999"),
+              {"no precise clock, 1334: G05 1334", "median 0.758, rms 0.990"}, 53, 3.9,
+              "%T/1.eph %T/made.eph %T/3.eph"),
+        grace("TwoHoursMissing", "awk '/^[*]/{s=($5>=3&&$5<5)} !s' $today > made.eph",
+              {"TOO_FEW_SERVED 810", "orbit doesn't surround", "clock missing around"}, 22.7, 4.0),
+        grace("ClockOffOnce", change(4, "v+1000", "$5==4&&$6==0"), {"all others, 102: G05 102", "solved 4318"}, 30, 4),
+        grace("ClockOffByAMicrosecond", change(4, "v+1"), {"contradict", "POOR_FIT"}, 60, 20),
+        grace("OrbitOffBy100Kilometres", change(1, "v+100"), {"contradict", "POOR_FIT"}, 60, 20),
+        station("ClocksThatEnd",
+                "for f in $orbits; do " + kNoClocks +
+                    "$f | grep -v EOF; done > a.eph; awk '/^AS/&&$6>=2{next} {print}' $clocks > a.clk",
+                "--sp3 %T/a.eph --clk %T/a.clk", {"solved 239, TOO_FEW_SERVED 481", "clock missing around the time"}),
+        station("OldBroadcastRecords", "awk '/^[GC][0-9]/{s=($5>=2)} /^[REJSI][0-9]/{s=1} !s' $nav > a.nav",
+                "--nav %T/a.nav", {"TOO_FEW_SERVED ", "broadcast record too old, "}),
+        station("FilterWithoutTroposphere", "cat $orbits | grep -v EOF > a.eph", "--sp3 %T/a.eph",
+                {"NOT_FOR_GROUND 720", "has no troposphere"}),
+        Trial{"OtherSolutionOfFourRanges",
+              "run --obs %T/four.obs --nav %E/data/demo_bds.nav --att %T/four.att --truth %T/four.csv",
+              0,
+              {"IMPLAUSIBLE 6", "UNVERIFIED "},
+              largest("point position"),
+              20,
+              "",
+              "'" + kProgram +
+                  "' propagate --epoch 2021-01-17T23:50:00 --frame eci --state 6890000 0 0 0 -980 7543 --duration 4800 "
+                  "--dynamics %E/demo_orbit.cfg --out orbit.csv\n'" +
+                  kProgram +
+                  "' simulate --orbit orbit.csv --nav %E/data/demo_bds.nav --start 2021-01-18T00:00:00 --duration 3600 "
+                  "--channels 4 --platform-z up --obs-out four.obs --att-out four.att --truth-out four.csv\n",
+              30}),
     name_of);
 
 }  // namespace

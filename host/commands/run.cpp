@@ -9,6 +9,8 @@
 #include <memory>
 
 #include "commands/command.h"
+#include "commands/run_epoch.h"
+#include "commands/run_summary.h"
 #include "inputs/truth.h"
 #include "outputs/sp3.h"
 #include "pictures/canvas.h"
@@ -24,162 +26,6 @@
 namespace host {
 
 namespace {
-
-constexpr std::size_t kSettling = 20;  ///< solved epochs after which the filter's ambiguities have settled
-
-/// What one epoch brought.
-struct Epoch {
-    GTime tag{};
-    const char* status = "";
-    bool processed = false;  ///< handed to the library
-    bool solved = false;
-    bool under_mask = false;  ///< failed with satellites set aside as below the elevation mask
-    int satellites = 0;
-    double sigma = 0, gdop = 0;
-    GTime received{};
-    double point[3]{}, point_clock[3]{};    ///< [m]
-    double filter[3]{}, filter_clock[3]{};  ///< [m]
-    int ambiguities = 0;
-    int tracked = 0;  ///< satellites whose phase was followed
-    std::vector<SlipMark> slips;
-    bool has_orbit = false;
-    DATA_ORBIT newest{};
-};
-
-struct Totals {
-    std::map<std::string, long> failed;
-    long solved = 0, under_mask = 0, satellite_epochs = 0, used_epochs = 0;
-    long slips_mw = 0, slips_gf = 0, slips_both = 0;
-    std::map<std::pair<int, int>, std::array<long, 2>> slips;  ///< per satellite: Melbourne-Wuebbena, geometry-free
-    double seconds = 0;
-};
-
-const char* status_name(STATUS_SOL status) {
-    switch (status) {
-        case SOL_OK:
-            return "OK";
-        case SOL_SPP_LACK_SAT:
-            return "LACK_OF_SATELLITES";
-        case SOL_ITER_EXCEED:
-            return "NO_CONVERGENCE";
-        case SOL_OBS_BAD:
-            return "BAD_EPOCH";
-        default:
-            return "FAILED";
-    }
-}
-
-std::string system_name(int index) {
-    char name[16] = {};
-    sysGNSSAsString(gnssconfig.sys_used[index], name);
-    return name;
-}
-
-/// Hands one epoch to the library and reads the results from the record.
-Epoch process(OBSDATA_EPOCH& observations, RUNTIME_POD_EMBED& runtime, Console& console) {
-    Epoch epoch;
-    epoch.tag = observations.epoch_time;
-    if (observations.flag_epoch != OBS_OK) {
-        epoch.status = "BAD_EPOCH";
-        return epoch;
-    }
-    // Indices outside the satellites (stations, numbers that no system has) are nothing to position with.
-    for (int i = 0; i < std::min<int>(observations.sat_num, MAXSAT_EPOCH); ++i) {
-        OBSDATA_SAT& sat = observations.satobs[i];
-        if (satsysprn2index(sat.satsys, sat.prn) >= MAXSAT_GNSS) sat.flag_sat = SAT_UKN;
-    }
-    if (!has_usable_satellite(observations)) {
-        epoch.status = "NO_USABLE_SATELLITE";
-        return epoch;
-    }
-    run_single_pod_embed(&observations, &runtime);
-    epoch.processed = true;
-    const SOLUTION& point = runtime.sln_kine;
-    epoch.slips = console.take_slips();
-    epoch.status = status_name(point.status);
-    epoch.satellites = point.nsat;
-    epoch.solved = point.status == SOL_OK;
-    // With every range flagged the solver has nothing to correct and stays where it starts.
-    if (epoch.solved && std::hypot(point.pos_vel_clk[0], point.pos_vel_clk[1], point.pos_vel_clk[2]) < 1000.0) {
-        epoch.solved = false;
-        epoch.status = "NO_POSITION";
-    }
-    if (!epoch.solved) {
-        const OBSDATA_EPOCH& seen = runtime.obs_epoch[0];
-        for (int i = 0; i < std::min<int>(seen.sat_num, MAXSAT_EPOCH); ++i)
-            epoch.under_mask |= seen.satobs[i].flag_sat == LOW_ELE;
-        return epoch;
-    }
-    epoch.sigma = point.sigma;
-    epoch.gdop = point.gdop;
-    epoch.received = runtime.time_now;
-    std::copy_n(point.pos_vel_clk, 3, epoch.point);
-    std::copy_n(runtime.X, 3, epoch.filter);
-    const int systems = std::min<int>(gnssconfig.num_sys, MAXNUM_SYS);
-    std::copy_n(point.pos_vel_clk + 6, systems, epoch.point_clock);
-    std::copy_n(runtime.X + 6, systems, epoch.filter_clock);
-    for (int i = 6 + systems; i < MAXNUM_X; ++i) epoch.ambiguities += runtime.DX[i * MAXNUM_X + i] > 0.0;
-    for (int i = 0; i < std::min<int>(runtime.nsat_used_last, MAXSAT_EPOCH); ++i) {
-        const int index = runtime.satlist_used_in_obsepoch_last[i];
-        epoch.tracked += index >= 0 && index < MAXSAT_EPOCH && runtime.obs_epoch[0].satobs[index].flag_sat == OBS_OK;
-    }
-    epoch.has_orbit = runtime.num_orb_store > 0;
-    if (epoch.has_orbit) epoch.newest = runtime.dataset_orbit[0];
-    return epoch;
-}
-
-void add_slips(const Epoch& epoch, Totals& totals) {
-    std::map<std::pair<int, int>, int> kinds;  ///< bit 0 Melbourne-Wuebbena, bit 1 geometry-free
-    for (const SlipMark& slip : epoch.slips) kinds[{slip.satsys, slip.prn}] |= slip.melbourne_wuebbena ? 1 : 2;
-    for (const auto& [satellite, kind] : kinds) {
-        if ((kind & 1) != 0) ++totals.slips[satellite][0];
-        if ((kind & 2) != 0) ++totals.slips[satellite][1];
-        totals.slips_mw += (kind & 1) != 0;
-        totals.slips_gf += (kind & 2) != 0;
-        totals.slips_both += kind == 3;
-    }
-}
-
-/// One row an epoch; empty fields where an epoch was not solved. Frame and time scale stand in the column names.
-void write_csv(const std::string& file, const std::vector<Epoch>& epochs) {
-    OutputFile out(file);
-    const int systems = std::min<int>(gnssconfig.num_sys, MAXNUM_SYS);
-    std::fprintf(out, "epoch_gpst,mjd_gpst,sod_gpst,status,x_ecef_m,y_ecef_m,z_ecef_m");
-    for (int j = 0; j < systems; ++j) std::fprintf(out, ",clock_%s_m", system_name(j).c_str());
-    std::fprintf(
-        out, ",satellites,sigma_m,gdop,receive_gpst,receive_sod_gpst,filter_x_ecef_m,filter_y_ecef_m,filter_z_ecef_m");
-    for (int j = 0; j < systems; ++j) std::fprintf(out, ",filter_clock_%s_m", system_name(j).c_str());
-    std::fprintf(out, ",ambiguities,slips,stored_gpst,stored_x_ecef_m,stored_y_ecef_m,stored_z_ecef_m\n");
-    for (const Epoch& e : epochs) {
-        std::fprintf(out, "%s,%ld,%.3f,%s", time_text(e.tag).c_str(), e.tag.time.mjd, e.tag.time.sod, e.status);
-        if (e.solved) {
-            std::fprintf(out, ",%.4f,%.4f,%.4f", e.point[0], e.point[1], e.point[2]);
-            for (int j = 0; j < systems; ++j) std::fprintf(out, ",%.4f", e.point_clock[j]);
-            std::fprintf(out, ",%d,%.4f,%.4f,%s,%.9f", e.satellites, e.sigma, e.gdop, time_text(e.received, 9).c_str(),
-                         static_cast<double>(e.received.time.mjd - e.tag.time.mjd) * 86400.0 + e.received.time.sod);
-            std::fprintf(out, ",%.4f,%.4f,%.4f", e.filter[0], e.filter[1], e.filter[2]);
-            for (int j = 0; j < systems; ++j) std::fprintf(out, ",%.4f", e.filter_clock[j]);
-            std::fprintf(out, ",%d,", e.ambiguities);
-            for (std::size_t i = 0; i < e.slips.size(); ++i) {
-                std::fprintf(out, "%s%s:%s", i != 0 ? " " : "",
-                             satellite_name(e.slips[i].satsys, e.slips[i].prn).c_str(),
-                             e.slips[i].melbourne_wuebbena ? "MW" : "GF");
-            }
-            if (e.has_orbit) {
-                std::fprintf(out, ",%s,%.4f,%.4f,%.4f", time_text(e.newest.epoch_gpst, 9).c_str(), e.newest.pos_ecf[0],
-                             e.newest.pos_ecf[1], e.newest.pos_ecf[2]);
-            } else {
-                std::fprintf(out, ",,,,");
-            }
-        } else {
-            for (int j = 0; j < 3 + systems; ++j) std::fprintf(out, ",");
-            std::fprintf(out, ",%d", e.satellites);
-            for (int j = 0; j < 4 + 3 + systems + 6; ++j) std::fprintf(out, ",");
-        }
-        std::fprintf(out, "\n");
-    }
-    out.close();
-}
 
 struct Errors {
     std::vector<PositionError> point, filter;
@@ -199,69 +45,6 @@ Errors compare(const std::vector<Epoch>& epochs, const Truth& truth) {
         errors.filter.push_back(error);
     }
     return errors;
-}
-
-std::string systems_text() {
-    std::string text;
-    for (int j = 0; j < std::min<int>(gnssconfig.num_sys, MAXNUM_SYS); ++j) {
-        text += (j != 0 ? ", " : "") + system_name(j) + " (";
-        for (int k = 0; k < std::min<int>(gnssconfig.num_obs_freq_code[j], MAXOBS_PER_SAT); ++k) {
-            char code[8] = {};
-            TYPE_FREQ_CODE_AsString(gnssconfig.obs_type_freq_code_used[j][k], code);
-            text += (k != 0 ? " " : "") + std::string(code);
-        }
-        text += ")";
-    }
-    return text;
-}
-
-void print_summary(const RunOptions& options, const Environment& environment, const std::vector<Epoch>& epochs,
-                   const Totals& totals, const Console& console) {
-    const Epoch& first = epochs.front();
-    const Epoch& last = epochs.back();
-    std::printf("leopod run: %s deployment\n", options.inputs.embedded ? "embedded" : "prepared");
-    std::printf("frame: earth-fixed (ITRF realisation of the ephemerides), metres; time scale: GPST\n");
-    std::printf("files:\n");
-    for (const FileReport& file : environment.files)
-        std::printf("  %-18s %s: %s\n", file.kind.c_str(), file.name.c_str(), file.content.c_str());
-    std::printf("span: %s to %s GPST\n", time_text(first.tag).c_str(), time_text(last.tag).c_str());
-    std::printf("systems: %s\n", systems_text().c_str());
-    std::printf("ephemerides: %s\n", g_eph_selection == EPHOPT_PREC ? "precise products" : "broadcast");
-    std::printf("earth orientation: %s\n", environment.eop_source.c_str());
-    std::printf("planets: %s\n", environment.planet_source.c_str());
-    std::printf("TAI-UTC: %d s\n", getLeapSecond(gtime2mjd(gtimeChangeTimeSystem(first.tag, tsUTC))));
-    const ANT_INFO& antenna = environment.runtime->ant_info_rcv;
-    std::printf("receiver antenna: %s\n", !antenna.ant_ok           ? "none: along the platform's z axis, no offset"
-                                          : options.inputs.embedded ? "built-in, along the platform's minus z axis"
-                                                                    : antenna.ant_type);
-    std::printf("attitude: %s\n",
-                g_att_qua_storage.num_object > 0 ? "quaternions" : "none: local east, north, up axes");
-    std::printf("epochs: %zu, solved %ld", epochs.size(), totals.solved);
-    for (const auto& [reason, count] : totals.failed) std::printf(", %s %ld", reason.c_str(), count);
-    std::printf("\n");
-    if (totals.solved > 0) {
-        std::printf("satellites: %.1f an epoch in the point position\n",
-                    static_cast<double>(totals.used_epochs) / static_cast<double>(totals.solved));
-    }
-    if (totals.solved == 0 && totals.under_mask > 0 && g_att_qua_storage.num_object == 0) {
-        std::printf(
-            "note: all satellites fell under the elevation mask. No attitude is loaded (--att), and without it this "
-            "antenna looks down.\n");
-    }
-    std::printf("slip marks: Melbourne-Wuebbena %ld, geometry-free %ld, both %ld, in %ld satellite epochs\n",
-                totals.slips_mw, totals.slips_gf, totals.slips_both, totals.satellite_epochs);
-    if (!totals.slips.empty()) {
-        std::printf("  per satellite (MW/GF):");
-        for (const auto& [satellite, count] : totals.slips) {
-            std::printf(" %s %ld/%ld", satellite_name(satellite.first, satellite.second).c_str(), count[0], count[1]);
-        }
-        std::printf("\n");
-    }
-    std::printf("messages: %ld warnings, %ld errors (--log-level warning shows them)\n",
-                console.count(ULOG_WARNING_LEVEL),
-                console.count(ULOG_ERROR_LEVEL) + console.count(ULOG_CRITICAL_LEVEL));
-    std::printf("time: %.2f s, %.1f microseconds an epoch\n", totals.seconds,
-                1e6 * totals.seconds / static_cast<double>(epochs.size()));
 }
 
 /// The picture of a run. False where there is none.
@@ -300,6 +83,80 @@ bool write_plot(const std::string& file, const std::vector<Epoch>& epochs, const
     return report_picture(file, [&] { return draw_satellites(figure); });
 }
 
+/// The files that a run writes as it goes.
+struct Tables {
+    std::unique_ptr<EpochTable> epochs;
+    std::unique_ptr<SatelliteTable> satellites;
+
+    Tables(const RunOptions& options, Console& console) {
+        if (!options.out.empty()) epochs = std::make_unique<EpochTable>(options.out);
+        if (!options.satellites_out.empty())
+            satellites = std::make_unique<SatelliteTable>(options.satellites_out, console);
+    }
+    void add(const Epoch& epoch, const RUNTIME_POD_EMBED& runtime) {
+        if (epochs != nullptr) epochs->add(epoch);
+        if (satellites != nullptr && epoch.processed) satellites->add(runtime, epoch.solved, epoch.slips);
+    }
+    void close() {
+        if (epochs != nullptr) epochs->close();
+        if (satellites != nullptr) satellites->close();
+    }
+};
+
+std::vector<Epoch> process_all(EpochRunner& runner, const RUNTIME_POD_EMBED& runtime, Tables& tables, Totals& totals) {
+    std::vector<Epoch> epochs;
+    epochs.reserve(static_cast<std::size_t>(g_num_obs_storage));
+    const auto start = std::chrono::steady_clock::now();
+    Progress progress("processing epochs", g_num_obs_storage);
+    for (int i = 0; i < g_num_obs_storage; ++i) {
+        epochs.push_back(runner.process(g_obs_storage[i]));
+        tables.add(epochs.back(), runtime);
+        totals.add(epochs.back());
+        progress.done(i + 1);
+    }
+    totals.seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+    return epochs;
+}
+
+/// Most frequent step of the first epochs [s].
+double epoch_interval() {
+    std::map<long, int> steps;
+    for (int i = 1; i < std::min(g_num_obs_storage, 1000); ++i)
+        ++steps[std::lround(1000.0 * gtimeSubSec(g_obs_storage[i].epoch_time, g_obs_storage[i - 1].epoch_time))];
+    const auto less = [](const auto& a, const auto& b) { return a.second < b.second; };
+    const auto most = std::max_element(steps.begin(), steps.end(), less);
+    return most != steps.end() ? static_cast<double>(most->first) / 1000.0 : 0.0;
+}
+
+void print_errors(const RunOptions& options, const Errors& errors, const Truth& truth, bool on_ground) {
+    constexpr int kNameWidth = 36;
+    const std::string mark = on_ground ? " (not to be used)" : "";
+    std::printf("errors against %s (%zu rows):\n", options.truth.c_str(), truth.size());
+    print_statistics("point position", kNameWidth, statistics(errors.point), truth.at_rest());
+    print_statistics(("filter" + mark).c_str(), kNameWidth, statistics(errors.filter), truth.at_rest());
+    print_statistics("filter after 20 epochs", kNameWidth, statistics(errors.filter, kSettling), truth.at_rest());
+}
+
+/// True for a position of the filter that goes into an orbit file.
+bool is_orbit(const Epoch& epoch) {
+    const std::string status = epoch.filter_status;
+    return epoch.solved && status != "FAR_FROM_POINT" && status != "NOT_FOR_GROUND";
+}
+
+void write_orbit(const std::string& file, const std::vector<Epoch>& epochs) {
+    std::vector<Sp3Point> points;
+    for (const Epoch& e : epochs) {
+        if (is_orbit(e)) points.push_back({e.received, {e.filter[0], e.filter[1], e.filter[2]}});
+    }
+    if (points.empty()) {
+        std::printf("orbit not written: no position of the filter is worth it\n");
+        return;
+    }
+    const double interval = epochs.size() > 1 ? gtimeSubSec(epochs[1].tag, epochs[0].tag) : 0.0;
+    write_sp3(file, points, interval);
+    std::printf("orbit written: %s\n", file.c_str());
+}
+
 }  // namespace
 
 int run(const RunOptions& options) {
@@ -314,59 +171,24 @@ int run(const RunOptions& options) {
     if (!options.truth.empty())
         truth = std::make_unique<Truth>(Truth::load(options.truth, g_obs_storage[0].epoch_time));
 
-    std::unique_ptr<SatelliteTable> satellites;
-    if (!options.satellites_out.empty()) satellites = std::make_unique<SatelliteTable>(options.satellites_out, console);
-
     RUNTIME_POD_EMBED& runtime = *environment.runtime;
-    std::vector<Epoch> epochs;
-    epochs.reserve(static_cast<std::size_t>(g_num_obs_storage));
+    Guard guard(runtime.prec_storage, g_obs_storage[0].epoch_time, environment.clock_interval);
+    EpochRunner runner(runtime, guard, console, epoch_interval());
+    Tables tables(options, console);
     Totals totals;
-    const auto start = std::chrono::steady_clock::now();
-    auto progress = std::make_unique<Progress>("processing epochs", g_num_obs_storage);
-    for (int i = 0; i < g_num_obs_storage; ++i) {
-        epochs.push_back(process(g_obs_storage[i], runtime, console));
-        const Epoch& epoch = epochs.back();
-        if (satellites != nullptr && epoch.processed) satellites->add(runtime, epoch.solved, epoch.slips);
-        if (epoch.solved) {
-            ++totals.solved;
-            totals.used_epochs += epoch.satellites;
-            totals.satellite_epochs += epoch.tracked;
-            add_slips(epoch, totals);
-        } else {
-            ++totals.failed[epoch.status];
-            totals.under_mask += epoch.under_mask;
-        }
-        progress->done(i + 1);
-    }
-    progress.reset();
-    if (satellites != nullptr) satellites->close();
+    const std::vector<Epoch> epochs = process_all(runner, runtime, tables, totals);
+    tables.close();
     console.listen(nullptr);
-    totals.seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
 
-    print_summary(options, environment, epochs, totals, console);
+    print_summary(options, environment, totals, guard, console);
     Errors errors;
     if (truth != nullptr) {
-        constexpr int kNameWidth = 36;
         errors = compare(epochs, *truth);
-        std::printf("errors against %s (%zu rows):\n", options.truth.c_str(), truth->size());
-        print_statistics("point position", kNameWidth, statistics(errors.point), truth->at_rest());
-        print_statistics("filter", kNameWidth, statistics(errors.filter), truth->at_rest());
-        print_statistics("filter after 20 epochs", kNameWidth, statistics(errors.filter, kSettling), truth->at_rest());
+        print_errors(options, errors, *truth, totals.on_ground());
     }
-    if (!options.out.empty()) {
-        write_csv(options.out, epochs);
-        std::printf("epochs written: %s\n", options.out.c_str());
-    }
-    if (satellites != nullptr) std::printf("satellites written: %s\n", options.satellites_out.c_str());
-    if (!options.sp3_out.empty()) {
-        std::vector<Sp3Point> points;
-        for (const Epoch& e : epochs) {
-            if (e.solved) points.push_back({e.received, {e.filter[0], e.filter[1], e.filter[2]}});
-        }
-        const double interval = epochs.size() > 1 ? gtimeSubSec(epochs[1].tag, epochs[0].tag) : 0.0;
-        write_sp3(options.sp3_out, points, interval);
-        std::printf("orbit written: %s\n", options.sp3_out.c_str());
-    }
+    if (tables.epochs != nullptr) std::printf("epochs written: %s\n", options.out.c_str());
+    if (tables.satellites != nullptr) std::printf("satellites written: %s\n", options.satellites_out.c_str());
+    if (!options.sp3_out.empty()) write_orbit(options.sp3_out, epochs);
     const bool drawn =
         options.plot.empty() || write_plot(options.plot, epochs, errors, options, truth != nullptr && truth->at_rest());
     return totals.solved > 0 && drawn ? 0 : 1;

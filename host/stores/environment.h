@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "inputs/spans.h"
 #include "pod_embed.h"
 
 namespace host {
@@ -15,6 +16,7 @@ namespace host {
 /// A file that was read and what it brought.
 struct FileReport {
     std::string kind, name, content;
+    FileSpan span{};  ///< where the file has one
 };
 
 struct FreeDeleter {
@@ -42,6 +44,7 @@ struct Environment {
     Owned<EPH_RECORD_JPL> jpl_records;
     ANT_INFO_STORE antennas{};
     std::vector<FileReport> files;
+    double clock_interval = 0;  ///< spacing of the coarsest precise product that has clocks [s]
     std::string eop_source;     ///< earth orientation in words, with its span
     std::string planet_source;  ///< planets in words, with their span
 

@@ -76,6 +76,11 @@ long count_ok(const Row& row) {
     return n;
 }
 
+void add_product(FileReport report, Environment& environment) {
+    if (report.span.clocks) environment.clock_interval = std::max(environment.clock_interval, report.span.interval);
+    environment.files.push_back(std::move(report));
+}
+
 void load_ephemerides(const InputOptions& options, Environment& environment) {
     RUNTIME_POD_EMBED& runtime = *environment.runtime;
     g_brdc_storage = &runtime.brdc_storage;
@@ -99,16 +104,19 @@ void load_ephemerides(const InputOptions& options, Environment& environment) {
         const long orbits = total(runtime.prec_storage.idx_eph);
         const long clocks = total(runtime.prec_storage.idx_clk);
         if (!load_ephemris_prec(writable(name))) throw InputError(name + ": this SP3 file could not be read");
-        environment.files.push_back({"precise orbits", name,
-                                     std::to_string(total(runtime.prec_storage.idx_eph) - orbits) + " positions and " +
-                                         std::to_string(total(runtime.prec_storage.idx_clk) - clocks) + " clocks"});
+        add_product({"precise orbits", name,
+                     std::to_string(total(runtime.prec_storage.idx_eph) - orbits) + " positions and " +
+                         std::to_string(total(runtime.prec_storage.idx_clk) - clocks) + " clocks",
+                     sp3_span(name)},
+                    environment);
     }
     for (const std::string& name : options.clk) {
         const long clocks = total(runtime.prec_storage.idx_clk);
         if (!load_clock_prec(writable(name), &runtime.prec_storage))
             throw InputError(name + ": this RINEX clock file could not be read");
-        environment.files.push_back(
-            {"precise clocks", name, std::to_string(total(runtime.prec_storage.idx_clk) - clocks) + " clocks"});
+        add_product({"precise clocks", name, std::to_string(total(runtime.prec_storage.idx_clk) - clocks) + " clocks",
+                     clock_span(name)},
+                    environment);
     }
 }
 

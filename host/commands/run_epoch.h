@@ -1,0 +1,81 @@
+/// \file run_epoch.h
+/// One epoch of `leopod run`: handed to the library, judged, written as a row.
+#ifndef LEOPOD_HOST_RUN_EPOCH_H
+#define LEOPOD_HOST_RUN_EPOCH_H
+
+#include <bitset>
+#include <string>
+#include <vector>
+
+#include "pod_embed.h"
+#include "shared/console.h"
+#include "shared/files.h"
+#include "stores/exclusion.h"
+#include "stores/guard.h"
+#include "stores/verdict.h"
+
+namespace host {
+
+/// What one epoch brought.
+struct Epoch {
+    GTime tag{};
+    const char* status = "";
+    bool processed = false;   ///< handed to the library
+    bool solved = false;      ///< status OK
+    bool under_mask = false;  ///< failed with satellites set aside as below the elevation mask
+    int satellites = 0;
+    double sigma = 0, gdop = 0;
+    GTime received{};
+    double point[3]{}, point_clock[3]{};    ///< [m]
+    double filter[3]{}, filter_clock[3]{};  ///< [m]
+    const char* filter_status = "";
+    int ambiguities = 0;
+    int tracked = 0;  ///< satellites whose phase was followed
+    std::vector<SlipMark> slips;
+    bool has_orbit = false;
+    DATA_ORBIT newest{};
+};
+
+/// Name of a configured system.
+std::string system_name(int index);
+
+/// Hands epochs to the library in order of time and judges what comes back.
+class EpochRunner {
+  public:
+    /// \param interval  of the epochs [s]
+    EpochRunner(RUNTIME_POD_EMBED& runtime, Guard& guard, Console& console, double interval)
+        : runtime_(runtime), guard_(guard), console_(console), filter_judge_(interval) {}
+    Epoch process(OBSDATA_EPOCH& observations);
+
+  private:
+    void run(OBSDATA_EPOCH& observations, Epoch& epoch, PointPosition& point);
+    bool without_misfit(OBSDATA_EPOCH& observations, Epoch& epoch, PointPosition& point);
+    void take_solution(Epoch& epoch, const PointPosition& point);
+    int carried_satellites();
+
+    RUNTIME_POD_EMBED& runtime_;
+    Guard& guard_;
+    Console& console_;
+    PointJudge point_judge_;
+    FilterJudge filter_judge_;
+    FilterState before_;                  ///< the epoch in work
+    std::bitset<MAXSAT_GNSS> in_filter_;  ///< at the last solved epoch
+};
+
+/// The file of `--out`: one row an epoch; empty fields where an epoch was not solved. Frame and time scale stand in the column names.
+class EpochTable {
+  public:
+    explicit EpochTable(const std::string& file);
+    void add(const Epoch& epoch);
+    void close() { out_.close(); }
+
+  private:
+    void add_solution(const Epoch& epoch);
+
+    OutputFile out_;
+    int systems_;
+};
+
+}  // namespace host
+
+#endif

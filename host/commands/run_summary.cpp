@@ -1,0 +1,142 @@
+#include "commands/run_summary.h"
+
+#include <algorithm>
+#include <cstdio>
+
+#include "shared/times.h"
+#include "stores/satellites.h"
+
+namespace host {
+
+namespace {
+
+std::string systems_text() {
+    std::string text;
+    for (int j = 0; j < std::min<int>(gnssconfig.num_sys, MAXNUM_SYS); ++j) {
+        text += (j != 0 ? ", " : "") + system_name(j) + " (";
+        for (int k = 0; k < std::min<int>(gnssconfig.num_obs_freq_code[j], MAXOBS_PER_SAT); ++k) {
+            char code[8] = {};
+            TYPE_FREQ_CODE_AsString(gnssconfig.obs_type_freq_code_used[j][k], code);
+            text += (k != 0 ? " " : "") + std::string(code);
+        }
+        text += ")";
+    }
+    return text;
+}
+
+void print_inputs(const RunOptions& options, const Environment& environment, const Totals& totals) {
+    std::printf("files:\n");
+    for (const FileReport& file : environment.files)
+        std::printf("  %-18s %s: %s\n", file.kind.c_str(), file.name.c_str(), file.content.c_str());
+    std::printf("span: %s to %s GPST\n", time_text(totals.first).c_str(), time_text(totals.last).c_str());
+    std::printf("systems: %s\n", systems_text().c_str());
+    std::printf("ephemerides: %s\n", g_eph_selection == EPHOPT_PREC ? "precise products" : "broadcast");
+    std::printf("earth orientation: %s\n", environment.eop_source.c_str());
+    std::printf("planets: %s\n", environment.planet_source.c_str());
+    std::printf("TAI-UTC: %d s\n", getLeapSecond(gtime2mjd(gtimeChangeTimeSystem(totals.first, tsUTC))));
+    const ANT_INFO& antenna = environment.runtime->ant_info_rcv;
+    std::printf("receiver antenna: %s\n", !antenna.ant_ok           ? "none: along the platform's z axis, no offset"
+                                          : options.inputs.embedded ? "built-in, along the platform's minus z axis"
+                                                                    : antenna.ant_type);
+    std::printf("attitude: %s\n",
+                g_att_qua_storage.num_object > 0 ? "quaternions" : "none: local east, north, up axes");
+}
+
+/// Satellites that were set aside, by reason.
+void print_guard(const Guard& guard) {
+    std::map<Lack, std::pair<long, std::string>> reasons;
+    for (const auto& [satellite, lacks] : guard.counts()) {
+        for (const auto& [lack, count] : lacks) {
+            auto& [sum, text] = reasons[lack];
+            sum += count;
+            text += " " + satellite_name(satellite.first, satellite.second) + " " + std::to_string(count);
+        }
+    }
+    if (reasons.empty()) return;
+    std::printf("satellites set aside (epochs):\n");
+    for (const auto& [lack, entry] : reasons)
+        std::printf("  %s, %ld:%s\n", lack_text(lack), entry.first, entry.second.c_str());
+}
+
+void print_epochs(const Totals& totals) {
+    std::printf("epochs: %ld, solved %ld", totals.epochs, totals.solved);
+    for (const auto& [reason, count] : totals.failed) std::printf(", %s %ld", reason.c_str(), count);
+    std::printf("\n");
+    if (totals.solved > 0) {
+        std::printf("satellites: %.1f an epoch in the point position\n",
+                    static_cast<double>(totals.used_epochs) / static_cast<double>(totals.solved));
+    }
+    if (totals.solved == 0 && totals.under_mask > 0 && g_att_qua_storage.num_object == 0) {
+        std::printf(
+            "note: all satellites fell under the elevation mask. No attitude is loaded (--att), and without it this "
+            "antenna looks down.\n");
+    }
+}
+
+void print_filter(const Totals& totals) {
+    if (totals.filter.empty()) return;
+    const char* separator = "filter:";
+    for (const auto& [status, count] : totals.filter) {
+        std::printf("%s %s %ld", separator, status.c_str(), count);
+        separator = ",";
+    }
+    std::printf("\n");
+    if (totals.on_ground()) {
+        std::printf(
+            "note: the receiver is in the atmosphere. The filter is made for orbits and has no troposphere: metres too "
+            "high here. Use the point position.\n");
+    }
+}
+
+void print_slips(const Totals& totals) {
+    std::printf("slip marks: Melbourne-Wuebbena %ld, geometry-free %ld, both %ld, in %ld satellite epochs\n",
+                totals.slips_mw, totals.slips_gf, totals.slips_both, totals.satellite_epochs);
+    if (totals.slips.empty()) return;
+    std::printf("  per satellite (MW/GF):");
+    for (const auto& [satellite, count] : totals.slips)
+        std::printf(" %s %ld/%ld", satellite_name(satellite.first, satellite.second).c_str(), count[0], count[1]);
+    std::printf("\n");
+}
+
+}  // namespace
+
+void Totals::add(const Epoch& epoch) {
+    if (epochs++ == 0) first = epoch.tag;
+    last = epoch.tag;
+    if (!epoch.solved) {
+        ++failed[epoch.status];
+        under_mask += epoch.under_mask;
+        return;
+    }
+    ++solved;
+    ++filter[epoch.filter_status];
+    used_epochs += epoch.satellites;
+    satellite_epochs += epoch.tracked;
+    std::map<std::pair<int, int>, int> kinds;  ///< bit 0 Melbourne-Wuebbena, bit 1 geometry-free
+    for (const SlipMark& slip : epoch.slips) kinds[{slip.satsys, slip.prn}] |= slip.melbourne_wuebbena ? 1 : 2;
+    for (const auto& [satellite, kind] : kinds) {
+        if ((kind & 1) != 0) ++slips[satellite][0];
+        if ((kind & 2) != 0) ++slips[satellite][1];
+        slips_mw += (kind & 1) != 0;
+        slips_gf += (kind & 2) != 0;
+        slips_both += kind == 3;
+    }
+}
+
+void print_summary(const RunOptions& options, const Environment& environment, const Totals& totals, const Guard& guard,
+                   const Console& console) {
+    std::printf("leopod run: %s deployment\n", options.inputs.embedded ? "embedded" : "prepared");
+    std::printf("frame: earth-fixed (ITRF realisation of the ephemerides), metres; time scale: GPST\n");
+    print_inputs(options, environment, totals);
+    print_epochs(totals);
+    print_guard(guard);
+    print_filter(totals);
+    print_slips(totals);
+    std::printf("messages: %ld warnings, %ld errors (--log-level warning shows them)\n",
+                console.count(ULOG_WARNING_LEVEL),
+                console.count(ULOG_ERROR_LEVEL) + console.count(ULOG_CRITICAL_LEVEL));
+    std::printf("time: %.2f s, %.1f microseconds an epoch\n", totals.seconds,
+                1e6 * totals.seconds / static_cast<double>(totals.epochs));
+}
+
+}  // namespace host

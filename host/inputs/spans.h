@@ -1,0 +1,26 @@
+/// \file spans.h
+/// From when to when a file of ephemerides reaches, and in what steps.
+#ifndef LEOPOD_HOST_SPANS_H
+#define LEOPOD_HOST_SPANS_H
+
+#include <string>
+
+#include "gtime.h"
+
+namespace host {
+
+/// Times of a file, in GPS time.
+struct FileSpan {
+    GTime first{}, last{};
+    double interval = 0;  ///< most frequent step [s]; 0 where there is none
+    bool clocks = false;  ///< holds satellite clocks
+    bool known() const { return first.sys != UKNTS; }
+    void include(const GTime& time);
+};
+
+FileSpan sp3_span(const std::string& name);
+FileSpan clock_span(const std::string& name);
+
+}  // namespace host
+
+#endif
