@@ -161,7 +161,7 @@ class Table {
         inside += ok && radius < kEarthRadius_km * 1000.0;
         without_orientation += !eop.ok;
         if (out_ == nullptr) return;
-        std::fprintf(out_, "%s,%ld,%.6f,%s,%.9f", time_text(utc, 6).c_str(), utc.time.mjd, utc.time.sod,
+        std::fprintf(out_, "%s,%s,%s,%.9f", time_text(utc, 6).c_str(), mjd_sod_text(utc, 6).c_str(),
                      csv_text(number_of(d)).c_str(), minutes);
         if (ok) {
             double ecf[6];

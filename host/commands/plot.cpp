@@ -170,9 +170,8 @@ Canvas plot_residuals(const PlotOptions& o) {
             figure.source = "from " + base_name(o.in[0]);
             figure.limit = o.limit;
             while (in.next()) {
-                TimeYMD d{};
-                if (!scan_date(std::string(in.text(epoch)), d)) continue;
-                const GTime time = YMD2GTime(d, tsGPST);
+                GTime time{};
+                if (!read_time(std::string(in.text(epoch)), tsGPST, time)) continue;
                 if (figure.options.day_mjd == 0) figure.options.day_mjd = gtimeAddSec(time, 1.0).time.mjd;
                 double seconds = 0;
                 if (!seconds_in_span(o, time, figure.options.day_mjd, seconds)) continue;

@@ -184,7 +184,7 @@ EpochTable::EpochTable(const std::string& file) : out_(file), systems_(configure
 }
 
 void EpochTable::add(const Epoch& e) {
-    std::fprintf(out_, "%s,%ld,%.3f,%s", time_text(e.tag).c_str(), e.tag.time.mjd, e.tag.time.sod, e.status);
+    std::fprintf(out_, "%s,%s,%s", time_text(e.tag).c_str(), mjd_sod_text(e.tag, 3).c_str(), e.status);
     if (e.solved) {
         add_solution(e);
     } else {
@@ -198,8 +198,8 @@ void EpochTable::add(const Epoch& e) {
 void EpochTable::add_solution(const Epoch& e) {
     std::fprintf(out_, ",%.4f,%.4f,%.4f", e.point[0], e.point[1], e.point[2]);
     for (int j = 0; j < systems_; ++j) std::fprintf(out_, ",%.4f", e.point_clock[j]);
-    std::fprintf(out_, ",%d,%.4f,%.4f,%s,%.9f", e.satellites, e.sigma, e.gdop, time_text(e.received, 9).c_str(),
-                 static_cast<double>(e.received.time.mjd - e.tag.time.mjd) * 86400.0 + e.received.time.sod);
+    std::fprintf(out_, ",%d,%.4f,%.4f,%s,%s", e.satellites, e.sigma, e.gdop, time_text(e.received, 9).c_str(),
+                 seconds_text(e.received, rounded_mjd(e.tag, 3), 9).c_str());
     std::fprintf(out_, ",%.4f,%.4f,%.4f", e.filter[0], e.filter[1], e.filter[2]);
     for (int j = 0; j < systems_; ++j) std::fprintf(out_, ",%.4f", e.filter_clock[j]);
     std::fprintf(out_, ",%d,", e.ambiguities);

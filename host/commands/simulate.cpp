@@ -100,10 +100,10 @@ struct Arc {
     std::map<sysGNSS, Signals> signals;
 };
 
-GTime time_of(long mjd_day, double seconds) { return gtimeAddSec({{mjd_day, 0.0}, tsGPST}, seconds); }
+GTime time_at(long mjd_day, double seconds) { return gtimeAddSec({{mjd_day, 0.0}, tsGPST}, seconds); }
 
-/// Calendar date of a tag, to the digits of RINEX before it is formed: no second of sixty.
-TimeYMD date_of(long mjd_day, double seconds) { return GTime2YMD(time_of(mjd_day, std::round(seconds * 1e7) * 1e-7)); }
+/// Calendar date of a tag, to the digits of RINEX.
+TimeYMD rinex_date(long mjd_day, double seconds) { return calendar(time_at(mjd_day, seconds), 7); }
 
 void require(bool condition, const std::string& text) {
     if (!condition) throw InputError(text);
@@ -197,7 +197,7 @@ Slip parse_slip(const std::string& text, const Constellation& constellation, con
             what + fields[0] + " is no satellite of this simulation");
     slip.satellite = static_cast<std::size_t>(satellite - all.begin());
     if (fields[1].find(':') != std::string::npos) {
-        slip.time = gtimeSubSec(parse_time("--slip", fields[1]), time_of(arc.mjd_day, 0.0));
+        slip.time = gtimeSubSec(parse_time("--slip", fields[1]), time_at(arc.mjd_day, 0.0));
     } else {
         require(parse_number(fields[1], slip.time), what + "the time cannot be read");
         slip.time += start;
@@ -289,13 +289,13 @@ void observe(const SimulateOptions& o, const ReceiverOrbit& orbit, const Constel
         epoch.tag = start + elapsed;
         epoch.clock = clock.next(elapsed, epoch.tag, arc.events);
         require(std::fabs(epoch.clock) <= kMaxClock, "the receiver clock leaves the range of 0.1 s at " +
-                                                         time_text(time_of(arc.mjd_day, epoch.tag)) +
+                                                         time_text(time_at(arc.mjd_day, epoch.tag)) +
                                                          ": a smaller --clock-drift or --clock-jumps keeps it");
         epoch.received = epoch.tag - epoch.clock;
         epoch.position = orbit.position(epoch.received);
         epoch.velocity = orbit.velocity(epoch.received);
         epoch.position_at_tag = orbit.position(epoch.tag);
-        const double mjd_utc = gtime2mjd(gtimeChangeTimeSystem(time_of(arc.mjd_day, epoch.received), tsUTC));
+        const double mjd_utc = gtime2mjd(gtimeChangeTimeSystem(time_at(arc.mjd_day, epoch.received), tsUTC));
         const Vector3 sun = sun_direction(mjd_utc);
         // The antenna looks up whichever side of the platform it is on.
         const BodyAxes antenna = platform_axes(epoch.position, epoch.velocity, false, o.yaw * kDegree);
@@ -386,7 +386,7 @@ void write_observations(const SimulateOptions& o, const Constellation& constella
         std::fprintf(out, "%-60.60s%-20s\n", content.c_str(), label);
     };
     const auto time = [&arc](double tag) {
-        const TimeYMD d = date_of(arc.mjd_day, tag);
+        const TimeYMD d = rinex_date(arc.mjd_day, tag);
         char text[64];
         std::snprintf(text, sizeof text, "%6d%6d%6d%6d%6d%13.7f     GPS", d.year, d.month, d.day, d.hour, d.minute,
                       d.second);
@@ -412,7 +412,7 @@ void write_observations(const SimulateOptions& o, const Constellation& constella
     line("", "END OF HEADER");
     for (const SimulatedEpoch& epoch : arc.epochs) {
         if (epoch.satellites.empty()) continue;
-        const TimeYMD d = date_of(arc.mjd_day, epoch.tag);
+        const TimeYMD d = rinex_date(arc.mjd_day, epoch.tag);
         std::fprintf(out, "> %04d %02d %02d %02d %02d%11.7f  0%3zu\n", d.year, d.month, d.day, d.hour, d.minute,
                      d.second, epoch.satellites.size());
         for (const Measured& measured : epoch.satellites) {
@@ -447,7 +447,7 @@ std::size_t write_attitude(const SimulateOptions& o, const ReceiverOrbit& orbit,
     Owned<ATT_QUATERNION> records = make_zeroed<ATT_QUATERNION>(times.size());
     std::array<double, 4> before{1.0, 0.0, 0.0, 0.0};
     for (std::size_t n = 0; n < times.size(); ++n) {
-        const GTime gpst = time_of(arc.mjd_day, times[n]);
+        const GTime gpst = time_at(arc.mjd_day, times[n]);
         const double mjd_utc = gtime2mjd(gtimeChangeTimeSystem(gpst, tsUTC));
         const std::array<Vector3, 3> rows = celestial_from_earth_fixed(mjd_utc, 32.184 + getLeapSecond(mjd_utc));
         const BodyAxes fixed =
@@ -474,9 +474,9 @@ void write_truth(const SimulateOptions& o, const Arc& arc) {
                  "epoch_gpst,mjd_gpst,sod_tag,clock_m,sod_rx,x_rx,y_rx,z_rx,vx_rx,vy_rx,vz_rx,x_tag,y_tag,z_tag,"
                  "satellites\n");
     for (const SimulatedEpoch& e : arc.epochs) {
-        const GTime tag = time_of(arc.mjd_day, e.tag);
-        std::fprintf(out, "%s,%ld,%.3f,%.4f,%.9f", time_text(tag).c_str(), tag.time.mjd, tag.time.sod, kLight * e.clock,
-                     tag.time.sod - e.clock);
+        const GTime tag = time_at(arc.mjd_day, e.tag);
+        std::fprintf(out, "%s,%s,%.4f,%s", time_text(tag).c_str(), mjd_sod_text(tag, 3).c_str(), kLight * e.clock,
+                     seconds_text(gtimeAddSec(tag, -e.clock), rounded_mjd(tag, 3), 9).c_str());
         for (double x : e.position) std::fprintf(out, ",%.4f", x);
         for (double v : e.velocity) std::fprintf(out, ",%.6f", v);
         for (double x : e.position_at_tag) std::fprintf(out, ",%.4f", x);
@@ -489,8 +489,8 @@ void write_events(const SimulateOptions& o, const Arc& arc) {
     OutputFile out(o.events_out);
     std::fprintf(out, "event,epoch_gpst,mjd_gpst,sod_gpst,satellite,band,cycles,clock_s\n");
     for (const Event& e : arc.events) {
-        const GTime tag = time_of(arc.mjd_day, e.tag);
-        std::fprintf(out, "%s,%s,%ld,%.3f,", e.kind, time_text(tag).c_str(), tag.time.mjd, tag.time.sod);
+        const GTime tag = time_at(arc.mjd_day, e.tag);
+        std::fprintf(out, "%s,%s,%s,", e.kind, time_text(tag).c_str(), mjd_sod_text(tag, 3).c_str());
         if (e.satellite.empty()) {
             std::fprintf(out, ",,,%.3f\n", e.value);
         } else {
@@ -505,8 +505,8 @@ void write_events(const SimulateOptions& o, const Arc& arc) {
 void print_summary(const SimulateOptions& o, const Environment& environment, const Constellation& constellation,
                    const ReceiverOrbit& orbit, const Arc& arc) {
     std::printf("leopod simulate: %s to %s GPST, %zu epochs every %g s, seed %llu\n",
-                time_text(time_of(arc.mjd_day, arc.epochs.front().tag)).c_str(),
-                time_text(time_of(arc.mjd_day, arc.epochs.back().tag)).c_str(), arc.epochs.size(), o.interval,
+                time_text(time_at(arc.mjd_day, arc.epochs.front().tag)).c_str(),
+                time_text(time_at(arc.mjd_day, arc.epochs.back().tag)).c_str(), arc.epochs.size(), o.interval,
                 static_cast<unsigned long long>(o.seed));
     double low = 1e18;
     double high = 0;

@@ -94,7 +94,7 @@ Displacement solid_tide(const Site& site, const GTime& utc, const std::string& p
     compute_eci2ecf_matrix(mjd, leap, rotation, rate);
     Vector3 sun = earth_fixed(SUN, utc, rotation, planets);
     Vector3 moon = earth_fixed(MOON, utc, rotation, planets);
-    const TimeYMD date = GTime2YMD(GTime{{utc.time.mjd, 0.0}, tsUTC});
+    const TimeYMD date = date_of(utc.time.mjd);
     Site s = site;
     Vector3 xyz{};
     DEHANTTIDEINEL(s.xyz, date.year, date.month, date.day, utc.time.sod / 3600.0, leap, sun.data(), moon.data(),
@@ -107,7 +107,7 @@ Displacement ocean_tide(const Site& site, OceanLoading& loading, const GTime& ut
     const GTime whole = gtimeAddSec(GTime{{utc.time.mjd, 0.0}, tsUTC}, std::round(utc.time.sod));
     const long second = std::lround(whole.time.sod);
     const long hour = second / 3600, minute = second / 60 % 60;
-    const TimeYMD date = GTime2YMD(GTime{{whole.time.mjd, 0.0}, tsUTC});
+    const TimeYMD date = date_of(whole.time.mjd);
     double local[3];  // radial, south, west
     HARDISP(loading.table, date.year, MDAY(date.year, date.month) + date.day, static_cast<double>(hour),
             static_cast<double>(minute), static_cast<double>(second % 60), local);
@@ -127,7 +127,7 @@ void write_points(const std::string& file, const std::vector<TidePoint>& points,
     }
     std::fprintf(out, "\n");
     for (const TidePoint& p : points) {
-        std::fprintf(out, "%s,%ld,%.9f", time_text(p.gpst).c_str(), p.gpst.time.mjd, p.gpst.time.sod);
+        std::fprintf(out, "%s,%s", time_text(p.gpst).c_str(), mjd_sod_text(p.gpst, 9).c_str());
         for (int source = 0; source < SOURCES; ++source) {
             const bool given = source != OCEAN || with_ocean;
             for (const Vector3& values : {p.displacement[source].xyz, p.displacement[source].neu}) {

@@ -5,7 +5,7 @@
 #include <cstdio>
 #include <limits>
 
-#include "gtime.h"
+#include "shared/times.h"
 
 namespace host {
 
@@ -31,11 +31,9 @@ std::string epoch_text(const Epoch& epoch, int decimals) {
     }
     const long long seconds = ticks / unit;
     const long long minutes = std::min(seconds / 60, 1439LL);
-    const TimeYMD date = GTime2YMD(GTime{TimeMJD{mjd, 0.0}, tsUTC});
-    char text[100];
-    std::snprintf(text, sizeof text, "%04d-%02d-%02dT%02lld:%02lld:%02lld", date.year, date.month, date.day,
-                  minutes / 60, minutes % 60, seconds - 60 * minutes);
-    std::string result = text;
+    char text[64];
+    std::snprintf(text, sizeof text, "T%02lld:%02lld:%02lld", minutes / 60, minutes % 60, seconds - 60 * minutes);
+    std::string result = date_text(mjd) + text;
     if (decimals > 0) {
         const std::string fraction = std::to_string(ticks % unit);
         result += "." + std::string(static_cast<std::size_t>(decimals) - fraction.size(), '0') + fraction;
@@ -44,11 +42,11 @@ std::string epoch_text(const Epoch& epoch, int decimals) {
 }
 
 std::optional<Epoch> epoch_of(int year, int month, int day, int hour, int minute, int second) {
-    const bool good = year >= 1950 && year <= 2099 && month >= 1 && month <= 12 && day >= 1 && day <= 31 && hour >= 0 &&
-                      hour <= 23 && minute >= 0 && minute <= 59 && second >= 0 && second <= 60;
+    const int last_second = hour == 23 && minute == 59 ? 60 : 59;  // a leap second
+    const bool good = year >= 1950 && year <= 2099 && is_date(year, month, day) && hour >= 0 && hour <= 23 &&
+                      minute >= 0 && minute <= 59 && second >= 0 && second <= last_second;
     if (!good) return std::nullopt;
-    const GTime date = YMD2GTime(TimeYMD{year, month, day, 0, 0, 0.0}, tsUTC);
-    return Epoch{date.time.mjd, static_cast<long double>(3600 * hour + 60 * minute + second)};
+    return Epoch{mjd_of(year, month, day), static_cast<long double>(3600 * hour + 60 * minute + second)};
 }
 
 void Session::set_header(const rh4& r) {

@@ -61,22 +61,17 @@ Places places_of(const std::vector<std::string>& names, const CsvColumns& column
 
 bool parse_time(const std::vector<std::string>& fields, const Places& places, long day_mjd, GTime& time) {
     const std::string& text = fields[static_cast<std::size_t>(places.time)];
-    if (text.find(':') != std::string::npos) {
-        TimeYMD d{};
-        if (!scan_date(text, d)) return false;
-        time.time = YMD2GTime(d, time.sys).time;
-        return true;
-    }
+    if (text.find(':') != std::string::npos) return read_time(text, time.sys, time);
     double value = 0;
     if (!parse_number(text, value) || std::fabs(value) > 1e9) return false;
     if (places.time_is_mjd) {
-        time = mjd2GTime(time.sys, value);
+        time.time = mjd2TimeMJD(value);
         return true;
     }
     double mjd = static_cast<double>(day_mjd);
     if (places.mjd >= 0 && (!parse_number(fields[static_cast<std::size_t>(places.mjd)], mjd) || std::fabs(mjd) > 1e7))
         return false;
-    time = gtimeAddSec(mjd2GTime(time.sys, mjd), value);
+    time.time = timeMjdAddSec(mjd2TimeMJD(mjd), value);
     return true;
 }
 
@@ -184,7 +179,9 @@ std::vector<TimedPosition> read_position_sp3(const std::string& file, const std:
             if (std::sscanf(line.c_str(), "* %d %d %d %d %d %lf", &d.year, &d.month, &d.day, &d.hour, &d.minute,
                             &d.second) != 6)
                 continue;
-            time = YMD2GTime(d, system);
+            if (!is_date(d.year, d.month, d.day))
+                throw InputError(file + ": this SP3 file has an epoch that is no date: " + line);
+            time = time_of(d, system);
         } else if (line[0] == 'P' && line.size() > 46 && time.sys != UKNTS) {
             const std::string name = line.substr(1, 3);
             if (chosen.empty() && name[0] == 'L') chosen = name;

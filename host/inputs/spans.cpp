@@ -6,6 +6,7 @@
 #include <map>
 
 #include "inputs/checks.h"
+#include "shared/times.h"
 
 namespace host {
 
@@ -16,7 +17,7 @@ class Steps {
   public:
     explicit Steps(FileSpan& span) : span_(span) {}
     void add(const TimeYMD& date) {
-        const GTime time = YMD2GTime(date, tsGPST);
+        const GTime time = time_of(date, tsGPST);
         const double step = span_.known() ? gtimeSubSec(time, before_) : 0.0;
         if (step > 0.0) ++counts_[std::lround(step * 1000.0)];
         before_ = time;
@@ -39,9 +40,8 @@ class Steps {
 bool read_date(const char* text, TimeYMD& date) {
     return std::sscanf(text, "%d %d %d %d %d %lf", &date.year, &date.month, &date.day, &date.hour, &date.minute,
                        &date.second) == 6 &&
-           date.year >= 1950 && date.year <= 2200 && date.month >= 1 && date.month <= 12 && date.day >= 1 &&
-           date.day <= 31 && date.hour >= 0 && date.hour <= 24 && date.minute >= 0 && date.minute < 60 &&
-           date.second >= 0.0 && date.second < 61.0;
+           date.year >= 1950 && date.year <= 2200 && is_date(date.year, date.month, date.day) && date.hour >= 0 &&
+           date.hour <= 24 && date.minute >= 0 && date.minute < 60 && date.second >= 0.0 && date.second < 61.0;
 }
 
 }  // namespace

@@ -5,6 +5,7 @@
 #include <type_traits>
 
 #include "shared/error.h"
+#include "shared/times.h"
 #include "stores/satellites.h"
 
 namespace host {
@@ -137,7 +138,7 @@ void Constellation::add_broadcast(const Record& r, const Satellite& satellite, l
     e.earth_rate = gps ? kGpsEarthRate : kBdsEarthRate;
     const double to_gps = gps ? 0.0 : kBdsBehindGps;
     // The calendar date says which week it is: the week number of a record may be counted in several ways.
-    const GTime toc = YMD2GTime(r.TOC, gps ? tsGPST : tsBDST);
+    const GTime toc = time_of(r.TOC, gps ? tsGPST : tsBDST);
     e.toc = static_cast<double>(toc.time.mjd - mjd_day) * kDaySeconds + toc.time.sod + to_gps;
     e.toe_of_week = r.TOE;
     e.toe = week_start(toc.time.mjd, mjd_day) + r.TOE + to_gps;

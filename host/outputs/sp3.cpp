@@ -1,28 +1,30 @@
 #include "outputs/sp3.h"
 
-#include <cmath>
 #include <cstdio>
 
 #include "shared/files.h"
+#include "shared/times.h"
 
 namespace host {
 
+namespace {
+
+constexpr long kFirstGpsDay = 44244;  ///< MJD of 1980-01-06
+
+}  // namespace
+
 void write_sp3(const std::string& file, const std::vector<Sp3Point>& points, double interval) {
     OutputFile out(file);
-    const auto epoch = [](const GTime& time) {
-        // To 1e-8 s, the last digit of the format, before the date is formed.
-        GTime rounded = time;
-        rounded.time.sod = 0.0;
-        rounded = gtimeAddSec(rounded, std::round(time.time.sod * 1e8) / 1e8);
-        return GTime2YMD(rounded);
-    };
+    constexpr int kDecimals = 8;  ///< of the format's seconds
     const GTime first = points.empty() ? GTime{{51544, 0.0}, tsGPST} : points.front().time;
-    const TimeYMD d = epoch(first);
-    const TimeGNSS week = GTime2SOW(first);
+    const TimeYMD d = calendar(first, kDecimals);
+    const long mjd = rounded_mjd(first, kDecimals);
+    const double sod = 3600.0 * d.hour + 60.0 * d.minute + d.second;
+    const long days = mjd - kFirstGpsDay;
     std::fprintf(out, "#cP%4d %2d %2d %2d %2d %11.8f %7zu     u ITRF  KIN LEOP\n", d.year, d.month, d.day, d.hour,
                  d.minute, d.second, points.size());
-    std::fprintf(out, "## %4d %15.8f %14.8f %5ld %15.13f\n", week.week, week.sow, interval, first.time.mjd,
-                 first.time.sod / 86400.0);
+    std::fprintf(out, "## %4ld %15.8f %14.8f %5ld %15.13f\n", days / 7, static_cast<double>(days % 7) * 86400.0 + sod,
+                 interval, mjd, sod / 86400.0);
     std::fprintf(out, "+    1   L01");
     for (int i = 0; i < 16; ++i) std::fprintf(out, "  0");
     std::fprintf(out, "\n");
@@ -43,7 +45,7 @@ void write_sp3(const std::string& file, const std::vector<Sp3Point>& points, dou
     std::fprintf(out, "/* FROM CODE AND CARRIER PHASE, EPOCH BY EPOCH. TIME GPST. \n");
     for (int i = 0; i < 2; ++i) std::fprintf(out, "/*                                                         \n");
     for (const Sp3Point& point : points) {
-        const TimeYMD t = epoch(point.time);
+        const TimeYMD t = calendar(point.time, kDecimals);
         std::fprintf(out, "*  %4d %2d %2d %2d %2d %11.8f\n", t.year, t.month, t.day, t.hour, t.minute, t.second);
         std::fprintf(out, "PL01%14.6f%14.6f%14.6f%14.6f\n", point.position[0] * 1e-3, point.position[1] * 1e-3,
                      point.position[2] * 1e-3, 999999.999999);

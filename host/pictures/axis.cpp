@@ -4,7 +4,7 @@
 #include <cstdio>
 #include <limits>
 
-#include "gtime.h"
+#include "shared/times.h"
 
 namespace host {
 
@@ -96,13 +96,6 @@ std::vector<Tick> time_ticks(const Range& range, double pixels, long day_mjd) {
 }
 
 }  // namespace
-
-std::string date_text(long mjd) {
-    const TimeYMD d = GTime2YMD(mjd2GTime(tsGPST, static_cast<double>(mjd)));
-    char text[48];
-    std::snprintf(text, sizeof text, "%04d-%02d-%02d", d.year, d.month, d.day);
-    return text;
-}
 
 Range range_of(const Axis& axis, const std::vector<const std::vector<double>*>& values) {
     Range r{kInfinity, -kInfinity};

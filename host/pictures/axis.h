@@ -42,9 +42,6 @@ struct Tick {
     std::string label, second;  ///< below the label
 };
 
-/// Date of a day such as 2010-07-27.
-std::string date_text(long mjd);
-
 /// Ends of an axis for values of several series.
 Range range_of(const Axis& axis, const std::vector<const std::vector<double>*>& values);
 

@@ -4,9 +4,9 @@
 #include <cmath>
 #include <cstdio>
 
-#include "gtime.h"
 #include "shared/error.h"
 #include "shared/printable.h"
+#include "shared/times.h"
 
 namespace host {
 
@@ -34,10 +34,7 @@ std::string span_text(double first, double last, long day_mjd) {
         char text[96];
         std::snprintf(text, sizeof text, "%02ld:%02ld:%02ld", s / 3600, s / 60 % 60, s % 60);
         if (!with_date || day_mjd == 0) return std::string(text);
-        const TimeYMD d = GTime2YMD(mjd2GTime(tsGPST, static_cast<double>(day_mjd) + day));
-        char date[64];
-        std::snprintf(date, sizeof date, "%04d-%02d-%02d ", d.year, d.month, d.day);
-        return date + std::string(text);
+        return date_text(day_mjd + static_cast<long>(day)) + " " + text;
     };
     const bool one_day = std::floor(std::round(first) / 86400.0) == std::floor(std::round(last) / 86400.0);
     return time_of(first, true) + " to " + time_of(last, !one_day) + " GPST";

@@ -139,7 +139,7 @@ void write_trajectory(const std::string& file, const std::vector<TrajectoryPoint
                  "x_gcrs_m,y_gcrs_m,z_gcrs_m,vx_gcrs_mps,vy_gcrs_mps,vz_gcrs_mps\n");
     for (const TrajectoryPoint& p : points) {
         const GTime gpst = gtimeChangeTimeSystem(p.utc, tsGPST);
-        std::fprintf(out, "%s,%ld,%.9f", time_text(gpst, 6).c_str(), gpst.time.mjd, gpst.time.sod);
+        std::fprintf(out, "%s,%s", time_text(gpst, 6).c_str(), mjd_sod_text(gpst, 9).c_str());
         for (double v : p.pos_ecf) std::fprintf(out, ",%.5f", v);
         for (double v : p.vel_ecf) std::fprintf(out, ",%.8f", v);
         for (double v : p.pos_eci) std::fprintf(out, ",%.5f", v);

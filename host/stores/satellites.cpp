@@ -96,7 +96,7 @@ void SatelliteTable::add(const RUNTIME_POD_EMBED& runtime, bool solved, const st
     double receiver[3] = {runtime.sln_kine.pos_vel_clk[0], runtime.sln_kine.pos_vel_clk[1],
                           runtime.sln_kine.pos_vel_clk[2]};
     ecef2blh(receiver, blh, 6378137.0, 0.0033528106647474805);
-    const std::string tag = time_text(epoch.epoch_time);
+    const std::string tag = time_text(epoch.epoch_time) + "," + mjd_sod_text(epoch.epoch_time, 3);
     for (int i = 0; i < count; ++i) {
         const OBSDATA_SAT& sat = epoch.satobs[i];
         const int satindex = satsysprn2index(sat.satsys, sat.prn);
@@ -107,8 +107,7 @@ void SatelliteTable::add(const RUNTIME_POD_EMBED& runtime, bool solved, const st
         double sight[3];
         for (int c = 0; c < 3; ++c) sight[c] = sat.satpos_ecf[c] - receiver[c];
         azel(blh, sight, local);
-        std::fprintf(out_, "%s,%ld,%.3f,%s", tag.c_str(), epoch.epoch_time.time.mjd, epoch.epoch_time.time.sod,
-                     satellite_name(sat.satsys, sat.prn).c_str());
+        std::fprintf(out_, "%s,%s", tag.c_str(), satellite_name(sat.satsys, sat.prn).c_str());
         put_angle(out_, local, directed);
         put_angle(out_, sat.sat_azel, directed);
 

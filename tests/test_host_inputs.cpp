@@ -1,0 +1,125 @@
+// What the program reads and writes, whatever the command: times.
+#include <cmath>
+#include <ctime>
+
+#include "host_support.h"
+
+namespace {
+
+using namespace support;
+
+/// Seconds since 1970 of an ISO text, exact to 1e-12 s.
+long double instant(const std::string& text) {
+    std::tm t{};
+    EXPECT_NE(strptime(text.substr(0, 19).c_str(), "%Y-%m-%dT%H:%M:%S", &t), nullptr) << text;
+    EXPECT_LT(t.tm_sec, 60) << text;
+    return static_cast<long double>(timegm(&t)) + std::strtold(("0" + text.substr(19)).c_str(), nullptr);
+}
+
+long double instant(const std::string& mjd, const std::string& sod) {
+    return (std::stol(mjd) - 40587) * 86400.0L + std::strtold(sod.c_str(), nullptr);
+}
+
+class HostInputs : public HostTest {};
+
+// The date of a receive time within 20 us before midnight was that of the next day.
+TEST_F(HostInputs, TimesOverMidnightAreWrittenAndReadBack) {
+    const std::string config =
+        write_temp("fit.cfg",
+                   "+Force_Models\nEarth_Gravity = YES 10\n-Force_Models\n+GENERAL_CONFIG\n"
+                   "Integration_Step_Size = 1\nIntegration_Output_Interval = 2\n-GENERAL_CONFIG\n");
+    const std::string orbit = (temp_dir() / "orbit.csv").string();
+    leopod_ok(
+        "propagate --epoch 2021-01-17T23:50:00 --frame eci --state 6890000 0 0 0 -980 7543 --duration 1200 "
+        "--dynamics " +
+        kExamples + "demo_orbit.cfg --out " + orbit);
+    for (const char* clock : {"0", "1e-8", "-1e-8", "1e-6", "-1e-6", "1.5e-5", "-1.5e-5", "9e-4", "-9e-4"}) {
+        const std::string base = (temp_dir() / clock).string();
+        leopod_ok("simulate --orbit " + orbit + " --nav " + kDemo +
+                  "bds.nav --start 2021-01-17T23:59:30 --duration 60 --interval 2 " +
+                  "--code-noise 0 --phase-noise 0 --clock-offset " + clock + " --obs-out " + base +
+                  ".obs --truth-out " + base + ".truth --platform-z up");
+        leopod_ok("run --obs " + base + ".obs --nav " + kDemo + "bds.nav --truth " + base + ".truth --out " + base +
+                  ".csv --sp3-out " + base + ".sp3");
+        const long double offset = std::strtold(clock, nullptr);
+        const std::vector<Row> rows = read_csv(base + ".csv");
+        ASSERT_EQ(rows.size(), 31U) << clock;
+        long double tag = instant("2021-01-17T23:59:30");
+        std::vector<long double> received;
+        for (const Row& row : rows) {
+            EXPECT_EQ(instant(row.at("epoch_gpst")), tag) << clock;
+            EXPECT_EQ(instant(row.at("mjd_gpst"), row.at("sod_gpst")), tag) << clock;
+            received.push_back(instant(row.at("receive_gpst")));
+            EXPECT_NEAR(static_cast<double>(received.back() - tag), static_cast<double>(-offset), 9e-9) << clock;
+            EXPECT_NEAR(static_cast<double>(instant(row.at("mjd_gpst"), row.at("receive_sod_gpst")) - received.back()),
+                        0.0, 1e-10);
+            EXPECT_EQ(row.at("stored_gpst"), row.at("receive_gpst"));
+            tag += 2;
+        }
+        // The simulated truth counts from the day of its tags as well.
+        tag = instant("2021-01-17T23:59:30");
+        for (const Row& row : read_csv(base + ".truth")) {
+            EXPECT_NEAR(static_cast<double>(instant(row.at("mjd_gpst"), row.at("sod_rx")) - tag),
+                        static_cast<double>(-offset), 1e-9);
+            tag += 2;
+        }
+        std::stringstream sp3(read_file(base + ".sp3"));
+        std::vector<long double> epochs;
+        for (std::string line; std::getline(sp3, line);) {
+            if (line[0] == '*' || line.compare(0, 3, "#cP") == 0) {
+                char text[64];
+                int f[5];
+                double second = 0;
+                ASSERT_EQ(std::sscanf(line.c_str() + 3, "%d %d %d %d %d %lf", f, f + 1, f + 2, f + 3, f + 4, &second),
+                          6);
+                std::snprintf(text, sizeof text, "%04d-%02d-%02dT%02d:%02d:%011.8f", f[0], f[1], f[2], f[3], f[4],
+                              second);
+                epochs.push_back(instant(text));
+            } else if (line.compare(0, 2, "##") == 0) {
+                double week = 0, sow = 0, step = 0, mjd = 0, fraction = 0;
+                ASSERT_EQ(std::sscanf(line.c_str(), "## %lf %lf %lf %lf %lf", &week, &sow, &step, &mjd, &fraction), 5);
+                EXPECT_NEAR(static_cast<double>((44244 - 40587 + 7 * week) * 86400.0L + sow - epochs[0]), 0.0, 1e-9)
+                    << line;
+                EXPECT_NEAR(
+                    static_cast<double>((mjd - 40587 + static_cast<long double>(fraction)) * 86400.0L - epochs[0]), 0.0,
+                    1e-8)
+                    << line;
+                EXPECT_TRUE(fraction < 1.0 && step == 2.0) << line;
+            }
+        }
+        ASSERT_EQ(epochs.size(), 32U) << clock;
+        for (std::size_t i = 0; i < received.size(); ++i)
+            EXPECT_NEAR(static_cast<double>(epochs[i + 1] - received[i]), 0.0, 5.1e-9) << clock;
+        // Read back: the fit says of each position when it was.
+        if (std::fabs(static_cast<double>(offset)) < 1e-5) continue;
+        for (const char* file : {".csv", ".sp3"}) {
+            leopod("fit --positions " + base + file + " --dynamics " + config + " --residuals " + base + ".res");
+            const std::vector<Row> read = read_csv(base + ".res");
+            ASSERT_EQ(read.size(), received.size()) << clock << file;
+            for (std::size_t i = 0; i < read.size(); ++i)
+                EXPECT_NEAR(static_cast<double>(instant(read[i].at("epoch_gpst")) - received[i]), 0.0, 5.1e-7)
+                    << clock << file;
+        }
+    }
+}
+
+TEST_F(HostInputs, DatesThatNoCalendarHasAreRefused) {
+    const std::string site = "--blh 10 100 0 --epoch ";
+    expect_refusals("tide", {{site + "2021-02-31T00:00:00", "February 2021 has 28 days"},
+                             {site + "1900-02-29T00:00:00", "February 1900 has 28 days"},
+                             {site + "2021-366T00:00:00", "the year 2021 has 365 days"},
+                             {site + "2021-00-01T00:00:00", "there is no month 0"},
+                             {site + "2021-01-18T24:00:01", "there is no hour 24"},
+                             {site + "2021-01-18T10:60:00", "there is no minute 60"},
+                             {site + "2021-01-18T10:00:00x", "this is no date and time"},
+                             {site + "2016-12-31T23:59:60", "second 60 is the leap second"},
+                             {site + "2015-12-31T23:59:60 --time-scale utc", "second 60 is the leap second"}});
+    const std::pair<const char*, const char*> same[] = {
+        {"2020-02-29T24:00:00", "2020-03-01T00:00:00.000"},
+        {"2020-060T12:00:00.25", "2020-02-29T12:00:00.250"},
+        {"2016-12-31T23:59:60 --time-scale utc", "2017-01-01T00:00:18.000"}};
+    for (const auto& [given, shown] : same)
+        EXPECT_TRUE(holds(leopod_ok("tide " + site + given).text, std::string("leopod tide: ") + shown)) << given;
+}
+
+}  // namespace
