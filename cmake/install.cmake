@@ -1,6 +1,7 @@
-# What `cmake --install` delivers, in three components, which are the Debian packages of `cpack -G DEB` too:
+# What `cmake --install` delivers, in four components, which are the Debian packages of `cpack -G DEB` too:
 #   runtime      the shared library
 #   development  headers, static library, CMake package, pkg-config file, documentation, examples
+#   python       the Python package
 #   program      leopod and its manual page, where the host is built
 include(CMakePackageConfigHelpers)
 

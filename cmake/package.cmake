@@ -8,7 +8,7 @@ propagates orbits.")
 set(CPACK_STRIP_FILES ON)
 set(CPACK_INSTALL_DEFAULT_DIRECTORY_PERMISSIONS OWNER_READ OWNER_WRITE OWNER_EXECUTE GROUP_READ GROUP_EXECUTE WORLD_READ WORLD_EXECUTE)
 
-set(CPACK_COMPONENTS_ALL runtime development)
+set(CPACK_COMPONENTS_ALL runtime development python)
 if(TARGET leopod_host)
   list(APPEND CPACK_COMPONENTS_ALL program)
 endif()
@@ -36,6 +36,13 @@ set(CPACK_DEBIAN_PROGRAM_PACKAGE_SECTION science)
 set(CPACK_DEBIAN_PROGRAM_PACKAGE_DEPENDS "${libleopod} ${same_version}")
 set(CPACK_DEBIAN_PROGRAM_PACKAGE_SUGGESTS "gnuplot")
 set(CPACK_COMPONENT_PROGRAM_DESCRIPTION "${CPACK_PACKAGE_DESCRIPTION}\nThis package holds the program.")
+
+set(CPACK_DEBIAN_PYTHON_PACKAGE_NAME python3-leopod)
+set(CPACK_DEBIAN_PYTHON_PACKAGE_SECTION python)
+set(CPACK_DEBIAN_PYTHON_PACKAGE_DEPENDS "${libleopod} ${same_version}, python3, python3-numpy")
+set(CPACK_DEBIAN_PYTHON_PACKAGE_RECOMMENDS "leopod ${same_version}")
+set(CPACK_DEBIAN_PYTHON_PACKAGE_SUGGESTS "python3-pandas, python3-matplotlib")
+set(CPACK_COMPONENT_PYTHON_DESCRIPTION "${CPACK_PACKAGE_DESCRIPTION}\nThis package holds the Python package.")
 
 # Each package carries a changelog of Debian's form. Its date is that of the version in CHANGELOG.md.
 file(STRINGS CHANGELOG.md released REGEX "^## \\[${PROJECT_VERSION}\\] - ")
