@@ -246,10 +246,10 @@ int propagate_elements(const ElementsOptions& o) {
     if (!o.names.empty()) {
         wrong_checksums(o.names, "name list");
         long nameless = 0;
-        console.listen([&](ulog_level_t, const char* text) { nameless += std::strncmp(text, "no tle data", 11) == 0; });
+        const auto subscription =
+            console.subscribe([&](ulog_level_t, const char* text) { nameless += is_nameless_set(text); });
         if (tle_name_read(o.names.c_str(), &sets) == 0)
             throw InputError(o.names + ": this name list could not be read");
-        console.listen(nullptr);
         environment.files.push_back({"names", o.names, std::to_string(nameless) + " without an element set"});
     }
     load_earth_orientation(o.eop, o.eop_format, environment);

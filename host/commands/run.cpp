@@ -20,6 +20,7 @@
 #include "shared/error.h"
 #include "shared/files.h"
 #include "shared/times.h"
+#include "stores/coverage.h"
 #include "stores/guard.h"
 #include "stores/satellites.h"
 
@@ -128,6 +129,20 @@ double epoch_interval() {
     return most != steps.end() ? static_cast<double>(most->first) / 1000.0 : 0.0;
 }
 
+/// The reference positions, of which some have to lie in the arc.
+std::unique_ptr<Truth> load_truth(const std::string& file) {
+    if (file.empty()) return nullptr;
+    const GTime& first = g_obs_storage[0].epoch_time;
+    auto truth = std::make_unique<Truth>(Truth::load(file, first));
+    Vector3 position;
+    Vector3 velocity;
+    for (int i = 0; i < g_num_obs_storage; ++i) {
+        if (truth->state_at(g_obs_storage[i].epoch_time, position, velocity)) return truth;
+    }
+    throw InputError(file + ": covers no epoch of the arc from " + time_text(first, 0) + " to " +
+                     time_text(g_obs_storage[g_num_obs_storage - 1].epoch_time, 0));
+}
+
 void print_errors(const RunOptions& options, const Errors& errors, const Truth& truth, bool on_ground) {
     constexpr int kNameWidth = 36;
     const std::string mark = on_ground ? " (not to be used)" : "";
@@ -167,9 +182,10 @@ int run(const RunOptions& options) {
         const Progress progress("reading files");
         prepare(options.inputs, environment);
     }
-    std::unique_ptr<Truth> truth;
-    if (!options.truth.empty())
-        truth = std::make_unique<Truth>(Truth::load(options.truth, g_obs_storage[0].epoch_time));
+    const GTime first = g_obs_storage[0].epoch_time, last = g_obs_storage[g_num_obs_storage - 1].epoch_time;
+    for (const std::string& note : hold_against_arc(environment, first, last))
+        std::fprintf(stderr, "leopod run: note: %s\n", note.c_str());
+    const std::unique_ptr<Truth> truth = load_truth(options.truth);
 
     RUNTIME_POD_EMBED& runtime = *environment.runtime;
     Guard guard(runtime.prec_storage, g_obs_storage[0].epoch_time, environment.clock_interval);
@@ -178,7 +194,6 @@ int run(const RunOptions& options) {
     Totals totals;
     const std::vector<Epoch> epochs = process_all(runner, runtime, tables, totals);
     tables.close();
-    console.listen(nullptr);
 
     print_summary(options, environment, totals, guard, console);
     Errors errors;

@@ -61,6 +61,24 @@ PointPosition point_position_of(const RUNTIME_POD_EMBED& runtime) {
     return point;
 }
 
+/// Hides the quaternions for an epoch that they don't serve: the library would take zeros outside of them, and its filter the last it had.
+class NoAttitude {
+  public:
+    NoAttitude(const AttitudeGuard& guard, RUNTIME_POD_EMBED& runtime, Epoch& epoch)
+        : objects_(g_att_qua_storage.num_object) {
+        epoch.without_attitude = guard.loaded() && !guard.serves(epoch.tag);
+        if (!epoch.without_attitude) return;
+        g_att_qua_storage.num_object = 0;
+        runtime.att_rcv = ATT_QUATERNION{};
+    }
+    ~NoAttitude() { g_att_qua_storage.num_object = objects_; }
+    NoAttitude(const NoAttitude&) = delete;
+    NoAttitude& operator=(const NoAttitude&) = delete;
+
+  private:
+    int objects_;
+};
+
 int configured_systems() { return std::min<int>(gnssconfig.num_sys, MAXNUM_SYS); }
 
 }  // namespace
@@ -83,6 +101,7 @@ Epoch EpochRunner::process(OBSDATA_EPOCH& observations) {
         epoch.status = served.aside > 0 ? "TOO_FEW_SERVED" : "NO_USABLE_SATELLITE";
         return epoch;
     }
+    const NoAttitude hidden(attitude_, runtime_, epoch);
     if (filter_judge_.pauses_before(epoch.tag)) runtime_.nsat_used_last = 0;  // all ambiguities start anew
     before_.save(runtime_);
     PointPosition point;
@@ -92,6 +111,8 @@ Epoch EpochRunner::process(OBSDATA_EPOCH& observations) {
         take_solution(epoch, point);
     } else if (runtime_.sln_kine.status == SOL_SPP_LACK_SAT && served.aside > 0) {
         epoch.status = "TOO_FEW_SERVED";
+    } else if (runtime_.sln_kine.status == SOL_SPP_LACK_SAT && epoch.without_attitude) {
+        epoch.status = "NO_ATTITUDE";
     }
     if (!epoch.solved) {
         const OBSDATA_EPOCH& seen = runtime_.obs_epoch[0];

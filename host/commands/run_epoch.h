@@ -10,6 +10,7 @@
 #include "pod_embed.h"
 #include "shared/console.h"
 #include "shared/files.h"
+#include "stores/coverage.h"
 #include "stores/exclusion.h"
 #include "stores/guard.h"
 #include "stores/verdict.h"
@@ -20,9 +21,10 @@ namespace host {
 struct Epoch {
     GTime tag{};
     const char* status = "";
-    bool processed = false;   ///< handed to the library
-    bool solved = false;      ///< status OK
-    bool under_mask = false;  ///< failed with satellites set aside as below the elevation mask
+    bool without_attitude = false;  ///< quaternions are loaded, and none serve it
+    bool processed = false;         ///< handed to the library
+    bool solved = false;            ///< status OK
+    bool under_mask = false;        ///< failed with satellites set aside as below the elevation mask
     int satellites = 0;
     double sigma = 0, gdop = 0;
     GTime received{};
@@ -44,7 +46,11 @@ class EpochRunner {
   public:
     /// \param interval  of the epochs [s]
     EpochRunner(RUNTIME_POD_EMBED& runtime, Guard& guard, Console& console, double interval)
-        : runtime_(runtime), guard_(guard), console_(console), filter_judge_(interval) {}
+        : runtime_(runtime),
+          guard_(guard),
+          console_(console),
+          attitude_(runtime.index_object),
+          filter_judge_(interval) {}
     Epoch process(OBSDATA_EPOCH& observations);
 
   private:
@@ -56,6 +62,7 @@ class EpochRunner {
     RUNTIME_POD_EMBED& runtime_;
     Guard& guard_;
     Console& console_;
+    AttitudeGuard attitude_;
     PointJudge point_judge_;
     FilterJudge filter_judge_;
     FilterState before_;                  ///< the epoch in work

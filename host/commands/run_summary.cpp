@@ -38,8 +38,10 @@ void print_inputs(const RunOptions& options, const Environment& environment, con
     std::printf("receiver antenna: %s\n", !antenna.ant_ok           ? "none: along the platform's z axis, no offset"
                                           : options.inputs.embedded ? "built-in, along the platform's minus z axis"
                                                                     : antenna.ant_type);
-    std::printf("attitude: %s\n",
-                g_att_qua_storage.num_object > 0 ? "quaternions" : "none: local east, north, up axes");
+    std::printf("attitude: %s", g_att_qua_storage.num_object > 0 ? "quaternions" : "none: local east, north, up axes");
+    if (totals.without_attitude > 0)
+        std::printf(", which do not serve %ld epochs: local axes there", totals.without_attitude);
+    std::printf("\n");
 }
 
 /// Satellites that were set aside, by reason.
@@ -98,10 +100,35 @@ void print_slips(const Totals& totals) {
     std::printf("\n");
 }
 
+/// What the library reports though nothing is wrong, or what stands in the summary already.
+std::vector<Routine> routine_messages(const RunOptions& options) {
+    std::vector<Routine> routine = {{"idx_amb_last==", "satellite new to the filter"},
+                                    {"param name not supported", "satellite new to the filter"},
+                                    {"get_gf_mw(): sys=", "satellite left out"},
+                                    {"sat index: # is not healthy", "satellite not served"},
+                                    {"gps brdc not found", "satellite not served"},
+                                    {"BDS brdc ephemeris not found", "satellite not served"},
+                                    {"choose_eph_", "satellite not served"},
+                                    {"propagation_time_iterate()", "satellite not served"},
+                                    {"SATPOS_ERROR", "satellite not served"},
+                                    {"pseudorange_point_positioning failed", "epoch without a point position"},
+                                    {"epoch ###T#:#:# lack of valid satellite", "epoch without a point position"}};
+    if (options.inputs.eop.empty() && !options.inputs.embedded)
+        routine.push_back({"earth_rotation_param:#:compute_eci#ecf_matrix()<eop_ok=false", "no earth orientation"});
+    if (options.inputs.att.empty()) {
+        for (const char* text : {"receiver attitude information", "pseudorange_point_positioning: receiver attitude",
+                                 "attitude:#:attitude_platform()<attitude error>"})
+            routine.push_back({text, "no attitude"});
+    }
+    if (options.inputs.atx.empty()) routine.push_back({"LEO satellite receiver antenna", "no receiver antenna"});
+    return routine;
+}
+
 }  // namespace
 
 void Totals::add(const Epoch& epoch) {
     if (epochs++ == 0) first = epoch.tag;
+    without_attitude += epoch.without_attitude;
     last = epoch.tag;
     if (!epoch.solved) {
         ++failed[epoch.status];
@@ -132,9 +159,7 @@ void print_summary(const RunOptions& options, const Environment& environment, co
     print_guard(guard);
     print_filter(totals);
     print_slips(totals);
-    std::printf("messages: %ld warnings, %ld errors (--log-level warning shows them)\n",
-                console.count(ULOG_WARNING_LEVEL),
-                console.count(ULOG_ERROR_LEVEL) + console.count(ULOG_CRITICAL_LEVEL));
+    console.messages().print(stdout, routine_messages(options));
     std::printf("time: %.2f s, %.1f microseconds an epoch\n", totals.seconds,
                 1e6 * totals.seconds / static_cast<double>(totals.epochs));
 }

@@ -15,7 +15,7 @@ namespace host {
 
 struct Totals {
     GTime first{}, last{};  ///< tags
-    long epochs = 0, solved = 0, under_mask = 0, satellite_epochs = 0, used_epochs = 0;
+    long epochs = 0, solved = 0, under_mask = 0, satellite_epochs = 0, used_epochs = 0, without_attitude = 0;
     std::map<std::string, long> failed;  ///< by status
     std::map<std::string, long> filter;  ///< by filter status
     long slips_mw = 0, slips_gf = 0, slips_both = 0;

@@ -1,5 +1,5 @@
 /// \file spans.h
-/// From when to when a file of ephemerides reaches, and in what steps.
+/// From when to when a file reaches, and in what steps.
 #ifndef LEOPOD_HOST_SPANS_H
 #define LEOPOD_HOST_SPANS_H
 
@@ -14,12 +14,15 @@ struct FileSpan {
     GTime first{}, last{};
     double interval = 0;  ///< most frequent step [s]; 0 where there is none
     bool clocks = false;  ///< holds satellite clocks
+    bool cut = false;     ///< goes on behind the line that ends it, which nobody reads
     bool known() const { return first.sys != UKNTS; }
     void include(const GTime& time);
 };
 
+/// Throws InputError for a time system that isn't that of GPS: the library takes all times as GPS time.
 FileSpan sp3_span(const std::string& name);
 FileSpan clock_span(const std::string& name);
+FileSpan attitude_span(const std::string& name, bool mission);
 
 }  // namespace host
 

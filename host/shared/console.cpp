@@ -125,16 +125,9 @@ Console::~Console() {
 
 void Console::receive(ulog_level_t level, char* text) {
     Console& self = *current_;
-    if (level >= ULOG_TRACE_LEVEL && level <= ULOG_ALWAYS_LEVEL)
-        ++self.counts_[static_cast<std::size_t>(level - ULOG_TRACE_LEVEL)];
-    if (level == ULOG_TRACE_LEVEL) {
-        const char* mark = std::strstr(text, "[cycle slip(");
-        int satsys = 0;
-        int prn = 0;
-        if (mark != nullptr && std::sscanf(mark, "[cycle slip(%*2c)] satsys=%d,prn=%d", &satsys, &prn) == 2) {
-            self.slips_.push_back({satsys, prn, mark[12] == 'M'});
-        }
-    }
+    if (level >= ULOG_WARNING_LEVEL && level <= ULOG_CRITICAL_LEVEL) self.messages_.add(level, text);
+    SlipMark slip{};
+    if (read_slip(level, text, slip)) self.slips_.push_back(slip);
     if (self.listener_) self.listener_(level, text);
     if (level < self.threshold_) return;
     const std::lock_guard<std::mutex> lock(terminal);

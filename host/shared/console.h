@@ -3,7 +3,6 @@
 #ifndef LEOPOD_HOST_CONSOLE_H
 #define LEOPOD_HOST_CONSOLE_H
 
-#include <array>
 #include <atomic>
 #include <chrono>
 #include <condition_variable>
@@ -11,8 +10,10 @@
 #include <mutex>
 #include <string>
 #include <thread>
+#include <utility>
 #include <vector>
 
+#include "shared/messages.h"
 #include "ulog.h"
 
 namespace host {
@@ -48,16 +49,25 @@ class Progress {
     std::thread ticker_;  ///< draws; touches nothing but this line
 };
 
-/// One cycle-slip mark that the library logged in an epoch.
-struct SlipMark {
-    int satsys;
-    int prn;
-    bool melbourne_wuebbena;  ///< else geometry-free
-};
-
-/// Subscribes to the library's messages: prints those from the threshold on, counts all, collects slip marks.
+/// Subscribes to the library's messages: prints those from the threshold on, counts them, collects slip marks.
 class Console {
   public:
+    using Listener = std::function<void(ulog_level_t, const char*)>;
+
+    /// A function that gets every message as well, until its subscription ends.
+    class Subscription {
+      public:
+        explicit Subscription(Console& console) : console_(&console) {}
+        Subscription(Subscription&& other) noexcept : console_(std::exchange(other.console_, nullptr)) {}
+        Subscription& operator=(Subscription&&) = delete;
+        ~Subscription() {
+            if (console_ != nullptr) console_->listener_ = nullptr;
+        }
+
+      private:
+        Console* console_;
+    };
+
     /// level: "trace", "debug", "info", "warning", "error", "critical" or "off".
     explicit Console(const std::string& level);
     ~Console();
@@ -66,19 +76,23 @@ class Console {
 
     /// Slip marks since the last call.
     std::vector<SlipMark> take_slips();
-    /// Hands every message to a function as well.
-    void listen(std::function<void(ulog_level_t, const char*)> listener) { listener_ = std::move(listener); }
-    /// Messages logged so far at a level.
-    long count(ulog_level_t level) const { return counts_[static_cast<std::size_t>(level - ULOG_TRACE_LEVEL)]; }
+    [[nodiscard]] Subscription subscribe(Listener listener) {
+        listener_ = std::move(listener);
+        return Subscription(*this);
+    }
+    /// As subscribe, until it is called with null.
+    void listen(Listener listener) { listener_ = std::move(listener); }
+    /// Messages from warnings on.
+    const MessageCounts& messages() const { return messages_; }
 
   private:
     static void receive(ulog_level_t level, char* text);
 
     static Console* current_;
     int threshold_;
-    std::array<long, 7> counts_{};
+    MessageCounts messages_;
     std::vector<SlipMark> slips_;
-    std::function<void(ulog_level_t, const char*)> listener_;
+    Listener listener_;
 };
 
 }  // namespace host

@@ -76,6 +76,34 @@ long count_ok(const Row& row) {
     return n;
 }
 
+template <typename Row>
+void count_records(const Row& rows, std::vector<long>& counts) {
+    for (const auto& row : rows)
+        counts.push_back(std::count_if(std::begin(row), std::end(row), [](const auto& record) { return record.ok; }));
+}
+
+std::vector<long> records_by_satellite(const EPHBRDC_STORE& store) {
+    std::vector<long> counts;
+    count_records(store.eph_brdc_gps_all, counts);
+    count_records(store.eph_brdc_bds_all, counts);
+    return counts;
+}
+
+/// Times of the records behind the first ones of each satellite.
+FileSpan records_span(const EPHBRDC_STORE& store, const std::vector<long>& before) {
+    FileSpan span;
+    auto first = before.begin();
+    const auto include = [&](const auto& rows, TIMESYS system) {
+        for (const auto& row : rows) {
+            for (long i = *first++; i < MAXEPH_BRDC && row[i].ok; ++i)
+                span.include(gtimeChangeTimeSystem(time_of(row[i].TOC, system), tsGPST));
+        }
+    };
+    include(store.eph_brdc_gps_all, tsGPST);
+    include(store.eph_brdc_bds_all, tsBDST);
+    return span;
+}
+
 void add_product(FileReport report, Environment& environment) {
     if (report.span.clocks) environment.clock_interval = std::max(environment.clock_interval, report.span.interval);
     environment.files.push_back(std::move(report));
@@ -86,6 +114,7 @@ void load_ephemerides(const InputOptions& options, Environment& environment) {
     g_brdc_storage = &runtime.brdc_storage;
     g_prec_storage = &runtime.prec_storage;
     for (const std::string& name : options.nav) {
+        const std::vector<long> counts = records_by_satellite(runtime.brdc_storage);
         const long gps = count_ok(runtime.brdc_storage.eph_brdc_gps_all);
         const long bds = count_ok(runtime.brdc_storage.eph_brdc_bds_all);
         if (!load_ephemeris_brdc(writable(name)))
@@ -93,7 +122,8 @@ void load_ephemerides(const InputOptions& options, Environment& environment) {
         environment.files.push_back(
             {"navigation", name,
              std::to_string(count_ok(runtime.brdc_storage.eph_brdc_gps_all) - gps) + " GPS and " +
-                 std::to_string(count_ok(runtime.brdc_storage.eph_brdc_bds_all) - bds) + " BDS records"});
+                 std::to_string(count_ok(runtime.brdc_storage.eph_brdc_bds_all) - bds) + " BDS records",
+             records_span(runtime.brdc_storage, counts)});
     }
     const auto total = [](const int(&counts)[98]) {
         long n = 0;
@@ -120,6 +150,22 @@ void load_ephemerides(const InputOptions& options, Environment& environment) {
     }
 }
 
+void load_antennas(const std::string& name, double mjd, Environment& environment) {
+    ANT_INFO_STORE& store = environment.antennas;
+    g_antenna_info_store = &store;
+    const int before = store.num_antenna_info;
+    if (!load_antenna_storage(writable(name), &store)) throw InputError(name + ": this ANTEX file could not be read");
+    const long valid = std::count_if(
+        store.antenna_info_storage + before, store.antenna_info_storage + store.num_antenna_info,
+        [mjd](const ANT_INFO& antenna) { return antenna.mjd_available[0] <= mjd && mjd <= antenna.mjd_available[1]; });
+    if (valid == 0)
+        throw InputError(name + ": none of the antennas of this ANTEX file is valid on " +
+                         date_text(std::lround(std::floor(mjd))));
+    environment.files.push_back({"antennas", name,
+                                 std::to_string(store.num_antenna_info - before) + " antennas, " +
+                                     std::to_string(valid) + " valid at the arc's start"});
+}
+
 void load_attitude(const InputOptions& options, Environment& environment) {
     // The epoch driver looks up object 0, the point position the receiver number: both get the files.
     std::vector<int> objects{0};
@@ -135,7 +181,8 @@ void load_attitude(const InputOptions& options, Environment& environment) {
         for (int i = 0; i < g_att_qua_storage.num_object; ++i) {
             if (g_att_qua_storage.idx_object[i] == 0) records = g_att_qua_storage.qua_num[i];
         }
-        environment.files.push_back({"attitude", name, std::to_string(records) + " quaternions in all"});
+        environment.files.push_back(
+            {"attitude", name, std::to_string(records) + " quaternions in all", attitude_span(name, mission)});
     }
 }
 
@@ -184,12 +231,7 @@ void prepare(const InputOptions& options, Environment& environment) {
         load_planets(options.jpl, mjd_first, mjd_last, environment);
         load_earth_orientation(options.eop, options.eop_format, environment);
         for (const std::string& name : options.atx) {
-            g_antenna_info_store = &environment.antennas;
-            const int before = environment.antennas.num_antenna_info;
-            if (!load_antenna_storage(writable(name), &environment.antennas))
-                throw InputError(name + ": this ANTEX file could not be read");
-            environment.files.push_back(
-                {"antennas", name, std::to_string(environment.antennas.num_antenna_info - before) + " antennas"});
+            load_antennas(name, mjd_first, environment);
         }
         std::vector<sysGNSS> systems = systems_of_data();
         set_gnssconfig_system(&gnssconfig, static_cast<int>(systems.size()), systems.data());

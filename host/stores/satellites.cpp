@@ -2,8 +2,6 @@
 
 #include <algorithm>
 #include <cmath>
-#include <cstdlib>
-#include <cstring>
 
 #include "common_function.h"
 #include "shared/times.h"
@@ -56,24 +54,16 @@ std::string satellite_name(int satsys, int prn) {
     return name;
 }
 
-SatelliteTable::SatelliteTable(const std::string& file, Console& console) : out_(file) {
+// After its update the filter reports the residuals of all its rows; the record does not keep them.
+SatelliteTable::SatelliteTable(const std::string& file, Console& console)
+    : out_(file), subscription_(console.subscribe([this](ulog_level_t level, const char* text) {
+          read_filter_residuals(level, text, residuals_);
+      })) {
     std::fprintf(
         out_,
         "epoch_gpst,mjd_gpst,sod_gpst,satellite,azimuth_deg,elevation_deg,antenna_azimuth_deg,antenna_elevation_"
         "deg,status,used_point,range1_residual_m,range2_residual_m,used_filter,slip,code_if_residual_m,"
         "phase_if_residual_m\n");
-    // After its update the filter reports the residuals of all its rows at debug level; the record does not keep them.
-    console.listen([this](ulog_level_t level, const char* text) {
-        static const char head[] = "residual[iter=";
-        if (level != ULOG_DEBUG_LEVEL || std::strncmp(text, head, sizeof head - 1) != 0) return;
-        residuals_.clear();
-        const char* p = std::strchr(text, '\n');
-        for (char* end = nullptr; p != nullptr; p = end) {
-            const double value = std::strtod(p, &end);
-            if (end == p) break;
-            residuals_.push_back(value);
-        }
-    });
 }
 
 void SatelliteTable::add(const RUNTIME_POD_EMBED& runtime, bool solved, const std::vector<SlipMark>& slips) {

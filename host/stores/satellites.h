@@ -26,6 +26,7 @@ class SatelliteTable {
     OutputFile out_;
     std::vector<double>
         residuals_;  ///< of the filter's update in this epoch: code and phase of each satellite in turn [m]
+    Console::Subscription subscription_;
     bool seen_[MAXSAT_GNSS] = {};  ///< satellites that the filter has had before
 };
 

@@ -1,0 +1,90 @@
+#include "shared/messages.h"
+
+#include <algorithm>
+#include <cstdlib>
+#include <cstring>
+
+#include "shared/printable.h"
+
+namespace host {
+
+bool read_slip(ulog_level_t level, const char* text, SlipMark& slip) {
+    if (level != ULOG_TRACE_LEVEL) return false;
+    const char* mark = std::strstr(text, "[cycle slip(");
+    if (mark == nullptr || std::sscanf(mark, "[cycle slip(%*2c)] satsys=%d,prn=%d", &slip.satsys, &slip.prn) != 2)
+        return false;
+    slip.melbourne_wuebbena = mark[12] == 'M';
+    return true;
+}
+
+bool read_filter_residuals(ulog_level_t level, const char* text, std::vector<double>& residuals) {
+    static const char head[] = "residual[iter=";
+    if (level != ULOG_DEBUG_LEVEL || std::strncmp(text, head, sizeof head - 1) != 0) return false;
+    residuals.clear();
+    const char* p = std::strchr(text, '\n');
+    for (char* end = nullptr; p != nullptr; p = end) {
+        const double value = std::strtod(p, &end);
+        if (end == p) break;
+        residuals.push_back(value);
+    }
+    return true;
+}
+
+bool is_nameless_set(const char* text) { return std::strncmp(text, "no tle data", 11) == 0; }
+
+std::string folded(const char* text) {
+    const auto digit = [](char c) { return c >= '0' && c <= '9'; };
+    std::string result;
+    for (const char* p = text; *p != '\0' && *p != '\n';) {
+        if (digit(*p) || ((*p == '-' || *p == '+') && digit(p[1]))) {
+            ++p;
+            while (digit(*p) || (*p == '.' && digit(p[1]))) ++p;
+            result += '#';
+        } else {
+            result += *p++;
+        }
+    }
+    return result;
+}
+
+void MessageCounts::add(ulog_level_t level, const char* text) {
+    std::string key = folded(text);
+    if (groups_.size() >= kMostTexts && groups_.count(key) == 0) key = "(other texts)";
+    Group& group = groups_[key];
+    if (group.count++ == 0) group.first = text;
+    group.level = std::max(group.level, level);
+}
+
+void MessageCounts::print(std::FILE* out, const std::vector<Routine>& routine) const {
+    std::map<std::string, long> meanings;
+    std::vector<const Group*> others;
+    long count_routine = 0;
+    long count_others = 0;
+    for (const auto& [text, group] : groups_) {
+        const auto known = std::find_if(routine.begin(), routine.end(), [&text = text](const Routine& r) {
+            return text.compare(0, std::strlen(r.text), r.text) == 0;
+        });
+        if (known != routine.end()) {
+            meanings[known->means] += group.count;
+            count_routine += group.count;
+        } else {
+            others.push_back(&group);
+            count_others += group.count;
+        }
+    }
+    std::fprintf(out, "messages of the library: %ld that can touch results, %ld routine", count_others, count_routine);
+    const char* separator = " (";
+    for (const auto& [means, count] : meanings) {
+        std::fprintf(out, "%s%s %ld", separator, means.c_str(), count);
+        separator = ", ";
+    }
+    std::fprintf(out, "%s; --log-level warning shows them\n", meanings.empty() ? "" : ")");
+    std::sort(others.begin(), others.end(), [](const Group* a, const Group* b) { return a->count > b->count; });
+    for (const Group* group : others) {
+        const std::string line = group->first.substr(0, group->first.find('\n'));
+        std::fprintf(out, "  %ld %s%s, such as \"%s\"\n", group->count, ulog_level_name(group->level),
+                     group->count == 1 ? "" : "s", printable(line).c_str());
+    }
+}
+
+}  // namespace host

@@ -1,0 +1,58 @@
+/// \file messages.h
+/// The one reader of the library's messages: some say what no record keeps, the others are counted by what they say.
+#ifndef LEOPOD_HOST_MESSAGES_H
+#define LEOPOD_HOST_MESSAGES_H
+
+#include <cstdio>
+#include <map>
+#include <string>
+#include <vector>
+
+#include "ulog.h"
+
+namespace host {
+
+/// One cycle-slip mark that the library logged in an epoch.
+struct SlipMark {
+    int satsys;
+    int prn;
+    bool melbourne_wuebbena;  ///< else geometry-free
+};
+bool read_slip(ulog_level_t level, const char* text, SlipMark& slip);
+
+/// Residuals of all rows of the filter behind its update: code and phase of each satellite in turn [m].
+bool read_filter_residuals(ulog_level_t level, const char* text, std::vector<double>& residuals);
+
+/// An element set without a name in a list of names.
+bool is_nameless_set(const char* text);
+
+/// A text with each of its numbers as '#'.
+std::string folded(const char* text);
+
+/// Messages that mean nothing in the circumstances of a command.
+struct Routine {
+    const char* text;   ///< how their folded text begins
+    std::string means;  ///< in plain words
+};
+
+/// Messages from warnings on, grouped by their texts.
+class MessageCounts {
+  public:
+    void add(ulog_level_t level, const char* text);
+    /// Two lines, or one more for each text that isn't routine.
+    void print(std::FILE* out, const std::vector<Routine>& routine) const;
+
+  private:
+    static constexpr std::size_t kMostTexts = 200;
+
+    struct Group {
+        ulog_level_t level = ULOG_WARNING_LEVEL;
+        long count = 0;
+        std::string first;  ///< as it came first
+    };
+    std::map<std::string, Group> groups_;  ///< by folded text
+};
+
+}  // namespace host
+
+#endif
