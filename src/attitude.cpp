@@ -12,6 +12,7 @@
 #include "mathlib.h"
 #include "private/constants.h"
 #include "private/lines.h"
+#include "private/print.h"
 #include "private/report.h"
 #include "private/text.h"
 
@@ -364,11 +365,7 @@ bool write_att_quaternion_velmra(char* quaternion_att_filename, ATT_QUATERNION* 
         if (!qua_store[i].ok) continue;
         const QUATERNION& q = qua_store[i].qua;
         const double mjd = gtime2mjd(gtimeChangeTimeSystem(qua_store[i].time, tsGPST));
-        char line[2048];  // five numbers of at most 326 characters
-        std::snprintf(line, sizeof line, "%16.9lf %16.14lf %16.14lf %16.14lf %16.14lf\n", mjd, q.r, q.v[0], q.v[1],
-                      q.v[2]);
-        replace_char(line, ',', '.');  // a decimal comma of the locale
-        std::fputs(line, file.get());
+        print(file.get(), "%16.9lf %16.14lf %16.14lf %16.14lf %16.14lf\n", mjd, q.r, q.v[0], q.v[1], q.v[2]);
     }
     file.reset();
     report(ULOG_INFO_LEVEL, "write_att_quaternion_velmra(): finish writing velmar quaternion file %s",

@@ -20,6 +20,7 @@
 #include "private/constants.h"
 #include "private/lines.h"
 #include "private/memory.h"
+#include "private/print.h"
 #include "private/registers.h"
 #include "private/report.h"
 #include "private/text.h"
@@ -120,9 +121,9 @@ void read_coefficients(LineReader& reader, double* Cn, double* Sn) {
 }
 
 void write_table(std::FILE* file, char name, const double* table) {
-    std::fprintf(file, "static double %c[]=\n{\n", name);
+    print(file, "static double %c[]=\n{\n", name);
     for (int k = 0; k < MAXSIZE_GRAVITY; ++k) {
-        std::fprintf(file, "%+#30.25E,", table[k]);
+        print(file, "%+#30.25E,", table[k]);
         if (k % 20 == 19) std::fputc('\n', file);
     }
     std::fputs("\n};\n", file);

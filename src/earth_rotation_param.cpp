@@ -76,6 +76,11 @@ bool parse_fixed_columns(const char* line, FieldBuffer field, EOPREC& record) {
     return true;
 }
 
+bool has_store(const EOPREC* store) {
+    if (store == nullptr) report(ULOG_ERROR_LEVEL, "no earth orientation storage to read into");
+    return store != nullptr;
+}
+
 /// Values a line must give: calendar date, MJD and five more. settled: an incomplete line is dropped.
 constexpr int kLeastValues = 9;
 
@@ -117,6 +122,7 @@ void load_eops_default(EOPREC* ptr_eop_store, int nsize) {
         report(ULOG_ERROR_LEVEL, "eop size[%d] is > MAXSIZE_EOP[%d]", nsize, MAXSIZE_EOP);
         return;
     }
+    if (!has_store(ptr_eop_store)) return;
     EOPREC* record = ptr_eop_store;
     for (const auto& line : eop_record_lines) parse_fixed_columns(line, FieldBuffer{true}, *record++);
     g_eop_storage = ptr_eop_store;
@@ -129,6 +135,7 @@ bool load_eop_storage_rapid(char* eopfilename) {
         report(ULOG_ERROR_LEVEL, "eopfilename[file=%s] open failed", eopfilename);
         return false;
     }
+    if (!has_store(g_eop_storage)) return false;
     LineReader reader{file.get(), eopfilename};
     read_in_blocks(reader);
     char line[kLineSize];
@@ -154,6 +161,7 @@ bool load_eop_storage(char* eopfilename) {
         report(ULOG_WARNING_LEVEL, "load_eop_storage() eopfilename %s open failed", eopfilename);
         return false;
     }
+    if (!has_store(g_eop_storage)) return false;
     constexpr int kHeaderLines = 14;
     LineReader reader{file.get(), eopfilename};
     read_in_blocks(reader);
@@ -184,6 +192,7 @@ bool load_eop_storage_celestrack(char* eopall_filename) {
         report(ULOG_ERROR_LEVEL, "load_eop_storage_celestrack(), eopfile[file=%s] open failed", eopall_filename);
         return false;
     }
+    if (!has_store(g_eop_storage)) return false;
     LineReader reader{file.get(), eopall_filename};
     read_in_blocks(reader);
     char line[kLineSize];

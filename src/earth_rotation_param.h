@@ -31,7 +31,7 @@ void initialize_global_earth_rotation_param(void);
 /// Fills a store from the three built-in lines, 17 to 19 January 2021. No file access, no allocation.
 /// \param ptr_eop_store  the host's array of at least 3 records; becomes the global store
 /// \param nsize          becomes the size of the store; 3 fits the built-in lines
-/// Logs at error level: an nsize above MAXSIZE_EOP; nothing is done then.
+/// Logs at error level: an nsize above MAXSIZE_EOP, a null store; nothing is done then.
 /// Source: IERS Rapid Service, finals (IAU 2000).
 void load_eops_default(EOPREC* ptr_eop_store, int nsize);
 
@@ -40,7 +40,7 @@ void load_eops_default(EOPREC* ptr_eop_store, int nsize);
 /// \param eopfilename  path
 /// \return             false when the file does not open; true otherwise, also for an empty file
 /// Lines of fewer than 30 characters are dropped; a line without polar motion ends the reading. LOD of predicted rows has no meaning.
-/// Logs at info level: the number of records; at error level: a failed open; at warning level: an exceeded limit.
+/// Logs at info level: the number of records; at error level: a failed open, a null store; at warning level: an exceeded limit.
 /// Source: IERS Rapid Service, finals (IAU 2000).
 bool load_eop_storage_rapid(char* eopfilename);
 
@@ -49,7 +49,7 @@ bool load_eop_storage_rapid(char* eopfilename);
 /// \param eopfilename  path
 /// \return             false when the file does not open; true otherwise, also for an empty file
 /// Lines of fewer than 70 characters, and lines that do not give the date and five values, are dropped.
-/// Logs at info level: the number of records; at warning level: a failed open, an exceeded limit.
+/// Logs at info level: the number of records; at warning level: a failed open, an exceeded limit; at error level: a null store.
 /// Source: IERS EOP 14 C04 (IAU 2000A).
 bool load_eop_storage(char* eopfilename);
 
@@ -58,7 +58,7 @@ bool load_eop_storage(char* eopfilename);
 /// \param eopall_filename  path
 /// \return                 false when the file does not open; true otherwise, also for an empty file
 /// Lines outside a frame, and lines that do not give the date and five values, are dropped.
-/// Logs at error level: a failed open; at warning level: an exceeded limit.
+/// Logs at error level: a failed open, a null store; at warning level: an exceeded limit.
 /// Source: Space Data format of the earth orientation parameters, version 1.1.
 bool load_eop_storage_celestrack(char* eopall_filename);
 

@@ -3,6 +3,7 @@
 #include "gnss_observation.h"
 
 #include <algorithm>
+#include <cctype>
 #include <climits>
 #include <cmath>
 #include <cstdarg>
@@ -15,6 +16,7 @@
 #include "private/lines.h"
 #include "private/memory.h"
 #include "private/numbers.h"
+#include "private/print.h"
 #include "private/report.h"
 #include "private/text.h"
 
@@ -51,7 +53,7 @@ int find_observable(const OBSDATA_SAT& sat, const TYPE_FREQ_CODE& wanted) {
     for (int k = 0; k < records_in(sat); ++k) {
         const OBSREC& rec = sat.obsdata[k];
         const bool same = rec.type == wanted.type && rec.freq == wanted.freq && rec.code == wanted.code;
-        if (same && std::fabs(rec.value) > 0.001) found = k;  // blank fields are stored as 0
+        if (same && std::isfinite(rec.value) && std::fabs(rec.value) > 0.001) found = k;  // blank fields are 0
     }
     return found;
 }
@@ -160,6 +162,7 @@ struct CurrentFile {
     bool systems = false;
     bool types = false;
     bool satellites = false;
+    bool dates = false;
 };
 CurrentFile current_file;
 
@@ -172,7 +175,17 @@ const char* from_column(const char* line, std::size_t column) {
 
 void begin_header(FILE* pf) {
     take_file(current_file.lines, pf);
-    current_file.systems = current_file.types = current_file.satellites = false;
+    current_file.systems = current_file.types = current_file.satellites = current_file.dates = false;
+}
+
+void warn_satellites() {
+    warn_limit(current_file.satellites, current_file.lines.name, MAXSAT_EPOCH, "satellites in an epoch");
+}
+
+void warn_date() {
+    if (current_file.dates) return;
+    current_file.dates = true;
+    report(ULOG_WARNING_LEVEL, "%s: epochs whose fields are no date are dropped", current_file.lines.name);
 }
 
 void warn_types() { warn_limit(current_file.types, current_file.lines.name, MAXOBS_PER_SAT, "observation types"); }
@@ -208,7 +221,7 @@ bool begin_records(FILE* pf, long int epoch_index) {
     return false;
 }
 
-/// Time tag of an epoch line. False when the line is no date, or when the sampling rate leaves the epoch out.
+/// Time tag of an epoch line. False when the line is no date, with a warning, or when the sampling rate leaves the epoch out.
 bool epoch_wanted(TimeYMD date, double sample_rate, GTime& epoch_time) {
     if (date.year >= 80 && date.year <= 99) {
         date.year += 1900;
@@ -218,7 +231,10 @@ bool epoch_wanted(TimeYMD date, double sample_rate, GTime& epoch_time) {
     const bool is_date = date.year >= 0 && date.year <= 9999 && date.month >= 1 && date.month <= 12 && date.day >= 1 &&
                          date.day <= 31 && date.hour >= 0 && date.hour <= 24 && date.minute >= 0 && date.minute <= 60 &&
                          date.second >= 0.0 && date.second <= 61.0;
-    if (!is_date) return false;
+    if (!is_date) {
+        warn_date();
+        return false;
+    }
     epoch_time = YMD2GTime(date, tsGPST);  // settled: GPS time whatever the header says
     if (!(std::fabs(sample_rate) > 1e-06)) return true;
     const double r = std::fmod(epoch_time.time.sod, sample_rate);
@@ -233,9 +249,6 @@ OBSDATA_EPOCH& begin_epoch(long int epoch_index, int rcvno, GTime epoch_time, in
     epoch.epoch_time = epoch_time;
     epoch.flag_epoch = OBS_OK;
     epoch.sat_num = std::min<int>(sat_num, MAXSAT_EPOCH);
-    if (sat_num > MAXSAT_EPOCH) {
-        warn_limit(current_file.satellites, current_file.lines.name, MAXSAT_EPOCH, "satellites in an epoch");
-    }
     return epoch;
 }
 
@@ -358,6 +371,8 @@ bool is_epoch_v20(const char* line, double sample_rate, GTime& epoch_time, int& 
     TimeYMD date = {};
     if (scan(text, "%d %d %d %d %d %lf", &date.year, &date.month, &date.day, &date.hour, &date.minute, &date.second) !=
         6) {
+        if (std::isupper(static_cast<unsigned char>(*from_column(line, 32))) != 0)
+            warn_date();  // a satellite stands there
         return false;
     }
     sat_num = count;
@@ -443,6 +458,7 @@ bool is_epoch_v30(const char* line, double sample_rate, GTime& epoch_time, int& 
     TimeYMD date = {};
     if (scan(text, "> %4d %2d %2d %2d %2d %11lf", &date.year, &date.month, &date.day, &date.hour, &date.minute,
              &date.second) != 6) {
+        warn_date();
         return false;
     }
     sat_num = count;
@@ -467,6 +483,7 @@ void read_satellites_v30(const ColumnsV3& columns, int sat_num, OBSDATA_EPOCH& e
         const sysGNSS* known = std::find(columns.system, columns.system + columns.nsys, sat.satsys);
         const long row = known - columns.system;
         if (row == columns.nsys) continue;
+        if (nsat == MAXSAT_EPOCH) warn_satellites();
         const int num_types = clamp_count(columns.count[row], MAXOBS_PER_SAT);
         const std::size_t length = current_file.lines.length;
         for (int j = 0; j < num_types; ++j) {
@@ -475,7 +492,7 @@ void read_satellites_v30(const ColumnsV3& columns, int sat_num, OBSDATA_EPOCH& e
             store_record(sat.obsdata[j], columns.empty[row][j], value, 0);
             ++sat.num_obs;
         }
-        ++nsat;
+        if (nsat < MAXSAT_EPOCH) ++nsat;
     }
 }
 
@@ -605,6 +622,7 @@ int resolve_rnx_record_v20(FILE* pf, long int epoch_index, int rcvno, int num_ob
     while (read_line(current_file.lines, line)) {
         if (!is_epoch_v20(line, sample_rate, epoch_time, sat_num)) continue;
         OBSDATA_EPOCH& epoch = begin_epoch(epoch_index, rcvno, epoch_time, sat_num);
+        if (sat_num > MAXSAT_EPOCH) warn_satellites();
         read_satellite_list_v20(line, sat_num, epoch);
         OBSDATA_SAT excess = {};
         for (int i = 0; i < sat_num; ++i) read_satellite_v20(columns, i < MAXSAT_EPOCH ? epoch.satobs[i] : excess);
@@ -726,7 +744,7 @@ struct HeaderText {
     const std::size_t room = kHeaderSize - header.used;
     va_list args;
     va_start(args, format);
-    const int n = std::vsnprintf(header.text + header.used, room, format, args);
+    const int n = print_list(header.text + header.used, room, format, args);
     va_end(args);
     if (n > 0) header.used += std::min(static_cast<std::size_t>(n), room - 1);
 }
@@ -777,7 +795,7 @@ void write_satellite(FILE* pf, const OBSDATA_SAT& sat) {
     satsysprn2string(sat.satsys, sat.prn, name);
     std::fputs(name, pf);
     for (int k = 0; k < records_in(sat); ++k) {
-        std::fprintf(pf, "%14.3f%1d%1d", sat.obsdata[k].value, sat.obsdata[k].LLI, 0);
+        print(pf, "%14.3f%1d%1d", sat.obsdata[k].value, sat.obsdata[k].LLI, 0);
     }
     std::fputc('\n', pf);
 }
@@ -828,8 +846,8 @@ bool write_rinex_observation(char* filename_rinex, int rcvno, double version, in
         if (epoch.flag_epoch != OBS_OK) continue;
         const TimeYMD t = GTime2YMD(epoch.epoch_time);
         const int sat_num = satellites_in(epoch);
-        std::fprintf(pf, "> %4d %02d %02d %02d %02d %11.7f %d %2d\n", t.year, t.month, t.day, t.hour, t.minute,
-                     t.second, 0, sat_num);
+        print(pf, "> %4d %02d %02d %02d %02d %11.7f %d %2d\n", t.year, t.month, t.day, t.hour, t.minute, t.second, 0,
+              sat_num);
         for (int i = 0; i < sat_num; ++i) write_satellite(pf, epoch.satobs[i]);
     }
     return true;

@@ -71,7 +71,7 @@ extern int g_num_obs_storage;  ///< valid epochs
 void initialize_obsdata_epoch(OBSDATA_EPOCH* obsdata_eopch);
 
 /// Finds the records that stand for the observables configured in gnssconfig: fills obs_index_used (-1: absent) and
-/// num_obs_used of every satellite of a configured system. Type, band and code must be equal and |value| > 0.001; of
+/// num_obs_used of every satellite of a configured system. Type, band and code must be equal, and the value finite and above 0.001 in size; of
 /// several records the last wins.
 /// \param obsepoch  [in,out] the epoch
 void choose_observation(OBSDATA_EPOCH* obsepoch);
@@ -108,8 +108,8 @@ void get_ionosphere_free_combination(double* obs_phase, double* obs_range, doubl
 /// Reads a RINEX observation file, version 2 or 3, behind the epochs of g_obs_storage, then sorts the whole store by
 /// time and removes epochs of equal time, whatever their receiver. Times are GPS time whatever the header says. Values
 /// are stored as the file gives them, blanks as 0; sigma is 0.3 for ranges, 0.002 for phases, 0 for the rest. Of an
-/// epoch the first 15 satellites, of a system the first 10 types, of a version 3 header the first 3 systems are kept,
-/// each excess with one warning a file.
+/// epoch the first 15 satellites (in version 3 those of systems that the header lists), of a system the first 10 types, of a
+/// version 3 header the first 3 systems are kept, each excess dropped with one warning a file, as are epochs without a date.
 /// \param filename_rinex  name of the file
 /// \param rcvno           receiver number for rcv
 /// \param sample_rate     [s]: keeps epochs whose second of day is a multiple within 1 %; 0 keeps all

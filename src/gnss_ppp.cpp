@@ -155,10 +155,11 @@ void prepare_epoch(const OBSDATA_EPOCH* obs_epoch, EpochContext& ctx) {
     ctx.rotation = {gtime2mjd(gtimeChangeTimeSystem(ctx.obs_time, tsUTC)), leapsec};
 }
 
-/// First range of a satellite that is not zero, or 0.
+/// First finite range of a satellite that is not zero, or 0.
 double first_range(const OBSDATA_SAT& sat) {
     for (int k = 0; k < clamp_count(sat.num_obs, MAXOBS_PER_SAT); ++k) {
-        if (sat.obsdata[k].type == RANGE && sat.obsdata[k].value != 0.0) return sat.obsdata[k].value;
+        const OBSREC& rec = sat.obsdata[k];
+        if (rec.type == RANGE && std::isfinite(rec.value) && rec.value != 0.0) return rec.value;
     }
     return 0.0;
 }

@@ -937,12 +937,23 @@ bool clock_row_has_room(int count) {
     return false;
 }
 
-/// Satellite of a product line. -1 for satellites without an index and for those behind the last row.
-int product_satellite(char* name, sysGNSS& sys, int& prn) {
+/// What a product file has been read for: its lines, and whether satellites behind the last row have been warned about.
+struct ProductFile {
+    LineReader lines;
+    bool rows_warned = false;
+};
+
+/// Satellite of a product line. -1 for satellites without an index and, with one warning a file, for those behind the last row.
+int product_satellite(char* name, ProductFile& file, sysGNSS& sys, int& prn) {
     prn = -1;
     if (name[0] == '\0') return -1;
     sys = string2satsysprn(name, &prn);
-    if (sys == UKNSYS || prn == -1) return -1;
+    const int first = satindex_of(sys, 1);
+    if (first == -1 || prn == -1) return -1;
+    if (sys != STA && first + (prn - 1LL) > kMaxSatIndexRow) {
+        warn_limit(file.rows_warned, file.lines.name, kMaxSatIndexRow + 1, "satellites in the index");
+        return -1;
+    }
     const int satindex = satindex_of(sys, prn);
     return satindex > kMaxSatIndexRow ? -1 : satindex;
 }
@@ -952,10 +963,10 @@ void append_clock(CLKREC_PRE& record, const GTime& time, sysGNSS sys, int prn, d
 }
 
 /// One position line of an orbit file; false ends the reading because a row is full.
-bool store_sp3_position(const Tokens& fields, const GTime& time, EPHPREC_STORE& store) {
+bool store_sp3_position(const Tokens& fields, ProductFile& file, const GTime& time, EPHPREC_STORE& store) {
     sysGNSS sys = UKNSYS;
     int prn = -1;
-    const int satindex = product_satellite(fields.token[0] + 1, sys, prn);
+    const int satindex = product_satellite(fields.token[0] + 1, file, sys, prn);
     if (satindex == -1) return true;
 
     int& num_eph = store.idx_eph[satindex];
@@ -984,16 +995,16 @@ bool store_sp3_position(const Tokens& fields, const GTime& time, EPHPREC_STORE& 
 }
 
 /// One satellite line of a clock file; false ends the reading because a row is full.
-bool store_clock_line(const Tokens& fields, const char* clkfilename, ClockDate& date, EPHPREC_STORE& store) {
+bool store_clock_line(const Tokens& fields, ProductFile& file, ClockDate& date, EPHPREC_STORE& store) {
     sysGNSS sys = UKNSYS;
     int prn = -1;
-    const int satindex = product_satellite(fields.token[1], sys, prn);
+    const int satindex = product_satellite(fields.token[1], file, sys, prn);
     if (satindex == -1) return true;
     const GTime time = clock_epoch(fields, date);
     const int nn = to_int(fields.token[8]);
     if (nn != 1 && nn != 2) {
         report_at(ULOG_ERROR_LEVEL, "gnss_satposition", __LINE__, "load_clock_prec",
-                  "nn=%d, format error for this clk file [%s]", nn, clkfilename);
+                  "nn=%d, format error for this clk file [%s]", nn, file.lines.name);
         report(ULOG_ERROR_LEVEL, "load_clock_prec() stopping");
         std::exit(1);
     }
@@ -1019,7 +1030,8 @@ bool load_ephemris_prec(char* precfilename) {
         std::exit(1);
     }
     if (!precise_store_present(g_prec_storage)) return false;
-    LineReader reader{file.get(), precfilename};
+    ProductFile product{{file.get(), precfilename}};
+    LineReader& reader = product.lines;
     read_in_blocks(reader);
     char line[kLineSize];
     Tokens fields;
@@ -1034,7 +1046,7 @@ bool load_ephemris_prec(char* precfilename) {
             epoch_seen = true;
         } else if (line[0] == 'P' && epoch_seen) {
             split(line, " ", fields, 20, &reader);
-            if (!store_sp3_position(fields, epoch, *g_prec_storage)) break;
+            if (!store_sp3_position(fields, product, epoch, *g_prec_storage)) break;
         }
     }
     sort_ephprec_storage(g_prec_storage);
@@ -1049,7 +1061,8 @@ bool load_clock_prec(char* clkfilename, EPHPREC_STORE* eph_prec) {
     const File file = open_text(clkfilename);
     if (!file) return false;
     if (!precise_store_present(eph_prec)) return false;
-    LineReader reader{file.get(), clkfilename};
+    ProductFile product{{file.get(), clkfilename}};
+    LineReader& reader = product.lines;
     read_in_blocks(reader);
     char line[kLineSize];
     Tokens fields;
@@ -1063,7 +1076,7 @@ bool load_clock_prec(char* clkfilename, EPHPREC_STORE* eph_prec) {
         }
         if (std::strncmp(line, "AS", 2) != 0) continue;
         split(line, " ", fields, 15, &reader);
-        if (!store_clock_line(fields, clkfilename, date, *eph_prec)) break;
+        if (!store_clock_line(fields, product, date, *eph_prec)) break;
     }
     sort_ephprec_storage(eph_prec);
     remove_duplicate_ephprec_storage(eph_prec);

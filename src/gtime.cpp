@@ -10,6 +10,7 @@
 
 #include "private/constants.h"
 #include "private/numbers.h"
+#include "private/print.h"
 #include "private/report.h"
 #include "private/text.h"
 
@@ -327,8 +328,7 @@ void timeymd2str(TimeYMD ymdtime, char* time_str) {
 void gtime2str(GTime gtime, char* time_str) {
     const TimeYMD t = GTime2YMD(gtime);
     // settled: the rounding of the format may print a second of sixty
-    std::snprintf(time_str, kTextSize, "%04d-%02d-%02dT%02d:%02d:%012.9lf", t.year, t.month, t.day, t.hour, t.minute,
-                  t.second);
+    print(time_str, kTextSize, "%04d-%02d-%02dT%02d:%02d:%012.9lf", t.year, t.month, t.day, t.hour, t.minute, t.second);
 }
 
 GTime str2gtime(char* time_str, TIMESYS ts) {

@@ -30,6 +30,7 @@
 #include "private/memory.h"
 #include "private/numbers.h"
 #include "private/nutation.h"
+#include "private/print.h"
 #include "private/registers.h"
 #include "private/report.h"
 #include "private/text.h"
@@ -1664,11 +1665,11 @@ void write_row(std::FILE* file, double x, GTime start, double* y, double* dy) {
     eci2ecf(mjd, leap, y, y + 3, pos, vel);
     eci2ecf(mjd, leap, y + 6, nullptr, acc, nullptr);
     eci2ecf(mjd, leap, dy + 6, nullptr, jerk, nullptr);  // settled: per unit of the normalised abscissa
-    std::fprintf(file,
-                 "%.2lf,mot,v1_m1,%16.4lf,%16.4lf,%16.4lf,%8.4lf,%8.4lf,%8.4lf,%16.12lf,%16.12lf,%16.12lf,"
-                 "%16.12lf,%16.12lf,%16.12lf,%8.4lf,%8.4lf,%8.4lf,%8.4lf,%8.4lf,%8.4lf,%8.4lf,%8.4lf,%8.4lf\n",
-                 x, pos[0], pos[1], pos[2], vel[0], vel[1], vel[2], acc[0], acc[1], acc[2], jerk[0], jerk[1], jerk[2],
-                 0.0, 0.0, 0.0, 0.0, 0.0, 0.0, 0.0, 0.0, 0.0);
+    print(file,
+          "%.2lf,mot,v1_m1,%16.4lf,%16.4lf,%16.4lf,%8.4lf,%8.4lf,%8.4lf,%16.12lf,%16.12lf,%16.12lf,"
+          "%16.12lf,%16.12lf,%16.12lf,%8.4lf,%8.4lf,%8.4lf,%8.4lf,%8.4lf,%8.4lf,%8.4lf,%8.4lf,%8.4lf\n",
+          x, pos[0], pos[1], pos[2], vel[0], vel[1], vel[2], acc[0], acc[1], acc[2], jerk[0], jerk[1], jerk[2], 0.0,
+          0.0, 0.0, 0.0, 0.0, 0.0, 0.0, 0.0, 0.0);
 }
 
 void write_trajectory(std::FILE* file, const DriverStores& s, Trajectory& trajectory) {
@@ -1677,8 +1678,8 @@ void write_trajectory(std::FILE* file, const DriverStores& s, Trajectory& trajec
     double* const xx = trajectory.abscissa.data();
     const int first = kMargin, last = trajectory.count - kMargin;
     const int rows = to_int((xx[last] - xx[first]) / kStep) + 1;
-    std::printf("num_total_integration=%d, num_total_output=%d , idx_s=%d, idx_e=%d , xx_all[idx_s]=%.8lf \n",
-                trajectory.count, rows, first, last, xx[first]);
+    print(stdout, "num_total_integration=%d, num_total_output=%d , idx_s=%d, idx_e=%d , xx_all[idx_s]=%.8lf \n",
+          trajectory.count, rows, first, last, xx[first]);
     for (int i = 1; i < rows; ++i) {  // settled: row 0 is not written
         const double x = xx[first] + i * kStep;
         double y[9], dy[9];
@@ -1768,9 +1769,9 @@ void test_orbit_fit(void) {
     }
     state->satindex = 0;
     state->utc_start = epochs[0];
-    std::printf("%ld %14.8f %18.12f %18.12f %18.12f %18.14f %18.14f %18.14f\n", state->utc_start.time.mjd,
-                state->utc_start.time.sod, state->pos_eci[0], state->pos_eci[1], state->pos_eci[2], state->vel_eci[0],
-                state->vel_eci[1], state->vel_eci[2]);
+    print(stdout, "%ld %14.8f %18.12f %18.12f %18.12f %18.14f %18.14f %18.14f\n", state->utc_start.time.mjd,
+          state->utc_start.time.sod, state->pos_eci[0], state->pos_eci[1], state->pos_eci[2], state->vel_eci[0],
+          state->vel_eci[1], state->vel_eci[2]);
     orbit_fit(s.config.data(), state, epochs[n - 1], n, epochs.data(), positions.data(), nullptr);
     release();
 }

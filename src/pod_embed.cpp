@@ -15,6 +15,7 @@
 #include "private/estimation.h"
 #include "private/memory.h"
 #include "private/numbers.h"
+#include "private/print.h"
 #include "private/report.h"
 
 using namespace leopod;
@@ -263,7 +264,7 @@ int update_measurement(RUNTIME_POD_EMBED* pod, ModelEpoch& epoch, double* H, dou
 /// Appends printed text to a buffer, as far as it fits.
 template <std::size_t size, typename... Args>
 void append_text(char (&text)[size], std::size_t& used, const char* format, Args... args) {
-    const int n = std::snprintf(text + used, size - used, format, args...);
+    const int n = print(text + used, size - used, format, args...);
     if (n > 0) used = std::min(used + static_cast<std::size_t>(n), size - 1);
 }
 

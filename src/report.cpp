@@ -6,6 +6,8 @@
 #include <cstddef>
 #include <cstdio>
 
+#include "private/print.h"
+
 namespace leopod {
 
 namespace {
@@ -16,7 +18,6 @@ unsigned long s_reports = 0;
 
 /// Hands a finished text to the logger as its format, every '%' doubled.
 void publish(ulog_level_t level, const char* text) {
-    ++s_reports;
     char doubled[2 * kTextSize + 2];
     std::size_t n = 0;
     for (const char* p = text; *p != '\0' && n + 2 < sizeof doubled; ++p) {
@@ -34,19 +35,23 @@ void publish(ulog_level_t level, const char* text) {
 }  // namespace
 
 void report(ulog_level_t level, const char* format, ...) {
+    ++s_reports;
+    if (!heard(level)) return;
     char text[kTextSize];
     va_list args;
     va_start(args, format);
-    std::vsnprintf(text, sizeof text, format, args);
+    print_list(text, sizeof text, format, args);
     va_end(args);
     publish(level, text);
 }
 
 void report_at(ulog_level_t level, const char* module, int line, const char* function, const char* format, ...) {
+    ++s_reports;
+    if (!heard(level)) return;
     char text[kTextSize];
     va_list args;
     va_start(args, format);
-    std::vsnprintf(text, sizeof text, format, args);
+    print_list(text, sizeof text, format, args);
     va_end(args);
     char located[kTextSize + 512];
     std::snprintf(located, sizeof located, "%.200s:%d:%.200s()<%s>", module, line, function, text);

@@ -2,6 +2,7 @@
 /// Numbers and fields of a text, independent of the locale.
 #include "private/text.h"
 
+#include <algorithm>
 #include <charconv>
 #include <climits>
 #include <cmath>
@@ -87,6 +88,31 @@ const char* read_short_decimal(const char* first, const char* last, const char* 
     return p;
 }
 
+/// strtol, base 10, saturating at the limits of int, on [first, last); returns first when there is no number.
+const char* read_int(const char* first, const char* last, int& value) {
+    const char* p = first;
+    bool negative = false;
+    if (p < last && (*p == '+' || *p == '-')) negative = *p++ == '-';
+    if (p >= last || !is_digit(*p)) return first;
+    long long sum = 0;
+    for (; p < last && is_digit(*p); ++p) {
+        if (sum <= INT_MAX) sum = 10 * sum + (*p - '0');
+    }
+    if (negative) sum = -sum;
+    value = sum > INT_MAX ? INT_MAX : sum < INT_MIN ? INT_MIN : static_cast<int>(sum);
+    return p;
+}
+
+/// Power of ten of the first digit that is not 0 of an unsigned decimal number.
+long long leading_power(const char* first, const char* last) {
+    const char* const exponent = std::find_if(first, last, [](char c) { return c == 'e' || c == 'E'; });
+    const char* const point = std::find(first, exponent, '.');
+    const char* const digit = std::find_if(first, exponent, [](char c) { return c >= '1' && c <= '9'; });
+    int power = 0;
+    if (exponent != last) read_int(exponent + 1, last, power);
+    return power + (point - digit) - (digit < point ? 1 : 0);
+}
+
 /// strtod (or strtold, by the type of value) in the C locale on [first, last); returns the first character not used, or first when there is
 /// no number.
 template <typename Real>
@@ -105,36 +131,11 @@ const char* read_real(const char* first, const char* last, const char* readable,
     const auto result = std::from_chars(p, last, magnitude, std::chars_format::general);
     if (result.ec != std::errc() && result.ec != std::errc::result_out_of_range) return first;
     if (result.ec == std::errc::result_out_of_range) {
-        // from_chars does not say which end was passed: the sign of the exponent does, or, without one, the length of the integer part.
-        const char* e = p;
-        while (e < result.ptr && *e != 'e' && *e != 'E') ++e;
-        bool small = false;
-        if (e + 1 < result.ptr) {
-            small = e[1] == '-';
-        } else {
-            const char* q = p;
-            while (q < e && *q == '0') ++q;
-            small = q < e && *q == '.';
-        }
-        magnitude = small ? Real(0) : std::numeric_limits<Real>::infinity();
+        // from_chars does not say which end was passed; the power of ten of the first digit that is not 0 does.
+        magnitude = leading_power(p, result.ptr) < 0 ? Real(0) : std::numeric_limits<Real>::infinity();
     }
     value = negative ? -magnitude : magnitude;
     return result.ptr;
-}
-
-/// strtol, base 10, saturating at the limits of int, on [first, last); returns first when there is no number.
-const char* read_int(const char* first, const char* last, int& value) {
-    const char* p = first;
-    bool negative = false;
-    if (p < last && (*p == '+' || *p == '-')) negative = *p++ == '-';
-    if (p >= last || !is_digit(*p)) return first;
-    long long sum = 0;
-    for (; p < last && is_digit(*p); ++p) {
-        if (sum <= INT_MAX) sum = 10 * sum + (*p - '0');
-    }
-    if (negative) sum = -sum;
-    value = sum > INT_MAX ? INT_MAX : sum < INT_MIN ? INT_MIN : static_cast<int>(sum);
-    return p;
 }
 
 }  // namespace

@@ -18,6 +18,7 @@
 #include "private/memory.h"
 #include "private/numbers.h"
 #include "private/nutation.h"
+#include "private/print.h"
 #include "private/report.h"
 #include "private/text.h"
 
@@ -458,8 +459,8 @@ int tle2xyz(const tled_t* tledata, GTime time_utc, double* pos_vel_teme) {
     SGP4_STR3((since.time.sod + static_cast<double>(since.time.mjd) * kDay) / 60.0, tledata, pos_vel_teme);
     const double* const rv = pos_vel_teme;
     // settled: printed with each call
-    std::printf("rv_TEME: %14.6lf %14.6lf %14.6lf %14.6lf %14.6lf %14.6lf \n", rv[0], rv[1], rv[2], rv[3], rv[4],
-                rv[5]);
+    print(stdout, "rv_TEME: %14.6lf %14.6lf %14.6lf %14.6lf %14.6lf %14.6lf \n", rv[0], rv[1], rv[2], rv[3], rv[4],
+          rv[5]);
     return 0;
 }
 
@@ -470,8 +471,8 @@ namespace {
 constexpr double DAS2R = 4.84813681109536e-06;  ///< arcsecond [rad]
 
 void print_state(const char* label, const double* pos, const double* vel) {
-    std::printf("%s: %14.6f %14.6f %14.6f %14.6f %14.6f %14.6f\n", label, pos[0], pos[1], pos[2], vel[0], vel[1],
-                vel[2]);
+    print(stdout, "%s: %14.6f %14.6f %14.6f %14.6f %14.6f %14.6f\n", label, pos[0], pos[1], pos[2], vel[0], vel[1],
+          vel[2]);
 }
 
 }  // namespace

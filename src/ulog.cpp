@@ -5,6 +5,8 @@
 #include <cstdarg>
 #include <cstdio>
 
+#include "private/report.h"
+
 namespace {
 
 constexpr int kMaxSubscribers = 6;
@@ -13,7 +15,18 @@ constexpr int kMessageSize = 2048;  ///< terminator included
 subscriber_t s_subscribers[kMaxSubscribers];
 char s_message[kMessageSize];  ///< the one text under delivery; subscribers get a pointer to it
 
+bool takes(const subscriber_t& slot, ulog_level_t severity) {
+    return slot.fn != nullptr && static_cast<unsigned>(slot.threshold) <= static_cast<unsigned>(severity);
+}
+
 }  // namespace
+
+bool leopod::heard(ulog_level_t level) {
+    for (const subscriber_t& slot : s_subscribers) {
+        if (takes(slot, level)) return true;
+    }
+    return false;
+}
 
 void ulog_init(void) {
     for (subscriber_t& slot : s_subscribers) slot = subscriber_t{};
@@ -72,8 +85,6 @@ void ulog_message(ulog_level_t severity, const char* fmt, ...) {
     std::vsnprintf(s_message, sizeof s_message, fmt, args);
     va_end(args);
     for (const subscriber_t& slot : s_subscribers) {
-        if (slot.fn != nullptr && static_cast<unsigned>(slot.threshold) <= static_cast<unsigned>(severity)) {
-            slot.fn(severity, s_message);
-        }
+        if (takes(slot, severity)) slot.fn(severity, s_message);
     }
 }

@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
+#include <clocale>
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
@@ -106,6 +107,25 @@ inline std::string read_file(const std::filesystem::path& path) {
     text << in.rdbuf();
     return text.str();
 }
+
+/// A locale with a decimal comma, compiled here, in this process while it lives; nothing changes where none can be made (package locales).
+class CommaLocale {
+  public:
+    const bool made;
+    CommaLocale() : made(compiled() && std::setlocale(LC_ALL, "de_DE.UTF-8") != nullptr) {}
+    ~CommaLocale() { std::setlocale(LC_ALL, "C"); }
+    CommaLocale(const CommaLocale&) = delete;
+    CommaLocale& operator=(const CommaLocale&) = delete;
+
+  private:
+    static bool compiled() {
+        static const std::string command =
+            "localedef -f UTF-8 -i de_DE --no-archive " + out("de_DE.UTF-8") + " >/dev/null 2>&1";
+        static const bool done = std::system(command.c_str()) == 0;
+        setenv("LOCPATH", temp_dir().c_str(), 1);
+        return done;
+    }
+};
 
 /// Fenced blocks of a page by label, those of one label joined; of one section alone where a heading is given.
 inline std::map<std::string, std::string> fenced_blocks(const std::filesystem::path& page,

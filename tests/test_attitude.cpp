@@ -96,6 +96,7 @@ TEST_F(AttitudeStore, WriterRoundTripAndSlots) {
                              {gpst(20), {1.0, {0.0, 0.0, 0.0}}, false},
                              {gtimeChangeTimeSystem(gpst(30), tsUTC), {0.6, {0.0, 0.0, 0.8}}, true}};
     const std::string name = (support::temp_dir() / "written").string();
+    const support::CommaLocale comma;
     ASSERT_TRUE(write_att_quaternion_velmra(text(name), out, 3));
     EXPECT_EQ(support::read_file(name).substr(0, 50), " 58499.000115741 0.50000000000000 -0.5000000000000");
     ASSERT_TRUE(load_attitude_quaternion(4, text(name)));

@@ -243,6 +243,7 @@ TEST(Time, Weeks) {
 TEST(Time, Texts) {
     char text[100], bad[] = "2020-0x";
     const GTime t{{58849, 3723.123456789}, tsGPST};
+    const support::CommaLocale comma;
     gtime2str(t, text);
     EXPECT_STREQ(text, "2020-01-01T01:02:03.123456789");
     EXPECT_NEAR(gtimeSubSec(str2gtime(text, tsGPST), t), 0.0, 1e-9);

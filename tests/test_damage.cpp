@@ -5,7 +5,6 @@
 #include <sys/wait.h>
 
 #include <algorithm>
-#include <clocale>
 #include <cmath>
 #include <cstring>
 #include <functional>
@@ -261,22 +260,18 @@ TEST_P(Damaged, NamesThatAreNoFiles) {
     }
 }
 
-/// A locale with a decimal comma, compiled here, changes nothing.
+/// A decimal comma of the locale changes nothing. The writers' tests hold theirs.
 TEST_P(Damaged, CommaLocale) {
-    const std::string locale = out("de_DE.UTF-8");
-    const std::string made = "localedef -f UTF-8 -i de_DE --no-archive " + locale + " >/dev/null 2>&1";
-    static const int status = std::system(made.c_str());
-    setenv("LOCPATH", temp_dir().c_str(), 1);
-    if (status != 0 || std::setlocale(LC_ALL, "de_DE.UTF-8") == nullptr)
-        GTEST_SKIP() << "no locale with a decimal comma can be made (package locales)";
+    const std::string name = test_file(format.file);
+    const double sum = format.load(std::string(name).data()).sum;
+    const CommaLocale comma;
+    if (!comma.made) GTEST_SKIP() << "no locale with a decimal comma can be made (package locales)";
     char text[8];
     std::snprintf(text, sizeof text, "%.1f", 0.5);
     EXPECT_STREQ(text, "0,5");
-    const std::string name = test_file(format.file);
-    const Kept comma = format.load(std::string(name).data());
-    std::setlocale(LC_ALL, "C");
-    EXPECT_EQ(comma.records, format.records);
-    EXPECT_EQ(comma.sum, format.load(std::string(name).data()).sum);
+    const Kept kept = format.load(std::string(name).data());
+    EXPECT_EQ(kept.records, format.records);
+    EXPECT_EQ(kept.sum, sum);
 }
 
 INSTANTIATE_TEST_SUITE_P(Formats, Damaged, testing::ValuesIn(kFormats));

@@ -171,6 +171,7 @@ TEST_F(EarthGravity, CoefficientFileWithFlawsAndItsSideFile) {
         support::write_temp("field.txt",
                             "a header line\n2 0\n2 0 -4.8e-4 0.0 1 1\n2 1 nonsense\n\n2 -1 9 9 1 1\n"
                             "2 3 9 9 1 1\n-4 -6 9 9 1 1\n3 3 7.2D-07 1.4D-06 1 1\n121 0 1 0 1 1\n4 0 9 9 1 1\n");
+    const support::CommaLocale comma;
     EXPECT_TRUE(load_earth_coef_EGM(name.data()));
     EXPECT_EQ(o_C20, N[at(2, 0)] * -4.8e-4);
     EXPECT_EQ(o_C21, N[at(2, 1)] * -4.8e-4);  // degree and order were read, the rest is of the line before

@@ -68,6 +68,23 @@ TEST_F(EarthRotation, LineFitAndStaleIndex) {
 
 TEST_F(EarthRotation, FlawedFiles) {
     EXPECT_FALSE(load(load_eop_storage, "/nowhere/%s%n"));
+    {  // no store
+        const support::LogRecorder log;
+        initialize_global_earth_rotation_param();
+        std::string some = support::write_temp("some.txt", "");
+        EXPECT_FALSE(load_eop_storage(some.data()) || load_eop_storage_rapid(some.data()) ||
+                     load_eop_storage_celestrack(some.data()));
+        load_eops_default(nullptr, 3);
+        EXPECT_EQ(log.count(ULOG_ERROR_LEVEL, "no earth orientation storage to read into"), 4);
+    }
+    // Digits beyond the range of a double, with an exponent that doesn't bring them back, read as C reads them.
+    const std::string zeros(400, '0'), line = "2015 01 01 57023 ";
+    ASSERT_TRUE(load(
+        load_eop_storage_celestrack,
+        support::write_temp("huge.txt", "BEGIN OBSERVED\n" + line + "1" + zeros + "e-10 0." + zeros + "1e+10 3 4 5\n" +
+                                            line + "1" + zeros + "E-400 -1" + zeros + " 3 4 5\n")));
+    EXPECT_TRUE(store[0].pmX == HUGE_VAL && store[0].pmY == 0.0 && store[0].UT1mUTC == 3.0);
+    EXPECT_TRUE(store[1].pmX == 1.0 && store[1].pmY == -HUGE_VAL);
     const std::string header(14, '\n');
     const std::string row =
         "26 622 61213.00 I  0.197577 0.000020  0.397321 0.000015  I 0.0113318 0.0000143  0.2690 0.01";

@@ -38,6 +38,8 @@ TEST(EphPlanet, MassesOfThePlanets) {
 TEST(EphPlanet, LimitsOfDatesAndBodies) {
     ASSERT_TRUE(load());
     double pv[6] = {7, 7, 7, 7, 7, 7};
+    const support::CommaLocale comma;
+    const support::LogRecorder log;
     for (const double date : {std::nan(""), HUGE_VAL, -1e300, kEnd + 1e-6, kStart - 0.1}) {
         EXPECT_FALSE(compute_planet_pos_vel(date, EARTH, SUN, pv));
     }
@@ -45,6 +47,7 @@ TEST(EphPlanet, LimitsOfDatesAndBodies) {
     for (const PLANET_JPL body : {SOLAR_BARY, TTmTDB}) EXPECT_FALSE(compute_planet_pos_vel(kStart, EARTH, body, pv));
     EXPECT_FALSE(compute_planet_pos_vel(kStart, static_cast<PLANET_JPL>(-1), static_cast<PLANET_JPL>(1000), pv));
     EXPECT_EQ(std::count(pv, pv + 6, 7.0), 6);
+    EXPECT_EQ(log.count(ULOG_ERROR_LEVEL, "JED (2459216.400000) not within ephemeris limits (2459216.500000 -- "), 1);
     EXPECT_TRUE(compute_planet_pos_vel(kStart, EARTH, SUN, pv));
     EXPECT_TRUE(compute_planet_pos_vel(kEnd, EARTH, SUN, pv));
     // Layouts that do not fit the record.

@@ -85,6 +85,7 @@ TEST(ObservationFiles, WrittenAndReadAgain) {
     ASSERT_TRUE(load(path, 481));
     EXPECT_EQ(values(store[0].satobs[12])[4], 0.0);  // a blank field counts
     const std::vector<OBSDATA_EPOCH> before = store;
+    const support::CommaLocale comma;
     std::string copy = (support::temp_dir() / "copy.rnx").string();
     ASSERT_TRUE(write_rinex_observation(copy.data(), 7, 3.05, g_num_obs_storage, store.data()));
     ASSERT_TRUE(load(copy, 481));
@@ -174,6 +175,10 @@ TEST(ObservationFiles, Version3Oddities) {
     for (auto limit : {"3 systems", "15 satellites", "10 observation types"})
         EXPECT_EQ(log.count(ULOG_WARNING_LEVEL, std::string("text.obs: more than ") + limit), 1) << limit;
     EXPECT_EQ((Ints{sat[14].prn, sat[14].num_obs, store[1].satobs[0].prn}), (Ints{24, 10, 1}));
+    log.clear();
+    sats.resize(25);  // ten of them dropped anyway, so that all others stay
+    ASSERT_TRUE(load_text(header("3.05", {kGps3}) + epoch3("0.0000000", 0, sats)));
+    EXPECT_EQ(log.count(ULOG_WARNING_LEVEL, "satellites in an epoch"), 0);
 }
 
 TEST(ObservationFiles, FailuresAndEmptyLoads) {
@@ -181,10 +186,16 @@ TEST(ObservationFiles, FailuresAndEmptyLoads) {
     // an unknown version: one untouched record is claimed, and goes to the front
     EXPECT_TRUE(load_text(header("1.00", {})) && g_num_obs_storage == 1);
     const std::string good = header("3.05", {kGps3}) + epoch3("0.0000000", 0, {"G01" + kSat3});
+    LogRecorder log;
     for (const char* second : {"nan", "1e300", "-5.0000000"}) {  // no dates
-        EXPECT_TRUE(load_text(good + epoch3(second, 0, {}), 0) && g_num_obs_storage == 2) << second;
+        EXPECT_TRUE(load_text(good + epoch3(second, 0, {}) + epoch3("x", 0, {}), 0) && g_num_obs_storage == 2)
+            << second;
         EXPECT_EQ(store[0].epoch_time.sys, UKNTS);
     }
+    const std::string bad2 =
+        " 10 13 27 00 01 30.5000000  0  1G05\n        21.000\n 1x 12 27 00 01 30.5000000  0  1G05\n";
+    EXPECT_TRUE(load_text(header("2.20", {"     1    L1"}) + bad2 + bad2.substr(0, 44)));
+    EXPECT_EQ(log.count(ULOG_WARNING_LEVEL, "text.obs: epochs whose fields are no date are dropped"), 4);
 }
 
 TEST(EpochSelection, ObservablesAndSatellites) {
@@ -198,9 +209,12 @@ TEST(EpochSelection, ObservablesAndSatellites) {
     epoch.satobs[1].obsdata[1].code = aC;       // the other phase of the band is blank
     epoch.satobs[2].obsdata[0].value = 0.0005;  // absent
     epoch.satobs[3].obsdata[0].value = -0.002;  // present
+    epoch.satobs[4] = epoch.satobs[0];
+    for (int k : {0, 2}) epoch.satobs[4].obsdata[k].value = k == 0 ? HUGE_VAL : NAN;
     choose_observation(&epoch);
     EXPECT_EQ(epoch.satobs[0].obs_index_used[1], 4);  // the later of two
     EXPECT_EQ(epoch.satobs[0].num_obs_used, 4);
+    EXPECT_EQ((Ints{epoch.satobs[4].obs_index_used[0], epoch.satobs[4].obs_index_used[2]}), (Ints{-1, -1}));
     int in_epoch[MAXSAT_EPOCH], satindex[MAXSAT_EPOCH];
     ASSERT_EQ(choose_satellite(&epoch, in_epoch, satindex), 2);
     EXPECT_EQ((Ints{in_epoch[0], satindex[0], in_epoch[1], satindex[1]}), (Ints{0, 0, 3, 38}));

@@ -323,6 +323,8 @@ TEST_F(SatPosition, PreciseOrbitFileAndInterpolation) {
         load_sp3("*  2021  1 18 5 0 12.5\nPG02 1.0 1.0 1.0 1.0\n*  2021  1 18 5 1 0\nPG02 1.0 1.0 1.0 99999.0\nEOF\n"));
     EXPECT_TRUE(prec->eph_pre_all[1][0].time.time.sod == 18012.5 && prec->idx_eph[1] == 2 && prec->idx_clk[1] == 1);
     EXPECT_EQ(log.count(ULOG_INFO_LEVEL, "load_ephemeris_prec["), 2);
+    EXPECT_EQ(log.count(ULOG_WARNING_LEVEL, "more than 98 satellites in the index"), 1);  // C99 and L08, once a file
+    EXPECT_EQ(log.count(ULOG_ERROR_LEVEL, "satsysprn2index()"), 0);
 
     // many gaps and an unusable middle record stay inside the buffers
     for (int i = 0; i < 24; ++i) row[i].pos_ecf[0] = row[i].pos_ecf[1] = row[i].pos_ecf[2] = i % 3 == 0 ? 0.0 : 0.001;

@@ -82,6 +82,7 @@ TEST_F(Drivers, SimulationWritesRowsOfAnEarthFixedOrbit) {
         "Integration_Step_Size = 20\nspacecraft_state_mode = 2\nIntegration_Output_Interval = ";
     EXPECT_EXIT(simulate(forces + "0", 0), testing::ExitedWithCode(1), "eop.* open failed.*memory allocation error!");
     EXPECT_EXIT(simulate(forces + "9000", 0), testing::ExitedWithCode(0), "needs 17 epochs, 11 are given");
+    const support::CommaLocale comma;
     EXPECT_EXIT(simulate(forces + "200", 100000), testing::KilledBySignal(SIGXFSZ), "");
     std::ifstream in("orbit.txt");
     double before[22] = {}, now[22];

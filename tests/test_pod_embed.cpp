@@ -347,6 +347,7 @@ TEST_F(PodEmbed, PrintsAnEpoch) {
     sat.obsdata[0].value = 20000000.0004;
     sat.obsdata[1].value = -1.5;
     char text[20000];
+    const support::CommaLocale comma;
     output_observation_embed(&epoch, text);
     EXPECT_STREQ(text, ">>2021-01-18T00:00:30.000000000 1\nG12   20000000.000         -1.500 \n");
     sat.num_obs = 4000;

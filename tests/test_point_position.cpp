@@ -126,6 +126,15 @@ TEST_F(PointPosition, MarksWhatItLeavesOut) {
     EXPECT_EQ(solution.nsat, all.nsat - 5);
     for (int c = 0; c < 3; ++c) EXPECT_NEAR(solution.pos_vel_clk[c], all.pos_vel_clk[c], 10.0);  // half the satellites
 
+    take(4);  // infinite ranges are absent, also from the light time
+    for (int i : {0, 1}) {
+        for (OBSREC& rec : epoch.satobs[i].obsdata)
+            rec.value = rec.type == RANGE && rec.freq != L2 ? HUGE_VAL : rec.value;
+    }
+    choose_observation(&epoch);
+    ASSERT_EQ(solve(), SOL_OK);
+    for (int c = 0; c < 3; ++c) EXPECT_NEAR(solution.pos_vel_clk[c], all.pos_vel_clk[c], 10.0);
+
     epoch.satobs[0].satsys = STA;
     epoch.satobs[0].flag_sat = OBS_OK;
     EXPECT_STOP(solve(), "spp:satindex\\[104\\]>=MAXSAT_GNSS\\[97\\], satsys=7,prn=");

@@ -370,7 +370,10 @@ TEST(TleDriver, PrintsOneState) {
     double rs[6], direct[6];
     const GTime later = gtimeAddSec(sets.data[0].epoch_mjd_utc, 86400.0 + 90.0);
     testing::internal::CaptureStdout();
-    tle2xyz(sets.data, later, rs);
+    {
+        const support::CommaLocale comma;
+        tle2xyz(sets.data, later, rs);
+    }
     char line[200];
     std::snprintf(line, sizeof line, "rv_TEME: %14.6f %14.6f %14.6f %14.6f %14.6f %14.6f \n", rs[0], rs[1], rs[2],
                   rs[3], rs[4], rs[5]);

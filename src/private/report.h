@@ -7,7 +7,10 @@
 
 namespace leopod {
 
-/// Formats a text and hands it to the logger. The finished text never acts as a format again.
+/// True where a subscriber takes messages of a level.
+bool heard(ulog_level_t level);
+
+/// Formats a text, where somebody hears it, and hands it to the logger. The finished text never acts as a format again.
 [[gnu::format(printf, 2, 3)]] void report(ulog_level_t level, const char* format, ...);
 
 /// The same with the source locator "%s:%d:%s()<%s>": module name, line, function, text.
