@@ -305,7 +305,9 @@ struct Measurement {
 
 }  // namespace
 
-void compute_omc_sd_station(OBSDATA_EPOCH*, OBSDATA_EPOCH*) { [[maybe_unused]] const Measurement cleared = {}; }
+void compute_omc_sd_station(OBSDATA_EPOCH*, OBSDATA_EPOCH*) {
+    [[maybe_unused]] const Measurement cleared = {};  // settled: no measurement is formed
+}
 
 STATUS_SOL relative_positioning(OBSDATA_EPOCH* obsepoch_ref, OBSDATA_EPOCH* obsepoch_rov, SOLUTION*) {
     if (obsepoch_ref->flag_epoch != OBS_OK || obsepoch_rov->flag_epoch != OBS_OK) return SOL_OBS_BAD;

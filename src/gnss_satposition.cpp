@@ -1011,7 +1011,7 @@ bool store_clock_line(const Tokens& fields, ProductFile& file, ClockDate& date, 
     const double clk_offset = to_double(fields, 9);
     const double clk_drift = nn == 2 ? to_double(fields, 10) : 0.0;  // settled: taken as drift as it stands
 
-    int& num_clk = g_prec_storage->idx_clk[satindex];  // settled: of the global store, whichever is filled
+    int& num_clk = g_prec_storage->idx_clk[satindex];  // settled: of g_prec_storage, whichever store is filled
     if (!clock_row_has_room(num_clk)) return false;
     if (std::fabs(clk_offset) < 99999.0) {
         append_clock(store.clk_pre_all[satindex][num_clk], time, sys, prn, clk_offset, clk_drift);
@@ -1124,11 +1124,14 @@ bool compute_satposvel_prec(GTime transmission_time, int satindex, double* satpo
                points.target, points.first(), points.last());
         return false;
     }
+    double xyz[3][kMaxOrbitPoints];
+    for (int i = 0; i < points.count; ++i) {
+        for (int k = 0; k < 3; ++k) xyz[k][i] = points.record[i]->pos_ecf[k];
+    }
     double value_rate[3][2];
     for (int k = 0; k < 3; ++k) {
-        double x[kMaxOrbitPoints];
-        for (int i = 0; i < points.count; ++i) x[i] = points.record[i]->pos_ecf[k];
-        if (!interpolation_Lagrange_Barycentric(points.t, x, points.count, points.target, value_rate[k])) return false;
+        if (!interpolation_Lagrange_Barycentric(points.t, xyz[k], points.count, points.target, value_rate[k]))
+            return false;
     }
     for (int k = 0; k < 3; ++k) {
         satposvel[k] = value_rate[k][0];

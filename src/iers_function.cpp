@@ -139,7 +139,7 @@ void PMSDNUT2(double RMJD, double* pm) {
     static_assert(std::size(kTerms) == 25);
     constexpr int IBAND = 1;                         // settled: the quasi-diurnal band alone
     constexpr int JSTART = IBAND == 1 ? 16 : 1;      // counted from 1
-    [[maybe_unused]] constexpr double XRATE = -3.8;  // secular rates [microarcsecond/year], not applied in this band
+    [[maybe_unused]] constexpr double XRATE = -3.8;  // settled: secular rates, not applied [microarcsecond/year]
     [[maybe_unused]] constexpr double YRATE = -4.3;
     double ARG[6];
     subdiurnal_arguments(RMJD, ARG);
@@ -647,13 +647,6 @@ struct Admittance {
 /// Species of a frequency [cycles/day]: 0 long-period, 1 diurnal, 2 semidiurnal; -1 for another.
 int species_of(double frequency) { return frequency < 0.5 ? 0 : frequency < 1.5 ? 1 : frequency < 2.5 ? 2 : -1; }
 
-/// Whole part of a number that should be an integer, within the range of int; 0 for not-a-number.
-int bounded_integer(double value) {
-    if (std::isnan(value)) return 0;
-    return static_cast<int>(
-        std::clamp<double>(value, std::numeric_limits<int>::min(), std::numeric_limits<int>::max()));
-}
-
 }  // namespace
 
 void HARDISP(double (*olc)[11], double iyear, double idoy, double ihour, double iminute, double isec, double* dxtide) {
@@ -662,8 +655,7 @@ void HARDISP(double (*olc)[11], double iyear, double idoy, double ihour, double 
 #include "tables/hardisp_constituents.inc"
     };
     static_assert(std::size(kConstituents) == kColumns);
-    const int itm[] = {bounded_integer(iyear), bounded_integer(idoy), bounded_integer(ihour), bounded_integer(iminute),
-                       bounded_integer(isec)};
+    const int itm[] = {to_int(iyear), to_int(idoy), to_int(ihour), to_int(iminute), to_int(isec)};
     constexpr int kPlaceInOutput[] = {0, 2, 1};  // the table has radial, west, south
     for (int component = 0; component < 3; ++component) {
         double phin[kColumns];

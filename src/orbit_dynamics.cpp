@@ -826,7 +826,7 @@ bool compute_acc_srp(double /*mjd_utc*/, PARAM_FM* /*param_fm*/, double* satpos,
     double d[3];
     for (int i = 0; i < 3; ++i) d[i] = sunpos[i] - satpos[i];
     const double ratio = kAstronomicalUnit / norm(3, d);
-    [[maybe_unused]] const double flux = ratio * ratio * shadowfactor * 1361.0;  // [W/m^2]; reserved, no model uses it
+    [[maybe_unused]] const double flux = ratio * ratio * shadowfactor * 1361.0;  // [W/m^2]; settled: no model uses it
     return false;
 }
 

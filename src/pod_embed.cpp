@@ -176,7 +176,8 @@ void start_arc(RUNTIME_POD_EMBED* pod) {
     const double mjd_utc_now = gtime2mjd(utc_now);
     const double mjd_utc_pre = gtime2mjd(utc_pre);
     const double leapsec_now = getLeapSecond(mjd_utc_now);
-    [[maybe_unused]] const double leapsec_pre = getLeapSecond(mjd_utc_pre);
+    [[maybe_unused]] const double leapsec_pre =
+        getLeapSecond(mjd_utc_pre);  // settled: the earlier leap second is read by nobody
     double pos_eci_now[3] = {};
     double pos_eci_pre[3] = {};
     ecf2eci(mjd_utc_now, leapsec_now, pod->dataset_orbit[0].pos_ecf, nullptr, pos_eci_now, nullptr);
@@ -206,7 +207,7 @@ void count_arc(RUNTIME_POD_EMBED* pod) {
         ++pod->orbit_integration_progress;
     }
     if (pod->orbit_integration_progress > 9 && !integrate_check) {
-        [[maybe_unused]] const double pos_obs[3] = {};
+        [[maybe_unused]] const double pos_obs[3] = {};  // settled: a position that is read by nobody
         pod->orbit_integration_progress = kNoArc;
     }
 }
@@ -300,6 +301,7 @@ void run_single_pod_embed(OBSDATA_EPOCH* obs_data, RUNTIME_POD_EMBED* runtime_po
     }
     OBSDATA_EPOCH* obs_now = &runtime_pod->obs_epoch[0];
     const GTime ct_gps = obs_now->epoch_time;
+    // settled: the day number of the tag is read by nobody
     [[maybe_unused]] const double mjd_tag = static_cast<double>(ct_gps.time.mjd) + ct_gps.time.sod / kDay;
     const TimeText tag(ct_gps);
     report(ULOG_INFO_LEVEL, "run_single_pod() at epoch: %s", tag.text);
@@ -691,6 +693,7 @@ int last_slot(RUNTIME_POD_EMBED* pod, const OBSDATA_SAT& sat, int satindex, int 
 void transfer_state(RUNTIME_POD_EMBED* pod, const TransferNames& names, Transfer& transfer) {
     double x_temp[MAXNUM_X] = {};
     transfer.idx_amb0_now = clamp_count(first_ambiguity_slot(pod->satlist_satindex_now), MAXNUM_X);
+    // settled: the first slot of the last list is read by nobody
     [[maybe_unused]] const int idx_amb0_last = first_ambiguity_slot(pod->satlist_satindex_last);
     std::copy_n(pod->X, transfer.idx_amb0_now, x_temp);
 
