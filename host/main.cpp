@@ -44,6 +44,7 @@ int main(int argc, char** argv) {
     host::add_tle(line.root(), action);
     host::add_crd(line.root(), action);
     host::add_plot(line.root(), action);
+    host::add_report(line.root(), action);
     host::add_simulate(line.root(), action);
     int status = 0;
     if (!line.parse(argc, argv, status)) return status;

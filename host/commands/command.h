@@ -77,6 +77,7 @@ void add_tide(Command app, Action& action);
 void add_tle(Command app, Action& action);
 void add_crd(Command app, Action& action);
 void add_plot(Command app, Action& action);
+void add_report(Command app, Action& action);
 void add_simulate(Command app, Action& action);
 
 }  // namespace host

@@ -7,7 +7,6 @@
 #include <memory>
 
 #include "commands/command.h"
-#include "common_function.h"
 #include "inputs/csv.h"
 #include "inputs/satellite_rows.h"
 #include "inputs/solutions.h"
@@ -25,8 +24,6 @@
 namespace host {
 
 namespace {
-
-constexpr double kDegree = 180.0 / 3.14159265358979323846;
 
 /// Seconds since the start of a day; false outside the span asked for.
 bool seconds_in_span(const PlotOptions& o, const GTime& time, long day, double& seconds) {
@@ -171,13 +168,7 @@ Canvas plot_track(const PlotOptions& o) {
         GroundTrack track{source.label, {}, {}, {}};
         for (const TimedPosition& row : rows) {
             double seconds = 0;
-            if (!seconds_in_span(o, row.time, day, seconds)) continue;
-            double position[3] = {row.position[0], row.position[1], row.position[2]};
-            double blh[3];
-            ecef2blh(position, blh, 6378137.0, 0.0033528106647474805);
-            track.seconds.push_back(seconds);
-            track.longitude.push_back(blh[1] * kDegree);
-            track.latitude.push_back(blh[0] * kDegree);
+            if (seconds_in_span(o, row.time, day, seconds)) add_position(track, seconds, row.position);
         }
         if (track.seconds.empty()) throw InputError(source.file + ": has no positions in the span asked for");
         files.push_back(source.file);

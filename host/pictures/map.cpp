@@ -4,6 +4,7 @@
 #include <cmath>
 #include <iterator>
 
+#include "common_function.h"
 #include "pictures/page.h"
 #include "pictures/track.h"
 
@@ -169,6 +170,16 @@ void draw_way(Canvas& canvas, Way way) {
 }
 
 }  // namespace
+
+void add_position(GroundTrack& track, double seconds, const Vector3& position) {
+    constexpr double kDegree = 180.0 / 3.14159265358979323846;
+    double xyz[3] = {position[0], position[1], position[2]};
+    double blh[3];
+    ecef2blh(xyz, blh, 6378137.0, 0.0033528106647474805);
+    track.seconds.push_back(seconds);
+    track.longitude.push_back(blh[1] * kDegree);
+    track.latitude.push_back(blh[0] * kDegree);
+}
 
 Canvas draw_map(const MapFigure& f) {
     const std::vector<Track> tracks = tracks_of(f);

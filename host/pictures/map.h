@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "inputs/positions.h"
 #include "pictures/canvas.h"
 #include "pictures/figure.h"
 
@@ -15,6 +16,9 @@ struct GroundTrack {
     std::string name;
     std::vector<double> seconds, longitude, latitude;  ///< [degree]
 };
+
+/// Adds an earth-fixed position to a track.
+void add_position(GroundTrack& track, double seconds, const Vector3& position);
 
 struct MapFigure {
     FigureOptions options;

@@ -122,8 +122,8 @@ Canvas draw_satellites(const SatelliteFigure& f) {
             "GDOP: of position and clocks, from the directions of the satellites, each weighed alike.\n";
     }
     if (!f.seconds.empty()) {
-        add_dilution(chart, "Norm of the variances of the point position (column gdop)",
-                     "norm of variances", time, 1, f.seconds, f.dilution);
+        add_dilution(chart, "Norm of the variances of the point position (column gdop)", "norm of variances", time, 1,
+                     f.seconds, f.dilution);
         chart.heading.caption +=
             "Column gdop: root of the summed squares of the three variances of position, for ranges of variance 1; it "
             "is not the usual GDOP.";

@@ -308,10 +308,10 @@ Canvas draw_sky(const SkyFigure& f) {
     Heading heading;
     heading.title = title_or(f.options, "Sky plot");
     heading.subtitle = span_text(span.first, span.last, f.options.day_mjd) + "; from " + f.source;
-    heading.caption = f.antenna ? "Azimuth from the antenna's y axis towards x, elevation above its plane. "
-                                : "Azimuth from north, elevation above the local horizon at the receiver. ";
-    heading.caption +=
-        density ? "Shade: epochs with a satellite in the cell; cells are about alike in size." : "Signs: ends of the passes.";
+    heading.caption = f.antenna ? "Azimuth from the antenna's y axis towards x, elevation above its plane."
+                                : "Azimuth from north, elevation above the local horizon at the receiver.";
+    heading.caption += density ? "\nShade: epochs with a satellite in the cell; cells are about alike in size."
+                               : " Signs: ends of the passes.";
     const Disk disk{{0.5 * kSkyWidth, kTop + 32.0 + kRadius}, rim_of(tracks)};
     const double height = kTop + 2 * kRadius + 60.0 + (density ? 28.0 : 0.0) + caption_height(heading);
     Canvas canvas(kSkyWidth, static_cast<int>(std::lround(height)));

@@ -1,0 +1,21 @@
+/// \file report.h
+/// `leopod report`: a run, or a run and its fit, as one page to look at.
+#ifndef LEOPOD_HOST_REPORT_H
+#define LEOPOD_HOST_REPORT_H
+
+#include <string>
+#include <vector>
+
+namespace host {
+
+struct ReportOptions {
+    std::string epochs, fit, truth, summary, log, out, title;
+    std::vector<std::string> satellites, residuals, commands;
+    std::string charts = "/usr/share/javascript/dygraphs";  ///< directory of the charts' library
+};
+
+int report(const ReportOptions& options);
+
+}  // namespace host
+
+#endif
