@@ -8,7 +8,6 @@
 
 #include "commands/command.h"
 #include "shared/error.h"
-#include "shared/files.h"
 #include "shared/printable.h"
 #include "ulog.h"
 
@@ -23,7 +22,6 @@ void keep_text(ulog_level_t, char* text) { std::snprintf(last_text, sizeof last_
 void tell_why_it_ended() {
     if (returned) return;
     for (char& c : last_text) c = c == '\n' ? ' ' : c;
-    host::OutputFile::remove_unfinished();
     std::fflush(nullptr);
     std::fprintf(stderr, "leopod: ended by the library: %s\n", last_text);
     _exit(2);
@@ -41,6 +39,7 @@ int main(int argc, char** argv) {
     host::Action action;
     host::add_run(line.root(), action);
     host::add_fit(line.root(), action);
+    host::add_orbit(line.root(), action);
     host::add_propagate(line.root(), action);
     host::add_tide(line.root(), action);
     host::add_tle(line.root(), action);
@@ -49,13 +48,11 @@ int main(int argc, char** argv) {
     host::add_report(line.root(), action);
     host::add_simulate(line.root(), action);
     int status = 0;
-    if (!line.parse(argc, argv, status)) return std::fflush(stdout) == 0 && std::ferror(stdout) == 0 ? status : 2;
+    if (!line.parse(argc, argv, status)) return status;
     std::atexit(tell_why_it_ended);
     ulog_subscribe(keep_text, ULOG_WARNING_LEVEL);
     try {
-        status = action();
-        host::close_standard_output();
-        return finish(status);
+        return finish(action());
     } catch (const host::InputError& e) {
         std::fprintf(stderr, "leopod: %s\n", host::printable(e.what()).c_str());
     } catch (const std::bad_alloc&) {

@@ -72,6 +72,7 @@ class CommandLine {
 
 void add_run(Command app, Action& action);
 void add_fit(Command app, Action& action);
+void add_orbit(Command app, Action& action);
 void add_propagate(Command app, Action& action);
 void add_tide(Command app, Action& action);
 void add_tle(Command app, Action& action);

@@ -33,7 +33,7 @@ void load_gravity(const std::string& file) {
     double c = 0;
     bool found = false;
     for (int i = 0; i < 100 && !found && std::getline(in, line); ++i)
-        found = std::sscanf(line.c_str(), "%d %d %lf", &n, &m, &c) == 3;
+        found = std::sscanf(line.c_str(), "%d %d %lf", &n, &m, &c) == 3 && m >= 0 && n >= m;
     if (!found) throw InputError(file + ": is not a gravity coefficient file (degree, order, C, S)");
     const std::string absolute = std::filesystem::absolute(file).string();
     const std::filesystem::path here = std::filesystem::current_path();
@@ -52,18 +52,15 @@ void load_gravity(const std::string& file) {
 
 }  // namespace
 
-void prepare_dynamics(const DynamicsOptions& options, double mjd_first, double mjd_last, Dynamics& dynamics) {
-    if (options.dynamics.empty()) throw InputError("no dynamics configuration file is given (--dynamics)");
-    check_dynamics_config(options.dynamics);
+void load_gravity_field(const std::string& file, Dynamics& dynamics) {
     initialize_global_earth_gravity();
     dynamics.gravity_source = "built-in field of degree 30";
-    if (!options.gravity.empty()) {
-        load_gravity(options.gravity);
-        dynamics.gravity_source = "file " + options.gravity;
-    }
-    load_earth_orientation(options.eop, options.eop_format, dynamics.environment);
-    load_planets(options.jpl, mjd_first, mjd_last, dynamics.environment);
-    tabulate_analytic_planets(mjd_first, mjd_last, dynamics.environment);
+    if (file.empty()) return;
+    load_gravity(file);
+    dynamics.gravity_source = "file " + file;
+}
+
+void read_force_models(const DynamicsOptions& options, Dynamics& dynamics) {
     ORBIT_DYN_CONFIG& config = *dynamics.config;
     readfile_orbitdynamics_config(writable(options.dynamics), &config);
     if (!(config.output_interval > 0.0) || !(config.step_size > 0.0)) {
@@ -72,6 +69,16 @@ void prepare_dynamics(const DynamicsOptions& options, double mjd_first, double m
     if (config.norder_gravity > 30 && options.gravity.empty()) {
         throw InputError(options.dynamics + ": a field above degree 30 needs a coefficient file (--gravity)");
     }
+}
+
+void prepare_dynamics(const DynamicsOptions& options, double mjd_first, double mjd_last, Dynamics& dynamics) {
+    if (options.dynamics.empty()) throw InputError("no dynamics configuration file is given (--dynamics)");
+    check_dynamics_config(options.dynamics);
+    load_gravity_field(options.gravity, dynamics);
+    load_earth_orientation(options.eop, options.eop_format, dynamics.environment);
+    load_planets(options.jpl, mjd_first, mjd_last, dynamics.environment);
+    tabulate_analytic_planets(mjd_first, mjd_last, dynamics.environment);
+    read_force_models(options, dynamics);
 }
 
 TIMESYS time_system(const std::string& name) {

@@ -27,6 +27,11 @@ struct Dynamics {
     std::string gravity_source;
 };
 
+/// The field of gravity alone, of degree 30 with an empty name. Throws InputError.
+void load_gravity_field(const std::string& file, Dynamics& dynamics);
+/// The checked configuration alone. Throws InputError.
+void read_force_models(const DynamicsOptions& options, Dynamics& dynamics);
+
 /// Loads all files for an arc between two dates (MJD) and reads the configuration. Throws InputError.
 void prepare_dynamics(const DynamicsOptions& options, double mjd_first, double mjd_last, Dynamics& dynamics);
 

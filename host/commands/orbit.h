@@ -1,0 +1,40 @@
+/// \file orbit.h
+/// `leopod orbit`: a reduced-dynamic orbit from the code and phase of a whole arc.
+#ifndef LEOPOD_HOST_ORBIT_H
+#define LEOPOD_HOST_ORBIT_H
+
+#include <string>
+#include <vector>
+
+#include "estimation/reduced_dynamic.h"
+#include "stores/dynamics.h"
+#include "stores/loading.h"
+
+namespace host {
+
+struct OrbitOptions {
+    InputOptions inputs;
+    DynamicsOptions dynamics;
+    std::string sp3_antenna;
+    std::vector<double> antenna_offset;
+    std::string antenna_axes = "orbit";
+    std::vector<std::string> empirical;
+    double sigma_code = 0.3, sigma_phase = 0.003;  ///< of one observation on one band [m]
+    double sigma_clock = -1, antenna_sigma = -1;   ///< [m]; negative: not given
+    double elevation_mask = 0;                     ///< [deg]
+    std::string weights = "equal";
+    bool wind_up = true, adapt = true;
+    double from = -1e18, to = 1e18;  ///< seconds of the first day
+    double output_interval = 30;     ///< [s]
+    std::string truth;
+    std::string out, sp3_out, formal_out, satellites_out, edits_out, parameters;
+    std::string log_level = "critical";
+    std::vector<std::string> compare;
+};
+
+/// Estimates, or compares two results, and returns the exit status: 0 for a good orbit, 1 otherwise. Throws InputError.
+int orbit(const OrbitOptions& options);
+
+}  // namespace host
+
+#endif
