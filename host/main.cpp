@@ -8,6 +8,7 @@
 
 #include "commands/command.h"
 #include "shared/error.h"
+#include "shared/files.h"
 #include "shared/printable.h"
 #include "ulog.h"
 
@@ -22,6 +23,7 @@ void keep_text(ulog_level_t, char* text) { std::snprintf(last_text, sizeof last_
 void tell_why_it_ended() {
     if (returned) return;
     for (char& c : last_text) c = c == '\n' ? ' ' : c;
+    host::OutputFile::remove_unfinished();
     std::fflush(nullptr);
     std::fprintf(stderr, "leopod: ended by the library: %s\n", last_text);
     _exit(2);
@@ -48,11 +50,13 @@ int main(int argc, char** argv) {
     host::add_report(line.root(), action);
     host::add_simulate(line.root(), action);
     int status = 0;
-    if (!line.parse(argc, argv, status)) return status;
+    if (!line.parse(argc, argv, status)) return std::fflush(stdout) == 0 && std::ferror(stdout) == 0 ? status : 2;
     std::atexit(tell_why_it_ended);
     ulog_subscribe(keep_text, ULOG_WARNING_LEVEL);
     try {
-        return finish(action());
+        status = action();
+        host::close_standard_output();
+        return finish(status);
     } catch (const host::InputError& e) {
         std::fprintf(stderr, "leopod: %s\n", host::printable(e.what()).c_str());
     } catch (const std::bad_alloc&) {

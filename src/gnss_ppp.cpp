@@ -79,7 +79,6 @@ struct Transmission {
 struct EpochContext {
     EarthRotation& rotation;  // of the tag
     GTime obs_time = {};
-    char time_text[kTimeText] = {};
     double mjd_obs = 0.0;  // of the tag
     double mjd_gpst = 0.0;
     double sow = 0.0;              // GPST second of the week
@@ -104,6 +103,7 @@ struct Pass {
     double OMC[kMaxObs];
     int index_sat_epoch[kMaxObs];
     int index_obs_epoch[kMaxObs];
+    int idx_clock[kMaxObs];
     double BTWB[kUnknowns * kUnknowns];
     double BTB[kUnknowns * kUnknowns];  // settled: the unweighted twin of BTWB, read by nobody
     double BTWL[kUnknowns];
@@ -177,8 +177,9 @@ void add_row(Pass& pass, int isat, int iobs, const double* e_los, int idx_rcv_cl
 
     [[maybe_unused]] const double elevation_weight = 0.09 / (sigma_ele * sigma_ele);
     constexpr double wk = 1.0;  // settled: the elevation weight is overruled, all ranges count alike
-    for (int r = 0; r < kUnknowns; ++r) {
-        for (int c = 0; c < kUnknowns; ++c) {
+    pass.idx_clock[pass.nobs] = idx_rcv_clock;
+    for (const int r : {0, 1, 2, idx_rcv_clock}) {  // the zeros of the row add nothing
+        for (const int c : {0, 1, 2, idx_rcv_clock}) {
             pass.BTWB[r * kUnknowns + c] += row[r] * wk * row[c];
             pass.BTB[r * kUnknowns + c] += row[r] * row[c];
         }
@@ -202,8 +203,8 @@ struct Sight {
 
 void reject(OBSDATA_SAT& sat, int flag, const char* why, const EpochContext& ctx, const Sight& sight) {
     sat.flag_sat = flag;
-    report(ULOG_WARNING_LEVEL, "%s, obs_time=%s, satinex=%d, propagtation_time=%lf", why, ctx.time_text, sight.satindex,
-           sight.propagation_time);
+    report(ULOG_WARNING_LEVEL, "%s, obs_time=%s, satinex=%d, propagtation_time=%lf", why, TimeText(ctx.obs_time).text,
+           sight.satindex, sight.propagation_time);
 }
 
 /// Index and place of the system. False for what takes no part, marked so.
@@ -364,9 +365,10 @@ void assess(OBSDATA_EPOCH* obs_epoch, Pass& pass, const double* inv_BTWB, int np
     const double huberPower = gnssconfig.huber_param_spp[1];
     for (int n = 0; n < pass.nobs && sigma0 > 0.0; ++n) {  // a perfect fit has no outlier
         const double* h = pass.H + n * kUnknowns;
+        const int clock = pass.idx_clock[n];
         double hQh = 0.0;
-        for (int r = 0; r < kUnknowns; ++r) {
-            for (int c = 0; c < kUnknowns; ++c) hQh += h[r] * inv_BTWB[r * kUnknowns + c] * h[c];
+        for (const int r : {0, 1, 2, clock}) {
+            for (const int c : {0, 1, 2, clock}) hQh += h[r] * inv_BTWB[r * kUnknowns + c] * h[c];
         }
         const double Rk = 1.0 - wi[n] * hQh;
         const double ratio = std::fabs(pass.OMC[n]) * wi[n] / sigma0 / Rk;
@@ -401,7 +403,6 @@ STATUS_SOL leopod::point_position(ModelEpoch& epoch, OBSDATA_EPOCH* obs_epoch, A
     ctx.obs_time = obs_epoch->epoch_time;
     ctx.antenna_rcv = antenna_rcv;
     solt->time_epoch = ctx.obs_time;
-    gtime2str(ctx.obs_time, ctx.time_text);
     if (obs_epoch->flag_epoch != OBS_OK) {
         std::snprintf(solt->msg, sizeof solt->msg, "obs_epoch flag_epoch is not OBS_OK!");
         report(ULOG_WARNING_LEVEL, "%s", solt->msg);
@@ -435,8 +436,8 @@ STATUS_SOL leopod::point_position(ModelEpoch& epoch, OBSDATA_EPOCH* obs_epoch, A
         solt->nsat = pass.nsat;
         if (pass.nsat <= 3) {
             std::snprintf(solt->msg, sizeof solt->msg,
-                          "epoch %s lack of valid satellite, ns = %d, nobs = %d, obs_epoch->sat_num=%d", ctx.time_text,
-                          pass.nsat, pass.nobs, obs_epoch->sat_num);
+                          "epoch %s lack of valid satellite, ns = %d, nobs = %d, obs_epoch->sat_num=%d",
+                          TimeText(ctx.obs_time).text, pass.nsat, pass.nobs, obs_epoch->sat_num);
             report(ULOG_WARNING_LEVEL, "%s", solt->msg);
             return finish(solt, SOL_SPP_LACK_SAT);
         }

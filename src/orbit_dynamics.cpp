@@ -1197,7 +1197,7 @@ void get_state_interpolated(ORBIT_DYN_CONFIG* myconfig, STATE_SPACECRAFT* mystat
 namespace {
 
 struct FitSize {
-    int nstate, np, NP, num_output, nepochs;
+    int nstate = 0, np = 0, NP = 0, num_output = 0, nepochs = 0;
 };
 
 /// Sizes of a fit from its configuration. False, with a message, where they don't go together.
@@ -1354,7 +1354,7 @@ bool orbit_fit(ORBIT_DYN_CONFIG* ptr_orb_config, STATE_SPACECRAFT* state_spacecr
     g_satellite_state = state;
 
     const double span = gtimeSubSec(epoch_end, state->utc_start);
-    FitSize size{};
+    FitSize size;
     if (!fit_size(config, span, nepochs, size)) return false;
     Memory memory("orbit_fit");
     FitWork w(size, memory);

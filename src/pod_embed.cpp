@@ -157,11 +157,6 @@ bool update_gnss_ephemeris_pre(EPHREC_GLO*) { return true; }
 
 namespace {
 
-struct TimeText {
-    char text[kTimeText];
-    explicit TimeText(GTime time) { gtime2str(time, text); }
-};
-
 /// True if a tag lies within a hundredth of the interval of one of its multiples.
 bool aligned_to_interval(double sod, double interval) {
     if (!(std::fabs(interval) > 1e-6)) return true;
@@ -270,6 +265,7 @@ void append_text(char (&text)[size], std::size_t& used, const char* format, Args
 }
 
 void report_residuals(int iteration, int nobs, const double* V) {
+    if (!heard(ULOG_DEBUG_LEVEL)) return;
     char text[2048];
     std::size_t used = 0;
     append_text(text, used, "residual[iter=%d]:\n", iteration);
@@ -303,7 +299,7 @@ void run_single_pod_embed(OBSDATA_EPOCH* obs_data, RUNTIME_POD_EMBED* runtime_po
     const GTime ct_gps = obs_now->epoch_time;
     // settled: the day number of the tag is read by nobody
     [[maybe_unused]] const double mjd_tag = static_cast<double>(ct_gps.time.mjd) + ct_gps.time.sod / kDay;
-    const TimeText tag(ct_gps);
+    const TimeText tag(ct_gps, heard(ULOG_INFO_LEVEL));
     report(ULOG_INFO_LEVEL, "run_single_pod() at epoch: %s", tag.text);
     // settled: the alignment gates no stage, every epoch runs the full pipeline
     [[maybe_unused]] const bool solve_orbit = aligned_to_interval(ct_gps.time.sod, runtime_pod->sln_orbit_interval);

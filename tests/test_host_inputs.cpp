@@ -1,6 +1,7 @@
-// What the program reads and writes, whatever the command: times.
+// What the program reads and writes, whatever the command: times, outputs.
 #include <cmath>
 #include <ctime>
+#include <set>
 
 #include "host_support.h"
 
@@ -120,6 +121,88 @@ TEST_F(HostInputs, DatesThatNoCalendarHasAreRefused) {
         {"2016-12-31T23:59:60 --time-scale utc", "2017-01-01T00:00:18.000"}};
     for (const auto& [given, shown] : same)
         EXPECT_TRUE(holds(leopod_ok("tide " + site + given).text, std::string("leopod tide: ") + shown)) << given;
+}
+
+const std::string kTide = "tide --blh 10 100 0 --epoch 2021-01-18T00:00:00 ";
+
+/// Names of the files in a folder, hidden ones too.
+std::set<std::string> listing(const std::filesystem::path& folder) {
+    std::set<std::string> names;
+    for (const auto& entry : std::filesystem::directory_iterator(folder))
+        names.insert(entry.path().filename().string());
+    return names;
+}
+
+TEST_F(HostInputs, OutputsInTheWrongPlaceAreRefusedBeforeTheWork) {
+    shell("mkdir -p w; cd w; ln -sf ../blq blq_link; ln -sf nowhere a; ln -sf nowhere b; mkdir -p folder; : > plain");
+    const std::string w = (temp_dir() / "w/").string();
+    const std::string blq =
+        write_temp("blq", read_file(std::string(LEOPOD_SOURCE_DIR) + "/tests/data/ocean_loading.blq"));
+    std::error_code there;
+    std::filesystem::create_hard_link(blq, w + "blq_hard", there);
+    const std::string in = kTide + "--site ONSALA --blq " + blq + " --out ";
+    const std::string fit = "fit --positions x --dynamics x --out ";
+    const std::pair<std::string, const char*> cases[] = {
+        {in + blq, "this is the file of --blq"},
+        {in + w + "../blq", "this is the file of --blq"},
+        {in + w + "blq_link", "this is the file of --blq"},
+        {in + w + "blq_hard", "this is the file of --blq"},
+        {in + "- >> " + blq, "this is the file of --blq"},
+        {kTide + "--blq " + blq + " >> " + blq, "standard output is written into this file"},
+        {fit + w + "new --residuals " + w + "folder/../new", "this is the file of --out"},
+        {fit + w + "a --residuals " + w + "b", "this is the file of --out"},
+        {fit + "- --residuals /dev/stdout", "standard output is that of --out already"},
+        {"fit --positions - --dynamics /dev/stdin", "standard input is read for --positions already"},
+        {kTide + "--out " + w + "folder", "Is a directory"},
+        {kTide + "--out " + w + "plain/x", "Not a directory"},
+        {kTide + "--out /proc/x.csv", "cannot be written: "},
+        {kTide + "--out /dev/full", "/dev/full: could not be written to its end: No space left on device"},
+        {kTide + "> /dev/full", "standard output: could not be written to its end: No space left on device"},
+        {"crd " + w + "C0.csv --out " + w, "this is the file of files"},
+    };
+    shell(": > w/C0.csv");
+    const std::string before = read_file(blq);
+    const std::set<std::string> files = listing(w);
+    for (const auto& [arguments, text] : cases) {
+        const Outcome o = capture("{ " + kProgram + " " + arguments + "; }");
+        const std::string said = holds(arguments, ">> ") ? read_file(blq) + o.text : o.text;
+        EXPECT_EQ(o.status, 2) << arguments << "\n" << said;
+        EXPECT_TRUE(holds(said, text)) << arguments << "\n" << said;
+        EXPECT_EQ(read_file(blq), before) << arguments;
+    }
+    EXPECT_EQ(listing(w), files);
+}
+
+TEST_F(HostInputs, OutputsTakeTheirPlaceWhenTheyAreComplete) {
+    const std::string series = kTide + "--duration 86400 --interval 60 --out ";
+    const auto run = [](const std::string& commands) { return shell("rm -rf o; mkdir o; cd o\n" + commands); };
+    const auto folder = [] { return listing(temp_dir() / "o"); };
+    // A disk that is full: the old file stays, nothing else does.
+    const Outcome full =
+        run("echo old > a.csv; ulimit -f 2; " + kProgram + " " + series + "a.csv || echo status $?; cat a.csv");
+    EXPECT_TRUE(holds(full.text, "a.csv: could not be written to its end: File too large") &&
+                holds(full.text, "status 2\nold\n"))
+        << full.text;
+    EXPECT_EQ(folder(), std::set<std::string>{"a.csv"});
+    // The end by a signal.
+    const Outcome killed = run("timeout -s TERM 1 " + kProgram + " " + kTide +
+                               "--duration 3e7 --interval 31 --out b.csv > /dev/null || echo $?");
+    EXPECT_TRUE(holds(killed.text, "124")) << killed.text;
+    EXPECT_EQ(folder(), std::set<std::string>{});
+    // Folders are made; a link stays one, and a file keeps its permissions.
+    EXPECT_EQ(run(kProgram + " " + series + "new/deep/c.csv; echo > d; chmod 640 d; ln -s d e; " + kProgram + " " +
+                  series + "e; cmp d new/deep/c.csv; test -L e; test $(stat -c %a d) = 640")
+                  .status,
+              0);
+    // Standard output has the data alone, wherever it leads; the summary goes to standard error.
+    EXPECT_EQ(run(kProgram + " " + series + "x.csv > summary; " + kProgram + " " + series + "- 2> err | cmp - x.csv; " +
+                  kProgram + " " + series + "/dev/stdout > y.csv 2> err; cmp y.csv x.csv; " + kProgram + " " + series +
+                  "/dev/fd/3 3> z.csv > summary; cmp z.csv x.csv; mkfifo p; cmp p x.csv & " + kProgram + " " + series +
+                  "p > summary; wait $!; sed 's/- *$/x/; s/written: .*//' err > e1; sed 's/written: .*//' summary > "
+                  "e2; cmp e1 e2")
+                  .status,
+              0);
+    EXPECT_EQ(folder().count(".leopod"), 0U);
 }
 
 }  // namespace

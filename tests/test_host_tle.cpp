@@ -15,17 +15,18 @@ class HostTle : public HostTest {};
 
 TEST_F(HostTle, InputsThatCannotBeUsed) {
     const std::string text = write_temp("text.txt", "no elements of any kind\n"), all = kSets + " --all ";
-    expect_refusals("tle --tle", {{"%absent", "%absent: cannot open"},
-                                  {text, "text.txt: holds no element set"},
-                                  {kSets, "13 objects were read"},
-                                  {kSets + " --satno 95 4711", "--satno 4711"},
-                                  {kSets + " --name POLAR MISSING", "--name MISSING"},
-                                  {all + "--names %absent", "%absent"},
-                                  {all + "--eop-format c05 --eop " + text, "c05"},
-                                  {all + "--start 2021-13-01T00:00:00", "--start 2021"},
-                                  {all + "--duration -1", "--duration"},
-                                  {all + "--step 0.001 --duration 1e8", "--step"},
-                                  {all + "--out /nowhere/x.csv", "/nowhere/x.csv: cannot be written"}});
+    expect_refusals("tle --tle",
+                    {{"%absent", "%absent: cannot open"},
+                     {text, "text.txt: holds no element set"},
+                     {kSets, "13 objects were read"},
+                     {kSets + " --satno 95 4711", "--satno 4711"},
+                     {kSets + " --name POLAR MISSING", "--name MISSING"},
+                     {all + "--names %absent", "%absent"},
+                     {all + "--eop-format c05 --eop " + text, "c05"},
+                     {all + "--start 2021-13-01T00:00:00", "--start 2021"},
+                     {all + "--duration -1", "--duration"},
+                     {all + "--step 0.001 --duration 1e8", "--step"},
+                     {all + "--out /dev/null/x.csv", "/dev/null/x.csv: cannot be written: Not a directory"}});
 }
 
 TEST_F(HostTle, AllObjectsFromTheirEpochs) {

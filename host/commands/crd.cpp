@@ -120,6 +120,11 @@ class CrdReader {
     void print() const;
     void write_tables();
     long data_records() const { return data_records_; }
+    static std::vector<std::string> kinds() {
+        std::vector<std::string> all{"sessions"};
+        for (const auto& [kind, taker] : takers()) all.push_back(kind);
+        return all;
+    }
     static bool is_kind(const std::string& id) { return takers().count(id) != 0; }
 
   private:
@@ -388,6 +393,17 @@ void CrdReader::write_tables() {
     tables_.close();
 }
 
+/// The tables of all kinds are its outputs, as far as they are asked for.
+void check_files(const CrdOptions& o) {
+    FilePlan plan;
+    plan.in("files", o.files);
+    for (const std::string& kind : o.out.empty() ? std::vector<std::string>{} : CrdReader::kinds()) {
+        if (o.records.empty() || std::find(o.records.begin(), o.records.end(), kind) != o.records.end())
+            plan.out("--out", (std::filesystem::path(o.out) / (kind + ".csv")).string());
+    }
+    plan.check();
+}
+
 }  // namespace
 
 int crd(const CrdOptions& given_options) {
@@ -402,6 +418,7 @@ int crd(const CrdOptions& given_options) {
     if (!options.records.empty() && options.out.empty())
         throw InputError("--records: a directory is expected as well (--out)");
     if (!options.records.empty()) options.records.emplace_back("sessions");
+    check_files(options);
     for (const std::string& file : options.files) open_crd(file);  // nothing is written where one of them can't be used
     CrdReader reader(options);
     {

@@ -183,8 +183,7 @@ class Table {
     std::FILE* out_;
 };
 
-void print_objects(std::FILE* to, const std::vector<const tled_t*>& chosen, const std::optional<GTime>& start,
-                   double span) {
+void print_objects(const std::vector<const tled_t*>& chosen, const std::optional<GTime>& start, double span) {
     long deep = 0;
     long low = 0;
     long old = 0;
@@ -199,38 +198,36 @@ void print_objects(std::FILE* to, const std::vector<const tled_t*>& chosen, cons
         low += is_low;
         old += std::max(std::fabs(age), std::fabs(last_age)) > kOld_day;
         if (++shown > kListed) continue;
-        std::fprintf(to, "  %5s %-24s epoch %s, age %.2f to %.2f days\n", number_of(*d).c_str(), d->name,
-                     time_text(d->epoch_mjd_utc).c_str(), age, last_age);
-        std::fprintf(to, "        period %.2f min, perigee %.1f, apogee %.1f km, inclination %.2f degrees%s%s\n",
-                     shape.period_min, shape.perigee_km, shape.apogee_km, d->inc, is_deep ? "; DEEP SPACE" : "",
-                     is_low ? "; LOW PERIGEE" : "");
+        std::printf("  %5s %-24s epoch %s, age %.2f to %.2f days\n", number_of(*d).c_str(), d->name,
+                    time_text(d->epoch_mjd_utc).c_str(), age, last_age);
+        std::printf("        period %.2f min, perigee %.1f, apogee %.1f km, inclination %.2f degrees%s%s\n",
+                    shape.period_min, shape.perigee_km, shape.apogee_km, d->inc, is_deep ? "; DEEP SPACE" : "",
+                    is_low ? "; LOW PERIGEE" : "");
     }
-    if (shown > kListed) std::fprintf(to, "  and %zu more\n", shown - kListed);
+    if (shown > kListed) std::printf("  and %zu more\n", shown - kListed);
     if (deep != 0) {
-        std::fprintf(
-            to,
+        std::printf(
             "warning: %ld with a period above %g min: the model has no deep-space terms, which leaves errors of "
             "tens of kilometres and more\n",
             deep, kDeepSpace_min);
     }
     if (low != 0) {
-        std::fprintf(to, "warning: %ld with a perigee below %g km: the model cuts drag to its linear terms there\n",
-                     low, kLowPerigee_km);
+        std::printf("warning: %ld with a perigee below %g km: the model cuts drag to its linear terms there\n", low,
+                    kLowPerigee_km);
     }
-    if (old != 0) std::fprintf(to, "warning: %ld asked for more than %g days from the epoch\n", old, kOld_day);
+    if (old != 0) std::printf("warning: %ld asked for more than %g days from the epoch\n", old, kOld_day);
 }
 
 }  // namespace
 
 int propagate_elements(const ElementsOptions& o) {
+    FilePlan().in("--tle", o.tle).in("--names", o.names).in("--eop", o.eop).out("--out", o.out).check();
     Console console(o.log_level);
     if (!(o.step >= 1e-3)) throw InputError("--step: at least 0.001 seconds is expected");
     if (!(o.duration >= 0.0 && o.duration <= kMaxDuration))
         throw InputError("--duration: between 0 and 3653 days in seconds is expected");
     std::optional<GTime> start;
     if (!o.start.empty()) start = parse_date("--start", o.start, tsUTC, 1957, 2056);
-    const bool to_stdout = o.out == "-";
-    std::FILE* const summary = to_stdout ? stderr : stdout;  // a piped result holds nothing but the result
 
     Environment environment;
     Sets sets;
@@ -259,8 +256,8 @@ int propagate_elements(const ElementsOptions& o) {
         throw InputError("--step: more than a hundred million states are asked for");
 
     std::optional<OutputFile> file;
-    if (!o.out.empty() && !to_stdout) file.emplace(o.out);
-    Table table(to_stdout ? stdout : file ? static_cast<std::FILE*>(*file) : nullptr);
+    if (!o.out.empty()) file.emplace(o.out);
+    Table table(file ? static_cast<std::FILE*>(*file) : nullptr);
     std::vector<EOPREC> orientation;
     auto progress = std::make_unique<Progress>("propagating element sets",
                                                static_cast<double>(epochs) * static_cast<double>(chosen.size()));
@@ -280,30 +277,27 @@ int propagate_elements(const ElementsOptions& o) {
     }
     progress.reset();
     if (file) file->close();
-    if (to_stdout && (std::fflush(stdout) != 0 || std::ferror(stdout) != 0))
-        throw InputError("standard output: could not be written to its end");
 
     long unusable = 0;
     for (int i = 0; i < sets.n; ++i) unusable += !is_orbit(sets.data[i]);
     const double span = static_cast<double>(epochs - 1) * o.step;
-    std::fprintf(summary, "leopod tle: %d element sets, %zu objects chosen\n", sets.n, chosen.size());
-    std::fprintf(summary, "frames: TEME and earth-fixed, metres; time scale: UTC\nfiles:\n");
+    std::printf("leopod tle: %d element sets, %zu objects chosen\n", sets.n, chosen.size());
+    std::printf("frames: TEME and earth-fixed, metres; time scale: UTC\nfiles:\n");
     for (const FileReport& f : environment.files)
-        std::fprintf(summary, "  %-18s %s: %s\n", f.kind.c_str(), f.name.c_str(), f.content.c_str());
-    if (wrong != 0)
-        std::fprintf(summary, "warning: %ld element lines with a wrong checksum, their sets are left out\n", wrong);
-    if (unusable != 0) std::fprintf(summary, "warning: %ld sets that stand for no orbit are set aside\n", unusable);
-    std::fprintf(summary, "earth orientation: %s\n", environment.eop_source.c_str());
-    std::fprintf(summary, "span: %s, %.10g s in steps of %.10g s, %ld epochs\n",
-                 start ? ("from " + time_text(*start)).c_str() : "from the epoch of each set", span, o.step, epochs);
-    print_objects(summary, chosen, start, span);
-    std::fprintf(summary, "states: %ld of %ld\n", table.states, table.rows);
+        std::printf("  %-18s %s: %s\n", f.kind.c_str(), f.name.c_str(), f.content.c_str());
+    if (wrong != 0) std::printf("warning: %ld element lines with a wrong checksum, their sets are left out\n", wrong);
+    if (unusable != 0) std::printf("warning: %ld sets that stand for no orbit are set aside\n", unusable);
+    std::printf("earth orientation: %s\n", environment.eop_source.c_str());
+    std::printf("span: %s, %.10g s in steps of %.10g s, %ld epochs\n",
+                start ? ("from " + time_text(*start)).c_str() : "from the epoch of each set", span, o.step, epochs);
+    print_objects(chosen, start, span);
+    std::printf("states: %ld of %ld\n", table.states, table.rows);
     if (table.inside != 0)
-        std::fprintf(summary, "warning: %ld states lie inside the earth: the orbit has decayed\n", table.inside);
+        std::printf("warning: %ld states lie inside the earth: the orbit has decayed\n", table.inside);
     if (!o.eop.empty() && table.without_orientation != 0)
-        std::fprintf(summary, "warning: %ld epochs outside the earth orientation have UT1 = UTC and no polar motion\n",
-                     table.without_orientation);
-    if (file) std::fprintf(summary, "states written: %s\n", o.out.c_str());
+        std::printf("warning: %ld epochs outside the earth orientation have UT1 = UTC and no polar motion\n",
+                    table.without_orientation);
+    if (file) std::printf("states written: %s\n", o.out.c_str());
     return table.states > 0 ? 0 : 1;
 }
 

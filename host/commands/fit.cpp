@@ -192,9 +192,18 @@ void compare(const FitOptions& o, const std::vector<TrajectoryPoint>& orbit,
     }
 }
 
+void check_files(const FitOptions& o) {
+    FilePlan plan;
+    plan.in("--positions", o.positions).in("--truth", o.truth);
+    plan_dynamics(o.dynamics, plan);
+    plan.out("--out", o.out).out("--sp3-out", o.sp3_out).out("--residuals", o.residuals);
+    plan.out("--parameters", o.parameters).out("--history", o.history).out("--plot", o.plot).check();
+}
+
 }  // namespace
 
 int fit(const FitOptions& o) {
+    check_files(o);
     if (!o.plot.empty()) check_picture_name("--plot", o.plot);
     Console console(o.dynamics.log_level);
     const bool inertial = is_inertial(o.frame);

@@ -2,6 +2,10 @@
 
 namespace host {
 
+void plan_dynamics(const DynamicsOptions& o, FilePlan& plan) {
+    plan.in("--dynamics", o.dynamics).in("--gravity", o.gravity).in("--eop", o.eop).in("--jpl", o.jpl);
+}
+
 void add_dynamics(Command command, DynamicsOptions& o) {
     command.add_option("--dynamics", o.dynamics, "configuration file of the force models").required();
     command.add_option("--gravity", o.gravity,

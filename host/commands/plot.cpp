@@ -19,6 +19,7 @@
 #include "pictures/sky.h"
 #include "shared/console.h"
 #include "shared/error.h"
+#include "shared/files.h"
 #include "shared/times.h"
 
 namespace host {
@@ -193,6 +194,9 @@ void add_plot(Command app, Action& action) {
         command.callback([o, draw, &action] {
             action = [o, draw] {
                 check_picture_name("--out", o->out);
+                FilePlan plan;
+                for (const std::string& text : o->in) plan.in("--in", parse_source(text).file);
+                plan.in("--truth", o->truth).out("--out", o->out).check();
                 {
                     const Progress progress("drawing " + o->out);
                     draw(*o).save(o->out);

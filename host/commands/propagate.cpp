@@ -65,9 +65,16 @@ long write_rows(const PropagateOptions& o, Dynamics& dynamics, const std::vector
     return rows - 1;
 }
 
+void check_files(const PropagateOptions& o) {
+    FilePlan plan;
+    plan_dynamics(o.dynamics, plan);
+    plan.in("--truth", o.truth).out("--out", o.out).out("--sp3-out", o.sp3_out).out("--rows-out", o.rows_out).check();
+}
+
 }  // namespace
 
 int propagate(const PropagateOptions& o) {
+    check_files(o);
     Console console(o.dynamics.log_level);
     if (o.state.size() != 6) throw InputError("--state: six numbers are expected, position in m and velocity in m/s");
     if (!(o.duration > 0.0) || o.duration > 400.0 * 86400.0)

@@ -459,6 +459,9 @@ ReportPage page_of(const ReportOptions& o, Content& content) {
 int report(const ReportOptions& o) {
     if (o.epochs.empty() && o.satellites.empty() && o.fit.empty() && o.residuals.empty())
         throw InputError("report: one of --in, --satellites, --fit, --residuals is needed");
+    FilePlan plan;
+    plan.in("--in", o.epochs).in("--satellites", o.satellites).in("--fit", o.fit).in("--residuals", o.residuals);
+    plan.in("--truth", o.truth).in("--summary", o.summary).in("--log", o.log).out("--out", o.out).check();
     const ChartsLibrary library = charts_library(o.charts);
     std::string text;
     {

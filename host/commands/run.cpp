@@ -172,9 +172,19 @@ void write_orbit(const std::string& file, const std::vector<Epoch>& epochs) {
     std::printf("orbit written: %s\n", file.c_str());
 }
 
+void check_files(const RunOptions& o) {
+    FilePlan plan;
+    const InputOptions& in = o.inputs;
+    plan.in("--obs", in.obs).in("--nav", in.nav).in("--sp3", in.sp3).in("--clk", in.clk).in("--atx", in.atx);
+    plan.in("--att", in.att).in("--eop", in.eop).in("--jpl", in.jpl).in("--config", in.config).in("--truth", o.truth);
+    plan.out("--out", o.out).out("--satellites-out", o.satellites_out).out("--sp3-out", o.sp3_out);
+    plan.out("--plot", o.plot).check();
+}
+
 }  // namespace
 
 int run(const RunOptions& options) {
+    check_files(options);
     if (!options.plot.empty()) check_picture_name("--plot", options.plot);
     Console console(options.log_level);
     Environment environment;

@@ -463,8 +463,9 @@ std::size_t write_attitude(const SimulateOptions& o, const ReceiverOrbit& orbit,
         before = q;
         records.get()[n] = {gpst, {q[0], {q[1], q[2], q[3]}}, true};
     }
-    if (!write_att_quaternion_velmra(writable(o.att_out), records.get(), static_cast<int>(times.size())))
-        throw InputError(o.att_out + ": cannot be written");
+    write_by_name(o.att_out, [&](const std::string& file) {
+        return write_att_quaternion_velmra(writable(file), records.get(), static_cast<int>(times.size()));
+    });
     return times.size();
 }
 
@@ -563,9 +564,17 @@ void print_summary(const SimulateOptions& o, const Environment& environment, con
     std::printf("attitude: platform's z axis %s, yaw %g degrees\n", o.platform_z.c_str(), o.yaw);
 }
 
+void check_files(const SimulateOptions& o) {
+    FilePlan plan;
+    plan.in("--orbit", o.orbit).in("--nav", o.nav).in("--sp3", o.sp3).in("--clk", o.clk).in("--config", o.config);
+    plan.out("--obs-out", o.obs_out).out("--att-out", o.att_out).out("--truth-out", o.truth_out);
+    plan.out("--events-out", o.events_out).check();
+}
+
 }  // namespace
 
 int simulate(const SimulateOptions& o) {
+    check_files(o);
     Console console(o.log_level);
     check_options(o);
     const std::vector<TimedPosition> rows = is_sp3(o.orbit)

@@ -163,6 +163,7 @@ void print_extremes(const std::vector<TidePoint>& points, bool with_ocean) {
 }  // namespace
 
 int tide(const TideOptions& o) {
+    FilePlan().in("--blq", o.blq).in("--eop", o.eop).in("--jpl", o.jpl).out("--out", o.out).check();
     const Console console(o.log_level);
     const Site site = site_of(o);
     if (!(o.duration >= 0.0) || o.duration > 400.0 * 86400.0)

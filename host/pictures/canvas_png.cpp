@@ -90,17 +90,15 @@ void Canvas::save_png(const std::string& file) const {
         throw InputError(file + ": PNG pictures are drawn by gnuplot, which is not installed (Debian: gnuplot-nox); " +
                          "a name that ends in .svg needs no other program");
     }
-    const std::string beside = file + ".part";
-    OutputFile(beside).close();  // says so where it cannot be written
-    const auto previous = std::signal(SIGPIPE, SIG_IGN);
-    FILE* pipe = popen("gnuplot >/dev/null 2>&1", "w");
-    if (pipe != nullptr) write_gnuplot(pipe, beside);
-    const bool drawn = pipe != nullptr && pclose(pipe) == 0 && is_whole_png(beside);
-    std::signal(SIGPIPE, previous);
-    if (!drawn || std::rename(beside.c_str(), file.c_str()) != 0) {
-        std::remove(beside.c_str());
-        throw InputError(file + ": gnuplot could not draw this picture, or it could not be written to its end");
-    }
+    write_by_name(file, [this](const std::string& place) {
+        const auto previous = std::signal(SIGPIPE, SIG_IGN);
+        FILE* pipe = popen("gnuplot >/dev/null 2>&1", "w");
+        if (pipe != nullptr) write_gnuplot(pipe, place);
+        const bool drawn = pipe != nullptr && pclose(pipe) == 0 && is_whole_png(place);
+        std::signal(SIGPIPE, previous);
+        if (!drawn) throw InputError("gnuplot could not draw this picture");
+        return true;
+    });
 }
 
 }  // namespace host

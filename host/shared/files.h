@@ -1,11 +1,15 @@
 /// \file files.h
-/// Text files that a host command reads and writes.
+/// Files that a command writes, and the check of all its files before the work.
 #ifndef LEOPOD_HOST_FILES_H
 #define LEOPOD_HOST_FILES_H
 
+#include <sys/types.h>
+
 #include <cstdio>
 #include <fstream>
+#include <functional>
 #include <string>
+#include <vector>
 
 namespace host {
 
@@ -15,7 +19,12 @@ std::ifstream open_input(const std::string& name, const std::string& kind);
 /// A field of a CSV, in quotes where it needs them.
 std::string csv_text(const std::string& text);
 
-/// A text file opened for writing; stands for its stream. Throws InputError with the file's name where it cannot be written.
+/// True for a name that stands for standard output: "-", /dev/stdout and the like.
+bool is_standard_output(const std::string& name);
+
+/// A file being written; stands for its stream. It is written beside its place, under another name, and takes its place when it is
+/// complete: a failure leaves the old file, and nothing else. Missing folders are made. Standard output ("-"), devices and pipes are
+/// written directly. Throws InputError with the file's name and the reason where it cannot be written.
 class OutputFile {
   public:
     explicit OutputFile(const std::string& name);
@@ -26,10 +35,51 @@ class OutputFile {
     /// Ends the writing; throws where the text did not reach the file.
     void close();
 
+    /// Removes what is unfinished: for the ends of the process that call no destructor. Safe in a signal handler.
+    static void remove_unfinished();
+
   private:
-    std::string name_;
-    std::FILE* stream_;
+    void open_beside();
+    [[noreturn]] void fail(const std::string& what, int reason) const;
+
+    std::string name_;        ///< as the user wrote it
+    std::string place_;       ///< where the complete file goes; empty: written directly
+    std::string unfinished_;  ///< its name until then
+    std::FILE* stream_ = nullptr;
+    struct Sink {
+        int descriptor = -1;
+        int error = 0;  ///< of the first write that failed
+    } sink_;
+    static ssize_t write(void* sink, const char* data, std::size_t size);
+
+    OutputFile* next_ = nullptr;  ///< all that are unfinished
+    static OutputFile* first_;
 };
+
+/// Writes an output by a function that takes the name of a file, such as one of the library or another program: false where it failed.
+void write_by_name(const std::string& name, const std::function<bool(const std::string& file)>& write);
+
+/// The files of a command, by its options. `check` is called before the work.
+class FilePlan {
+  public:
+    FilePlan& in(const std::string& option, const std::string& name);
+    FilePlan& in(const std::string& option, const std::vector<std::string>& names);
+    FilePlan& out(const std::string& option, const std::string& name);
+
+    /// Refuses, with InputError, an output that is one of the inputs, whatever its names, two outputs in one place, standard input twice,
+    /// and outputs that cannot be written. With an output on standard output all that is printed goes to standard error from now on.
+    void check() const;
+
+  private:
+    struct File {
+        std::string option, name;
+    };
+    void check_output(std::size_t index) const;
+    std::vector<File> in_, out_;  ///< without those whose name is empty
+};
+
+/// Ends the writing of standard output; throws InputError where what was printed did not reach it.
+void close_standard_output();
 
 }  // namespace host
 

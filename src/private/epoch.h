@@ -4,9 +4,18 @@
 #define LEOPOD_PRIVATE_EPOCH_H
 
 #include "gnss_ppp.h"
+#include "private/constants.h"
 #include "private/earth_rotation.h"
 
 namespace leopod {
+
+/// Text of a time, for a message; empty where it isn't wanted.
+struct TimeText {
+    char text[kTimeText] = {};
+    explicit TimeText(GTime time, bool wanted = true) {
+        if (wanted) gtime2str(time, text);
+    }
+};
 
 /// Travel time of a signal between two positions, without the turn of the earth [s].
 double signal_time(const double* satpos, const double* station_pos);
