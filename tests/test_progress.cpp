@@ -3,7 +3,7 @@
 #include <sys/wait.h>
 
 #include "host_support.h"
-#include "shared/console.cpp"
+#include "shared/console.h"
 
 namespace {
 

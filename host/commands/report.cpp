@@ -202,8 +202,8 @@ std::string metres_text(double value) {
 
 ReportTable errors_table(const Content& content) {
     ReportTable table{"Rms of the " + content.errors_title + " [m], " + content.errors.reference, {"", "epochs"}, {}};
-    for (int k = 0; k < 3; ++k) table.head.push_back(error_axes(content.errors.at_rest)[k].name);
-    table.head.push_back("3D");
+    for (int k = 0; k < 3; ++k) table.head.emplace_back(error_axes(content.errors.at_rest)[k].name);
+    table.head.emplace_back("3D");
     for (const SolutionErrors& s : content.errors.solutions) {
         double all = 0;
         std::vector<std::string> row = {s.name, std::to_string(s.seconds.size())};

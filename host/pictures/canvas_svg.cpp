@@ -131,15 +131,19 @@ std::string marks_of(const std::vector<Pixel>& points, double radius, const Mark
         x = nx;
         y = ny;
     }
-    if (outline.filled) return "<path fill=\"" + mark.colour + "\" d=\"" + d + "\"/>\n";
-    const std::string ends = mark.sign == Sign::circle   ? " stroke-linecap=\"round\""
-                             : mark.sign == Sign::square ? " stroke-linecap=\"square\""
-                                                         : " fill=\"none\"";
+    if (outline.filled)
+        return R"(<path fill=")" + mark.colour + R"(" d=")" + d +
+               R"("/>)"
+               "\n";
+    const std::string ends = mark.sign == Sign::circle   ? R"( stroke-linecap="round")"
+                             : mark.sign == Sign::square ? R"( stroke-linecap="square")"
+                                                         : R"( fill="none")";
     const double width = mark.sign == Sign::circle   ? 2.0 * radius
                          : mark.sign == Sign::square ? 1.8 * radius
                                                      : 0.7 * radius;
-    return "<path stroke=\"" + mark.colour + "\" stroke-width=\"" + number(width) + "\"" + ends + " d=\"" + d +
-           "\"/>\n";
+    return R"(<path stroke=")" + mark.colour + R"(" stroke-width=")" + number(width) + R"(")" + ends + R"( d=")" + d +
+           R"("/>)"
+           "\n";
 }
 
 /// The anchor point lies at half the height of the capitals, which are 0.72 of the size.
@@ -147,11 +151,11 @@ std::string text_of(const Pixel& p, const std::string& text, const Type& type) {
     const double down = 0.36 * type.size;
     const std::string x = tenths(to_tenths(p.x + (type.upright ? down : 0.0)));
     const std::string y = tenths(to_tenths(p.y + (type.upright ? 0.0 : down)));
-    std::string line =
-        "<text x=\"" + x + "\" y=\"" + y + "\" font-size=\"" + number(type.size) + "\" fill=\"" + type.colour + "\"";
-    if (type.anchor == Anchor::middle) line += " text-anchor=\"middle\"";
-    if (type.anchor == Anchor::end) line += " text-anchor=\"end\"";
-    if (type.bold) line += " font-weight=\"bold\"";
+    std::string line = R"(<text x=")" + x + R"(" y=")" + y + R"(" font-size=")" + number(type.size) + R"(" fill=")" +
+                       type.colour + R"(")";
+    if (type.anchor == Anchor::middle) line += R"( text-anchor="middle")";
+    if (type.anchor == Anchor::end) line += R"( text-anchor="end")";
+    if (type.bold) line += R"( font-weight="bold")";
     if (type.upright) line += " transform=\"rotate(-90 " + x + " " + y + ")\"";
     return line + ">" + xml(text) + "</text>\n";
 }
@@ -159,22 +163,27 @@ std::string text_of(const Pixel& p, const std::string& text, const Type& type) {
 }  // namespace
 
 std::string Canvas::svg() const {
-    const std::string size = std::to_string(width_) + "\" height=\"" + std::to_string(height_) + "\"";
+    const std::string size = std::to_string(width_) + R"(" height=")" + std::to_string(height_) + R"(")";
     std::string out =
-        "<svg xmlns=\"http://www.w3.org/2000/svg\" width=\"" + size + " viewBox=\"0 0 " + std::to_string(width_) + " " +
-        std::to_string(height_) +
+        R"(<svg xmlns="http://www.w3.org/2000/svg" width=")" + size + R"( viewBox="0 0 )" + std::to_string(width_) +
+        " " + std::to_string(height_) +
         "\" role=\"img\" font-family=\"Helvetica,Arial,'Liberation Sans','DejaVu Sans',sans-serif\">\n<title>" +
-        xml(title_) + "</title>\n<rect width=\"" + size + " fill=\"#ffffff\"/>\n";
+        xml(title_) + "</title>\n<rect width=\"" + size +
+        R"( fill="#ffffff"/>)"
+        "\n";
     for (const Shape& s : shapes_) {
         switch (s.kind) {
             case Kind::lines:
-                out += "<path fill=\"none\" stroke=\"" + s.colour + "\" stroke-width=\"" + number(s.size) +
-                       "\" stroke-linejoin=\"round\" d=\"";
+                out += R"(<path fill="none" stroke=")" + s.colour + R"(" stroke-width=")" + number(s.size) +
+                       R"(" stroke-linejoin="round" d=")";
                 for (const std::vector<Pixel>& piece : s.pieces) out += path_of(piece);
-                out += "\"/>\n";
+                out += R"("/>)"
+                       "\n";
                 break;
             case Kind::fill:
-                out += "<path fill=\"" + s.colour + "\" d=\"" + path_of(s.pieces[0]) + "z\"/>\n";
+                out += R"(<path fill=")" + s.colour + R"(" d=")" + path_of(s.pieces[0]) +
+                       R"(z"/>)"
+                       "\n";
                 break;
             case Kind::dots:
                 out += marks_of(s.pieces[0], s.size, {s.colour, s.sign});
@@ -183,7 +192,7 @@ std::string Canvas::svg() const {
                 out += text_of(s.pieces[0][0], s.text, s.type);
                 break;
             case Kind::begin:
-                out += "<g class=\"" + s.text + "\"><title>" + xml(s.name) + "</title>\n";
+                out += R"(<g class=")" + s.text + R"("><title>)" + xml(s.name) + "</title>\n";
                 break;
             case Kind::end:
                 out += "</g>\n";

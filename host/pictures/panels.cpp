@@ -208,7 +208,8 @@ void draw_common_legend(Canvas& canvas, const Chart& chart, const Layout& layout
     const CommonLegend& legend = layout.legend;
     canvas.begin("legend", "legend");
     for (std::size_t i = 0; i < legend.listed; ++i) {
-        draw_entry(canvas, layout.right + 14 + legend.entry_width * static_cast<double>(i / legend.per_column),
+        const std::size_t column = i / legend.per_column;
+        draw_entry(canvas, layout.right + 14 + legend.entry_width * static_cast<double>(column),
                    layout.rows.front().from + 7 + legend.entry_height * static_cast<double>(i % legend.per_column),
                    chart.legend[i], false);
     }

@@ -60,8 +60,8 @@ class ChartData {
         for (const auto& [grid, index] : grids_) texts[index] = steps(grid);
         std::string all;
         for (const std::string& text : texts) all += (all.empty() ? "" : ",\n") + text;
-        text_ = "{\"origin\":" + std::to_string(origin) + ",\"dated\":" + (dated ? "true" : "false") + ",\"grids\":[" +
-                all + "],\n\"charts\":[" + charts_ + "]}";
+        text_ = R"({"origin":)" + std::to_string(origin) + R"(,"dated":)" + (dated ? "true" : "false") +
+                R"(,"grids":[)" + all + "],\n\"charts\":[" + charts_ + "]}";
     }
     const std::string& text() const { return text_; }
 
@@ -123,9 +123,9 @@ class ChartData {
         std::string series;
         for (const ReportSeries& s : chart.series) {
             const Grid grid = chart.common ? common : grid_of({&s});
-            series += (series.empty() ? "" : ",\n") + std::string("{\"name\":") + nlohmann::json(s.name).dump() +
-                      ",\"mark\":" + std::to_string(s.mark) + ",\"grid\":" + std::to_string(index_of(grid)) +
-                      ",\"pieces\":" + pieces(chart, s, grid) + "}";
+            series += (series.empty() ? "" : ",\n") + std::string(R"({"name":)") + nlohmann::json(s.name).dump() +
+                      R"(,"mark":)" + std::to_string(s.mark) + R"(,"grid":)" + std::to_string(index_of(grid)) +
+                      R"(,"pieces":)" + pieces(chart, s, grid) + "}";
         }
         const nlohmann::ordered_json head = {{"id", "chart" + std::to_string(number)},
                                              {"title", chart.title},
@@ -138,7 +138,7 @@ class ChartData {
                                              {"log", chart.log}};
         std::string text = head.dump();
         text.pop_back();
-        charts_ += (charts_.empty() ? "" : ",\n") + text + ",\"series\":[" + series + "]}";
+        charts_ += (charts_.empty() ? "" : ",\n") + text + R"(,"series":[)" + series + "]}";
     }
 
     std::map<Grid, std::size_t> grids_;
@@ -152,37 +152,41 @@ std::string in_script(std::string text) {
 }
 
 std::string section(const std::string& id, const std::string& title, const std::string& text) {
-    return "<section id=\"" + id + "\"><h2>" + title + "</h2>\n" + text + "</section>\n";
+    return R"(<section id=")" + id + R"("><h2>)" + title + "</h2>\n" + text + "</section>\n";
 }
 
 std::string pictures_of(const std::vector<ReportPicture>& pictures) {
-    std::string text = "<div class=\"pictures\">\n";
+    std::string text = R"(<div class="pictures">)"
+                       "\n";
     for (const ReportPicture& picture : pictures)
-        text += "<figure class=\"picture\" style=\"margin:0\" aria-label=\"" + html(picture.title) + "\">" +
+        text += R"(<figure class="picture" style="margin:0" aria-label=")" + html(picture.title) + R"(">)" +
                 picture.canvas.svg() + "</figure>\n";
     return text + "</div>\n";
 }
 
+/// Buttons for the time axis of all charts, and how to use it.
+const char* const kTools = R"(<div class="tools" role="toolbar" aria-label="Time axis of all charts">
+<button type="button" data-act="all">Whole span</button>
+<button type="button" data-act="in" aria-label="Zoom in">+</button>
+<button type="button" data-act="out" aria-label="Zoom out">&minus;</button>
+<button type="button" data-act="left" aria-label="Earlier">&larr;</button>
+<button type="button" data-act="right" aria-label="Later">&rarr;</button>
+<button type="button" class="toggle" id="level" aria-pressed="false">Same scale of components</button>
+<output id="reading" aria-live="polite"></output></div>
+<p class="soft">Drag to zoom, Shift and drag to pan, double-click for the whole span. On a chart: + &minus; 0 zoom, &larr; &rarr;
+read off, Shift &larr; &rarr; pan. A name switches its line on and off.</p>
+<noscript><p class="error">The charts need scripts, which this browser does not run.</p></noscript>
+)";
+
 std::string charts_of(const ReportPage& page) {
-    std::string text =
-        "<div class=\"tools\" role=\"toolbar\" aria-label=\"Time axis of all charts\">"
-        "<button type=\"button\" data-act=\"all\">Whole span</button>"
-        "<button type=\"button\" data-act=\"in\" aria-label=\"Zoom in\">+</button>"
-        "<button type=\"button\" data-act=\"out\" aria-label=\"Zoom out\">\u2212</button>"
-        "<button type=\"button\" data-act=\"left\" aria-label=\"Earlier\">\u2190</button>"
-        "<button type=\"button\" data-act=\"right\" aria-label=\"Later\">\u2192</button>"
-        "<button type=\"button\" class=\"toggle\" id=\"level\" aria-pressed=\"false\">Same scale of components</button>"
-        "<output id=\"reading\" aria-live=\"polite\"></output></div>\n"
-        "<p class=\"soft\">Drag to zoom, Shift and drag to pan, double-click for the whole span. On a chart: + \u2212 "
-        "0 "
-        "zoom, \u2190 \u2192 read off, Shift \u2190 \u2192 pan. A name switches its line on and off.</p>\n"
-        "<noscript><p class=\"error\">The charts need scripts, which this browser does not run.</p></noscript>\n";
+    std::string text = kTools;
     for (std::size_t i = 0; i < page.charts.size(); ++i) {
         const ReportChart& chart = page.charts[i];
-        text += "<div class=\"chart\" id=\"chart" + std::to_string(i) + "\"><div class=\"head\"><h3>" +
-                html(chart.title) + "</h3></div><div class=\"keys\"></div><div class=\"plot" +
-                (chart.series.size() > 6 ? " tall" : "") + "\" role=\"img\" aria-label=\"" + html(chart.title) +
-                "\"></div></div>\n";
+        text += R"(<div class="chart" id="chart)" + std::to_string(i) + R"("><div class="head"><h3>)" +
+                html(chart.title) + R"(</h3></div><div class="keys"></div><div class="plot)" +
+                (chart.series.size() > 6 ? " tall" : "") + R"(" role="img" aria-label=")" + html(chart.title) +
+                R"("></div></div>)"
+                "\n";
     }
     return text;
 }
@@ -191,12 +195,12 @@ std::string messages_of(const ReportPage& page) {
     if (page.messages.empty()) return "<p>The log has no messages.</p>\n";
     constexpr std::size_t kMost = 200;
     std::string text =
-        "<div class=\"card\"><table><tr><th class=\"n\">count</th><th>level</th><th>message (the first of "
+        R"(<div class="card"><table><tr><th class="n">count</th><th>level</th><th>message (the first of )"
         "those that differ by numbers alone)</th></tr>\n";
     for (std::size_t i = 0; i < std::min(kMost, page.messages.size()); ++i) {
         const ReportMessage& m = page.messages[i];
-        text += "<tr><td class=\"n\">" + std::to_string(m.count) + "</td><td class=\"" + m.level + "\">" + m.level +
-                "</td><td>" + html(m.text) + "</td></tr>\n";
+        text += R"(<tr><td class="n">)" + std::to_string(m.count) + R"(</td><td class=")" + m.level + R"(">)" +
+                m.level + "</td><td>" + html(m.text) + "</td></tr>\n";
     }
     text += "</table></div>\n";
     if (page.messages.size() > kMost)
@@ -205,11 +209,12 @@ std::string messages_of(const ReportPage& page) {
 }
 
 std::string summary_of(const ReportPage& page) {
-    std::string text = "<div class=\"cards\">\n";
+    std::string text = R"(<div class="cards">)"
+                       "\n";
     for (const ReportTable& table : page.tables) text += html_table(table);
     text += "</div>\n";
     if (!page.summary.is_null())
-        text += "<details open><summary>Summary of the commands</summary><div class=\"card\">" +
+        text += R"(<details open><summary>Summary of the commands</summary><div class="card">)" +
                 html_tree(page.summary) + "</div></details>\n";
     return text;
 }
@@ -236,7 +241,7 @@ std::string report_html(const ReportPage& page, const ChartsLibrary& library) {
     std::vector<std::array<std::string, 3>> sections = {{"summary", "Summary", summary_of(page)}};
     if (!page.charts.empty()) {
         const std::string note =
-            "<p class=\"soft\">These pictures stand still: the library of the charts, dygraphs (Debian: "
+            R"(<p class="soft">These pictures stand still: the library of the charts, dygraphs (Debian: )"
             "libjs-dygraphs), was "
             "not there when this page was made.</p>\n";
         sections.push_back({"charts", "Over time", drawn ? charts_of(page) : note + pictures_of(page.instead)});
@@ -252,13 +257,13 @@ std::string report_html(const ReportPage& page, const ChartsLibrary& library) {
         "</title>\n<meta name=\"viewport\" content=\"width=device-width, initial-scale=1\">\n"
         "<link rel=\"icon\" href=\"data:,\">\n<style>\n" +
         (drawn ? library.style : "") + kStyle + "</style>\n</head>\n<body>\n<header><h1>" + html(page.title) +
-        "</h1><p class=\"soft\">" + html(page.subtitle) + "</p><nav aria-label=\"Parts of this page\">";
-    for (const auto& [id, title, part] : sections) text += "<a href=\"#" + id + "\">" + title + "</a>";
+        R"(</h1><p class="soft">)" + html(page.subtitle) + R"(</p><nav aria-label="Parts of this page">)";
+    for (const auto& [id, title, part] : sections) text += R"(<a href="#)" + id + R"(">)" + title + "</a>";
     text += "</nav></header>\n<main>\n";
     for (const auto& [id, title, part] : sections) text += section(id, title, part);
     text += "</main>\n<footer>Made by " + html(page.version) + ".</footer>\n";
     if (drawn) {
-        text += "<script type=\"application/json\" id=\"data\">" + in_script(ChartData(page).text()) +
+        text += R"(<script type="application/json" id="data">)" + in_script(ChartData(page).text()) +
                 "</script>\n<script>\n" + library.script + "</script>\n<script>\n" + kScript + "</script>\n";
     }
     return text + "</body>\n</html>\n";

@@ -4,6 +4,8 @@
 #include <cstdlib>
 #include <map>
 
+#include "inputs/positions.h"
+#include "shared/messages.h"
 #include "shared/printable.h"
 
 namespace host {
@@ -14,10 +16,8 @@ constexpr std::size_t kMostRows = 400;  ///< of a list in a summary
 constexpr int kDeepest = 12;
 
 bool is_number(const std::string& text) {
-    const std::size_t start = text.find_first_not_of("-+");
-    return start != std::string::npos && start < 2 &&
-           text.find_first_not_of("0123456789.eE", start) == std::string::npos && text[start] != 'e' &&
-           text[start] != 'E';
+    double value = 0;
+    return parse_number(text, value);
 }
 
 std::string cell(const std::string& text) {
@@ -90,20 +90,6 @@ std::string tree(const nlohmann::ordered_json& value, int depth) {
     return text + "</table>";
 }
 
-/// The text with its numbers taken out.
-std::string words_of(const std::string& text) {
-    std::string words;
-    for (const char c : text) {
-        const bool digit = (c >= '0' && c <= '9') || (c == '.' && !words.empty() && words.back() == '#');
-        if (!digit) {
-            words += c;
-        } else if (words.empty() || words.back() != '#') {
-            words += '#';
-        }
-    }
-    return words;
-}
-
 }  // namespace
 
 std::string html(const std::string& text) {
@@ -147,7 +133,7 @@ std::vector<ReportMessage> group_messages(const std::vector<std::string>& lines)
     std::map<std::string, std::size_t> places;
     for (const std::string& line : lines) {
         if (line.empty()) continue;
-        const auto [found, is_new] = places.emplace(words_of(line), messages.size());
+        const auto [found, is_new] = places.emplace(folded(line.c_str()), messages.size());
         if (is_new) {
             ReportMessage message{0, "", line};
             for (const char* level : {"trace", "debug", "info", "warning", "error", "critical"}) {

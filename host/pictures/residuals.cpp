@@ -140,7 +140,10 @@ Canvas draw_fit_residuals(const FitResidualFigure& f) {
     chart.heading.subtitle = span_text(span.first, span.last, f.options.day_mjd) + "; " + f.source;
     chart.heading.caption = "Observed minus computed.";
     const auto& components = f.radial_along_cross;
-    const Unit unit = unit_for({&components[0], &components[1], &components[2]});
+    std::vector<const std::vector<double>*> lists;
+    lists.reserve(components.size());
+    for (const std::vector<double>& component : components) lists.push_back(&component);
+    const Unit unit = unit_for(lists);
     const AxisName* axes = error_axes(false);
     std::size_t count = 0;
     for (std::size_t k = 0; k < 3; ++k) {

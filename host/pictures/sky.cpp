@@ -152,6 +152,7 @@ std::vector<Way> ways_of(const Disk& disk, const std::vector<Track>& tracks) {
     for (int e = 30; e < 90; e += 30) rooms.take(disk.at(15, e), "60");
     for (int a = 0; a < 360; a += 30) rooms.take(direction_place(disk, a), "360");
     std::vector<Way> ways;
+    ways.reserve(tracks.size());
     for (const Track& track : tracks) ways.push_back(way_of(disk, track, mark(ways.size()), rooms));
     return ways;
 }
@@ -217,8 +218,9 @@ constexpr std::array<const char*, 7> kShades = {"#dcebf5", "#b9d7eb", "#8fbfde",
 class Cells {
   public:
     explicit Cells(double rim) : rim_(rim) {
-        for (double low = rim; low < 90.0 - 1e-9; low += kRing) {
-            const double around = 360.0 * std::cos((low + 0.5 * kRing) * kRadian);
+        const long rings = std::lround((90.0 - rim) / kRing);
+        for (long r = 0; r < rings; ++r) {
+            const double around = 360.0 * std::cos((rim + (static_cast<double>(r) + 0.5) * kRing) * kRadian);
             counts_.emplace_back(std::max<std::size_t>(3, static_cast<std::size_t>(std::lround(around / kRing))));
         }
     }
