@@ -67,7 +67,7 @@ TEST_F(HostInputs, TimesOverMidnightAreWrittenAndReadBack) {
         std::stringstream sp3(read_file(base + ".sp3"));
         std::vector<long double> epochs;
         for (std::string line; std::getline(sp3, line);) {
-            if (line[0] == '*' || line.compare(0, 3, "#cP") == 0) {
+            if (line[0] == '*' || line.compare(0, 3, "#cV") == 0) {
                 char text[64];
                 int f[5];
                 double second = 0;

@@ -19,6 +19,11 @@ Option Option::expected(int count) {
     return *this;
 }
 
+Option Option::expected(int least, int most) {
+    option_->expected(least, most);
+    return *this;
+}
+
 Option Option::delimiter(char c) {
     option_->delimiter(c);
     return *this;

@@ -27,7 +27,8 @@ class Option {
     Option required();
     Option capture_default_str();  ///< the help shows the value that holds without the option
     Option expected(int count);    ///< that many values
-    Option delimiter(char c);      ///< values in one text, between these
+    Option expected(int least, int most);
+    Option delimiter(char c);  ///< values in one text, between these
     Option one_of(const std::vector<std::string>& values);
     Option non_negative();
     Option positive();

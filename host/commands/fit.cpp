@@ -23,8 +23,7 @@ namespace host {
 namespace {
 
 constexpr std::size_t kMinPositions = 20;
-constexpr int kIterations = 8;      ///< at most, of the fit
-constexpr double kTagSlack = 0.05;  ///< a receiver clock puts true receive times beside whole seconds [s]
+constexpr int kIterations = 8;  ///< at most, of the fit
 
 /// One iteration as the library reports it.
 struct Iteration {
@@ -39,23 +38,19 @@ struct Residual {
     double along, radial, cross;  ///< [m]
 };
 
-/// Positions in UTC, cut to the span and thinned.
-std::vector<TimedPosition> read_positions(const FitOptions& o) {
-    const TIMESYS system = time_system(o.time_scale);
-    std::vector<TimedPosition> all = is_sp3(o.positions)
-                                         ? read_position_sp3(o.positions, o.satellite, system)
-                                         : read_position_csv(o.positions, solution_columns(o.solution), 0, system);
-    // A receive time a hair before midnight belongs to the day that begins.
-    const long day = gtimeAddSec(all.front().time, 1.0).time.mjd;
+/// The file, and its positions in UTC, cut to the span and thinned.
+PositionFile load_positions(const FitOptions& o) {
+    PositionRequest request;
+    request.inertial = is_inertial(o.frame);
+    request.columns = request.inertial ? inertial_columns() : solution_columns(o.solution);
+    request.scale = time_system(o.time_scale);
+    request.satellite = o.orbit.satellite;
+    PositionFile file = read_positions(o.positions, request);
+    std::vector<TimedPosition>& all = file.rows;
+    const ArcSpan span(o.span, all.front().time, file.scale);
     std::vector<TimedPosition> kept;
     for (TimedPosition& row : all) {
-        const double seconds = static_cast<double>(row.time.time.mjd - day) * 86400.0 + row.time.time.sod;
-        if (seconds < o.from - kTagSlack || seconds > o.to + kTagSlack) continue;
-        if (o.interval > 0.0) {
-            // A receiver's clock puts true receive times a little beside whole seconds.
-            const double off = std::remainder(seconds, o.interval);
-            if (std::fabs(off) > 0.01 * o.interval) continue;
-        }
+        if (!span.has(row.time)) continue;
         row.time = gtimeChangeTimeSystem(row.time, tsUTC);
         kept.push_back(row);
     }
@@ -65,7 +60,8 @@ std::vector<TimedPosition> read_positions(const FitOptions& o) {
     }
     if (gtime2mjd(kept.front().time) < 41500.0)
         throw InputError(o.positions + ": dates before 1972 cannot be processed (no leap seconds)");
-    return kept;
+    file.rows = std::move(kept);
+    return file;
 }
 
 /// Velocity at the first position: the derivative of the polynomial through the first ones.
@@ -168,13 +164,12 @@ bool plot_residuals(const std::string& file, const std::vector<Residual>& residu
     return report_picture(file, [&] { return draw_fit_residuals(figure); });
 }
 
-void compare(const FitOptions& o, const std::vector<TrajectoryPoint>& orbit,
-             const std::vector<TimedPosition>& observed) {
+void compare(const FitOptions& o, const std::vector<TrajectoryPoint>& orbit, const std::vector<TimedPosition>& observed,
+             bool inertial) {
     // A receive time a hair before midnight belongs to the day that begins.
     const GTime first = gtimeAddSec(gtimeChangeTimeSystem(observed.front().time, tsGPST), 1.0);
-    const Truth truth = Truth::load(o.truth, first);
+    const Truth truth = Truth::load(o.truth, first, o.orbit.satellite, inertial);
     std::vector<PositionError> errors[2];
-    const bool inertial = is_inertial(o.frame);
     for (const TimedPosition& row : observed) {
         double fitted[3];
         PositionError error{};
@@ -195,8 +190,9 @@ void compare(const FitOptions& o, const std::vector<TrajectoryPoint>& orbit,
 void check_files(const FitOptions& o) {
     FilePlan plan;
     plan.in("--positions", o.positions).in("--truth", o.truth);
+    plan_orbit_outputs(o.orbit, plan);
     plan_dynamics(o.dynamics, plan);
-    plan.out("--out", o.out).out("--sp3-out", o.sp3_out).out("--residuals", o.residuals);
+    plan.out("--out", o.out).out("--residuals", o.residuals);
     plan.out("--parameters", o.parameters).out("--history", o.history).out("--plot", o.plot).check();
 }
 
@@ -206,8 +202,9 @@ int fit(const FitOptions& o) {
     check_files(o);
     if (!o.plot.empty()) check_picture_name("--plot", o.plot);
     Console console(o.dynamics.log_level);
-    const bool inertial = is_inertial(o.frame);
-    const std::vector<TimedPosition> observed = read_positions(o);
+    const PositionFile file = load_positions(o);
+    const std::vector<TimedPosition>& observed = file.rows;
+    const bool inertial = file.inertial;
     const GTime start = observed.front().time;
     const double span = gtimeSubSec(observed.back().time, start);
 
@@ -266,7 +263,8 @@ int fit(const FitOptions& o) {
     const bool converged = !history.empty() && history.back().test < 0.001;
 
     std::printf("leopod fit: %zu positions from %s, %s, %s\n", epochs.size(), o.positions.c_str(),
-                inertial ? "inertial (GCRS)" : "earth-fixed (ITRF)", o.time_scale.c_str());
+                inertial ? "inertial (GCRS)" : "earth-fixed (ITRF)", file.scale_name.c_str());
+    std::printf("positions: %s\n", file.text().c_str());
     std::printf("arc: %s to %s GPST, %.3f h\n", time_text(gtimeChangeTimeSystem(start, tsGPST)).c_str(),
                 time_text(gtimeChangeTimeSystem(observed.back().time, tsGPST)).c_str(), span / 3600.0);
     print_dynamics(dynamics);
@@ -293,7 +291,7 @@ int fit(const FitOptions& o) {
         residuals.push_back(
             {epochs[i], gtimeSubSec(epochs[i], start), omc_arc[3 * i], omc_arc[3 * i + 1], omc_arc[3 * i + 2]});
     }
-    if (!o.truth.empty()) compare(o, orbit, observed);
+    if (!o.truth.empty()) compare(o, orbit, observed, inertial);
     const auto wrote = [](const char* what, const std::string& file) {
         std::printf("%s written: %s\n", what, file.c_str());
     };
@@ -301,9 +299,11 @@ int fit(const FitOptions& o) {
         write_trajectory(o.out, orbit);
         wrote("trajectory", o.out);
     }
-    if (!o.sp3_out.empty()) {
-        write_trajectory_sp3(o.sp3_out, orbit, interval);
-        wrote("orbit", o.sp3_out);
+    if (o.orbit.wanted()) {
+        OrbitOutputs outputs = o.orbit;
+        if (outputs.satellite.empty() && file.form == "SP3") outputs.satellite = file.satellite;
+        write_orbit(outputs,
+                    ephemeris_of(at_whole_seconds(dynamics, orbit), interval, "FIT", "ORBIT FITTED TO POSITIONS"));
     }
     if (!o.residuals.empty()) {
         write_residuals(o.residuals, residuals);
@@ -327,24 +327,25 @@ void add_fit(Command app, Action& action) {
     Command command = app.add_subcommand("fit", "A dynamic orbit through a list of positions");
     command
         .add_option("--positions", o->positions,
-                    "CSV (time, x, y, z in metres; also the output of run) or SP3 file (ending .sp3)")
+                    "CSV (time, x, y, z in metres; also the output of run), SP3 or OEM file")
         .required();
-    command.add_option("--frame", o->frame, "frame of the positions: ecef or eci (GCRS)").capture_default_str();
-    command.add_option("--time-scale", o->time_scale, "time scale of their tags: gpst, utc, tai or tt")
+    command.add_option("--frame", o->frame, "frame of the positions of a CSV: ecef or eci (GCRS)")
         .capture_default_str();
-    command.add_option("--satellite", o->satellite, "satellite of the SP3 file, such as L01");
+    command
+        .add_option("--time-scale", o->time_scale,
+                    "time scale of a CSV whose columns don't name one: gpst, utc, tai or tt")
+        .capture_default_str();
+    command.add_option("--satellite", o->orbit.satellite,
+                       "satellite of an SP3 or OEM file, such as L01, and of the SP3 file that is written");
     command.add_option("--solution", o->solution, "columns of a file of run: filter or point")
         .one_of({"filter", "point"})
         .capture_default_str();
-    command.add_option("--interval", o->interval, "thinning of the positions in seconds; 0 takes all")
-        .non_negative()
-        .capture_default_str();
-    command.add_option("--from", o->from, "first second of the first day");
-    command.add_option("--to", o->to, "last second, counted from the first day");
+    add_span(command, o->span, "positions");
     add_dynamics(command, o->dynamics);
-    command.add_option("--truth", o->truth, "CSV to compare with: GPST, x, y, z in metres, earth-fixed");
+    command.add_option("--truth", o->truth,
+                       "file to compare with: CSV (GPST, x, y, z in metres, earth-fixed), SP3 or OEM");
     command.add_option("--out", o->out, "CSV of the fitted trajectory, both frames");
-    command.add_option("--sp3-out", o->sp3_out, "SP3-c file of the fitted trajectory");
+    add_orbit_outputs(command, o->orbit, "the fitted trajectory");
     command.add_option("--residuals", o->residuals, "CSV of the residuals along, radial, cross");
     command.add_option("--parameters", o->parameters, "CSV of the estimated parameters with their names");
     command.add_option("--history", o->history, "CSV of the iterations");

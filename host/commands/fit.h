@@ -5,17 +5,19 @@
 
 #include <string>
 
+#include "outputs/ephemeris.h"
+#include "shared/span.h"
 #include "stores/dynamics.h"
 
 namespace host {
 
 struct FitOptions {
     DynamicsOptions dynamics;
-    std::string positions, frame = "ecef", time_scale = "gpst", satellite, solution = "filter";
-    double interval = 0.0;           ///< thinning [s]; 0 takes all
-    double from = -1e18, to = 1e18;  ///< seconds of the first day
+    std::string positions, frame = "ecef", time_scale = "gpst", solution = "filter";
+    SpanOptions span;
     std::string truth;
-    std::string out, sp3_out, residuals, parameters, history, plot;
+    OrbitOutputs orbit;  ///< its satellite is that of the positions as well
+    std::string out, residuals, parameters, history, plot;
 };
 
 /// Fits and returns the exit status: 0 when the fit converged, 1 when it did not. Throws InputError.

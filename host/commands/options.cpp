@@ -16,4 +16,31 @@ void add_dynamics(Command command, DynamicsOptions& o) {
     command.add_option("--log-level", o.log_level, "library messages from this level on").capture_default_str();
 }
 
+void add_span(Command command, SpanOptions& o, const std::string& thinned) {
+    const std::string form = "second of the first day, or a time such as 2021-01-18T00:00:00, in the file's time scale";
+    command.add_option("--from", o.from, "begin of the span: " + form);
+    command.add_option("--to", o.to, "end of the span, which is not in it: likewise");
+    if (thinned.empty()) return;
+    command.add_option("--interval", o.interval, "spacing of the " + thinned + " in seconds; 0 takes all")
+        .non_negative()
+        .capture_default_str();
+}
+
+void add_orbit_outputs(Command command, OrbitOutputs& o, const std::string& what, bool sp3) {
+    if (sp3) {
+        command.add_option("--sp3-out", o.sp3_out, "SP3 file of " + what);
+        command.add_option("--sp3-version", o.sp3_version, "its version: c or d")
+            .one_of({"c", "d"})
+            .capture_default_str();
+    }
+    command.add_option("--oem-out", o.oem_out, "CCSDS ephemeris (OEM) of " + what);
+    command.add_option("--oem-frame", o.oem_frame, "its frame: itrf, a realisation such as ITRF2014, or gcrf")
+        .capture_default_str();
+    command.add_option("--oem-time", o.oem_time, "its time system: gps or utc")
+        .one_of({"gps", "utc"})
+        .capture_default_str();
+    command.add_option("--object-name", o.object_name, "its name of the satellite, such as GRACE-B");
+    command.add_option("--object-id", o.object_id, "its international designator, such as 2002-012B");
+}
+
 }  // namespace host

@@ -4,7 +4,9 @@
 #define LEOPOD_HOST_OPTIONS_H
 
 #include "commands/command.h"
+#include "outputs/ephemeris.h"
 #include "shared/files.h"
+#include "shared/span.h"
 #include "stores/dynamics.h"
 
 namespace host {
@@ -13,6 +15,12 @@ namespace host {
 void plan_dynamics(const DynamicsOptions& options, FilePlan& plan);
 /// Force models, gravity, earth orientation, planets, level of messages.
 void add_dynamics(Command command, DynamicsOptions& options);
+
+/// --from and --to; --interval where `thinned` says of what ("positions").
+void add_span(Command command, SpanOptions& options, const std::string& thinned = "");
+
+/// The files of an orbit: SP3 where `sp3` says so, and OEM. `what` is what they hold ("the fitted trajectory").
+void add_orbit_outputs(Command command, OrbitOutputs& options, const std::string& what, bool sp3 = true);
 
 }  // namespace host
 

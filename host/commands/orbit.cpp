@@ -5,6 +5,7 @@
 #include <cstdio>
 
 #include "commands/command.h"
+#include "commands/options.h"
 #include "estimation/failure.h"
 #include "estimation/tables.h"
 #include "inputs/config_check.h"
@@ -95,11 +96,8 @@ void print_errors(const char* name, const std::vector<PositionError>& errors) {
 
 /// Takes the epochs outside the span from the store.
 void cut_observations(const OrbitOptions& o) {
-    const GTime first = g_obs_storage[0].epoch_time;
-    const auto outside = [&](const OBSDATA_EPOCH& e) {
-        const double s = static_cast<double>(e.epoch_time.time.mjd - first.time.mjd) * 86400.0 + e.epoch_time.time.sod;
-        return s < o.from - 1e-3 || s > o.to + 1e-3;
-    };
+    const ArcSpan span(o.span, g_obs_storage[0].epoch_time, tsGPST);
+    const auto outside = [&](const OBSDATA_EPOCH& e) { return !span.within(e.epoch_time); };
     OBSDATA_EPOCH* end = std::remove_if(g_obs_storage, g_obs_storage + g_num_obs_storage, outside);
     g_num_obs_storage = static_cast<int>(end - g_obs_storage);
     if (g_num_obs_storage < 20) throw InputError(o.inputs.obs.front() + ": fewer than 20 epochs in the span");
@@ -315,6 +313,32 @@ void print_truth(const OrbitOptions& o, const Job& job, const Motion& motion) {
     print_errors("orbit", errors);
 }
 
+/// The orbit at whole seconds, with the formal errors of its positions.
+void write_orbit_files(const OrbitOptions& o, const Job& job, const Motion& motion, const EstimationReport& report) {
+    const double second = gtimeChangeTimeSystem(job.arc.start, tsGPST).time.sod;
+    std::vector<double> times;
+    std::vector<TrajectoryPoint> points;
+    for (double t = std::ceil(second - 1e-6) - second; t <= motion.last() + 1e-6; t += o.output_interval) {
+        times.push_back(std::max(0.0, t));
+        points.push_back(point_at(motion, job.arc.start, times.back()));
+    }
+    Ephemeris e = ephemeris_of(points, o.output_interval, "FIT", "REDUCED-DYNAMIC ORBIT FROM CODE AND CARRIER PHASE");
+    e.data = "u+U";
+    const std::vector<FormalError> formal = formal_errors(motion, report.solution.covariance, times);
+    for (std::size_t i = 0; i < points.size(); ++i) {
+        const TrajectoryPoint& p = points[i];
+        const Eigen::Vector3d position(p.pos_ecf[0], p.pos_ecf[1], p.pos_ecf[2]);
+        const Eigen::Vector3d velocity(p.vel_ecf[0], p.vel_ecf[1], p.vel_ecf[2]);
+        const Eigen::Matrix3d axes = orbit_axes(position, velocity);
+        const Eigen::Matrix3d c = axes.transpose() * formal[i].cwiseAbs2().asDiagonal() * axes;
+        Covariance covariance{};
+        for (int k = 0; k < 9; ++k)
+            covariance[static_cast<std::size_t>(k / 3)][static_cast<std::size_t>(k % 3)] = c(k / 3, k % 3);
+        e.fixed[i].covariance = covariance;
+    }
+    write_orbit(o.orbit, e);
+}
+
 void write_results(const OrbitOptions& o, const Job& job, const Motion& motion, const EstimationReport& report) {
     const auto wrote = [](const char* what, const std::string& file) {
         std::printf("%s written: %s\n", what, file.c_str());
@@ -329,10 +353,7 @@ void write_results(const OrbitOptions& o, const Job& job, const Motion& motion, 
         write_trajectory(o.out, points);
         wrote("trajectory", o.out);
     }
-    if (!o.sp3_out.empty()) {
-        write_trajectory_sp3(o.sp3_out, points, o.output_interval);
-        wrote("orbit", o.sp3_out);
-    }
+    if (o.orbit.wanted()) write_orbit_files(o, job, motion, report);
     if (!o.formal_out.empty()) {
         write_formal_errors(o.formal_out, job.arc.start, times,
                             formal_errors(motion, report.solution.covariance, times));
@@ -354,7 +375,9 @@ void write_results(const OrbitOptions& o, const Job& job, const Motion& motion, 
 
 /// Agreement of two orbits where both have rows.
 int compare_orbits(const std::string& first, const std::string& second) {
-    const std::vector<TimedPosition> rows = read_position_csv(first, reference_columns(), 0, tsGPST);
+    PositionFile file = read_positions(first, {});
+    make_earth_fixed(first, file);
+    const std::vector<TimedPosition>& rows = file.rows;
     const Truth other = Truth::load(second, rows.front().time);
     std::vector<PositionError> errors;
     GTime from{}, to{};
@@ -432,8 +455,7 @@ void add_orbit(Command app, Action& action) {
     command.add_option("--interval", o->inputs.interval, "sampling of the epochs in seconds; 0 takes all")
         .non_negative()
         .capture_default_str();
-    command.add_option("--from", o->from, "first second of the first day");
-    command.add_option("--to", o->to, "last second, counted from the first day");
+    add_span(command, o->span);
     command.add_option("--dynamics", o->dynamics.dynamics, "configuration file of the force models");
     command.add_option("--gravity", o->dynamics.gravity,
                        "gravity coefficient file (degree, order, C, S); without it the built-in field of degree 30");
@@ -470,14 +492,17 @@ void add_orbit(Command app, Action& action) {
                      "holds the a-priori sigmas of the accelerations; else they grow to what the observations ask for");
     command.add_flag("!--no-wind-up", o->wind_up, "the phases are free of wind-up, as some simulated ones");
     command.add_option("--output-interval", o->output_interval, "of the orbit, seconds").capture_default_str();
-    command.add_option("--truth", o->truth, "CSV to compare with: GPST, x, y, z in metres, earth-fixed");
+    command.add_option("--truth", o->truth,
+                       "file to compare with: CSV (GPST, x, y, z in metres, earth-fixed), SP3 or OEM");
     command.add_option("--out", o->out, "CSV of the orbit, both frames");
-    command.add_option("--sp3-out", o->sp3_out, "SP3-c file of the orbit");
+    add_orbit_outputs(command, o->orbit, "the orbit");
+    command.add_option("--satellite", o->orbit.satellite, "satellite of the SP3 file, such as L01");
     command.add_option("--formal-out", o->formal_out, "CSV of the formal errors");
     command.add_option("--satellites-out", o->satellites_out, "CSV, one row per epoch and satellite: residuals, slips");
     command.add_option("--edits-out", o->edits_out, "CSV of what was left out and why");
     command.add_option("--parameters", o->parameters, "CSV of the estimated parameters");
-    command.add_option("--compare", o->compare, "two orbits (CSV): prints how they agree where they overlap")
+    command
+        .add_option("--compare", o->compare, "two orbits (CSV, SP3 or OEM): prints how they agree where they overlap")
         .expected(2);
     command
         .add_option("--log-level", o->log_level,

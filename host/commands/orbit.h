@@ -7,6 +7,8 @@
 #include <vector>
 
 #include "estimation/reduced_dynamic.h"
+#include "outputs/ephemeris.h"
+#include "shared/span.h"
 #include "stores/dynamics.h"
 #include "stores/loading.h"
 
@@ -24,10 +26,11 @@ struct OrbitOptions {
     double elevation_mask = 0;                     ///< [deg]
     std::string weights = "equal";
     bool wind_up = true, adapt = true;
-    double from = -1e18, to = 1e18;  ///< seconds of the first day
-    double output_interval = 30;     ///< [s]
+    SpanOptions span;
+    double output_interval = 30;  ///< [s]
     std::string truth;
-    std::string out, sp3_out, formal_out, satellites_out, edits_out, parameters;
+    OrbitOutputs orbit;
+    std::string out, formal_out, satellites_out, edits_out, parameters;
     std::string log_level = "critical";
     std::vector<std::string> compare;
 };

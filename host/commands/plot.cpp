@@ -7,6 +7,7 @@
 #include <memory>
 
 #include "commands/command.h"
+#include "commands/options.h"
 #include "inputs/csv.h"
 #include "inputs/satellite_rows.h"
 #include "inputs/solutions.h"
@@ -29,7 +30,7 @@ namespace {
 /// Seconds since the start of a day; false outside the span asked for.
 bool seconds_in_span(const PlotOptions& o, const GTime& time, long day, double& seconds) {
     seconds = static_cast<double>(time.time.mjd - day) * 86400.0 + time.time.sod;
-    return seconds >= o.window.from && seconds <= o.window.to;
+    return !o.span.given() || ArcSpan(o.span, {{day, 0.0}, tsGPST}, tsGPST).has(time);
 }
 
 }  // namespace
@@ -73,7 +74,7 @@ Canvas plot_errors(const PlotOptions& o) {
         }
         if (s.seconds.empty()) {
             throw InputError(source.file + ": no position lies within the times of " + o.truth +
-                             (o.window.from > -1e17 || o.window.to < 1e17 ? " and of the span asked for" : ""));
+                             (o.span.given() ? " and of the span asked for" : ""));
         }
         figure.solutions.push_back(std::move(s));
     }
@@ -112,7 +113,7 @@ Canvas plot_residuals(const PlotOptions& o) {
                                                  : "Elevation: above the local horizon at the receiver.";
     figure.limit_code = o.limit;
     figure.limit_phase = o.limit_phase;
-    figure.satellites = read_satellite_rows(o.in, o.frame == "antenna", o.window, figure.options.day_mjd);
+    figure.satellites = read_satellite_rows(o.in, o.frame == "antenna", o.span, figure.options.day_mjd);
     return draw_residuals(figure);
 }
 
@@ -134,14 +135,14 @@ Canvas plot_satellites(const PlotOptions& o) {
         const int dilution = in.require("gdop", hint);
         while (in.next()) {
             double seconds = 0;
-            if (!row_seconds(o.window, in, mjd, sod, figure.options.day_mjd, seconds)) continue;
+            if (!row_seconds(o.span, in, mjd, sod, figure.options.day_mjd, seconds)) continue;
             figure.seconds.push_back(seconds);
             figure.count.push_back(in.number(count));
             figure.dilution.push_back(in.number(dilution));
         }
         if (figure.seconds.empty()) throw InputError(file + ": has no rows in the span asked for");
     }
-    if (!tables.empty()) figure.tracking = read_satellite_rows(tables, false, o.window, figure.options.day_mjd);
+    if (!tables.empty()) figure.tracking = read_satellite_rows(tables, false, o.span, figure.options.day_mjd);
     return draw_satellites(figure);
 }
 
@@ -153,7 +154,7 @@ Canvas plot_sky(const PlotOptions& o) {
     figure.style = o.style == "tracks"    ? SkyStyle::tracks
                    : o.style == "density" ? SkyStyle::density
                                           : SkyStyle::by_span;
-    figure.satellites = read_satellite_rows(o.in, figure.antenna, o.window, figure.options.day_mjd);
+    figure.satellites = read_satellite_rows(o.in, figure.antenna, o.span, figure.options.day_mjd);
     return draw_sky(figure);
 }
 
@@ -189,8 +190,7 @@ void add_plot(Command app, Action& action) {
         command.add_option("--in", o->in, in).required();
         command.add_option("--out", o->out, "the picture: .svg, or .png (drawn by gnuplot)").required();
         command.add_option("--title", o->title, "its title");
-        command.add_option("--from", o->window.from, "first second, counted from the first day");
-        command.add_option("--to", o->window.to, "last second, counted from the first day");
+        add_span(command, o->span, "rows");
         command.callback([o, draw, &action] {
             action = [o, draw] {
                 check_picture_name("--out", o->out);
@@ -216,13 +216,13 @@ void add_plot(Command app, Action& action) {
         command.add_option(name, value, text).positive();
     };
     const char* solutions =
-        "CSV or SP3 file of positions; FILE:point or FILE:filter chooses of a file of run, =LABEL behind it names "
+        "CSV, SP3 or OEM file of positions; FILE:point or FILE:filter chooses of a file of run, =LABEL behind it names "
         "it; may be repeated";
     const char* satellites = "CSV of run --satellites-out; may be repeated";
     {
         const auto [command, o] =
             kind("errors", "Errors of one or more solutions against a truth", solutions, plot_errors);
-        command.add_option("--truth", o->truth, "CSV of reference positions, as in run").required();
+        command.add_option("--truth", o->truth, "reference positions (CSV, SP3 or OEM), as in run").required();
         command
             .add_option("--layout", o->layout,
                         "panels from above, with commas: components (radial, along, cross), solutions, total (3D)")

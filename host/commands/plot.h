@@ -8,6 +8,7 @@
 
 #include "inputs/satellite_rows.h"
 #include "pictures/canvas.h"
+#include "shared/span.h"
 
 namespace host {
 
@@ -15,7 +16,7 @@ struct PlotOptions {
     std::vector<std::string> in;
     std::string out, title, truth;
     std::string layout = "components", frame = "horizon", quantity = "filter", style = "auto";
-    TimeWindow window;
+    SpanOptions span;
     double limit = 0.0, limit_phase = 0;  ///< ends of the axes [m]; 0: those of the data
     bool log = false;
 };

@@ -5,6 +5,7 @@
 #include <cstdio>
 #include <cstring>
 #include <memory>
+#include <optional>
 
 #include "commands/command.h"
 #include "commands/options.h"
@@ -68,7 +69,34 @@ long write_rows(const PropagateOptions& o, Dynamics& dynamics, const std::vector
 void check_files(const PropagateOptions& o) {
     FilePlan plan;
     plan_dynamics(o.dynamics, plan);
-    plan.in("--truth", o.truth).out("--out", o.out).out("--sp3-out", o.sp3_out).out("--rows-out", o.rows_out).check();
+    if (o.state.size() == 1) plan.in("--state", o.state.front());
+    plan_orbit_outputs(o.orbit, plan);
+    plan.in("--truth", o.truth).out("--out", o.out).out("--rows-out", o.rows_out).check();
+}
+
+/// The state of the options: six numbers, or one of a file.
+PositionFile given_state(const PropagateOptions& o) {
+    std::optional<GTime> epoch;
+    if (!o.epoch.empty()) epoch = parse_epoch(o.epoch, time_system(o.time_scale));
+    const bool inertial = is_inertial(o.frame);
+    if (o.state.size() == 1) {
+        PositionRequest request;
+        request.inertial = inertial;
+        if (inertial) request.columns = inertial_columns();
+        request.scale = time_system(o.time_scale);
+        request.satellite = o.orbit.satellite;
+        if (epoch) request.day_mjd = gtimeChangeTimeSystem(*epoch, request.scale).time.mjd;
+        return read_state(o.state.front(), request, epoch);
+    }
+    double values[6];
+    bool good = o.state.size() == 6;
+    for (std::size_t i = 0; i < 6 && good; ++i) good = parse_number(o.state[i], values[i]);
+    if (!good) throw InputError("--state: six numbers, position in m and velocity in m/s, or a file is expected");
+    if (!epoch) throw InputError("--epoch is required with a state of six numbers");
+    PositionFile given;
+    given.inertial = inertial;
+    given.rows = {{*epoch, {values[0], values[1], values[2]}, Vector3{values[3], values[4], values[5]}}};
+    return given;
 }
 
 }  // namespace
@@ -76,11 +104,13 @@ void check_files(const PropagateOptions& o) {
 int propagate(const PropagateOptions& o) {
     check_files(o);
     Console console(o.dynamics.log_level);
-    if (o.state.size() != 6) throw InputError("--state: six numbers are expected, position in m and velocity in m/s");
     if (!(o.duration > 0.0) || o.duration > 400.0 * 86400.0)
         throw InputError("--duration: between 0 and 400 days in seconds is expected");
     if (!(o.rows_interval > 0.0)) throw InputError("--rows-interval: a positive number of seconds is expected");
-    const GTime start = gtimeChangeTimeSystem(parse_epoch(o.epoch, time_system(o.time_scale)), tsUTC);
+    PositionFile given = given_state(o);
+    TimedPosition& first = given.rows.front();
+    const GTime start = gtimeChangeTimeSystem(first.time, tsUTC);
+    if (gtime2mjd(start) < 41683.0) throw InputError("--state: an epoch from 1973 on is expected");
     Dynamics dynamics;
     const double mjd = gtime2mjd(start);
     prepare_dynamics(o.dynamics, mjd, mjd + o.duration / 86400.0, dynamics);
@@ -90,23 +120,24 @@ int propagate(const PropagateOptions& o) {
 
     double pos[3];
     double vel[3];
-    std::vector<double> given = o.state;
-    if (is_inertial(o.frame)) {
-        std::copy_n(given.data(), 3, pos);
-        std::copy_n(given.data() + 3, 3, vel);
+    if (given.inertial) {
+        std::copy_n(first.position.data(), 3, pos);
+        std::copy_n(first.velocity->data(), 3, vel);
     } else {
-        ecf2eci(mjd, getLeapSecond(mjd), given.data(), given.data() + 3, pos, vel);
+        ecf2eci(mjd, getLeapSecond(mjd), first.position.data(), first.velocity->data(), pos, vel);
     }
     const std::vector<TrajectoryPoint> points = integrate(dynamics, start, pos, vel, o.duration);
     const TrajectoryPoint& last = points.back();
     std::printf("leopod propagate: %s to %s GPST, %zu epochs\n",
                 time_text(gtimeChangeTimeSystem(start, tsGPST)).c_str(),
                 time_text(gtimeChangeTimeSystem(last.utc, tsGPST)).c_str(), points.size());
+    if (!given.form.empty()) std::printf("state: %s: %s\n", o.state.front().c_str(), given.text().c_str());
     print_dynamics(dynamics);
     std::printf("last state, earth-fixed: %.4f %.4f %.4f m, %.7f %.7f %.7f m/s\n", last.pos_ecf[0], last.pos_ecf[1],
                 last.pos_ecf[2], last.vel_ecf[0], last.vel_ecf[1], last.vel_ecf[2]);
     if (!o.truth.empty()) {
-        const Truth truth = Truth::load(o.truth, gtimeChangeTimeSystem(start, tsGPST));
+        const Truth truth =
+            Truth::load(o.truth, gtimeChangeTimeSystem(start, tsGPST), o.orbit.satellite, given.inertial);
         std::vector<PositionError> errors;
         for (const TrajectoryPoint& p : points) {
             PositionError error{};
@@ -120,9 +151,9 @@ int propagate(const PropagateOptions& o) {
         write_trajectory(o.out, points);
         std::printf("trajectory written: %s\n", o.out.c_str());
     }
-    if (!o.sp3_out.empty()) {
-        write_trajectory_sp3(o.sp3_out, points, dynamics.config->output_interval);
-        std::printf("orbit written: %s\n", o.sp3_out.c_str());
+    if (o.orbit.wanted()) {
+        write_orbit(o.orbit, ephemeris_of(at_whole_seconds(dynamics, points), dynamics.config->output_interval, "EXT",
+                                          "ORBIT PROPAGATED FROM ONE STATE"));
     }
     if (!o.rows_out.empty()) {
         const long rows = write_rows(o, dynamics, points);
@@ -134,15 +165,23 @@ int propagate(const PropagateOptions& o) {
 void add_propagate(Command app, Action& action) {
     auto o = std::make_shared<PropagateOptions>();
     Command command = app.add_subcommand("propagate", "A state in, a trajectory out");
-    command.add_option("--epoch", o->epoch, "epoch of the state, such as 2021-01-18T00:00:00").required();
-    command.add_option("--time-scale", o->time_scale, "its time scale: gpst, utc, tai or tt").capture_default_str();
-    command.add_option("--state", o->state, "x y z vx vy vz in m and m/s").expected(6).required();
-    command.add_option("--frame", o->frame, "its frame: ecef or eci (GCRS)").capture_default_str();
+    command.add_option("--epoch", o->epoch,
+                       "epoch of the state, such as 2021-01-18T00:00:00; of a file without it the first");
+    command.add_option("--time-scale", o->time_scale, "its time scale, and that of a CSV: gpst, utc, tai or tt")
+        .capture_default_str();
+    command
+        .add_option("--state", o->state, "x y z vx vy vz in m and m/s, or a file: CSV, SP3 or OEM with velocities, OPM")
+        .expected(1, 6)
+        .required();
+    command.add_option("--frame", o->frame, "its frame, and that of a CSV: ecef or eci (GCRS)").capture_default_str();
     command.add_option("--duration", o->duration, "length of the arc in seconds").capture_default_str();
     add_dynamics(command, o->dynamics);
-    command.add_option("--truth", o->truth, "CSV to compare with: GPST, x, y, z in metres, earth-fixed");
+    command.add_option("--truth", o->truth,
+                       "file to compare with: CSV (GPST, x, y, z in metres, earth-fixed), SP3 or OEM");
     command.add_option("--out", o->out, "CSV of the trajectory, both frames");
-    command.add_option("--sp3-out", o->sp3_out, "SP3-c file of the trajectory");
+    add_orbit_outputs(command, o->orbit, "the trajectory");
+    command.add_option("--satellite", o->orbit.satellite,
+                       "satellite of an SP3 or OEM file with the state, and of the SP3 file that is written");
     command.add_option("--rows-out", o->rows_out, "rows of simulated motion (mot), without the ends of the arc");
     command.add_option("--rows-interval", o->rows_interval, "spacing of these rows in seconds").capture_default_str();
     command.callback([o, &action] { action = [o] { return propagate(*o); }; });

@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "outputs/ephemeris.h"
 #include "stores/dynamics.h"
 
 namespace host {
@@ -13,9 +14,10 @@ namespace host {
 struct PropagateOptions {
     DynamicsOptions dynamics;
     std::string epoch, time_scale = "gpst", frame = "ecef";
-    std::vector<double> state;  ///< position [m], velocity [m/s]
-    double duration = 86400.0;  ///< [s]
-    std::string out, sp3_out, rows_out;
+    std::vector<std::string> state;  ///< position [m], velocity [m/s]; or a file
+    double duration = 86400.0;       ///< [s]
+    OrbitOutputs orbit;
+    std::string out, rows_out;
     double rows_interval = 0.02;  ///< of the rows of rows_out [s]
     std::string truth;
 };

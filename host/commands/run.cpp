@@ -9,10 +9,10 @@
 #include <memory>
 
 #include "commands/command.h"
+#include "commands/options.h"
 #include "commands/run_epoch.h"
 #include "commands/run_summary.h"
 #include "inputs/truth.h"
-#include "outputs/sp3.h"
 #include "pictures/canvas.h"
 #include "pictures/errors.h"
 #include "pictures/satellites.h"
@@ -158,8 +158,9 @@ bool is_orbit(const Epoch& epoch) {
     return epoch.solved && status != "FAR_FROM_POINT" && status != "NOT_FOR_GROUND";
 }
 
-void write_orbit(const std::string& file, const std::vector<Epoch>& epochs) {
-    std::vector<Sp3Point> points;
+/// The filter's positions at the true receive times, or at whole seconds.
+void write_orbit_files(const RunOptions& options, const std::vector<Epoch>& epochs) {
+    std::vector<TimedPosition> points;
     for (const Epoch& e : epochs) {
         if (is_orbit(e)) points.push_back({e.received, {e.filter[0], e.filter[1], e.filter[2]}});
     }
@@ -167,9 +168,20 @@ void write_orbit(const std::string& file, const std::vector<Epoch>& epochs) {
         std::printf("orbit not written: no position of the filter is worth it\n");
         return;
     }
-    const double interval = epochs.size() > 1 ? gtimeSubSec(epochs[1].tag, epochs[0].tag) : 0.0;
-    write_sp3(file, points, interval);
-    std::printf("orbit written: %s\n", file.c_str());
+    Ephemeris orbit;
+    orbit.interval = epoch_interval();
+    orbit.type = "KIN";
+    orbit.data = "u+U";
+    orbit.fixed = kinematic_states(points, orbit.interval, options.round);
+    orbit.comments = {
+        "EARTH-FIXED POSITIONS OF A LOW-EARTH-ORBIT SATELLITE",
+        "FROM CODE AND CARRIER PHASE, EPOCH BY EPOCH. TIME GPST.",
+        options.round ? "INTERPOLATED FROM TRUE RECEIVE TIMES TO WHOLE SECONDS." : "AT TRUE RECEIVE TIMES.",
+        "VELOCITIES BY A POLYNOMIAL THROUGH THE POSITIONS."};
+    write_orbit(options.orbit, orbit);
+    if (options.round)
+        std::printf("orbit at whole seconds: %zu of %zu positions, interpolated over the receiver clock\n",
+                    orbit.fixed.size(), points.size());
 }
 
 void check_files(const RunOptions& o) {
@@ -177,7 +189,8 @@ void check_files(const RunOptions& o) {
     const InputOptions& in = o.inputs;
     plan.in("--obs", in.obs).in("--nav", in.nav).in("--sp3", in.sp3).in("--clk", in.clk).in("--atx", in.atx);
     plan.in("--att", in.att).in("--eop", in.eop).in("--jpl", in.jpl).in("--config", in.config).in("--truth", o.truth);
-    plan.out("--out", o.out).out("--satellites-out", o.satellites_out).out("--sp3-out", o.sp3_out);
+    plan.out("--out", o.out).out("--satellites-out", o.satellites_out);
+    plan_orbit_outputs(o.orbit, plan);
     plan.out("--plot", o.plot).check();
 }
 
@@ -213,7 +226,7 @@ int run(const RunOptions& options) {
     }
     if (tables.epochs != nullptr) std::printf("epochs written: %s\n", options.out.c_str());
     if (tables.satellites != nullptr) std::printf("satellites written: %s\n", options.satellites_out.c_str());
-    if (!options.sp3_out.empty()) write_orbit(options.sp3_out, epochs);
+    if (options.orbit.wanted()) write_orbit_files(options, epochs);
     const bool drawn =
         options.plot.empty() || write_plot(options.plot, epochs, errors, options, truth != nullptr && truth->at_rest());
     return totals.solved > 0 && drawn ? 0 : 1;
@@ -239,12 +252,15 @@ void add_run(Command app, Action& action) {
         .non_negative()
         .capture_default_str();
     command.add_flag("--embedded", o->inputs.embedded, "the embedded deployment: built-in tables, BeiDou alone");
-    command.add_option("--truth", o->truth,
-                       "CSV to compare with: GPST, x, y, z in metres, earth-fixed; one row for a site at rest");
+    command.add_option(
+        "--truth", o->truth,
+        "file to compare with: CSV (GPST, x, y, z in metres, earth-fixed), SP3 or OEM; one row for a site at rest");
     command.add_option("--out", o->out, "CSV, one row per epoch");
     command.add_option("--satellites-out", o->satellites_out,
                        "CSV, one row per epoch and satellite: directions, residuals, slips");
-    command.add_option("--sp3-out", o->sp3_out, "SP3-c file of the filtered positions");
+    add_orbit_outputs(command, o->orbit, "the filtered positions");
+    command.add_option("--satellite", o->orbit.satellite, "satellite of the SP3 file, such as L01");
+    command.add_flag("--round", o->round, "these files at whole seconds, interpolated from the true receive times");
     command.add_option("--plot", o->plot, "SVG or PNG of the errors, or of the satellites without --truth");
     command
         .add_option("--log-level", o->log_level,

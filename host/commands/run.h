@@ -5,13 +5,16 @@
 
 #include <string>
 
+#include "outputs/ephemeris.h"
 #include "stores/loading.h"
 
 namespace host {
 
 struct RunOptions {
     InputOptions inputs;
-    std::string truth, out, satellites_out, sp3_out, plot;
+    std::string truth, out, satellites_out, plot;
+    OrbitOutputs orbit;
+    bool round = false;  ///< the orbit at whole seconds
     std::string log_level = "critical";
 };
 

@@ -7,6 +7,7 @@
 #include <memory>
 
 #include "commands/command.h"
+#include "commands/options.h"
 #include "model/random.h"
 #include "model/signal.h"
 #include "shared/console.h"
@@ -187,7 +188,8 @@ std::map<sysGNSS, Signals> choose_signals(const SimulateOptions& o, const Conste
 /// SATELLITE,TIME,BAND,CYCLES with the time as text or in seconds of the arc.
 Slip parse_slip(const std::string& text, const Constellation& constellation, const Arc& arc, double start) {
     const std::string what = "--slip " + text + ": ";
-    const std::vector<std::string> fields = fields_of(text);
+    const std::vector<std::string_view> parts = csv_fields(text);
+    const std::vector<std::string> fields(parts.begin(), parts.end());
     require(fields.size() == 4, what + "satellite, time, band and cycles are expected, such as C21,1800,L1,5");
     Slip slip{text, 0, 0.0, 0, 0.0};
     const std::vector<Satellite>& all = constellation.satellites();
@@ -501,6 +503,16 @@ void write_events(const SimulateOptions& o, const Arc& arc) {
     out.close();
 }
 
+/// The true orbit at the tags.
+Ephemeris true_orbit(const SimulateOptions& o, const ReceiverOrbit& orbit, const Arc& arc) {
+    Ephemeris e;
+    e.interval = o.interval;
+    e.comments = {"TRUE ORBIT OF A SIMULATION AT THE TAGS OF ITS EPOCHS."};
+    for (const SimulatedEpoch& epoch : arc.epochs)
+        e.fixed.push_back({time_at(arc.mjd_day, epoch.tag), epoch.position_at_tag, orbit.velocity(epoch.tag)});
+    return e;
+}
+
 // --- summary -------------------------------------------------------------------------------------------------------------
 
 void print_summary(const SimulateOptions& o, const Environment& environment, const Constellation& constellation,
@@ -568,6 +580,7 @@ void check_files(const SimulateOptions& o) {
     FilePlan plan;
     plan.in("--orbit", o.orbit).in("--nav", o.nav).in("--sp3", o.sp3).in("--clk", o.clk).in("--config", o.config);
     plan.out("--obs-out", o.obs_out).out("--att-out", o.att_out).out("--truth-out", o.truth_out);
+    plan_orbit_outputs(o.ephemeris, plan);
     plan.out("--events-out", o.events_out).check();
 }
 
@@ -577,9 +590,11 @@ int simulate(const SimulateOptions& o) {
     check_files(o);
     Console console(o.log_level);
     check_options(o);
-    const std::vector<TimedPosition> rows = is_sp3(o.orbit)
-                                                ? read_position_sp3(o.orbit, o.satellite, tsGPST)
-                                                : read_position_csv(o.orbit, reference_columns(), 0, tsGPST);
+    PositionRequest request;
+    request.satellite = o.satellite;
+    const PositionFile positions = read_positions(o.orbit, request);
+    require(!positions.inertial, o.orbit + ": an earth-fixed orbit is expected, this one is in " + positions.frame);
+    const std::vector<TimedPosition>& rows = positions.rows;
     const GTime first_row = rows.front().time;
     require(first_row.time.mjd >= 44244 && rows.back().time.time.mjd < 73050,
             o.orbit + ": the dates of this orbit are not between 1980 and 2058; does it tell the day?");
@@ -633,16 +648,20 @@ int simulate(const SimulateOptions& o) {
         write_events(o, arc);
         std::printf("events written: %s (%zu)\n", o.events_out.c_str(), arc.events.size());
     }
+    if (o.ephemeris.wanted()) {
+        OrbitOutputs outputs = o.ephemeris;
+        if (outputs.object_name.empty()) outputs.object_name = positions.satellite;
+        write_orbit(outputs, true_orbit(o, orbit, arc));
+    }
     return 0;
 }
 
 void add_simulate(Command app, Action& action) {
     auto o = std::make_shared<SimulateOptions>();
     Command command = app.add_subcommand("simulate", "An orbit in, the observations of a receiver on it out");
-    command
-        .add_option("--orbit", o->orbit, "orbit: CSV of `leopod propagate` (GPST, earth-fixed), or SP3 (ending .sp3)")
+    command.add_option("--orbit", o->orbit, "orbit: CSV of `leopod propagate` (GPST, earth-fixed), SP3 or OEM")
         .required();
-    command.add_option("--satellite", o->satellite, "satellite of an SP3 orbit, such as L01");
+    command.add_option("--satellite", o->satellite, "satellite of an SP3 or OEM orbit, such as L01");
     command.add_option("--nav", o->nav, "RINEX navigation file of the transmitters; may be repeated");
     command.add_option("--sp3", o->sp3, "SP3 file of the transmitters, instead; may be repeated");
     command.add_option("--clk", o->clk, "RINEX clock file that goes with it; may be repeated");
@@ -676,6 +695,7 @@ void add_simulate(Command app, Action& action) {
     command.add_option("--att-out", o->att_out, "attitude quaternions to be written");
     command.add_option("--truth-out", o->truth_out, "CSV of true positions and clocks to be written");
     command.add_option("--events-out", o->events_out, "CSV of ambiguities, slips and clock jumps to be written");
+    add_orbit_outputs(command, o->ephemeris, "the true orbit at the tags", false);
     command.add_option("--log-level", o->log_level, "library messages from this level on").capture_default_str();
     command.callback([o, &action] { action = [o] { return simulate(*o); }; });
 }

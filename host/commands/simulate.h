@@ -8,6 +8,8 @@
 #include <string>
 #include <vector>
 
+#include "outputs/ephemeris.h"
+
 namespace host {
 
 struct SimulateOptions {
@@ -33,6 +35,7 @@ struct SimulateOptions {
     std::string platform_z = "down";
     double yaw = 0.0;  ///< [degree]
 
+    OrbitOutputs ephemeris;
     std::string obs_out, att_out, truth_out, events_out;
     std::string log_level = "critical";
 };

@@ -10,10 +10,19 @@
 
 namespace host {
 
+/// Fields of a line between commas, without blanks around them; a field in quotes may hold commas.
+std::vector<std::string_view> csv_fields(std::string_view line);
+
+/// Reads a text that is a finite number and nothing else. False where it is none.
+bool parse_number(std::string_view text, double& value);
+
 class CsvReader {
   public:
-    /// Opens a file and reads its header, the first line that is not empty and no comment (#). Throws InputError.
-    explicit CsvReader(const std::string& file);
+    enum Head { NAMES, NAMES_OR_NUMBERS };
+
+    /// Opens a file and reads its header, the first line that is not empty and no comment (#). Where numbers alone will do, a file
+    /// without a header has them as names, and that line is its first row as well. Throws InputError.
+    explicit CsvReader(const std::string& file, Head head = NAMES);
 
     const std::vector<std::string>& names() const { return names_; }
     bool has(const std::string& name) const { return find(name) >= 0; }
@@ -24,16 +33,18 @@ class CsvReader {
 
     /// Goes to the next row that is not empty; false at the end.
     bool next();
+    /// The row as it stands in the file, and its number there.
+    const std::string& line() const { return line_; }
+    long line_number() const { return line_number_; }
     /// A field of the row; empty where the row or the file (-1) does not have it.
     std::string_view text(int column) const;
     /// A number; not finite where there is none.
     double number(int column) const;
 
   private:
-    void split(std::vector<std::string_view>& fields) const;
-
     std::string file_, line_;
     std::ifstream in_;
+    long line_number_ = 0;
     std::vector<std::string> names_;
     std::vector<std::string_view> fields_;
 };

@@ -1,13 +1,11 @@
 #include "inputs/positions.h"
 
 #include <algorithm>
-#include <cctype>
-#include <charconv>
 #include <cmath>
-#include <cstdlib>
-#include <fstream>
-#include <sstream>
 
+#include "earth_rotation_param.h"
+#include "inputs/ccsds.h"
+#include "inputs/sp3.h"
 #include "shared/error.h"
 #include "shared/files.h"
 #include "shared/times.h"
@@ -16,8 +14,15 @@ namespace host {
 
 namespace {
 
+constexpr double kSameEpoch = 1e-6;    ///< [s]
+constexpr double kFirstUtc = 41500.0;  ///< leap seconds begin in 1972 [MJD]
+
 bool starts_with(const std::string& text, const std::string& start) {
     return text.compare(0, start.size(), start) == 0;
+}
+
+bool ends_with(const std::string& text, const std::string& end) {
+    return text.size() >= end.size() && text.compare(text.size() - end.size(), end.size(), end) == 0;
 }
 
 /// First column with exactly one of the names, else the first one that begins with the prefix; -1 without.
@@ -37,16 +42,31 @@ int find_column(const std::vector<std::string>& names, const std::vector<std::st
 struct Places {
     int time = 0, mjd = -1;
     std::array<int, 3> axis{1, 2, 3};
+    std::array<int, 3> rate{-1, -1, -1};
     bool time_is_mjd = false;
 };
+
+/// Velocities stand under the name of their position with a v before it and another unit.
+void find_rates(const std::vector<std::string>& names, Places& places) {
+    Places found = places;
+    for (std::size_t k = 0; k < 3; ++k) {
+        std::string name = "v" + names[static_cast<std::size_t>(places.axis[k])];
+        if (ends_with(name, "_m")) name += "ps";
+        found.rate[k] = find_column(names, {name}, "");
+    }
+    if (std::all_of(found.rate.begin(), found.rate.end(), [](int place) { return place >= 0; })) places = found;
+}
 
 Places places_of(const std::vector<std::string>& names, const CsvColumns& columns) {
     Places places;
     const char* prefixes[3] = {"x_", "y_", "z_"};
+    bool all = true;
     for (std::size_t k = 0; k < 3; ++k) {
         const int found = find_column(names, columns.axis[k], prefixes[k]);
         if (found >= 0) places.axis[k] = found;
+        all = all && found >= 0;
     }
+    if (all) find_rates(names, places);
     places.mjd = find_column(names, {}, "mjd");
     const int sod = find_column(names, columns.time, "sod");
     if (sod >= 0) {
@@ -59,55 +79,117 @@ Places places_of(const std::vector<std::string>& names, const CsvColumns& column
     return places;
 }
 
-bool parse_time(const std::vector<std::string>& fields, const Places& places, long day_mjd, GTime& time) {
-    const std::string& text = fields[static_cast<std::size_t>(places.time)];
-    if (text.find(':') != std::string::npos) return read_time(text, time.sys, time);
-    double value = 0;
-    if (!parse_number(text, value) || std::fabs(value) > 1e9) return false;
-    if (places.time_is_mjd) {
-        time.time = mjd2TimeMJD(value);
-        return true;
+/// What the names of the columns say about time scale and frame.
+void describe(const std::vector<std::string>& names, const Places& places, const std::string& file,
+              PositionFile& result) {
+    const std::string& time = names[static_cast<std::size_t>(places.time)];
+    const std::pair<const char*, TIMESYS> endings[] = {
+        {"_utc", tsUTC}, {"_gpst", tsGPST}, {"_tai", tsTAI}, {"_tt", tsTT}};
+    for (const auto& [ending, scale] : endings) {
+        if (ends_with(time, ending)) result.scale = scale;
     }
-    double mjd = static_cast<double>(day_mjd);
-    if (places.mjd >= 0 && (!parse_number(fields[static_cast<std::size_t>(places.mjd)], mjd) || std::fabs(mjd) > 1e7))
-        return false;
-    time.time = timeMjdAddSec(mjd2TimeMJD(mjd), value);
+    const std::size_t axis = static_cast<std::size_t>(places.axis[0]);
+    const std::string x = axis < names.size() ? names[axis] : "";
+    const auto says = [&](std::initializer_list<const char*> words) {
+        return std::any_of(words.begin(), words.end(),
+                           [&](const char* word) { return x.find(word) != std::string::npos; });
+    };
+    const bool inertial = says({"gcrs", "gcrf", "eci"});
+    const bool fixed = says({"ecef", "itrs", "itrf"});
+    if (says({"teme"})) throw InputError(file + ": positions in TEME (" + x + ") are not taken");
+    if ((inertial && !result.inertial) || (fixed && result.inertial))
+        throw InputError(file + ": column " + x + (fixed ? " is earth-fixed, " : " is inertial, ") +
+                         (fixed ? "inertial" : "earth-fixed") + " positions are asked for");
+}
+
+const char* scale_text(TIMESYS scale) {
+    static const char* const names[] = {"unknown", "GPST", "GALT", "BDST", "UTC", "TAI", "TT"};
+    return names[scale];
+}
+
+bool parse_time(const CsvReader& in, const Places& places, const PositionRequest& request, TIMESYS scale, GTime& time) {
+    time.sys = scale;
+    const std::string text(in.text(places.time));
+    if (text.find(':') != std::string::npos) {
+        if (!read_time(text, scale, time)) return false;
+    } else {
+        double value = 0;
+        if (!parse_number(text, value) || std::fabs(value) > 1e9) return false;
+        double mjd = static_cast<double>(request.day_mjd);
+        if (places.mjd >= 0 && (!parse_number(in.text(places.mjd), mjd) || std::fabs(mjd) > 1e7)) return false;
+        time.time = places.time_is_mjd ? mjd2TimeMJD(value) : timeMjdAddSec(mjd2TimeMJD(mjd), value);
+    }
+    if (scale == tsUTC && gtime2mjd(time) < kFirstUtc) return false;
+    time = gtimeChangeTimeSystem(time, tsGPST);
     return true;
+}
+
+/// Whether the line is a row; `empty` where it has no position.
+bool parse_row(const CsvReader& in, const Places& places, const PositionRequest& request, TIMESYS scale,
+               TimedPosition& row, bool& empty) {
+    bool ok = parse_time(in, places, request, scale, row.time);
+    empty = false;
+    for (std::size_t k = 0; k < 3; ++k) {
+        const std::string_view text = in.text(places.axis[k]);
+        empty = empty || text.empty();
+        ok = ok && parse_number(text, row.position[k]);
+    }
+    Vector3 rate{};
+    bool rates = places.rate[0] >= 0;
+    for (std::size_t k = 0; k < 3 && rates; ++k) rates = parse_number(in.text(places.rate[k]), rate[k]);
+    if (rates) row.velocity = rate;
+    return ok;
+}
+
+PositionFile read_csv(const std::string& file, const PositionRequest& request) {
+    CsvReader in(file, CsvReader::NAMES_OR_NUMBERS);
+    PositionFile result;
+    result.form = "CSV";
+    result.scale = request.scale;
+    result.inertial = request.inertial;
+    Places places;
+    bool head = true;
+    do {
+        TimedPosition row{};
+        bool empty = false;
+        if (parse_row(in, places, request, result.scale, row, empty)) {
+            result.rows.push_back(row);
+        } else if (head) {
+            places = places_of(in.names(), request.columns);
+            describe(in.names(), places, file, result);
+        } else if (!empty) {
+            throw InputError(file + ": a row of this file of positions cannot be read: line " +
+                             std::to_string(in.line_number()) + ", " + in.line().substr(0, 100));
+        }
+        head = false;
+    } while (in.next());
+    if (result.rows.empty()) throw InputError(file + ": is not a file of positions (CSV: time, x, y, z in metres)");
+    result.scale_name = scale_text(result.scale);
+    result.frame = result.inertial ? "GCRS" : "earth-fixed";
+    return result;
+}
+
+/// First line of a file that is not empty.
+std::string head_of(const std::string& file) {
+    std::ifstream in = open_input(file, "file of positions");
+    std::string line;
+    while (std::getline(in, line) && line.find_first_not_of(" \t\r") == std::string::npos) {
+    }
+    return line;
+}
+
+std::vector<std::string> named(const char* axis, std::initializer_list<const char*> endings) {
+    std::vector<std::string> names;
+    for (const char* ending : endings) names.push_back(std::string(axis) + ending);
+    return names;
 }
 
 }  // namespace
 
-std::vector<std::string> fields_of(const std::string& line) {
-    std::vector<std::string> fields;
-    std::stringstream stream(line);
-    std::string field;
-    while (std::getline(stream, field, ',')) {
-        field.erase(0, field.find_first_not_of(" \t\r"));
-        field.erase(field.find_last_not_of(" \t\r") + 1);
-        fields.push_back(field);
-    }
-    return fields;
-}
-
-bool parse_number(const std::string& text, double& value) {
-    const char* const last = text.data() + text.size();
-    const auto [end, error] = std::from_chars(text.data() + (text[0] == '+' && text[1] != '-' ? 1 : 0), last, value);
-    return error == std::errc() && end == last && std::isfinite(value);
-}
-
-bool is_sp3(const std::string& file) {
-    static const std::string ending = ".sp3";
-    return file.size() >= ending.size() &&
-           std::equal(ending.begin(), ending.end(), file.end() - static_cast<std::ptrdiff_t>(ending.size()),
-                      [](char a, char b) { return a == std::tolower(static_cast<unsigned char>(b)); });
-}
-
 CsvColumns reference_columns() {
     CsvColumns c{{"sod_rx"}, {}};
     const char* names[3] = {"x", "y", "z"};
-    for (std::size_t k = 0; k < 3; ++k)
-        c.axis[k] = {std::string(names[k]) + "_rx", std::string(names[k]) + "_itrs", std::string(names[k]) + "_ecef_m",
-                     std::string(names[k]) + "_m", names[k]};
+    for (std::size_t k = 0; k < 3; ++k) c.axis[k] = named(names[k], {"_rx", "_itrs", "_ecef_m", "_m", ""});
     return c;
 }
 
@@ -115,88 +197,79 @@ CsvColumns solution_columns(const std::string& solution) {
     CsvColumns c{{"receive_sod_gpst"}, {}};
     const char* names[3] = {"x", "y", "z"};
     for (std::size_t k = 0; k < 3; ++k) {
-        const std::string plain = std::string(names[k]) + "_ecef_m";
-        c.axis[k] =
-            solution == "point" ? std::vector<std::string>{plain} : std::vector<std::string>{"filter_" + plain, plain};
-        c.axis[k].push_back(std::string(names[k]) + "_m");
-        c.axis[k].push_back(names[k]);
+        c.axis[k] = named(names[k], {"_ecef_m", "_m", ""});
+        if (solution != "point") c.axis[k].insert(c.axis[k].begin(), "filter_" + c.axis[k].front());
     }
     return c;
 }
 
-std::vector<TimedPosition> read_position_csv(const std::string& file, const CsvColumns& columns, long day_mjd,
-                                             TIMESYS system) {
-    std::ifstream in = open_input(file, "file of positions");
-    std::vector<TimedPosition> rows;
-    Places places;
-    bool head = true;
-    std::string line;
-    while (std::getline(in, line)) {
-        const std::vector<std::string> fields = fields_of(line);
-        if (fields.empty() || fields[0].empty() || fields[0][0] == '#') continue;
-        const int needed = std::max({places.time, places.mjd, places.axis[0], places.axis[1], places.axis[2]});
-        const bool complete = fields.size() > static_cast<std::size_t>(needed);
-        TimedPosition row{};
-        row.time.sys = system;
-        bool ok = complete && parse_time(fields, places, day_mjd, row.time);
-        bool empty = !complete;
-        for (std::size_t k = 0; k < 3 && complete; ++k) {
-            const std::string& text = fields[static_cast<std::size_t>(places.axis[k])];
-            empty = empty || text.empty();
-            ok = ok && parse_number(text, row.position[k]);
-        }
-        if (ok) {
-            rows.push_back(row);
-        } else if (head) {
-            places = places_of(fields, columns);
-        } else if (!empty) {
-            throw InputError(file + ": a row of this file of positions cannot be read: " + line);
-        }
-        head = false;
-    }
-    if (rows.empty()) throw InputError(file + ": is not a file of positions (CSV: time, x, y, z in metres)");
+CsvColumns inertial_columns() {
+    CsvColumns c;
+    const char* names[3] = {"x", "y", "z"};
+    for (std::size_t k = 0; k < 3; ++k) c.axis[k] = named(names[k], {"_gcrs_m", "_gcrs", "_eci_m", "_eci", "_m", ""});
+    return c;
+}
+
+std::string PositionFile::text() const {
+    std::string all =
+        form + (satellite.empty() ? "" : ", satellite " + satellite) + ", times " + scale_name + ", frame " + frame;
+    for (const std::string& note : notes) all += "; " + note;
+    return all;
+}
+
+PositionFile read_positions(const std::string& file, const PositionRequest& request) {
+    const std::string head = head_of(file);
+    const std::string message = ccsds_kind(head);
+    if (!message.empty() && message != "OEM")
+        throw InputError(file + ": is a CCSDS " + message + " message; an ephemeris (OEM) is expected");
+    PositionFile result = is_sp3_head(head)  ? read_sp3(file, request.satellite, request.satellite_or_any)
+                          : message == "OEM" ? read_oem(file, request.satellite, request.satellite_or_any)
+                                             : read_csv(file, request);
+    std::vector<TimedPosition>& rows = result.rows;
     std::stable_sort(rows.begin(), rows.end(),
                      [](const TimedPosition& a, const TimedPosition& b) { return gtime_less(a.time, b.time); });
     rows.erase(std::unique(rows.begin(), rows.end(),
                            [](const TimedPosition& a, const TimedPosition& b) { return gtime_equal(a.time, b.time); }),
                rows.end());
-    return rows;
+    return result;
 }
 
-std::vector<TimedPosition> read_position_sp3(const std::string& file, const std::string& satellite, TIMESYS system) {
-    std::ifstream in = open_input(file, "SP3 file");
-    std::vector<TimedPosition> rows;
-    std::string chosen = satellite;
-    std::string line;
-    GTime time{};
-    bool first = true;
-    while (std::getline(in, line)) {
-        if (first && (line.size() < 2 || line[0] != '#')) throw InputError(file + ": is not a SP3 file");
-        first = false;
-        if (line.compare(0, 3, "EOF") == 0) break;
-        if (line[0] == '*') {
-            TimeYMD d{};
-            if (std::sscanf(line.c_str(), "* %d %d %d %d %d %lf", &d.year, &d.month, &d.day, &d.hour, &d.minute,
-                            &d.second) != 6)
-                continue;
-            if (!is_date(d.year, d.month, d.day))
-                throw InputError(file + ": this SP3 file has an epoch that is no date: " + line);
-            time = time_of(d, system);
-        } else if (line[0] == 'P' && line.size() > 46 && time.sys != UKNTS) {
-            const std::string name = line.substr(1, 3);
-            if (chosen.empty() && name[0] == 'L') chosen = name;
-            TimedPosition row{time, {}};
-            if (name != chosen || std::sscanf(line.c_str() + 4, "%lf %lf %lf", row.position.data(), &row.position[1],
-                                              &row.position[2]) != 3)
-                continue;
-            for (double& component : row.position) component *= 1000.0;
-            if (std::hypot(row.position[0], row.position[1], row.position[2]) > 1.0) rows.push_back(row);
-        }
+PositionFile read_state(const std::string& file, const PositionRequest& request, const std::optional<GTime>& epoch) {
+    const bool single = ccsds_kind(head_of(file)) == "OPM";
+    PositionFile states = single ? read_opm(file) : read_positions(file, request);
+    TimedPosition chosen = states.rows.front();
+    if (epoch) {
+        const GTime gpst = gtimeChangeTimeSystem(*epoch, tsGPST);
+        const auto found = std::find_if(states.rows.begin(), states.rows.end(), [&](const TimedPosition& row) {
+            return std::fabs(gtimeSubSec(row.time, gpst)) < kSameEpoch;
+        });
+        if (found == states.rows.end())
+            throw InputError(file + ": has no state at " + time_text(gpst) + " GPST, its first is at " +
+                             time_text(chosen.time) + ", its last at " + time_text(states.rows.back().time));
+        chosen = *found;
     }
-    if (rows.empty())
-        throw InputError(file + ": no position of satellite " + (chosen.empty() ? "L.." : chosen) +
-                         " in this SP3 file");
-    return rows;
+    if (!chosen.velocity) throw InputError(file + ": the state at " + time_text(chosen.time) + " GPST has no velocity");
+    states.rows = {chosen};
+    return states;
+}
+
+void make_earth_fixed(const std::string& file, PositionFile& positions, bool any) {
+    if (!positions.inertial) return;
+    for (TimedPosition& row : positions.rows) {
+        const double mjd = gtime2mjd(gtimeChangeTimeSystem(row.time, tsUTC));
+        EOPREC eop{};
+        if (!any && !compute_eop(mjd, &eop))
+            throw InputError(file + ": frame " + positions.frame + " needs earth orientation that covers " +
+                             time_text(row.time) + " GPST");
+        Vector3 position{};
+        Vector3 velocity{};
+        eci2ecf(mjd, getLeapSecond(mjd), row.position.data(), row.velocity ? row.velocity->data() : nullptr,
+                position.data(), velocity.data());
+        row.position = position;
+        if (row.velocity) row.velocity = velocity;
+        row.covariance.reset();
+    }
+    positions.inertial = false;
 }
 
 }  // namespace host

@@ -12,16 +12,17 @@ const char* const kSatelliteHint = "the file of leopod run --satellites-out is e
 
 }  // namespace
 
-bool row_seconds(const TimeWindow& window, const CsvReader& in, int mjd, int sod, long& day, double& seconds) {
+bool row_seconds(const SpanOptions& span, const CsvReader& in, int mjd, int sod, long& day, double& seconds) {
     const double row_day = in.number(mjd);
     const double row_second = in.number(sod);
     if (!(std::fabs(row_day) < 1e5 && std::fabs(row_second) < 1e6)) return false;
     if (day == 0) day = std::lround(row_day);
     seconds = (row_day - static_cast<double>(day)) * 86400.0 + row_second;
-    return seconds >= window.from && seconds <= window.to;
+    return !span.given() ||
+           ArcSpan(span, {{day, 0.0}, tsGPST}, tsGPST).has({{std::lround(row_day), row_second}, tsGPST});
 }
 
-SatelliteRowsByName read_satellite_rows(const std::vector<std::string>& files, bool antenna, const TimeWindow& window,
+SatelliteRowsByName read_satellite_rows(const std::vector<std::string>& files, bool antenna, const SpanOptions& span,
                                         long& day) {
     const std::string prefix = antenna ? "antenna_" : "";
     SatelliteRowsByName satellites;
@@ -42,7 +43,7 @@ SatelliteRowsByName read_satellite_rows(const std::vector<std::string>& files, b
         while (in.next()) {
             double seconds = 0;
             const std::string satellite(in.text(name));
-            if (satellite.size() != 3 || !row_seconds(window, in, mjd, sod, day, seconds)) continue;
+            if (satellite.size() != 3 || !row_seconds(span, in, mjd, sod, day, seconds)) continue;
             SatelliteRows& rows = satellites[satellite];
             rows.seconds.push_back(seconds);
             const bool directed = std::fabs(in.number(azimuth)) <= 360.0 && std::fabs(in.number(elevation)) <= 90.0;

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "inputs/csv.h"
+#include "shared/span.h"
 
 namespace host {
 
@@ -20,17 +21,12 @@ struct SatelliteRows {
 
 using SatelliteRowsByName = std::map<std::string, SatelliteRows>;
 
-/// Seconds of the first day, to which what is shown is limited.
-struct TimeWindow {
-    double from = -1e18, to = 1e18;
-};
-
 /// Time of a row in seconds since the start of `day`, which the first row sets where it is 0. False where the row has none, or outside the
-/// window.
-bool row_seconds(const TimeWindow& window, const CsvReader& in, int mjd, int sod, long& day, double& seconds);
+/// span.
+bool row_seconds(const SpanOptions& span, const CsvReader& in, int mjd, int sod, long& day, double& seconds);
 
 /// Rows by satellite, with directions in the frame of the antenna or at the horizon. Throws InputError.
-SatelliteRowsByName read_satellite_rows(const std::vector<std::string>& files, bool antenna, const TimeWindow& window,
+SatelliteRowsByName read_satellite_rows(const std::vector<std::string>& files, bool antenna, const SpanOptions& span,
                                         long& day);
 
 }  // namespace host

@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <cctype>
 #include <filesystem>
-#include <fstream>
 
 #include "inputs/csv.h"
 #include "shared/error.h"
@@ -53,18 +52,13 @@ Source parse_source(const std::string& text) {
 }
 
 std::vector<TimedPosition> read_positions(const Source& source, long day) {
-    if (is_sp3(source.file)) return read_position_sp3(source.file, "", tsGPST);
-    const CsvColumns columns = position_columns(source.solution == "point" ? "point" : "filter");
-    std::string first;
-    {
-        std::ifstream in(source.file);
-        if (!in) throw InputError(source.file + ": cannot open this file");
-        while (std::getline(in, first) && (first.empty() || first[0] == '#')) {
-        }
-    }
-    // A file without a header has time, x, y, z.
-    if (!first.empty() && std::isalpha(static_cast<unsigned char>(first[0])) != 0) {
-        const CsvReader header(source.file);
+    PositionRequest request;
+    request.columns = position_columns(source.solution == "point" ? "point" : "filter");
+    request.day_mjd = day;
+    // A file without a header has time, x, y, z; other formats begin with no letter or have no commas.
+    const CsvReader header(source.file, CsvReader::NAMES_OR_NUMBERS);
+    if (header.names().size() > 1 && std::isalpha(static_cast<unsigned char>(header.names().front()[0])) != 0) {
+        const CsvColumns& columns = request.columns;
         const bool positions = std::any_of(header.names().begin(), header.names().end(), [&](const std::string& name) {
             return name.compare(0, 2, "x_") == 0 || name == "x" || name == columns.axis[0][0];
         });
@@ -72,7 +66,9 @@ std::vector<TimedPosition> read_positions(const Source& source, long day) {
             header.require("filter_x_ecef_m", "the epochs of leopod run have it (run --out)");
         if (!positions) header.require("x_ecef_m", "positions are written by run --out, fit --out and propagate --out");
     }
-    return read_position_csv(source.file, columns, day, tsGPST);
+    PositionFile positions = read_positions(source.file, request);
+    make_earth_fixed(source.file, positions);
+    return positions.rows;
 }
 
 long first_day(const std::vector<TimedPosition>& rows) { return gtimeAddSec(rows.front().time, 1.0).time.mjd; }

@@ -22,12 +22,19 @@ double PositionError::total() const {
     return std::sqrt(component[0] * component[0] + component[1] * component[1] + component[2] * component[2]);
 }
 
-Truth Truth::load(const std::string& file, const GTime& first) {
+Truth Truth::load(const std::string& file, const GTime& first, const std::string& satellite, bool inertial) {
     Truth truth;
     truth.origin_ = first;
     truth.origin_.time.sod = 0.0;
     double extent = 0;
-    const std::vector<TimedPosition> rows = read_position_csv(file, reference_columns(), first.time.mjd, tsGPST);
+    PositionRequest request;
+    request.day_mjd = first.time.mjd;
+    request.satellite = satellite;
+    request.satellite_or_any = true;
+    PositionFile positions = read_positions(file, request);
+    truth.source_ = positions.text();
+    make_earth_fixed(file, positions, inertial);
+    const std::vector<TimedPosition>& rows = positions.rows;
     for (const TimedPosition& row : rows) {
         truth.seconds_.push_back(gtimeSubSec(row.time, truth.origin_));
         for (std::size_t k = 0; k < 3; ++k) {

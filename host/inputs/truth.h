@@ -1,5 +1,5 @@
 /// \file truth.h
-/// Reference positions from a CSV file, and statistics of a solution's errors against them.
+/// Reference positions from a file, and statistics of a solution's errors against them.
 #ifndef LEOPOD_HOST_TRUTH_H
 #define LEOPOD_HOST_TRUTH_H
 
@@ -22,9 +22,11 @@ struct PositionError {
 /// Reference positions, earth-fixed, in GPST.
 class Truth {
   public:
-    /// A CSV of reference positions; seconds of day without a date count from the day of `first`. One row, or rows within a kilometre: a
-    /// site at rest. Throws InputError.
-    static Truth load(const std::string& file, const GTime& first);
+    /// A file of reference positions (CSV, SP3, OEM), of its satellite of that name; seconds of day without a date count from the day of
+    /// `first`. One row, or rows within a kilometre: a site at rest. Inertial positions need earth orientation, unless what they serve
+    /// is `inertial` as well. Throws InputError.
+    static Truth load(const std::string& file, const GTime& first, const std::string& satellite = "",
+                      bool inertial = false);
 
     /// Position and velocity at a time, by interpolation of neighbouring rows. False outside the rows or in a gap.
     bool state_at(const GTime& time, Vector3& position, Vector3& velocity) const;
@@ -32,8 +34,11 @@ class Truth {
     bool error_at(const GTime& time, const double* position, PositionError& error) const;
     bool at_rest() const { return at_rest_; }
     std::size_t size() const { return seconds_.size(); }
+    /// What the file says about itself.
+    const std::string& source() const { return source_; }
 
   private:
+    std::string source_;
     GTime origin_{};
     std::vector<double> seconds_;  ///< since origin_
     std::array<std::vector<double>, 3> position_;

@@ -1,5 +1,7 @@
 #include "outputs/sp3.h"
 
+#include <algorithm>
+#include <cmath>
 #include <cstdio>
 
 #include "shared/files.h"
@@ -9,46 +11,97 @@ namespace host {
 
 namespace {
 
-constexpr long kFirstGpsDay = 44244;  ///< MJD of 1980-01-06
+constexpr double kUnknown = 999999.999999;  ///< clock or its rate
+constexpr double kBase = 1.25;              ///< of the accuracies of positions
+constexpr double kClockBase = 1.025;
+constexpr int kDecimals = 8;  ///< of a second
+constexpr int kLeastComments = 4;
+
+/// Rms of the standard deviations of a position's axes [mm]; 0 where none is known.
+double deviation_mm(const TimedPosition& p) {
+    double sum = 0;
+    for (std::size_t k = 0; k < 3 && p.covariance; ++k) sum += (*p.covariance)[k][k];
+    return 1e3 * std::sqrt(sum / 3.0);
+}
+
+/// Exponent of 2 mm nearest to the rms of the standard deviations; 0 stands for unknown.
+int accuracy_code(const std::vector<TimedPosition>& points) {
+    double sum = 0;
+    std::size_t count = 0;
+    for (const TimedPosition& p : points) {
+        const double mm = deviation_mm(p);
+        if (!(mm > 0.0)) continue;
+        sum += mm * mm;
+        ++count;
+    }
+    if (count == 0) return 0;
+    return std::clamp(static_cast<int>(std::lround(std::log2(std::sqrt(sum / static_cast<double>(count))))), 1, 99);
+}
+
+std::string epoch_text(const GTime& time) {
+    const TimeYMD t = calendar(time, kDecimals);
+    char text[80];
+    std::snprintf(text, sizeof text, "%4d %2d %2d %2d %2d %11.8f", t.year, t.month, t.day, t.hour, t.minute, t.second);
+    return text;
+}
+
+void write_head(std::FILE* out, const OrbitOutputs& o, const Ephemeris& e, bool velocities, bool accuracies) {
+    const GTime given = e.fixed.empty() ? GTime{{51544, 0.0}, tsGPST} : e.fixed.front().time;
+    const GTime first = time_of(calendar(given, kDecimals), tsGPST);
+    const long days = first.time.mjd - 44244;  // since week 0 began
+    std::fprintf(out, "#%c%c%s %7zu %5s ITRF  %3s LEOP\n", o.sp3_version[0], velocities ? 'V' : 'P',
+                 epoch_text(given).c_str(), e.fixed.size(), e.data.c_str(), e.type.c_str());
+    std::fprintf(out, "## %4ld %15.8f %14.8f %5ld %15.13f\n", days / 7,
+                 static_cast<double>(days % 7) * 86400.0 + first.time.sod, e.interval, first.time.mjd,
+                 first.time.sod / 86400.0);
+    const auto row = [&](const char* head, int code) {
+        std::fprintf(out, "%s%3d", head, code);
+        for (int i = 1; i < 17; ++i) std::fprintf(out, "  0");
+        std::fprintf(out, "\n");
+    };
+    std::fprintf(out, "+    1   %s", o.satellite.empty() ? "L01" : o.satellite.c_str());
+    for (int i = 1; i < 17; ++i) std::fprintf(out, "  0");
+    std::fprintf(out, "\n");
+    for (int i = 0; i < 4; ++i) row("+        ", 0);
+    for (int i = 0; i < 5; ++i) row("++       ", i == 0 ? accuracy_code(e.fixed) : 0);
+    std::fprintf(out, "%%c L  cc GPS ccc cccc cccc cccc cccc ccccc ccccc ccccc ccccc\n");
+    std::fprintf(out, "%%c cc cc ccc ccc cccc cccc cccc cccc ccccc ccccc ccccc ccccc\n");
+    std::fprintf(out, "%%f %10.7f %12.9f  0.00000000000  0.000000000000000\n", accuracies ? kBase : 0.0,
+                 accuracies ? kClockBase : 0.0);
+    std::fprintf(out, "%%f  0.0000000  0.000000000  0.00000000000  0.000000000000000\n");
+    for (int i = 0; i < 2; ++i) std::fprintf(out, "%%i    0    0    0    0      0      0      0      0         0\n");
+    for (int i = 0; i < std::max<int>(kLeastComments, static_cast<int>(e.comments.size())); ++i) {
+        const std::size_t at = static_cast<std::size_t>(i);
+        if (at >= kLeastComments && o.sp3_version == "c") break;  // has four
+        std::fprintf(out, "/* %-57.57s\n", at < e.comments.size() ? e.comments[at].c_str() : "");
+    }
+}
 
 }  // namespace
 
-void write_sp3(const std::string& file, const std::vector<Sp3Point>& points, double interval) {
+void write_sp3(const std::string& file, const OrbitOutputs& o, const Ephemeris& e) {
     OutputFile out(file);
-    constexpr int kDecimals = 8;  ///< of the format's seconds
-    const GTime first = points.empty() ? GTime{{51544, 0.0}, tsGPST} : points.front().time;
-    const TimeYMD d = calendar(first, kDecimals);
-    const long mjd = rounded_mjd(first, kDecimals);
-    const double sod = 3600.0 * d.hour + 60.0 * d.minute + d.second;
-    const long days = mjd - kFirstGpsDay;
-    std::fprintf(out, "#cP%4d %2d %2d %2d %2d %11.8f %7zu     u ITRF  KIN LEOP\n", d.year, d.month, d.day, d.hour,
-                 d.minute, d.second, points.size());
-    std::fprintf(out, "## %4ld %15.8f %14.8f %5ld %15.13f\n", days / 7, static_cast<double>(days % 7) * 86400.0 + sod,
-                 interval, mjd, sod / 86400.0);
-    std::fprintf(out, "+    1   L01");
-    for (int i = 0; i < 16; ++i) std::fprintf(out, "  0");
-    std::fprintf(out, "\n");
-    const auto rows = [&](const char* head, int count) {
-        for (int row = 0; row < count; ++row) {
-            std::fprintf(out, "%s", head);
-            for (int i = 0; i < 17; ++i) std::fprintf(out, "  0");
-            std::fprintf(out, "\n");
-        }
+    const auto has_velocity = [](const TimedPosition& p) { return p.velocity.has_value(); };
+    const auto has_deviation = [](const TimedPosition& p) { return deviation_mm(p) > 0.0; };
+    const bool velocities = std::any_of(e.fixed.begin(), e.fixed.end(), has_velocity);
+    const bool accuracies = std::any_of(e.fixed.begin(), e.fixed.end(), has_deviation);
+    write_head(out, o, e, velocities, accuracies);
+    const std::string name = o.satellite.empty() ? "L01" : o.satellite;
+    const auto row = [&](char kind, const Vector3& v, double unit) {
+        std::fprintf(out, "%c%s%14.6f%14.6f%14.6f%14.6f", kind, name.c_str(), v[0] * unit, v[1] * unit, v[2] * unit,
+                     kUnknown);
     };
-    rows("+        ", 4);
-    rows("++       ", 5);
-    std::fprintf(out, "%%c L  cc GPS ccc cccc cccc cccc cccc ccccc ccccc ccccc ccccc\n");
-    std::fprintf(out, "%%c cc cc ccc ccc cccc cccc cccc cccc ccccc ccccc ccccc ccccc\n");
-    for (int i = 0; i < 2; ++i) std::fprintf(out, "%%f  0.0000000  0.000000000  0.00000000000  0.000000000000000\n");
-    for (int i = 0; i < 2; ++i) std::fprintf(out, "%%i    0    0    0    0      0      0      0      0         0\n");
-    std::fprintf(out, "/* EARTH-FIXED POSITIONS OF A LOW-EARTH-ORBIT SATELLITE    \n");
-    std::fprintf(out, "/* FROM CODE AND CARRIER PHASE, EPOCH BY EPOCH. TIME GPST. \n");
-    for (int i = 0; i < 2; ++i) std::fprintf(out, "/*                                                         \n");
-    for (const Sp3Point& point : points) {
-        const TimeYMD t = calendar(point.time, kDecimals);
-        std::fprintf(out, "*  %4d %2d %2d %2d %2d %11.8f\n", t.year, t.month, t.day, t.hour, t.minute, t.second);
-        std::fprintf(out, "PL01%14.6f%14.6f%14.6f%14.6f\n", point.position[0] * 1e-3, point.position[1] * 1e-3,
-                     point.position[2] * 1e-3, 999999.999999);
+    for (const TimedPosition& p : e.fixed) {
+        std::fprintf(out, "*  %s\n", epoch_text(p.time).c_str());
+        row('P', p.position, 1e-3);
+        for (std::size_t k = 0; k < 3 && has_deviation(p); ++k) {
+            const double mm = 1e3 * std::sqrt(std::max((*p.covariance)[k][k], 1e-6));
+            std::fprintf(out, " %2ld", std::clamp(std::lround(std::log(mm) / std::log(kBase)), 0L, 99L));
+        }
+        std::fprintf(out, "\n");
+        if (!velocities) continue;
+        row('V', p.velocity.value_or(Vector3{}), 10.0);
+        std::fprintf(out, "\n");
     }
     std::fprintf(out, "EOF\n");
     out.close();

@@ -1,22 +1,17 @@
 /// \file sp3.h
-/// Positions of one satellite written as an SP3-c file.
+/// Positions and velocities of one satellite written as an SP3 file, version c or d.
 #ifndef LEOPOD_HOST_SP3_H
 #define LEOPOD_HOST_SP3_H
 
 #include <string>
-#include <vector>
 
-#include "gtime.h"
+#include "outputs/ephemeris.h"
 
 namespace host {
 
-struct Sp3Point {
-    GTime time;          ///< GPST
-    double position[3];  ///< earth-fixed [m]
-};
-
-/// Writes the points under satellite L01; clocks are marked unknown. Throws InputError when the file cannot be written.
-void write_sp3(const std::string& file, const std::vector<Sp3Point>& points, double interval);
+/// Writes the earth-fixed states with GPS time tags; clocks are marked unknown, velocities that are not known as absent. Accuracies stand
+/// in the header and behind the positions where covariances are known. Throws InputError when the file cannot be written.
+void write_sp3(const std::string& file, const OrbitOutputs& options, const Ephemeris& ephemeris);
 
 }  // namespace host
 

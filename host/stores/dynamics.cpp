@@ -7,11 +7,11 @@
 #include <cstring>
 #include <filesystem>
 #include <fstream>
+#include <utility>
 
 #include "earth_gravity.h"
 #include "inputs/config_check.h"
 #include "mathlib.h"
-#include "outputs/sp3.h"
 #include "shared/console.h"
 #include "shared/error.h"
 #include "shared/files.h"
@@ -156,13 +156,46 @@ void write_trajectory(const std::string& file, const std::vector<TrajectoryPoint
     out.close();
 }
 
-void write_trajectory_sp3(const std::string& file, const std::vector<TrajectoryPoint>& points, double interval) {
-    std::vector<Sp3Point> rows;
-    rows.reserve(points.size());
-    for (const TrajectoryPoint& p : points) {
-        rows.push_back({gtimeChangeTimeSystem(p.utc, tsGPST), {p.pos_ecf[0], p.pos_ecf[1], p.pos_ecf[2]}});
+std::vector<TrajectoryPoint> at_whole_seconds(Dynamics& dynamics, std::vector<TrajectoryPoint> points) {
+    constexpr double kNear = 1e-3;  ///< over such a time a state is carried by its derivatives [s]
+    TrajectoryPoint first = points.front();
+    const double second = gtimeChangeTimeSystem(first.utc, tsGPST).time.sod;
+    if (std::fabs(std::remainder(second, 1.0)) < 1e-9) return points;
+    double& interval = dynamics.config->output_interval;
+    const double duration = gtimeSubSec(points.back().utc, first.utc);
+    double shift = -std::remainder(second, interval);
+    if (std::fabs(shift) <= kNear) {
+        for (std::size_t k = 0; k < 3; ++k) {
+            first.pos_eci[k] += shift * (first.vel_eci[k] + 0.5 * shift * first.acc_eci[k]);
+            first.vel_eci[k] += shift * first.acc_eci[k];
+        }
+    } else {
+        if (shift < 0.0) shift += interval;
+        const double given = std::exchange(interval, shift);
+        const TrajectoryPoint moved = integrate(dynamics, first.utc, first.pos_eci, first.vel_eci, shift).back();
+        interval = given;
+        first = moved;
     }
-    write_sp3(file, rows, interval);
+    GTime start = gtimeChangeTimeSystem(points.front().utc, tsGPST);
+    start.time.sod = std::round(second + shift);
+    TimeMjd_normalise(&start.time);
+    return integrate(dynamics, gtimeChangeTimeSystem(start, tsUTC), first.pos_eci, first.vel_eci,
+                     std::max(0.0, duration - shift));
+}
+
+Ephemeris ephemeris_of(const std::vector<TrajectoryPoint>& points, double interval, const std::string& type,
+                       const std::string& comment) {
+    Ephemeris e;
+    e.interval = interval;
+    e.type = type;
+    e.comments = {comment, "BY A DYNAMIC MODEL. EARTH-FIXED POSITIONS, TIMES IN GPST."};
+    for (const TrajectoryPoint& p : points) {
+        const GTime gpst = gtimeChangeTimeSystem(p.utc, tsGPST);
+        const auto vector = [](const double* v) { return Vector3{v[0], v[1], v[2]}; };
+        e.fixed.push_back({gpst, vector(p.pos_ecf), vector(p.vel_ecf)});
+        e.inertial.push_back({gpst, vector(p.pos_eci), vector(p.vel_eci)});
+    }
+    return e;
 }
 
 bool interpolate_ecf(const std::vector<TrajectoryPoint>& points, const GTime& utc, double* position) {

@@ -8,6 +8,7 @@
 
 #include "inputs/positions.h"
 #include "orbit_dynamics.h"
+#include "outputs/ephemeris.h"
 #include "stores/environment.h"
 
 namespace host {
@@ -55,8 +56,11 @@ std::vector<TrajectoryPoint> integrate(Dynamics& dynamics, const GTime& start, c
 
 /// CSV: GPST, both frames. Throws InputError when the file cannot be written.
 void write_trajectory(const std::string& file, const std::vector<TrajectoryPoint>& points);
-/// SP3-c with earth-fixed positions.
-void write_trajectory_sp3(const std::string& file, const std::vector<TrajectoryPoint>& points, double interval);
+/// The trajectory at whole seconds of GPST: itself where it has them, else integrated anew from the first multiple of the output interval.
+std::vector<TrajectoryPoint> at_whole_seconds(Dynamics& dynamics, std::vector<TrajectoryPoint> points);
+/// For the files of orbits: `type` as SP3 names it, what was done in the comment.
+Ephemeris ephemeris_of(const std::vector<TrajectoryPoint>& points, double interval, const std::string& type,
+                       const std::string& comment);
 
 /// Position and velocity of a time between two points of a trajectory, earth-fixed. False outside.
 bool interpolate_ecf(const std::vector<TrajectoryPoint>& points, const GTime& utc, double* position);

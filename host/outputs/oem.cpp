@@ -1,0 +1,183 @@
+#include "outputs/oem.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstdlib>
+#include <ctime>
+
+#include "earth_rotation_param.h"
+#include "shared/error.h"
+#include "shared/files.h"
+#include "shared/times.h"
+
+namespace host {
+
+namespace {
+
+constexpr const char* kRealisation = "ITRF2014";  ///< named where the option names none
+constexpr double kGap = 1.5;                      ///< intervals from which on a block ends
+constexpr int kDegree = 9;                        ///< of the interpolation that the spacing allows
+
+std::string lower(std::string text) {
+    for (char& c : text) c = c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
+    return text;
+}
+
+std::string creation_date() {
+    // Builds that must be the same twice set the date.
+    const char* const fixed = std::getenv("SOURCE_DATE_EPOCH");
+    const std::time_t now = fixed != nullptr ? static_cast<std::time_t>(std::atoll(fixed)) : std::time(nullptr);
+    return time_text({{40587 + static_cast<long>(now / 86400), static_cast<double>(now % 86400)}, tsUTC}, 0);
+}
+
+/// States in GCRS with the earth orientation that is loaded.
+std::vector<TimedPosition> inertial_states(const std::string& file, const std::vector<TimedPosition>& fixed) {
+    std::vector<TimedPosition> states;
+    for (TimedPosition state : fixed) {
+        const double mjd = gtime2mjd(gtimeChangeTimeSystem(state.time, tsUTC));
+        EOPREC eop{};
+        if (!compute_eop(mjd, &eop))
+            throw InputError(file + ": --oem-frame gcrf needs earth orientation (--eop) that covers " +
+                             time_text(state.time) + " GPST");
+        Vector3 position{};
+        Vector3 velocity{};
+        Vector3 given = state.velocity.value_or(Vector3{});
+        ecf2eci(mjd, getLeapSecond(mjd), state.position.data(), given.data(), position.data(), velocity.data());
+        state.position = position;
+        if (state.velocity) state.velocity = velocity;
+        state.covariance.reset();  // of the other frame
+        states.push_back(state);
+    }
+    return states;
+}
+
+/// Times as texts: milliseconds where all lie on them, else nanoseconds.
+int decimals_of(const std::vector<TimedPosition>& states) {
+    const bool whole = std::all_of(states.begin(), states.end(), [](const TimedPosition& s) {
+        return std::fabs(std::remainder(s.time.time.sod, 1e-3)) < 1e-9;
+    });
+    return whole ? 3 : 9;
+}
+
+/// A covariance of the velocity as well.
+bool has_covariance(const TimedPosition& s) { return s.covariance && (*s.covariance)[5][5] > 0.0; }
+
+struct Block {
+    std::size_t begin, end;
+};
+
+std::vector<Block> blocks_of(const std::vector<TimedPosition>& states, double interval) {
+    std::vector<Block> blocks;
+    for (std::size_t i = 0; i < states.size(); ++i) {
+        const bool gap = i == 0 || gtimeSubSec(states[i].time, states[i - 1].time) > kGap * interval;
+        if (gap) blocks.push_back({i, i});
+        blocks.back().end = i + 1;
+    }
+    return blocks;
+}
+
+class Writer {
+  public:
+    Writer(const std::string& file, const OrbitOutputs& options, const Ephemeris& ephemeris)
+        : out_(file), file_(file), options_(options), ephemeris_(ephemeris) {}
+
+    void write(const std::vector<TimedPosition>& states) {
+        decimals_ = decimals_of(states);
+        std::fprintf(out_, "CCSDS_OEM_VERS = 2.0\n");
+        for (const std::string& comment : ephemeris_.comments) std::fprintf(out_, "COMMENT %s\n", comment.c_str());
+        std::fprintf(out_, "CREATION_DATE = %s\nORIGINATOR = LEOPOD\n", creation_date().c_str());
+        for (const Block& block : blocks_of(states, ephemeris_.interval)) write_block(states, block);
+        out_.close();
+    }
+
+  private:
+    std::string time(const GTime& gpst) const {
+        return time_text(gtimeChangeTimeSystem(gpst, options_.oem_time == "utc" ? tsUTC : tsGPST), decimals_);
+    }
+
+    void metadata(const std::vector<TimedPosition>& states, const Block& block) {
+        const std::string& satellite = options_.satellite;
+        const std::string name = !options_.object_name.empty() ? options_.object_name
+                                 : !satellite.empty()          ? satellite
+                                                               : "LEO SATELLITE";
+        std::fprintf(out_, "\nMETA_START\n");
+        if (lower(options_.oem_frame) == "itrf")
+            std::fprintf(out_, "COMMENT The realisation of ITRF is that of the inputs.\n");
+        std::fprintf(out_, "OBJECT_NAME = %s\nOBJECT_ID = %s\nCENTER_NAME = EARTH\n", name.c_str(),
+                     options_.object_id.empty() ? "UNKNOWN" : options_.object_id.c_str());
+        std::fprintf(out_, "REF_FRAME = %s\nTIME_SYSTEM = %s\n", oem_frame(options_.oem_frame).c_str(),
+                     options_.oem_time == "utc" ? "UTC" : "GPS");
+        std::fprintf(out_, "START_TIME = %s\nSTOP_TIME = %s\n", time(states[block.begin].time).c_str(),
+                     time(states[block.end - 1].time).c_str());
+        const int degree = std::min<int>(kDegree, static_cast<int>(block.end - block.begin) - 1);
+        if (degree > 0) std::fprintf(out_, "INTERPOLATION = LAGRANGE\nINTERPOLATION_DEGREE = %d\n", degree);
+        std::fprintf(out_, "META_STOP\n");
+    }
+
+    void write_block(const std::vector<TimedPosition>& states, const Block& block) {
+        metadata(states, block);
+        std::string before;
+        bool covariances = false;
+        for (std::size_t i = block.begin; i < block.end; ++i) {
+            const TimedPosition& s = states[i];
+            const std::string text = time(s.time);
+            if (text <= before)
+                throw InputError(file_ + ": the times " + before + " and " + text +
+                                 " do not rise; within a leap second --oem-time gps serves");
+            before = text;
+            std::fprintf(out_, "%s", text.c_str());
+            for (double x : s.position) std::fprintf(out_, " %16.9f", x * 1e-3);
+            for (double v : *s.velocity) std::fprintf(out_, " %15.11f", v * 1e-3);
+            std::fprintf(out_, "\n");
+            covariances = covariances || has_covariance(s);
+        }
+        if (covariances) write_covariances(states, block);
+    }
+
+    void write_covariances(const std::vector<TimedPosition>& states, const Block& block) {
+        std::fprintf(out_, "COVARIANCE_START\n");
+        for (std::size_t i = block.begin; i < block.end; ++i) {
+            if (!has_covariance(states[i])) continue;
+            std::fprintf(out_, "EPOCH = %s\n", time(states[i].time).c_str());
+            for (std::size_t row = 0; row < 6; ++row) {
+                for (std::size_t k = 0; k <= row; ++k)
+                    std::fprintf(out_, "%s%.9e", k != 0 ? " " : "", (*states[i].covariance)[row][k] * 1e-6);
+                std::fprintf(out_, "\n");
+            }
+        }
+        std::fprintf(out_, "COVARIANCE_STOP\n");
+    }
+
+    OutputFile out_;
+    std::string file_;
+    const OrbitOutputs& options_;
+    const Ephemeris& ephemeris_;
+    int decimals_ = 3;
+};
+
+}  // namespace
+
+std::string oem_frame(const std::string& choice) {
+    const std::string name = lower(choice);
+    if (name == "gcrf") return "GCRF";
+    if (name == "itrf") return kRealisation;
+    const bool year = name.size() == 8 && name.compare(0, 4, "itrf") == 0 &&
+                      name.find_first_not_of("0123456789", 4) == std::string::npos;
+    if (!year) throw InputError("--oem-frame " + choice + ": itrf, gcrf or a realisation such as ITRF2014 is expected");
+    return "ITRF" + name.substr(4);
+}
+
+std::size_t write_oem(const std::string& file, const OrbitOutputs& options, const Ephemeris& ephemeris) {
+    const bool inertial = oem_frame(options.oem_frame) == "GCRF";
+    std::vector<TimedPosition> states = !inertial                     ? ephemeris.fixed
+                                        : !ephemeris.inertial.empty() ? ephemeris.inertial
+                                                                      : inertial_states(file, ephemeris.fixed);
+    const std::size_t all = states.size();
+    states.erase(std::remove_if(states.begin(), states.end(), [](const TimedPosition& s) { return !s.velocity; }),
+                 states.end());
+    if (states.empty()) throw InputError(file + ": no state to be written");
+    Writer(file, options, ephemeris).write(states);
+    return all - states.size();
+}
+
+}  // namespace host

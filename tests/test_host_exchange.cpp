@@ -1,0 +1,355 @@
+// Orbits in exchange formats: SP3 in any time system, CCSDS ephemerides and states, and the one rule of spans.
+#include "host_support.h"
+
+namespace {
+
+using namespace support;
+
+using State = std::array<double, 6>;  ///< [m, m/s]
+
+class Exchange : public HostTest {};
+
+std::string out(const std::string& name) { return (temp_dir() / name).string(); }
+
+/// Seconds of 2021-01-18 as a text of that day.
+std::string clock_text(double second, const char* form = "%02d:%02d:%09.6f") {
+    const int minutes = static_cast<int>(second / 60.0);
+    char text[64];
+    std::snprintf(text, sizeof text, form, minutes / 60, minutes % 60, second - 60.0 * minutes);
+    return text;
+}
+
+std::string numbers(const char* form, const State& s, double position_unit, double velocity_unit) {
+    std::string text;
+    for (std::size_t i = 0; i < 6; ++i) {
+        char field[64];
+        std::snprintf(field, sizeof field, form, s[i] * (i < 3 ? position_unit : velocity_unit));
+        text += field;
+    }
+    return text;
+}
+
+/// A trajectory in both frames, by second of 2021-01-18.
+struct Trajectory {
+    std::map<double, State> fixed, inertial;
+};
+
+const std::string kDynamics = " --dynamics " + kExamples + "demo_orbit.cfg ";
+const std::string kArc =
+    "propagate --epoch 2021-01-18T06:00:00 --frame eci --state 6878137 0 0 0 1000 7500" + kDynamics;
+
+Trajectory propagated(int duration, const std::string& options = "") {
+    leopod_ok(kArc + "--duration " + std::to_string(duration) + " --out " + out("arc.csv") + options);
+    Trajectory t;
+    for (const Row& row : read_csv(out("arc.csv"))) {
+        const double second = row.value("sod_gpst");
+        const char* names[2][6] = {{"x_ecef_m", "y_ecef_m", "z_ecef_m", "vx_ecef_mps", "vy_ecef_mps", "vz_ecef_mps"},
+                                   {"x_gcrs_m", "y_gcrs_m", "z_gcrs_m", "vx_gcrs_mps", "vy_gcrs_mps", "vz_gcrs_mps"}};
+        for (std::size_t i = 0; i < 6; ++i) {
+            t.fixed[second][i] = row.value(names[0][i]);
+            t.inertial[second][i] = row.value(names[1][i]);
+        }
+    }
+    return t;
+}
+
+// --- a reader of CCSDS ephemerides that takes nothing but what the format allows ------------------------------------------
+
+struct OemBlock {
+    std::map<std::string, std::string> meta;
+    std::vector<std::string> times;
+    std::vector<State> states;  ///< [km, km/s]
+};
+
+class StrictOem {
+  public:
+    explicit StrictOem(const std::string& file) : in_(read_file(file)) {
+        EXPECT_FALSE(in_.str().empty()) << file;
+        next(true);
+        EXPECT_EQ(take("CCSDS_OEM_VERS"), "2.0");
+        EXPECT_TRUE(is_time(take("CREATION_DATE")));
+        EXPECT_FALSE(take("ORIGINATOR").empty());
+        while (!line_.empty()) block();
+    }
+    std::vector<OemBlock> blocks;
+
+  private:
+    /// The next line that is not empty; comments only where they are allowed.
+    void next(bool comments) {
+        while (std::getline(in_, line_)) {
+            EXPECT_LE(line_.size(), 254u);
+            const bool comment = line_.compare(0, 8, "COMMENT ") == 0;
+            EXPECT_TRUE(comments || !comment) << line_;
+            if (!line_.empty() && !comment) return;
+        }
+        line_.clear();
+    }
+    std::string take(const std::string& key, bool required = true) {
+        const std::string start = key + " = ";
+        const bool here = line_.compare(0, start.size(), start) == 0;
+        EXPECT_TRUE(here || !required) << key << " is expected: " << line_;
+        if (!here) return "";
+        const std::string value = line_.substr(start.size());
+        next(key == "CCSDS_OEM_VERS");
+        return value;
+    }
+    static bool is_time(const std::string& text) {
+        return std::regex_match(text,
+                                std::regex("[0-9]{4}-[0-9]{2}-[0-9]{2}T[0-9]{2}:[0-9]{2}:[0-9]{2}(\\.[0-9]+)?Z?"));
+    }
+    void block() {
+        blocks.emplace_back();
+        OemBlock& b = blocks.back();
+        EXPECT_EQ(line_, "META_START");
+        next(true);
+        for (const char* key : {"OBJECT_NAME", "OBJECT_ID", "CENTER_NAME", "REF_FRAME", "TIME_SYSTEM", "START_TIME"})
+            b.meta[key] = take(key);
+        b.meta["STOP_TIME"] = take("STOP_TIME");
+        if (!take("INTERPOLATION", false).empty()) {
+            EXPECT_GT(std::stoi(take("INTERPOLATION_DEGREE")), 0);
+        }
+        EXPECT_EQ(line_, "META_STOP");
+        next(true);
+        EXPECT_EQ(b.meta["CENTER_NAME"], "EARTH");
+        EXPECT_TRUE(std::regex_match(b.meta["REF_FRAME"], std::regex("GCRF|ITRF[0-9]{4}"))) << b.meta["REF_FRAME"];
+        for (; !line_.empty() && line_ != "META_START"; next(false)) data(b);
+        ASSERT_FALSE(b.times.empty());
+        EXPECT_EQ(b.times.front(), b.meta["START_TIME"]);
+        EXPECT_EQ(b.times.back(), b.meta["STOP_TIME"]);
+    }
+    void data(OemBlock& b) {
+        std::istringstream fields(line_);
+        std::string time, field;
+        fields >> time;
+        EXPECT_TRUE(is_time(time) && (b.times.empty() || b.times.back() < time)) << line_;
+        State s{};
+        for (double& x : s) {
+            fields >> field;
+            EXPECT_LE(std::count_if(field.begin(), field.end(), isdigit), 16) << line_;
+            x = to_number(field);
+        }
+        EXPECT_FALSE(fields >> field) << line_;
+        b.times.push_back(time);
+        b.states.push_back(s);
+    }
+
+    std::stringstream in_;
+    std::string line_;
+};
+
+/// Epoch texts and values of an SP3 file of one satellite [m, m/s].
+std::vector<std::pair<std::string, State>> read_sp3(const std::string& file, std::string& head) {
+    std::vector<std::pair<std::string, State>> rows;
+    std::stringstream in(read_file(file));
+    std::getline(in, head);
+    std::string last;
+    for (std::string line; std::getline(in, line); last = line) {
+        EXPECT_LE(line.size(), 80u);
+        if (line[0] == '*') rows.push_back({line.substr(3), {}});
+        for (std::size_t k = 0; k < 3 && (line[0] == 'P' || line[0] == 'V'); ++k)
+            rows.back().second[k + (line[0] == 'V' ? 3 : 0)] =
+                std::stod(line.substr(4 + 14 * k, 14)) * (line[0] == 'V' ? 0.1 : 1e3);
+    }
+    EXPECT_EQ(last, "EOF");
+    EXPECT_EQ(std::stoul(head.substr(32, 7)), rows.size());
+    return rows;
+}
+
+// --- tests ----------------------------------------------------------------------------------------------------------------
+
+/// Files of one state, or of two, in all formats, scales and frames: each starts the same motion.
+std::vector<std::pair<std::string, std::string>> states_in_all_forms(const Trajectory& t) {
+    const double gpst = 6 * 3600.0;
+    std::vector<std::pair<std::string, std::string>> files;
+    const auto sp3 = [&](const std::string& name, double offset, const std::string& file) {
+        std::string text = "#cV2021  1 18  6  0  0.00000000       2 ORBIT ITRF  FIT TEST\n";
+        text += "## 2141 108000.00000000    60.00000000 59232 0.2500000000000\n+    1   L74\n";
+        text += "%c L  cc " + name + " ccc cccc cccc cccc cccc ccccc ccccc ccccc ccccc\n";
+        for (const double second : {gpst, gpst + 60.0}) {
+            text += "*  2021  1 18 " + clock_text(second + offset, "%2d %2d %11.8f") + "\n";
+            const std::string n = numbers("%14.6f", t.fixed.at(second), 1e-3, 10.0);
+            text += "PL74" + n.substr(0, 42) + " 999999.999999\nVL74" + n.substr(42) + "\n";
+        }
+        files.emplace_back(write_temp(file, text + "EOF\n"), "");
+    };
+    sp3("GPS", 0, "gps.dat");
+    sp3("ccc", 0, "none.dat");
+    sp3("TAI", 19, "tai.dat");
+    sp3("UTC", -18, "utc.dat");
+    sp3("GLO", -18, "glo.dat");
+    sp3("BDT", -14, "bdt.dat");
+    const auto message = [&](const std::string& kind, const std::string& frame, const std::string& scale, double offset,
+                             const State& s, const std::string& file) {
+        const std::string meta = "OBJECT_NAME = A B\nOBJECT_ID = 2002-012B\nCENTER_NAME = EARTH\nREF_FRAME = " + frame +
+                                 "\nTIME_SYSTEM = " + scale + "\n";
+        const std::string time = "2021-018T" + clock_text(gpst + offset);
+        std::string text = "CCSDS_" + kind + "_VERS = 2.0\nCREATION_DATE = 2021-01-18T00:00:00\nORIGINATOR = TEST\n";
+        if (kind == "OPM") {
+            text += meta + "EPOCH = " + time + "Z\n";
+            const char* keys[6] = {"X", "Y", "Z", "X_DOT", "Y_DOT", "Z_DOT"};
+            std::istringstream values(numbers("%.12f ", s, 1e-3, 1e-3));
+            std::string value;
+            for (const char* key : keys) {
+                values >> value;
+                text += std::string(key) + " = " + value + (key[1] == '\0' ? " [km]\n" : " [km/s]\n");
+            }
+        } else {
+            text += "\nMETA_START\nCOMMENT one state\n" + meta + "START_TIME = " + time + "\nSTOP_TIME = " + time +
+                    "\nMETA_STOP\n" + time + " " + numbers("%.12f ", s, 1e-3, 1e-3) + "\n";
+        }
+        files.emplace_back(write_temp(file, text), "");
+    };
+    const State& inertial = t.inertial.at(gpst);
+    // The published frame bias (IAU 2000) leads from GCRS to the mean equator and equinox of J2000.
+    const double bias[3][3] = {{0.9999999999999942498, -0.7078279744199196626e-7, 0.8056217146976134152e-7},
+                               {0.7078279477857337206e-7, 0.9999999999999969484, 0.3306041454222136517e-7},
+                               {-0.8056217380986972157e-7, -0.3306040883980552500e-7, 0.9999999999999962084}};
+    State j2000{};
+    for (std::size_t i = 0; i < 3; ++i) {
+        for (std::size_t k = 0; k < 3; ++k) {
+            j2000[i] += bias[i][k] * inertial[k];
+            j2000[i + 3] += bias[i][k] * inertial[k + 3];
+        }
+    }
+    message("OEM", "ITRF2014", "GPS", 0, t.fixed.at(gpst), "fixed.oem");
+    message("OEM", "GCRF", "UTC", -18, inertial, "gcrf.oem");
+    message("OEM", "EME2000", "TT", 51.184, j2000, "j2000.oem");
+    message("OPM", "ITRF-97", "TAI", 19, t.fixed.at(gpst), "fixed.opm");
+    message("OPM", "ICRF", "UTC", -18, inertial, "icrf.opm");
+    files.emplace_back(
+        write_temp("state_utc.csv", "epoch_utc,x_m,y_m,z_m,vx_mps,vy_mps,vz_mps\n2021-01-18T" + clock_text(gpst - 18) +
+                                        numbers(",%.6f", t.fixed.at(gpst), 1, 1)),
+        "");
+    files.emplace_back(out("arc.csv"), "--frame eci");
+    files.emplace_back(out("arc.csv"), "--epoch 2021-01-18T06:00:00 --frame ecef");
+    return files;
+}
+
+TEST_F(Exchange, AStateStartsTheSameMotionWhateverItsFormat) {
+    const Trajectory t = propagated(600);
+    const State& last = t.fixed.rbegin()->second;
+    for (const auto& [file, options] : states_in_all_forms(t)) {
+        const Outcome o = leopod_ok("propagate --duration 600 --state " + file + " " + options + kDynamics +
+                                    " --truth " + out("arc.csv"));
+        EXPECT_TRUE(holds(o.text, "2021-01-18T06:00:00.000 to 2021-01-18T06:10:00.000 GPST")) << file << o.text;
+        const std::string pattern = "last state, earth-fixed: ([-0-9.]+) ";
+        EXPECT_NEAR(number(o.text, pattern), last[0], 2e-3) << file;  // velocities of an SP3 file have 1e-7 m/s
+        EXPECT_LT(number(o.text, "largest ([0-9.]+) m"), 2e-3) << file << o.text;
+    }
+}
+
+TEST_F(Exchange, WrittenFilesAreStrictAndReadBackToTheDigit) {
+    const std::string names =
+        " --object-name GRACE-B --object-id 2002-012B --satellite L09 --sp3-version d --sp3-out " + out("arc.sp3") +
+        " --oem-out ";
+    for (const auto& [frame, scale] : {std::pair{"itrf", "gps"}, {"gcrf", "utc"}, {"ITRF2008", "utc"}}) {
+        const std::string file = out(std::string(frame) + scale + ".oem");
+        const Trajectory t = propagated(5400, names + file + " --oem-frame " + frame + " --oem-time " + scale);
+        const bool inertial = frame[0] == 'g';
+        const double offset = scale[0] == 'u' ? -18.0 : 0.0;
+        const std::vector<OemBlock> blocks = StrictOem(file).blocks;
+        ASSERT_EQ(blocks.size(), 1u);
+        EXPECT_EQ(blocks[0].meta.at("OBJECT_NAME") + blocks[0].meta.at("OBJECT_ID"), "GRACE-B2002-012B");
+        EXPECT_EQ(blocks[0].meta.at("TIME_SYSTEM"), scale[0] == 'u' ? "UTC" : "GPS");
+        ASSERT_EQ(blocks[0].states.size(), t.fixed.size());
+        std::size_t n = 0;
+        for (const auto& [second, state] : inertial ? t.inertial : t.fixed) {
+            EXPECT_EQ(blocks[0].times[n], "2021-01-18T" + clock_text(second + offset, "%02d:%02d:%06.3f"));
+            for (std::size_t i = 0; i < 6; ++i)
+                EXPECT_NEAR(1e3 * blocks[0].states[n][i], state[i], i < 3 ? 6e-6 : 2e-8) << n << " " << i;
+            ++n;
+        }
+        // Read back, the file is the orbit itself, and starts it again from any of its epochs.
+        const Outcome again = leopod_ok(kArc + "--duration 5400 --truth " + file);
+        EXPECT_EQ(number(again.text, "largest ([0-9.]+) m"), 0.0) << again.text;
+        const Outcome later = leopod_ok("propagate --epoch 2021-01-18T07:00:00 --duration 1800 --state " + file +
+                                        kDynamics + "--truth " + file);
+        EXPECT_LT(number(later.text, "largest ([0-9.]+) m"), 1e-3) << later.text;
+    }
+    std::string head;
+    const auto rows = read_sp3(out("arc.sp3"), head);
+    const Trajectory t = propagated(5400);
+    EXPECT_TRUE(holds(head, "#dV2021  1 18  6  0  0.00000000") && holds(head, "ITRF  EXT LEOP")) << head;
+    ASSERT_EQ(rows.size(), t.fixed.size());
+    EXPECT_EQ(rows[1].first, "2021  1 18  6  1  0.00000000");
+    for (std::size_t i = 0; i < 6; ++i)
+        EXPECT_NEAR(rows[1].second[i], t.fixed.at(21660.0)[i], i < 3 ? 6e-4 : 6e-8) << i;
+}
+
+TEST_F(Exchange, OrbitsOfTheReceiverAtWholeSeconds) {
+    // The receiver's clock is off by some microseconds: positions lie beside the whole seconds, what is written does not.
+    const std::string run = "run " + kDemoRun + kDemoAttitude + " --out " + out("demo.csv") + " --sp3-out ";
+    leopod_ok(run + out("received.sp3"));
+    leopod_ok(run + out("round.sp3") + " --round --oem-out " + out("round.oem"));
+    std::string head;
+    const auto received = read_sp3(out("received.sp3"), head);
+    EXPECT_TRUE(holds(head, "u+U ITRF  KIN")) << head;
+    const auto round = read_sp3(out("round.sp3"), head);
+    ASSERT_EQ(round.size(), received.size());
+    std::size_t moved = 0;
+    for (std::size_t i = 0; i < round.size(); ++i) {
+        const double second = std::stod(round[i].first.substr(17));
+        const double shift = std::remainder(second - std::stod(received[i].first.substr(17)), 60.0);
+        EXPECT_EQ(std::remainder(second, 1.0), 0.0);
+        moved += std::fabs(shift) > 1e-6;
+        for (std::size_t k = 0; k < 3; ++k)
+            EXPECT_NEAR(round[i].second[k], received[i].second[k] + shift * received[i].second[k + 3], 2e-3) << i;
+    }
+    EXPECT_GT(moved, round.size() / 2);
+    EXPECT_EQ(StrictOem(out("round.oem")).blocks.at(0).states.size(), round.size());
+
+    const std::string fit = "fit --positions " + out("demo.csv") + kDynamics;
+    leopod_ok(fit + "--satellite L47 --sp3-out " + out("fit.sp3"));
+    const auto fitted = read_sp3(out("fit.sp3"), head);
+    EXPECT_TRUE(holds(head, "ORBIT ITRF  FIT")) << head;
+    for (const auto& [epoch, state] : fitted) EXPECT_EQ(epoch.substr(18), "0.00000000");
+    // It is the fitted orbit: the same fit finds no difference.
+    const Outcome again = leopod_ok(fit + "--truth " + out("fit.sp3"));
+    EXPECT_LE(number(again.text, "fitted orbit .*rms ([0-9.]+)"), 1e-3) << again.text;
+}
+
+TEST_F(Exchange, SpansAreHalfOpen) {
+    propagated(5400);  // 06:00 to 07:30 by 60 s
+    const std::string fit = "fit --positions " + out("arc.csv") + kDynamics;
+    for (const auto& [options, count] :
+         std::vector<std::pair<std::string, double>>{{"", 91},
+                                                     {"--from 23400 --to 25200", 30},
+                                                     {"--from 2021-01-18T06:30:00 --to 2021-01-18T07:00:00", 30},
+                                                     {"--from 23400.04 --to 25200.06", 31},
+                                                     {"--interval 120", 46},
+                                                     {"--to 25200 --interval 180", 20}}) {
+        const Outcome o = leopod_ok(fit + options);
+        EXPECT_EQ(number(o.text, "leopod fit: ([0-9]+) positions"), count) << options << o.text;
+    }
+    expect_refusals("fit", {{"--positions " + out("arc.csv") + kDynamics + "--from noon", "--from noon"},
+                            {"--positions " + out("arc.csv") + kDynamics + "--from 5 --to 5", "nothing lies between"}});
+}
+
+TEST_F(Exchange, WhatCannotBeUsedIsNamed) {
+    propagated(600);
+    const std::string meta = "CCSDS_OEM_VERS = 2.0\nMETA_START\nOBJECT_NAME = A\nCENTER_NAME = EARTH\nTIME_SYSTEM = ";
+    const auto oem = [&](const std::string& name, const std::string& rest) { return write_temp(name, meta + rest); };
+    const std::string row = "2021-01-18T06:00:00 1 2 3 4 5 6\n";
+    const std::string two =
+        write_temp("two.dat",
+                   "#cP2021  1 18  6  0  0.0\n*  2021  1 18  6  0  0.0\nPG01  1.0           2.0           "
+                   "3.0\nPG02  1.0           2.0           3.0\nEOF\n");
+    const std::string state = kDynamics + "--state ";
+    expect_refusals("propagate",
+                    {{state + oem("ut1.oem", "UT1\nREF_FRAME = GCRF\nMETA_STOP\n" + row), "TIME_SYSTEM UT1"},
+                     {state + oem("teme.oem", "UTC\nREF_FRAME = TEME\nMETA_STOP\n" + row), "REF_FRAME TEME"},
+                     {state + oem("cut.oem", "UTC\nREF_FRAME = GCRF\nMETA_STOP\n2021-01-18T06:00:00 1 2 3\n"),
+                      "line 8 of this OEM"},
+                     {state + two, "which satellite"},
+                     {state + two + " --satellite G02", "has no velocity"},
+                     {state + out("arc.csv") + " --epoch 2021-01-18T06:00:30", "no state at"},
+                     {state + "1 2 3 --epoch 2021-01-18T06:00:00", "--state: six numbers"},
+                     {kArc.substr(9) + "--oem-out " + out("a") + " --object-id 2002-12B", "--object-id"},
+                     {kArc.substr(9) + "--oem-out " + out("a") + " --oem-frame teme", "--oem-frame teme"}});
+    const std::string opm = write_temp("state.opm", "CCSDS_OPM_VERS = 2.0\n");
+    expect_refusals("fit",
+                    {{"--positions " + opm + kDynamics, "CCSDS OPM"},
+                     {"--positions " + out("arc.csv") + kDynamics + "--satellite LX --sp3-out a", "--satellite LX"}});
+}
+
+}  // namespace
