@@ -9,6 +9,7 @@
 #include "commands/command.h"
 #include "shared/error.h"
 #include "shared/files.h"
+#include "shared/names.h"
 #include "shared/printable.h"
 #include "ulog.h"
 
@@ -25,7 +26,7 @@ void tell_why_it_ended() {
     for (char& c : last_text) c = c == '\n' ? ' ' : c;
     host::OutputFile::remove_unfinished();
     std::fflush(nullptr);
-    std::fprintf(stderr, "leopod: ended by the library: %s\n", last_text);
+    std::fprintf(stderr, "leopod: ended by the library: %s\n", host::with_shown_names(last_text).c_str());
     _exit(2);
 }
 

@@ -1,4 +1,4 @@
-// What the program reads and writes, whatever the command: times, outputs.
+// What the program reads and writes, whatever the command: times, outputs, inputs in every wrapping and under every option.
 #include <cmath>
 #include <ctime>
 #include <set>
@@ -203,6 +203,118 @@ TEST_F(HostInputs, OutputsTakeTheirPlaceWhenTheyAreComplete) {
                   .status,
               0);
     EXPECT_EQ(folder().count(".leopod"), 0U);
+}
+
+const std::string kData = std::string(LEOPOD_SOURCE_DIR) + "/tests/data/";
+
+// One arc with its inputs packed in every way gives the bytes that the plain files give.
+TEST_F(HostInputs, WhateverTheWrappingTheResultIsTheSame) {
+    const std::string data = kExamples + "data/grace_b/";
+    const std::string work =
+        "rm -rf p; mkdir p; cd p; P=" + kProgram + "; D=" + data + "; T=" + kData + "; E=" + kExamples + "\n" +
+        "zcat $D/grcb2080_01h05h.10d.gz > o.crx; zcat $D/cod15942_excerpt.sp3.gz > s.sp3; zcat "
+        "$D/reference_orbit.csv.gz > r.csv\n"
+        "zcat $D/egm2008_degree90.txt.gz > g; zcat $D/finals_2010_07.txt.gz > e\n"
+        "run() { $P run \"$@\" > log || test $? = 1; }\n"
+        "run --sp3 s.sp3 --obs o.crx --out plain.csv; test $(wc -l < plain.csv) -gt 700\n"
+        "for c in 'gzip -c' 'bzip2 -c' 'xz -c' 'zstd -qc'; do command -v ${c%% *} > log || continue; $c o.crx > o; $c "
+        "s.sp3 > s\n"
+        "  run --sp3 <(cat s) --obs - --out o.csv < o; cmp o.csv plain.csv; done\n"
+        "! command -v zip > log || { zip -q o.zip o.crx; run --sp3 s.sp3 --obs o.zip --out o.csv; cmp o.csv plain.csv; "
+        "}\n"
+        // What was read from a pipe was lost to the loader: positions, gravity, attitude, clocks, antennas.
+        "F=\"$P fit --dynamics $E/demo_orbit.cfg --eop-format rapid\"; T=$E/data/demo_truth.csv\n"
+        "$F --positions <(cat $T) --gravity <(cat g) --eop <(bzip2 -c e) --out a.csv > log || test $? = 1\n"
+        "$F --positions $T --gravity g --eop e --out b.csv > log || test $? = 1; cmp a.csv b.csv; T=" +
+        kData + "\n" + "A=\"--embedded --nav " + kDemo + "bds.nav --obs " + kDemo +
+        "bds.obs\"\n"
+        "run $A --att <(cat " +
+        kDemo + "att_zdown.txt) --truth <(gzip -c " + kDemo +
+        "truth.csv) --out a.csv\n"
+        "run $A --att " +
+        kDemo + "att_zdown.txt --truth " + kDemo +
+        "truth.csv --out b.csv; cmp a.csv b.csv\n"
+        "$P tle --all --tle <(xz -c $T/tle.tle) --names <(cat $T/tle_names.txt) --out a.csv > log\n"
+        "$P tle --all --tle $T/tle.tle --names $T/tle_names.txt --out b.csv > log; cmp a.csv b.csv\n"
+        "$P crd --out c1 <(cat $T/laser_ranging2.crd) > log; $P crd --out c2 $T/laser_ranging2.crd > log; cmp "
+        "c1/11.csv c2/11.csv\n"
+        "$P plot track --in <(gzip -c r.csv) --out t.svg > log; cat log\n";
+    const Outcome o = shell(work);
+    EXPECT_EQ(o.status, 0) << o.text;
+}
+
+// What can't be expanded, and what stands under the wrong option, is named for what it is.
+TEST_F(HostInputs, UnusableInputsAreNamedForWhatTheyAre) {
+    const Outcome made = shell(
+        "rm -rf u; mkdir u; cd u; D=" + kData +
+        "\ncp $D/* .; gzip -k crinex3.crx sp3.sp3; n=$(stat -c %s sp3.sp3.gz)\n"
+        "head -c $((n - 9)) sp3.sp3.gz > cut.gz; cp sp3.sp3.gz sum.gz; printf XYZ | dd of=sum.gz bs=1 seek=$((n - 8)) "
+        "conv=notrunc 2> log\n"
+        "gzip -c sp3.sp3.gz > nested; bzip2 -c sp3.sp3.gz > nested2; xz -c sp3.sp3 | head -c 300 > cut.xz; bzip2 -c "
+        "sp3.sp3 | head -c 300 > cut.bz2\n"
+        "yes aaaa | head -c 200000000 | gzip -9 > yes.gz; head -c 200000000 /dev/zero | gzip > zero.gz; : > empty\n"
+        "printf '\\037\\235\\220' > bare.Z; head -c 1500 crinex3.crx > cut.crx; sed '12s/3&/3x/' crinex3.crx > "
+        "damaged.crx; sed '1s/^3/7/' crinex3.crx > v7.crx\n"
+        "printf 'CCSDS_OEM_VERS = 2.0\\nCREATION_DATE = 2010-07-28T06:00:00\\n' > orbit.oem; printf '<oem "
+        "id=\"x\">\\n' > orbit.xml\n"
+        "printf '2023   1   1   0  59945.00  0.047  0.207  -0.017  0.0  0.0  0.0 0.0 0.0 0.0\\n' > c04_hours\n");
+    ASSERT_EQ(made.status, 0) << made.text;
+    const std::string u = (temp_dir() / "u/").string();
+    const std::string run = "run --obs " + u + "observation3.rnx --nav ";
+    const std::string obs = "run --nav " + u + "navigation3.rnx --obs ";
+    const std::string sp3 = "run --obs " + u + "observation3.rnx --sp3 ";
+    const std::string fit = "fit --dynamics " + kExamples + "fit_leo.cfg --positions ";
+    const std::pair<std::string, const char*> cases[] = {
+        {sp3 + u + "cut.gz", "cut.gz: the gzip data are cut"},
+        {sp3 + u + "sum.gz", "sum.gz: the gzip data are damaged: incorrect data check"},
+        {sp3 + u + "cut.xz", "cut.xz: the xz data are damaged or cut"},
+        {sp3 + u + "cut.bz2", "cut.bz2: the bzip2 data are damaged or cut"},
+        {sp3 + u + "nested", "nested: holds one compression inside another"},
+        {sp3 + u + "nested2", "nested2: holds one compression inside another"},
+        {sp3 + u + "yes.gz", "yes.gz: expands to more than 250 times its size"},
+        {sp3 + u + "zero.gz", "zero.gz: is a binary file, not a SP3 file"},
+        {sp3 + "/dev/zero", "/dev/zero: is a binary file, not a SP3 file"},
+        {sp3 + u + "empty", "empty: is not a SP3 file; this is an empty file"},
+        {sp3 + u + "bare.Z", "the Unix compress data are damaged or cut"},
+        {sp3 + u, "is a directory, not a SP3 file"},
+        {sp3 + u + "absent", "absent: cannot open this SP3 file: No such file or directory"},
+        {obs + u + "v7.crx", "v7.crx: version of this Compact RINEX file is not 1.0 or 3.0"},
+        {obs + u + "navigation2.nav", "this is a RINEX navigation file: --nav"},
+        {run + u + "crinex3.crx.gz", "this is a RINEX observation file: --obs"},
+        {run + u + "sp3.sp3.gz", "this is an SP3 file: --sp3"},
+        {sp3 + u + "clock.clk", "this is a RINEX clock file: --clk"},
+        {sp3 + u + "orbit.oem", "this is an ephemeris message (OEM)"},
+        {sp3 + u + "orbit.xml", "this is an orbit message in XML"},
+        {sp3 + u + "sp3.sp3 --clk " + u + "antex.atx", "this is an ANTEX file: --atx"},
+        {sp3 + u + "sp3.sp3 --att " + u + "eop_c04.txt",
+         "this is an earth orientation file: --eop with --eop-format c04"},
+        {sp3 + u + "sp3.sp3 --eop " + u + "eop_rapid.txt",
+         "this is an earth orientation file: --eop with --eop-format rapid"},
+        {sp3 + u + "sp3.sp3 --eop " + u + "quaternion.txt", "this is an attitude quaternion file: --att"},
+        {sp3 + u + "sp3.sp3 --jpl " + u + "gravity.txt", "this is a gravity coefficient file: --gravity"},
+        {fit + u + "tle.tle", "this is a file of two-line element sets: leopod tle"},
+        {fit + u + "laser_ranging1.crd", "this is a laser ranging file: leopod crd"},
+        {fit + u + "host_csv.csv --gravity " + u + "ephemeris.405", "this is a JPL ephemeris: --jpl"},
+        {fit + u + "host_csv.csv --gravity " + u + "eop_keyword.txt", "--eop-format keyword"},
+        {"tide --blh 0 0 0 --epoch 2021-01-18T00:00:00 --blq " + u + "host_csv.csv", "this is a CSV file"},
+        {"tle --all --tle " + u + "ocean_loading.blq", "this is an ocean loading file: leopod tide --blq"},
+        {"crd " + u + "quaternion_mission.txt", "this is an attitude quaternion file: --att"},
+        {sp3 + u + "gnss_config.cfg", "this is a GNSS configuration file: --config"},
+        {sp3 + u + "dynamics_config.cfg", "this is a dynamics configuration file: --dynamics"},
+    };
+    for (const auto& [arguments, text] : cases) {
+        const Outcome o = leopod(arguments);
+        EXPECT_EQ(o.status, 2) << arguments << "\n" << o.text;
+        EXPECT_TRUE(holds(o.text, text)) << arguments << "\n" << o.text;
+        EXPECT_FALSE(holds(o.text, "/proc/")) << o.text;
+    }
+    // What of a Compact RINEX file is left out is told, and the library's messages name the user's file.
+    EXPECT_TRUE(holds(leopod(obs + u + "cut.crx").text,
+                      "cut.crx: this Compact RINEX file ends within an epoch, which is left out"));
+    EXPECT_TRUE(holds(leopod(obs + u + "damaged.crx").text, "damaged.crx: line 12 of this Compact RINEX file: "));
+    const Outcome messages =
+        leopod("run --log-level trace --nav " + u + "navigation3.rnx --obs " + u + "crinex3.crx.gz");
+    EXPECT_FALSE(holds(messages.text, "/proc/self/fd")) << messages.text;
 }
 
 }  // namespace

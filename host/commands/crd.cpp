@@ -11,6 +11,8 @@
 #include "commands/command.h"
 #include "inputs/crd_records.h"
 #include "inputs/crd_session.h"
+#include "inputs/kinds.h"
+#include "inputs/open.h"
 #include "shared/console.h"
 #include "shared/error.h"
 #include "shared/files.h"
@@ -285,6 +287,7 @@ std::ifstream open_crd(const std::string& name) {
         if (!in.seekg(0)) throw InputError(name + ": is no file that can be read twice");
         return in;
     }
+    check_kind(name, "laser ranging file in the CRD format", {Kind::crd});
     throw InputError(name + ": is not a laser ranging file in the CRD format (no record H1 CRD)");
 }
 

@@ -11,6 +11,8 @@
 #include <optional>
 
 #include "commands/command.h"
+#include "inputs/kinds.h"
+#include "inputs/open.h"
 #include "inputs/positions.h"
 #include "shared/console.h"
 #include "shared/error.h"
@@ -233,9 +235,10 @@ int propagate_elements(const ElementsOptions& o) {
     Sets sets;
     long wrong = 0;
     for (const std::string& file : o.tle) {
+        check_kind(file, "file of element sets", {Kind::tle});
         wrong += wrong_checksums(file, "file of element sets");
         const int before = sets.n;
-        if (tle_read(file.c_str(), &sets) == 0)
+        if (tle_read(loadable(file), &sets) == 0)
             throw InputError(file + ": this file of element sets could not be read");
         if (sets.n == before) throw InputError(file + ": holds no element set");
         environment.files.push_back({"elements", file, std::to_string(sets.n - before) + " sets"});
@@ -245,7 +248,7 @@ int propagate_elements(const ElementsOptions& o) {
         long nameless = 0;
         const auto subscription =
             console.subscribe([&](ulog_level_t, const char* text) { nameless += is_nameless_set(text); });
-        if (tle_name_read(o.names.c_str(), &sets) == 0)
+        if (tle_name_read(loadable(o.names), &sets) == 0)
             throw InputError(o.names + ": this name list could not be read");
         environment.files.push_back({"names", o.names, std::to_string(nameless) + " without an element set"});
     }

@@ -6,6 +6,7 @@
 
 #include "commands/command.h"
 #include "inputs/csv.h"
+#include "inputs/open.h"
 #include "inputs/satellite_rows.h"
 #include "inputs/solutions.h"
 #include "inputs/truth.h"

@@ -6,9 +6,10 @@
 #include <sstream>
 #include <vector>
 
+#include "inputs/kinds.h"
+#include "inputs/open.h"
 #include "inputs/positions.h"
 #include "shared/error.h"
-#include "shared/files.h"
 
 namespace host {
 
@@ -28,6 +29,7 @@ std::vector<std::string> words_of(const std::string& line) {
 
 /// All tables of a file; one damaged row makes the file unusable.
 std::vector<OceanLoading> read_all(const std::string& file) {
+    check_kind(file, "ocean loading file", {Kind::blq});
     std::ifstream in = open_input(file, "ocean loading file");
     std::vector<OceanLoading> sites;
     std::size_t row = kRows;  // rows read of the last site

@@ -4,8 +4,8 @@
 #include <map>
 #include <sstream>
 
+#include "inputs/open.h"
 #include "shared/error.h"
-#include "shared/files.h"
 #include "shared/times.h"
 
 namespace host {

@@ -7,8 +7,9 @@
 
 #include "gtime.h"
 #include "inputs/config_check.h"
+#include "inputs/kinds.h"
+#include "inputs/open.h"
 #include "shared/error.h"
-#include "shared/files.h"
 
 namespace host {
 
@@ -42,8 +43,6 @@ std::string first_line(const std::string& name, const std::string& kind) {
 }
 
 }  // namespace
-
-void wrong_kind(const std::string& name, const std::string& kind) { throw InputError(name + ": is not a " + kind); }
 
 /// Checks an observation file; returns an upper bound of its epochs.
 std::size_t check_observation(const std::string& name) {
@@ -124,6 +123,7 @@ void check_antex(const std::string& name) {
 /// True for the mission's format, false for the library's own; throws for neither.
 bool check_attitude(const std::string& name) {
     const std::string kind = "attitude quaternion file";
+    check_kind(name, kind, {Kind::attitude, Kind::attitude_mission});
     bool mission = false;
     bool found = false;
     each_line(name, kind, [&](const std::string& line) {
@@ -155,8 +155,6 @@ void check_holds(const std::string& name, const std::string& kind, const char* t
     if (!found) wrong_kind(name, kind + missing);
 }
 
-void check_config(const std::string& name) {
-    check_gnss_config(name);
-}
+void check_config(const std::string& name) { check_gnss_config(name); }
 
 }  // namespace host

@@ -13,9 +13,6 @@ namespace host {
 void each_line(const std::string& name, const std::string& kind, const std::function<bool(const std::string&)>& use,
                bool complete_only = false);
 
-/// Throws the error of a file that is something else than it should be.
-[[noreturn]] void wrong_kind(const std::string& name, const std::string& kind);
-
 /// Checks an observation file; returns an upper bound of its epochs.
 std::size_t check_observation(const std::string& name);
 void check_navigation(const std::string& name);

@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "inputs/checks.h"
+#include "inputs/kinds.h"
 #include "shared/error.h"
 #include "shared/nearest.h"
 
@@ -63,6 +64,7 @@ bool ConfigCheck::take_marker(const ConfigLine& line, const std::string& raw) {
 
 void ConfigCheck::read(const std::function<void(const ConfigLine&)>& use) {
     ConfigLine line;
+    check_kind(file_, kind_ + " file", {Kind::gnss_config, Kind::dynamics_config});
     each_line(file_, kind_ + " file", [&](const std::string& raw) {
         ++line.number;
         if (!raw.empty() && (raw[0] == '*' || raw.compare(0, 2, "//") == 0)) return true;

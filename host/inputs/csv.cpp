@@ -4,8 +4,8 @@
 #include <charconv>
 #include <cmath>
 
+#include "inputs/open.h"
 #include "shared/error.h"
-#include "shared/files.h"
 
 namespace host {
 

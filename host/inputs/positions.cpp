@@ -5,9 +5,10 @@
 
 #include "earth_rotation_param.h"
 #include "inputs/ccsds.h"
+#include "inputs/kinds.h"
+#include "inputs/open.h"
 #include "inputs/sp3.h"
 #include "shared/error.h"
-#include "shared/files.h"
 #include "shared/times.h"
 
 namespace host {
@@ -218,6 +219,7 @@ std::string PositionFile::text() const {
 }
 
 PositionFile read_positions(const std::string& file, const PositionRequest& request) {
+    check_kind(file, "file of positions", {Kind::csv, Kind::sp3, Kind::oem, Kind::opm});
     const std::string head = head_of(file);
     const std::string message = ccsds_kind(head);
     if (!message.empty() && message != "OEM")

@@ -10,6 +10,7 @@
 #include <cstring>
 
 #include "shared/error.h"
+#include "shared/names.h"
 
 namespace host {
 
@@ -123,7 +124,9 @@ Console::~Console() {
     current_ = nullptr;
 }
 
-void Console::receive(ulog_level_t level, char* text) {
+void Console::receive(ulog_level_t level, char* raw) {
+    const std::string named = std::strstr(raw, "/proc/") != nullptr ? with_shown_names(raw) : std::string();
+    const char* const text = named.empty() ? raw : named.c_str();
     Console& self = *current_;
     if (level >= ULOG_WARNING_LEVEL && level <= ULOG_CRITICAL_LEVEL) self.messages_.add(level, text);
     SlipMark slip{};

@@ -86,7 +86,7 @@ class Console {
     const MessageCounts& messages() const { return messages_; }
 
   private:
-    static void receive(ulog_level_t level, char* text);
+    static void receive(ulog_level_t level, char* raw);
 
     static Console* current_;
     int threshold_;

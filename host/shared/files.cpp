@@ -124,15 +124,6 @@ void watch_signals() {
 
 }  // namespace
 
-std::ifstream open_input(const std::string& name, const std::string& kind) {
-    struct stat info {};
-    if (stat(name.c_str(), &info) == 0 && S_ISDIR(info.st_mode))
-        throw InputError(name + ": is a directory, not a " + kind);
-    std::ifstream in(name, std::ios::binary);
-    if (!in) throw InputError(name + ": cannot open this " + kind + ": " + std::strerror(errno));
-    return in;
-}
-
 std::string csv_text(const std::string& text) {
     if (text.find_first_of(",\"\r\n") == std::string::npos) return text;
     std::string quoted = "\"";

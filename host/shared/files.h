@@ -6,15 +6,11 @@
 #include <sys/types.h>
 
 #include <cstdio>
-#include <fstream>
 #include <functional>
 #include <string>
 #include <vector>
 
 namespace host {
-
-/// Opens a file for reading. Throws InputError, which says what the file should have been, where it is absent or a directory.
-std::ifstream open_input(const std::string& name, const std::string& kind);
 
 /// A field of a CSV, in quotes where it needs them.
 std::string csv_text(const std::string& text);

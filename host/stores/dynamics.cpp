@@ -11,6 +11,8 @@
 
 #include "earth_gravity.h"
 #include "inputs/config_check.h"
+#include "inputs/kinds.h"
+#include "inputs/open.h"
 #include "mathlib.h"
 #include "shared/console.h"
 #include "shared/error.h"
@@ -26,6 +28,7 @@ namespace {
 /// The reader of coefficients also writes a listing under testdata/ of the working directory; it runs in a scratch directory so that
 /// nothing is left behind.
 void load_gravity(const std::string& file) {
+    check_kind(file, "gravity coefficient file", {Kind::gravity});
     std::ifstream in = open_input(file, "gravity coefficient file");
     std::string line;
     int n = 0;
@@ -35,7 +38,7 @@ void load_gravity(const std::string& file) {
     for (int i = 0; i < 100 && !found && std::getline(in, line); ++i)
         found = std::sscanf(line.c_str(), "%d %d %lf", &n, &m, &c) == 3 && m >= 0 && n >= m;
     if (!found) throw InputError(file + ": is not a gravity coefficient file (degree, order, C, S)");
-    const std::string absolute = std::filesystem::absolute(file).string();
+    const std::string absolute = std::filesystem::absolute(loadable(file)).string();
     const std::filesystem::path here = std::filesystem::current_path();
     std::string pattern = (std::filesystem::temp_directory_path() / "leopod_XXXXXX").string();
     const char* scratch = mkdtemp(pattern.data());
@@ -62,7 +65,7 @@ void load_gravity_field(const std::string& file, Dynamics& dynamics) {
 
 void read_force_models(const DynamicsOptions& options, Dynamics& dynamics) {
     ORBIT_DYN_CONFIG& config = *dynamics.config;
-    readfile_orbitdynamics_config(writable(options.dynamics), &config);
+    readfile_orbitdynamics_config(loadable(options.dynamics), &config);
     if (!(config.output_interval > 0.0) || !(config.step_size > 0.0)) {
         throw InputError(options.dynamics + ": Integration_Step_Size and Integration_Output_Interval must be positive");
     }

@@ -6,6 +6,7 @@
 
 #include "earth_gravity.h"
 #include "inputs/checks.h"
+#include "inputs/open.h"
 #include "shared/error.h"
 #include "shared/times.h"
 #include "stores/environment.h"
@@ -34,7 +35,7 @@ void load_observations(const InputOptions& options, Environment& environment) {
     g_num_obs_storage = 0;
     for (const std::string& name : options.obs) {
         const int before = g_num_obs_storage;
-        if (!load_observation_rinex(writable(name), options.receiver, options.interval)) {
+        if (!load_observation_rinex(loadable(name), options.receiver, options.interval)) {
             throw InputError(name + ": this RINEX observation file could not be read");
         }
         environment.files.push_back({"observations", name, std::to_string(g_num_obs_storage - before) + " epochs"});
@@ -117,7 +118,7 @@ void load_ephemerides(const InputOptions& options, Environment& environment) {
         const std::vector<long> counts = records_by_satellite(runtime.brdc_storage);
         const long gps = count_ok(runtime.brdc_storage.eph_brdc_gps_all);
         const long bds = count_ok(runtime.brdc_storage.eph_brdc_bds_all);
-        if (!load_ephemeris_brdc(writable(name)))
+        if (!load_ephemeris_brdc(loadable(name)))
             throw InputError(name + ": this RINEX navigation file could not be read");
         environment.files.push_back(
             {"navigation", name,
@@ -133,7 +134,7 @@ void load_ephemerides(const InputOptions& options, Environment& environment) {
     for (const std::string& name : options.sp3) {
         const long orbits = total(runtime.prec_storage.idx_eph);
         const long clocks = total(runtime.prec_storage.idx_clk);
-        if (!load_ephemris_prec(writable(name))) throw InputError(name + ": this SP3 file could not be read");
+        if (!load_ephemris_prec(loadable(name))) throw InputError(name + ": this SP3 file could not be read");
         add_product({"precise orbits", name,
                      std::to_string(total(runtime.prec_storage.idx_eph) - orbits) + " positions and " +
                          std::to_string(total(runtime.prec_storage.idx_clk) - clocks) + " clocks",
@@ -142,7 +143,7 @@ void load_ephemerides(const InputOptions& options, Environment& environment) {
     }
     for (const std::string& name : options.clk) {
         const long clocks = total(runtime.prec_storage.idx_clk);
-        if (!load_clock_prec(writable(name), &runtime.prec_storage))
+        if (!load_clock_prec(loadable(name), &runtime.prec_storage))
             throw InputError(name + ": this RINEX clock file could not be read");
         add_product({"precise clocks", name, std::to_string(total(runtime.prec_storage.idx_clk) - clocks) + " clocks",
                      clock_span(name)},
@@ -154,7 +155,7 @@ void load_antennas(const std::string& name, double mjd, Environment& environment
     ANT_INFO_STORE& store = environment.antennas;
     g_antenna_info_store = &store;
     const int before = store.num_antenna_info;
-    if (!load_antenna_storage(writable(name), &store)) throw InputError(name + ": this ANTEX file could not be read");
+    if (!load_antenna_storage(loadable(name), &store)) throw InputError(name + ": this ANTEX file could not be read");
     const long valid = std::count_if(
         store.antenna_info_storage + before, store.antenna_info_storage + store.num_antenna_info,
         [mjd](const ANT_INFO& antenna) { return antenna.mjd_available[0] <= mjd && mjd <= antenna.mjd_available[1]; });
@@ -175,7 +176,7 @@ void load_attitude(const InputOptions& options, Environment& environment) {
         int records = 0;
         for (int object : objects) {
             const bool ok =
-                mission ? load_sca_grace(object, writable(name)) : load_attitude_quaternion(object, writable(name));
+                mission ? load_sca_grace(object, loadable(name)) : load_attitude_quaternion(object, loadable(name));
             if (!ok) throw InputError(name + ": this attitude quaternion file could not be loaded");
         }
         for (int i = 0; i < g_att_qua_storage.num_object; ++i) {
@@ -197,7 +198,7 @@ void load_transmitters(const InputOptions& options, Environment& environment) {
 
 void load_configuration(const std::string& file, Environment& environment) {
     check_config(file);
-    set_gnssconfig_from_file(writable(file));
+    set_gnssconfig_from_file(loadable(file));
     if (gnssconfig.num_sys < 1) throw InputError(file + ": this GNSS configuration file names no system");
     environment.files.push_back({"configuration", file, std::to_string(gnssconfig.num_sys) + " systems"});
 }

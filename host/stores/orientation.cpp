@@ -1,6 +1,7 @@
 #include "stores/orientation.h"
 
-#include "inputs/checks.h"
+#include "inputs/kinds.h"
+#include "inputs/open.h"
 #include "shared/error.h"
 #include "shared/times.h"
 #include "stores/environment.h"
@@ -12,16 +13,16 @@ void load_earth_orientation(const std::string& file, const std::string& format, 
     environment.eop_source = "none: UT1 = UTC, no polar motion";
     if (file.empty()) return;
     const std::string kind = "earth orientation file of format " + format;
-    each_line(file, kind, [](const std::string&) { return false; });
+    check_kind(file, kind, {format == "c04" ? Kind::eop_c04 : format == "rapid" ? Kind::eop_rapid : Kind::eop_keyword});
     environment.eop = make_zeroed<EOPREC>(MAXSIZE_EOP + 1);
     g_eop_storage = environment.eop.get();
     bool ok = false;
     if (format == "c04") {
-        ok = load_eop_storage(writable(file));
+        ok = load_eop_storage(loadable(file));
     } else if (format == "rapid") {
-        ok = load_eop_storage_rapid(writable(file));
+        ok = load_eop_storage_rapid(loadable(file));
     } else if (format == "keyword") {
-        ok = load_eop_storage_celestrack(writable(file));
+        ok = load_eop_storage_celestrack(loadable(file));
         // This reader leaves the count to the caller.
         g_eop_storage_size = 0;
         while (g_eop_storage_size <= MAXSIZE_EOP && g_eop_storage[g_eop_storage_size].ok) ++g_eop_storage_size;

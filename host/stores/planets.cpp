@@ -7,6 +7,8 @@
 
 #include "iau_function.h"
 #include "inputs/checks.h"
+#include "inputs/kinds.h"
+#include "inputs/open.h"
 #include "inputs/positions.h"
 #include "shared/times.h"
 #include "stores/environment.h"
@@ -22,7 +24,7 @@ void load_planets(const std::string& file, double mjd_first, double mjd_last, En
     std::string name;
     if (!file.empty()) {
         check_holds(file, "JPL ephemeris file", "GROUP   1030", " (ASCII header with groups)");
-        if (!load_eph_storage_file(writable(file), header, records) || g_num_eph_record <= 0)
+        if (!load_eph_storage_file(loadable(file), header, records) || g_num_eph_record <= 0)
             wrong_kind(file, "JPL ephemeris file with records");
         environment.files.push_back({"planets", file, std::to_string(g_num_eph_record + 1) + " records"});
         name = "file " + file;

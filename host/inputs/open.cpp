@@ -1,0 +1,293 @@
+#include "inputs/open.h"
+
+#include <fcntl.h>
+#include <nettle/sha2.h>
+#include <sys/mman.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <filesystem>
+#include <map>
+#include <vector>
+
+#include "inputs/expand.h"
+#include "shared/error.h"
+#include "shared/names.h"
+
+namespace host {
+
+namespace {
+
+constexpr std::size_t kHead = 1U << 16U;
+constexpr std::size_t kBlock = 1U << 20U;
+constexpr std::uint64_t kInMemory = 64ULL << 20U;  ///< a longer text is kept on disk
+
+[[noreturn]] void fail(const std::string& what, int reason) { throw InputError(what + ": " + std::strerror(reason)); }
+
+class Digest {
+  public:
+    Digest() { sha256_init(&context_); }
+    void add(const char* data, std::size_t size) {
+        sha256_update(&context_, size, reinterpret_cast<const std::uint8_t*>(data));
+    }
+    std::string text() {
+        std::uint8_t bytes[SHA256_DIGEST_SIZE];
+        sha256_digest(&context_, sizeof bytes, bytes);
+        std::string text;
+        for (const std::uint8_t byte : bytes) {
+            char two[3];
+            std::snprintf(two, sizeof two, "%02x", byte);
+            text += two;
+        }
+        return text;
+    }
+
+  private:
+    sha256_ctx context_{};
+};
+
+/// An open file; what can't be read again is digested on the way.
+class FileSource : public CountedSource {
+  public:
+    FileSource(int descriptor, Digest* digest) : descriptor_(descriptor), digest_(digest) {}
+
+  private:
+    std::size_t fetch(char* to, std::size_t size) override {
+        ssize_t n = 0;
+        do {
+            n = ::read(descriptor_, to, size);
+        } while (n < 0 && errno == EINTR);
+        if (n < 0) fail("cannot be read", errno);
+        if (digest_ != nullptr) digest_->add(to, static_cast<std::size_t>(n));
+        return static_cast<std::size_t>(n);
+    }
+    int descriptor_;
+    Digest* digest_;
+};
+
+/// Reads until the buffer is full or the source ends.
+std::string read_head(ByteSource& from) {
+    std::string head(kHead, '\0');
+    std::size_t filled = 0;
+    while (filled < head.size()) {
+        const std::size_t n = from.read(head.data() + filled, head.size() - filled);
+        if (n == 0) break;
+        filled += n;
+    }
+    head.resize(filled);
+    return head;
+}
+
+/// A source whose first bytes have been looked at.
+template <typename Base>
+class HeadedSource : public Base {
+  public:
+    explicit HeadedSource(ByteSource& rest) : rest_(rest), head_(read_head(rest)) {}
+    const std::string& head() const { return head_; }
+
+  protected:
+    std::size_t take(char* to, std::size_t size) {
+        if (at_ == head_.size()) return rest_.read(to, size);
+        const std::size_t n = std::min(size, head_.size() - at_);
+        std::memcpy(to, head_.data() + at_, n);
+        at_ += n;
+        return n;
+    }
+
+  private:
+    ByteSource& rest_;
+    std::string head_;
+    std::size_t at_ = 0;
+};
+struct PackedSource : HeadedSource<CountedSource> {
+    using HeadedSource::HeadedSource;
+    std::size_t fetch(char* to, std::size_t size) override { return take(to, size); }
+};
+struct TextSource : HeadedSource<ByteSource> {
+    using HeadedSource::HeadedSource;
+    std::size_t read(char* to, std::size_t size) override { return take(to, size); }
+};
+
+/// Bytes that no text has, one in eight of the first ones or more.
+bool is_binary(const std::string& head) {
+    const auto odd = std::count_if(head.begin(), head.end(), [](char c) {
+        return static_cast<unsigned char>(c) < ' ' && c != '\n' && c != '\r' && c != '\t' && c != '\f';
+    });
+    return odd > 0 && static_cast<std::size_t>(odd) >= head.size() / 8;
+}
+
+}  // namespace
+
+/// A text in an unnamed file: in memory as long as it is short, else in the folder for temporary files.
+class InputFile::Store {
+  public:
+    Store() : descriptor_(memfd_create("leopod", MFD_CLOEXEC)) {
+        if (descriptor_ < 0) fail("cannot be kept in memory", errno);
+    }
+    ~Store() { ::close(descriptor_); }
+    Store(const Store&) = delete;
+    Store& operator=(const Store&) = delete;
+
+    void add(const char* data, std::size_t size) {
+        if (!on_disk_ && size_ + size > kInMemory) move_to_disk();
+        size_ += size;
+        if (size_ > kMaxExpanded) throw InputError("has more than " + std::to_string(kMaxExpanded >> 30U) + " GiB");
+        write(data, size);
+    }
+    std::uint64_t size() const { return size_; }
+    std::string path() const { return "/proc/self/fd/" + std::to_string(descriptor_); }
+
+  private:
+    void write(const char* data, std::size_t size) const {
+        while (size > 0) {
+            const ssize_t n = ::write(descriptor_, data, size);
+            if (n < 0 && errno == EINTR) continue;
+            if (n < 0) fail(on_disk_ ? "cannot be kept among the temporary files" : "cannot be kept in memory", errno);
+            data += n;
+            size -= static_cast<std::size_t>(n);
+        }
+    }
+    void move_to_disk() {
+        std::error_code error;
+        std::string pattern = (std::filesystem::temp_directory_path(error) / "leopod-XXXXXX").string();
+        const int file = mkostemp(pattern.data(), O_CLOEXEC);
+        if (file < 0) fail("cannot be kept among the temporary files", errno);
+        unlink(pattern.c_str());
+        const int memory = descriptor_;
+        descriptor_ = file;
+        on_disk_ = true;
+        std::vector<char> block(kBlock);
+        off_t at = 0;
+        for (ssize_t n = 0; (n = pread(memory, block.data(), block.size(), at)) > 0; at += n)
+            write(block.data(), static_cast<std::size_t>(n));
+        ::close(memory);
+    }
+
+    int descriptor_;
+    bool on_disk_ = false;
+    std::uint64_t size_ = 0;
+};
+
+InputFile::~InputFile() = default;
+
+InputFile::InputFile(const std::string& name, const std::string& kind) : name_(name) {
+    const int descriptor = name == "-" ? dup(STDIN_FILENO) : open(name.c_str(), O_RDONLY | O_CLOEXEC);
+    if (descriptor < 0) throw InputError(name + ": cannot open this " + kind + ": " + std::strerror(errno));
+    try {
+        take_in(descriptor, kind);
+    } catch (const InputError& e) {
+        ::close(descriptor);
+        throw InputError(name + ": " + e.what());
+    }
+    ::close(descriptor);
+}
+
+void InputFile::take_in(int descriptor, const std::string& kind) {
+    struct stat info {};
+    if (fstat(descriptor, &info) != 0) fail("cannot be read", errno);
+    if (S_ISDIR(info.st_mode)) throw InputError("is a directory, not a " + kind);
+    is_file_ = S_ISREG(info.st_mode) && name_ != "-";
+    if (is_file_) {
+        stamp_[0] = info.st_dev;
+        stamp_[1] = info.st_ino;
+        stamp_[2] = static_cast<std::uint64_t>(info.st_size);
+        stamp_[3] = static_cast<std::uint64_t>(info.st_mtim.tv_sec) * 1000000000U +
+                    static_cast<std::uint64_t>(info.st_mtim.tv_nsec);
+    }
+    Digest digest;
+    FileSource file(descriptor, is_file_ ? nullptr : &digest);
+    PackedSource packed(file);
+    const Compression compression = compression_of(packed.head());
+    if (compression != Compression::none) form_ = name_of(compression);
+    const std::unique_ptr<ByteSource> expanded =
+        compression != Compression::none ? expand(compression, packed) : nullptr;
+    TextSource text(expanded != nullptr ? *expanded : packed);
+    head_ = text.head();
+    if (expanded != nullptr && compression_of(head_) != Compression::none)
+        throw InputError("holds one compression inside another");
+    const bool compact = is_crinex(head_);
+    if (is_file_ && expanded == nullptr && !compact) {
+        path_ = name_;
+        size_ = stamp_[2];
+        return;
+    }
+    if (is_binary(head_)) throw InputError("is a binary file, not a " + kind);
+    store_ = std::make_unique<Store>();
+    const ByteSink sink = [this](const char* data, std::size_t size) { store_->add(data, size); };
+    std::vector<char> block(kBlock);
+    if (compact) {
+        form_ = form_.empty() ? "Compact RINEX" : "Compact RINEX, " + form_;
+        const CrinexReport report = expand_crinex(text, sink);
+        head_.clear();
+        if (report.faults > 0) {
+            std::fprintf(stderr,
+                         "leopod: %s: line %ld of this Compact RINEX file: %s; epochs are left out up to the next that "
+                         "starts anew (%ld %s)\n",
+                         name_.c_str(), report.line, report.reason.c_str(), report.faults,
+                         report.faults == 1 ? "place" : "places");
+        }
+        if (report.is_cut)
+            std::fprintf(stderr, "leopod: %s: this Compact RINEX file ends within an epoch, which is left out\n",
+                         name_.c_str());
+    }
+    // A compression is checked to its end.
+    for (std::size_t n = 0; (n = text.read(block.data(), block.size())) > 0;) {
+        if (!compact) sink(block.data(), n);
+    }
+    while (packed.read(block.data(), block.size()) > 0) continue;  // behind the end of an archive
+    size_ = store_->size();
+    path_ = store_->path();
+    if (!is_file_) digest_ = digest.text();
+    if (compact) {
+        head_.resize(kHead);
+        std::ifstream in(path_, std::ios::binary);
+        in.read(head_.data(), kHead);
+        head_.resize(static_cast<std::size_t>(in.gcount()));
+    }
+    show_path_as(path_, name_);
+}
+
+const std::string& InputFile::digest() const {
+    if (!digest_.empty()) return digest_;
+    std::ifstream in(name_, std::ios::binary);
+    Digest digest;
+    std::vector<char> block(kBlock);
+    while (in.read(block.data(), static_cast<std::streamsize>(block.size())) || in.gcount() > 0)
+        digest.add(block.data(), static_cast<std::size_t>(in.gcount()));
+    return digest_ = digest.text();
+}
+
+/// False for a file that has changed.
+bool InputFile::is_current() const {
+    if (!is_file_) return true;
+    struct stat info {};
+    return stat(name_.c_str(), &info) == 0 && stamp_[0] == info.st_dev && stamp_[1] == info.st_ino &&
+           stamp_[2] == static_cast<std::uint64_t>(info.st_size) &&
+           stamp_[3] == static_cast<std::uint64_t>(info.st_mtim.tv_sec) * 1000000000U +
+                            static_cast<std::uint64_t>(info.st_mtim.tv_nsec);
+}
+
+const InputFile& InputFile::of(const std::string& name, const std::string& kind) {
+    static std::map<std::string, std::unique_ptr<InputFile>> opened;
+    std::unique_ptr<InputFile>& file = opened[name];
+    if (file == nullptr || !file->is_current()) {
+        file.reset();
+        file.reset(new InputFile(name, kind));
+    }
+    return *file;
+}
+
+std::ifstream open_input(const std::string& name, const std::string& kind) {
+    const InputFile& file = InputFile::of(name, kind);
+    std::ifstream in(file.path(), std::ios::binary);
+    if (!in) throw InputError(name + ": cannot open this " + kind + ": " + std::strerror(errno));
+    return in;
+}
+
+char* loadable(const std::string& name) { return const_cast<char*>(InputFile::of(name).path().c_str()); }
+
+}  // namespace host
