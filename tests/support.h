@@ -108,6 +108,15 @@ inline std::string read_file(const std::filesystem::path& path) {
     return text.str();
 }
 
+/// Path of a file of the excerpt of GRACE-B (examples/data/grace_b), which lies expanded in the test's directory; without ".gz".
+inline std::string excerpt(const std::string& name) {
+    const std::string packed = LEOPOD_SOURCE_DIR "/examples/data/grace_b/" + name + ".gz", path = out(name);
+    if (!std::filesystem::exists(path)) {
+        EXPECT_EQ(std::system(("gzip -dc '" + packed + "' > '" + path + "'").c_str()), 0) << packed;
+    }
+    return path;
+}
+
 /// A locale with a decimal comma, compiled here, in this process while it lives; nothing changes where none can be made (package locales).
 class CommaLocale {
   public:

@@ -1,6 +1,4 @@
-// The guide: its way from a receiver's file to a fitted orbit, run as it stands there, and its links.
-#include <set>
-
+// The guide: its way from a receiver's file to a fitted orbit, run as it stands there.
 #include "host_support.h"
 
 namespace {
@@ -53,39 +51,6 @@ TEST(Guide, FromAReceiversFileToAFittedOrbit) {
     for (const char* file : {"epochs.csv", "satellites.svg", "residuals.svg", "orbit.sp3", "fit.csv", "errors.svg"})
         EXPECT_GT(std::filesystem::file_size(root / "build/grace" / file), 1000u) << file;
     EXPECT_EQ(support::read_rows((root / "build/grace/orbit.csv").string()).size(), 480u);
-}
-
-/// The headings of a page as anchors, as repository browsers make them.
-std::set<std::string> anchors(const Path& page) {
-    std::set<std::string> all;
-    std::stringstream in(support::read_file(page));
-    for (std::string line; std::getline(in, line);) {
-        if (line[0] != '#') continue;
-        std::string text = std::regex_replace(line, std::regex("^#+ |[^A-Za-z0-9_ -]"), "");
-        for (char& c : text) c = c == ' ' ? '-' : static_cast<char>(std::tolower(c));
-        all.insert(text);
-    }
-    return all;
-}
-
-TEST(Guide, LinksOfAllPagesLead) {
-    std::vector<std::string> pages = {"README.md", "examples/README.md", "examples/campaign/README.md"};
-    for (const auto& entry : std::filesystem::directory_iterator(kSource / "docs")) {
-        if (entry.path().extension() == ".md") pages.push_back("docs/" + entry.path().filename().string());
-    }
-    const std::regex link(R"(\]\(([^)#:\s]*)(#[^)]*)?\))");
-    int count = 0;
-    for (const std::string& page : pages) {
-        const std::string text = support::read_file(kSource / page);
-        for (std::sregex_iterator it(text.begin(), text.end(), link), last; it != last; ++it, ++count) {
-            const Path target =
-                (*it)[1].length() == 0 ? kSource / page : (kSource / page).parent_path() / (*it)[1].str();
-            EXPECT_TRUE(std::filesystem::exists(target)) << page << ": " << it->str();
-            EXPECT_TRUE((*it)[2].length() == 0 || anchors(target).count((*it)[2].str().substr(1)) == 1)
-                << page << ": " << it->str();
-        }
-    }
-    EXPECT_GT(count, 60);
 }
 
 }  // namespace

@@ -201,4 +201,24 @@ TEST_F(Host, PropagationDiffersFromATidelessTruthByTheTide) {
     EXPECT_EQ(std::count(rows.begin(), rows.end(), '\n'), 306);  // from 310 s to 3360 s
 }
 
+// The reference orbit of a real satellite: Earth's field, tides, Sun, Moon and small accelerations follow it to half a centimetre.
+TEST_F(Host, FitOfARealOrbit) {
+    std::string rows = read_file(excerpt("reference_orbit.csv"));
+    rows = std::regex_replace(rows.substr(rows.find('\n')), std::regex("\n(?=.)"), "\n55404,");
+    const std::string config =
+        write_temp("fit.cfg",
+                   "+Force_Models\nEarth_Gravity = YES 70 time_varying_gravity solid_earth_tide polar_tide\n"
+                   "Third_Body_Gravity = YES SUN MOON\nGeneral_Relativity = YES\n"
+                   "Empirical_Force = YES A0:1200 C0:1200 R0:1200\n-Force_Models\n+GENERAL_CONFIG\n"
+                   "Integration_Step_Size = 30\nIntegration_Output_Interval = 30\n-GENERAL_CONFIG\n");
+    const std::string fit = "fit --positions " + write_temp("orbit.csv", "mjd_gpst,sod_gpst,x_m,y_m,z_m" + rows) +
+                            " --interval 60 --from 3600 --to 10800 --dynamics " + config + " --gravity " +
+                            excerpt("egm2008_degree90.txt") + " --eop " + excerpt("finals_2010_07.txt") +
+                            " --eop-format rapid --truth " + excerpt("reference_orbit.csv");
+    const Outcome o = leopod_ok(fit);
+    EXPECT_EQ(number(o.text, "fitted orbit +epochs ([0-9]+)"), 120) << o.text;
+    EXPECT_LT(number(o.text, "fitted orbit +.*rms ([0-9.]+)"), 0.02) << o.text;
+    EXPECT_GT(number(o.text, "residuals: rms along ([0-9.]+)"), 1e-4) << o.text;
+}
+
 }  // namespace

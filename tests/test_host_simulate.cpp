@@ -334,7 +334,7 @@ TEST_F(Simulate, OptionsThatCannotBeUsedEndWithStatusTwo) {
                      {files + "--slip C23,1500,L1,0.5", "whole number of cycles"},
                      {files + "--slip C23,0,L1,1", "not tracked"},
                      {files + "--clk " + readme, "--clk"},
-                     {files + "--att-out /nonexistent/att", "/nonexistent/att"},
+                     {files + "--att-out /dev/null/att", "/dev/null/att"},
                      {orbit + "--nav " + readme, "README.md"},
                      {orbit, "--nav or --sp3"},
                      {nav() + "--orbit " + seconds, "does it tell the day?"}});

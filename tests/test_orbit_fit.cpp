@@ -313,40 +313,4 @@ TEST_F(Orbit, FitRecoversAnArcWithoutNoise) {
     EXPECT_STOP(fit(truth, obs, nullptr), "solve_lsq_normal_equation error!");
 }
 
-/// Positions of an SP3 file stamped in TAI, turned to inertial.
-TEST_F(Orbit, FitOfARealOrbit) {
-    const auto orbit_file = support::data_path("gnss/leo_truth_2018364/sentinel3a_2018363_365_TAI_asL01.sp3");
-    const auto planets = support::data_path("jpl/de438r_2016_2021.txt");
-    LEOPOD_REQUIRE_DATA(orbit_file);
-    LEOPOD_REQUIRE_DATA(planets);
-    g_eop_storage_size = 0;
-    ASSERT_TRUE(load_eph_storage_file(planets.string().data(), header.get(), records.data()));
-    ASSERT_TRUE(load_eop_storage(support::data_path("eop/eopc04_IAU2000.62-now").string().data()));
-    ASSERT_TRUE(load_earth_coef_EGM(support::data_path("gravity/EGM2008.txt").string().data()));
-    const double span = 7200.0;
-    Observations obs;
-    std::ifstream in(orbit_file);
-    TimeYMD d{};
-    double p[3], eci[3], t[121];
-    for (std::string line; obs.epoch.size() < 121 && std::getline(in, line);) {
-        std::sscanf(line.c_str(), "* %d %d %d %d %d %lf", &d.year, &d.month, &d.day, &d.hour, &d.minute, &d.second);
-        if (std::sscanf(line.c_str(), "PL01 %lf %lf %lf", p, p + 1, p + 2) != 3) continue;
-        for (double& v : p) v *= 1000.0;
-        const GTime utc = gtimeChangeTimeSystem(YMD2GTime(d, tsTAI), tsUTC);
-        ecf2eci(gtime2mjd(utc), getLeapSecond(gtime2mjd(utc)), p, nullptr, eci, nullptr);
-        t[obs.epoch.size()] = 60.0 * static_cast<double>(obs.epoch.size());
-        obs.add(utc, eci);
-    }
-    ASSERT_NEAR(gtimeSubSec(obs.epoch.back(), obs.epoch[0]), span, 1e-6);
-    mjd = gtime2mjd(obs.epoch[0]);
-    config->norder_gravity = 70;
-    prepare({"A0", "C0", "R0"}, 1200.5, span);
-    Values start = parameters();
-    interpolation_multip_dimension(8, 3, t, obs.position[0].data(), 0.0, start.data(), start.data() + 3);
-    SOLUTION_ORBITFIT solution{};
-    ASSERT_TRUE(fit(start, obs, &solution));
-    EXPECT_GT(norm(3, solution.rms_acr), 1e-4);
-    EXPECT_LT(norm(3, solution.rms_acr), 0.02);
-}
-
 }  // namespace
