@@ -299,9 +299,8 @@ bool compute_eop(double mjd_utc, EOPREC* eop) {
     double dut1 = 0.0, dlod = 0.0;
     double eop_correction[3] = {};
     double pm_correction[2] = {};
-    UTLIBR(mjd_utc, &dut1, &dlod);
+    libration(mjd_utc, pm_correction, dut1, dlod);
     ORTHO_EOP(mjd_utc, eop_correction);
-    PMSDNUT2(mjd_utc, pm_correction);
     eop->pmX += (pm_correction[0] + eop_correction[0]) * kMicro;
     eop->pmY += (pm_correction[1] + eop_correction[1]) * kMicro;
     eop->UT1mUTC += (dut1 + eop_correction[2]) * kMicro;

@@ -10,6 +10,7 @@
 #include "private/constants.h"
 #include "private/numbers.h"
 #include "private/nutation.h"
+#include "private/reduction.h"
 #include "private/registers.h"
 
 using namespace leopod;
@@ -25,20 +26,6 @@ constexpr NUT_COEF_XPL g_xpl[] = {
 static_assert(std::size(g_xpl) == 687);
 
 namespace {
-
-constexpr double kReductionLimit = 0x1p+20 * kTwoPi;
-
-/// fmod(x, 2 pi) of one or four magnitudes below the limit, as the exact remainder of the nearest quotient.
-template <typename T>
-[[gnu::always_inline]] inline T nearest_remainder(T magnitude) {
-    // 2 pi (the double) split after its 33rd bit. For a quotient q up to 2^20 both products are exact, and so are the two
-    // differences, which are multiples of the last bit of x or of 2 pi and below 4.
-    constexpr double kHigh = 0x1.921fb544p+2;
-    constexpr double kLow = kTwoPi - kHigh;
-    constexpr double kWhole = 0x1.8p+52;  // adding it rounds to an integer
-    const T q = (magnitude * (1.0 / kTwoPi) + kWhole) - kWhole;
-    return (magnitude - q * kHigh) - q * kLow;
-}
 
 /// fmod(x, 1296000): the quotient times the turn is exact, and so is the difference.
 double fmod_turn(double x) {
@@ -156,16 +143,6 @@ constexpr auto kPlanetary = [] {
     }
     return m;
 }();
-
-/// fmod(x, 2 pi) of four magnitudes below the limit.
-LEOPOD_KERNEL inline Quad reduced(Quad x) {
-    const QuadBits bits = reinterpret_cast<QuadBits>(x);
-    const QuadBits sign = bits & std::numeric_limits<long long>::min();
-    const Quad magnitude = reinterpret_cast<Quad>(bits ^ sign);
-    const Quad rest = nearest_remainder(magnitude);
-    const QuadBits turn = (rest < 0.0) & reinterpret_cast<QuadBits>(quad(kTwoPi));
-    return reinterpret_cast<Quad>(reinterpret_cast<QuadBits>(rest + reinterpret_cast<Quad>(turn)) | sign);
-}
 
 /// Angles of all terms of a series: the arguments' combinations, summed in the order of the columns, reduced by 2 pi.
 template <std::size_t K, std::size_t Terms>

@@ -8,8 +8,10 @@
 
 #include "iau_function.h"
 #include "private/constants.h"
+#include "private/earth_rotation.h"
 #include "private/numbers.h"
 #include "private/nutation.h"
+#include "private/reduction.h"
 #include "private/report.h"
 
 using namespace leopod;
@@ -78,15 +80,59 @@ void DOODSONARG(double JD_UT1_I, double JD_UT1_F, double JD_TT, double* FNUT, do
 
 // --- corrections to earth orientation --------------------------------------------------------------------------------
 
-void CNMTX(double MJD_TT, double* H) {
-    struct SpectralLine {
-        int degree, order;
-        double HS, phase, freq, doodson;
-    };
-    static constexpr SpectralLine kLines[] = {
+namespace {
+
+/// Line of the tidal spectrum. The Doodson number is a label.
+struct SpectralLine {
+    int degree, order;
+    double HS, phase, freq, doodson;
+};
+constexpr SpectralLine kSpectralLines[] = {
 #include "tables/cnmtx.inc"
-    };
-    static_assert(std::size(kLines) == 71);
+};
+static_assert(std::size(kSpectralLines) == 71);
+
+/// Columns of the lines, filled up to whole registers; the phase less a quarter turn for odd degree and order together, reduced by 2 pi.
+struct SpectralColumns {
+    static constexpr std::size_t kRows = (std::size(kSpectralLines) + kQuad - 1) / kQuad * kQuad;
+    double phase[kRows] = {}, freq[kRows] = {};
+    double fastest = 0.0;
+
+    constexpr SpectralColumns() {
+        for (std::size_t i = 0; i < std::size(kSpectralLines); ++i) {
+            const SpectralLine& line = kSpectralLines[i];
+            const double x = line.phase - ((line.degree + line.order) % 2) * kTwoPi / 4.0;
+            const double two = x >= 2.0 * kTwoPi ? x - 2.0 * kTwoPi : x;  // all differences are exact below four turns
+            phase[i] = two >= kTwoPi ? two - kTwoPi : two;
+            freq[i] = line.freq;
+            fastest = std::max(fastest, line.freq);
+        }
+    }
+};
+constexpr SpectralColumns kSpectrum;
+static_assert([] {
+    for (const double phase : kSpectrum.phase) {
+        if (phase <= -kTwoPi || phase >= kTwoPi) return false;
+    }
+    return true;
+}());
+
+/// Angles of all lines so many days from the reference.
+void spectral_angles(double days, double (&alpha)[SpectralColumns::kRows]) {
+    const auto& s = kSpectrum;
+    if (s.fastest * std::fabs(days) < kReductionLimit) {
+        run_widest([&](auto) LEOPOD_KERNEL {
+            for (std::size_t i = 0; i < s.kRows; i += kQuad)
+                store(alpha + i, load(s.phase + i) + reduced(load(s.freq + i) * days));
+        });
+    } else {
+        for (std::size_t i = 0; i < s.kRows; ++i) alpha[i] = s.phase[i] + fmod_two_pi(s.freq[i] * days);
+    }
+}
+
+}  // namespace
+
+void CNMTX(double MJD_TT, double* H) {
     static constexpr double SP[2][6] = {{0.0298, 0.1408, 0.0805, 0.6002, 0.3025, 0.1517},
                                         {0.0200, 0.0905, 0.0638, 0.3476, 0.1645, 0.0923}};
     constexpr double kReferenceMjd = 37076.5;
@@ -95,13 +141,14 @@ void CNMTX(double MJD_TT, double* H) {
     double A[2][3] = {};  // by order - 1 and by step k + 1
     double B[2][3] = {};
     for (int k = -1; k <= 1; ++k) {
-        const double dt60 = (MJD_TT - k * DT) - kReferenceMjd;
-        for (const SpectralLine& line : kLines) {
-            const int m = line.order - 1;
-            const double pinm = ((line.degree + line.order) % 2) * kTwoPi / 4.0;
-            const double alpha = fmod_two_pi(line.phase - pinm) + fmod_two_pi(line.freq * dt60);
-            A[m][k + 1] += line.HS * std::cos(alpha);
-            B[m][k + 1] -= line.HS * std::sin(alpha);
+        double alpha[SpectralColumns::kRows];
+        spectral_angles((MJD_TT - k * DT) - kReferenceMjd, alpha);
+        for (std::size_t i = 0; i < std::size(kSpectralLines); ++i) {
+            const SpectralLine& line = kSpectralLines[i];
+            double s = 0.0, c = 0.0;
+            sine_cosine(alpha[i], s, c);
+            A[line.order - 1][k + 1] += line.HS * c;
+            B[line.order - 1][k + 1] -= line.HS * s;
         }
     }
     for (int m = 0; m < 2; ++m) {
@@ -132,7 +179,9 @@ void ORTHO_EOP(double MJD_TT, double* EOP_correction) {
     }
 }
 
-void PMSDNUT2(double RMJD, double* pm) {
+namespace {
+
+void polar_libration(const double (&ARG)[6], double* pm) {
     static constexpr SubdiurnalTerm kTerms[] = {
 #include "tables/pmsdnut2.inc"
     };
@@ -141,23 +190,40 @@ void PMSDNUT2(double RMJD, double* pm) {
     constexpr int JSTART = IBAND == 1 ? 16 : 1;      // counted from 1
     [[maybe_unused]] constexpr double XRATE = -3.8;  // settled: secular rates, not applied [microarcsecond/year]
     [[maybe_unused]] constexpr double YRATE = -4.3;
-    double ARG[6];
-    subdiurnal_arguments(RMJD, ARG);
     pm[0] = 0.0;
     pm[1] = 0.0;
     for (std::size_t j = JSTART - 1; j < std::size(kTerms); ++j) add_term(kTerms[j], ARG, &pm[0], &pm[1]);
 }
 
-void UTLIBR(double RMJD, double* dut1, double* dlod) {
+void axial_libration(const double (&ARG)[6], double* dut1, double* dlod) {
     static constexpr SubdiurnalTerm kTerms[] = {
 #include "tables/utlibr.inc"
     };
     static_assert(std::size(kTerms) == 11);
-    double ARG[6];
-    subdiurnal_arguments(RMJD, ARG);
     *dut1 = 0.0;
     *dlod = 0.0;
     for (const SubdiurnalTerm& term : kTerms) add_term(term, ARG, dut1, dlod);
+}
+
+}  // namespace
+
+void PMSDNUT2(double RMJD, double* pm) {
+    double ARG[6];
+    subdiurnal_arguments(RMJD, ARG);
+    polar_libration(ARG, pm);
+}
+
+void UTLIBR(double RMJD, double* dut1, double* dlod) {
+    double ARG[6];
+    subdiurnal_arguments(RMJD, ARG);
+    axial_libration(ARG, dut1, dlod);
+}
+
+void leopod::libration(double mjd, double (&pm)[2], double& dut1, double& dlod) {
+    double ARG[6];
+    subdiurnal_arguments(mjd, ARG);
+    polar_libration(ARG, pm);
+    axial_libration(ARG, &dut1, &dlod);
 }
 
 void RG_ZONT2(double JC_TT, double* DUT, double* DLOD, double* DOMEGA) {

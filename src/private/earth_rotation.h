@@ -1,5 +1,5 @@
 /// \file earth_rotation.h
-/// Inertial to earth-fixed rotation of one instant for several conversions.
+/// Inertial to earth-fixed rotation of one instant for several conversions, and what earth orientation takes together.
 #ifndef LEOPOD_PRIVATE_EARTH_ROTATION_H
 #define LEOPOD_PRIVATE_EARTH_ROTATION_H
 
@@ -20,6 +20,9 @@ void use_rotation(EarthRotation& rotation);
 
 /// eci2ecf by the rotation.
 void turn_to_ecf(EarthRotation& rotation, double* pos_eci, double* vel_eci, double* pos_ecf, double* vel_ecf);
+
+/// PMSDNUT2 and UTLIBR at one date.
+void libration(double mjd, double (&pm)[2], double& dut1, double& dlod);
 
 }  // namespace leopod
 
