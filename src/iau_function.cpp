@@ -115,16 +115,18 @@ double cio_locator(double t, double x, double y, const double (&sp)[6], const TE
     return horner(w, t) * kArcsecToRad - x * y / 2.0;
 }
 
-/// Multipliers of K arguments for the terms of a nutation series, one column an argument. The number of terms is rounded
-/// up to fill the vector registers.
-template <std::size_t K, std::size_t Terms>
+/// Terms of either nutation series, the shorter one filled up with zeros.
+constexpr std::size_t kTerms = std::max(std::size(g_xls), std::size(g_xpl));
+
+/// Multipliers of K arguments for the terms of a nutation series, one column an argument. Their number fills vector registers.
+template <std::size_t K>
 struct Multipliers {
-    static constexpr std::size_t kRows = (Terms + 7) / 8 * 8;
+    static constexpr std::size_t kRows = (kTerms + kQuad - 1) / kQuad * kQuad;
     alignas(32) double column[K][kRows];
 };
 
 constexpr auto kLuniSolar = [] {
-    Multipliers<5, std::size(g_xls)> m = {};
+    Multipliers<5> m = {};
     for (std::size_t i = 0; i < std::size(g_xls); ++i) {
         const NUT_COEF_XLS& row = g_xls[i];
         const int n[] = {row.nl, row.nlp, row.nf, row.nd, row.nom};
@@ -134,7 +136,7 @@ constexpr auto kLuniSolar = [] {
 }();
 
 constexpr auto kPlanetary = [] {
-    Multipliers<13, std::size(g_xpl)> m = {};
+    Multipliers<13> m = {};
     for (std::size_t i = 0; i < std::size(g_xpl); ++i) {
         const NUT_COEF_XPL& row = g_xpl[i];
         const int n[] = {row.nl,  row.nf,  row.nd,  row.nom, row.nme, row.nve, row.nea,
@@ -145,10 +147,9 @@ constexpr auto kPlanetary = [] {
 }();
 
 /// Angles of all terms of a series: the arguments' combinations, summed in the order of the columns, reduced by 2 pi.
-template <std::size_t K, std::size_t Terms>
-void term_angles(const Multipliers<K, Terms>& m, const double (&arguments)[K],
-                 double (&angle)[Multipliers<K, Terms>::kRows]) {
-    constexpr std::size_t kRows = Multipliers<K, Terms>::kRows;
+template <std::size_t K>
+void term_angles(const Multipliers<K>& m, const double (&arguments)[K], double (&angle)[Multipliers<K>::kRows]) {
+    constexpr std::size_t kRows = Multipliers<K>::kRows;
     constexpr double kLargestMultiplier = 32.0;
     double bound = 0.0;
     for (const double a : arguments) bound += kLargestMultiplier * std::fabs(a);
@@ -166,53 +167,70 @@ void term_angles(const Multipliers<K, Terms>& m, const double (&arguments)[K],
 
 // --- nutation series: terms from sine-cosine pairs, or from products ---------------------------------------------------
 
-Pair load_pair(const double (&values)[2]) { return Pair{values[0], values[1]}; }
-
-/// Coefficients of a term, longitude and obliquity side by side [0.1 microarcsecond].
-struct LuniSolarTerm {
-    double sine[2], sine_t[2], cosine[2], cosine_t[2];
-};
-struct PlanetaryTerm {
-    double sine[2], cosine[2];
+/// Coefficients of term i of both series side by side: luni-solar longitude and obliquity, planetary longitude and obliquity [0.1 microarcsecond].
+struct TermPair {
+    alignas(32) double sine[kQuad], cosine[kQuad];
 };
 
-constexpr auto kLuniSolarTerms = [] {
-    std::array<LuniSolarTerm, std::size(g_xls)> terms = {};
+constexpr auto kTermPairs = [] {
+    std::array<TermPair, kTerms> terms = {};
     for (std::size_t i = 0; i < std::size(g_xls); ++i) {
         const NUT_COEF_XLS& row = g_xls[i];
-        terms[i] = {{row.sp, row.se}, {row.spt, 0.0}, {row.cp, row.ce}, {0.0, row.cet}};
+        terms[i] = {{row.sp, row.se}, {row.cp, row.ce}};
     }
-    return terms;
-}();
-
-constexpr auto kPlanetaryTerms = [] {
-    std::array<PlanetaryTerm, std::size(g_xpl)> terms = {};
     for (std::size_t i = 0; i < std::size(g_xpl); ++i) {
         const NUT_COEF_XPL& row = g_xpl[i];
-        terms[i] = {{static_cast<double>(row.sp), static_cast<double>(row.se)},
-                    {static_cast<double>(row.cp), static_cast<double>(row.ce)}};
+        terms[i].sine[2] = row.sp, terms[i].sine[3] = row.se;
+        terms[i].cosine[2] = row.cp, terms[i].cosine[3] = row.ce;
     }
     return terms;
 }();
 
-/// Both nutation angles [rad], as a pair, from functions that give (cos, sin) of the terms of the two series. Each series is summed from
-/// its last, small terms to its first.
-template <typename LuniSolar, typename Planetary>
-Pair sum_nutation(double t, const LuniSolar& luni_solar, const Planetary& planetary) {
+/// Terms up to the last whose coefficients change with time.
+constexpr std::size_t kChanging = [] {
+    std::size_t n = std::size(g_xls);
+    while (n > 0 && g_xls[n - 1].spt == 0.0 && g_xls[n - 1].cet == 0.0) --n;
+    return n;
+}();
+
+/// Changes of the coefficients in a century.
+constexpr auto kTermRates = [] {
+    std::array<TermPair, kChanging> rates = {};
+    for (std::size_t i = 0; i < kChanging; ++i) rates[i] = {{g_xls[i].spt}, {0.0, g_xls[i].cet}};
+    return rates;
+}();
+
+/// (cos, sin) of term i of the luni-solar and of the planetary series: side by side in a wide register, or each in its own.
+template <bool wide>
+struct TermValues {
+    Quad both;
+    LEOPOD_KERNEL Quad cosines() const { return LEOPOD_SHUFFLE(both, both, 0, 0, 2, 2); }
+    LEOPOD_KERNEL Quad sines() const { return LEOPOD_SHUFFLE(both, both, 1, 1, 3, 3); }
+};
+template <>
+struct TermValues<false> {
+    Pair luni_solar, planetary;
+    LEOPOD_KERNEL Quad cosines() const { return Quad{luni_solar[0], luni_solar[0], planetary[0], planetary[0]}; }
+    LEOPOD_KERNEL Quad sines() const { return Quad{luni_solar[1], luni_solar[1], planetary[1], planetary[1]}; }
+};
+
+/// Both nutation angles [rad] from a function that gives the TermValues of i. Each series is summed from its last, small terms to its first.
+template <bool wide, typename Term>
+LEOPOD_KERNEL inline void sum_nutation(double t, const Term& term_at, double& dpsi, double& deps) {
+    FourSums<wide> sums;
+    const auto add = [&](std::size_t i, Quad sine, Quad cosine) LEOPOD_KERNEL {
+        const TermValues<wide> z = term_at(i);
+        sums.add(sine * z.sines() + cosine * z.cosines());
+    };
+    for (std::size_t i = kTerms; i-- > kChanging;) add(i, load(kTermPairs[i].sine), load(kTermPairs[i].cosine));
+    for (std::size_t i = kChanging; i-- > 0;) {
+        add(i, load(kTermPairs[i].sine) + load(kTermRates[i].sine) * t,
+            load(kTermPairs[i].cosine) + load(kTermRates[i].cosine) * t);
+    }
     constexpr double kUnitToRad = kArcsecToRad / 1e7;  // 0.1 microarcsecond
-    Pair first = {}, second = {};
-    for (std::size_t i = std::size(g_xls); i-- > 0;) {
-        const LuniSolarTerm& term = kLuniSolarTerms[i];
-        const Pair z = luni_solar(i);
-        first += (load_pair(term.sine) + load_pair(term.sine_t) * t) * z[1] +
-                 (load_pair(term.cosine) + load_pair(term.cosine_t) * t) * z[0];
-    }
-    for (std::size_t i = std::size(g_xpl); i-- > 0;) {
-        const PlanetaryTerm& term = kPlanetaryTerms[i];
-        const Pair z = planetary(i);
-        second += load_pair(term.sine) * z[1] + load_pair(term.cosine) * z[0];
-    }
-    return first * kUnitToRad + second * kUnitToRad;
+    const Quad angles = sums.value() * kUnitToRad;
+    dpsi = angles[0] + angles[2];
+    deps = angles[1] + angles[3];
 }
 
 /// Arguments of the two series [rad].
@@ -240,7 +258,7 @@ struct NutationArguments {
 };
 
 /// One sine-cosine pair a term: the bits of the published routine.
-Pair published_nutation(double t) {
+void published_nutation(double t, double& dpsi, double& deps) {
     const NutationArguments arguments(t);
     double luni_solar_angle[decltype(kLuniSolar)::kRows], planetary_angle[decltype(kPlanetary)::kRows];
     term_angles(kLuniSolar, arguments.luni_solar, luni_solar_angle);
@@ -250,103 +268,144 @@ Pair published_nutation(double t) {
         sine_cosine(angle, s, c);
         return Pair{c, s};
     };
-    return sum_nutation(
-        t, [&](std::size_t i) { return pair_of(luni_solar_angle[i]); },
-        [&](std::size_t i) { return pair_of(planetary_angle[i]); });
+    sum_nutation<false>(
+        t,
+        [&](std::size_t i) LEOPOD_KERNEL {
+            return TermValues<false>{pair_of(luni_solar_angle[i]), pair_of(planetary_angle[i])};
+        },
+        dpsi, deps);
 }
 
 // The same from products. A term's exp(i a) is the product of exp(i n x) of its arguments x with their multipliers n. The arguments fall
 // into two groups; each group's combinations are formed once, from shorter ones, and a term is the product of one of each group:
 //
 //     term (l,l',F,D,Om) = (1,0,2,-2,1)   first group: l   second group: F^2, F^2 D^-2, F^2 D^-2 Om   term: l * (F^2 D^-2 Om)
+//
+// A unit complex number (c, s) is kept as one of the two factors of a product, "first" (c, c, s, s) or "second" (c, s, -s, c): the halves of
+// their product elementwise add up to the complex product.
 
-/// A unit complex number z = (cos, sin) and i z, ready as a factor.
-struct Factor {
-    Pair z, iz;
-};
+/// The product; in a wide register it fills both halves.
+template <bool wide>
+LEOPOD_KERNEL inline auto product(const double* first, const double* second) {
+    if constexpr (wide) {
+        const Quad parts = load(first) * load(second);
+        return parts + LEOPOD_SHUFFLE(parts, parts, 2, 3, 0, 1);
+    } else {
+        return load_as<Pair>(first) * load_as<Pair>(second) + load_as<Pair>(first + 2) * load_as<Pair>(second + 2);
+    }
+}
+LEOPOD_KERNEL inline void store_first(double* p, Quad z) { store(p, LEOPOD_SHUFFLE(z, z, 0, 0, 3, 3)); }
+LEOPOD_KERNEL inline void store_first(double* p, Pair z) {
+    store(p, Pair{z[0], z[0]});
+    store(p + 2, Pair{z[1], z[1]});
+}
+LEOPOD_KERNEL inline void store_second(double* p, Quad z) {
+    constexpr long long kSign = std::numeric_limits<long long>::min();
+    const QuadBits turned = reinterpret_cast<QuadBits>(LEOPOD_SHUFFLE(z, z, 0, 1, 3, 2));
+    store(p, reinterpret_cast<Quad>(turned ^ QuadBits{0, 0, kSign, 0}));
+}
+LEOPOD_KERNEL inline void store_second(double* p, Pair z) {
+    store(p, z);
+    store(p + 2, Pair{-z[1], z[0]});
+}
+template <bool wide>
+LEOPOD_KERNEL inline auto unit(double c, double s) {
+    if constexpr (wide) return Quad{c, s, c, s};
+    if constexpr (!wide) return Pair{c, s};
+}
 
-Factor factor(Pair z) { return {z, Pair{-z[1], z[0]}}; }
-Pair multiply(Pair a, const Factor& b) { return b.z * a[0] + b.iz * a[1]; }
-
-/// How the combinations of one group of arguments form: combination k > 0 is combination parent[k] times power[k], the index of one
-/// argument's multiple; combination 0 is 1. Term i uses combination of_term[i].
-template <std::size_t Arguments, std::size_t Terms>
+/// How the combinations of one group of arguments form: combination k > 0 is that at parent[k] times the multiple of one argument at
+/// power[k]; combination 0 is 1. Term i uses the one at of_term[i]; terms beyond the series use 1. Places are in numbers, kQuad for each.
+template <std::size_t Arguments>
 struct Combinations {
     static constexpr std::size_t kCapacity = 512;
     std::size_t count = 1;
-    std::uint16_t parent[kCapacity] = {}, power[kCapacity] = {}, of_term[Terms] = {};
+    std::uint16_t parent[kCapacity] = {}, power[kCapacity] = {}, of_term[kTerms] = {};
     int largest[Arguments] = {};  ///< multiplier of each argument
     std::size_t offset[Arguments + 1] =
         {};  ///< of an argument's multiples, from -largest to largest; the last is their number
 
-    constexpr explicit Combinations(const int (&n)[Terms][Arguments]) {
+    constexpr explicit Combinations(const int (&n)[kTerms][Arguments]) {
         for (std::size_t k = 0; k < Arguments; ++k) {
             for (const auto& row : n) largest[k] = std::max({largest[k], row[k], -row[k]});
             offset[k + 1] = offset[k] + 2 * static_cast<std::size_t>(largest[k]) + 1;
         }
         std::uint16_t slots[2 * kCapacity] = {};  // open addressing by parent and power
-        for (std::size_t i = 0; i < Terms; ++i) {
+        for (std::size_t i = 0; i < kTerms; ++i) {
             std::size_t at = 0;
             for (std::size_t k = 0; k < Arguments; ++k) {
                 if (n[i][k] == 0) continue;
                 const std::size_t p = offset[k] + static_cast<std::size_t>(n[i][k] + largest[k]);
                 std::size_t slot = (at * 211 + p * 17) % (2 * kCapacity);
-                while (slots[slot] != 0 && (parent[slots[slot]] != at || power[slots[slot]] != p)) {
+                while (slots[slot] != 0 && (parent[slots[slot]] != at * kQuad || power[slots[slot]] != p * kQuad)) {
                     slot = (slot + 1) % (2 * kCapacity);
                 }
                 if (slots[slot] == 0) {
-                    parent[count] = static_cast<std::uint16_t>(at);
-                    power[count] = static_cast<std::uint16_t>(p);
+                    parent[count] = static_cast<std::uint16_t>(at * kQuad);
+                    power[count] = static_cast<std::uint16_t>(p * kQuad);
                     slots[slot] = static_cast<std::uint16_t>(count++);
                 }
                 at = slots[slot];
             }
-            of_term[i] = static_cast<std::uint16_t>(at);
+            of_term[i] = static_cast<std::uint16_t>(at * kQuad);
         }
     }
 };
 
-/// All combinations of a group at given arguments.
-template <const auto& plan, std::size_t Arguments>
+/// All combinations of a group at given arguments, as first or as second factors.
+template <bool wide, const auto& plan, bool as_first, std::size_t Arguments>
 struct Evaluated {
-    Factor combination[plan.count];
+    static constexpr std::size_t kMultiples = plan.offset[Arguments] * kQuad;
+    alignas(32) double combination[plan.count * kQuad];
 
-    explicit Evaluated(const double (&arguments)[Arguments]) {
-        Factor powers[plan.offset[Arguments]];
+    LEOPOD_KERNEL inline explicit Evaluated(const double (&arguments)[Arguments]) {
+        // of the arguments' multiples; what a combination is multiplied with is the other factor
+        alignas(32) double own[kMultiples], other[kMultiples];
         for (std::size_t k = 0; k < Arguments; ++k) {
-            Factor* const p = powers + plan.offset[k] + plan.largest[k];
+            const std::size_t zero = (plan.offset[k] + static_cast<std::size_t>(plan.largest[k])) * kQuad;
             double s = 0.0, c = 0.0;
             sine_cosine(arguments[k], s, c);
-            p[0] = factor(Pair{1.0, 0.0});
-            for (int n = 1; n <= plan.largest[k]; ++n) {
-                const Pair z = n == 1 ? Pair{c, s} : multiply(p[n / 2].z, p[n - n / 2]);
-                p[n] = factor(z);
-                p[-n] = factor(Pair{z[0], -z[1]});
+            for (std::ptrdiff_t n = 1; n <= plan.largest[k]; ++n) {
+                const std::ptrdiff_t half = n / 2 * kQuad, place = n * kQuad;
+                const auto z = n == 1 ? unit<wide>(c, s) : multiply(own + zero + half, other + zero + place - half);
+                keep(own + zero + place, z), keep_other(other + zero + place, z);
+                const auto conjugate = unit<wide>(z[0], -z[1]);
+                keep(own + zero - place, conjugate), keep_other(other + zero - place, conjugate);
             }
         }
-        combination[0] = factor(Pair{1.0, 0.0});
-        for (std::size_t k = 1; k < plan.count; ++k) {
-            combination[k] = factor(multiply(combination[plan.parent[k]].z, powers[plan.power[k]]));
-        }
+        keep(combination, unit<wide>(1.0, 0.0));
+        for (std::size_t k = 1; k < plan.count; ++k)
+            keep(combination + k * kQuad, multiply(combination + plan.parent[k], other + plan.power[k]));
     }
-    const Factor& of_term(std::size_t i) const { return combination[plan.of_term[i]]; }
+    LEOPOD_KERNEL static inline auto multiply(const double* a, const double* b) {
+        return as_first ? product<wide>(a, b) : product<wide>(b, a);
+    }
+    template <typename Z>
+    LEOPOD_KERNEL static inline void keep(double* p, Z z) {
+        as_first ? store_first(p, z) : store_second(p, z);
+    }
+    template <typename Z>
+    LEOPOD_KERNEL static inline void keep_other(double* p, Z z) {
+        as_first ? store_second(p, z) : store_first(p, z);
+    }
+    LEOPOD_KERNEL inline const double* of_term(std::size_t i) const { return combination + plan.of_term[i]; }
 };
 
 // Groups and the order of arguments within them are those with the fewest combinations.
 constexpr auto kMoonSun = [] {
-    int n[std::size(g_xls)][2] = {};
+    int n[kTerms][2] = {};
     for (std::size_t i = 0; i < std::size(g_xls); ++i) n[i][0] = g_xls[i].nl, n[i][1] = g_xls[i].nlp;
     return Combinations(n);
 }();
 constexpr auto kNode = [] {
-    int n[std::size(g_xls)][3] = {};
+    int n[kTerms][3] = {};
     for (std::size_t i = 0; i < std::size(g_xls); ++i)
         n[i][0] = g_xls[i].nf, n[i][1] = g_xls[i].nom, n[i][2] = g_xls[i].nd;
     return Combinations(n);
 }();
 
 constexpr auto kLunarNode = [] {
-    int n[std::size(g_xpl)][5] = {};
+    int n[kTerms][5] = {};
     for (std::size_t i = 0; i < std::size(g_xpl); ++i) {
         const NUT_COEF_XPL& row = g_xpl[i];
         n[i][0] = row.nom, n[i][1] = row.nd, n[i][2] = row.nf, n[i][3] = row.nl, n[i][4] = row.npa;
@@ -354,7 +413,7 @@ constexpr auto kLunarNode = [] {
     return Combinations(n);
 }();
 constexpr auto kPlanets = [] {
-    int n[std::size(g_xpl)][8] = {};
+    int n[kTerms][8] = {};
     for (std::size_t i = 0; i < std::size(g_xpl); ++i) {
         const NUT_COEF_XPL& row = g_xpl[i];
         n[i][0] = row.nme, n[i][1] = row.nve, n[i][2] = row.nea, n[i][3] = row.nma;
@@ -363,17 +422,28 @@ constexpr auto kPlanets = [] {
     return Combinations(n);
 }();
 
-Pair product_nutation(double t) {
+void product_nutation(double t, double& dpsi, double& deps) {
     const NutationArguments arguments(t);
     const double(&ls)[5] = arguments.luni_solar;
     const double(&pl)[13] = arguments.planetary;
-    const Evaluated<kMoonSun, 2> moon_sun({ls[0], ls[1]});
-    const Evaluated<kNode, 3> node({ls[2], ls[4], ls[3]});
-    const Evaluated<kLunarNode, 5> lunar_node({pl[3], pl[2], pl[1], pl[0], pl[12]});
-    const Evaluated<kPlanets, 8> planets({pl[4], pl[5], pl[6], pl[7], pl[8], pl[9], pl[10], pl[11]});
-    return sum_nutation(
-        t, [&](std::size_t i) { return multiply(moon_sun.of_term(i).z, node.of_term(i)); },
-        [&](std::size_t i) { return multiply(lunar_node.of_term(i).z, planets.of_term(i)); });
+    run_widest([&](auto is_wide) LEOPOD_KERNEL {
+        constexpr bool wide = decltype(is_wide)::value;
+        const Evaluated<wide, kMoonSun, true, 2> moon_sun({ls[0], ls[1]});
+        const Evaluated<wide, kNode, false, 3> node({ls[2], ls[4], ls[3]});
+        const Evaluated<wide, kLunarNode, true, 5> lunar_node({pl[3], pl[2], pl[1], pl[0], pl[12]});
+        const Evaluated<wide, kPlanets, false, 8> planets({pl[4], pl[5], pl[6], pl[7], pl[8], pl[9], pl[10], pl[11]});
+        const auto term_at = [&](std::size_t i) LEOPOD_KERNEL -> TermValues<wide> {
+            if constexpr (wide) {
+                const Quad a = load(moon_sun.of_term(i)) * load(node.of_term(i));
+                const Quad b = load(lunar_node.of_term(i)) * load(planets.of_term(i));
+                return {LEOPOD_SHUFFLE(a, b, 0, 1, 4, 5) + LEOPOD_SHUFFLE(a, b, 2, 3, 6, 7)};
+            } else {
+                return {product<wide>(moon_sun.of_term(i), node.of_term(i)),
+                        product<wide>(lunar_node.of_term(i), planets.of_term(i))};
+            }
+        };
+        sum_nutation<wide>(t, term_at, dpsi, deps);
+    });
 }
 
 /// Adaptation of the nutation angles of IAU 2000A to the precession of IAU 2006.
@@ -464,9 +534,7 @@ void iauFw2m(double gamb, double phib, double psi, double eps, double r[3][3]) {
 }
 
 void iauNut00a(double date1, double date2, double* dpsi, double* deps) {
-    const Pair angles = published_nutation(centuries(date1, date2));
-    *dpsi = angles[0];
-    *deps = angles[1];
+    published_nutation(centuries(date1, date2), *dpsi, *deps);
 }
 
 void iauNut06a(double date1, double date2, double* dpsi, double* deps) {
@@ -518,9 +586,7 @@ void iauC2i06a(double date1, double date2, double rc2i[3][3]) {
 namespace leopod {
 
 void fast_nutation(double date1, double date2, double& dpsi, double& deps) {
-    const Pair angles = product_nutation(centuries(date1, date2));
-    dpsi = angles[0];
-    deps = angles[1];
+    product_nutation(centuries(date1, date2), dpsi, deps);
 }
 
 void fast_celestial_to_intermediate(double date1, double date2, double rc2i[3][3]) {

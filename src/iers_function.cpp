@@ -92,7 +92,7 @@ constexpr SpectralLine kSpectralLines[] = {
 };
 static_assert(std::size(kSpectralLines) == 71);
 
-/// Columns of the lines, filled up to whole registers; the phase less a quarter turn for odd degree and order together, reduced by 2 pi.
+/// Columns of the lines, filled up to whole registers. Phases are less by a quarter turn where degree and order add up to odd, and reduced by 2 pi.
 struct SpectralColumns {
     static constexpr std::size_t kRows = (std::size(kSpectralLines) + kQuad - 1) / kQuad * kQuad;
     double phase[kRows] = {}, freq[kRows] = {};
