@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <iterator>
 #include <limits>
+#include <type_traits>
 
 #include "private/constants.h"
 #include "private/numbers.h"
@@ -113,6 +114,66 @@ double cio_locator(double t, double x, double y, const double (&sp)[6], const TE
     const double w[6] = {add_series(sp[0], s0, fa), add_series(sp[1], s1, fa), add_series(sp[2], s2, fa),
                          add_series(sp[3], s3, fa), add_series(sp[4], s4, fa), sp[5]};
     return horner(w, t) * kArcsecToRad - x * y / 2.0;
+}
+
+namespace s06 {
+#include "tables/s06.inc"
+static_assert(std::size(s0) + std::size(s1) + std::size(s2) + std::size(s3) + std::size(s4) == 66);
+}  // namespace s06
+
+/// The same terms by column, those of each power of t filled up to whole registers.
+struct CioColumns {
+    static constexpr std::size_t kPowers = 5;
+    static constexpr std::size_t kRows = 36 + 4 + 28 + 4 + 4;
+    double multiplier[8][kRows] = {}, sine[kRows] = {}, cosine[kRows] = {};
+    std::size_t first[kPowers + 1] = {};  ///< row of a power
+
+    constexpr CioColumns() { add(0, s06::s0), add(1, s06::s1), add(2, s06::s2), add(3, s06::s3), add(4, s06::s4); }
+    template <std::size_t N>
+    constexpr void add(std::size_t power, const TERM (&terms)[N]) {
+        for (std::size_t i = 0, row = first[power]; i < N; ++i, ++row) {
+            for (std::size_t k = 0; k < 8; ++k) multiplier[k][row] = terms[i].nfa[k];
+            sine[row] = terms[i].s, cosine[row] = terms[i].c;
+        }
+        first[power + 1] = first[power] + (N + kQuad - 1) / kQuad * kQuad;
+    }
+};
+constexpr CioColumns kCio;
+static_assert(kCio.first[CioColumns::kPowers] == CioColumns::kRows);
+
+/// iauS06 within kNearLocator of its value, in a fraction of its time; t within two centuries.
+constexpr double kNearLocator = 1e-20;  // [rad]; sines are off by 3e-16, and their amplitudes sum up to 2e-8
+double near_cio_locator(double t, double x, double y) {
+    double fa[8], w[6];
+    cio_arguments(t, fa);
+    run_widest([&](auto wide) LEOPOD_KERNEL {
+        using T = std::conditional_t<decltype(wide)::value, Quad, Pair>;
+        for (std::size_t power = 0; power < kCio.kPowers; ++power) {
+            T sum = {};
+            for (std::size_t i = kCio.first[power]; i < kCio.first[power + 1]; i += sizeof(T) / sizeof(double)) {
+                T angle = load_as<T>(kCio.multiplier[0] + i) * fa[0];
+                for (std::size_t k = 1; k < 8; ++k) angle += load_as<T>(kCio.multiplier[k] + i) * fa[k];
+                T s, c;
+                near_sine_cosine(angle, s, c);
+                sum += load_as<T>(kCio.sine + i) * s + load_as<T>(kCio.cosine + i) * c;
+            }
+            w[power] = s06::sp[power] + sum[0] + sum[1];
+            if constexpr (decltype(wide)::value) w[power] += sum[2] + sum[3];
+        }
+    });
+    w[5] = s06::sp[5];
+    return horner(w, t) * kArcsecToRad - x * y / 2.0;
+}
+
+/// e + iauS06, the same bits: from the near value wherever all that it stands for round to one sum.
+double add_locator_06(double e, double date1, double date2, double x, double y) {
+    const double t = centuries(date1, date2);
+    if (std::fabs(t) < 2.0) {
+        const double s = near_cio_locator(t, x, y);
+        const double low = e + (s - kNearLocator), high = e + (s + kNearLocator);
+        if (low == high) return low;
+    }
+    return e + iauS06(date1, date2, x, y);
 }
 
 /// Terms of either nutation series, the shorter one filled up with zeros.
@@ -461,13 +522,6 @@ void bias_precession_nutation(double date1, double date2, double dpsi, double de
     iauFw2m(gamb, phib, psib + dpsi, epsa + deps, rbpn);
 }
 
-/// Celestial-to-intermediate matrix from that one.
-void intermediate_matrix(double date1, double date2, double rbpn[3][3], double rc2i[3][3]) {
-    double x = 0.0, y = 0.0;
-    iauBpn2xy(rbpn, &x, &y);
-    iauC2ixys(x, y, iauS06(date1, date2, x, y), rc2i);
-}
-
 /// Rotation in place of the rows i and j: ri' = c ri + s rj; rj' = -s ri + c rj.
 void rotate_rows(double angle, double (&ri)[3], double (&rj)[3]) {
     double s = 0.0, c = 0.0;
@@ -478,6 +532,32 @@ void rotate_rows(double angle, double (&ri)[3], double (&rj)[3]) {
         ri[k] = a;
         rj[k] = b;
     }
+}
+
+/// Direction of the pole: right ascension and distance from the celestial pole [rad].
+struct PoleDirection {
+    double e, d;
+    PoleDirection(double x, double y) {
+        const double r2 = x * x + y * y;
+        e = r2 > 0.0 ? std::atan2(y, x) : 0.0;
+        d = std::atan(std::sqrt(r2 / (1.0 - r2)));
+    }
+};
+
+/// Celestial-to-intermediate matrix from the pole and e + s.
+void pole_matrix(const PoleDirection& pole, double e_plus_s, double rc2i[3][3]) {
+    iauIr(rc2i);
+    iauRz(pole.e, rc2i);
+    iauRy(pole.d, rc2i);
+    iauRz(-e_plus_s, rc2i);
+}
+
+/// The same from the bias-precession-nutation matrix.
+void intermediate_matrix(double date1, double date2, double rbpn[3][3], double rc2i[3][3]) {
+    double x = 0.0, y = 0.0;
+    iauBpn2xy(rbpn, &x, &y);
+    const PoleDirection pole(x, y);
+    pole_matrix(pole, add_locator_06(pole.e, date1, date2, x, y), rc2i);
 }
 
 }  // namespace
@@ -556,9 +636,7 @@ void iauBpn2xy(double rbpn[3][3], double* x, double* y) {
 }
 
 double iauS06(double date1, double date2, double x, double y) {
-#include "tables/s06.inc"
-    static_assert(std::size(s0) + std::size(s1) + std::size(s2) + std::size(s3) + std::size(s4) == 66);
-    return cio_locator(centuries(date1, date2), x, y, sp, s0, s1, s2, s3, s4);
+    return cio_locator(centuries(date1, date2), x, y, s06::sp, s06::s0, s06::s1, s06::s2, s06::s3, s06::s4);
 }
 
 double iauS00(double date1, double date2, double x, double y) {
@@ -568,13 +646,8 @@ double iauS00(double date1, double date2, double x, double y) {
 }
 
 void iauC2ixys(double x, double y, double s, double rc2i[3][3]) {
-    const double r2 = x * x + y * y;
-    const double e = r2 > 0.0 ? std::atan2(y, x) : 0.0;
-    const double d = std::atan(std::sqrt(r2 / (1.0 - r2)));
-    iauIr(rc2i);
-    iauRz(e, rc2i);
-    iauRy(d, rc2i);
-    iauRz(-(e + s), rc2i);
+    const PoleDirection pole(x, y);
+    pole_matrix(pole, pole.e + s, rc2i);
 }
 
 void iauC2i06a(double date1, double date2, double rc2i[3][3]) {
