@@ -12,6 +12,7 @@
 #include "inputs/truth.h"
 #include "shared/console.h"
 #include "shared/error.h"
+#include "shared/files.h"
 #include "shared/times.h"
 #include "stores/planets.h"
 #include "stores/satellite_antenna.h"
@@ -430,9 +431,21 @@ int estimate(const OrbitOptions& o) {
     return fault.empty() ? 0 : 1;
 }
 
+void check_files(const OrbitOptions& o) {
+    FilePlan plan;
+    const InputOptions& in = o.inputs;
+    plan.in("--obs", in.obs).in("--nav", in.nav).in("--sp3", in.sp3).in("--clk", in.clk).in("--att", in.att);
+    plan.in("--eop", in.eop).in("--jpl", in.jpl).in("--config", in.config).in("--truth", o.truth);
+    plan.in("--dynamics", o.dynamics.dynamics).in("--gravity", o.dynamics.gravity).in("--sp3-antenna", o.sp3_antenna);
+    plan.in("--compare", o.compare).out("--out", o.out).out("--sp3-out", o.sp3_out).out("--formal-out", o.formal_out);
+    plan.out("--satellites-out", o.satellites_out).out("--edits-out", o.edits_out);
+    plan.out("--parameters", o.parameters).check();
+}
+
 }  // namespace
 
 int orbit(const OrbitOptions& o) {
+    check_files(o);
     if (!o.compare.empty()) return compare_orbits(o.compare[0], o.compare[1]);
     if (o.output_interval <= 0.0) throw InputError("--output-interval must be positive");
     return estimate(o);
