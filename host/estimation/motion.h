@@ -51,6 +51,8 @@ class Motion {
     /// Moves the motion by its partials, without a new integration.
     void move(const Parameters& correction);
     const Parameters& parameters() const { return values_; }
+    /// Moved since the last integration.
+    const Parameters& correction() const { return correction_; }
 
     /// Position and velocity (GCRS).
     void state_at(double t, Eigen::Vector3d& position, Eigen::Vector3d& velocity) const;

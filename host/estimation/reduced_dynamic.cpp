@@ -180,9 +180,11 @@ class Estimation {
         fit_first_orbit(motion_, arc_, points);
     }
 
-    /// Integrates anew from the parameters at hand and computes the links along that.
+    /// Computes the links along the motion at hand, which is integrated anew where its partials no longer carry it to a tenth of a millimetre.
     void renew() {
-        motion_.integrate(motion_.parameters(), motion_.last());
+        constexpr double kLinear = 10.0;  // [m]
+        if (largest_shift(motion_, motion_.correction()) > kLinear)
+            motion_.integrate(motion_.parameters(), motion_.last());
         apply_clocks(arc_);
         compute_links(arc_, motion_, model_, options_, false);
     }
