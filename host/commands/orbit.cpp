@@ -437,7 +437,8 @@ void check_files(const OrbitOptions& o) {
     plan.in("--obs", in.obs).in("--nav", in.nav).in("--sp3", in.sp3).in("--clk", in.clk).in("--att", in.att);
     plan.in("--eop", in.eop).in("--jpl", in.jpl).in("--config", in.config).in("--truth", o.truth);
     plan.in("--dynamics", o.dynamics.dynamics).in("--gravity", o.dynamics.gravity).in("--sp3-antenna", o.sp3_antenna);
-    plan.in("--compare", o.compare).out("--out", o.out).out("--sp3-out", o.sp3_out).out("--formal-out", o.formal_out);
+    plan_orbit_outputs(o.orbit, plan);
+    plan.in("--compare", o.compare).out("--out", o.out).out("--formal-out", o.formal_out);
     plan.out("--satellites-out", o.satellites_out).out("--edits-out", o.edits_out);
     plan.out("--parameters", o.parameters).check();
 }
