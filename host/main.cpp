@@ -11,6 +11,7 @@
 #include "shared/files.h"
 #include "shared/names.h"
 #include "shared/printable.h"
+#include "shared/version.h"
 #include "ulog.h"
 
 namespace {
@@ -38,7 +39,7 @@ int finish(int status) {
 }  // namespace
 
 int main(int argc, char** argv) {
-    host::CommandLine line("leopod: satellite orbit determination from GNSS measurements", "leopod " LEOPOD_VERSION);
+    host::CommandLine line("leopod: satellite orbit determination from GNSS measurements", host::version().text());
     host::Action action;
     host::add_run(line.root(), action);
     host::add_fit(line.root(), action);

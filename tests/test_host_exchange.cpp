@@ -1,4 +1,6 @@
 // Orbits in exchange formats: SP3 in any time system, CCSDS ephemerides and states, and the one rule of spans.
+#include <nlohmann/json.hpp>
+
 #include "host_support.h"
 
 namespace {
@@ -323,6 +325,64 @@ TEST_F(Exchange, SpansAreHalfOpen) {
     }
     expect_refusals("fit", {{"--positions " + out("arc.csv") + kDynamics + "--from noon", "--from noon"},
                             {"--positions " + out("arc.csv") + kDynamics + "--from 5 --to 5", "nothing lies between"}});
+}
+
+// What a summary says is what was printed; inputs have the digests that another program finds.
+TEST_F(Exchange, SummariesSayWhatIsPrinted) {
+    using nlohmann::json;
+    const std::string file = out("summary.json");
+    const auto summary_of = [&](const std::string& arguments, std::string& printed) {
+        std::filesystem::remove(file);
+        printed = leopod_ok(arguments + " --summary " + file).text;
+        const json j = json::parse(read_file(file), nullptr, false);
+        EXPECT_TRUE(j.is_object()) << arguments;
+        EXPECT_EQ(j.value("command", ""), arguments.substr(0, arguments.find(' ')));
+        EXPECT_TRUE(j.value("layout_version", 0) > 0 && j.contains("settings") && j.contains("program"));
+        for (const json& input : j.value("inputs", json::array())) {
+            const std::string name = input.at("file");
+            EXPECT_EQ(shell("sha256sum < '" + name + "'").text, input.at("sha256").get<std::string>() + "  -\n");
+            EXPECT_EQ(std::filesystem::file_size(name), input.at("expanded_bytes").get<std::size_t>());
+        }
+        return j;
+    };
+    const std::string orbit = out("arc.csv"), elements = test_file("tle.tle").string();
+    propagated(5400);
+    const struct {
+        std::string arguments;
+        std::vector<std::pair<const char*, const char*>> numbers;  ///< place in the summary, pattern of what is printed
+    } cases[] = {
+        {"run " + kDemoRun + kDemoAttitude + " --truth " + kDemo + "truth.csv",
+         {{"/epochs/solved", "solved ([0-9]+)"},
+          {"/satellites/mean", "satellites: ([0-9.]+) an epoch"},
+          {"/slips/melbourne_wuebbena", "Melbourne-Wuebbena ([0-9]+)"},
+          {"/tai_minus_utc_s", "TAI-UTC: ([0-9]+)"},
+          {"/errors/filter/rms_m", "\n  filter  .*rms ([0-9.]+)"}}},
+        {"fit --positions " + orbit + kDynamics,
+         {{"/positions/count", "leopod fit: ([0-9]+)"},
+          {"/residuals/rms_cross_m", "residuals: .*cross ([0-9.]+)"},
+          {"/integration/step_s", "step ([0-9]+) s"}}},
+        {"propagate --duration 600 --state " + orbit + kDynamics + "--truth " + orbit,
+         {{"/last_state/earth_fixed_position_m/2", "earth-fixed: [-0-9.]+ [-0-9.]+ ([-0-9.]+) m"},
+          {"/errors/orbit/epochs", "epochs ([0-9]+), 3D"}}},
+        {"tide --blh 57 12 45 --epoch 2021-01-18T00:00:00 --duration 7200",
+         {{"/displacements/solid_tide/up/largest_m", "up  .*, ([-+0-9.]+) m at"},
+          {"/site/position_m/1", "site: [-0-9.]+ ([-0-9.]+)"}}},
+        {"tle --tle " + elements + " --all --start 2021-01-18T00:00:00 --duration 600",
+         {{"/states/count", "states: ([0-9]+)"}, {"/objects/0/period_min", "period ([0-9.]+) min"}}},
+        {"crd " + write_temp("crd-2", fenced_blocks(LEOPOD_SOURCE_DIR "/docs/file_formats.md").at("crd-2")),
+         {{"/sessions/0/ranges", "ranges: ([0-9]+)"}, {"/records/failed_fields", "\nfailed fields: ([0-9]+)"}}},
+        {"simulate --orbit " + kDemo + "truth.csv --nav " + kDemo +
+             "bds.nav --start 2021-01-18T00:10:00 --duration 600 --obs-out " + out("a.obs"),
+         {{"/epochs/count", "GPST, ([0-9]+) epochs"}, {"/put_in/ambiguities", "put in: ([0-9]+)"}}}};
+    for (const auto& c : cases) {
+        std::string printed;
+        const json j = summary_of(c.arguments, printed);
+        for (const auto& [place, pattern] : c.numbers) {
+            const json::json_pointer pointer(place);
+            ASSERT_TRUE(j.contains(pointer)) << place << j.dump(1);
+            EXPECT_NEAR(j.at(pointer).get<double>(), number(printed, pattern), 0.06) << place << printed;
+        }
+    }
 }
 
 TEST_F(Exchange, WhatCannotBeUsedIsNamed) {

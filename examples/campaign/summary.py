@@ -6,17 +6,21 @@ usage: summary.py RESULTS SATELLITE/DAY...
 sigma_rms_m is the rms of the unit-weight standard deviation of the point positions, error_rms_m the 3D rms error of the filter
 after its first 20 epochs, where the arc has a reference."""
 import csv
+import json
 import math
 import os
-import re
 import sys
 
 COLUMNS = ["satellite", "day", "epochs", "solved", "sigma_rms_m", "error_rms_m", "status"]
 
 
-def found(pattern, text):
-    match = re.search(pattern, text)
-    return match.group(1) if match else ""
+def read_summary(file):
+    """The summary of the command; empty where it left none."""
+    try:
+        with open(file) as stream:
+            return json.load(stream)
+    except (OSError, ValueError):
+        return {}
 
 
 def sigma_rms(file):
@@ -37,9 +41,11 @@ def summarise(results, arc):
             log = file.read()
     except (OSError, ValueError):
         return row
-    row["epochs"] = found(r"\nepochs: (\d+)", log)
-    row["solved"] = found(r"\nepochs: \d+, solved (\d+)", log)
-    row["error_rms_m"] = found(r"\n  filter after 20 epochs +epochs [1-9]\d*, .*?rms ([0-9.]+)", log)
+    summary = read_summary(os.path.join(directory, "summary.json"))
+    row["epochs"] = str(summary.get("epochs", {}).get("count", ""))
+    row["solved"] = str(summary.get("epochs", {}).get("solved", ""))
+    rms = summary.get("errors", {}).get("filter_after_20_epochs", {}).get("rms_m")
+    row["error_rms_m"] = f"{rms:.3f}" if rms is not None else ""
     if status == 0:
         row["status"] = "ok"
         row["sigma_rms_m"] = sigma_rms(os.path.join(directory, "epochs.csv"))

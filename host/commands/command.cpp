@@ -4,6 +4,30 @@
 
 namespace host {
 
+namespace {
+
+using Settings = std::vector<std::pair<std::string, std::vector<std::string>>>;
+
+Settings chosen;  ///< of the command line that was parsed last
+
+void collect(const CLI::App& app, Settings& settings) {
+    for (const CLI::App* sub : app.get_subcommands()) {
+        for (const CLI::Option* option : sub->get_options()) {
+            const std::vector<std::string> names = option->get_lnames();
+            const std::string name = !names.empty() ? names.front() : option->get_name();
+            if (name == "help") continue;
+            if (option->count() > 0) {
+                settings.emplace_back(name, option->results());
+            } else if (!option->get_default_str().empty()) {
+                settings.push_back({name, {option->get_default_str()}});
+            }
+        }
+        collect(*sub, settings);
+    }
+}
+
+}  // namespace
+
 Option Option::required() {
     option_->required();
     return *this;
@@ -92,11 +116,15 @@ CommandLine::CommandLine(const std::string& description, const std::string& vers
 
 CommandLine::~CommandLine() = default;
 
+const Settings& CommandLine::settings() { return chosen; }
+
 Command CommandLine::root() { return Command(app_.get()); }
 
 bool CommandLine::parse(int argc, char** argv, int& status) {
     try {
         app_->parse(argc, argv);
+        chosen.clear();
+        collect(*app_, chosen);
         return true;
     } catch (const CLI::ParseError& e) {
         status = app_->exit(e) == 0 ? 0 : 2;

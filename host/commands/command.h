@@ -67,6 +67,9 @@ class CommandLine {
     /// Parses; runs the callback of the command that was chosen. False, with the program's exit status, when the program ends with that.
     bool parse(int argc, char** argv, int& status);
 
+    /// Options of the command that was chosen, with their values or defaults.
+    static const std::vector<std::pair<std::string, std::vector<std::string>>>& settings();
+
   private:
     std::unique_ptr<CLI::App> app_;
 };

@@ -9,6 +9,7 @@
 #include <utility>
 
 #include "commands/command.h"
+#include "commands/summaries.h"
 #include "inputs/crd_records.h"
 #include "inputs/crd_session.h"
 #include "inputs/kinds.h"
@@ -120,6 +121,7 @@ class CrdReader {
 
     void read(const std::string& file);
     void print() const;
+    void summarise(Summary& summary) const;
     void write_tables();
     long data_records() const { return data_records_; }
     static std::vector<std::string> kinds() {
@@ -376,6 +378,40 @@ void CrdReader::print() const {
     if (unsupported_ != 0) std::printf("lines outside versions 1 and 2: %ld\n", unsupported_);
 }
 
+void CrdReader::summarise(Summary& summary) const {
+    summary.set("time_scale", "UTC");
+    for (std::size_t i = 0; i < sessions_.size(); ++i) {
+        const Session& s = sessions_[i];
+        const std::string path = "sessions/" + std::to_string(i);
+        summary.set(path + "/file", s.file);
+        summary.set(path + "/version", s.version);
+        summary.set(path + "/station", s.station.stn_name);
+        summary.set(path + "/pad_id", shown(s.station.cdp_pad_id));
+        summary.set(path + "/station_time_scale", shown(s.station.stn_timescale));
+        summary.set(path + "/target", s.target.target_name);
+        summary.set(path + "/ilrs_id", shown(s.target.ilrs_id));
+        if (s.start) summary.set(path + "/start_utc", epoch_text(*s.start, 0));
+        if (s.end) summary.set(path + "/end_utc", epoch_text(*s.end, 0));
+        summary.set(path + "/ranges", s.ranges);
+        if (s.first) summary.set(path + "/first_range_utc", epoch_text(*s.first, 6));
+        if (s.last) summary.set(path + "/last_range_utc", epoch_text(*s.last, 6));
+        summary.set(path + "/records", s.records);
+        summary.set(path + "/failed_fields", s.failed);
+        summary.set(path + "/undated_records", s.undated);
+    }
+    summary.set("files", files_);
+    summary.set("lines/read", lines_);
+    summary.set("lines/blank", blank_);
+    summary.set("lines/by_tokens", by_tokens_);
+    summary.set("lines/outside_versions", unsupported_);
+    summary.set("records/counts", records_);
+    summary.set("records/unknown", unknown_);
+    summary.set("records/user_defined", user_);
+    summary.set("records/data", data_records_);
+    summary.set("records/undated", undated_);
+    summary.set("records/failed_fields", failed_);
+}
+
 void CrdReader::write_tables() {
     for (std::size_t i = 0; i < sessions_.size() && tables_.wants("sessions"); ++i) {
         const Session& s = sessions_[i];
@@ -397,14 +433,15 @@ void CrdReader::write_tables() {
 }
 
 /// The tables of all kinds are its outputs, as far as they are asked for.
-void check_files(const CrdOptions& o) {
+FilePlan check_files(const CrdOptions& o) {
     FilePlan plan;
     plan.in("files", o.files);
     for (const std::string& kind : o.out.empty() ? std::vector<std::string>{} : CrdReader::kinds()) {
         if (o.records.empty() || std::find(o.records.begin(), o.records.end(), kind) != o.records.end())
             plan.out("--out", (std::filesystem::path(o.out) / (kind + ".csv")).string());
     }
-    plan.check();
+    plan.out("--summary", o.summary).check();
+    return plan;
 }
 
 }  // namespace
@@ -421,7 +458,7 @@ int crd(const CrdOptions& given_options) {
     if (!options.records.empty() && options.out.empty())
         throw InputError("--records: a directory is expected as well (--out)");
     if (!options.records.empty()) options.records.emplace_back("sessions");
-    check_files(options);
+    const FilePlan plan = check_files(options);
     for (const std::string& file : options.files) open_crd(file);  // nothing is written where one of them can't be used
     CrdReader reader(options);
     {
@@ -433,13 +470,18 @@ int crd(const CrdOptions& given_options) {
     }
     reader.print();
     reader.write_tables();
-    return reader.data_records() > 0 ? 0 : 1;
+    const int status = reader.data_records() > 0 ? 0 : 1;
+    Summary summary = begin_summary("crd", options.summary, plan);
+    reader.summarise(summary);
+    summary.write(status);
+    return status;
 }
 
 void add_crd(Command app, Action& action) {
     auto o = std::make_shared<CrdOptions>();
     Command command = app.add_subcommand("crd", "Laser ranging files in, a summary and tables of their records out");
     command.add_option("files", o->files, "CRD files, version 1 or 2").required();
+    add_summary(command, o->summary);
     command.add_option("--out", o->out, "directory for the records as CSV, one file a kind, and the list of sessions");
     command.add_option("--records", o->records, "kinds of records to write, such as 10,11,20; all without it")
         .delimiter(',');

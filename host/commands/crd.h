@@ -12,6 +12,7 @@ struct CrdOptions {
     std::vector<std::string> files;
     std::string out;                   ///< directory of the tables; empty: none
     std::vector<std::string> records;  ///< kinds of records that are written; empty: all
+    std::string summary;
     std::string log_level = "critical";
 };
 

@@ -13,6 +13,7 @@
 #include "commands/command.h"
 #include "inputs/kinds.h"
 #include "inputs/open.h"
+#include "commands/summaries.h"
 #include "inputs/positions.h"
 #include "shared/console.h"
 #include "shared/error.h"
@@ -220,10 +221,33 @@ void print_objects(const std::vector<const tled_t*>& chosen, const std::optional
     if (old != 0) std::printf("warning: %ld asked for more than %g days from the epoch\n", old, kOld_day);
 }
 
+void summarise_objects(const std::vector<const tled_t*>& chosen, const std::optional<GTime>& start, double span,
+                       Summary& summary) {
+    for (std::size_t i = 0; i < chosen.size(); ++i) {
+        const tled_t& d = *chosen[i];
+        const Shape shape = shape_of(d);
+        const std::string path = "objects/" + std::to_string(i);
+        const double age = start ? gtimeSubSec(*start, d.epoch_mjd_utc) / 86400.0 : 0.0;
+        summary.set(path + "/satno", number_of(d));
+        summary.set(path + "/name", d.name);
+        summary.set_time(path + "/epoch", d.epoch_mjd_utc);
+        summary.set(path + "/first_age_days", age);
+        summary.set(path + "/last_age_days", age + span / 86400.0);
+        summary.set(path + "/period_min", shape.period_min);
+        summary.set(path + "/perigee_km", shape.perigee_km);
+        summary.set(path + "/apogee_km", shape.apogee_km);
+        summary.set(path + "/inclination_deg", d.inc);
+        summary.set(path + "/deep_space", shape.period_min > kDeepSpace_min);
+        summary.set(path + "/low_perigee", shape.perigee_km < kLowPerigee_km);
+    }
+}
+
 }  // namespace
 
 int propagate_elements(const ElementsOptions& o) {
-    FilePlan().in("--tle", o.tle).in("--names", o.names).in("--eop", o.eop).out("--out", o.out).check();
+    FilePlan plan;
+    plan.in("--tle", o.tle).in("--names", o.names).in("--eop", o.eop).out("--out", o.out).out("--summary", o.summary);
+    plan.check();
     Console console(o.log_level);
     if (!(o.step >= 1e-3)) throw InputError("--step: at least 0.001 seconds is expected");
     if (!(o.duration >= 0.0 && o.duration <= kMaxDuration))
@@ -301,7 +325,24 @@ int propagate_elements(const ElementsOptions& o) {
         std::printf("warning: %ld epochs outside the earth orientation have UT1 = UTC and no polar motion\n",
                     table.without_orientation);
     if (file) std::printf("states written: %s\n", o.out.c_str());
-    return table.states > 0 ? 0 : 1;
+    const int status = table.states > 0 ? 0 : 1;
+    Summary json = begin_summary("tle", o.summary, plan);
+    json.set("frame", "TEME and earth-fixed");
+    json.set("time_scale", "UTC");
+    json.set("sets/read", sets.n);
+    json.set("sets/wrong_checksum_lines", wrong);
+    json.set("sets/no_orbit", unusable);
+    json.set("span/length_s", span);
+    json.set("span/step_s", o.step);
+    json.set("epochs/count", epochs);
+    summarise_environment(environment, chosen.front()->epoch_mjd_utc, json);
+    summarise_objects(chosen, start, span, json);
+    json.set("states/count", table.states);
+    json.set("states/rows", table.rows);
+    json.set("states/inside_earth", table.inside);
+    json.set("states/without_earth_orientation", table.without_orientation);
+    json.write(status);
+    return status;
 }
 
 void add_tle(Command app, Action& action) {
@@ -320,6 +361,7 @@ void add_tle(Command app, Action& action) {
     command.add_option("--eop-format", o->eop_format, "its format: c04, rapid or keyword").capture_default_str();
     command.add_option("--out", o->out,
                        "CSV of the states; - writes them to standard output, the summary to standard error");
+    add_summary(command, o->summary);
     command.add_option("--log-level", o->log_level, "library messages from this level on").capture_default_str();
     command.callback([o, &action] { action = [o] { return propagate_elements(*o); }; });
 }

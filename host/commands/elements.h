@@ -17,6 +17,7 @@ struct ElementsOptions {
     double duration = 86400.0, step = 60.0;  ///< [s]
     std::string eop, eop_format = "c04";
     std::string out;  ///< "-" is standard output
+    std::string summary;
     std::string log_level = "critical";
 };
 

@@ -9,6 +9,7 @@
 
 #include "commands/command.h"
 #include "commands/options.h"
+#include "commands/summaries.h"
 #include "inputs/truth.h"
 #include "mathlib.h"
 #include "pictures/canvas.h"
@@ -165,7 +166,7 @@ bool plot_residuals(const std::string& file, const std::vector<Residual>& residu
 }
 
 void compare(const FitOptions& o, const std::vector<TrajectoryPoint>& orbit, const std::vector<TimedPosition>& observed,
-             bool inertial) {
+             bool inertial, Summary& summary) {
     // A receive time a hair before midnight belongs to the day that begins.
     const GTime first = gtimeAddSec(gtimeChangeTimeSystem(observed.front().time, tsGPST), 1.0);
     const Truth truth = Truth::load(o.truth, first, o.orbit.satellite, inertial);
@@ -177,29 +178,66 @@ void compare(const FitOptions& o, const std::vector<TrajectoryPoint>& orbit, con
         if (interpolate_ecf(orbit, row.time, fitted) && truth.error_at(gpst, fitted, error)) errors[0].push_back(error);
         if (!inertial && truth.error_at(gpst, row.position.data(), error)) errors[1].push_back(error);
     }
+    summary.set("errors/reference", truth.source());
     const char* names[2] = {"fitted orbit", "positions fitted to"};
     std::printf("errors against %s:\n", o.truth.c_str());
     for (int i = 0; i < 2; ++i) {
         const ErrorStatistics s = statistics(errors[i]);
         if (s.count == 0 && i == 0) std::printf("  none of the positions lies within its times\n");
+        summarise_errors(i == 0 ? "errors/fitted_orbit" : "errors/positions", s, false, summary);
         if (s.count == 0) continue;
         print_statistics(names[i], 20, s, false);
     }
 }
 
-void check_files(const FitOptions& o) {
+bool has_converged(const std::vector<Iteration>& history) { return !history.empty() && history.back().test < 0.001; }
+
+void summarise(const PositionFile& file, const Dynamics& dynamics, const std::vector<Iteration>& history,
+               const SOLUTION_ORBITFIT& solution, Summary& summary) {
+    const GTime first = file.rows.front().time;
+    const GTime last = file.rows.back().time;
+    summary.set("frame", file.inertial ? "inertial (GCRS)" : "earth-fixed (ITRF)");
+    summary.set("time_scale", file.scale_name);
+    summary.set("positions/source", file.text());
+    summary.set("positions/count", file.rows.size());
+    summary.set_time("span/first", gtimeChangeTimeSystem(first, tsGPST));
+    summary.set_time("span/last", gtimeChangeTimeSystem(last, tsGPST));
+    summary.set("span/length_s", gtimeSubSec(last, first));
+    summarise_dynamics(dynamics, summary);
+    summarise_environment(dynamics.environment, first, summary);
+    summary.set("parameters/state", 6);
+    summary.set("parameters/forces", dynamics.config->num_param_forcemodel);
+    for (std::size_t i = 0; i < history.size(); ++i) {
+        const std::string path = "iterations/" + std::to_string(i);
+        summary.set(path + "/rms_along_m", history[i].rms[0]);
+        summary.set(path + "/rms_radial_m", history[i].rms[1]);
+        summary.set(path + "/rms_cross_m", history[i].rms[2]);
+        summary.set(path + "/rms_correction", history[i].test);
+    }
+    summary.set("converged", has_converged(history));
+    summary.set("residuals/rms_along_m", solution.rms_acr[0]);
+    summary.set("residuals/rms_radial_m", solution.rms_acr[1]);
+    summary.set("residuals/rms_cross_m", solution.rms_acr[2]);
+}
+
+FilePlan check_files(const FitOptions& o) {
     FilePlan plan;
     plan.in("--positions", o.positions).in("--truth", o.truth);
     plan_orbit_outputs(o.orbit, plan);
     plan_dynamics(o.dynamics, plan);
     plan.out("--out", o.out).out("--residuals", o.residuals);
-    plan.out("--parameters", o.parameters).out("--history", o.history).out("--plot", o.plot).check();
+    plan.out("--parameters", o.parameters)
+        .out("--history", o.history)
+        .out("--plot", o.plot)
+        .out("--summary", o.summary)
+        .check();
+    return plan;
 }
 
 }  // namespace
 
 int fit(const FitOptions& o) {
-    check_files(o);
+    const FilePlan plan = check_files(o);
     if (!o.plot.empty()) check_picture_name("--plot", o.plot);
     Console console(o.dynamics.log_level);
     const PositionFile file = load_positions(o);
@@ -260,7 +298,7 @@ int fit(const FitOptions& o) {
         return fitted;
     }();
     if (!done) throw InputError(o.positions + ": these positions cannot be fitted with " + o.dynamics.dynamics);
-    const bool converged = !history.empty() && history.back().test < 0.001;
+    const bool converged = has_converged(history);
 
     std::printf("leopod fit: %zu positions from %s, %s, %s\n", epochs.size(), o.positions.c_str(),
                 inertial ? "inertial (GCRS)" : "earth-fixed (ITRF)", file.scale_name.c_str());
@@ -291,7 +329,9 @@ int fit(const FitOptions& o) {
         residuals.push_back(
             {epochs[i], gtimeSubSec(epochs[i], start), omc_arc[3 * i], omc_arc[3 * i + 1], omc_arc[3 * i + 2]});
     }
-    if (!o.truth.empty()) compare(o, orbit, observed, inertial);
+    Summary summary = begin_summary("fit", o.summary, plan);
+    summarise(file, dynamics, history, solution, summary);
+    if (!o.truth.empty()) compare(o, orbit, observed, inertial, summary);
     const auto wrote = [](const char* what, const std::string& file) {
         std::printf("%s written: %s\n", what, file.c_str());
     };
@@ -319,7 +359,9 @@ int fit(const FitOptions& o) {
     }
     const bool drawn =
         o.plot.empty() || plot_residuals(o.plot, residuals, std::filesystem::path(o.positions).filename().string());
-    return converged && drawn ? 0 : 1;
+    const int status = converged && drawn ? 0 : 1;
+    summary.write(status);
+    return status;
 }
 
 void add_fit(Command app, Action& action) {
@@ -345,6 +387,7 @@ void add_fit(Command app, Action& action) {
     command.add_option("--truth", o->truth,
                        "file to compare with: CSV (GPST, x, y, z in metres, earth-fixed), SP3 or OEM");
     command.add_option("--out", o->out, "CSV of the fitted trajectory, both frames");
+    add_summary(command, o->summary);
     add_orbit_outputs(command, o->orbit, "the fitted trajectory");
     command.add_option("--residuals", o->residuals, "CSV of the residuals along, radial, cross");
     command.add_option("--parameters", o->parameters, "CSV of the estimated parameters with their names");

@@ -17,7 +17,7 @@ struct FitOptions {
     SpanOptions span;
     std::string truth;
     OrbitOutputs orbit;  ///< its satellite is that of the positions as well
-    std::string out, residuals, parameters, history, plot;
+    std::string summary, out, residuals, parameters, history, plot;
 };
 
 /// Fits and returns the exit status: 0 when the fit converged, 1 when it did not. Throws InputError.

@@ -6,6 +6,7 @@
 
 #include "commands/command.h"
 #include "commands/options.h"
+#include "commands/summaries.h"
 #include "estimation/failure.h"
 #include "estimation/tables.h"
 #include "inputs/config_check.h"
@@ -302,7 +303,7 @@ void print_report(const Job& job, const Motion& motion, const EstimationReport& 
 }
 
 /// Errors of the orbit at all epochs of the observations.
-void print_truth(const OrbitOptions& o, const Job& job, const Motion& motion) {
+void print_truth(const OrbitOptions& o, const Job& job, const Motion& motion, Summary& summary) {
     const Truth truth = Truth::load(o.truth, job.arc.start);
     std::vector<PositionError> errors;
     for (const ArcEpoch& epoch : job.arc.epochs) {
@@ -312,6 +313,8 @@ void print_truth(const OrbitOptions& o, const Job& job, const Motion& motion) {
     }
     std::printf("errors against %s:\n", o.truth.c_str());
     print_errors("orbit", errors);
+    summary.set("errors/reference", truth.source());
+    summarise_errors("errors/orbit", statistics(errors), false, summary);
 }
 
 /// The orbit at whole seconds, with the formal errors of its positions.
@@ -400,7 +403,49 @@ int compare_orbits(const std::string& first, const std::string& second) {
     return 0;
 }
 
-int estimate(const OrbitOptions& o) {
+void summarise(const Job& job, const Motion& motion, const EstimationReport& report, const Counts& counts,
+               const std::vector<FormalError>& formal, Summary& summary) {
+    summary.set("frame", "earth-fixed (ITRF) and GCRS");
+    summary.set("time_scale", "GPST");
+    summary.set_time("span/first", job.arc.start);
+    summary.set_time("span/last", job.last);
+    summary.set("epochs/count", job.arc.epochs.size());
+    summarise_dynamics(job.dynamics, summary);
+    summarise_environment(job.environment, job.arc.start, summary);
+    summary.set("parameters/state", 6);
+    summary.set("parameters/accelerations", motion.empirical().size());
+    summary.set("parameters/ambiguities_and_clocks", report.solution.unknowns - static_cast<long>(motion.size()));
+    for (std::size_t i = 0; i < report.iterations.size(); ++i) {
+        const IterationReport& r = report.iterations[i];
+        const std::string path = "solutions/" + std::to_string(i);
+        summary.set(path + "/what", r.what);
+        summary.set(path + "/codes", r.code_count);
+        summary.set(path + "/code_rms_m", r.code_rms);
+        summary.set(path + "/phases", r.phase_count);
+        summary.set(path + "/phase_rms_m", r.phase_rms);
+        summary.set(path + "/largest_change_m", r.shift);
+    }
+    for (int k = 1; k < kEdits; ++k) {
+        const std::string path = std::string("left_out/") + edit_name(static_cast<Edit>(k));
+        if (counts.edits[0][k] > 0) summary.set(path + "/codes", counts.edits[0][k]);
+        if (counts.edits[1][k] > 0) summary.set(path + "/phases", counts.edits[1][k]);
+    }
+    summary.set("used/codes_share", counts.share(0));
+    summary.set("used/phases_share", counts.share(1));
+    if (report.solution.antenna_deviation > 0.0) {
+        summary.set("antenna/further_out_m", report.antenna);
+        summary.set("antenna/sigma_m", report.solution.antenna_deviation);
+    }
+    Eigen::Vector3d squares = Eigen::Vector3d::Zero();
+    for (const FormalError& f : formal) squares += f.cwiseAbs2();
+    squares = (squares / static_cast<double>(formal.size())).cwiseSqrt();
+    summary.set("formal_errors/rms_radial_m", squares[0]);
+    summary.set("formal_errors/rms_along_m", squares[1]);
+    summary.set("formal_errors/rms_cross_m", squares[2]);
+    summary.set("unit_weight", report.solution.unit_weight());
+}
+
+int estimate(const OrbitOptions& o, const FilePlan& plan) {
     Console console(o.log_level);
     Job job;
     load(o, job);
@@ -424,14 +469,19 @@ int estimate(const OrbitOptions& o) {
     const std::vector<FormalError> formal = formal_errors(motion, report.solution.covariance, times);
     const Counts counts = count_observations(job.arc);
     print_report(job, motion, report, counts, formal);
-    if (!o.truth.empty()) print_truth(o, job, motion);
+    Summary summary = begin_summary("orbit", o.summary, plan);
+    summarise(job, motion, report, counts, formal, summary);
+    if (!o.truth.empty()) print_truth(o, job, motion, summary);
     write_results(o, job, motion, report);
     const std::string fault = fault_of(report, counts, formal);
     if (!fault.empty()) std::fprintf(stderr, "leopod: %s: %s\n", o.inputs.obs.front().c_str(), fault.c_str());
-    return fault.empty() ? 0 : 1;
+    const int status = fault.empty() ? 0 : 1;
+    summary.set("fault", fault);
+    summary.write(status);
+    return status;
 }
 
-void check_files(const OrbitOptions& o) {
+FilePlan check_files(const OrbitOptions& o) {
     FilePlan plan;
     const InputOptions& in = o.inputs;
     plan.in("--obs", in.obs).in("--nav", in.nav).in("--sp3", in.sp3).in("--clk", in.clk).in("--att", in.att);
@@ -440,16 +490,17 @@ void check_files(const OrbitOptions& o) {
     plan_orbit_outputs(o.orbit, plan);
     plan.in("--compare", o.compare).out("--out", o.out).out("--formal-out", o.formal_out);
     plan.out("--satellites-out", o.satellites_out).out("--edits-out", o.edits_out);
-    plan.out("--parameters", o.parameters).check();
+    plan.out("--parameters", o.parameters).out("--summary", o.summary).check();
+    return plan;
 }
 
 }  // namespace
 
 int orbit(const OrbitOptions& o) {
-    check_files(o);
+    const FilePlan plan = check_files(o);
     if (!o.compare.empty()) return compare_orbits(o.compare[0], o.compare[1]);
     if (o.output_interval <= 0.0) throw InputError("--output-interval must be positive");
-    return estimate(o);
+    return estimate(o, plan);
 }
 
 void add_orbit(Command app, Action& action) {
@@ -511,6 +562,7 @@ void add_orbit(Command app, Action& action) {
     command.add_option("--out", o->out, "CSV of the orbit, both frames");
     add_orbit_outputs(command, o->orbit, "the orbit");
     command.add_option("--satellite", o->orbit.satellite, "satellite of the SP3 file, such as L01");
+    add_summary(command, o->summary);
     command.add_option("--formal-out", o->formal_out, "CSV of the formal errors");
     command.add_option("--satellites-out", o->satellites_out, "CSV, one row per epoch and satellite: residuals, slips");
     command.add_option("--edits-out", o->edits_out, "CSV of what was left out and why");

@@ -30,7 +30,7 @@ struct OrbitOptions {
     double output_interval = 30;  ///< [s]
     std::string truth;
     OrbitOutputs orbit;
-    std::string out, formal_out, satellites_out, edits_out, parameters;
+    std::string summary, out, formal_out, satellites_out, edits_out, parameters;
     std::string log_level = "critical";
     std::vector<std::string> compare;
 };

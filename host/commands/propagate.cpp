@@ -9,6 +9,7 @@
 
 #include "commands/command.h"
 #include "commands/options.h"
+#include "commands/summaries.h"
 #include "inputs/truth.h"
 #include "shared/console.h"
 #include "shared/error.h"
@@ -66,12 +67,13 @@ long write_rows(const PropagateOptions& o, Dynamics& dynamics, const std::vector
     return rows - 1;
 }
 
-void check_files(const PropagateOptions& o) {
+FilePlan check_files(const PropagateOptions& o) {
     FilePlan plan;
     plan_dynamics(o.dynamics, plan);
     if (o.state.size() == 1) plan.in("--state", o.state.front());
     plan_orbit_outputs(o.orbit, plan);
-    plan.in("--truth", o.truth).out("--out", o.out).out("--rows-out", o.rows_out).check();
+    plan.in("--truth", o.truth).out("--out", o.out).out("--rows-out", o.rows_out).out("--summary", o.summary).check();
+    return plan;
 }
 
 /// The state of the options: six numbers, or one of a file.
@@ -99,10 +101,29 @@ PositionFile given_state(const PropagateOptions& o) {
     return given;
 }
 
+void summarise(const PositionFile& given, const Dynamics& dynamics, const std::vector<TrajectoryPoint>& points,
+               Summary& summary) {
+    const TrajectoryPoint& last = points.back();
+    const auto state = [&](const char* name, const double* position, const double* velocity) {
+        summary.set("last_state/" + std::string(name) + "_position_m", std::vector<double>(position, position + 3));
+        summary.set("last_state/" + std::string(name) + "_velocity_mps", std::vector<double>(velocity, velocity + 3));
+    };
+    summary.set("frame", "earth-fixed (ITRF) and GCRS");
+    summary.set("time_scale", "GPST");
+    summary.set_time("span/first", gtimeChangeTimeSystem(points.front().utc, tsGPST));
+    summary.set_time("span/last", gtimeChangeTimeSystem(last.utc, tsGPST));
+    summary.set("epochs/count", points.size());
+    if (!given.form.empty()) summary.set("state_source", given.text());
+    state("earth_fixed", last.pos_ecf, last.vel_ecf);
+    state("gcrs", last.pos_eci, last.vel_eci);
+    summarise_dynamics(dynamics, summary);
+    summarise_environment(dynamics.environment, points.front().utc, summary);
+}
+
 }  // namespace
 
 int propagate(const PropagateOptions& o) {
-    check_files(o);
+    const FilePlan plan = check_files(o);
     Console console(o.dynamics.log_level);
     if (!(o.duration > 0.0) || o.duration > 400.0 * 86400.0)
         throw InputError("--duration: between 0 and 400 days in seconds is expected");
@@ -135,6 +156,8 @@ int propagate(const PropagateOptions& o) {
     print_dynamics(dynamics);
     std::printf("last state, earth-fixed: %.4f %.4f %.4f m, %.7f %.7f %.7f m/s\n", last.pos_ecf[0], last.pos_ecf[1],
                 last.pos_ecf[2], last.vel_ecf[0], last.vel_ecf[1], last.vel_ecf[2]);
+    Summary summary = begin_summary("propagate", o.summary, plan);
+    summarise(given, dynamics, points, summary);
     if (!o.truth.empty()) {
         const Truth truth =
             Truth::load(o.truth, gtimeChangeTimeSystem(start, tsGPST), o.orbit.satellite, given.inertial);
@@ -146,6 +169,8 @@ int propagate(const PropagateOptions& o) {
         const ErrorStatistics s = statistics(errors);
         std::printf("errors against %s: epochs %zu, 3D rms %.4f, largest %.4f m\n", o.truth.c_str(), s.count, s.rms,
                     s.largest);
+        summary.set("errors/reference", truth.source());
+        summarise_errors("errors/orbit", s, false, summary);
     }
     if (!o.out.empty()) {
         write_trajectory(o.out, points);
@@ -159,6 +184,7 @@ int propagate(const PropagateOptions& o) {
         const long rows = write_rows(o, dynamics, points);
         std::printf("rows written: %s (%ld)\n", o.rows_out.c_str(), rows);
     }
+    summary.write(0);
     return 0;
 }
 
@@ -182,6 +208,7 @@ void add_propagate(Command app, Action& action) {
     add_orbit_outputs(command, o->orbit, "the trajectory");
     command.add_option("--satellite", o->orbit.satellite,
                        "satellite of an SP3 or OEM file with the state, and of the SP3 file that is written");
+    add_summary(command, o->summary);
     command.add_option("--rows-out", o->rows_out, "rows of simulated motion (mot), without the ends of the arc");
     command.add_option("--rows-interval", o->rows_interval, "spacing of these rows in seconds").capture_default_str();
     command.callback([o, &action] { action = [o] { return propagate(*o); }; });

@@ -17,7 +17,7 @@ struct PropagateOptions {
     std::vector<std::string> state;  ///< position [m], velocity [m/s]; or a file
     double duration = 86400.0;       ///< [s]
     OrbitOutputs orbit;
-    std::string out, rows_out;
+    std::string out, rows_out, summary;
     double rows_interval = 0.02;  ///< of the rows of rows_out [s]
     std::string truth;
 };

@@ -22,6 +22,7 @@
 #include "shared/files.h"
 #include "shared/printable.h"
 #include "shared/times.h"
+#include "shared/version.h"
 
 namespace host {
 
@@ -433,7 +434,7 @@ ReportPage page_of(const ReportOptions& o, Content& content) {
     ReportPage page;
     page.title = o.title.empty() ? (o.epochs.empty() ? "Fitted orbit" : "Orbit determination") : o.title;
     page.subtitle = span_text(span.first, span.last, content.day);
-    page.version = "leopod " LEOPOD_VERSION;
+    page.version = "leopod " + version().number;
     page.day_mjd = content.day;
     if (!content.epochs.status.empty()) page.tables.push_back(counts_table("Epochs", content.epochs.status));
     if (!content.satellite_status.empty())

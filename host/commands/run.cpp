@@ -11,7 +11,9 @@
 #include "commands/command.h"
 #include "commands/options.h"
 #include "commands/run_epoch.h"
+#include "commands/run_json.h"
 #include "commands/run_summary.h"
+#include "commands/summaries.h"
 #include "inputs/truth.h"
 #include "pictures/canvas.h"
 #include "pictures/errors.h"
@@ -184,20 +186,21 @@ void write_orbit_files(const RunOptions& options, const std::vector<Epoch>& epoc
                     orbit.fixed.size(), points.size());
 }
 
-void check_files(const RunOptions& o) {
+FilePlan check_files(const RunOptions& o) {
     FilePlan plan;
     const InputOptions& in = o.inputs;
     plan.in("--obs", in.obs).in("--nav", in.nav).in("--sp3", in.sp3).in("--clk", in.clk).in("--atx", in.atx);
     plan.in("--att", in.att).in("--eop", in.eop).in("--jpl", in.jpl).in("--config", in.config).in("--truth", o.truth);
     plan.out("--out", o.out).out("--satellites-out", o.satellites_out);
     plan_orbit_outputs(o.orbit, plan);
-    plan.out("--plot", o.plot).check();
+    plan.out("--plot", o.plot).out("--summary", o.summary).check();
+    return plan;
 }
 
 }  // namespace
 
 int run(const RunOptions& options) {
-    check_files(options);
+    const FilePlan plan = check_files(options);
     if (!options.plot.empty()) check_picture_name("--plot", options.plot);
     Console console(options.log_level);
     Environment environment;
@@ -229,7 +232,18 @@ int run(const RunOptions& options) {
     if (options.orbit.wanted()) write_orbit_files(options, epochs);
     const bool drawn =
         options.plot.empty() || write_plot(options.plot, epochs, errors, options, truth != nullptr && truth->at_rest());
-    return totals.solved > 0 && drawn ? 0 : 1;
+    const int status = totals.solved > 0 && drawn ? 0 : 1;
+    Summary summary = begin_summary("run", options.summary, plan);
+    summarise(options, environment, totals, guard, console, summary);
+    if (truth != nullptr) {
+        summary.set("errors/reference", truth->source());
+        summarise_errors("errors/point", statistics(errors.point), truth->at_rest(), summary);
+        summarise_errors("errors/filter", statistics(errors.filter), truth->at_rest(), summary);
+        summarise_errors("errors/filter_after_20_epochs", statistics(errors.filter, kSettling), truth->at_rest(),
+                         summary);
+    }
+    summary.write(status);
+    return status;
 }
 
 void add_run(Command app, Action& action) {
@@ -258,6 +272,7 @@ void add_run(Command app, Action& action) {
     command.add_option("--out", o->out, "CSV, one row per epoch");
     command.add_option("--satellites-out", o->satellites_out,
                        "CSV, one row per epoch and satellite: directions, residuals, slips");
+    add_summary(command, o->summary);
     add_orbit_outputs(command, o->orbit, "the filtered positions");
     command.add_option("--satellite", o->orbit.satellite, "satellite of the SP3 file, such as L01");
     command.add_flag("--round", o->round, "these files at whole seconds, interpolated from the true receive times");

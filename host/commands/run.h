@@ -12,7 +12,7 @@ namespace host {
 
 struct RunOptions {
     InputOptions inputs;
-    std::string truth, out, satellites_out, plot;
+    std::string truth, out, satellites_out, plot, summary;
     OrbitOutputs orbit;
     bool round = false;  ///< the orbit at whole seconds
     std::string log_level = "critical";

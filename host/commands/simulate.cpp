@@ -8,6 +8,7 @@
 
 #include "commands/command.h"
 #include "commands/options.h"
+#include "commands/summaries.h"
 #include "model/random.h"
 #include "model/signal.h"
 #include "shared/console.h"
@@ -515,29 +516,74 @@ Ephemeris true_orbit(const SimulateOptions& o, const ReceiverOrbit& orbit, const
 
 // --- summary -------------------------------------------------------------------------------------------------------------
 
+/// What the arc is like.
+struct ArcStatistics {
+    double low_km = 1e18, high_km = 0;
+    std::size_t few = 0, sum = 0, least = 0, most = 0;
+    int passes = 0, used = 0;
+    std::map<std::string, long> events;
+
+    explicit ArcStatistics(const Arc& arc) : least(arc.epochs.front().satellites.size()) {
+        for (const SimulatedEpoch& e : arc.epochs) {
+            const double height = (length(e.position) - kEarthRadius) * 1e-3;
+            low_km = std::min(low_km, height);
+            high_km = std::max(high_km, height);
+            few += e.satellites.size() < 4;
+            sum += e.satellites.size();
+            least = std::min(least, e.satellites.size());
+            most = std::max(most, e.satellites.size());
+        }
+        for (const Track& track : arc.tracks) {
+            passes += track.passes;
+            used += track.passes > 0;
+        }
+        for (const Event& e : arc.events) ++events[e.kind];
+    }
+    double mean(const Arc& arc) const { return static_cast<double>(sum) / static_cast<double>(arc.epochs.size()); }
+    long count(const char* kind) const { return events.count(kind) != 0 ? events.at(kind) : 0; }
+};
+
+void summarise(const SimulateOptions& o, const Environment& environment, const PositionFile& positions, const Arc& arc,
+               Summary& summary) {
+    const ArcStatistics s(arc);
+    const GTime first = time_at(arc.mjd_day, arc.epochs.front().tag);
+    summary.set("frame", "earth-fixed (ITRF)");
+    summary.set("time_scale", "GPST");
+    summary.set_time("span/first", first);
+    summary.set_time("span/last", time_at(arc.mjd_day, arc.epochs.back().tag));
+    summary.set("epochs/count", arc.epochs.size());
+    summary.set("epochs/fewer_than_four_satellites", s.few);
+    summary.set("orbit/source", positions.text());
+    summary.set("orbit/positions", positions.rows.size());
+    summary.set("orbit/lowest_km", s.low_km);
+    summary.set("orbit/highest_km", s.high_km);
+    for (const auto& [system, signals] : arc.signals) {
+        for (std::size_t k = 0; k < signals.observables.size(); ++k)
+            summary.set(std::string("signals/") + (system == GPS ? "GPS/" : "BDS/") + std::to_string(k),
+                        signals.observables[k].code);
+    }
+    summary.set("satellites/mean", s.mean(arc));
+    summary.set("satellites/least", s.least);
+    summary.set("satellites/most", s.most);
+    summary.set("satellites/used", s.used);
+    summary.set("satellites/passes", s.passes);
+    summary.set("put_in/ambiguities", s.count("pass"));
+    summary.set("put_in/slips", s.count("slip"));
+    summary.set("put_in/clock_jumps", s.count("clock_jump"));
+    summary.set("noise/code_m", o.code_noise);
+    summary.set("noise/phase_m", o.phase_noise);
+    summarise_environment(environment, first, summary);
+}
+
 void print_summary(const SimulateOptions& o, const Environment& environment, const Constellation& constellation,
                    const ReceiverOrbit& orbit, const Arc& arc) {
     std::printf("leopod simulate: %s to %s GPST, %zu epochs every %g s, seed %llu\n",
                 time_text(time_at(arc.mjd_day, arc.epochs.front().tag)).c_str(),
                 time_text(time_at(arc.mjd_day, arc.epochs.back().tag)).c_str(), arc.epochs.size(), o.interval,
                 static_cast<unsigned long long>(o.seed));
-    double low = 1e18;
-    double high = 0;
-    std::size_t few = 0;
-    std::size_t sum = 0;
-    std::size_t least = arc.epochs.front().satellites.size();
-    std::size_t most = 0;
-    for (const SimulatedEpoch& e : arc.epochs) {
-        const double height = (length(e.position) - kEarthRadius) * 1e-3;
-        low = std::min(low, height);
-        high = std::max(high, height);
-        few += e.satellites.size() < 4;
-        sum += e.satellites.size();
-        least = std::min(least, e.satellites.size());
-        most = std::max(most, e.satellites.size());
-    }
-    std::printf("orbit: %s, %zu positions, %.0f to %.0f km above the mean radius\n", o.orbit.c_str(), orbit.size(), low,
-                high);
+    const ArcStatistics s(arc);
+    std::printf("orbit: %s, %zu positions, %.0f to %.0f km above the mean radius\n", o.orbit.c_str(), orbit.size(),
+                s.low_km, s.high_km);
     for (const FileReport& file : environment.files)
         std::printf("%s: %s: %s\n", file.kind.c_str(), file.name.c_str(), file.content.c_str());
     std::printf("signals:");
@@ -547,16 +593,9 @@ void print_summary(const SimulateOptions& o, const Environment& environment, con
             std::printf("%s%s", k != 0 ? " " : "", signals.observables[k].code.c_str());
         std::printf(")");
     }
-    int passes = 0;
-    int used = 0;
-    for (const Track& track : arc.tracks) {
-        passes += track.passes;
-        used += track.passes > 0;
-    }
-    std::printf("\nsatellites: %.1f an epoch (%zu to %zu) above %g degrees, %d of %zu in %d passes\n",
-                static_cast<double>(sum) / static_cast<double>(arc.epochs.size()), least, most, o.mask, used,
-                constellation.satellites().size(), passes);
-    if (few > 0) std::printf("note: %zu epochs have fewer than four satellites\n", few);
+    std::printf("\nsatellites: %.1f an epoch (%zu to %zu) above %g degrees, %d of %zu in %d passes\n", s.mean(arc),
+                s.least, s.most, o.mask, s.used, constellation.satellites().size(), s.passes);
+    if (s.few > 0) std::printf("note: %zu epochs have fewer than four satellites\n", s.few);
     std::printf("noise: code %g m, phase %g m\n", o.code_noise, o.phase_noise);
     std::printf("receiver clock: offset %g s, drift %g, random walk %g s in a root second, jumps %s\n", o.clock_offset,
                 o.clock_drift, o.clock_walk, o.clock_jumps ? "of a millisecond" : "none");
@@ -569,25 +608,24 @@ void print_summary(const SimulateOptions& o, const Environment& environment, con
                 !o.group_delays  ? "none"
                 : !o.sp3.empty() ? "none, precise products have none"
                                  : "those of the broadcast records, on the codes");
-    std::map<std::string, long> events;
-    for (const Event& e : arc.events) ++events[e.kind];
-    std::printf("put in: %ld ambiguities, %ld slips, %ld clock jumps\n", events["pass"], events["slip"],
-                events["clock_jump"]);
+    std::printf("put in: %ld ambiguities, %ld slips, %ld clock jumps\n", s.count("pass"), s.count("slip"),
+                s.count("clock_jump"));
     std::printf("attitude: platform's z axis %s, yaw %g degrees\n", o.platform_z.c_str(), o.yaw);
 }
 
-void check_files(const SimulateOptions& o) {
+FilePlan check_files(const SimulateOptions& o) {
     FilePlan plan;
     plan.in("--orbit", o.orbit).in("--nav", o.nav).in("--sp3", o.sp3).in("--clk", o.clk).in("--config", o.config);
     plan.out("--obs-out", o.obs_out).out("--att-out", o.att_out).out("--truth-out", o.truth_out);
     plan_orbit_outputs(o.ephemeris, plan);
-    plan.out("--events-out", o.events_out).check();
+    plan.out("--events-out", o.events_out).out("--summary", o.summary).check();
+    return plan;
 }
 
 }  // namespace
 
 int simulate(const SimulateOptions& o) {
-    check_files(o);
+    const FilePlan plan = check_files(o);
     Console console(o.log_level);
     check_options(o);
     PositionRequest request;
@@ -653,6 +691,9 @@ int simulate(const SimulateOptions& o) {
         if (outputs.object_name.empty()) outputs.object_name = positions.satellite;
         write_orbit(outputs, true_orbit(o, orbit, arc));
     }
+    Summary summary = begin_summary("simulate", o.summary, plan);
+    summarise(o, environment, positions, arc, summary);
+    summary.write(0);
     return 0;
 }
 
@@ -696,6 +737,7 @@ void add_simulate(Command app, Action& action) {
     command.add_option("--truth-out", o->truth_out, "CSV of true positions and clocks to be written");
     command.add_option("--events-out", o->events_out, "CSV of ambiguities, slips and clock jumps to be written");
     add_orbit_outputs(command, o->ephemeris, "the true orbit at the tags", false);
+    add_summary(command, o->summary);
     command.add_option("--log-level", o->log_level, "library messages from this level on").capture_default_str();
     command.callback([o, &action] { action = [o] { return simulate(*o); }; });
 }

@@ -36,6 +36,7 @@ struct SimulateOptions {
     double yaw = 0.0;  ///< [degree]
 
     OrbitOutputs ephemeris;
+    std::string summary;
     std::string obs_out, att_out, truth_out, events_out;
     std::string log_level = "critical";
 };

@@ -6,6 +6,7 @@
 #include <memory>
 
 #include "commands/command.h"
+#include "commands/summaries.h"
 #include "common_function.h"
 #include "iers_function.h"
 #include "inputs/blq.h"
@@ -160,10 +161,43 @@ void print_extremes(const std::vector<TidePoint>& points, bool with_ocean) {
     }
 }
 
+void summarise(const Site& site, const std::vector<TidePoint>& points, bool with_ocean, Summary& summary) {
+    static const char* const sources[SOURCES] = {"solid_tide", "ocean_loading", "total"};
+    static const char* const axes[3] = {"north", "east", "up"};
+    summary.set("frame", "earth-fixed (ITRF), north, east, up of the ellipsoid");
+    summary.set("time_scale", "GPST");
+    summary.set("site/position_m", std::vector<double>(site.xyz, site.xyz + 3));
+    summary.set("site/latitude_deg", site.blh[0] / kDegree);
+    summary.set("site/longitude_deg", site.blh[1] / kDegree);
+    summary.set("site/height_m", site.blh[2]);
+    summary.set_time("span/first", points.front().gpst);
+    summary.set_time("span/last", points.back().gpst);
+    summary.set("epochs/count", points.size());
+    for (int source = 0; source < SOURCES; ++source) {
+        for (std::size_t k = 0; k < 3 && (source != OCEAN || with_ocean); ++k) {
+            const auto value = [&](const TidePoint& p) { return p.displacement[source].neu[k]; };
+            const auto [low, high] =
+                std::minmax_element(points.begin(), points.end(),
+                                    [&](const TidePoint& a, const TidePoint& b) { return value(a) < value(b); });
+            const std::string path = "displacements/" + std::string(sources[source]) + "/" + axes[k];
+            summary.set(path + "/smallest_m", value(*low));
+            summary.set_time(path + "/smallest_at", low->gpst, 0);
+            summary.set(path + "/largest_m", value(*high));
+            summary.set_time(path + "/largest_at", high->gpst, 0);
+        }
+    }
+}
+
 }  // namespace
 
 int tide(const TideOptions& o) {
-    FilePlan().in("--blq", o.blq).in("--eop", o.eop).in("--jpl", o.jpl).out("--out", o.out).check();
+    FilePlan plan;
+    plan.in("--blq", o.blq)
+        .in("--eop", o.eop)
+        .in("--jpl", o.jpl)
+        .out("--out", o.out)
+        .out("--summary", o.summary)
+        .check();
     const Console console(o.log_level);
     const Site site = site_of(o);
     if (!(o.duration >= 0.0) || o.duration > 400.0 * 86400.0)
@@ -212,6 +246,11 @@ int tide(const TideOptions& o) {
         write_points(o.out, points, with_ocean);
         std::printf("displacements written: %s\n", o.out.c_str());
     }
+    Summary summary = begin_summary("tide", o.summary, plan);
+    summarise(site, points, with_ocean, summary);
+    summarise_environment(environment, start, summary);
+    summary.set("ocean_loading", with_ocean ? "file " + o.blq + ", site " + loading.site : "none");
+    summary.write(0);
     return 0;
 }
 
@@ -230,6 +269,7 @@ void add_tide(Command app, Action& action) {
     command.add_option("--eop-format", o->eop_format, "its format: c04, rapid or keyword").capture_default_str();
     command.add_option("--jpl", o->jpl, "JPL ephemeris, ASCII header and records in one file");
     command.add_option("--out", o->out, "CSV of the displacements");
+    add_summary(command, o->summary);
     command.add_option("--log-level", o->log_level, "library messages from this level on").capture_default_str();
     command.callback([o, &action] { action = [o] { return tide(*o); }; });
 }

@@ -16,7 +16,7 @@ struct TideOptions {
     double interval = 3600;  ///< [s]
     std::string blq, site;   ///< ocean loading file, and name of the site in it
     std::string eop, eop_format = "c04", jpl;
-    std::string out;
+    std::string out, summary;
     std::string log_level = "critical";
 };
 

@@ -259,6 +259,12 @@ FilePlan& FilePlan::out(const std::string& option, const std::string& name) {
     return *this;
 }
 
+std::vector<std::pair<std::string, std::string>> FilePlan::inputs() const {
+    std::vector<std::pair<std::string, std::string>> all;
+    for (const File& file : in_) all.emplace_back(file.option, file.name);
+    return all;
+}
+
 void FilePlan::check_output(std::size_t index) const {
     const File& file = out_[index];
     const std::string head = file.option + " " + file.name + ": ";

@@ -65,6 +65,8 @@ class FilePlan {
     /// Refuses, with InputError, an output that is one of the inputs, whatever its names, two outputs in one place, standard input twice,
     /// and outputs that cannot be written. With an output on standard output all that is printed goes to standard error from now on.
     void check() const;
+    /// Options and names of the inputs.
+    std::vector<std::pair<std::string, std::string>> inputs() const;
 
   private:
     struct File {

@@ -55,6 +55,12 @@ void MessageCounts::add(ulog_level_t level, const char* text) {
     group.level = std::max(group.level, level);
 }
 
+long MessageCounts::count_from(ulog_level_t level) const {
+    long sum = 0;
+    for (const auto& [text, group] : groups_) sum += group.level >= level ? group.count : 0;
+    return sum;
+}
+
 void MessageCounts::print(std::FILE* out, const std::vector<Routine>& routine) const {
     std::map<std::string, long> meanings;
     std::vector<const Group*> others;

@@ -39,6 +39,8 @@ struct Routine {
 class MessageCounts {
   public:
     void add(ulog_level_t level, const char* text);
+    /// Messages from a level on.
+    long count_from(ulog_level_t level) const;
     /// Two lines, or one more for each text that isn't routine.
     void print(std::FILE* out, const std::vector<Routine>& routine) const;
 

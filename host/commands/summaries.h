@@ -1,0 +1,31 @@
+/// \file summaries.h
+/// What the summaries (JSON) of several commands have in common.
+#ifndef LEOPOD_HOST_SUMMARIES_H
+#define LEOPOD_HOST_SUMMARIES_H
+
+#include <string>
+#include <vector>
+
+#include "commands/command.h"
+#include "inputs/truth.h"
+#include "outputs/summary.h"
+#include "stores/dynamics.h"
+#include "stores/environment.h"
+
+namespace host {
+
+void add_summary(Command command, std::string& file);
+
+/// A summary with the settings of the command line and the files of the plan.
+Summary begin_summary(const std::string& command, const std::string& file, const FilePlan& plan);
+
+/// Files with what they brought, earth orientation, planets, and TAI-UTC at an epoch.
+void summarise_environment(const Environment& environment, const GTime& epoch, Summary& summary);
+/// Forces and integration.
+void summarise_dynamics(const Dynamics& dynamics, Summary& summary);
+/// Statistics of errors under a path.
+void summarise_errors(const std::string& path, const ErrorStatistics& statistics, bool at_rest, Summary& summary);
+
+}  // namespace host
+
+#endif
