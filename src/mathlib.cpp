@@ -8,6 +8,7 @@
 #include <climits>
 #include <cmath>
 #include <cstddef>
+#include <type_traits>
 
 #include "private/estimation.h"
 #include "private/memory.h"
@@ -33,15 +34,50 @@ LEOPOD_KERNEL inline void add_scaled(int n, double factor, const double* __restr
 
 // --- Matrix kernel -------------------------------------------------------------------------------------------------------
 
-void matrixMultiply(int rA, int cA, double* A, int cB, double* B, double* C) {
-    std::fill_n(C, area(rA, cB), 0.0);
-    const auto multiply = [=](auto) LEOPOD_KERNEL {
-        for (int i = 0; i < rA; ++i) {
-            for (int k = 0; k < cA; ++k) add_scaled(cB, A[i * cA + k], B + k * cB, C + i * cB);
+namespace {
+
+/// A tile of C = A B, `cols` registers wide, kept in registers over the sums; element by element they ascend in k.
+template <typename T, int rows, int cols>
+LEOPOD_KERNEL inline void product_tile(int cA, const double* A, int cB, const double* B, double* C) {
+    constexpr int kWidth = sizeof(T) / sizeof(double);
+    T sum[rows][cols] = {};
+    for (int k = 0; k < cA; ++k, B += cB) {
+        T b[cols];
+        for (int c = 0; c < cols; ++c) b[c] = load_as<T>(B + c * kWidth);
+        for (int r = 0; r < rows; ++r) {
+            for (int c = 0; c < cols; ++c) sum[r][c] += A[r * cA + k] * b[c];
         }
-    };
-    if (cB < kQuad) return multiply(std::false_type{});
-    run_widest(multiply);
+    }
+    for (int r = 0; r < rows; ++r) {
+        for (int c = 0; c < cols; ++c) store(C + r * cB + c * kWidth, sum[r][c]);
+    }
+}
+
+/// Some rows of C = A B.
+template <typename T, int rows>
+LEOPOD_KERNEL inline void product_rows(int cA, const double* A, int cB, const double* B, double* C) {
+    constexpr int kWidth = sizeof(T) / sizeof(double);
+    int j = 0;
+    for (; j + 2 * kWidth <= cB; j += 2 * kWidth) product_tile<T, rows, 2>(cA, A, cB, B + j, C + j);
+    for_all_elements(cB - j, [&](auto element, int k) LEOPOD_KERNEL {
+        product_tile<decltype(element), rows, 1>(cA, A, cB, B + j + k, C + j + k);
+    });
+}
+
+template <typename T>
+LEOPOD_KERNEL inline void product(int rA, int cA, const double* A, int cB, const double* B, double* C) {
+    int i = 0;
+    for (; i + 4 <= rA; i += 4) product_rows<T, 4>(cA, A + i * cA, cB, B, C + i * cB);
+    for (; i < rA; ++i) product_rows<T, 1>(cA, A + i * cA, cB, B, C + i * cB);
+}
+
+}  // namespace
+
+void matrixMultiply(int rA, int cA, double* A, int cB, double* B, double* C) {
+    if (cB < kQuad) return product<Pair>(rA, cA, A, cB, B, C);
+    run_widest([=](auto wide) LEOPOD_KERNEL {
+        product<std::conditional_t<decltype(wide)::value, Quad, Pair>>(rA, cA, A, cB, B, C);
+    });
 }
 
 namespace {
@@ -205,35 +241,70 @@ int ludcmp(double* A, int nn, const int n, int* indx, double* d) {
 
 namespace {
 
-constexpr int kLines = 16;  ///< right-hand sides that are solved at once
+constexpr int kLines = 32;  ///< right-hand sides that are solved at once, at most
 
-/// Solves with the factors of ludcmp, element (i,j) at rows[i * nn + j], for kLines right-hand sides; element i of side r is
-/// b[i * kLines + r].
-template <bool wide>
+/// Solves with the factors of ludcmp, element (i,j) at rows[i * nn + j], for a few Quads of right-hand sides; element i of side r is
+/// b[i * lines + r].
+template <bool wide, int quads>
 LEOPOD_KERNEL inline void substitute(const double* rows, int nn, const int* indx, double* b) {
-    using Sums = std::array<FourSums<wide>, kLines / kQuad>;
+    constexpr int lines = quads * kQuad;
+    using Sums = std::array<FourSums<wide>, quads>;
     const auto load_line = [b](int i) LEOPOD_KERNEL {
         Sums sums;
-        for (int r = 0; r < kLines; r += kQuad) sums[r / kQuad].set(load(b + i * kLines + r));
+        for (int q = 0; q < quads; ++q) sums[q].set(load(b + i * lines + q * kQuad));
         return sums;
     };
     const auto subtract = [b](Sums& sums, double a, int j) LEOPOD_KERNEL {
-        for (int r = 0; r < kLines; r += kQuad) sums[r / kQuad].add(-a * load(b + j * kLines + r));
+        for (int q = 0; q < quads; ++q) sums[q].add(-a * load(b + j * lines + q * kQuad));
     };
     int first = -1;  // row with a right-hand side above kTiny
     for (int i = 0; i < nn; ++i) {
-        double* const target = b + i * kLines;
-        if (indx[i] != i) std::swap_ranges(target, target + kLines, b + indx[i] * kLines);
-        if (first < 0 && std::any_of(target, target + kLines, [](double x) { return std::fabs(x) > kTiny; })) first = i;
+        double* const target = b + i * lines;
+        if (indx[i] != i) std::swap_ranges(target, target + lines, b + indx[i] * lines);
+        if (first < 0 && std::any_of(target, target + lines, [](double x) { return std::fabs(x) > kTiny; })) first = i;
         if (first < 0) continue;
         Sums sums = load_line(i);
         for (int j = first; j < i; ++j) subtract(sums, rows[i * nn + j], j);
-        for (int r = 0; r < kLines; r += kQuad) store(target + r, sums[r / kQuad].value());
+        for (int q = 0; q < quads; ++q) store(target + q * kQuad, sums[q].value());
     }
     for (int i = nn - 1; i >= 0; --i) {
         Sums sums = load_line(i);
         for (int j = i + 1; j < nn; ++j) subtract(sums, rows[i * nn + j], j);
-        for (int r = 0; r < kLines; r += kQuad) store(b + i * kLines + r, sums[r / kQuad].value() / rows[i * nn + i]);
+        for (int q = 0; q < quads; ++q) store(b + i * lines + q * kQuad, sums[q].value() / rows[i * nn + i]);
+    }
+}
+
+/// Stored lines of the inverse from `first` on, each the solution for a unit vector.
+template <bool wide, int quads>
+LEOPOD_KERNEL inline void inverse_lines(const double* rows, int nn, const int* indx, int first, double* b, double* A,
+                                        int n) {
+    constexpr int lines = quads * kQuad;
+    const int width = std::min(lines, nn - first);
+    std::fill_n(b, nn * lines, 0.0);
+    for (int r = 0; r < width; ++r) b[(first + r) * lines + r] = 1.0;
+    substitute<wide, quads>(rows, nn, indx, b);
+    for (int r = 0; r < width; ++r) {
+        for (int i = 0; i < nn; ++i) A[(first + r) * n + i] = b[i * lines + r];
+    }
+}
+
+/// All of them. Many go at once; the zeros that a line then takes part in ahead of its own 1 change no bit of it.
+template <bool wide>
+LEOPOD_KERNEL inline void inverse_from_factors(const double* rows, int nn, const int* indx, double* b, double* A,
+                                               int n) {
+    for (int first = 0; first < nn;) {
+        const int left = nn - first;
+        if (left > 24 && wide) {
+            inverse_lines<wide, 8>(rows, nn, indx, first, b, A, n), first += 32;
+        } else if (left > 16 && wide) {
+            inverse_lines<wide, 6>(rows, nn, indx, first, b, A, n), first += 24;
+        } else if (left > 8) {
+            inverse_lines<wide, 4>(rows, nn, indx, first, b, A, n), first += 16;
+        } else if (left > 4) {
+            inverse_lines<wide, 2>(rows, nn, indx, first, b, A, n), first += 8;
+        } else {
+            inverse_lines<wide, 1>(rows, nn, indx, first, b, A, n), first += 4;
+        }
     }
 }
 
@@ -293,20 +364,11 @@ int invert(double* A, int nn, int n, const InverseWork& work) {
         report(ULOG_WARNING_LEVEL, "ludcmp return %d\n", info);
         return info;
     }
-    // Stored line j of the inverse solves for unit vector j. Many lines go at once; the zeros that a line then takes part in
-    // ahead of its own 1 change no bit of it.
     for (int i = 0; i < nn; ++i) {
         for (int j = 0; j < nn; ++j) rows[i * nn + j] = B[i + j * n];
     }
-    for (int first = 0; first < nn; first += kLines) {
-        const int width = std::min(kLines, nn - first);
-        std::fill(lines.begin(), lines.end(), 0.0);
-        for (int r = 0; r < width; ++r) lines[(first + r) * kLines + r] = 1.0;
-        run_widest([&](auto wide) LEOPOD_KERNEL { substitute<wide>(rows.data(), nn, indx, lines.data()); });
-        for (int r = 0; r < width; ++r) {
-            for (int i = 0; i < nn; ++i) A[(first + r) * n + i] = lines[i * kLines + r];
-        }
-    }
+    run_widest([&, row = rows.data(), line = lines.data()](auto wide)
+                   LEOPOD_KERNEL { inverse_from_factors<decltype(wide)::value>(row, nn, indx, line, A, n); });
     return 0;
 }
 
@@ -433,12 +495,14 @@ int update(double* x, double* P, double* H, double* v, double* R, int n, int m, 
            const FilterWork& w) {
     std::copy_n(x, area(n, 1), xp);
 
-    matrixMultiply3_HPHT(m, n, n, H, P, w.Q.data(), n, n, m);
+    matrixTranspose(m, n, H, w.HT.data());
+    double* const HP = w.K.data();  // until the gain takes its place
+    matrixMultiply(m, n, H, n, P, HP);
+    matrixMultiply(m, n, HP, m, w.HT.data(), w.Q.data());
     for (std::size_t i = 0; i < w.Q.size(); ++i) w.Q[i] = R[i] + w.Q[i];
     const int info = invert(w.Q.data(), m, m, w.inverse);
     if (info != 0) return info;
 
-    matrixTranspose(m, n, H, w.HT.data());
     matrixMultiply(n, n, P, m, w.HT.data(), w.PHT.data());
     matrixMultiply(n, m, w.PHT.data(), m, w.Q.data(), w.K.data());
     matrixMultiply(n, m, w.K.data(), 1, v, w.Kv.data());
