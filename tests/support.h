@@ -108,14 +108,17 @@ inline std::string read_file(const std::filesystem::path& path) {
     return text.str();
 }
 
-/// Path of a file of the excerpt of GRACE-B (examples/data/grace_b), which lies expanded in the test's directory; without ".gz".
-inline std::string excerpt(const std::string& name) {
-    const std::string packed = LEOPOD_SOURCE_DIR "/examples/data/grace_b/" + name + ".gz", path = out(name);
+/// Expands a file of the repository into the test's directory, where its path is given without ".gz".
+inline std::string expanded(const std::string& packed) {
+    const std::string path = out(std::filesystem::path(packed).filename());
     if (!std::filesystem::exists(path)) {
-        EXPECT_EQ(std::system(("gzip -dc '" + packed + "' > '" + path + "'").c_str()), 0) << packed;
+        EXPECT_EQ(std::system(("gzip -dc '" + packed + ".gz' > '" + path + "'").c_str()), 0) << packed;
     }
     return path;
 }
+/// A file of the excerpt of GRACE-B, and one of an arc of 2021 with known truth, named without ".gz".
+inline std::string excerpt(const std::string& n) { return expanded(LEOPOD_SOURCE_DIR "/examples/data/grace_b/" + n); }
+inline std::string arc21(const std::string& n) { return expanded(LEOPOD_SOURCE_DIR "/tests/data/arc21/" + n); }
 
 /// A locale with a decimal comma, compiled here, in this process while it lives; nothing changes where none can be made (package locales).
 class CommaLocale {

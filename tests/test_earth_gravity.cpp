@@ -41,9 +41,10 @@ TEST_F(EarthGravity, BuiltinFieldHasTheModelsCoefficientsAndFactors) {
 
 #ifdef HAVE_GEOGRAPHICLIB
 TEST_F(EarthGravity, AccelerationAgreesWithClenshawSummation) {
-    for (const int degree : {30, 120}) {
-        std::string field = support::data_path("gravity/EGM2008.txt").string();
-        if (degree == 120 && !load_earth_coef_EGM(field.data())) GTEST_SKIP() << "data set not present: " << field;
+    for (const int degree : {30, 91}) {
+        if (degree > 30) {
+            ASSERT_TRUE(load_earth_coef_EGM(support::excerpt("egm2008_degree90.txt").data()));
+        }
         const int top = degree - 1;  // the row above the degree is not generated
         std::vector<double> c, s;    // normalised, order by order
         for (int m = 0; m <= top; ++m) {

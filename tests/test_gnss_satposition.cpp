@@ -40,9 +40,9 @@ class SatPosition : public testing::Test {
 };
 
 /// Largest differences allowed from the rows of simulated truth.
-void expect_truth(const std::string& file, double position, double velocity, double clock_m) {
-    const std::vector<support::Row> rows = support::read_csv(data(file));
-    EXPECT_GT(rows.size(), 130u);
+void expect_truth(const std::string& file, int least, double position, double velocity, double clock_m) {
+    const std::vector<support::Row> rows = support::read_csv(file);
+    EXPECT_GT(static_cast<int>(rows.size()), least);
     for (const support::Row& row : rows) {
         double truth[6], state[6], clock[2];
         for (int c = 0; c < 6; ++c) truth[c] = row.value(std::string(c < 3 ? "" : "v") + "xyz"[c % 3] + "_tx");
@@ -56,14 +56,17 @@ void expect_truth(const std::string& file, double position, double velocity, dou
     }
 }
 
-TEST_F(SatPosition, BroadcastAndPreciseMeetSimulatedTruth) {
+TEST_F(SatPosition, BroadcastMeetsSimulatedTruth) {  // GPS and BDS
+    ASSERT_TRUE(load_ephemeris_brdc(support::arc21("arc.nav").data()));
+    expect_truth(support::arc21("truth_satellites.csv"), 100, 2e-4, 1e-5, 1e-6);
+}
+
+TEST_F(SatPosition, PreciseMeetsSimulatedTruth) {
     LEOPOD_REQUIRE_DATA(support::data_path("leo_sim"));
-    ASSERT_TRUE(load_ephemeris_brdc(data("leo_sim/dev21_tgd0.nav").data()));
-    expect_truth("leo_sim/dev21_truth_sats.csv", 2e-4, 1e-5, 1e-6);  // GPS and BDS
     ASSERT_TRUE(load_ephemeris_brdc(data("leo_sim/dev19.nav").data()));
     ASSERT_TRUE(load_ephemris_prec(data("leo_sim/dev19.sp3").data()));
     ASSERT_TRUE(load_clock_prec(data("leo_sim/dev19.clk").data(), g_prec_storage));
-    expect_truth("leo_sim/dev19_gps_truth_sats.csv", 1e-3, 1e-5, 5e-4);
+    expect_truth(data("leo_sim/dev19_gps_truth_sats.csv"), 130, 1e-3, 1e-5, 5e-4);
 }
 
 /// A medium-orbit record of GPS week 2000 for edge cases; no reader involved.
@@ -397,18 +400,23 @@ TEST_F(SatPosition, AntennaBlocksFrequenciesAndSearch) {
     EXPECT_EQ(antennas.antenna_info_storage[43].idx_object, 0);
 }
 
-TEST_F(SatPosition, RealAntennaFile) {
-    LEOPOD_REQUIRE_DATA(support::data_path("gnss/antex/igs14_small.atx"));
-    ASSERT_TRUE(load_antenna_storage(data("gnss/antex/igs14_small.atx").data(), &antennas));
-    ASSERT_EQ(antennas.num_antenna_info, 4);  // two blocks of the file have no end line
-    const ANT_INFO* a = antennas.antenna_info_storage;
-    EXPECT_EQ(search_ant_info(0, nullptr, 54000.0), a);        // G01 until 2008-10-16, G032
-    EXPECT_EQ(search_ant_info(0, nullptr, 54758.5), nullptr);  // nobody in between
-    EXPECT_EQ(search_ant_info(0, nullptr, 54800.0), a + 1);
-    EXPECT_DOUBLE_EQ(a[0].pco[0][0], 0.279);
-    // left over from an unended block before it
-    EXPECT_TRUE(a[2].mjd_available[0] == 57709.0 && a[3].mjd_available[0] == 0.0);
-    EXPECT_DOUBLE_EQ(a[3].pco[1][2], 0.08125);
+TEST_F(SatPosition, RealAntennasAndABlockWithoutEnd) {
+    ASSERT_TRUE(load_antenna_storage(support::excerpt("gps_satellites_2010208.atx").data(), &antennas));
+    ASSERT_EQ(antennas.num_antenna_info, 31);  // G01 was not in service
+    const ANT_INFO* a = search_ant_info(2, nullptr, 55404.0);
+    ASSERT_TRUE(a != nullptr && a->mjd_available[0] == 50170.0);
+    EXPECT_NEAR(std::hypot(a->pco[0][0] - 0.279, a->pco[1][2] - 2.7926), 0.0, 1e-12);
+    EXPECT_EQ(search_ant_info(2, nullptr, 50169.9), nullptr);
+    EXPECT_EQ(search_ant_info(0, nullptr, 55404.0), nullptr);
+    // A block without end goes on in the next one, which has no date of its own.
+    const std::string unended = antenna_text("GALILEO-2           E04", {"E01"}), end = label("", "END OF ANTENNA");
+    std::string dateless = antenna_text("JPSLEGANT_E     NONE", {"G01", "G02"});
+    dateless.erase(dateless.find("  2015"), 71);
+    ASSERT_TRUE(load_atx(unended.substr(0, unended.size() - end.size()) + dateless + dateless));
+    ASSERT_EQ(antennas.num_antenna_info, 33);
+    a = antennas.antenna_info_storage + 31;
+    EXPECT_TRUE(a[0].mjd_available[0] == 57023.0 && a[1].mjd_available[0] == 0.0);
+    EXPECT_DOUBLE_EQ(a[1].pco[1][2], 0.12);
 }
 
 }  // namespace

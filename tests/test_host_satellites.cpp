@@ -45,16 +45,13 @@ TEST_F(Satellites, RunWritesEachSatelliteAndKeepsItsResults) {
 }
 
 TEST_F(Satellites, DirectionsOfSatellitesAreTheTrueOnes) {
-    const auto truth = data_path("leo_sim/dev21_truth_sats.csv");
-    LEOPOD_REQUIRE_DATA(truth);
-    const std::string dir = truth.parent_path().string() + "/";
-    leopod_ok("run --obs " + dir + "dev21_gps_clean.obs --nav " + dir + "dev21_tgd0.nav --att " + dir +
-              "dev21_att_zup.txt --atx " + dir + "zero.atx --config " + dir + "config_gps.txt --satellites-out " +
+    leopod_ok("run --obs " + arc21("gps.obs") + " --nav " + arc21("arc.nav") + " --att " + arc21("attitude.txt") +
+              " --atx " + arc21("zero.atx") + " --config " + arc21("gps.cfg") + " --satellites-out " +
               out("dev21.csv"));
     std::map<std::string, Row> mine;
     for (const Row& row : read_csv(out("dev21.csv"))) mine[row.at("sod_gpst") + row.at("satellite")] = row;
     int compared = 0;
-    for (const Row& row : read_csv(truth.string())) {
+    for (const Row& row : read_csv(arc21("truth_satellites.csv"))) {
         const Row& found = mine[row.at("sod_tag") + row.at("sat")];
         if (found.empty() || found.at("azimuth_deg").empty()) continue;
         ++compared;

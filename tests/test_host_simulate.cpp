@@ -118,29 +118,24 @@ TEST_F(Simulate, PreciseSimulatedIsBroadcastProcessed) {
 }
 
 TEST_F(Simulate, ObservationsAgreeWithArcsMadeElsewhere) {
-    LEOPOD_REQUIRE_DATA(data_path("leo_sim/dev21_gc_clean.obs"));
     // Those arcs have a receiver clock of their own. Observations are straight lines in the clock over some 50 microseconds, so that two
     // constant ones give those of any third.
-    const std::string cases[][3] = {
-        {"dev21_gc_clean.obs", "dev21_tgd0.nav", "--no-wind-up"},
-        {"dev21_gps_clean_windup.obs", "dev21_tgd0.nav", "--systems G"},
-        {"dev21_gps_clean_tgd.obs", "dev21_tgd.nav", "--systems G --no-wind-up"},
-        {"dev21_bds_clean_tgd.obs", "dev21_tgd.nav", "--systems C --no-wind-up"},
-    };
+    const std::pair<const char*, const char*> cases[] = {{"both.obs", "--no-wind-up --no-group-delays"},
+                                                         {"gps.obs", "--systems G --no-wind-up"}};
     std::map<double, double> clock;
-    for (const Row& row : read_csv(sim("dev21_truth_epochs.csv")))
+    for (const Row& row : read_csv(arc21("truth_epochs.csv")))
         clock[row.value("sod_tag")] = row.value("rcv_clk_m") / kLight;
     const double clocks[2] = {30e-6, 75e-6};
-    for (const auto& [file, nav, options] : cases) {
+    for (const auto& [file, options] : cases) {
         Observations made[2];
         for (int k = 0; k < 2; ++k) {
             made[k] = observations("c", "--start 2021-01-18T00:00:00 --code-noise 0 --phase-noise 0 --orbit " +
-                                            sim("dev21_truth_gcrs.csv") + " --nav " + sim(nav) + " --clock-offset " +
-                                            std::to_string(clocks[k]) + " " + options);
+                                            arc21("truth_gcrs.csv") + " --nav " + arc21("arc.nav") +
+                                            " --clock-offset " + std::to_string(clocks[k]) + " " + options);
         }
         int compared[2] = {};  // codes and phases
         std::map<std::tuple<double, std::string, std::size_t>, double> differences;
-        for (const auto& [key, theirs] : read_observations(sim(file))) {
+        for (const auto& [key, theirs] : read_observations(arc21(file))) {
             // Where two satellites are equally high the choice of fifteen may differ.
             if (made[0].count(key) == 0 || made[1].count(key) == 0) continue;
             const double part = (clock[key.first] - clocks[0]) / (clocks[1] - clocks[0]);
@@ -156,7 +151,7 @@ TEST_F(Simulate, ObservationsAgreeWithArcsMadeElsewhere) {
                 ++compared[j % 2];
             }
         }
-        EXPECT_TRUE(compared[0] > 2000 && compared[1] > 1900) << file;
+        EXPECT_TRUE(compared[0] > 700 && compared[1] > 650) << file << compared[0] << ' ' << compared[1];
     }
 }
 

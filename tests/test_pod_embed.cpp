@@ -22,8 +22,6 @@ EPHBRDC_STORE brdc;
 ANT_INFO_STORE antennas;
 OBSDATA_EPOCH epochs[512];
 
-std::string leo(const std::string& name) { return support::data_path("leo_sim/" + name).string(); }
-
 class PodEmbed : public testing::Test {
   protected:
     void SetUp() override {
@@ -42,33 +40,32 @@ class PodEmbed : public testing::Test {
 class PodEmbedSimulated : public PodEmbed {
   protected:
     void SetUp() override {
-        LEOPOD_REQUIRE_DATA(support::data_path("leo_sim/dev21_tgd0.nav"));
         PodEmbed::SetUp();
         startup_pod_embed(pod.get(), false);
         g_brdc_storage = &brdc;
-        static const bool loaded = load_ephemeris_brdc(leo("dev21_tgd0.nav").data()) &&
-                                   load_antenna_storage(leo("zero.atx").data(), &antennas);
+        static const bool loaded = load_ephemeris_brdc(support::arc21("arc.nav").data()) &&
+                                   load_antenna_storage(support::arc21("zero.atx").data(), &antennas);
         ASSERT_TRUE(loaded);
         g_antenna_info_store = &antennas;
-        ASSERT_TRUE(load_attitude_quaternion(0, leo("dev21_att_zup.txt").data()));
+        ASSERT_TRUE(load_attitude_quaternion(0, support::arc21("attitude.txt").data()));
     }
-    void prepare(const char* config, const std::string& data) {
-        set_gnssconfig_from_file(leo(config).data());
+    void prepare(const std::string& data) {
+        set_gnssconfig_from_file(support::arc21(data + ".cfg").data());
         startup_pod_embed(pod.get(), true);
         ASSERT_TRUE(pod->ant_info_rcv.ant_ok);
         g_obs_storage = epochs;
         g_num_obs_storage = 0;
-        ASSERT_TRUE(load_observation_rinex(leo(data + ".obs").data(), 0, 0.0));
+        ASSERT_TRUE(load_observation_rinex(support::arc21(data + ".obs").data(), 0, 0.0));
     }
 
-    const std::vector<support::Row> truth = support::read_csv(leo("dev21_truth_epochs.csv"));  // as the epochs
+    const std::vector<support::Row> truth = support::read_csv(support::arc21("truth_epochs.csv"));  // as the epochs
 };
 
 // --- runs ------------------------------------------------------------------------------------------------------------------
 
 // The point position's 16, and twice the Sun and three axes.
 TEST_F(PodEmbedSimulated, ReportsEachConversionWithoutEarthOrientation) {
-    prepare("config_gps.txt", "dev21_gps_clean");
+    prepare("gps");
     g_eop_storage_size = 0;
     const double last = std::exchange(g_eph_header->ss[1], 0.0);
     support::LogRecorder log;
@@ -80,7 +77,7 @@ TEST_F(PodEmbedSimulated, ReportsEachConversionWithoutEarthOrientation) {
 }
 
 TEST_F(PodEmbedSimulated, AllocationsOfARunningEpoch) {
-    prepare("config_gc.txt", "dev21_gc_clean");
+    prepare("both");
     run(0);
     const long before = allocations;
     for (int e = 1; e < 11; ++e) run(e);
@@ -90,7 +87,7 @@ TEST_F(PodEmbedSimulated, AllocationsOfARunningEpoch) {
 }
 
 TEST_F(PodEmbedSimulated, ArcsAndStoresFollowTheEpochs) {
-    prepare("config_gps.txt", "dev21_gps_clean");
+    prepare("gps");
     pod->X[30] = pod->DX[30 * 39 + 30] = pod->DX[2 * 39 + 30] = 1.0;  // left over
     const int progress[16] = {-1, -1, -1, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, -1, 1, 2};
     std::vector<GTime> tags;
@@ -117,7 +114,7 @@ TEST_F(PodEmbedSimulated, ArcsAndStoresFollowTheEpochs) {
     }
 
     // the last arc starts at 420 s from the two orbits before, tags 360 and 390 s
-    auto gcrs = support::read_rows(leo("dev21_truth_gcrs.csv"));
+    auto gcrs = support::read_rows(support::arc21("truth_gcrs.csv"));
     auto &a = gcrs.at(360.0), &b = gcrs.at(420.0);
     for (int c = 0; c < 3; ++c) {
         const std::string x(1, "xyz"[c]), v = "v" + x;
@@ -140,7 +137,7 @@ TEST_F(PodEmbedSimulated, ArcsAndStoresFollowTheEpochs) {
 }
 
 TEST_F(PodEmbedSimulated, SatellitesFromUnderTheMaskStartAnew) {
-    prepare("config_gps.txt", "dev21_gps_clean");
+    prepare("gps");
     support::LogRecorder log(ULOG_INFO_LEVEL);
     gnssconfig.ele_cutoff = 0.25;  // listed and flagged for many epochs before they rise
     for (int e = 0; e < g_num_obs_storage; ++e) {

@@ -16,21 +16,18 @@ namespace {
 RUNTIME_POD_EMBED pod;  // holds the built-in stores
 OBSDATA_EPOCH epochs[512];
 
-std::string leo(const char* name) { return support::data_path(std::string("leo_sim/") + name).string(); }
-
 /// GPS by broadcast, with the measured attitude; the files are read once a process.
 class PointPosition : public testing::Test {
   protected:
     void SetUp() override {
-        LEOPOD_REQUIRE_DATA(support::data_path("leo_sim/dev21_tgd.nav"));
         static bool loaded = false;
         if (!loaded) startup_pod_embed(&pod, false);
         sysGNSS systems[1] = {GPS};
         set_gnssconfig_system(&gnssconfig, 1, systems);
         g_obs_storage = epochs;
-        loaded = loaded || (load_ephemeris_brdc(leo("dev21_tgd.nav").data()) &&
-                            load_attitude_quaternion(0, leo("dev21_att_zup.txt").data()) &&
-                            load_observation_rinex(leo("dev21_gps_clean_tgd.obs").data(), 0, 0.0));
+        loaded = loaded || (load_ephemeris_brdc(support::arc21("arc.nav").data()) &&
+                            load_attitude_quaternion(0, support::arc21("attitude.txt").data()) &&
+                            load_observation_rinex(support::arc21("gps.obs").data(), 0, 0.0));
         ASSERT_TRUE(loaded);
         take(4);
         std::memset(&solution, 0xff, sizeof solution);
@@ -187,38 +184,6 @@ TEST_F(PointPosition,
         ++compared;
     }
     EXPECT_GT(compared, 4);
-}
-
-TEST_F(PointPosition, AntennasOfPreciseSatellitesEnter) {
-    LEOPOD_REQUIRE_DATA(support::data_path("leo_sim/dev19.sp3"));
-    static OBSDATA_EPOCH others[300];
-    static EPHPREC_STORE orbits;
-    g_prec_storage = &orbits;
-    g_obs_storage = others;
-    g_num_obs_storage = 0;
-    ASSERT_TRUE(load_ephemris_prec(leo("dev19.sp3").data()) && load_clock_prec(leo("dev19.clk").data(), &orbits));
-    ASSERT_TRUE(load_observation_rinex(leo("dev19_gps_clean.obs").data(), 0, 0.0));
-    ANT_INFO transmitter = {};
-    transmitter.mjd_available[1] = 99999.0;
-    transmitter.freqs[0] = L1;
-    transmitter.pco[0][1] = 10.0;
-    transmitter.installation_matrix[4] = 1.0;
-    ANT_INFO_STORE store = {&transmitter, 1, 1};
-    ANT_INFO_STORE* const before = std::exchange(g_antenna_info_store, &store);
-    const int records = std::exchange(g_num_eph_record, 0);  // that of 2021; without it the Sun is the analytic one
-    g_eph_selection = EPHOPT_PREC;
-    double height[2];
-    for (int k = 0; k < 2; ++k) {
-        epoch = others[4];
-        choose_observation(&epoch);
-        transmitter.idx_object = k == 0 ? -1 : epoch.satobs[0].prn - 1;
-        EXPECT_EQ(solve(), SOL_OK);
-        height[k] = norm(3, solution.pos_vel_clk);
-    }
-    g_eph_selection = EPHOPT_BRDC;
-    g_antenna_info_store = before;
-    g_num_eph_record = records;
-    EXPECT_GT(std::fabs(height[1] - height[0]), 0.05);
 }
 
 TEST_F(PointPosition, ZeroDifferenceGivesTwoRowsASatellite) {  // the numbers are checked by the runs against truth
