@@ -24,44 +24,70 @@
 #include "shared/times.h"
 #include "stores/coverage.h"
 #include "stores/guard.h"
+#include "stores/observation_stream.h"
+#include "stores/plausible.h"
 #include "stores/satellites.h"
 
 namespace host {
 
 namespace {
 
-struct Errors {
-    std::vector<PositionError> point, filter;
+/// What is kept of the epochs for the end of a run; nothing that isn't asked for.
+struct Kept {
+    std::vector<PositionError> point, filter;  ///< errors
+    std::vector<TimedPosition> orbit;          ///< positions of the filter that go into an orbit file
+    SatelliteFigure satellites;
 };
 
-Errors compare(const std::vector<Epoch>& epochs, const Truth& truth) {
-    Errors errors;
-    const GTime& first = epochs.front().tag;
-    for (const Epoch& e : epochs) {
-        if (!e.solved) continue;
-        PositionError error{};
-        error.seconds = gtimeSubSec(e.tag, first);
-        // Both solutions are the position at the true receive time.
-        if (!truth.error_at(e.received, e.point, error)) continue;
-        errors.point.push_back(error);
-        truth.error_at(e.received, e.filter, error);
-        errors.filter.push_back(error);
-    }
-    return errors;
+/// True for a position of the filter that goes into an orbit file.
+bool is_orbit(const Epoch& epoch) {
+    const std::string status = epoch.filter_status;
+    return epoch.solved && status != "FAR_FROM_POINT" && status != "NOT_FOR_GROUND";
 }
 
+/// Takes from an epoch what the options ask for.
+class Keeper {
+  public:
+    Keeper(const RunOptions& options, const Truth* truth, const GTime& first)
+        : truth_(truth),
+          first_(first),
+          orbit_(options.orbit.wanted()),
+          satellites_(!options.plot.empty() && truth == nullptr) {}
+
+    void add(const Epoch& e) {
+        if (satellites_) {
+            kept_.satellites.seconds.push_back(first_.time.sod + gtimeSubSec(e.tag, first_));
+            kept_.satellites.count.push_back(e.satellites);
+            kept_.satellites.dilution.push_back(e.solved ? e.gdop : std::nan(""));
+        }
+        if (orbit_ && is_orbit(e)) kept_.orbit.push_back({e.received, {e.filter[0], e.filter[1], e.filter[2]}});
+        // Both solutions are the position at the true receive time.
+        PositionError error{};
+        error.seconds = gtimeSubSec(e.tag, first_);
+        if (truth_ == nullptr || !e.solved || !truth_->error_at(e.received, e.point, error)) return;
+        kept_.point.push_back(error);
+        truth_->error_at(e.received, e.filter, error);
+        kept_.filter.push_back(error);
+    }
+    const Kept& kept() const { return kept_; }
+
+  private:
+    const Truth* truth_;
+    GTime first_;
+    bool orbit_, satellites_;
+    Kept kept_;
+};
+
 /// The picture of a run. False where there is none.
-bool write_plot(const std::string& file, const std::vector<Epoch>& epochs, const Errors& errors,
-                const RunOptions& options, bool at_rest) {
-    const GTime& first = epochs.front().tag;
+bool write_plot(const RunOptions& options, const GTime& first, const Kept& kept, bool at_rest) {
     if (!options.truth.empty()) {
         ErrorFigure figure;
         figure.options = {"", first.time.mjd};
         figure.reference = std::filesystem::path(options.truth).filename().string();
         figure.at_rest = at_rest;
         figure.layout = {"solutions"};
-        for (const auto& [name, list] : {std::pair{"Point position from pseudoranges", &errors.point},
-                                         std::pair{"Carrier-phase filter", &errors.filter}}) {
+        for (const auto& [name, list] : {std::pair{"Point position from pseudoranges", &kept.point},
+                                         std::pair{"Carrier-phase filter", &kept.filter}}) {
             SolutionErrors s{name, {}, {}};
             for (const PositionError& e : *list) {
                 s.seconds.push_back(first.time.sod + e.seconds);
@@ -69,21 +95,16 @@ bool write_plot(const std::string& file, const std::vector<Epoch>& epochs, const
             }
             figure.solutions.push_back(std::move(s));
         }
-        return report_picture(file, [&] {
-            if (errors.point.empty()) throw InputError(options.truth + ": covers no epoch that was solved");
+        return report_picture(options.plot, [&] {
+            if (kept.point.empty()) throw InputError(options.truth + ": covers no epoch that was solved");
             return draw_errors(figure);
         });
     }
-    SatelliteFigure figure;
+    SatelliteFigure figure = kept.satellites;
     figure.options = {"", first.time.mjd};
     figure.source = std::filesystem::path(options.inputs.obs.front()).filename().string() +
                     (options.inputs.obs.size() > 1 ? ", ..." : "");
-    for (const Epoch& e : epochs) {
-        figure.seconds.push_back(first.time.sod + gtimeSubSec(e.tag, first));
-        figure.count.push_back(e.satellites);
-        figure.dilution.push_back(e.solved ? e.gdop : std::nan(""));
-    }
-    return report_picture(file, [&] { return draw_satellites(figure); });
+    return report_picture(options.plot, [&] { return draw_satellites(figure); });
 }
 
 /// The files that a run writes as it goes.
@@ -106,72 +127,64 @@ struct Tables {
     }
 };
 
-std::vector<Epoch> process_all(EpochRunner& runner, const RUNTIME_POD_EMBED& runtime, Tables& tables, Totals& totals) {
-    std::vector<Epoch> epochs;
-    epochs.reserve(static_cast<std::size_t>(g_num_obs_storage));
+void process_all(EpochRunner& runner, Environment& environment, Tables& tables, Totals& totals, Keeper& keeper) {
     const auto start = std::chrono::steady_clock::now();
-    Progress progress("processing epochs", g_num_obs_storage);
-    for (int i = 0; i < g_num_obs_storage; ++i) {
-        epochs.push_back(runner.process(g_obs_storage[i]));
-        tables.add(epochs.back(), runtime);
-        totals.add(epochs.back());
-        progress.done(i + 1);
+    Progress progress("processing epochs", static_cast<double>(environment.arc.epochs));
+    while (environment.stream->next_window()) {
+        set_aside_impossible_observations(environment);
+        for (int i = 0; i < g_num_obs_storage; ++i) {
+            const Epoch epoch = runner.process(g_obs_storage[i]);
+            tables.add(epoch, *environment.runtime);
+            totals.add(epoch);
+            keeper.add(epoch);
+            progress.done(static_cast<double>(totals.epochs));
+        }
     }
     totals.seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
-    return epochs;
 }
 
-/// Most frequent step of the first epochs [s].
-double epoch_interval() {
-    std::map<long, int> steps;
-    for (int i = 1; i < std::min(g_num_obs_storage, 1000); ++i)
-        ++steps[std::lround(1000.0 * gtimeSubSec(g_obs_storage[i].epoch_time, g_obs_storage[i - 1].epoch_time))];
-    const auto less = [](const auto& a, const auto& b) { return a.second < b.second; };
-    const auto most = std::max_element(steps.begin(), steps.end(), less);
-    return most != steps.end() ? static_cast<double>(most->first) / 1000.0 : 0.0;
+/// What the files cover, before the work. Where they end it, what the observations hold is told all the same.
+void tell_coverage(Environment& environment) {
+    try {
+        for (const std::string& note : hold_against_arc(environment, environment.arc.first, environment.arc.last))
+            std::fprintf(stderr, "leopod run: note: %s\n", note.c_str());
+    } catch (const InputError&) {
+        print_signals(environment);
+        throw;
+    }
 }
 
 /// The reference positions, of which some have to lie in the arc.
-std::unique_ptr<Truth> load_truth(const std::string& file) {
+std::unique_ptr<Truth> load_truth(const std::string& file, const ObservedArc& arc) {
     if (file.empty()) return nullptr;
-    const GTime& first = g_obs_storage[0].epoch_time;
-    auto truth = std::make_unique<Truth>(Truth::load(file, first));
+    auto truth = std::make_unique<Truth>(Truth::load(file, arc.first));
     Vector3 position;
     Vector3 velocity;
-    for (int i = 0; i < g_num_obs_storage; ++i) {
-        if (truth->state_at(g_obs_storage[i].epoch_time, position, velocity)) return truth;
+    const double step = std::max(arc.interval, 0.01);
+    for (double t = 0.0; t <= gtimeSubSec(arc.last, arc.first); t += step) {
+        if (truth->state_at(gtimeAddSec(arc.first, t), position, velocity)) return truth;
     }
-    throw InputError(file + ": covers no epoch of the arc from " + time_text(first, 0) + " to " +
-                     time_text(g_obs_storage[g_num_obs_storage - 1].epoch_time, 0));
+    throw InputError(file + ": covers no epoch of the arc from " + time_text(arc.first, 0) + " to " +
+                     time_text(arc.last, 0));
 }
 
-void print_errors(const RunOptions& options, const Errors& errors, const Truth& truth, bool on_ground) {
+void print_errors(const RunOptions& options, const Kept& kept, const Truth& truth, bool on_ground) {
     constexpr int kNameWidth = 36;
     const std::string mark = on_ground ? " (not to be used)" : "";
     std::printf("errors against %s (%zu rows):\n", options.truth.c_str(), truth.size());
-    print_statistics("point position", kNameWidth, statistics(errors.point), truth.at_rest());
-    print_statistics(("filter" + mark).c_str(), kNameWidth, statistics(errors.filter), truth.at_rest());
-    print_statistics("filter after 20 epochs", kNameWidth, statistics(errors.filter, kSettling), truth.at_rest());
-}
-
-/// True for a position of the filter that goes into an orbit file.
-bool is_orbit(const Epoch& epoch) {
-    const std::string status = epoch.filter_status;
-    return epoch.solved && status != "FAR_FROM_POINT" && status != "NOT_FOR_GROUND";
+    print_statistics("point position", kNameWidth, statistics(kept.point), truth.at_rest());
+    print_statistics(("filter" + mark).c_str(), kNameWidth, statistics(kept.filter), truth.at_rest());
+    print_statistics("filter after 20 epochs", kNameWidth, statistics(kept.filter, kSettling), truth.at_rest());
 }
 
 /// The filter's positions at the true receive times, or at whole seconds.
-void write_orbit_files(const RunOptions& options, const std::vector<Epoch>& epochs) {
-    std::vector<TimedPosition> points;
-    for (const Epoch& e : epochs) {
-        if (is_orbit(e)) points.push_back({e.received, {e.filter[0], e.filter[1], e.filter[2]}});
-    }
+void write_orbit_files(const RunOptions& options, const std::vector<TimedPosition>& points, double interval) {
     if (points.empty()) {
         std::printf("orbit not written: no position of the filter is worth it\n");
         return;
     }
     Ephemeris orbit;
-    orbit.interval = epoch_interval();
+    orbit.interval = interval;
     orbit.type = "KIN";
     orbit.data = "u+U";
     orbit.fixed = kinematic_states(points, orbit.interval, options.round);
@@ -206,40 +219,39 @@ int run(const RunOptions& options) {
     Environment environment;
     {
         const Progress progress("reading files");
-        prepare(options.inputs, environment);
+        prepare_stream(options.inputs, environment);
     }
-    const GTime first = g_obs_storage[0].epoch_time, last = g_obs_storage[g_num_obs_storage - 1].epoch_time;
-    for (const std::string& note : hold_against_arc(environment, first, last))
-        std::fprintf(stderr, "leopod run: note: %s\n", note.c_str());
-    const std::unique_ptr<Truth> truth = load_truth(options.truth);
+    const ObservedArc& arc = environment.arc;
+    tell_coverage(environment);
+    const std::unique_ptr<Truth> truth = load_truth(options.truth, arc);
 
     RUNTIME_POD_EMBED& runtime = *environment.runtime;
-    Guard guard(runtime.prec_storage, g_obs_storage[0].epoch_time, environment.clock_interval);
-    EpochRunner runner(runtime, guard, console, epoch_interval());
+    Guard guard(runtime.prec_storage, arc.first, environment.clock_interval);
+    EpochRunner runner(runtime, guard, console, arc.interval);
     Tables tables(options, console);
     Totals totals;
-    const std::vector<Epoch> epochs = process_all(runner, runtime, tables, totals);
+    Keeper keeper(options, truth.get(), arc.first);
+    process_all(runner, environment, tables, totals, keeper);
+    if (totals.epochs == 0)
+        throw InputError(options.inputs.obs.front() + ": no epoch at the interval that is asked for");
     tables.close();
 
+    const Kept& kept = keeper.kept();
     print_summary(options, environment, totals, guard, console);
-    Errors errors;
-    if (truth != nullptr) {
-        errors = compare(epochs, *truth);
-        print_errors(options, errors, *truth, totals.on_ground());
-    }
+    if (truth != nullptr) print_errors(options, kept, *truth, totals.on_ground());
     if (tables.epochs != nullptr) std::printf("epochs written: %s\n", options.out.c_str());
     if (tables.satellites != nullptr) std::printf("satellites written: %s\n", options.satellites_out.c_str());
-    if (options.orbit.wanted()) write_orbit_files(options, epochs);
+    if (options.orbit.wanted()) write_orbit_files(options, kept.orbit, arc.interval);
     const bool drawn =
-        options.plot.empty() || write_plot(options.plot, epochs, errors, options, truth != nullptr && truth->at_rest());
+        options.plot.empty() || write_plot(options, totals.first, kept, truth != nullptr && truth->at_rest());
     const int status = totals.solved > 0 && drawn ? 0 : 1;
     Summary summary = begin_summary("run", options.summary, plan);
     summarise(options, environment, totals, guard, console, summary);
     if (truth != nullptr) {
         summary.set("errors/reference", truth->source());
-        summarise_errors("errors/point", statistics(errors.point), truth->at_rest(), summary);
-        summarise_errors("errors/filter", statistics(errors.filter), truth->at_rest(), summary);
-        summarise_errors("errors/filter_after_20_epochs", statistics(errors.filter, kSettling), truth->at_rest(),
+        summarise_errors("errors/point", statistics(kept.point), truth->at_rest(), summary);
+        summarise_errors("errors/filter", statistics(kept.filter), truth->at_rest(), summary);
+        summarise_errors("errors/filter_after_20_epochs", statistics(kept.filter, kSettling), truth->at_rest(),
                          summary);
     }
     summary.write(status);
@@ -261,6 +273,17 @@ void add_run(Command app, Action& action) {
     command.add_option("--eop-format", o->inputs.eop_format, "its format: c04, rapid or keyword").capture_default_str();
     command.add_option("--jpl", o->inputs.jpl, "JPL ephemeris, ASCII header and records in one file");
     command.add_option("--config", o->inputs.config, "GNSS configuration file");
+    command.add_option(
+        "--codes", o->inputs.codes,
+        "observables of a system, such as GPS:C1C,L1C,C2W,L2W; may be repeated; without it what most satellites have");
+    command.add_option("--systems", o->inputs.systems,
+                       "GPS, BDS or GPS,BDS; without it those with observations and ephemerides");
+    command.add_option("--sigma-code", o->inputs.sigma_code, "standard deviation of the codes, metres")
+        .positive()
+        .capture_default_str();
+    command.add_option("--sigma-phase", o->inputs.sigma_phase, "standard deviation of the phases, metres")
+        .positive()
+        .capture_default_str();
     command.add_option("--receiver", o->inputs.receiver, "receiver number of the observations").capture_default_str();
     command.add_option("--interval", o->inputs.interval, "sampling of the epochs in seconds; 0 takes all")
         .non_negative()

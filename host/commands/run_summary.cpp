@@ -4,13 +4,14 @@
 #include <cstdio>
 
 #include "shared/times.h"
+#include "stores/observation_stream.h"
 #include "stores/satellites.h"
 
 namespace host {
 
 namespace {
 
-std::string systems_text() {
+std::string systems_text(const std::vector<double>& shares) {
     std::string text;
     for (int j = 0; j < std::min<int>(gnssconfig.num_sys, MAXNUM_SYS); ++j) {
         text += (j != 0 ? ", " : "") + system_name(j) + " (";
@@ -19,7 +20,9 @@ std::string systems_text() {
             TYPE_FREQ_CODE_AsString(gnssconfig.obs_type_freq_code_used[j][k], code);
             text += (k != 0 ? " " : "") + std::string(code);
         }
-        text += ")";
+        char share[48];
+        std::snprintf(share, sizeof share, "), %.3g %% of its satellites", shares[static_cast<std::size_t>(j)]);
+        text += share;
     }
     return text;
 }
@@ -29,7 +32,13 @@ void print_inputs(const RunOptions& options, const Environment& environment, con
     for (const FileReport& file : environment.files)
         std::printf("  %-18s %s: %s\n", file.kind.c_str(), file.name.c_str(), file.content.c_str());
     std::printf("span: %s to %s GPST\n", time_text(totals.first).c_str(), time_text(totals.last).c_str());
-    std::printf("systems: %s\n", systems_text().c_str());
+    if (environment.impossible > 0)
+        std::printf("  %ld values that no satellite can have were set aside\n", environment.impossible);
+    print_signals(environment);
+    if (environment.stream != nullptr && environment.stream->satellites_dropped() > 0) {
+        std::printf("  %ld satellites beyond %d an epoch were left out: the library holds no more\n",
+                    environment.stream->satellites_dropped(), static_cast<int>(MAXSAT_EPOCH));
+    }
     std::printf("ephemerides: %s\n", g_eph_selection == EPHOPT_PREC ? "precise products" : "broadcast");
     std::printf("earth orientation: %s\n", environment.eop_source.c_str());
     std::printf("planets: %s\n", environment.planet_source.c_str());
@@ -125,6 +134,11 @@ std::vector<Routine> routine_messages(const RunOptions& options) {
 }
 
 }  // namespace
+
+void print_signals(const Environment& environment) {
+    std::printf("systems: %s\n", systems_text(environment.shares).c_str());
+    if (!environment.other_signals.empty()) std::printf("also observed: %s\n", environment.other_signals.c_str());
+}
 
 void Totals::add(const Epoch& epoch) {
     if (epochs++ == 0) first = epoch.tag;

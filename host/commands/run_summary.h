@@ -27,6 +27,9 @@ struct Totals {
     bool on_ground() const { return filter.count("NOT_FOR_GROUND") != 0; }
 };
 
+/// The systems and observables that are taken, and what else was observed.
+void print_signals(const Environment& environment);
+
 void print_summary(const RunOptions& options, const Environment& environment, const Totals& totals, const Guard& guard,
                    const Console& console);
 

@@ -1,6 +1,7 @@
 #include "stores/environment.h"
 
 #include "shared/error.h"
+#include "stores/observation_stream.h"
 
 namespace host {
 
@@ -10,7 +11,10 @@ void* zeroed(std::size_t count, std::size_t size) {
     return memory;
 }
 
+Environment::Environment() = default;
+
 Environment::~Environment() {
+    stream.reset();
     free_att_quaternion_store();
     g_antenna_info_store = nullptr;
     std::free(antennas.antenna_info_storage);

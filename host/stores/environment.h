@@ -19,6 +19,15 @@ struct FileReport {
     FileSpan span{};  ///< where the file has one
 };
 
+class ObservationStream;
+
+/// Time and number of the epochs of the observation files.
+struct ObservedArc {
+    GTime first{}, last{};
+    double interval = 0;  ///< [s]
+    long epochs = 0;
+};
+
 struct FreeDeleter {
     void operator()(void* memory) const { std::free(memory); }
 };
@@ -38,7 +47,12 @@ inline char* writable(const std::string& text) { return const_cast<char*>(text.c
 /// Everything the library points at during a run; owned here, allocated once, off the stack.
 struct Environment {
     Owned<RUNTIME_POD_EMBED> runtime;
-    Owned<OBSDATA_EPOCH> observations;
+    Owned<OBSDATA_EPOCH> observations;  ///< all of them, where they are not streamed
+    std::unique_ptr<ObservationStream> stream;
+    ObservedArc arc;
+    std::vector<double> shares;  ///< by configured system: how many of its satellites have all observables [%]
+    std::string other_signals;   ///< what the observation files hold beside what is taken
+    long impossible = 0;         ///< values that no satellite can have, set aside
     Owned<EOPREC> eop;
     Owned<EPH_HEADER_JPL> jpl_header;
     Owned<EPH_RECORD_JPL> jpl_records;
@@ -48,7 +62,7 @@ struct Environment {
     std::string eop_source;     ///< earth orientation in words, with its span
     std::string planet_source;  ///< planets in words, with their span
 
-    Environment() = default;
+    Environment();
     ~Environment();
     Environment(const Environment&) = delete;
     Environment& operator=(const Environment&) = delete;

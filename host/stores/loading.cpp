@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <cmath>
-#include <set>
 
 #include "earth_gravity.h"
 #include "inputs/checks.h"
@@ -10,6 +9,8 @@
 #include "shared/error.h"
 #include "shared/times.h"
 #include "stores/environment.h"
+#include "stores/observables.h"
+#include "stores/observation_stream.h"
 #include "stores/orientation.h"
 #include "stores/planets.h"
 #include "stores/plausible.h"
@@ -27,47 +28,6 @@ void check_ephemerides(const InputOptions& options) {
     if (options.nav.empty() && options.sp3.empty()) throw InputError("no ephemeris file is given (--nav or --sp3)");
 }
 
-void load_observations(const InputOptions& options, Environment& environment) {
-    std::size_t capacity = 2;
-    for (const std::string& name : options.obs) capacity += check_observation(name);
-    environment.observations = make_zeroed<OBSDATA_EPOCH>(capacity);
-    g_obs_storage = environment.observations.get();
-    g_num_obs_storage = 0;
-    for (const std::string& name : options.obs) {
-        const int before = g_num_obs_storage;
-        if (!load_observation_rinex(loadable(name), options.receiver, options.interval)) {
-            throw InputError(name + ": this RINEX observation file could not be read");
-        }
-        environment.files.push_back({"observations", name, std::to_string(g_num_obs_storage - before) + " epochs"});
-    }
-    // An empty load leaves a count of one untouched record; such records are no epochs.
-    const auto is_empty = [](const OBSDATA_EPOCH& e) { return e.epoch_time.sys == UKNTS; };
-    OBSDATA_EPOCH* end = std::remove_if(g_obs_storage, g_obs_storage + g_num_obs_storage, is_empty);
-    g_num_obs_storage = static_cast<int>(end - g_obs_storage);
-    if (g_num_obs_storage == 0)
-        throw InputError(options.obs.front() + ": no epoch could be read from the observation files");
-    if (gtime2mjd(g_obs_storage[0].epoch_time) < kFirstMjd) {
-        throw InputError(options.obs.front() + ": epochs before 1972 cannot be processed (no leap seconds)");
-    }
-}
-
-/// Systems that the data hold and the library processes, in the order GPS, BDS.
-std::vector<sysGNSS> systems_of_data() {
-    std::set<sysGNSS> seen;
-    for (int i = 0; i < g_num_obs_storage; ++i) {
-        const OBSDATA_EPOCH& epoch = g_obs_storage[i];
-        for (int k = 0; k < std::min<int>(epoch.sat_num, MAXSAT_EPOCH); ++k) {
-            if (epoch.satobs[k].num_obs > 0) seen.insert(epoch.satobs[k].satsys);
-        }
-    }
-    std::vector<sysGNSS> systems;
-    for (sysGNSS system : {GPS, BDS}) {
-        if (seen.count(system) != 0) systems.push_back(system);
-    }
-    if (systems.empty()) systems.push_back(GPS);
-    return systems;
-}
-
 template <typename Row>
 long count_ok(const Row& row) {
     long n = 0;
@@ -75,6 +35,102 @@ long count_ok(const Row& row) {
         for (const auto& record : records) n += record.ok;
     }
     return n;
+}
+
+std::vector<ObservationScan> scan_all(const InputOptions& options, Environment& environment) {
+    std::vector<ObservationScan> scans;
+    FileSpan span;
+    ObservedArc& arc = environment.arc;
+    for (const std::string& name : options.obs) {
+        scans.push_back(scan_observations(name));
+        const ObservationScan& scan = scans.back();
+        arc.epochs += scan.epochs;
+        std::string content = std::to_string(scan.epochs) + " epochs";
+        if (scan.events > 0) content += ", " + std::to_string(scan.events) + " with an event left out";
+        environment.files.push_back({"observations", name, content, scan.span});
+        if (scan.epochs == 0) continue;
+        span.include(scan.span.first);
+        span.include(scan.span.last);
+        if (arc.interval == 0.0) arc.interval = scan.span.interval;
+    }
+    if (arc.epochs == 0) throw InputError(options.obs.front() + ": no epoch could be read from the observation files");
+    arc.first = span.first;
+    arc.last = span.last;
+    arc.interval = std::max(arc.interval, options.interval);
+    if (gtime2mjd(arc.first) < kFirstMjd)
+        throw InputError(options.obs.front() + ": epochs before 1972 cannot be processed (no leap seconds)");
+    return scans;
+}
+
+/// True if ephemerides of a system are loaded.
+bool has_ephemerides(sysGNSS system, const RUNTIME_POD_EMBED& runtime) {
+    if (g_eph_selection == EPHOPT_PREC) {
+        const int first = satsysprn2index(system, 1);
+        const int* counts = runtime.prec_storage.idx_eph;
+        const int end = system == GPS ? satsysprn2index(BDS, 1) : 95;
+        return std::any_of(counts + first, counts + end, [](int count) { return count > 0; });
+    }
+    return system == GPS ? count_ok(runtime.brdc_storage.eph_brdc_gps_all) > 0
+                         : count_ok(runtime.brdc_storage.eph_brdc_bds_all) > 0;
+}
+
+/// Systems that are asked for, or those that both the observations and the ephemerides hold, in the order GPS, BDS.
+std::vector<sysGNSS> choose_systems(const InputOptions& options, const std::vector<ObservationScan>& scans,
+                                    const RUNTIME_POD_EMBED& runtime) {
+    const auto observed = [&scans](sysGNSS system) { return share_of(system, {}, scans).all > 0; };
+    std::vector<sysGNSS> systems;
+    if (!options.systems.empty()) systems = read_systems(options.systems);
+    for (const sysGNSS system : systems) {
+        if (!observed(system))
+            throw InputError("--systems " + options.systems +
+                             ": the observation files have no satellite of one of them");
+    }
+    if (!systems.empty()) return systems;
+    std::vector<sysGNSS> seen;
+    for (const sysGNSS system : {GPS, BDS}) {
+        if (!observed(system)) continue;
+        seen.push_back(system);
+        const CodeSet codes = choose_codes(system, scans);
+        if (has_ephemerides(system, runtime) && share_of(system, {codes.begin(), codes.end()}, scans).complete > 0)
+            systems.push_back(system);
+    }
+    if (systems.empty()) systems = seen;
+    if (systems.empty()) systems.push_back(GPS);
+    return systems;
+}
+
+/// What is processed: by hand, or by what the files hold.
+void choose_observables(const InputOptions& options, const std::vector<ObservationScan>& scans,
+                        const RUNTIME_POD_EMBED& runtime) {
+    std::vector<sysGNSS> systems = choose_systems(options, scans, runtime);
+    std::vector<Observables> given;
+    for (const std::string& text : options.codes) given.push_back(read_codes(text));
+    if (options.systems.empty() && !given.empty()) {
+        systems.clear();
+        for (const Observables& o : given) systems.push_back(o.system);
+    }
+    set_gnssconfig_system(&gnssconfig, static_cast<int>(systems.size()), systems.data());
+    for (std::size_t i = 0; i < systems.size(); ++i) {
+        const auto by_hand =
+            std::find_if(given.begin(), given.end(), [&](const Observables& o) { return o.system == systems[i]; });
+        configure_codes(static_cast<int>(i), by_hand != given.end() ? by_hand->codes : choose_codes(systems[i], scans));
+    }
+}
+
+/// Tells what the configured observables leave, and where they find nothing.
+void hold_observables(const std::vector<ObservationScan>& scans, Environment& environment) {
+    std::vector<Observables> taken;
+    for (int j = 0; j < std::min<int>(gnssconfig.num_sys, MAXNUM_SYS); ++j) {
+        const std::vector<std::string> codes = configured_codes(j);
+        Observables observables;
+        observables.system = gnssconfig.sys_used[j];
+        if (codes.size() == 4) std::copy(codes.begin(), codes.end(), observables.codes.begin());
+        taken.push_back(observables);
+        const Share share = share_of(observables.system, codes, scans);
+        environment.shares.push_back(
+            share.all > 0 ? 100.0 * static_cast<double>(share.complete) / static_cast<double>(share.all) : 0.0);
+    }
+    environment.other_signals = other_signals(taken, scans);
 }
 
 template <typename Row>
@@ -203,45 +259,72 @@ void load_configuration(const std::string& file, Environment& environment) {
     environment.files.push_back({"configuration", file, std::to_string(gnssconfig.num_sys) + " systems"});
 }
 
-void prepare(const InputOptions& options, Environment& environment) {
+namespace {
+
+void check_options(const InputOptions& options) {
     if (options.obs.empty()) throw InputError("no observation file is given (--obs)");
     if (options.embedded && (!options.eop.empty() || !options.jpl.empty() || !options.atx.empty())) {
         throw InputError("--embedded uses the built-in tables: --eop, --jpl and --atx do not go with it");
     }
+    if ((options.embedded || !options.config.empty()) && (!options.codes.empty() || !options.systems.empty()))
+        throw InputError("--codes and --systems do not go with --embedded or --config, which name the observables");
     // All checks come before the first load: a bad file ends the run early and with its name.
     check_ephemerides(options);
     for (const std::string& name : options.atx) check_antex(name);
     if (!options.config.empty()) check_config(options.config);
+}
 
+void start_embedded(Environment& environment) {
+    startup_pod_embed(environment.runtime.get(), false);
+    environment.eop_source =
+        "built-in, " + date_span_text(g_eop_storage[0].mjd_utc, g_eop_storage[g_eop_storage_size - 1].mjd_utc) + " UTC";
+    environment.planet_source =
+        "built-in record, " + date_span_text(g_eph_header->ss[0] - 2400000.5, g_eph_header->ss[1] - 2400000.5) + " TT";
+}
+
+void load_models(const InputOptions& options, Environment& environment) {
+    const double mjd_first = gtime2mjd(environment.arc.first);
+    initialize_global_earth_gravity();
+    load_planets(options.jpl, mjd_first, gtime2mjd(environment.arc.last), environment);
+    load_earth_orientation(options.eop, options.eop_format, environment);
+    for (const std::string& name : options.atx) load_antennas(name, mjd_first, environment);
+}
+
+}  // namespace
+
+void prepare_stream(const InputOptions& options, Environment& environment) {
+    check_options(options);
     environment.runtime = make_zeroed<RUNTIME_POD_EMBED>();
-    RUNTIME_POD_EMBED* runtime = environment.runtime.get();
-    load_observations(options, environment);
-    const double mjd_first = gtime2mjd(g_obs_storage[0].epoch_time);
-    const double mjd_last = gtime2mjd(g_obs_storage[g_num_obs_storage - 1].epoch_time);
-
+    std::vector<ObservationScan> scans = scan_all(options, environment);
     if (options.embedded) {
-        startup_pod_embed(runtime, false);
-        environment.eop_source =
-            "built-in, " + date_span_text(g_eop_storage[0].mjd_utc, g_eop_storage[g_eop_storage_size - 1].mjd_utc) +
-            " UTC";
-        environment.planet_source = "built-in record, " +
-                                    date_span_text(g_eph_header->ss[0] - 2400000.5, g_eph_header->ss[1] - 2400000.5) +
-                                    " TT";
+        start_embedded(environment);
     } else {
-        initialize_global_earth_gravity();
-        load_planets(options.jpl, mjd_first, mjd_last, environment);
-        load_earth_orientation(options.eop, options.eop_format, environment);
-        for (const std::string& name : options.atx) {
-            load_antennas(name, mjd_first, environment);
-        }
-        std::vector<sysGNSS> systems = systems_of_data();
-        set_gnssconfig_system(&gnssconfig, static_cast<int>(systems.size()), systems.data());
+        load_models(options, environment);
     }
-    if (!options.config.empty()) load_configuration(options.config, environment);
     load_ephemerides(options, environment);
     set_aside_impossible_values(environment);
+    if (!options.embedded) choose_observables(options, scans, *environment.runtime);
+    if (!options.config.empty()) load_configuration(options.config, environment);
+    hold_observables(scans, environment);
     load_attitude(options, environment);
-    if (!options.embedded) startup_pod_embed(runtime, true);
+    if (!options.embedded) startup_pod_embed(environment.runtime.get(), true);
+    environment.stream = std::make_unique<ObservationStream>(
+        std::move(scans), StreamOptions{options.receiver, options.interval, options.sigma_code, options.sigma_phase});
+}
+
+void prepare(const InputOptions& options, Environment& environment) {
+    prepare_stream(options, environment);
+    environment.observations = make_zeroed<OBSDATA_EPOCH>(static_cast<std::size_t>(environment.arc.epochs) + 2);
+    int count = 0;
+    while (environment.stream->next_window()) {
+        set_aside_impossible_observations(environment);
+        std::copy_n(g_obs_storage, g_num_obs_storage, environment.observations.get() + count);
+        count += g_num_obs_storage;
+    }
+    environment.stream.reset();
+    if (count == 0) throw InputError(options.obs.front() + ": no epoch could be read from the observation files");
+    g_obs_storage = environment.observations.get();
+    g_num_obs_storage = count;
 }
 
 }  // namespace host

@@ -15,6 +15,9 @@ namespace host {
 struct InputOptions {
     std::vector<std::string> obs, nav, sp3, clk, atx, att;
     std::string eop, eop_format = "c04", jpl, config;
+    std::vector<std::string> codes;                ///< such as GPS:C1C,L1C,C2W,L2W
+    std::string systems;                           ///< such as GPS,BDS
+    double sigma_code = 0.3, sigma_phase = 0.002;  ///< [m]
     int receiver = 0;
     double interval = 0.0;  ///< [s]; 0 takes every epoch
     bool embedded = false;
@@ -25,6 +28,10 @@ void load_transmitters(const InputOptions& options, Environment& environment);
 
 /// A GNSS configuration file into the library's configuration. Throws InputError.
 void load_configuration(const std::string& file, Environment& environment);
+
+/// Loads all files but the observations, which stand ready as a stream, and starts the runtime in the chosen deployment. Throws InputError for
+/// a file that cannot be used.
+void prepare_stream(const InputOptions& options, Environment& environment);
 
 /// Loads all files and starts the runtime in the chosen deployment. Throws InputError for a file that cannot be used.
 void prepare(const InputOptions& options, Environment& environment);

@@ -5,13 +5,15 @@
 
 namespace host {
 
-void set_aside_impossible_values(Environment& environment) {
-    constexpr double kMinRange = 1e6, kMaxRange = 1e9;    ///< with a receiver clock of up to 3 s [m]
-    constexpr double kMaxPhase = 1e10;                    ///< [cycle]
-    constexpr double kMinRadius = 1e7, kMaxRadius = 1e8;  ///< of an orbit [m]
-    constexpr double kMaxClock = 1.0;                     ///< of a satellite [s]
-    const auto within = [](double value, double low, double high) { return value >= low && value <= high; };
-    long count = 0;
+namespace {
+
+bool within(double value, double low, double high) { return value >= low && value <= high; }
+
+}  // namespace
+
+void set_aside_impossible_observations(Environment& environment) {
+    constexpr double kMinRange = 1e6, kMaxRange = 1e9;  ///< with a receiver clock of up to 3 s [m]
+    constexpr double kMaxPhase = 1e10;                  ///< [cycle]
     for (int i = 0; i < g_num_obs_storage; ++i) {
         for (OBSDATA_SAT& sat : g_obs_storage[i].satobs) {
             for (OBSREC& rec : sat.obsdata) {
@@ -19,10 +21,16 @@ void set_aside_impossible_values(Environment& environment) {
                 const bool possible = rec.type == RANGE ? within(size, kMinRange, kMaxRange) : size <= kMaxPhase;
                 if (rec.value == 0.0 || possible) continue;
                 rec.value = 0.0;
-                ++count;
+                ++environment.impossible;
             }
         }
     }
+}
+
+void set_aside_impossible_values(Environment& environment) {
+    constexpr double kMinRadius = 1e7, kMaxRadius = 1e8;  ///< of an orbit [m]
+    constexpr double kMaxClock = 1.0;                     ///< of a satellite [s]
+    long& count = environment.impossible;
     const auto check_broadcast = [&](auto& rows) {
         for (auto& row : rows) {
             for (auto& record : row) {
@@ -55,9 +63,6 @@ void set_aside_impossible_values(Environment& environment) {
             ++count;
         }
     }
-    if (count > 0)
-        environment.files.push_back(
-            {"note", "all files", std::to_string(count) + " values that no satellite can have were set aside"});
 }
 
 }  // namespace host
