@@ -227,7 +227,7 @@ int run(const RunOptions& options) {
 
     RUNTIME_POD_EMBED& runtime = *environment.runtime;
     Guard guard(runtime.prec_storage, arc.first, environment.clock_interval);
-    EpochRunner runner(runtime, guard, console, arc.interval);
+    EpochRunner runner(runtime, guard, console, arc.interval, options.inputs.sigma_code);
     Tables tables(options, console);
     Totals totals;
     Keeper keeper(options, truth.get(), arc.first);

@@ -27,6 +27,8 @@ const char* status_name(STATUS_SOL status) {
     }
 }
 
+constexpr double kUsualSigma = 0.3;  ///< of a code [m]
+
 /// True if the satellite has a range in the point position.
 bool in_point_position(const OBSDATA_SAT& sat) {
     const int system = get_gnssconfig_sys_index(sat.satsys, &gnssconfig);
@@ -40,12 +42,12 @@ bool in_point_position(const OBSDATA_SAT& sat) {
     return false;
 }
 
-PointPosition point_position_of(const RUNTIME_POD_EMBED& runtime) {
+PointPosition point_position_of(const RUNTIME_POD_EMBED& runtime, double sigma_code) {
     PointPosition point;
     const SOLUTION& solution = runtime.sln_kine;
     point.time = runtime.time_now;
     std::copy_n(solution.pos_vel_clk, 3, point.position.begin());
-    point.sigma = solution.sigma;
+    point.sigma = solution.sigma * sigma_code / kUsualSigma;  // the library weighs by 0.3 m
     point.dilution =
         std::sqrt(std::sqrt(3.0) * solution.gdop);  // at most: the library sums the squares of the variances
     std::array<bool, MAXNUM_SYS> systems{};
@@ -54,6 +56,7 @@ PointPosition point_position_of(const RUNTIME_POD_EMBED& runtime) {
         const OBSDATA_SAT& sat = epoch.satobs[i];
         if (!in_point_position(sat)) continue;
         ++point.satellites;
+        point.has_clock = point.has_clock || sat.satsys == gnssconfig.sys_used[0];
         systems[static_cast<std::size_t>(get_gnssconfig_sys_index(sat.satsys, &gnssconfig))] = true;
         point.seen = point.seen && !behind_earth(point.position.data(), sat.satpos_ecf);
     }
@@ -130,7 +133,7 @@ void EpochRunner::run(OBSDATA_EPOCH& observations, Epoch& epoch, PointPosition& 
     epoch.status = status_name(runtime_.sln_kine.status);
     epoch.satellites = runtime_.sln_kine.nsat;
     if (runtime_.sln_kine.status != SOL_OK) return;
-    point = point_position_of(runtime_);
+    point = point_position_of(runtime_, sigma_code_);
     // With every range flagged the solver has nothing to correct and stays where it starts.
     const bool at_start = std::hypot(point.position[0], point.position[1], point.position[2]) < 1000.0;
     const char* fault = at_start ? "NO_POSITION" : point_judge_.fault(point);
@@ -143,7 +146,8 @@ bool EpochRunner::without_misfit(OBSDATA_EPOCH& observations, Epoch& epoch, Poin
     if (runtime_.sln_kine.status != SOL_OK) return false;
     const char* fault = epoch.status;
     before_.restore(runtime_);
-    const int place = find_misfit(observations, runtime_.ant_info_rcv, point_judge_.usual_sigma());
+    const int place =
+        find_misfit(observations, runtime_.ant_info_rcv, point_judge_.usual_sigma() * kUsualSigma / sigma_code_);
     if (place >= 0) {
         OBSDATA_SAT& sat = observations.satobs[place];
         sat.flag_sat = SAT_NOT_USED;

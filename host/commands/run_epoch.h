@@ -44,11 +44,13 @@ std::string system_name(int index);
 /// Hands epochs to the library in order of time and judges what comes back.
 class EpochRunner {
   public:
-    /// \param interval  of the epochs [s]
-    EpochRunner(RUNTIME_POD_EMBED& runtime, Guard& guard, Console& console, double interval)
+    /// \param interval    of the epochs [s]
+    /// \param sigma_code  of the observations [m]
+    EpochRunner(RUNTIME_POD_EMBED& runtime, Guard& guard, Console& console, double interval, double sigma_code)
         : runtime_(runtime),
           guard_(guard),
           console_(console),
+          sigma_code_(sigma_code),
           attitude_(runtime.index_object),
           filter_judge_(interval) {}
     Epoch process(OBSDATA_EPOCH& observations);
@@ -62,6 +64,7 @@ class EpochRunner {
     RUNTIME_POD_EMBED& runtime_;
     Guard& guard_;
     Console& console_;
+    double sigma_code_;
     AttitudeGuard attitude_;
     PointJudge point_judge_;
     FilterJudge filter_judge_;

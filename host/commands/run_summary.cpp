@@ -11,6 +11,9 @@ namespace host {
 
 namespace {
 
+constexpr double kLongClockInterval = 300.0;  ///< straight lines between clocks leave more than a phase has [s]
+constexpr double kLongClockSigma = 0.01;      ///< [m]
+
 std::string systems_text(const std::vector<double>& shares) {
     std::string text;
     for (int j = 0; j < std::min<int>(gnssconfig.num_sys, MAXNUM_SYS); ++j) {
@@ -38,6 +41,14 @@ void print_inputs(const RunOptions& options, const Environment& environment, con
     if (environment.stream != nullptr && environment.stream->satellites_dropped() > 0) {
         std::printf("  %ld satellites beyond %d an epoch were left out: the library holds no more\n",
                     environment.stream->satellites_dropped(), static_cast<int>(MAXSAT_EPOCH));
+    }
+    std::printf("sigmas: codes %g m, phases %g m\n", options.inputs.sigma_code, options.inputs.sigma_phase);
+    if (environment.clock_interval >= kLongClockInterval && options.inputs.sigma_phase < kLongClockSigma) {
+        std::printf(
+            "note: clocks every %.0f s leave centimetres in the phases. For an orbit to be fitted --sigma-phase 0.02 "
+            "to "
+            "0.05 serves better.\n",
+            environment.clock_interval);
     }
     std::printf("ephemerides: %s\n", g_eph_selection == EPHOPT_PREC ? "precise products" : "broadcast");
     std::printf("earth orientation: %s\n", environment.eop_source.c_str());

@@ -116,6 +116,7 @@ double PointJudge::usual_sigma() const {
 const char* PointJudge::fault(const PointPosition& point) const {
     const double radius = length(point.position);
     if (point.satellites < 3 + point.systems) return "UNDETERMINED";
+    if (!point.has_clock) return "NO_CLOCK";
     if (!(radius >= kLowestRadius && radius <= kHighestRadius) || !point.seen) return "IMPLAUSIBLE";
     if (!(point.sigma <= usual_sigma()) || !(point.sigma * point.dilution <= kLargestError)) return "POOR_FIT";
     const Course way = course(accepted_, point);

@@ -40,7 +40,8 @@ struct PointPosition {
     double sigma = 0;     ///< of its residuals, for codes of 0.3 m [m]
     double dilution = 0;  ///< of position
     int satellites = 0, systems = 0;
-    bool seen = true;  ///< no satellite stands behind the Earth
+    bool has_clock = false;  ///< of the first configured system, which gives the receive time
+    bool seen = true;        ///< no satellite stands behind the Earth
 };
 
 /// Judges positions in order of time.
