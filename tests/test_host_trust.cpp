@@ -239,4 +239,61 @@ INSTANTIATE_TEST_SUITE_P(
               30}),
     name_of);
 
+// --- what the observation files hold -----------------------------------------------------------------------------------
+
+/// A station's file without a configuration.
+Trial taken(const char* name, const std::string& options, const std::vector<std::string>& words, double point,
+            const std::string& make = "") {
+    return {name,
+            "run --nav %S/ESBC00DNK_R_20201770000_01D_MN.rnx --truth %T/site.csv --obs " + options,
+            point > 0.0 ? 0 : 2,
+            words,
+            point > 0.0 ? largest("point position") : "",
+            point,
+            "site.csv<mjd_gpst,x_m,y_m,z_m\n59025,3582104.768,532590.174,5232755.144\n>",
+            make};
+}
+
+const std::string kAsIs = "%D/gnss/limits/ESBC00DNK_R_20201770000_01H_30S_MO_asis.rnx";
+const std::string kTrim = "%S/ESBC00DNK_R_20201770000_06H_30S_GO_trim.rnx";
+
+INSTANTIATE_TEST_SUITE_P(
+    Observables, Trust,
+    testing::Values(
+        taken("Version3", kTrim, {"GPS (C1C L1C C2W L2W), 98.1 %", "also observed: GPS C1W L1C C2W L2W"}, 6),
+        taken("Version2", "%D/gnss/rinex2/esbc1770_06h.20o", {"GPS (C1P L1P C2P L2P)", "solved 720"}, 6),
+        taken("TwoSystems", "%S/ESBC00DNK_R_20201771400_04H_30S_MO_trim.rnx",
+              {"GPS (C1C L1C C2W L2W), 100 %", "BDS (C2I L2I C6I L6I), 100 %", "solved 480"}, 6),
+        taken("ManySystemsAndTypes", kAsIs,
+              {"Galileo (not processed)", "satellites beyond 15 an epoch were left out", "solved 120"}, 8),
+        taken("ByHand", kAsIs + " --codes GPS:C1C,L1C,C5Q,L5Q", {"systems: GPS (C1C L1C C5Q L5Q), 41.8 %"}, 100),
+        taken("CodesOfOneBand", kAsIs + " --codes GPS:C1C,L1C,C1W,L1W", {"code and phase of another"}, 0),
+        taken("SystemWithoutData", kTrim + " --systems BDS", {"no satellite of one of them"}, 0),
+        taken("AnotherYear", "%D/archives/KMS300DNK_R_20221591000_01H_30S_MO.rnx",
+              {"GPS (C1C L1C C2W L2W)", "BDS (C2I L2I C6I L6I)", "BDS C1P L1P C5P L5P", "none of the arc"}, 0),
+        taken("TimesInUtc", "%T/utc.rnx", {"utc.rnx: ", "has times in UTC"}, 0,
+              "sed 's/GPS         TIME OF FIRST/GLO         TIME OF FIRST/' " + kTrim + " > utc.rnx")),
+    name_of);
+
+/// A file as it is, its trim, one cut short beside it, and one in pieces give the same rows.
+TEST_F(HostTest, TheSameEpochsHoweverTheFilesHoldThem) {
+    LEOPOD_REQUIRE_DATA(data_path("gnss/limits"));
+    const std::string run = "run --nav %S/ESBC00DNK_R_20201770000_01D_MN.rnx --systems GPS --to 3600 --out ";
+    ASSERT_EQ(
+        shell(resolve("head -c 500000 " + kTrim +
+                      " > cut.rnx\nawk '/END OF HEADER/{print > \"a.rnx\"; print > "
+                      "\"b.rnx\"; h=1; next} /^>/{n++} !h{print > \"a.rnx\"; print > \"b.rnx\"; next} n<=60{print > "
+                      "\"b.rnx\"; next} n<=200{print > \"a.rnx\"}' " +
+                      kTrim))
+            .status,
+        0);
+    leopod_ok(resolve(run + out("whole.csv") + " --obs " + kTrim));
+    const std::string whole = read_file(out("whole.csv"));
+    EXPECT_EQ(std::count(whole.begin(), whole.end(), '\n'), 121);
+    for (const std::string& obs : {kAsIs, "%T/cut.rnx " + kTrim, std::string("%T/a.rnx %T/b.rnx")}) {
+        leopod_ok(resolve(run + out("other.csv") + " --obs " + obs));
+        EXPECT_TRUE(read_file(out("other.csv")) == whole) << obs;
+    }
+}
+
 }  // namespace

@@ -155,7 +155,7 @@ void tell_coverage(Environment& environment) {
 }
 
 /// The reference positions, of which some have to lie in the arc.
-std::unique_ptr<Truth> load_truth(const std::string& file, const ObservedArc& arc) {
+std::unique_ptr<Truth> load_truth(const std::string& file, const ArcOfEpochs& arc) {
     if (file.empty()) return nullptr;
     auto truth = std::make_unique<Truth>(Truth::load(file, arc.first));
     Vector3 position;
@@ -221,7 +221,7 @@ int run(const RunOptions& options) {
         const Progress progress("reading files");
         prepare_stream(options.inputs, environment);
     }
-    const ObservedArc& arc = environment.arc;
+    const ArcOfEpochs& arc = environment.arc;
     tell_coverage(environment);
     const std::unique_ptr<Truth> truth = load_truth(options.truth, arc);
 
@@ -285,9 +285,7 @@ void add_run(Command app, Action& action) {
         .positive()
         .capture_default_str();
     command.add_option("--receiver", o->inputs.receiver, "receiver number of the observations").capture_default_str();
-    command.add_option("--interval", o->inputs.interval, "sampling of the epochs in seconds; 0 takes all")
-        .non_negative()
-        .capture_default_str();
+    add_span(command, o->span, "epochs");
     command.add_flag("--embedded", o->inputs.embedded, "the embedded deployment: built-in tables, BeiDou alone");
     command.add_option(
         "--truth", o->truth,
@@ -304,7 +302,12 @@ void add_run(Command app, Action& action) {
         .add_option("--log-level", o->log_level,
                     "library messages from this level on: trace, debug, info, warning, error, critical, off")
         .capture_default_str();
-    command.callback([o, &action] { action = [o] { return run(*o); }; });
+    command.callback([o, &action] {
+        o->inputs.from = o->span.from;
+        o->inputs.to = o->span.to;
+        o->inputs.interval = o->span.interval;
+        action = [o] { return run(*o); };
+    });
 }
 
 }  // namespace host

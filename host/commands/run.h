@@ -6,6 +6,7 @@
 #include <string>
 
 #include "outputs/ephemeris.h"
+#include "shared/span.h"
 #include "stores/loading.h"
 
 namespace host {
@@ -13,6 +14,7 @@ namespace host {
 struct RunOptions {
     InputOptions inputs;
     std::string truth, out, satellites_out, plot, summary;
+    SpanOptions span;  ///< as the options give it; the inputs have it
     OrbitOutputs orbit;
     bool round = false;  ///< the orbit at whole seconds
     std::string log_level = "critical";

@@ -125,6 +125,8 @@ std::vector<Routine> routine_messages(const RunOptions& options) {
     std::vector<Routine> routine = {{"idx_amb_last==", "satellite new to the filter"},
                                     {"param name not supported", "satellite new to the filter"},
                                     {"get_gf_mw(): sys=", "satellite left out"},
+                                    {"###T#:#:# satsys=# prn=# obs missing", "observable missing"},
+                                    {"satindex=#, obs_epoch->satobs[i].num_obs_used", "satellite left out"},
                                     {"sat index: # is not healthy", "satellite not served"},
                                     {"gps brdc not found", "satellite not served"},
                                     {"BDS brdc ephemeris not found", "satellite not served"},

@@ -44,26 +44,6 @@ std::string first_line(const std::string& name, const std::string& kind) {
 
 }  // namespace
 
-/// Checks an observation file; returns an upper bound of its epochs.
-std::size_t check_observation(const std::string& name) {
-    const std::string kind = "RINEX observation file";
-    std::size_t epochs = 0;
-    std::string first;
-    bool version3 = false;
-    each_line(name, kind, [&](const std::string& line) {
-        if (first.empty()) {
-            first = line.empty() ? " " : line;
-            version3 = std::atof(line.substr(0, 9).c_str()) >= 3.0;
-        }
-        epochs += version3 ? char_at(line, 0) == '>' : char_at(line, 3) == ' ' && line.size() > 20;
-        return true;
-    });
-    if (char_at(first, 20) != 'O' && !holds(first, "OBSERVATION")) wrong_kind(name, kind);
-    const double version = std::atof(first.substr(0, 9).c_str());
-    if (!(version >= 2.0 && version < 5.0)) throw InputError(name + ": version of this " + kind + " is not 2, 3 or 4");
-    return epochs;
-}
-
 void check_navigation(const std::string& name) {
     if (char_at(first_line(name, "RINEX navigation file"), 20) != 'N') wrong_kind(name, "RINEX navigation file");
 }

@@ -13,8 +13,6 @@ namespace host {
 void each_line(const std::string& name, const std::string& kind, const std::function<bool(const std::string&)>& use,
                bool complete_only = false);
 
-/// Checks an observation file; returns an upper bound of its epochs.
-std::size_t check_observation(const std::string& name);
 void check_navigation(const std::string& name);
 void check_sp3(const std::string& name);
 void check_clock(const std::string& name);

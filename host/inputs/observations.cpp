@@ -5,9 +5,9 @@
 #include <cstdio>
 #include <cstdlib>
 
-#include "inputs/checks.h"
+#include "inputs/kinds.h"
+#include "inputs/open.h"
 #include "shared/error.h"
-#include "shared/files.h"
 #include "shared/times.h"
 
 namespace host {

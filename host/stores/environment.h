@@ -22,7 +22,7 @@ struct FileReport {
 class ObservationStream;
 
 /// Time and number of the epochs of the observation files.
-struct ObservedArc {
+struct ArcOfEpochs {
     GTime first{}, last{};
     double interval = 0;  ///< [s]
     long epochs = 0;
@@ -49,7 +49,7 @@ struct Environment {
     Owned<RUNTIME_POD_EMBED> runtime;
     Owned<OBSDATA_EPOCH> observations;  ///< all of them, where they are not streamed
     std::unique_ptr<ObservationStream> stream;
-    ObservedArc arc;
+    ArcOfEpochs arc;
     std::vector<double> shares;  ///< by configured system: how many of its satellites have all observables [%]
     std::string other_signals;   ///< what the observation files hold beside what is taken
     long impossible = 0;         ///< values that no satellite can have, set aside

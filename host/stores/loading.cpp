@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <optional>
 
 #include "earth_gravity.h"
 #include "inputs/checks.h"
@@ -40,7 +41,7 @@ long count_ok(const Row& row) {
 std::vector<ObservationScan> scan_all(const InputOptions& options, Environment& environment) {
     std::vector<ObservationScan> scans;
     FileSpan span;
-    ObservedArc& arc = environment.arc;
+    ArcOfEpochs& arc = environment.arc;
     for (const std::string& name : options.obs) {
         scans.push_back(scan_observations(name));
         const ObservationScan& scan = scans.back();
@@ -60,6 +61,27 @@ std::vector<ObservationScan> scan_all(const InputOptions& options, Environment& 
     if (gtime2mjd(arc.first) < kFirstMjd)
         throw InputError(options.obs.front() + ": epochs before 1972 cannot be processed (no leap seconds)");
     return scans;
+}
+
+/// Cuts the arc to what is asked for.
+std::optional<ArcSpan> cut_arc(const InputOptions& options, ArcOfEpochs& arc) {
+    if (options.from.empty() && options.to.empty()) return std::nullopt;
+    const ArcSpan span({options.from, options.to, 0.0}, arc.first, tsGPST);
+    const double step = arc.interval > 0.0 ? arc.interval : 1.0;
+    const long count = std::lround(std::floor(gtimeSubSec(arc.last, arc.first) / step)) + 1;
+    const GTime start = arc.first;
+    arc.epochs = 0;
+    for (long i = 0; i < count; ++i) {
+        const GTime time = gtimeAddSec(start, static_cast<double>(i) * step);
+        if (!span.within(time)) continue;
+        if (arc.epochs++ == 0) arc.first = time;
+        arc.last = time;
+    }
+    if (arc.epochs == 0) {
+        throw InputError(options.obs.front() + ": no epoch between --from and --to; the files hold " +
+                         time_text(start, 0) + " to " + time_text(arc.last, 0));
+    }
+    return span;
 }
 
 /// True if ephemerides of a system are loaded.
@@ -296,6 +318,7 @@ void prepare_stream(const InputOptions& options, Environment& environment) {
     check_options(options);
     environment.runtime = make_zeroed<RUNTIME_POD_EMBED>();
     std::vector<ObservationScan> scans = scan_all(options, environment);
+    const std::optional<ArcSpan> span = cut_arc(options, environment.arc);
     if (options.embedded) {
         start_embedded(environment);
     } else {
@@ -309,7 +332,8 @@ void prepare_stream(const InputOptions& options, Environment& environment) {
     load_attitude(options, environment);
     if (!options.embedded) startup_pod_embed(environment.runtime.get(), true);
     environment.stream = std::make_unique<ObservationStream>(
-        std::move(scans), StreamOptions{options.receiver, options.interval, options.sigma_code, options.sigma_phase});
+        std::move(scans),
+        StreamOptions{options.receiver, options.interval, span, options.sigma_code, options.sigma_phase});
 }
 
 void prepare(const InputOptions& options, Environment& environment) {

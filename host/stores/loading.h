@@ -16,6 +16,7 @@ struct InputOptions {
     std::vector<std::string> obs, nav, sp3, clk, atx, att;
     std::string eop, eop_format = "c04", jpl, config;
     std::vector<std::string> codes;                ///< such as GPS:C1C,L1C,C2W,L2W
+    std::string from, to;                          ///< of the epochs, as in ArcSpan
     std::string systems;                           ///< such as GPS,BDS
     double sigma_code = 0.3, sigma_phase = 0.002;  ///< [m]
     int receiver = 0;

@@ -141,7 +141,11 @@ ObservationStream::Source* ObservationStream::earliest() {
     const auto find = [this] {
         Source* first = nullptr;
         for (const auto& source : open_) {
-            if (first == nullptr || gtime_less(source->epoch().time, first->epoch().time)) first = source.get();
+            if (first == nullptr || gtime_less(source->epoch().time, first->epoch().time) ||
+                (gtime_equal(source->epoch().time, first->epoch().time) &&
+                 source->epoch().count > first->epoch().count)) {
+                first = source.get();
+            }
         }
         return first;
     };
@@ -163,12 +167,14 @@ bool ObservationStream::next_window() {
     while (epochs < kWindow) {
         Source* source = earliest();
         if (source == nullptr) break;
-        const bool twice = last_.sys != UKNTS && gtime_equal(source->epoch().time, last_);
-        if (!twice) {
+        const GTime time = source->epoch().time;
+        if (options_.span && options_.span->over(time)) break;
+        const bool twice = last_.sys != UKNTS && gtime_equal(time, last_);
+        if (!twice && (!options_.span || options_.span->within(time))) {
             if (source_of_header != nullptr && source != source_of_header) break;
             source_of_header = source;
             append(*source, text);
-            last_ = source->epoch().time;
+            last_ = time;
             ++epochs;
         }
         if (!source->advance()) {

@@ -4,10 +4,12 @@
 #define LEOPOD_HOST_OBSERVATION_STREAM_H
 
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
 #include "inputs/observations.h"
+#include "shared/span.h"
 #include "stores/environment.h"
 
 namespace host {
@@ -16,12 +18,13 @@ namespace host {
 struct StreamOptions {
     int receiver = 0;
     double interval = 0;                           ///< [s]; 0 takes every epoch
+    std::optional<ArcSpan> span;                   ///< epochs outside are passed over
     double sigma_code = 0.3, sigma_phase = 0.002;  ///< [m]
 };
 
 /// The library gets each window as a version 3 file of the systems and types that are used, of at most ten types and fifteen satellites: the
 /// configured observables and the ranges, and of more than fifteen satellites those with all configured observables first. Epochs of the
-/// same time are taken once, from the file named first.
+/// same time are taken once, from the file that has more satellites.
 class ObservationStream {
   public:
     /// The library's configuration has to stand.
