@@ -9,6 +9,7 @@
 #include <cstring>
 
 #include "shared/error.h"
+#include "shared/names.h"
 #include "stores/observables.h"
 
 namespace host {
@@ -128,7 +129,10 @@ ObservationStream::ObservationStream(std::vector<ObservationScan> scans, const S
     while (!scans_.empty() && scans_.back().epochs == 0) scans_.pop_back();
     g_obs_storage = store_.get();
     g_num_obs_storage = 0;
+    if (!scans_.empty()) show_path_as(path(), scans_.front().name + (scans_.size() > 1 ? ", ..." : ""));
 }
+
+std::string ObservationStream::path() const { return "/proc/self/fd/" + std::to_string(descriptor_); }
 
 ObservationStream::~ObservationStream() {
     g_obs_storage = nullptr;
@@ -251,10 +255,10 @@ void ObservationStream::load(const std::string& text) {
         if (n <= 0) throw InputError(std::string("observations: no memory: ") + std::strerror(errno));
         done += static_cast<std::size_t>(n);
     }
-    std::string path = "/proc/self/fd/" + std::to_string(descriptor_);
+    std::string name = path();
     g_num_obs_storage = 0;
     g_obs_storage[0].epoch_time.sys = UKNTS;
-    if (!load_observation_rinex(path.data(), options_.receiver, options_.interval))
+    if (!load_observation_rinex(name.data(), options_.receiver, options_.interval))
         throw InputError("observations: could not be handed to the library");
     // An empty load leaves a count of one record that is none.
     const auto stale = [](const OBSDATA_EPOCH& e) { return e.epoch_time.sys == UKNTS; };

@@ -44,6 +44,7 @@ class ObservationStream {
     Source* earliest();
     void append(const Source& source, std::string& text);
     void load(const std::string& text);
+    std::string path() const;
 
     static constexpr std::size_t kWindow = 500;  ///< epochs
 
