@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "commands/summaries.h"
+#include "stores/observation_stream.h"
 #include "stores/satellites.h"
 
 namespace host {
@@ -57,6 +58,14 @@ void summarise(const RunOptions& options, const Environment& environment, const 
     summary.set_time("span/first", totals.first);
     summary.set_time("span/last", totals.last);
     summarise_systems(summary);
+    for (std::size_t j = 0; j < environment.shares.size(); ++j)
+        summary.set("systems/" + system_name(static_cast<int>(j)) + "/complete_percent", environment.shares[j]);
+    summary.set("also_observed", environment.other_signals);
+    summary.set("satellites/beyond_limit",
+                environment.stream != nullptr ? environment.stream->satellites_dropped() : 0L);
+    summary.set("sigma_code_m", options.inputs.sigma_code);
+    summary.set("sigma_phase_m", options.inputs.sigma_phase);
+    summary.set("epochs_without_attitude", totals.without_attitude);
     summary.set("ephemerides", g_eph_selection == EPHOPT_PREC ? "precise products" : "broadcast");
     summarise_environment(environment, totals.first, summary);
     const ANT_INFO& antenna = environment.runtime->ant_info_rcv;
