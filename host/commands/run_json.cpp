@@ -12,7 +12,7 @@ namespace {
 
 void summarise_systems(Summary& summary) {
     for (int j = 0; j < std::min<int>(gnssconfig.num_sys, MAXNUM_SYS); ++j) {
-        const std::string path = "systems/" + system_name(j) + "/";
+        const std::string path = "systems/" + system_name(j) + "/signals/";
         for (int k = 0; k < std::min<int>(gnssconfig.num_obs_freq_code[j], MAXOBS_PER_SAT); ++k) {
             char code[8] = {};
             TYPE_FREQ_CODE_AsString(gnssconfig.obs_type_freq_code_used[j][k], code);
