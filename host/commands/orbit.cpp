@@ -123,7 +123,6 @@ struct Job {
     Dynamics dynamics;
     ObservedArc arc;
     EstimationOptions estimation;
-    AntennaShift shift;
     GTime last{};  ///< last epoch
 };
 
@@ -138,7 +137,7 @@ void load(const OrbitOptions& o, Job& job) {
     const GTime first = g_obs_storage[0].epoch_time;
     job.last = g_obs_storage[g_num_obs_storage - 1].epoch_time;
     prepare_forces(o, gtime2mjd(first), gtime2mjd(job.last), job.dynamics, job.environment);
-    if (!o.sp3_antenna.empty()) job.shift = move_to_phase_centers(o.sp3_antenna, job.environment.runtime->prec_storage);
+    if (!o.sp3_antenna.empty()) move_to_phase_centers(o.sp3_antenna, job.environment);
     Guard guard(job.environment.runtime->prec_storage, first, job.environment.clock_interval);
     job.arc = collect_observations(o.inputs.obs.front(), guard);
 }
@@ -225,21 +224,12 @@ std::string fault_of(const EstimationReport& report, const Counts& counts, const
     return text;
 }
 
-void print_files(const OrbitOptions& o, const Job& job) {
+void print_files(const Job& job) {
     std::printf("leopod orbit: reduced-dynamic orbit from code and phase\n");
     std::printf("frame: earth-fixed (ITRF realisation of the ephemerides), metres; time scale: GPST\n");
     std::printf("files:\n");
     for (const FileReport& file : job.environment.files)
         std::printf("  %-18s %s: %s\n", file.kind.c_str(), file.name.c_str(), file.content.c_str());
-    if (!o.sp3_antenna.empty()) {
-        std::printf("  %-18s %s: %ld positions of %zu satellites moved to the phase centre\n", "satellite antennas",
-                    o.sp3_antenna.c_str(), job.shift.positions, job.shift.moved.size());
-        if (!job.shift.without.empty()) {
-            std::printf("  %-18s set aside, for want of an antenna in this file:", "note");
-            for (const std::string& name : job.shift.without) std::printf(" %s", name.c_str());
-            std::printf("\n");
-        }
-    }
     std::printf("arc: %s to %s GPST, %.3f h, %zu epochs, %zu satellite epochs\n", time_text(job.arc.start).c_str(),
                 time_text(job.last).c_str(), job.arc.epochs.back().time / 3600.0, job.arc.epochs.size(),
                 job.arc.links.size());
@@ -452,7 +442,7 @@ int estimate(const OrbitOptions& o, const FilePlan& plan) {
     set_estimation(o, job.arc, job.dynamics.config->norder_gravity, job.estimation);
     Motion motion(job.dynamics, gtimeChangeTimeSystem(job.arc.start, tsUTC), 0.0, job.arc.epochs.back().time,
                   empirical_terms(o, *job.dynamics.config));
-    print_files(o, job);
+    print_files(job);
     print_noise(job.estimation);
     std::fflush(stdout);
     EstimationReport report;

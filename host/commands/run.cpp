@@ -26,6 +26,7 @@
 #include "stores/guard.h"
 #include "stores/observation_stream.h"
 #include "stores/plausible.h"
+#include "stores/satellite_antenna.h"
 #include "stores/satellites.h"
 
 namespace host {
@@ -204,6 +205,10 @@ FilePlan check_files(const RunOptions& o) {
     const InputOptions& in = o.inputs;
     plan.in("--obs", in.obs).in("--nav", in.nav).in("--sp3", in.sp3).in("--clk", in.clk).in("--atx", in.atx);
     plan.in("--att", in.att).in("--eop", in.eop).in("--jpl", in.jpl).in("--config", in.config).in("--truth", o.truth);
+    plan.in("--sp3-antenna", o.sp3_antenna);
+    if (!o.sp3_antenna.empty() && in.sp3.empty()) throw InputError("--sp3-antenna needs precise orbits (--sp3)");
+    if (!o.sp3_antenna.empty() && !in.atx.empty())
+        throw InputError("--sp3-antenna and --atx: the offsets of the satellites would enter twice");
     plan.out("--out", o.out).out("--satellites-out", o.satellites_out);
     plan_orbit_outputs(o.orbit, plan);
     plan.out("--plot", o.plot).out("--summary", o.summary).check();
@@ -225,6 +230,7 @@ int run(const RunOptions& options) {
     tell_coverage(environment);
     const std::unique_ptr<Truth> truth = load_truth(options.truth, arc);
 
+    if (!options.sp3_antenna.empty()) move_to_phase_centers(options.sp3_antenna, environment);
     RUNTIME_POD_EMBED& runtime = *environment.runtime;
     Guard guard(runtime.prec_storage, arc.first, environment.clock_interval);
     EpochRunner runner(runtime, guard, console, arc.interval, options.inputs.sigma_code);
@@ -281,6 +287,9 @@ void add_run(Command app, Action& action) {
     command.add_option("--sigma-code", o->inputs.sigma_code, "standard deviation of the codes, metres")
         .positive()
         .capture_default_str();
+    command.add_option(
+        "--sp3-antenna", o->sp3_antenna,
+        "ANTEX file: moves precise orbits to the phase centres of the satellites' antennas before the run");
     command.add_option("--sigma-phase", o->inputs.sigma_phase, "standard deviation of the phases, metres")
         .positive()
         .capture_default_str();

@@ -13,7 +13,7 @@ namespace host {
 
 struct RunOptions {
     InputOptions inputs;
-    std::string truth, out, satellites_out, plot, summary;
+    std::string truth, out, satellites_out, plot, summary, sp3_antenna;
     SpanOptions span;  ///< as the options give it; the inputs have it
     OrbitOutputs orbit;
     bool round = false;  ///< the orbit at whole seconds

@@ -10,6 +10,7 @@
 #include "earth_rotation_param.h"
 #include "eph_planet.h"
 #include "inputs/checks.h"
+#include "inputs/open.h"
 #include "inputs/positions.h"
 #include "shared/error.h"
 #include "stores/satellites.h"
@@ -23,7 +24,7 @@ class Antennas {
   public:
     explicit Antennas(const std::string& file) {
         check_antex(file);
-        if (!load_antenna_storage(writable(file), &store_) || store_.num_antenna_info == 0)
+        if (!load_antenna_storage(loadable(file), &store_) || store_.num_antenna_info == 0)
             throw InputError(file + ": no antenna could be read from this ANTEX file");
     }
     ~Antennas() { std::free(store_.antenna_info_storage); }
@@ -82,9 +83,13 @@ void move(EPHREC_PRE& record, const Vector3& offset, Vector3 sun) {
     for (std::size_t i = 0; i < 3; ++i) record.pos_ecf[i] += offset[0] * ex[i] + offset[1] * ey[i] + offset[2] * ez[i];
 }
 
-}  // namespace
+/// What was moved.
+struct AntennaShift {
+    long positions = 0, satellites = 0;
+    std::vector<std::string> without;  ///< satellites with orbits that the file lacks, whose orbits are set aside
+};
 
-AntennaShift move_to_phase_centers(const std::string& antex, EPHPREC_STORE& store) {
+AntennaShift move_all(const std::string& antex, EPHPREC_STORE& store) {
     const Antennas antennas(antex);
     constexpr int kFirstLeo = 95;  ///< low-earth-orbit satellites of a product are no transmitters
     AntennaShift shift;
@@ -110,10 +115,27 @@ AntennaShift move_to_phase_centers(const std::string& antex, EPHPREC_STORE& stor
         if (orbits == 0 || get_gnssconfig_sys_index(satsys, &gnssconfig) < 0) continue;
         // Centres of mass do not mix with phase centres.
         if (count < orbits) store.idx_eph[sat] = 0;
-        (count == orbits ? shift.moved : shift.without).push_back(satellite_name(satsys, prn));
-        if (count == orbits) shift.positions += count;
+        if (count == orbits) {
+            shift.positions += count;
+            ++shift.satellites;
+        } else {
+            shift.without.push_back(satellite_name(satsys, prn));
+        }
     }
     return shift;
+}
+
+}  // namespace
+
+void move_to_phase_centers(const std::string& antex, Environment& environment) {
+    const AntennaShift shift = move_all(antex, environment.runtime->prec_storage);
+    environment.files.push_back({"satellite antennas", antex,
+                                 std::to_string(shift.positions) + " positions of " + std::to_string(shift.satellites) +
+                                     " satellites moved to the phase centre"});
+    if (shift.without.empty()) return;
+    std::string names;
+    for (const std::string& name : shift.without) names += " " + name;
+    environment.files.push_back({"note", antex, "set aside, for want of an antenna in this file:" + names});
 }
 
 }  // namespace host

@@ -10,17 +10,11 @@
 
 namespace host {
 
-/// What was moved.
-struct AntennaShift {
-    long positions = 0;
-    std::vector<std::string> moved;    ///< satellites
-    std::vector<std::string> without;  ///< satellites with orbits that the file lacks, whose orbits are set aside
-};
-
 /// Moves the loaded precise positions of GPS and BDS to the ionosphere-free phase centre of the two configured bands, by an ANTEX file and the
-/// nominal yaw-steering attitude. Once a run: a second call would move them again. Earth orientation and planets are loaded before.
-/// Throws InputError for a file that cannot be used.
-AntennaShift move_to_phase_centers(const std::string& antex, EPHPREC_STORE& store);
+/// nominal yaw-steering attitude, and reports it among the files. Once a run: a second call would move them again. Earth orientation,
+/// planets and the configuration are loaded before. Orbits of satellites that the file lacks are set aside. Throws InputError for a file
+/// that cannot be used.
+void move_to_phase_centers(const std::string& antex, Environment& environment);
 
 }  // namespace host
 

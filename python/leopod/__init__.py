@@ -1,6 +1,6 @@
 """leopod: orbits of low-earth-orbit satellites from their GNSS receivers.
 
-`run`, `fit`, `propagate`, `simulate` and `orbit` run the program with the options of its command line and return its results as arrays. The modules
+`run`, `fit`, `orbit`, `propagate`, `simulate` and `report` run the program with the options of its command line and return its results as arrays. The modules
 times, frames, gravity, planets, satellites, sgp4 and tides call the library's routines on arrays.
 """
 
@@ -8,9 +8,9 @@ from __future__ import annotations
 
 from . import frames, gravity, planets, satellites, sgp4, tides, times
 from .errors import Error
-from .program import Result, fit, orbit, program, propagate, run, simulate
+from .program import Result, fit, orbit, program, propagate, report, run, simulate
 
 __all__ = [
-    "Error", "Result", "fit", "frames", "gravity", "orbit", "planets", "program", "propagate", "run", "satellites", "sgp4",
+    "Error", "Result", "fit", "frames", "gravity", "orbit", "planets", "program", "propagate", "report", "run", "satellites", "sgp4",
     "simulate", "tides", "times",
 ]  # fmt: skip

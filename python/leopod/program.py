@@ -232,6 +232,24 @@ def propagate(*, progress: Optional[bool] = None, **options: Any) -> Result:
     return _command("propagate", ("out",), options, progress)
 
 
+def report(out: "str | os.PathLike[str]", result: Optional[Result] = None, *, fitted: Optional[Result] = None, **options: Any) -> str:
+    """`leopod report`: one HTML page of a run, or of a run and its fit. Returns its path.
+
+    result and fitted stand for the files that they wrote (given with out=..., satellites_out=..., summary=...). Raises leopod.Error.
+    """
+    if result is not None:
+        for option, name in (("in", "out"), ("satellites", "satellites_out"), ("summary", "summary")):
+            options.setdefault(option, result.files.get(name))
+        options.setdefault("command", " ".join(["leopod", *result.words[1:]]))
+    if fitted is not None:
+        options.setdefault("fit", fitted.files.get("out"))
+    words = [program(), "report", "--out", os.fspath(out), *_words(options)]
+    status, printed, told = _call(words, False)
+    if status != 0:
+        raise Error((told.strip() or printed.strip()), status)
+    return os.fspath(out)
+
+
 def simulate(*, progress: Optional[bool] = None, **options: Any) -> Result:
     """`leopod simulate`: an orbit in, the observations of a receiver on it out. Raises leopod.Error."""
     return _command("simulate", (), options, progress)
