@@ -5,6 +5,8 @@
 #include <cstdio>
 #include <cstdlib>
 #include <new>
+#include <sstream>
+#include <string>
 
 #include "commands/command.h"
 #include "shared/error.h"
@@ -60,7 +62,9 @@ int main(int argc, char** argv) {
         host::close_standard_output();
         return finish(status);
     } catch (const host::InputError& e) {
-        std::fprintf(stderr, "leopod: %s\n", host::printable(e.what()).c_str());
+        std::istringstream faults(e.what());
+        for (std::string fault; std::getline(faults, fault);)
+            std::fprintf(stderr, "leopod: %s\n", host::printable(fault).c_str());
     } catch (const std::bad_alloc&) {
         std::fprintf(stderr, "leopod: not enough memory\n");
     }

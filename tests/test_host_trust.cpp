@@ -1,4 +1,6 @@
 // What the program calls OK is right: ordinary mistakes, each with the status, the words and the figures that are to come of it.
+#include <functional>
+
 #include "host_support.h"
 
 namespace {
@@ -17,6 +19,8 @@ struct Trial {
     std::string make{};              ///< shell commands that make further files in the directory of the test
     double filter = 0;               ///< largest error of the filter in the rows that say OK [m]; 0: not asked for
 };
+
+void PrintTo(const Trial& c, std::ostream* out) { *out << c.name; }
 
 /// Largest error of a solution, in the summary of a run with a reference.
 std::string largest(const std::string& solution) { return solution + " +epochs .*largest ([0-9.]+)"; }
@@ -295,5 +299,137 @@ TEST_F(HostTest, TheSameEpochsHoweverTheFilesHoldThem) {
         EXPECT_TRUE(read_file(out("other.csv")) == whole) << obs;
     }
 }
+
+// --- fits and propagations -------------------------------------------------------------------------------------------
+
+/// The truth of the demo, an hour of earth-fixed positions, with a change to its x, y, z; fitted with earth orientation and further options.
+Trial fit(const char* name, const std::function<void(std::size_t row, double* xyz)>& change, const std::string& options,
+          int status, const std::vector<std::string>& words, const std::string& figure = "", double most = 0,
+          const std::string& more_files = "", const std::string& pieces = "A0:3600 AC:3600 AS:3600") {
+    std::string table = "mjd_gpst,sod_gpst,x_m,y_m,z_m\n";
+    const std::vector<Row> truth = read_csv(kDemo + "truth.csv");
+    for (std::size_t i = 1; i < truth.size(); ++i) {
+        double xyz[3] = {truth[i].value("x_tag"), truth[i].value("y_tag"), truth[i].value("z_tag")};
+        change(i, xyz);
+        char line[200];
+        std::snprintf(line, sizeof line, "59232,%.3f,%.12g,%.12g,%.12g\n", truth[i].value("sod_tag"), xyz[0], xyz[1],
+                      xyz[2]);
+        table += line;
+    }
+    const std::string forces =
+        "f.cfg<+Force_Models\nEarth_Gravity = YES 30\nThird_Body_Gravity = YES SUN MOON\nGeneral_Relativity = YES\n"
+        "Empirical_Force = YES " +
+        pieces + "\n-Force_Models\n" + kSettings + ">";
+    return {name,
+            "fit --positions %T/p.csv --dynamics %T/f.cfg " + options,
+            status,
+            words,
+            figure,
+            most,
+            forces + "p.csv<" + table + ">" + more_files};
+}
+const auto kUnchanged = [](std::size_t, double*) {};
+const std::string kOrientation = "--eop %E/data/demo_eop.txt ";
+
+/// Changes one coordinate of the thirtieth position.
+auto one_at(double value) {
+    return [value](std::size_t row, double* xyz) {
+        if (row == 30) xyz[0] = value;
+    };
+}
+void in_kilometres(std::size_t, double* xyz) {
+    for (int i = 0; i < 3; ++i) xyz[i] *= 1e-3;
+}
+/// Earth-fixed to a frame that doesn't turn: the rotation alone, enough to be taken for inertial.
+void unturned(std::size_t row, double* xyz) {
+    const double angle = 7.2921151467e-5 * 30.0 * static_cast<double>(row), x = xyz[0];
+    xyz[0] = std::cos(angle) * x - std::sin(angle) * xyz[1];
+    xyz[1] = std::sin(angle) * x + std::cos(angle) * xyz[1];
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Fits, Trust,
+    testing::Values(
+        fit("Good", kUnchanged, kOrientation, 0, {"converged after"}, "residuals: rms along ([0-9.]+)", 0.01),
+        fit("Kilometres", in_kilometres, kOrientation, 2, {"position 1 of", "kilometres?"}),
+        fit("OnePositionFarOff", one_at(7e9), kOrientation, 2, {"position 30 of", "00:15:00.000", "7000000000.000 m"}),
+        fit("OnePositionFartherOff", one_at(7e12), kOrientation, 2, {"position 30 of", "7.000e+12 m"}),
+        fit("NotANumber", one_at(std::nan("")), kOrientation, 2, {"p.csv", "line 31"}),
+        fit("EarthFixedAsInertial", kUnchanged, kOrientation + "--frame eci", 1, {"NOT CONVERGED", "--frame ecef?"}),
+        fit("InertialAsEarthFixed", unturned, kOrientation, 1, {"NOT CONVERGED", "--frame eci?"}),
+        fit("NoOrientation", kUnchanged, "", 1, {"NO EARTH ORIENTATION"}),
+        fit("OrientationOfOtherYears", kUnchanged, "--eop %D/grace_b_2010208/finals_iau2000_2010_07_08.txt", 2,
+            {"COVERS NOTHING OF THE ARC", "2010-07-10 to 2010-08-13", "2021-01-18"}),
+        fit("OrientationOfAnotherFormat", kUnchanged, kOrientation + "--eop-format c04", 2, {"format rapid, not c04"}),
+        fit("FieldOfLowerDegree", kUnchanged, kOrientation + "--gravity %T/g.txt", 2, {"complete to degree 2"}, "", 0,
+            "g.txt<2 0 -4.8e-4 0\n2 1 0 0\n2 2 2.4e-6 -1.4e-6\n3 0 9.5e-7 0\n>"),
+        fit("MorePiecesThanTheLibraryHolds", kUnchanged, kOrientation, 2, {"3571 pieces", "longer pieces"}, "", 0, "",
+            "A0:1"),
+        Trial{"PositionsWithoutDates",
+              "fit --positions %T/p.csv --dynamics %E/demo_orbit.cfg",
+              2,
+              {"no dates"},
+              "",
+              0,
+              "p.csv<sod,x_m,y_m,z_m\n" +
+                  [] {
+                      std::string rows;
+                      for (int i = 0; i < 60; ++i) rows += std::to_string(30 * i) + ",7000000,0,0\n";
+                      return rows;
+                  }() +
+                  ">"}),
+    name_of);
+
+Trial propagation(const char* name, const std::string& options, int status, const std::vector<std::string>& words,
+                  const std::string& files = "") {
+    return {name,
+            "propagate --epoch 2021-01-18T00:00:00 --dynamics %T/c.cfg " + options,
+            status,
+            words,
+            "",
+            0,
+            "c.cfg<+Force_Models\nEarth_Gravity = YES 30\nEmpirical_Force = YES A0:60\n-Force_Models\n" + kSettings +
+                ">" + files};
+}
+const std::string kState = "--frame eci --state 6878137 0 0 0 7000 3000 ";
+
+INSTANTIATE_TEST_SUITE_P(
+    Propagations, Trust,
+    testing::Values(
+        propagation("Good", kState + "--duration 6000", 0, {"101 epochs"}),
+        propagation("MorePiecesThanTheLibraryHoldsAtZero", kState + "--duration 54000", 0, {"901 epochs"}),
+        propagation("StateInKilometres", "--frame eci --state 6878 0 0 0 7.0 3.0", 2, {"kilometres?"}),
+        propagation("VelocityInKilometres", "--frame eci --state 6878137 0 0 0 7.0 3.0", 2,
+                    {"below the ground", "units"}),
+        propagation("TooFast", "--frame eci --state 6878137 0 0 0 7000 9000", 2, {"for good"}),
+        propagation("NotANumber", "--frame eci --state nan 0 0 0 7000 3000", 2, {"six numbers"}),
+        propagation("EarthFixedWithoutOrientation", "--state 6878137 0 0 0 6500 3000 --duration 600", 1,
+                    {"NO EARTH ORIENTATION"}),
+        propagation("OrientationThatEnds", "--state 6878137 0 0 0 6500 3000 --duration 200000 " + kOrientation, 1,
+                    {"COVERS PART OF THE ARC", "2021-01-17 to 2021-01-19"}),
+        propagation("UnknownOption", kState + "--duraton 600", 2, {"did you mean --duration?"}),
+        propagation("NumberOutOfRange", kState + "--duration 1e999", 2, {"--duration", "a number is expected"}),
+        Trial{"UnknownCommand", "propagte", 2, {"propagte is no command", "did you mean propagate?"}, "", 0, ""},
+        Trial{"TodaysC04",
+              "propagate --epoch 2010-07-27T00:00:00 --state 6878137 0 0 0 6500 3000 --duration 600 --dynamics "
+              "%E/demo_orbit.cfg --eop %T/eopc04.txt",
+              0,
+              {"c04 file", "2010-07-26 to 2010-07-29"},
+              "",
+              0,
+              "eopc04.txt<# YR  MM  DD  HH       MJD        x(\")        y(\")  UT1-UTC(s)       dX(\")      dY(\")\n"
+              "2010   7  26   0  55403.00    0.130912    0.475531  -0.0478617   -0.000045   -0.000035    0.002751   "
+              "-0.000966   0.0002262"
+              "    0.000035    0.000041   0.0000059    0.000053    0.000058    0.000050    0.000051   0.0000101\n"
+              "2010   7  27   0  55404.00    0.133654    0.474457  -0.0480843   -0.000064   -0.000043    0.002716   "
+              "-0.001134   0.0001899"
+              "    0.000035    0.000041   0.0000059    0.000053    0.000058    0.000050    0.000051   0.0000101\n"
+              "2010   7  28   0  55405.00    0.136323    0.473229  -0.0482270   -0.000084   -0.000051    0.002624   "
+              "-0.001279   0.0001036"
+              "    0.000035    0.000041   0.0000059    0.000053    0.000058    0.000050    0.000051   0.0000101\n"
+              "2010   7  29   0  55406.00    0.138923    0.471929  -0.0482570   -0.000104   -0.000059    0.002576   "
+              "-0.001328  -0.0000446"
+              "    0.000035    0.000041   0.0000059    0.000053    0.000058    0.000050    0.000051   0.0000101\n>"}),
+    name_of);
 
 }  // namespace

@@ -1,6 +1,12 @@
 #include "commands/command.h"
 
 #include <CLI/CLI.hpp>
+#include <algorithm>
+#include <cmath>
+#include <cstdio>
+
+#include "inputs/csv.h"
+#include "shared/nearest.h"
 
 namespace host {
 
@@ -24,6 +30,46 @@ void collect(const CLI::App& app, Settings& settings) {
         }
         collect(*sub, settings);
     }
+}
+
+/// A number from the least one on; the parser's own checks take infinity and what is no number, and print limits of 300 digits.
+CLI::Validator number_check(double least, bool least_too, const std::string& expected) {
+    return CLI::Validator(
+        [=](const std::string& text) {
+            double value = 0;
+            const bool ok = parse_number(text, value) && (least_too ? value >= least : value > least);
+            return ok ? std::string() : text + " is given, " + expected + " is expected";
+        },
+        "");
+}
+
+CLI::Validator finite_check() { return number_check(-1e300, true, "a number"); }
+
+/// What the parser leaves to guess: a command or an option that there isn't. Empty where all are known.
+std::string unknown_argument(const CLI::App& app, int argc, char** argv) {
+    if (argc < 2 || argv[1][0] == '-') return "";
+    const auto subcommands = app.get_subcommands([](const CLI::App*) { return true; });
+    std::vector<std::string> known;
+    const CLI::App* given = nullptr;
+    for (const CLI::App* command : subcommands) {
+        known.push_back(command->get_name());
+        if (command->get_name() == argv[1]) given = command;
+    }
+    if (given == nullptr)
+        return std::string(argv[1]) + " is no command, " + list_of(known) + " is expected" +
+               did_you_mean(argv[1], known);
+    if (!given->get_subcommands([](const CLI::App*) { return true; }).empty()) return "";
+    known.clear();
+    for (const CLI::Option* option : given->get_options()) {
+        for (const std::string& name : option->get_lnames()) known.push_back("--" + name);
+    }
+    for (int i = 2; i < argc; ++i) {
+        const std::string name = std::string(argv[i]).substr(0, std::string(argv[i]).find('='));
+        if (name.size() > 2 && name.compare(0, 2, "--") == 0 &&
+            std::find(known.begin(), known.end(), name) == known.end())
+            return std::string(argv[1]) + " has no option " + name + did_you_mean(name, known);
+    }
+    return "";
 }
 
 }  // namespace
@@ -59,12 +105,12 @@ Option Option::one_of(const std::vector<std::string>& values) {
 }
 
 Option Option::non_negative() {
-    option_->check(CLI::NonNegativeNumber);
+    option_->check(number_check(0.0, true, "a number from 0 on"));
     return *this;
 }
 
 Option Option::positive() {
-    option_->check(CLI::PositiveNumber);
+    option_->check(number_check(0.0, false, "a number above 0"));
     return *this;
 }
 
@@ -81,7 +127,7 @@ Option Command::add_option(const std::string& names, std::string& value, const s
 }
 
 Option Command::add_option(const std::string& names, double& value, const std::string& help) const {
-    return Option(app_->add_option(names, value, help));
+    return Option(app_->add_option(names, value, help)->check(finite_check()));
 }
 
 Option Command::add_option(const std::string& names, int& value, const std::string& help) const {
@@ -127,6 +173,12 @@ bool CommandLine::parse(int argc, char** argv, int& status) {
         collect(*app_, chosen);
         return true;
     } catch (const CLI::ParseError& e) {
+        const std::string unknown = e.get_exit_code() == 0 ? "" : unknown_argument(*app_, argc, argv);
+        if (!unknown.empty()) {
+            std::fprintf(stderr, "leopod: %s\nRun with --help for more information.\n", unknown.c_str());
+            status = 2;
+            return false;
+        }
         status = app_->exit(e) == 0 ? 0 : 2;
         return false;
     }

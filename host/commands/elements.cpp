@@ -11,9 +11,9 @@
 #include <optional>
 
 #include "commands/command.h"
+#include "commands/summaries.h"
 #include "inputs/kinds.h"
 #include "inputs/open.h"
-#include "commands/summaries.h"
 #include "inputs/positions.h"
 #include "shared/console.h"
 #include "shared/error.h"
@@ -358,7 +358,8 @@ void add_tle(Command app, Action& action) {
     command.add_option("--duration", o->duration, "length of the span in seconds").capture_default_str();
     command.add_option("--step", o->step, "spacing of the epochs in seconds").capture_default_str();
     command.add_option("--eop", o->eop, "earth orientation file; without it UT1 = UTC and no polar motion");
-    command.add_option("--eop-format", o->eop_format, "its format: c04, rapid or keyword").capture_default_str();
+    command.add_option("--eop-format", o->eop_format, "its format, told by the content: auto, c04, rapid or keyword")
+        .capture_default_str();
     command.add_option("--out", o->out,
                        "CSV of the states; - writes them to standard output, the summary to standard error");
     add_summary(command, o->summary);

@@ -15,7 +15,7 @@ struct ElementsOptions {
     bool all = false;
     std::string start;                       ///< UTC; empty: the epoch of each element set
     double duration = 86400.0, step = 60.0;  ///< [s]
-    std::string eop, eop_format = "c04";
+    std::string eop, eop_format = "auto";
     std::string out;  ///< "-" is standard output
     std::string summary;
     std::string log_level = "critical";

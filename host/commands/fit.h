@@ -20,7 +20,8 @@ struct FitOptions {
     std::string summary, out, residuals, parameters, history, plot;
 };
 
-/// Fits and returns the exit status: 0 when the fit converged, 1 when it did not. Throws InputError.
+/// Fits and returns the exit status: 0 when the fit converged, 1 when it did not or earth orientation does not cover the arc. Throws
+/// InputError.
 int fit(const FitOptions& options);
 
 }  // namespace host

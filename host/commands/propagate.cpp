@@ -10,6 +10,7 @@
 #include "commands/command.h"
 #include "commands/options.h"
 #include "commands/summaries.h"
+#include "inputs/orbit_check.h"
 #include "inputs/truth.h"
 #include "shared/console.h"
 #include "shared/error.h"
@@ -101,6 +102,37 @@ PositionFile given_state(const PropagateOptions& o) {
     return given;
 }
 
+void check_options(const PropagateOptions& o) {
+    if (!(o.duration > 0.0) || o.duration > 400.0 * 86400.0)
+        throw InputError("--duration: between 0 and 400 days in seconds is expected");
+    if (!(o.rows_interval > 0.0)) throw InputError("--rows-interval: a positive number of seconds is expected");
+}
+
+/// Loads what the forces need and holds it against the arc. The parameters of empirical forces are zero: they are left out.
+void prepare(const PropagateOptions& o, double mjd, const PositionFile& given, Dynamics& dynamics) {
+    const Vector3& p = given.rows.front().position;
+    const double radius = std::hypot(p[0], p[1], p[2]);
+    if (const std::string fault = radius_fault(radius); !fault.empty()) throw InputError("--state: " + fault);
+    const bool earth_fixed = !given.inertial || !o.truth.empty() || o.orbit.wanted() || !o.rows_out.empty();
+    const double end = mjd + o.duration / 86400.0;
+    prepare_dynamics(o.dynamics, mjd, end, earth_fixed, dynamics);
+    ORBIT_DYN_CONFIG& config = *dynamics.config;
+    check_steps(o.dynamics.dynamics, config, radius, o.duration);
+    config.status_derivative = 0;
+    config.emp_param_num_base = 0;
+    produce_force_model_params(mjd, end, &config, dynamics.state.get());
+}
+
+/// The given state, inertial.
+void inertial_state(PositionFile& given, double mjd, Vector3& pos, Vector3& vel) {
+    TimedPosition& first = given.rows.front();
+    pos = first.position;
+    vel = *first.velocity;
+    if (!given.inertial)
+        ecf2eci(mjd, getLeapSecond(mjd), first.position.data(), first.velocity->data(), pos.data(), vel.data());
+    check_orbit_state("--state", pos, vel);
+}
+
 void summarise(const PositionFile& given, const Dynamics& dynamics, const std::vector<TrajectoryPoint>& points,
                Summary& summary) {
     const TrajectoryPoint& last = points.back();
@@ -120,58 +152,31 @@ void summarise(const PositionFile& given, const Dynamics& dynamics, const std::v
     summarise_environment(dynamics.environment, points.front().utc, summary);
 }
 
-}  // namespace
-
-int propagate(const PropagateOptions& o) {
-    const FilePlan plan = check_files(o);
-    Console console(o.dynamics.log_level);
-    if (!(o.duration > 0.0) || o.duration > 400.0 * 86400.0)
-        throw InputError("--duration: between 0 and 400 days in seconds is expected");
-    if (!(o.rows_interval > 0.0)) throw InputError("--rows-interval: a positive number of seconds is expected");
-    PositionFile given = given_state(o);
-    TimedPosition& first = given.rows.front();
-    const GTime start = gtimeChangeTimeSystem(first.time, tsUTC);
-    if (gtime2mjd(start) < 41683.0) throw InputError("--state: an epoch from 1973 on is expected");
-    Dynamics dynamics;
-    const double mjd = gtime2mjd(start);
-    prepare_dynamics(o.dynamics, mjd, mjd + o.duration / 86400.0, dynamics);
-    // Forces with their parameters at zero; the motion alone is integrated.
-    dynamics.config->status_derivative = 0;
-    produce_force_model_params(mjd, mjd + o.duration / 86400.0, dynamics.config.get(), dynamics.state.get());
-
-    double pos[3];
-    double vel[3];
-    if (given.inertial) {
-        std::copy_n(first.position.data(), 3, pos);
-        std::copy_n(first.velocity->data(), 3, vel);
-    } else {
-        ecf2eci(mjd, getLeapSecond(mjd), first.position.data(), first.velocity->data(), pos, vel);
-    }
-    const std::vector<TrajectoryPoint> points = integrate(dynamics, start, pos, vel, o.duration);
+void print_result(const PropagateOptions& o, const PositionFile& given, const Dynamics& dynamics,
+                  const std::vector<TrajectoryPoint>& points, Summary& summary) {
+    const GTime start = gtimeChangeTimeSystem(points.front().utc, tsGPST);
     const TrajectoryPoint& last = points.back();
-    std::printf("leopod propagate: %s to %s GPST, %zu epochs\n",
-                time_text(gtimeChangeTimeSystem(start, tsGPST)).c_str(),
+    std::printf("leopod propagate: %s to %s GPST, %zu epochs\n", time_text(start).c_str(),
                 time_text(gtimeChangeTimeSystem(last.utc, tsGPST)).c_str(), points.size());
     if (!given.form.empty()) std::printf("state: %s: %s\n", o.state.front().c_str(), given.text().c_str());
     print_dynamics(dynamics);
     std::printf("last state, earth-fixed: %.4f %.4f %.4f m, %.7f %.7f %.7f m/s\n", last.pos_ecf[0], last.pos_ecf[1],
                 last.pos_ecf[2], last.vel_ecf[0], last.vel_ecf[1], last.vel_ecf[2]);
-    Summary summary = begin_summary("propagate", o.summary, plan);
-    summarise(given, dynamics, points, summary);
-    if (!o.truth.empty()) {
-        const Truth truth =
-            Truth::load(o.truth, gtimeChangeTimeSystem(start, tsGPST), o.orbit.satellite, given.inertial);
-        std::vector<PositionError> errors;
-        for (const TrajectoryPoint& p : points) {
-            PositionError error{};
-            if (truth.error_at(gtimeChangeTimeSystem(p.utc, tsGPST), p.pos_ecf, error)) errors.push_back(error);
-        }
-        const ErrorStatistics s = statistics(errors);
-        std::printf("errors against %s: epochs %zu, 3D rms %.4f, largest %.4f m\n", o.truth.c_str(), s.count, s.rms,
-                    s.largest);
-        summary.set("errors/reference", truth.source());
-        summarise_errors("errors/orbit", s, false, summary);
+    if (o.truth.empty()) return;
+    const Truth truth = Truth::load(o.truth, start, o.orbit.satellite, given.inertial);
+    std::vector<PositionError> errors;
+    for (const TrajectoryPoint& p : points) {
+        PositionError error{};
+        if (truth.error_at(gtimeChangeTimeSystem(p.utc, tsGPST), p.pos_ecf, error)) errors.push_back(error);
     }
+    const ErrorStatistics s = statistics(errors);
+    summary.set("errors/reference", truth.source());
+    summarise_errors("errors/orbit", s, false, summary);
+    std::printf("errors against %s: epochs %zu, 3D rms %.4f, largest %.4f m\n", o.truth.c_str(), s.count, s.rms,
+                s.largest);
+}
+
+void write_files(const PropagateOptions& o, Dynamics& dynamics, const std::vector<TrajectoryPoint>& points) {
     if (!o.out.empty()) {
         write_trajectory(o.out, points);
         std::printf("trajectory written: %s\n", o.out.c_str());
@@ -184,8 +189,35 @@ int propagate(const PropagateOptions& o) {
         const long rows = write_rows(o, dynamics, points);
         std::printf("rows written: %s (%ld)\n", o.rows_out.c_str(), rows);
     }
-    summary.write(0);
-    return 0;
+}
+
+}  // namespace
+
+int propagate(const PropagateOptions& o) {
+    const FilePlan plan = check_files(o);
+    check_options(o);
+    Console console(o.dynamics.log_level);
+    PositionFile given = given_state(o);
+    if (given.rows.front().time.time.mjd < 41684) throw InputError("--state: an epoch from 1973 on is expected");
+    const GTime start = gtimeChangeTimeSystem(given.rows.front().time, tsUTC);
+    const double mjd = gtime2mjd(start);
+    Dynamics dynamics;
+    prepare(o, mjd, given, dynamics);
+    Vector3 pos{}, vel{};
+    inertial_state(given, mjd, pos, vel);
+    print_shortcomings(dynamics);
+    const std::vector<TrajectoryPoint> points = integrate(dynamics, start, pos.data(), vel.data(), o.duration);
+    Summary summary = begin_summary("propagate", o.summary, plan);
+    summarise(given, dynamics, points, summary);
+    print_result(o, given, dynamics, points, summary);
+    write_files(o, dynamics, points);
+    console.messages().print(stdout, {});
+    const bool whole = gtimeSubSec(points.back().utc, start) > o.duration - dynamics.config->output_interval - 1e-3;
+    if (!whole) std::printf("THE ORBIT ENDS BEFORE THE ARC: it meets the ground or leaves the Earth\n");
+    print_shortcomings(dynamics);
+    const int status = whole && dynamics.shortcomings.empty() ? 0 : 1;
+    summary.write(status);
+    return status;
 }
 
 void add_propagate(Command app, Action& action) {

@@ -276,7 +276,10 @@ void add_run(Command app, Action& action) {
     command.add_option("--att", o->inputs.att,
                        "attitude quaternion file, the library's columns or the mission product; may be repeated");
     command.add_option("--eop", o->inputs.eop, "earth orientation file");
-    command.add_option("--eop-format", o->inputs.eop_format, "its format: c04, rapid or keyword").capture_default_str();
+    command
+        .add_option("--eop-format", o->inputs.eop_format,
+                    "its format, told by the content: auto, c04, rapid or keyword")
+        .capture_default_str();
     command.add_option("--jpl", o->inputs.jpl, "JPL ephemeris, ASCII header and records in one file");
     command.add_option("--config", o->inputs.config, "GNSS configuration file");
     command.add_option(

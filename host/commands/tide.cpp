@@ -266,7 +266,8 @@ void add_tide(Command app, Action& action) {
     command.add_option("--blq", o->blq, "ocean loading file (BLQ); without it the solid tide alone");
     command.add_option("--site", o->site, "name of the site in it; not needed where the file has one site");
     command.add_option("--eop", o->eop, "earth orientation file");
-    command.add_option("--eop-format", o->eop_format, "its format: c04, rapid or keyword").capture_default_str();
+    command.add_option("--eop-format", o->eop_format, "its format, told by the content: auto, c04, rapid or keyword")
+        .capture_default_str();
     command.add_option("--jpl", o->jpl, "JPL ephemeris, ASCII header and records in one file");
     command.add_option("--out", o->out, "CSV of the displacements");
     add_summary(command, o->summary);

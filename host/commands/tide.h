@@ -15,7 +15,7 @@ struct TideOptions {
     double duration = 0.0;   ///< [s]
     double interval = 3600;  ///< [s]
     std::string blq, site;   ///< ocean loading file, and name of the site in it
-    std::string eop, eop_format = "c04", jpl;
+    std::string eop, eop_format = "auto", jpl;
     std::string out, summary;
     std::string log_level = "critical";
 };

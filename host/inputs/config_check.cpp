@@ -103,9 +103,9 @@ void ConfigCheck::fault(const std::string& reason) { faults_.push_back(file_ + "
 void ConfigCheck::finish() const {
     if (faults_.empty()) return;
     std::string all;
-    for (std::size_t i = 0; i < faults_.size() && i < kMostFaults; ++i) all += (i > 0 ? "\nleopod: " : "") + faults_[i];
+    for (std::size_t i = 0; i < faults_.size() && i < kMostFaults; ++i) all += (i > 0 ? "\n" : "") + faults_[i];
     if (faults_.size() > kMostFaults)
-        all += "\nleopod: " + file_ + ": and " + std::to_string(faults_.size() - kMostFaults) + " more";
+        all += "\n" + file_ + ": and " + std::to_string(faults_.size() - kMostFaults) + " more";
     throw InputError(all);
 }
 

@@ -191,11 +191,11 @@ std::string description_of(Kind kind) {
         case Kind::eop_c04_hour:
             return "an earth orientation file in the C04 layout with a column of hours, which is not read";
         case Kind::eop_c04:
-            return "an earth orientation file: --eop with --eop-format c04";
+            return "an earth orientation file: --eop";
         case Kind::eop_rapid:
-            return "an earth orientation file: --eop with --eop-format rapid";
+            return "an earth orientation file: --eop";
         case Kind::eop_keyword:
-            return "an earth orientation file: --eop with --eop-format keyword";
+            return "an earth orientation file: --eop";
         case Kind::gravity:
             return "a gravity coefficient file: --gravity";
         case Kind::attitude:

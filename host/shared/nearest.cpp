@@ -10,17 +10,20 @@ namespace {
 
 char lower(char c) { return static_cast<char>(std::tolower(static_cast<unsigned char>(c))); }
 
-/// Letters to insert, delete or replace on the way from one text to the other.
+/// Letters to insert, delete, replace or swap with the next one on the way from one text to the other.
 std::size_t distance(const std::string& a, const std::string& b) {
-    std::vector<std::size_t> row(b.size() + 1);
+    std::vector<std::size_t> before, row(b.size() + 1), next(b.size() + 1);
     std::iota(row.begin(), row.end(), std::size_t{0});
     for (std::size_t i = 0; i < a.size(); ++i) {
-        std::size_t corner = row[0]++;
+        next[0] = i + 1;
         for (std::size_t k = 0; k < b.size(); ++k) {
-            const std::size_t replaced = corner + (lower(a[i]) == lower(b[k]) ? 0 : 1);
-            corner = row[k + 1];
-            row[k + 1] = std::min({row[k] + 1, row[k + 1] + 1, replaced});
+            const bool same = lower(a[i]) == lower(b[k]);
+            next[k + 1] = std::min({row[k + 1] + 1, next[k] + 1, row[k] + (same ? 0 : 1)});
+            if (i > 0 && k > 0 && lower(a[i]) == lower(b[k - 1]) && lower(a[i - 1]) == lower(b[k]))
+                next[k + 1] = std::min(next[k + 1], before[k - 1] + 1);
         }
+        before = row;
+        row.swap(next);
     }
     return row.back();
 }

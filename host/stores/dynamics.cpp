@@ -25,19 +25,36 @@ namespace host {
 
 namespace {
 
+constexpr double kGround = 6.35e6, kFarthest = 2e9;  ///< an orbit ends there [m]
+
+/// Looks through a coefficient file as far as the library reads it; returns the degree to which it is complete.
+long check_gravity(const std::string& file) {
+    check_kind(file, "gravity coefficient file", {Kind::gravity});
+    std::ifstream in = open_input(file, "gravity coefficient file");
+    std::vector<bool> given(MAXSIZE_GRAVITY, false);
+    std::string line;
+    bool found = false;
+    for (int i = 0; (found || i < 100) && std::getline(in, line); ++i) {
+        int n = 0, m = 0;
+        double c = 0;
+        if (std::sscanf(line.c_str(), "%d %d %lf", &n, &m, &c) != 3) continue;
+        found = true;
+        if (n > MAXDEGREE_GRAVITY || m > MAXDEGREE_GRAVITY) break;
+        if (n >= 0 && m >= 0 && m <= n) given[static_cast<std::size_t>(n * (n + 1) / 2 + m)] = true;
+    }
+    if (!found) throw InputError(file + ": is not a gravity coefficient file (degree, order, C, S)");
+    long degree = 2;
+    while (degree <= MAXDEGREE_GRAVITY) {
+        const auto first = given.begin() + degree * (degree + 1) / 2;
+        if (!std::all_of(first, first + degree + 1, [](bool there) { return there; })) break;
+        ++degree;
+    }
+    return degree - 1;
+}
+
 /// The reader of coefficients also writes a listing under testdata/ of the working directory; it runs in a scratch directory so that
 /// nothing is left behind.
 void load_gravity(const std::string& file) {
-    check_kind(file, "gravity coefficient file", {Kind::gravity});
-    std::ifstream in = open_input(file, "gravity coefficient file");
-    std::string line;
-    int n = 0;
-    int m = 0;
-    double c = 0;
-    bool found = false;
-    for (int i = 0; i < 100 && !found && std::getline(in, line); ++i)
-        found = std::sscanf(line.c_str(), "%d %d %lf", &n, &m, &c) == 3 && m >= 0 && n >= m;
-    if (!found) throw InputError(file + ": is not a gravity coefficient file (degree, order, C, S)");
     const std::string absolute = std::filesystem::absolute(loadable(file)).string();
     const std::filesystem::path here = std::filesystem::current_path();
     std::string pattern = (std::filesystem::temp_directory_path() / "leopod_XXXXXX").string();
@@ -53,35 +70,104 @@ void load_gravity(const std::string& file) {
     if (!ok) throw InputError(file + ": this gravity coefficient file could not be read");
 }
 
+/// Earth orientation against the arc. One that serves nothing of it is refused.
+void hold_orientation(double mjd_first, double mjd_last, bool earth_fixed, Dynamics& dynamics) {
+    const OrientationCoverage coverage = orientation_coverage(mjd_first, mjd_last, dynamics.environment);
+    if (coverage.extent == OrientationCoverage::kNothing) throw InputError(coverage.text);
+    if (coverage.text.empty()) return;
+    (earth_fixed ? dynamics.shortcomings : dynamics.notes).push_back(coverage.text);
+}
+
+/// Planets against the arc and the bodies that are asked for.
+void hold_planets(double mjd_first, double mjd_last, bool from_file, Dynamics& dynamics) {
+    const ORBIT_DYN_CONFIG& config = *dynamics.config;
+    const auto uses = [&config](ForceModel force) {
+        return std::find(config.force_model_used, config.force_model_used + config.num_force_models, force) !=
+               config.force_model_used + config.num_force_models;
+    };
+    const std::string lacking = planet_shortcoming(mjd_first, mjd_last);
+    if (!lacking.empty()) {
+        if (lacking.find("NOTHING") != std::string::npos) throw InputError(lacking);
+        dynamics.shortcomings.push_back(lacking);
+    }
+    if (from_file || !uses(FM_ThirdBody) || dynamics.environment.planet_source.find("analytic") == std::string::npos)
+        return;
+    const long others = std::count_if(config.planets, config.planets + config.num_planets,
+                                      [](PLANET_JPL body) { return body != SUN && body != MOON; });
+    if (others > 0)
+        dynamics.notes.push_back("no ephemeris of " + std::to_string(others) +
+                                 " of the bodies (--jpl): left out, of Sun and Moon alone there are series");
+}
+
 }  // namespace
 
 void load_gravity_field(const std::string& file, Dynamics& dynamics) {
     initialize_global_earth_gravity();
     dynamics.gravity_source = "built-in field of degree 30";
+    dynamics.gravity_degree = 30;
     if (file.empty()) return;
+    dynamics.gravity_degree = check_gravity(file);
     load_gravity(file);
     dynamics.gravity_source = "file " + file;
 }
 
 void read_force_models(const DynamicsOptions& options, Dynamics& dynamics) {
+    const std::string& file = options.dynamics;
+    check_dynamics_config(file);
     ORBIT_DYN_CONFIG& config = *dynamics.config;
-    readfile_orbitdynamics_config(loadable(options.dynamics), &config);
-    if (!(config.output_interval > 0.0) || !(config.step_size > 0.0)) {
-        throw InputError(options.dynamics + ": Integration_Step_Size and Integration_Output_Interval must be positive");
-    }
-    if (config.norder_gravity > 30 && options.gravity.empty()) {
-        throw InputError(options.dynamics + ": a field above degree 30 needs a coefficient file (--gravity)");
+    readfile_orbitdynamics_config(loadable(file), &config);
+    if (config.norder_gravity > dynamics.gravity_degree) {
+        throw InputError(file + ": asks for degree " + std::to_string(config.norder_gravity) + ", the " +
+                         dynamics.gravity_source + " is complete to degree " + std::to_string(dynamics.gravity_degree) +
+                         (dynamics.gravity_degree == 30 ? "; a coefficient file is needed (--gravity)" : ""));
     }
 }
 
-void prepare_dynamics(const DynamicsOptions& options, double mjd_first, double mjd_last, Dynamics& dynamics) {
+void prepare_dynamics(const DynamicsOptions& options, double mjd_first, double mjd_last, bool earth_fixed,
+                      Dynamics& dynamics) {
     if (options.dynamics.empty()) throw InputError("no dynamics configuration file is given (--dynamics)");
-    check_dynamics_config(options.dynamics);
     load_gravity_field(options.gravity, dynamics);
+    read_force_models(options, dynamics);
     load_earth_orientation(options.eop, options.eop_format, dynamics.environment);
     load_planets(options.jpl, mjd_first, mjd_last, dynamics.environment);
     tabulate_analytic_planets(mjd_first, mjd_last, dynamics.environment);
-    read_force_models(options, dynamics);
+    hold_orientation(mjd_first, mjd_last, earth_fixed, dynamics);
+    hold_planets(mjd_first, mjd_last, !options.jpl.empty(), dynamics);
+}
+
+void check_parameters(const std::string& file, const ORBIT_DYN_CONFIG& config, double span) {
+    double pieces = 0;
+    for (int i = 0; i < config.emp_param_num_base; ++i) {
+        const EMP_PARAM_BASE& kind = config.emp_params_base[i];
+        if (kind.fm != FM_EMP)
+            throw InputError(file + ": " + kind.name_param +
+                             " belongs to a force without a model and can't be estimated");
+        pieces += std::floor(span / kind.interval) + 1.0;
+    }
+    if (!(pieces < MAXNUM_FM_PARM_EMP)) {
+        char text[160];
+        std::snprintf(text, sizeof text,
+                      ": %.0f pieces of empirical accelerations over %.0f s, fewer than %d are possible", pieces, span,
+                      static_cast<int>(MAXNUM_FM_PARM_EMP));
+        throw InputError(file + text + "; longer pieces are needed (NAME:SECONDS)");
+    }
+}
+
+void check_steps(const std::string& file, const ORBIT_DYN_CONFIG& config, double radius, double span) {
+    constexpr double kMostEpochs = 1e7;
+    const double longest = 2.0 * M_PI * std::sqrt(radius * radius * radius / 3.986004415e14) / 18.0;
+    char text[160];
+    if (config.step_size > longest) {
+        std::snprintf(text, sizeof text,
+                      ": an Integration_Step_Size of %g s is too long for an orbit at %.0f km, at most %.0f s",
+                      config.step_size, 1e-3 * radius, longest);
+        throw InputError(file + text);
+    }
+    if (span / config.output_interval > kMostEpochs || span / config.step_size > kMostEpochs) {
+        std::snprintf(text, sizeof text, ": %.0f s in steps of %g s, output every %g s: more than 10 million epochs",
+                      span, config.step_size, config.output_interval);
+        throw InputError(file + text);
+    }
 }
 
 TIMESYS time_system(const std::string& name) {
@@ -136,6 +222,9 @@ std::vector<TrajectoryPoint> integrate(Dynamics& dynamics, const GTime& start, c
         const double mjd = gtime2mjd(point.utc);
         eci2ecf(mjd, getLeapSecond(mjd), point.pos_eci, point.vel_eci, point.pos_ecf, point.vel_ecf);
         points.push_back(point);
+        // In the depth of the Earth's point mass the steps would become ever shorter.
+        const double radius = std::hypot(state.pos_eci[0], state.pos_eci[1], state.pos_eci[2]);
+        if (!(radius > kGround && radius < kFarthest)) break;
     }
     config.status_derivative = status;
     config.nstate = nstate;
@@ -239,6 +328,11 @@ void print_dynamics(const Dynamics& dynamics) {
     std::printf("\nearth orientation: %s\nplanets: %s\n", dynamics.environment.eop_source.c_str(),
                 dynamics.environment.planet_source.c_str());
     std::printf("integration: step %g s, output every %g s\n", config.step_size, config.output_interval);
+}
+
+void print_shortcomings(const Dynamics& dynamics) {
+    for (const std::string& text : dynamics.shortcomings) std::printf("%s\n", text.c_str());
+    for (const std::string& text : dynamics.notes) std::printf("note: %s\n", text.c_str());
 }
 
 }  // namespace host

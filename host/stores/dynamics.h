@@ -16,7 +16,7 @@ namespace host {
 struct DynamicsOptions {
     std::string dynamics;  ///< configuration file of the force models
     std::string gravity;   ///< coefficient file; empty: the built-in field of degree 30
-    std::string eop, eop_format = "c04", jpl;
+    std::string eop, eop_format = "auto", jpl;
     std::string log_level = "critical";
 };
 
@@ -26,15 +26,24 @@ struct Dynamics {
     Owned<ORBIT_DYN_CONFIG> config = make_zeroed<ORBIT_DYN_CONFIG>();
     Owned<STATE_SPACECRAFT> state = make_zeroed<STATE_SPACECRAFT>();
     std::string gravity_source;
+    long gravity_degree = 30;               ///< of the loaded field
+    std::vector<std::string> shortcomings;  ///< what makes a result not worth its name, capitals first
+    std::vector<std::string> notes;         ///< what is left out without much of an effect
 };
 
-/// The field of gravity alone, of degree 30 with an empty name. Throws InputError.
+/// Field of the Earth from a coefficient file; with an empty name the built-in one. Throws InputError.
 void load_gravity_field(const std::string& file, Dynamics& dynamics);
-/// The checked configuration alone. Throws InputError.
+/// Reads the configuration of the forces, which the loaded field has to serve. Throws InputError.
 void read_force_models(const DynamicsOptions& options, Dynamics& dynamics);
-
 /// Loads all files for an arc between two dates (MJD) and reads the configuration. Throws InputError.
-void prepare_dynamics(const DynamicsOptions& options, double mjd_first, double mjd_last, Dynamics& dynamics);
+/// \param earth_fixed  positions go in or out earth-fixed, so that earth orientation that is absent makes them wrong
+void prepare_dynamics(const DynamicsOptions& options, double mjd_first, double mjd_last, bool earth_fixed,
+                      Dynamics& dynamics);
+
+/// Parameters that the configuration asks for over a span [s]. Throws InputError where the library has no room for them, or no model.
+void check_parameters(const std::string& file, const ORBIT_DYN_CONFIG& config, double span);
+/// Throws InputError where the integration's step is too long for an orbit of that radius, or the output has too many epochs.
+void check_steps(const std::string& file, const ORBIT_DYN_CONFIG& config, double radius, double span);
 
 /// Time system of a name (gpst, utc, tai, tt). Throws InputError.
 TIMESYS time_system(const std::string& name);
@@ -50,7 +59,8 @@ struct TrajectoryPoint {
     double pos_ecf[3], vel_ecf[3];
 };
 
-/// Integrates the configuration's forces from a state at `start` over a duration, in steps of the configuration's output interval.
+/// Integrates the configuration's forces from a state at `start` over a duration, in steps of the configuration's output interval; less
+/// where the orbit meets the ground or leaves the Earth.
 std::vector<TrajectoryPoint> integrate(Dynamics& dynamics, const GTime& start, const double* pos_eci,
                                        const double* vel_eci, double duration);
 
@@ -66,6 +76,8 @@ Ephemeris ephemeris_of(const std::vector<TrajectoryPoint>& points, double interv
 bool interpolate_ecf(const std::vector<TrajectoryPoint>& points, const GTime& utc, double* position);
 
 void print_dynamics(const Dynamics& dynamics);
+/// Prints what the arc lacks, capitals first.
+void print_shortcomings(const Dynamics& dynamics);
 
 }  // namespace host
 

@@ -14,7 +14,7 @@ namespace host {
 /// Options that name files and say how they are read.
 struct InputOptions {
     std::vector<std::string> obs, nav, sp3, clk, atx, att;
-    std::string eop, eop_format = "c04", jpl, config;
+    std::string eop, eop_format = "auto", jpl, config;
     std::vector<std::string> codes;                ///< such as GPS:C1C,L1C,C2W,L2W
     std::string from, to;                          ///< of the epochs, as in ArcSpan
     std::string systems;                           ///< such as GPS,BDS

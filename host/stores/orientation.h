@@ -9,8 +9,17 @@
 
 namespace host {
 
-/// Earth orientation from a file of the given format ("c04", "rapid", "keyword") into the environment and the library's store.
+/// Earth orientation from a file into the environment and the library's store. The format ("c04", "rapid", "keyword") is told by the content;
+/// one that is asked for ("auto" asks for none) has to be it. C04 files with a column of hours are put into the older layout. Throws InputError
+/// for files of another kind and for dates that don't follow each other.
 void load_earth_orientation(const std::string& file, const std::string& format, Environment& environment);
+
+/// What the loaded earth orientation gives to a span of dates (UTC).
+struct OrientationCoverage {
+    enum Extent { kNone, kNothing, kPart, kAll } extent = kNone;  ///< none loaded; none, part, all of the span
+    std::string text;  ///< capitals first, empty where all is covered: "NO EARTH ORIENTATION: ..."
+};
+OrientationCoverage orientation_coverage(double mjd_first, double mjd_last, const Environment& environment);
 
 }  // namespace host
 

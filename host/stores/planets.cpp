@@ -10,10 +10,42 @@
 #include "inputs/kinds.h"
 #include "inputs/open.h"
 #include "inputs/positions.h"
+#include "shared/error.h"
 #include "shared/times.h"
 #include "stores/environment.h"
 
 namespace host {
+
+namespace {
+
+constexpr double kMjdToJd = 2400000.5;
+
+/// Files of ephemerides overlap by a record, so that joined ones hold it twice; the library counts records to find a date, and would take the
+/// wrong one behind the seam. Takes repeated records out of the store and returns their number. Throws InputError where records are missing or
+/// out of order.
+int drop_repeated_records(const std::string& file, EPH_HEADER_JPL& header, EPH_RECORD_JPL* records) {
+    constexpr double kSame = 1e-6;  // [day]
+    const int count = g_num_eph_record + 1;
+    int kept = 1;
+    for (int i = 1; i < count; ++i) {
+        const double due = header.ss[0] + kept * header.ss[2];
+        const double start = records[i].chebychev_coef[0];
+        if (std::fabs(start - due) < kSame) {
+            if (kept != i) records[kept] = records[i];
+            ++kept;
+        } else if (start > due || start < header.ss[0] - kSame ||
+                   std::fabs(std::remainder(start - header.ss[0], header.ss[2])) > kSame) {
+            throw InputError(file + ": this JPL ephemeris file has no record for " +
+                             date_span_text(due - kMjdToJd, start - kMjdToJd) + " (TT)");
+        }
+    }
+    g_num_eph_record = kept - 1;
+    header.ss[1] = records[kept - 1].chebychev_coef[1];
+    if (g_num_eph_record < 1) wrong_kind(file, "JPL ephemeris file with records");
+    return count - kept;
+}
+
+}  // namespace
 
 void load_planets(const std::string& file, double mjd_first, double mjd_last, Environment& environment) {
     initialize_global_eph_planet();
@@ -26,8 +58,10 @@ void load_planets(const std::string& file, double mjd_first, double mjd_last, En
         check_holds(file, "JPL ephemeris file", "GROUP   1030", " (ASCII header with groups)");
         if (!load_eph_storage_file(loadable(file), header, records) || g_num_eph_record <= 0)
             wrong_kind(file, "JPL ephemeris file with records");
+        const int repeated = drop_repeated_records(file, *header, records);
         environment.files.push_back({"planets", file, std::to_string(g_num_eph_record + 1) + " records"});
         name = "file " + file;
+        if (repeated > 0) name += " without " + std::to_string(repeated) + " repeated records";
     } else {
         load_eph_storage_default(header, records);
         const double offset = 2400000.5;
@@ -42,6 +76,15 @@ void load_planets(const std::string& file, double mjd_first, double mjd_last, En
     g_ephData_storage = records;
     environment.planet_source =
         name + ", " + date_span_text(header->ss[0] - 2400000.5, header->ss[1] - 2400000.5) + " TT";
+}
+
+std::string planet_shortcoming(double mjd_first, double mjd_last) {
+    if (g_eph_header == nullptr || g_num_eph_record == 0) return "";
+    const double margin = 0.01;  // UTC against TT [day]
+    const double first = g_eph_header->ss[0] - kMjdToJd, last = g_eph_header->ss[1] - kMjdToJd;
+    if (mjd_first > first + margin && mjd_last < last - margin) return "";
+    return "THE PLANETS COVER " + std::string(mjd_last < first || mjd_first > last ? "NOTHING" : "PART") +
+           " OF THE ARC: " + date_span_text(first, last) + " TT; the arc is " + date_span_text(mjd_first, mjd_last);
 }
 
 namespace {

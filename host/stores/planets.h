@@ -10,8 +10,11 @@
 namespace host {
 
 /// Planetary ephemeris from a JPL ASCII file; with an empty name the built-in record where it covers the dates, else the library's analytic
-/// series of Sun and Moon.
+/// series of Sun and Moon. Records that joined files hold twice are taken out. Throws InputError where records are missing.
 void load_planets(const std::string& file, double mjd_first, double mjd_last, Environment& environment);
+
+/// What the loaded ephemeris lacks of a span of dates, capitals first; empty where it lacks nothing or none is loaded.
+std::string planet_shortcoming(double mjd_first, double mjd_last);
 
 /// Puts the analytic series of Sun and Moon into Chebyshev records of the dates: GCRS, kilometres and km/s, where the library's own fallback
 /// has the mean equator and equinox of date, metres and no velocity. Does nothing where an ephemeris is loaded.
