@@ -59,11 +59,13 @@ TEST(FileFormats, TheProgramReadsAndWritesItsExamples) {
     leopod_ok("run " + kDemoRun + kDemoAttitude + " --out " + dir + "epochs.csv --satellites-out " + dir +
               "satellites.csv --truth " + dir + "csv-site");
     leopod_ok(
-        "propagate --epoch 2021-01-18T00:00:00 --state -2970772.9 -4569798.7 4211847.6 1000 5000 5500 --duration 1800 "
+        "propagate --eop " + kDemo +
+        "eop.txt --epoch 2021-01-18T00:00:00 --state -2970772.9 -4569798.7 4211847.6 1130.7 4741.5 5933.7 --duration 1800 "
         "--dynamics " +
         dynamics + " --out " + dir + "trajectory.csv --rows-out " + dir + "rows.csv --rows-interval 1");
-    leopod_ok("fit --positions " + kDemo + "truth.csv --dynamics " + dynamics + " --residuals " + dir +
-              "residuals.csv --parameters " + dir + "parameters.csv --history " + dir + "history.csv");
+    leopod_ok("fit --positions " + kDemo + "truth.csv --eop " + kDemo + "eop.txt --dynamics " + dynamics +
+              " --residuals " + dir + "residuals.csv --parameters " + dir + "parameters.csv --history " + dir +
+              "history.csv");
     leopod_ok("tide --blh 57.4 11.9 45 --epoch 2021-01-18T00:00:00 --blq " + dir + "blq --out " + dir + "tide.csv");
     leopod_ok("crd " + tests + "laser_ranging2.crd --out " + dir);
     leopod_ok("tle --all --tle " + tests + "tle.tle --out " + dir + "tle.csv");

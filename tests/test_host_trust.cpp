@@ -354,6 +354,23 @@ INSTANTIATE_TEST_SUITE_P(
         fit("Kilometres", in_kilometres, kOrientation, 2, {"position 1 of", "kilometres?"}),
         fit("OnePositionFarOff", one_at(7e9), kOrientation, 2, {"position 30 of", "00:15:00.000", "7000000000.000 m"}),
         fit("OnePositionFartherOff", one_at(7e12), kOrientation, 2, {"position 30 of", "7.000e+12 m"}),
+        fit("OnePositionOffTheOrbit", one_at(7e7), kOrientation, 0,
+            {"positions used: 119 of 120", "left out as outlier 1"}, "residuals: rms along ([0-9.]+)", 0.01),
+        fit("OnePositionOffTheOrbitAllAlike", one_at(7e7), kOrientation + "--weights unit", 1,
+            {"NOT CONVERGED", "outliers"}),
+        Trial{"RealOrbit",
+              "fit --positions %D/gnss/leo_truth_2018364/sentinel3a_2018363_365_TAI_asL01.sp3 --to 2018-12-29T14:00:01 "
+              "--dynamics "
+              "%T/s.cfg "
+              "--gravity %D/gravity/EGM2008.txt --eop %D/eop/eopc04_IAU2000.62-now --jpl %D/jpl/de438r_2016_2021.txt",
+              0,
+              {"times TAI", "c04 file", "converged after"},
+              "residuals: rms along ([0-9.]+)",
+              0.015,
+              "s.cfg<+Force_Models\nEarth_Gravity = YES 70\nThird_Body_Gravity = YES SUN MOON "
+              "JUPITER\nGeneral_Relativity = YES\n"
+              "Empirical_Force = YES A0:1200 C0:1200 R0:1200\n-Force_Models\n" +
+                  kSettings + ">"},
         fit("NotANumber", one_at(std::nan("")), kOrientation, 2, {"p.csv", "line 31"}),
         fit("EarthFixedAsInertial", kUnchanged, kOrientation + "--frame eci", 1, {"NOT CONVERGED", "--frame ecef?"}),
         fit("InertialAsEarthFixed", unturned, kOrientation, 1, {"NOT CONVERGED", "--frame eci?"}),
@@ -399,8 +416,9 @@ INSTANTIATE_TEST_SUITE_P(
         propagation("Good", kState + "--duration 6000", 0, {"101 epochs"}),
         propagation("MorePiecesThanTheLibraryHoldsAtZero", kState + "--duration 54000", 0, {"901 epochs"}),
         propagation("StateInKilometres", "--frame eci --state 6878 0 0 0 7.0 3.0", 2, {"kilometres?"}),
-        propagation("VelocityInKilometres", "--frame eci --state 6878137 0 0 0 7.0 3.0", 2,
-                    {"below the ground", "units"}),
+        propagation("VelocityInKilometres", "--frame eci --state 6878137 0 0 0 7.0 3.0", 2, {"lowest point", "units"}),
+        propagation("IntoTheGround", "--frame eci --state 6878137 0 0 0 6000 3000 --duration 6000", 1,
+                    {"ORBIT ENDS BEFORE THE ARC"}),
         propagation("TooFast", "--frame eci --state 6878137 0 0 0 7000 9000", 2, {"for good"}),
         propagation("NotANumber", "--frame eci --state nan 0 0 0 7000 3000", 2, {"six numbers"}),
         propagation("EarthFixedWithoutOrientation", "--state 6878137 0 0 0 6500 3000 --duration 600", 1,

@@ -1,5 +1,6 @@
 #include "commands/fit.h"
 
+#include <array>
 #include <cmath>
 #include <cstdio>
 #include <memory>
@@ -9,6 +10,7 @@
 #include "commands/options.h"
 #include "commands/summaries.h"
 #include "estimation/position_fit.h"
+#include "estimation/weighted_fit.h"
 #include "inputs/orbit_check.h"
 #include "pictures/canvas.h"
 #include "shared/console.h"
@@ -71,6 +73,36 @@ std::vector<Vector3> inertial_positions(const std::vector<TimedPosition>& rows, 
     return eci;
 }
 
+/// Covariance of a position in the inertial frame; zero where the file has none.
+std::array<double, 9> inertial_covariance(const TimedPosition& row, bool inertial) {
+    std::array<double, 9> result{};
+    if (!row.covariance) return result;
+    double turn[3][3] = {{1, 0, 0}, {0, 1, 0}, {0, 0, 1}};  // rows: the axes of the file
+    const double mjd = gtime2mjd(row.time);
+    for (auto& axis : turn) {
+        double fixed[3] = {axis[0], axis[1], axis[2]};
+        if (!inertial) ecf2eci(mjd, getLeapSecond(mjd), fixed, nullptr, axis, nullptr);
+    }
+    for (std::size_t i = 0; i < 9; ++i) {
+        for (std::size_t k = 0; k < 3; ++k) {
+            for (std::size_t l = 0; l < 3; ++l) result[i] += turn[k][i / 3] * (*row.covariance)[k][l] * turn[l][i % 3];
+        }
+    }
+    return result;
+}
+
+/// Positions with what the file says about their worth.
+FitPositions make_positions(const PositionFile& file) {
+    FitPositions positions;
+    for (const TimedPosition& row : file.rows) {
+        positions.utc.push_back(row.time);
+        positions.covariance.push_back(inertial_covariance(row, file.inertial));
+        positions.aside.push_back(row.status == "OK" ? "" : row.status);
+    }
+    positions.eci = inertial_positions(file.rows, file.inertial);
+    return positions;
+}
+
 /// Loads what the forces need and holds it against the arc.
 void prepare(const FitOptions& o, const PositionFile& file, Dynamics& dynamics) {
     const GTime start = file.rows.front().time, end = file.rows.back().time;
@@ -108,15 +140,16 @@ int fit(const FitOptions& o) {
     const PositionFile file = load_positions(o);
     Dynamics dynamics;
     prepare(o, file, dynamics);
-    FitPositions positions;
-    for (const TimedPosition& row : file.rows) positions.utc.push_back(row.time);
-    positions.eci = inertial_positions(file.rows, file.inertial);
+    const FitPositions positions = make_positions(file);
     print_fit_input(o, file, positions, dynamics);
 
     FitResult result;
     result.failure =
         doubt_about_motion(positions.utc, positions.eci, inertial_positions(file.rows, !file.inertial), file.inertial);
-    if (result.failure.empty()) result = fit_with_unit_weights(o.positions, positions, dynamics, console);
+    if (result.failure.empty()) {
+        result = o.weights == "unit" ? fit_with_unit_weights(o.positions, positions, dynamics, console)
+                                     : fit_with_weights(positions, dynamics);
+    }
     const std::string doubt = doubt_about(result, positions);
     print_fit_result(result, doubt);
     Summary summary = begin_summary("fit", o.summary, plan);
@@ -150,6 +183,11 @@ void add_fit(Command app, Action& action) {
                        "satellite of an SP3 or OEM file, such as L01, and of the SP3 file that is written");
     command.add_option("--solution", o->solution, "columns of a file of run: filter or point")
         .one_of({"filter", "point"})
+        .capture_default_str();
+    command
+        .add_option("--weights", o->weights,
+                    "robust: covariances where the file has them, outliers and restarts left out; unit: all alike")
+        .one_of({"robust", "unit"})
         .capture_default_str();
     add_span(command, o->span, "positions");
     add_dynamics(command, o->dynamics);

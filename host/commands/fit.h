@@ -13,7 +13,7 @@ namespace host {
 
 struct FitOptions {
     DynamicsOptions dynamics;
-    std::string positions, frame = "ecef", time_scale = "gpst", solution = "filter";
+    std::string positions, frame = "ecef", time_scale = "gpst", solution = "filter", weights = "robust";
     SpanOptions span;
     std::string truth;
     OrbitOutputs orbit;  ///< its satellite is that of the positions as well

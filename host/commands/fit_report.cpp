@@ -4,6 +4,7 @@
 #include <cmath>
 #include <cstdio>
 #include <filesystem>
+#include <map>
 
 #include "commands/summaries.h"
 #include "inputs/truth.h"
@@ -41,10 +42,11 @@ void write_parameters(const std::string& file, const FitResult& result) {
 
 void write_residuals(const std::string& file, const std::vector<FitResidual>& residuals) {
     OutputFile out(file);
-    std::fprintf(out, "epoch_gpst,seconds,along_m,radial_m,cross_m\n");
+    std::fprintf(out, "epoch_gpst,seconds,along_m,radial_m,cross_m,weight,left_out\n");
     for (const FitResidual& r : residuals) {
-        std::fprintf(out, "%s,%.6f,%.5f,%.5f,%.5f\n", time_text(gtimeChangeTimeSystem(r.utc, tsGPST), 6).c_str(),
-                     r.seconds, r.along, r.radial, r.cross);
+        std::fprintf(out, "%s,%.6f,%.5f,%.5f,%.5f,%.3f,%s\n",
+                     time_text(gtimeChangeTimeSystem(r.utc, tsGPST), 6).c_str(), r.seconds, r.along, r.radial, r.cross,
+                     r.weight, r.reason.c_str());
     }
     out.close();
 }
@@ -73,6 +75,36 @@ bool plot_residuals(const std::string& file, const std::vector<FitResidual>& res
 
 void say_written(const char* what, const std::string& file) { std::printf("%s written: %s\n", what, file.c_str()); }
 
+/// How many positions were used, and which were left out why: outliers by their stretches.
+void print_use(const std::vector<FitResidual>& residuals) {
+    constexpr std::size_t kStretches = 10;
+    std::map<std::string, long> reasons;
+    std::size_t used = 0;
+    for (const FitResidual& r : residuals) {
+        used += r.weight > 0.0;
+        if (r.weight <= 0.0) ++reasons[r.reason];
+    }
+    std::printf("positions used: %zu of %zu (%.1f %%)", used, residuals.size(),
+                100.0 * static_cast<double>(used) / static_cast<double>(residuals.size()));
+    for (const auto& [reason, count] : reasons) std::printf(", left out as %s %ld", reason.c_str(), count);
+    std::printf("\n");
+    std::size_t stretches = 0;
+    for (std::size_t i = 0; i < residuals.size(); ++i) {
+        if (residuals[i].reason != "outlier") continue;
+        std::size_t end = i;
+        double largest = 0;
+        for (; end < residuals.size() && residuals[end].reason == "outlier"; ++end)
+            largest = std::max(largest, residuals[end].length());
+        if (++stretches <= kStretches)
+            std::printf("  outliers: %s to %s GPST, %zu, off by %.3g m at most\n",
+                        time_text(gtimeChangeTimeSystem(residuals[i].utc, tsGPST), 0).c_str(),
+                        time_text(gtimeChangeTimeSystem(residuals[end - 1].utc, tsGPST), 0).c_str(), end - i, largest);
+        i = end;
+    }
+    if (stretches > kStretches)
+        std::printf("  and %zu more stretches of outliers (--residuals lists all)\n", stretches - kStretches);
+}
+
 }  // namespace
 
 void print_fit_input(const FitOptions& o, const PositionFile& file, const FitPositions& positions,
@@ -84,7 +116,7 @@ void print_fit_input(const FitOptions& o, const PositionFile& file, const FitPos
     std::printf("arc: %s to %s GPST, %.3f h\n", time_text(gtimeChangeTimeSystem(positions.utc.front(), tsGPST)).c_str(),
                 time_text(gtimeChangeTimeSystem(positions.utc.back(), tsGPST)).c_str(), positions.span() / 3600.0);
     print_dynamics(dynamics);
-    if (interval > 30.0 && off_output_epochs(positions, interval)) {
+    if (o.weights == "unit" && interval > 30.0 && off_output_epochs(positions, interval)) {
         std::printf(
             "note: positions lie between the output epochs; near the ends of the arc their interpolation is good to "
             "decimetres only.\n"
@@ -103,6 +135,7 @@ void print_fit_result(const FitResult& result, const std::string& doubt) {
                 result.iterations.size(), kFitIterations);
     if (!doubt.empty()) std::printf("reason: %s\n", doubt.c_str());
     if (result.orbit.empty()) return;
+    print_use(result.residuals);
     std::printf("residuals: rms along %.4f, radial %.4f, cross %.4f m\n", result.rms[0], result.rms[1], result.rms[2]);
 }
 

@@ -189,6 +189,9 @@ void EpochRunner::take_solution(Epoch& epoch, const PointPosition& point) {
     epoch.received = point.time;
     std::copy_n(solution.pos_vel_clk, 3, epoch.point);
     std::copy_n(runtime_.X, 3, epoch.filter);
+    for (int i = 0, k = 0; i < 3; ++i) {
+        for (int j = i; j < 3; ++j) epoch.filter_covariance[k++] = runtime_.DX[i * MAXNUM_X + j];
+    }
     const int systems = configured_systems();
     std::copy_n(solution.pos_vel_clk + 6, systems, epoch.point_clock);
     std::copy_n(runtime_.X + 6, systems, epoch.filter_clock);
@@ -204,8 +207,10 @@ EpochTable::EpochTable(const std::string& file) : out_(file), systems_(configure
     std::fprintf(
         out_, ",satellites,sigma_m,gdop,receive_gpst,receive_sod_gpst,filter_x_ecef_m,filter_y_ecef_m,filter_z_ecef_m");
     for (int j = 0; j < systems_; ++j) std::fprintf(out_, ",filter_clock_%s_m", system_name(j).c_str());
-    std::fprintf(out_,
-                 ",ambiguities,slips,stored_gpst,stored_x_ecef_m,stored_y_ecef_m,stored_z_ecef_m,filter_status\n");
+    std::fprintf(
+        out_,
+        ",ambiguities,slips,stored_gpst,stored_x_ecef_m,stored_y_ecef_m,stored_z_ecef_m,filter_status"
+        ",filter_cov_xx_m2,filter_cov_xy_m2,filter_cov_xz_m2,filter_cov_yy_m2,filter_cov_yz_m2,filter_cov_zz_m2\n");
 }
 
 void EpochTable::add(const Epoch& e) {
@@ -217,7 +222,15 @@ void EpochTable::add(const Epoch& e) {
         std::fprintf(out_, ",%d", e.satellites);
         for (int j = 0; j < 4 + 3 + systems_ + 6; ++j) std::fprintf(out_, ",");
     }
-    std::fprintf(out_, ",%s\n", e.filter_status);
+    std::fprintf(out_, ",%s", e.filter_status);
+    for (const double c : e.filter_covariance) {
+        if (e.solved) {
+            std::fprintf(out_, ",%.4e", c);
+        } else {
+            std::fprintf(out_, ",");
+        }
+    }
+    std::fprintf(out_, "\n");
 }
 
 void EpochTable::add_solution(const Epoch& e) {

@@ -31,6 +31,7 @@ struct Epoch {
     double point[3]{}, point_clock[3]{};    ///< [m]
     double filter[3]{}, filter_clock[3]{};  ///< [m]
     const char* filter_status = "";
+    double filter_covariance[6]{};  ///< xx, xy, xz, yy, yz, zz [m^2]
     int ambiguities = 0;
     int tracked = 0;  ///< satellites whose phase was followed
     std::vector<SlipMark> slips;

@@ -162,7 +162,7 @@ void Motion::integrate_segment(Segment& s, Eigen::Matrix<double, 6, 1>& state) {
             IntegrateTo(orbit_derivative, n, t - s.step, y.data(), &step, t, nullptr);  // fixed step
         }
         const double radius = std::sqrt(y[0] * y[0] + y[1] * y[1] + y[2] * y[2]);
-        if (!(radius > 6.2e6 && radius < 2.6e7))
+        if (!(radius > 6.2e6 && radius < 1e9))
             throw EstimationFailure("the integrated orbit leaves the space about the earth");
         s.nodes.push_back(node_at(t, y));
     }

@@ -5,8 +5,7 @@
 #include <cstdio>
 #include <cstring>
 
-#include "inputs/orbit_check.h"
-#include "mathlib.h"
+#include "estimation/first_state.h"
 #include "shared/error.h"
 #include "shared/times.h"
 
@@ -15,22 +14,6 @@ namespace host {
 double FitResidual::length() const { return std::sqrt(along * along + radial * radial + cross * cross); }
 
 namespace {
-
-/// Velocity at the first position: the derivative of the polynomial through the first ones.
-void first_velocity(const FitPositions& positions, double* velocity) {
-    constexpr int kPoints = 8;
-    double t[kPoints];
-    double x[kPoints];
-    for (std::size_t k = 0; k < 3; ++k) {
-        for (int i = 0; i < kPoints; ++i) {
-            t[i] = positions.seconds(static_cast<std::size_t>(i));
-            x[i] = positions.eci[static_cast<std::size_t>(i)][k];
-        }
-        double value_and_rate[2] = {};
-        interpolation_Lagrange_Barycentric(t, x, kPoints, 0.0, value_and_rate);
-        velocity[k] = value_and_rate[1];
-    }
-}
 
 /// State at the start of the arc.
 struct FirstState {
@@ -91,7 +74,9 @@ std::vector<FitParameter> parameters_of(const PARAM_FM_EMP& forces) {
 /// Median of the lengths of the residuals.
 double typical_residual(const std::vector<FitResidual>& residuals) {
     std::vector<double> lengths;
-    for (const FitResidual& r : residuals) lengths.push_back(r.length());
+    for (const FitResidual& r : residuals) {
+        if (r.weight > 0.0) lengths.push_back(r.length());
+    }
     const auto middle = lengths.begin() + static_cast<std::ptrdiff_t>(lengths.size() / 2);
     std::nth_element(lengths.begin(), middle, lengths.end());
     return *middle;
@@ -157,7 +142,7 @@ FitResult fit_with_unit_weights(const std::string& source, const FitPositions& p
     std::copy_n(solution.rms_acr, 3, result.rms);
     for (std::size_t i = 0; i < epochs.size(); ++i)
         result.residuals.push_back(
-            {epochs[i], positions.seconds(i), omc_arc[3 * i], omc_arc[3 * i + 1], omc_arc[3 * i + 2]});
+            {epochs[i], positions.seconds(i), omc_arc[3 * i], omc_arc[3 * i + 1], omc_arc[3 * i + 2], 1.0, ""});
     result.parameters = parameters_of(config.force_model_emp_parameters);
     // The fitted orbit once more by itself, from the solution of the last iteration.
     result.orbit = integrate(dynamics, start, first.pos, first.vel, gtimeSubSec(end, start));
@@ -169,10 +154,15 @@ std::string doubt_about(const FitResult& result, const FitPositions& positions) 
     constexpr double kOfSpread = 1e-4;     // residuals of an orbit: 700 m where positions spread by 7000 km
     constexpr double kAcceleration = 1e6;  // no force without a model is as strong [nm/s^2]
     if (!result.failure.empty()) return result.failure;
-    if (!is_finite(result)) return "the numbers left the finite range; units, frame or forces?";
+    if (!is_finite(result)) return "the numbers left the finite range; outliers, units, frame or forces?";
     if (result.iterations.empty() || !(result.iterations.back().test < kCorrection))
         return "the corrections did not end below the limit; outliers, or forces that don't follow the positions?";
     char text[200] = "";
+    const long used = std::count_if(result.residuals.begin(), result.residuals.end(),
+                                    [](const FitResidual& r) { return r.weight > 0.0; });
+    const long left_out = std::count_if(result.residuals.begin(), result.residuals.end(),
+                                        [](const FitResidual& r) { return r.reason == "outlier"; });
+    if (left_out > used) return "more positions are outliers than belong to the orbit; positions or forces?";
     const double typical = typical_residual(result.residuals);
     const auto strongest = std::max_element(
         result.parameters.begin(), result.parameters.end(),

@@ -15,7 +15,9 @@ namespace host {
 /// Positions to be fitted, inertial, in time order.
 struct FitPositions {
     std::vector<GTime> utc;
-    std::vector<Vector3> eci;  ///< [m]
+    std::vector<Vector3> eci;                       ///< [m]
+    std::vector<std::array<double, 9>> covariance;  ///< row-major [m^2]; empty: none is known
+    std::vector<std::string> aside;                 ///< why a position is left out; empty, or all empty: none is
     double seconds(std::size_t i) const { return gtimeSubSec(utc[i], utc.front()); }
     double span() const { return seconds(utc.size() - 1); }
 };
@@ -31,6 +33,8 @@ struct FitResidual {
     GTime utc;
     double seconds;
     double along, radial, cross;  ///< [m]
+    double weight = 1.0;          ///< 0: left out
+    std::string reason;           ///< why it was left out
     double length() const;
 };
 

@@ -189,7 +189,6 @@ std::string description_of(Kind kind) {
         case Kind::jpl:
             return "a JPL ephemeris: --jpl";
         case Kind::eop_c04_hour:
-            return "an earth orientation file in the C04 layout with a column of hours, which is not read";
         case Kind::eop_c04:
             return "an earth orientation file: --eop";
         case Kind::eop_rapid:

@@ -56,9 +56,10 @@ void check_orbit_state(const std::string& what, const Vector3& position, const V
     const double along = dot(position, velocity);
     const double angular2 = radius * radius * speed2 - along * along;
     const double perigee = axis * (1.0 - std::sqrt(std::max(0.0, 1.0 - angular2 / (kGm * axis))));
-    if (!(perigee >= kSurface))
+    // A flight that ends on the ground is one; that of a velocity in other units ends at the centre.
+    if (!(perigee >= 0.5 * kSurface))
         throw InputError(what + ": with this velocity the lowest point of the orbit lies " + metres(perigee) +
-                         " from the Earth's centre, below the ground; units or frame?");
+                         " from the Earth's centre; units?");
 }
 
 double gravity_misfit(const std::vector<GTime>& times, const std::vector<Vector3>& inertial) {

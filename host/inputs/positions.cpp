@@ -44,8 +44,21 @@ struct Places {
     int time = 0, mjd = -1;
     std::array<int, 3> axis{1, 2, 3};
     std::array<int, 3> rate{-1, -1, -1};
+    int status = -1;
+    std::array<int, 6> covariance{-1, -1, -1, -1, -1, -1};  ///< xx, xy, xz, yy, yz, zz
     bool time_is_mjd = false;
 };
+
+/// What `leopod run` says of the solution that is taken.
+void find_worth(const std::vector<std::string>& names, Places& places) {
+    const std::size_t axis = static_cast<std::size_t>(places.axis[0]);
+    const bool filter = axis < names.size() && starts_with(names[axis], "filter_");
+    places.status = find_column(names, {filter ? "filter_status" : "status"}, "");
+    if (!filter) return;
+    static const char* const pairs[6] = {"xx", "xy", "xz", "yy", "yz", "zz"};
+    for (std::size_t k = 0; k < 6; ++k)
+        places.covariance[k] = find_column(names, {std::string("filter_cov_") + pairs[k] + "_m2"}, "");
+}
 
 /// Velocities stand under the name of their position with a v before it and another unit.
 void find_rates(const std::vector<std::string>& names, Places& places) {
@@ -68,6 +81,7 @@ Places places_of(const std::vector<std::string>& names, const CsvColumns& column
         all = all && found >= 0;
     }
     if (all) find_rates(names, places);
+    if (all) find_worth(names, places);
     places.mjd = find_column(names, {}, "mjd");
     const int sod = find_column(names, columns.time, "sod");
     if (sod >= 0) {
@@ -139,6 +153,15 @@ bool parse_row(const CsvReader& in, const Places& places, const PositionRequest&
     bool rates = places.rate[0] >= 0;
     for (std::size_t k = 0; k < 3 && rates; ++k) rates = parse_number(in.text(places.rate[k]), rate[k]);
     if (rates) row.velocity = rate;
+    if (places.status >= 0) row.status = in.text(places.status);
+    double c[6];
+    bool known = places.covariance[0] >= 0;
+    for (std::size_t k = 0; k < 6 && known; ++k) known = parse_number(in.text(places.covariance[k]), c[k]);
+    if (known) {
+        row.covariance = Covariance{};
+        const double full[3][3] = {{c[0], c[1], c[2]}, {c[1], c[3], c[4]}, {c[2], c[4], c[5]}};
+        for (std::size_t i = 0; i < 3; ++i) std::copy_n(full[i], 3, (*row.covariance)[i].begin());
+    }
     return ok;
 }
 

@@ -5,6 +5,7 @@
 
 #include <array>
 #include <optional>
+#include <string>
 
 #include "gtime.h"
 
@@ -18,6 +19,7 @@ struct TimedPosition {
     Vector3 position;                           ///< [m]
     std::optional<Vector3> velocity = {};       ///< [m/s]
     std::optional<Covariance> covariance = {};  ///< in the frame of the position
+    std::string status = {};                    ///< of a file of `leopod run`, what the position is worth; else empty
 };
 
 }  // namespace host
