@@ -36,7 +36,7 @@ struct Trajectory {
     std::map<double, State> fixed, inertial;
 };
 
-const std::string kDynamics = " --dynamics " + kExamples + "demo_orbit.cfg ";
+const std::string kDynamics = " --dynamics " + kExamples + "demo_orbit.cfg --eop " + kDemo + "eop.txt ";
 const std::string kArc =
     "propagate --epoch 2021-01-18T06:00:00 --frame eci --state 6878137 0 0 0 1000 7500" + kDynamics;
 

@@ -214,7 +214,7 @@ TEST_F(HostInputs, WhateverTheWrappingTheResultIsTheSame) {
         "rm -rf p; mkdir p; cd p; P=" + kProgram + "; D=" + data + "; T=" + kData + "; E=" + kExamples + "\n" +
         "zcat $D/grcb2080_01h05h.10d.gz > o.crx; zcat $D/cod15942_excerpt.sp3.gz > s.sp3; zcat "
         "$D/reference_orbit.csv.gz > r.csv\n"
-        "zcat $D/egm2008_degree90.txt.gz > g; zcat $D/finals_2010_07.txt.gz > e\n"
+        "zcat $D/egm2008_degree90.txt.gz > g; cp $E/data/demo_eop.txt e\n"
         "run() { $P run \"$@\" > log || test $? = 1; }\n"
         "run --sp3 s.sp3 --obs o.crx --out plain.csv; test $(wc -l < plain.csv) -gt 700\n"
         "for c in 'gzip -c' 'bzip2 -c' 'xz -c' 'zstd -qc'; do command -v ${c%% *} > log || continue; $c o.crx > o; $c "
@@ -247,7 +247,7 @@ TEST_F(HostInputs, WhateverTheWrappingTheResultIsTheSame) {
 TEST_F(HostInputs, UnusableInputsAreNamedForWhatTheyAre) {
     const Outcome made = shell(
         "rm -rf u; mkdir u; cd u; D=" + kData +
-        "\ncp $D/* .; gzip -k crinex3.crx sp3.sp3; n=$(stat -c %s sp3.sp3.gz)\n"
+        "\ncp -r $D/* .; gzip -k crinex3.crx sp3.sp3; n=$(stat -c %s sp3.sp3.gz)\n"
         "head -c $((n - 9)) sp3.sp3.gz > cut.gz; cp sp3.sp3.gz sum.gz; printf XYZ | dd of=sum.gz bs=1 seek=$((n - 8)) "
         "conv=notrunc 2> log\n"
         "gzip -c sp3.sp3.gz > nested; bzip2 -c sp3.sp3.gz > nested2; xz -c sp3.sp3 | head -c 300 > cut.xz; bzip2 -c "
@@ -256,8 +256,7 @@ TEST_F(HostInputs, UnusableInputsAreNamedForWhatTheyAre) {
         "printf '\\037\\235\\220' > bare.Z; head -c 1500 crinex3.crx > cut.crx; sed '12s/3&/3x/' crinex3.crx > "
         "damaged.crx; sed '1s/^3/7/' crinex3.crx > v7.crx\n"
         "printf 'CCSDS_OEM_VERS = 2.0\\nCREATION_DATE = 2010-07-28T06:00:00\\n' > orbit.oem; printf '<oem "
-        "id=\"x\">\\n' > orbit.xml\n"
-        "printf '2023   1   1   0  59945.00  0.047  0.207  -0.017  0.0  0.0  0.0 0.0 0.0 0.0\\n' > c04_hours\n");
+        "id=\"x\">\\n' > orbit.xml\n");
     ASSERT_EQ(made.status, 0) << made.text;
     const std::string u = (temp_dir() / "u/").string();
     const std::string run = "run --obs " + u + "observation3.rnx --nav ";
@@ -286,16 +285,14 @@ TEST_F(HostInputs, UnusableInputsAreNamedForWhatTheyAre) {
         {sp3 + u + "orbit.oem", "this is an ephemeris message (OEM)"},
         {sp3 + u + "orbit.xml", "this is an orbit message in XML"},
         {sp3 + u + "sp3.sp3 --clk " + u + "antex.atx", "this is an ANTEX file: --atx"},
-        {sp3 + u + "sp3.sp3 --att " + u + "eop_c04.txt",
-         "this is an earth orientation file: --eop with --eop-format c04"},
-        {sp3 + u + "sp3.sp3 --eop " + u + "eop_rapid.txt",
-         "this is an earth orientation file: --eop with --eop-format rapid"},
+        {sp3 + u + "sp3.sp3 --att " + u + "eop_c04.txt", "this is an earth orientation file: --eop"},
+        {sp3 + u + "sp3.sp3 --eop-format c04 --eop " + u + "eop_rapid.txt", "of format rapid, not c04"},
         {sp3 + u + "sp3.sp3 --eop " + u + "quaternion.txt", "this is an attitude quaternion file: --att"},
         {sp3 + u + "sp3.sp3 --jpl " + u + "gravity.txt", "this is a gravity coefficient file: --gravity"},
         {fit + u + "tle.tle", "this is a file of two-line element sets: leopod tle"},
         {fit + u + "laser_ranging1.crd", "this is a laser ranging file: leopod crd"},
         {fit + u + "host_csv.csv --gravity " + u + "ephemeris.405", "this is a JPL ephemeris: --jpl"},
-        {fit + u + "host_csv.csv --gravity " + u + "eop_keyword.txt", "--eop-format keyword"},
+        {fit + u + "host_csv.csv --gravity " + u + "eop_keyword.txt", "this is an earth orientation file: --eop"},
         {"tide --blh 0 0 0 --epoch 2021-01-18T00:00:00 --blq " + u + "host_csv.csv", "this is a CSV file"},
         {"tle --all --tle " + u + "ocean_loading.blq", "this is an ocean loading file: leopod tide --blq"},
         {"crd " + u + "quaternion_mission.txt", "this is an attitude quaternion file: --att"},
