@@ -1,4 +1,5 @@
 // `leopod orbit`: a real arc against its reference orbit, a simulated one against its truth, and input that gives no orbit.
+#include <array>
 #include <set>
 
 #include "host_support.h"
@@ -77,6 +78,147 @@ std::set<std::pair<std::string, std::string>> slips_of(const std::string& events
     return slips;
 }
 
+/// Laser ranges to an orbit that is known by its rows: light there and back between straight lines in the frame of the reflection.
+class Ranges {
+  public:
+    using Vector = std::array<double, 3>;
+    static constexpr double kLight = 299792458.0;
+    Vector station{};
+    double middle;  ///< of the pass [s of the day, GPST]
+
+    /// A station on the ellipsoid beneath a row of the orbit, which it passes at a distance.
+    Ranges(const std::string& orbit, std::size_t overhead) : rows_(read_csv(orbit)) {
+        middle = rows_[overhead].value("sod_gpst");
+        const Vector up = at(middle);
+        const double longitude = std::atan2(up[1], up[0]) + 0.03,
+                     latitude = std::atan2(up[2], std::hypot(up[0], up[1]));
+        const double squeeze = 1.0 - 0.0066943799901413165 * std::cos(latitude) * std::cos(latitude);
+        const double radius = 6378137.0 * std::sqrt((1.0 - 0.0066943799901413165) / squeeze);
+        station = {radius * std::cos(latitude) * std::cos(longitude), radius * std::cos(latitude) * std::sin(longitude),
+                   radius * std::sin(latitude)};
+        sin_latitude_ = std::sin(latitude);
+    }
+    /// A range: the times of transmission and reception about a reflection.
+    struct Range {
+        double up, down, sin_elevation;
+    };
+    /// The reflector stands further out than the orbit, the station is displaced.
+    Range range(double reflection, double out, const Vector& displaced) const {
+        Vector satellite = at(reflection), place{};
+        const double radius = length(satellite);
+        for (double& x : satellite) x *= 1.0 + out / radius;
+        for (std::size_t k = 0; k < 3; ++k) place[k] = station[k] + displaced[k];
+        Range r{0.0, 0.0, 0.0};
+        for (int i = 0; i < 5; ++i) {
+            r.up = leg(satellite, turned(place, -r.up)) / kLight;
+            r.down = leg(satellite, turned(place, r.down)) / kLight;
+        }
+        const Vector up = {place[0], place[1],
+                           place[2] / (1.0 - 0.0066943799901413165)};  // along the ellipsoid's normal
+        for (std::size_t k = 0; k < 3; ++k)
+            r.sin_elevation += (satellite[k] - place[k]) * up[k] / length(up) / (kLight * r.up);
+        return r;
+    }
+    /// One way through the air in green light (Marini and Murray 1973).
+    double air(double sin_elevation, double pressure, double kelvin, double vapour) const {
+        const double cos_2 = 1.0 - 2.0 * sin_latitude_ * sin_latitude_;
+        const double k = 1.163 - 0.00968 * cos_2 - 0.00104 * kelvin + 0.00001435 * pressure;
+        const double a = 0.002357 * pressure + 0.000141 * vapour;
+        const double b =
+            1.084e-8 * pressure * kelvin * k + 4.734e-8 * pressure * pressure / kelvin * 2.0 / (3.0 - 1.0 / k);
+        const double micron = 0.532, colour = 0.9650 + 0.0164 / (micron * micron) + 0.000228 / std::pow(micron, 4);
+        return colour / (1.0 - 0.0026 * cos_2) * (a + b) / (sin_elevation + b / (a + b) / (sin_elevation + 0.01));
+    }
+
+  private:
+    static double length(const Vector& v) { return std::sqrt(v[0] * v[0] + v[1] * v[1] + v[2] * v[2]); }
+    static Vector turned(const Vector& v, double seconds) {
+        const double angle = 7.292115e-5 * seconds, c = std::cos(angle), s = std::sin(angle);
+        return {c * v[0] - s * v[1], s * v[0] + c * v[1], v[2]};
+    }
+    /// With the delay by gravity, 8.87 mm at the scale of the logarithm.
+    static double leg(const Vector& a, const Vector& b) {
+        const double range = length({a[0] - b[0], a[1] - b[1], a[2] - b[2]}), sum = length(a) + length(b);
+        return range + 0.00887 * std::log((sum + range) / (sum - range));
+    }
+    /// Through ten rows.
+    Vector at(double sod) const {
+        const double place = (sod - rows_[0].value("sod_gpst")) / 30.0;
+        const std::size_t first = static_cast<std::size_t>(place) - 4;
+        Vector sum{};
+        for (std::size_t i = first; i < first + 10; ++i) {
+            double weight = 1.0;
+            for (std::size_t j = first; j < first + 10; ++j) {
+                if (j != i)
+                    weight *= (place - static_cast<double>(j)) / (static_cast<double>(i) - static_cast<double>(j));
+            }
+            sum[0] += weight * rows_[i].value("x_ecef_m");
+            sum[1] += weight * rows_[i].value("y_ecef_m");
+            sum[2] += weight * rows_[i].value("z_ecef_m");
+        }
+        return sum;
+    }
+    std::vector<Row> rows_;
+    double sin_latitude_ = 0;
+};
+
+std::string formatted(const char* form, double a, double b, double c) {
+    char text[200];
+    std::snprintf(text, sizeof text, form, a, b, c);
+    return text;
+}
+
+/// Residuals to the orbit in fitted.csv, which the command makes.
+void expect_laser_ranges(const std::string& command, const std::string& eop) {
+    const Ranges ranges(out("fitted.csv"), 100);
+    const auto& x = ranges.station;
+    const double begin = ranges.middle - 120.0;
+    leopod_ok("tide --xyz " + formatted("%.4f %.4f %.4f", x[0], x[1], x[2]) + eop + " --epoch 2021-01-18T" +
+              formatted("%02.0f:%02.0f:%02.0f", std::floor(begin / 3600), std::floor(std::fmod(begin, 3600) / 60),
+                        std::fmod(begin, 60)) +
+              " --duration 240 --interval 20 --out " + out("tide.csv"));
+    // Vacuum and the centre of mass not applied, by transmission and reception; through the air to the centre of mass, by reflection.
+    std::string vacuum, air;
+    double second = begin;
+    for (const Row& tide : read_csv(out("tide.csv"))) {
+        const Ranges::Vector shift = {tide.value("solid_x_ecef_m"), tide.value("solid_y_ecef_m"),
+                                      tide.value("solid_z_ecef_m")};
+        const auto a = ranges.range(second, 0.5, shift), b = ranges.range(second, 0.0, shift);
+        const bool by_reception = std::fmod(second - begin, 40.0) < 10.0;
+        vacuum += formatted(by_reception ? "11 %.12f %.12f std 0 5 10 60 na na na na 0 na\n"
+                                         : "11 %.12f %.12f std 2 5 10 60 na na na na 0 na\n",
+                            second - 18.0 + (by_reception ? a.down : -a.up), a.up + a.down, 0);
+        const double u = (second - begin) / 240.0;
+        const double delay = ranges.air(b.sin_elevation, 1000.0 + 10.0 * u, 290.0, 0.0);
+        air += formatted("11 %.12f %.12f std 1 5 10 60 na na na na 0 na\n", second - 18.0,
+                         b.up + b.down + 2.0 * delay / Ranges::kLight, 0);
+        second += 20.0;
+    }
+    const std::string weather =
+        formatted("20 %.3f 1000.0 290.0 0 0\n20 %.3f 1010.0 290.0 0 0\n", begin - 18.0, begin + 222.0, 0);
+    const auto session = [](const std::string& station, const std::string& day, const std::string& flags) {
+        return "H2 " + station + " 34 02 4 NET\nH3 made 1 2 3 0 1 1\nH4 1 2021 01 " + day + " 00 00 00 2021 01 " + day +
+               " 04 00 00 0 " + flags + " 1 1 0 2 0\nC0 0 532.0 std\n";
+    };
+    write_temp("made.crd", "H1 CRD 2 2021 01 19 00\n" + session("TEST 7777", "18", "1 0") + vacuum + "H8\n" +
+                               session("TEST 7777", "18", "0 1") + weather + air + "H8\n" +
+                               session("NOWHERE 1111", "18", "1 0") + vacuum + "H8\n" +
+                               session("TEST 7777", "19", "1 0") + vacuum + "H8\nH9\n");
+    write_temp("stations.csv", "cdp,name,x_m,y_m,z_m,vx_mpy,vy_mpy,vz_mpy,epoch\n7777,TEST," +
+                                   formatted("%.4f,%.4f,%.4f", x[0] - 0.21047, x[1], x[2]) + ",0.02,0,0,2010.524\n");
+    const std::string given = command + " --crd " + out("made.crd");
+    const Outcome o = leopod_ok(given + " --stations " + out("stations.csv") +
+                                " --reflector-offset 0.5,0,0 --crd-out " + out("laser.csv"));
+    const auto rows = read_csv(out("laser.csv"));
+    ASSERT_EQ(rows.size(), 26u) << o.text;
+    for (const Row& row : rows)
+        EXPECT_LT(std::fabs(row.value("residual_m")), row.at("session") == "1" ? 0.001 : 0.01) << row.at("epoch_utc");
+    EXPECT_LT(number(o.text, "  all +26 +[-0-9.]+ +([0-9.]+)"), 0.01) << o.text;
+    EXPECT_TRUE(holds(o.text, "(NOWHERE 1111")) << o.text;
+    EXPECT_TRUE(holds(o.text, "13 points outside the arc")) << o.text;
+    expect_refusals(given, {{"", "--stations"}, {"--stations " + out("fitted.csv"), "fitted.csv"}});
+}
+
 TEST_F(HostOrbit, ASimulatedArcAgainstItsTruth) {
     write_temp("forces.cfg",
                "+Force_Models\nEarth_Gravity = YES 30 time_varying_gravity solid_earth_tide polar_tide\n"
@@ -120,6 +262,8 @@ TEST_F(HostOrbit, ASimulatedArcAgainstItsTruth) {
     const Outcome again = leopod_ok("orbit --compare " + out("fitted.csv") + " " + out("orbit.csv"));
     EXPECT_NEAR(rms_of(again.text, "difference").total, error.total, 0.002) << again.text;
     EXPECT_TRUE(holds(read_file(out("fitted.sp3")), "*  2021  1 18  3 10  0.0")) << o.text;
+
+    expect_laser_ranges(command, eop);
 
     // Sigmas that are far too small are not believed.
     const Outcome proud = leopod(command + " --no-adapt --sigma-phase 0.0003 --sigma-code 0.03");

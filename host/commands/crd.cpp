@@ -10,10 +10,9 @@
 
 #include "commands/command.h"
 #include "commands/summaries.h"
+#include "inputs/crd_lines.h"
 #include "inputs/crd_records.h"
 #include "inputs/crd_session.h"
-#include "inputs/kinds.h"
-#include "inputs/open.h"
 #include "shared/console.h"
 #include "shared/error.h"
 #include "shared/files.h"
@@ -22,28 +21,8 @@ namespace host {
 
 namespace {
 
-constexpr std::size_t kNameEnd = 13;  ///< column of the blank behind the name in H2 and H3 of version 1
 constexpr std::size_t kUnknownShown = 8;
 constexpr int kEpochDecimals = 12;
-
-std::string upper(std::string text) {
-    for (char& c : text) c = c >= 'a' && c <= 'z' ? static_cast<char>(c - 'a' + 'A') : c;
-    return text;
-}
-
-/// A line as the library takes it: a blank for each tab, carriage return and null byte, and none at the ends.
-std::string cleaned(std::string line) {
-    for (char& c : line) {
-        if (c == '\t' || c == '\r' || c == '\0') c = ' ';
-    }
-    line.erase(line.find_last_not_of(' ') + 1);
-    line.erase(0, line.find_first_not_of(' '));
-    return line;
-}
-
-std::string identifier(const std::string& line) { return upper(line.substr(0, line.find(' '))); }
-
-bool has_na(const std::string& line) { return upper(line + " ").find(" NA ") != std::string::npos; }
 
 /// A text of a file as it can be printed.
 std::string printable(std::string text) {
@@ -112,8 +91,6 @@ template <typename Record, typename = void>
 constexpr bool has_time = false;
 template <typename Record>
 constexpr bool has_time<Record, std::void_t<decltype(Record::sec_of_day)>> = true;
-template <typename Record>
-constexpr bool has_fixed_columns = std::is_same_v<Record, rh2> || std::is_same_v<Record, rh3>;
 
 class CrdReader {
   public:
@@ -154,7 +131,7 @@ class CrdReader {
         next_.target = unread<rh3>();
         next_.file = file_;
         next_.version = r.format_version;
-        supported_ = upper(r.crd_literal) == "CRD" && (r.format_version == 1 || r.format_version == 2);
+        supported_ = crd_upper(r.crd_literal) == "CRD" && (r.format_version == 1 || r.format_version == 2);
     }
     void note(const rh2& r) {
         open_ = false;
@@ -190,22 +167,9 @@ class CrdReader {
 /// Reads one record and counts, dates and writes it.
 template <auto read, typename Record>
 void CrdReader::take(const std::string& id, std::string line) {
-    Record r = unread<Record>();
-    // What version 1 takes from columns or by one scan is read by tokens where the columns are not kept, and where "na"
-    // would end the scan.
     bool by_tokens = false;
-    if (format_version == 1) {
-        if (has_fixed_columns<Record>) by_tokens = line.size() > kNameEnd && line[kNameEnd] != ' ';
-        const bool one_scan = id == "10" || id == "11" || id == "12" || id == "21" || id == "30";
-        if (one_scan) by_tokens = has_na(line);
-    }
+    Record r = read_crd_record<read, Record>(id, std::move(line), by_tokens);
     by_tokens_ += by_tokens;
-    if (by_tokens) format_version = 2;
-    read(line.data(), &r);
-    if (by_tokens) format_version = 1;
-    if constexpr (std::is_same_v<Record, rh3>) {
-        if (by_tokens) r.target_type = std::exchange(r.target_class, kMarkInt);  // the sixth token either way
-    }
     note(r);
 
     std::string names;
@@ -272,27 +236,6 @@ const std::map<std::string, CrdReader::Taker>& CrdReader::takers() {
     return all;
 }
 
-/// Opens a file whose first H1 can be read; throws for any other.
-std::ifstream open_crd(const std::string& name) {
-    std::ifstream in = open_input(name, "laser ranging file");
-    std::string line;
-    while (std::getline(in, line)) {
-        line = cleaned(line);
-        if (identifier(line) != "H1") continue;
-        rh1 r = unread<rh1>();
-        read_h1(line.data(), &r);
-        if (upper(r.crd_literal) != "CRD") break;
-        if (r.format_version != 1 && r.format_version != 2)
-            throw InputError(name + ": version " + shown(r.format_version) +
-                             " of this laser ranging file is not 1 or 2");
-        in.clear();
-        if (!in.seekg(0)) throw InputError(name + ": is no file that can be read twice");
-        return in;
-    }
-    check_kind(name, "laser ranging file in the CRD format", {Kind::crd});
-    throw InputError(name + ": is not a laser ranging file in the CRD format (no record H1 CRD)");
-}
-
 void CrdReader::read(const std::string& file) {
     std::ifstream in = open_crd(file);
     file_ = file;
@@ -305,12 +248,12 @@ void CrdReader::read(const std::string& file) {
     while (std::getline(in, raw)) {
         ++line_;
         ++lines_;
-        const std::string line = cleaned(raw);
+        const std::string line = cleaned_crd(raw);
         if (line.empty()) {
             ++blank_;
             continue;
         }
-        const std::string id = identifier(line);
+        const std::string id = crd_identifier(line);
         const auto taker = takers().find(id);
         if (id == "H1" || id == "00") {
             (this->*taker->second)(id, line);
@@ -450,7 +393,7 @@ int crd(const CrdOptions& given_options) {
     CrdOptions options = given_options;
     Console console(options.log_level);
     for (std::string& kind : options.records) {
-        kind = upper(kind);
+        kind = crd_upper(kind);
         if (!CrdReader::is_kind(kind))
             throw InputError("--records " + kind +
                              ": an identifier that is read is expected, such as 10, 11, C0, H4 or 00");

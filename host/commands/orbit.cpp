@@ -307,6 +307,21 @@ void print_truth(const OrbitOptions& o, const Job& job, const Motion& motion, Su
     summarise_errors("errors/orbit", statistics(errors), false, summary);
 }
 
+void check_laser(const OrbitOptions& o, const Job& job, const Motion& motion, Summary& summary) {
+    if (o.laser.crd.empty()) return;
+    const auto state = [&](const GTime& gpst, Eigen::Vector3d& position, Eigen::Vector3d& velocity) {
+        const double t = gtimeSubSec(gpst, job.arc.start);
+        if (t < motion.first() || t > motion.last()) return false;
+        motion.state_at(t, position, velocity);
+        return true;
+    };
+    const LaserResult result = check_against_laser(o.laser, state);
+    summary.set("laser/points", result.count);
+    if (result.count == 0) return;
+    summary.set("laser/mean_m", result.mean());
+    summary.set("laser/rms_m", result.rms());
+}
+
 /// The orbit at whole seconds, with the formal errors of its positions.
 void write_orbit_files(const OrbitOptions& o, const Job& job, const Motion& motion, const EstimationReport& report) {
     const double second = gtimeChangeTimeSystem(job.arc.start, tsGPST).time.sod;
@@ -462,6 +477,7 @@ int estimate(const OrbitOptions& o, const FilePlan& plan) {
     Summary summary = begin_summary("orbit", o.summary, plan);
     summarise(job, motion, report, counts, formal, summary);
     if (!o.truth.empty()) print_truth(o, job, motion, summary);
+    check_laser(o, job, motion, summary);
     write_results(o, job, motion, report);
     const std::string fault = fault_of(report, counts, formal);
     if (!fault.empty()) std::fprintf(stderr, "leopod: %s: %s\n", o.inputs.obs.front().c_str(), fault.c_str());
@@ -478,6 +494,7 @@ FilePlan check_files(const OrbitOptions& o) {
     plan.in("--eop", in.eop).in("--jpl", in.jpl).in("--config", in.config).in("--truth", o.truth);
     plan.in("--dynamics", o.dynamics.dynamics).in("--gravity", o.dynamics.gravity).in("--sp3-antenna", o.sp3_antenna);
     plan_orbit_outputs(o.orbit, plan);
+    plan.in("--crd", o.laser.crd).in("--stations", o.laser.stations).out("--crd-out", o.laser.out);
     plan.in("--compare", o.compare).out("--out", o.out).out("--formal-out", o.formal_out);
     plan.out("--satellites-out", o.satellites_out).out("--edits-out", o.edits_out);
     plan.out("--parameters", o.parameters).out("--summary", o.summary).check();
@@ -490,6 +507,7 @@ int orbit(const OrbitOptions& o) {
     const FilePlan plan = check_files(o);
     if (!o.compare.empty()) return compare_orbits(o.compare[0], o.compare[1]);
     if (o.output_interval <= 0.0) throw InputError("--output-interval must be positive");
+    check_laser_options(o.laser);
     return estimate(o, plan);
 }
 
@@ -549,6 +567,17 @@ void add_orbit(Command app, Action& action) {
     command.add_option("--output-interval", o->output_interval, "of the orbit, seconds").capture_default_str();
     command.add_option("--truth", o->truth,
                        "file to compare with: CSV (GPST, x, y, z in metres, earth-fixed), SP3 or OEM");
+    command.add_option("--crd", o->laser.crd,
+                       "laser ranging file (CRD): residuals of its normal points to the orbit; may be repeated");
+    command.add_option("--stations", o->laser.stations,
+                       "CSV of the laser stations: cdp or name, x_m, y_m, z_m, vx_mpy, vy_mpy, vz_mpy, epoch");
+    command.add_option("--crd-target", o->laser.target, "name, ILRS or NORAD number, where the files have several");
+    command
+        .add_option("--reflector-offset", o->laser.reflector,
+                    "radial,along,cross from the centre of mass to the laser reflector in metres")
+        .expected(3)
+        .delimiter(',');
+    command.add_option("--crd-out", o->laser.out, "CSV of the laser residuals");
     command.add_option("--out", o->out, "CSV of the orbit, both frames");
     add_orbit_outputs(command, o->orbit, "the orbit");
     command.add_option("--satellite", o->orbit.satellite, "satellite of the SP3 file, such as L01");

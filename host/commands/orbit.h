@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "estimation/laser_ranges.h"
 #include "estimation/reduced_dynamic.h"
 #include "outputs/ephemeris.h"
 #include "shared/span.h"
@@ -31,6 +32,7 @@ struct OrbitOptions {
     std::string truth;
     OrbitOutputs orbit;
     std::string summary, out, formal_out, satellites_out, edits_out, parameters;
+    LaserOptions laser;
     std::string log_level = "critical";
     std::vector<std::string> compare;
 };
