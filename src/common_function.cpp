@@ -184,10 +184,9 @@ void eci2rtn(double* satpos, double* satvel, double* R, double* T, double* N) {
 }
 
 void get_azel_signal(double* installation_matrix, double* signal_los_platform, double* azel) {
-    double to_antenna[9];
-    double a[3];
-    matrixTranspose(3, 3, installation_matrix, to_antenna);
-    matrixMultiply(3, 3, to_antenna, 1, signal_los_platform, a);
+    const double *const m = installation_matrix, *const v = signal_los_platform;
+    double a[3];  // in the antenna's axes
+    for (int i = 0; i < 3; ++i) a[i] = 0.0 + m[i] * v[0] + m[i + 3] * v[1] + m[i + 6] * v[2];
     double azimuth = a[0] * a[0] + a[1] * a[1] >= kTinySquare ? std::atan2(a[0], a[1]) : 0.0;
     if (azimuth <= 0) azimuth += kTwoPi;  // settled: exactly 0 comes out as 2 pi, unlike in azel()
     const double elevation = std::asin(a[2] / norm(3, a));

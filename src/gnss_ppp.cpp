@@ -58,7 +58,6 @@ constexpr int kMaxObs = MAXSAT_EPOCH * MAXOBS_PER_SAT;  // rows of a pass
 constexpr int kMaxIterations = 10;
 constexpr int kMaskIteration = 3;       // the elevation mask holds behind this iteration
 constexpr double kConvergence = 0.001;  // [m]
-constexpr double kSigmaRange = 0.3;     // [m]
 
 /// Unit axes of a body, earth-fixed.
 struct Axes {
@@ -99,13 +98,11 @@ struct Pass {
     int nobs = 0;
     int nsat = 0;
     double H[kMaxObs * kUnknowns];
-    double L[kMaxObs];
     double OMC[kMaxObs];
     int index_sat_epoch[kMaxObs];
     int index_obs_epoch[kMaxObs];
     int idx_clock[kMaxObs];
     double BTWB[kUnknowns * kUnknowns];
-    double BTB[kUnknowns * kUnknowns];  // settled: the unweighted twin of BTWB, read by nobody
     double BTWL[kUnknowns];
 };
 
@@ -165,25 +162,22 @@ double first_range(const OBSDATA_SAT& sat) {
 }
 
 /// Adds the observation equation of one range to the normal equations.
-void add_row(Pass& pass, int isat, int iobs, const double* e_los, int idx_rcv_clock, double omc, double sigma_ele) {
+void add_row(Pass& pass, int isat, int iobs, const double* e_los, int idx_rcv_clock, double omc) {
     double* row = pass.H + pass.nobs * kUnknowns;
     for (int c = 0; c < kUnknowns; ++c) row[c] = 0.0;
     for (int c = 0; c < 3; ++c) row[c] = -e_los[c];
     row[idx_rcv_clock] = 1.0;
-    pass.L[pass.nobs] = omc;
     pass.OMC[pass.nobs] = omc;
     pass.index_sat_epoch[pass.nobs] = isat;
     pass.index_obs_epoch[pass.nobs] = iobs;
 
-    [[maybe_unused]] const double elevation_weight = 0.09 / (sigma_ele * sigma_ele);
-    constexpr double wk = 1.0;  // settled: the elevation weight is overruled, all ranges count alike
+    // settled: all ranges count alike, without a weight by elevation
     pass.idx_clock[pass.nobs] = idx_rcv_clock;
     for (const int r : {0, 1, 2, idx_rcv_clock}) {  // the zeros of the row add nothing
         for (const int c : {0, 1, 2, idx_rcv_clock}) {
-            pass.BTWB[r * kUnknowns + c] += row[r] * wk * row[c];
-            pass.BTB[r * kUnknowns + c] += row[r] * row[c];
+            pass.BTWB[r * kUnknowns + c] += row[r] * row[c];
         }
-        pass.BTWL[r] += row[r] * wk * pass.L[pass.nobs];
+        pass.BTWL[r] += row[r] * omc;
     }
     ++pass.nobs;
 }
@@ -197,7 +191,6 @@ struct Sight {
     ANT_INFO* antenna = nullptr;  ///< of the satellite
     double e_los[3] = {};         ///< from the receiver
     double iono_stec = 0.0;
-    double sigma_ele = 0.0;
     double computed = 0.0;  ///< range of the model, without what depends on the record [m]
 };
 
@@ -285,7 +278,6 @@ bool look(OBSDATA_SAT& sat, int iteration, const EpochContext& ctx, Station& sta
     // settled: one ionosphere model for all systems
     sight.iono_stec = Klobuchar_GPS_stec(iono_brdc_GPS_A, iono_brdc_GPS_B, ctx.sow, station.blh, sat.sat_azel);
     sight.computed = geodis + clock_rcv - kSpeedOfLight * sat.satclk_offset + troposphere_delay;
-    sight.sigma_ele = kSigmaRange / std::sin(elevation);
     return true;
 }
 
@@ -341,46 +333,44 @@ void add_satellite(OBSDATA_SAT& sat, int isat, int iteration, EpochContext& ctx,
         if (!usable(rec, sight.satindex, iteration)) continue;
         correct_for(sat, rec, ctx, station.axes, sight);
         rec.residual = rec.value - sight.computed;
-        add_row(pass, isat, jj, sight.e_los, kFirstClock + sight.sys_index, rec.residual, sight.sigma_ele);
+        add_row(pass, isat, jj, sight.e_los, kFirstClock + sight.sys_index, rec.residual);
     }
     ++pass.nsat;  // settled: also without a single usable record
 }
 
-/// Quality of the pass: a-posteriori sigma, dilution, and marks on outliers.
-void assess(OBSDATA_EPOCH* obs_epoch, Pass& pass, const double* inv_BTWB, int nparam, int iteration, SOLUTION* solt) {
-    double wi[kMaxObs];
-    double vpv = 0.0;
-    for (int n = 0; n < pass.nobs; ++n) {
-        const OBSREC& rec = obs_epoch->satobs[pass.index_sat_epoch[n]].obsdata[pass.index_obs_epoch[n]];
-        wi[n] = 0.09 / (rec.sigma * rec.sigma);
-        vpv += pass.OMC[n] * pass.OMC[n] * wi[n];
-    }
-    const int ndf = pass.nobs - nparam > 1 ? pass.nobs - nparam : 1;
-    const double sigma0 = std::sqrt(vpv / ndf);
+OBSREC& record_of(OBSDATA_EPOCH* obs_epoch, const Pass& pass, int n) {
+    return obs_epoch->satobs[pass.index_sat_epoch[n]].obsdata[pass.index_obs_epoch[n]];
+}
 
+double weight(const OBSREC& rec) { return 0.09 / (rec.sigma * rec.sigma); }
+
+/// Marks the ranges that stand out from the others and from their own variance. settled: nobody's sigma is reweighted
+void mark_outliers(OBSDATA_EPOCH* obs_epoch, Pass& pass, const double* inv_BTWB, double sigma0) {
     int obs_outlier_states[kMaxObs] = {};
-    if (iteration >= kMaxIterations / 2) detect_outlier(pass.nobs, pass.OMC, obs_outlier_states, 3.0 * sigma0);
-
-    const double huber = gnssconfig.huber_param_spp[0];
-    const double huberPower = gnssconfig.huber_param_spp[1];
+    detect_outlier(pass.nobs, pass.OMC, obs_outlier_states, 3.0 * sigma0);
     for (int n = 0; n < pass.nobs && sigma0 > 0.0; ++n) {  // a perfect fit has no outlier
+        if (obs_outlier_states[n] != 1) continue;
         const double* h = pass.H + n * kUnknowns;
         const int clock = pass.idx_clock[n];
         double hQh = 0.0;
         for (const int r : {0, 1, 2, clock}) {
             for (const int c : {0, 1, 2, clock}) hQh += h[r] * inv_BTWB[r * kUnknowns + c] * h[c];
         }
-        const double Rk = 1.0 - wi[n] * hQh;
-        const double ratio = std::fabs(pass.OMC[n]) * wi[n] / sigma0 / Rk;
-        if (ratio > huber) {
-            const double factor_k = std::pow(ratio / std::fabs(huber), huberPower);
-            // settled: the reweighted sigma is formed and discarded
-            [[maybe_unused]] const double sigma_k = kSigmaRange * factor_k > 1e9 ? 1e9 : kSigmaRange * factor_k;
-            if (obs_outlier_states[n] == 1) {
-                obs_epoch->satobs[pass.index_sat_epoch[n]].obsdata[pass.index_obs_epoch[n]].flag_obs = GROSS_ERROR;
-            }
-        }
+        OBSREC& rec = record_of(obs_epoch, pass, n);
+        const double wi = weight(rec);
+        const double Rk = 1.0 - wi * hQh;
+        const double ratio = std::fabs(pass.OMC[n]) * wi / sigma0 / Rk;
+        if (ratio > gnssconfig.huber_param_spp[0]) rec.flag_obs = GROSS_ERROR;
     }
+}
+
+/// Quality of the pass: a-posteriori sigma, dilution, and marks on outliers.
+void assess(OBSDATA_EPOCH* obs_epoch, Pass& pass, const double* inv_BTWB, int nparam, int iteration, SOLUTION* solt) {
+    double vpv = 0.0;
+    for (int n = 0; n < pass.nobs; ++n) vpv += pass.OMC[n] * pass.OMC[n] * weight(record_of(obs_epoch, pass, n));
+    const int ndf = pass.nobs - nparam > 1 ? pass.nobs - nparam : 1;
+    const double sigma0 = std::sqrt(vpv / ndf);
+    if (iteration >= kMaxIterations / 2) mark_outliers(obs_epoch, pass, inv_BTWB, sigma0);
 
     // settled: the sum goes over the squares of the variances
     double sum = 0.0;
@@ -418,7 +408,6 @@ STATUS_SOL leopod::point_position(ModelEpoch& epoch, OBSDATA_EPOCH* obs_epoch, A
         pass.nobs = 0;
         pass.nsat = 0;
         std::memset(pass.BTWB, 0, sizeof pass.BTWB);
-        std::memset(pass.BTB, 0, sizeof pass.BTB);
         std::memset(pass.BTWL, 0, sizeof pass.BTWL);
         if (iteration >= kMaxIterations) {
             std::snprintf(solt->msg, sizeof solt->msg, "spp:iteration num= %d >= %d", iteration, kMaxIterations);
