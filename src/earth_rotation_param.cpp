@@ -12,6 +12,7 @@
 #include "private/earth_rotation.h"
 #include "private/lines.h"
 #include "private/nutation.h"
+#include "private/recent.h"
 #include "private/report.h"
 #include "private/text.h"
 
@@ -257,6 +258,25 @@ int search_eop_index(double mjd_utc) {
     return static_cast<int>(s - 1);
 }
 
+namespace {
+
+/// Of libration and ocean tides: x, y [microarcsecond], UT1 [microsecond], length of day [microsecond/day].
+struct SubdailyCorrections {
+    double libration_pm[2], libration_ut1, libration_lod;
+    double tides[3];
+};
+
+const SubdailyCorrections& subdaily_corrections(double mjd) {
+    static thread_local Recent<SubdailyCorrections> recent;
+    return recent.at(mjd, 0.0, [mjd](SubdailyCorrections& formed) {
+        formed = {};
+        libration(mjd, formed.libration_pm, formed.libration_ut1, formed.libration_lod);
+        ORTHO_EOP(mjd, formed.tides);
+    });
+}
+
+}  // namespace
+
 bool compute_eop(double mjd_utc, EOPREC* eop) {
     constexpr int kRecords = 3;
     eop->ok = false;
@@ -296,15 +316,11 @@ bool compute_eop(double mjd_utc, EOPREC* eop) {
 
     // settled: the corrections take the UTC date, where the publications ask for TT
     constexpr double kMicro = 1e-6;
-    double dut1 = 0.0, dlod = 0.0;
-    double eop_correction[3] = {};
-    double pm_correction[2] = {};
-    libration(mjd_utc, pm_correction, dut1, dlod);
-    ORTHO_EOP(mjd_utc, eop_correction);
-    eop->pmX += (pm_correction[0] + eop_correction[0]) * kMicro;
-    eop->pmY += (pm_correction[1] + eop_correction[1]) * kMicro;
-    eop->UT1mUTC += (dut1 + eop_correction[2]) * kMicro;
-    eop->LOD += dlod * kMicro;
+    const SubdailyCorrections& corrections = subdaily_corrections(mjd_utc);
+    eop->pmX += (corrections.libration_pm[0] + corrections.tides[0]) * kMicro;
+    eop->pmY += (corrections.libration_pm[1] + corrections.tides[1]) * kMicro;
+    eop->UT1mUTC += (corrections.libration_ut1 + corrections.tides[2]) * kMicro;
+    eop->LOD += corrections.libration_lod * kMicro;
     return true;
 }
 

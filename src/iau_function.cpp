@@ -11,6 +11,7 @@
 #include "private/constants.h"
 #include "private/numbers.h"
 #include "private/nutation.h"
+#include "private/recent.h"
 #include "private/reduction.h"
 #include "private/registers.h"
 
@@ -663,10 +664,17 @@ void fast_nutation(double date1, double date2, double& dpsi, double& deps) {
 }
 
 void fast_celestial_to_intermediate(double date1, double date2, double rc2i[3][3]) {
-    double rbpn[3][3], dpsi = 0.0, deps = 0.0;
-    fast_nutation(date1, date2, dpsi, deps);
-    bias_precession_nutation(date1, date2, dpsi, deps, rbpn);
-    intermediate_matrix(date1, date2, rbpn, rc2i);
+    struct Matrix {
+        double r[3][3];
+    };
+    static thread_local Recent<Matrix> recent;
+    const Matrix& matrix = recent.at(date1, date2, [&](Matrix& formed) {
+        double rbpn[3][3], dpsi = 0.0, deps = 0.0;
+        fast_nutation(date1, date2, dpsi, deps);
+        bias_precession_nutation(date1, date2, dpsi, deps, rbpn);
+        intermediate_matrix(date1, date2, rbpn, formed.r);
+    });
+    std::copy_n(matrix.r[0], 9, rc2i[0]);
 }
 
 }  // namespace leopod
