@@ -308,12 +308,6 @@ BENCHMARK_STEP(3066);
 
 // --- an iteration of the built-in fit against its force evaluations ----------------------------------------------------
 
-const std::filesystem::path& data_dir() {
-    const char* dir = std::getenv("LEOPOD_DATA");
-    static const std::filesystem::path path = dir != nullptr ? dir : LEOPOD_DATA_DIR;
-    return path;
-}
-
 /// The built-in positions with the ground defaults: a day, degree 100, ten bodies, 504 parameters, step 20 s. The files of the gravity
 /// field, earth orientation and planets are loaded where they are there; else the noise field, no orientation and the analytic series.
 struct Fit {
@@ -329,7 +323,7 @@ struct Fit {
         const Dynamics field(100);
         initialize_global_earth_rotation_param();
         g_eop_storage = eop.data();
-        const auto file = [](const char* name) { return (data_dir() / name).string(); };
+        const auto file = [](const char* name) { return (bench::data_dir() / name).string(); };
         load_eop_storage(file("eop/eopc04_IAU2000.62-now").data());
         initialize_global_eph_planet();
         if (load_eph_storage_file(file("jpl/de438r_2016_2021.txt").data(), header.get(), records.data())) {

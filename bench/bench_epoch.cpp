@@ -6,9 +6,7 @@
 #include <algorithm>
 #include <array>
 #include <chrono>
-#include <cstdlib>
 #include <cstring>
-#include <filesystem>
 #include <functional>
 #include <iterator>
 #include <memory>
@@ -40,10 +38,6 @@ Owned<EPH_HEADER_JPL> header = make_zeroed<EPH_HEADER_JPL>();
 Owned<EPH_RECORD_JPL> record = make_zeroed<EPH_RECORD_JPL>();
 
 bool load() {
-    const char* dir = std::getenv("LEOPOD_DATA");
-    const std::filesystem::path data = std::filesystem::path(dir != nullptr ? dir : LEOPOD_DATA_DIR) / "leo_sim";
-    if (!std::filesystem::exists(data / "dev21_gc.obs")) return false;
-    const auto file = [&](const char* name) { return (data / name).string(); };
     initialize_global_earth_gravity();
     initialize_global_eph_planet();
     initialize_global_earth_rotation_param();
@@ -55,9 +49,12 @@ bool load() {
     set_gnssconfig_system(&gnssconfig, 2, systems);
     g_brdc_storage = &runtime->brdc_storage;
     g_obs_storage = epochs.get();
-    const bool ok = load_ephemeris_brdc(file("dev21_tgd0.nav").data()) &&
-                    load_attitude_quaternion(0, file("dev21_att_zup.txt").data()) &&
-                    load_observation_rinex(file("dev21_gc.obs").data(), 0, 0.0);
+    const auto file = [](const char* name, const char* short_arc) {
+        return bench::file_or(std::string("leo_sim/") + name, std::string("tests/data/arc21/") + short_arc);
+    };
+    const bool ok = load_ephemeris_brdc(file("dev21_tgd0.nav", "arc.nav").data()) &&
+                    load_attitude_quaternion(0, file("dev21_att_zup.txt", "attitude.txt").data()) &&
+                    load_observation_rinex(file("dev21_gc.obs", "both.obs").data(), 0, 0.0);
     *loaded = *runtime;
     return ok;
 }
@@ -277,8 +274,8 @@ void report_time(benchmark::State& state, double seconds) {
 int main(int argc, char** argv) {
     benchmark::Initialize(&argc, argv);
     if (!load()) {
-        std::fprintf(stderr, "the simulated arcs are not there: the epoch bench is skipped\n");
-        return 0;
+        std::fprintf(stderr, "the simulated arc could not be read\n");
+        return 1;
     }
     static std::array<Starts, 2> starts;
     int which = 0;

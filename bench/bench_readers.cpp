@@ -6,6 +6,7 @@
 
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <filesystem>
 #include <functional>
 #include <memory>
@@ -72,10 +73,13 @@ double time_in_child(const std::function<bool()>& work) {
     return seconds;
 }
 
-void register_pair(const std::string& title, const std::function<void(benchmark::State&)>& own,
+/// The size of the file is part of the name.
+void register_pair(const std::string& title, const std::string& name, const std::function<void(benchmark::State&)>& own,
                    const std::function<void(benchmark::State&)>& limit) {
+    char size[32];
+    std::snprintf(size, sizeof size, ", %.2g MB", 1e-6 * static_cast<double>(std::filesystem::file_size(name)));
     for (const auto& [kind, work] : {std::pair{"/leopod", own}, std::pair{"/limit", limit}}) {
-        benchmark::RegisterBenchmark((title + kind).c_str(), work)
+        benchmark::RegisterBenchmark((title + size + kind).c_str(), work)
             ->UseManualTime()
             ->MinTime(0.1)
             ->Unit(benchmark::kMicrosecond);
@@ -87,7 +91,7 @@ void add(const std::string& title, const std::string& name, const std::function<
          const std::function<bool(char*)>& load) {
     const auto file = std::make_shared<std::string>(name);
     register_pair(
-        title, [=](benchmark::State& state) { measure(state, prepare, [&] { return load(file->data()); }); },
+        title, name, [=](benchmark::State& state) { measure(state, prepare, [&] { return load(file->data()); }); },
         [=](benchmark::State& state) {
             measure(
                 state, [] {}, [&] { return read_lines(*file); });
@@ -106,22 +110,76 @@ void add_navigation(const std::string& title, const std::string& name) {
         }
     };
     register_pair(
-        title,
+        title, name,
         [=](benchmark::State& state) { measure_in_child(state, [&] { return load_ephemeris_brdc(file->data()); }); },
         [=](benchmark::State& state) { measure_in_child(state, [&] { return read_lines(*file); }); });
+}
+
+// Where the data sets are not there: files of the same columns with numbers of no meaning.
+
+void write_header(std::FILE* file, const char* version, const char* label) {
+    std::fprintf(file, "%-60sRINEX VERSION / TYPE\n", version);
+    if (label[0] != 0) std::fprintf(file, "%s\n", label);
+    std::fprintf(file, "%60sEND OF HEADER\n", "");
+}
+
+void write_observations_2(std::FILE* file) {
+    write_header(file, "     2.20           OBSERVATION DATA    G (GPS)",
+                 "     8    L1    L2    C1    P1    P2    LA    SA    S1      # / TYPES OF OBSERV");
+    for (int i = 0; i < 4000; ++i) {
+        std::fprintf(file, " 10  7 27 %2d %2d %10.7f  0  9", i / 360, i / 6 % 60, i % 6 * 10.0);
+        for (int sat = 1; sat <= 9; ++sat) std::fprintf(file, "G%02d", 3 * sat);
+        for (int sat = 1; sat <= 9; ++sat) {
+            for (int k = 0; k < 8; ++k) {
+                std::fprintf(file, "%s%14.3f  ", k % 5 == 0 ? "\n" : "", 2.1e7 + 1e3 * (i + sat) + 0.123 * k);
+            }
+        }
+        std::fputc('\n', file);
+    }
+}
+
+void write_clocks(std::FILE* file) {
+    write_header(file, "     3.00           C", "");
+    for (int i = 0; i < 2880; ++i) {
+        for (int prn = 1; prn <= 32; ++prn) {
+            std::fprintf(file, "AS G%02d  2020 06 25 %02d %02d %9.6f  2   %19.12E %19.12E\n", prn, i / 120, i / 2 % 60,
+                         i % 2 * 30.0, 1e-5 * (prn - 16) + 1e-12 * i, 1e-11);
+        }
+    }
+}
+
+void write_navigation_2(std::FILE* file) {
+    write_header(file, "     2.10           N: GPS NAV DATA", "");
+    for (int i = 0; i < 224; ++i) {
+        std::fprintf(file, "%2d 20  6 25 %2d  0  0.0", i % 32 + 1, i / 32 * 2);
+        for (int k = 1; k < 32; ++k) {
+            if (k % 4 == 0) std::fprintf(file, "\n   ");
+            char number[32];
+            std::snprintf(number, sizeof number, "%19.12E", k == 11 ? 5153.6 : 0.01 * k + 1e-5 * i);
+            *std::strchr(number, 'E') = 'D';
+            std::fputs(number, file);
+        }
+        std::fputc('\n', file);
+    }
+}
+
+/// A file of the data sets, or one that is written where it is not there.
+std::string data_or(const std::string& name, void (*write)(std::FILE*)) {
+    const std::filesystem::path path = bench::data_dir() / name;
+    if (std::filesystem::exists(path)) return path.string();
+    const std::string own =
+        (std::filesystem::temp_directory_path() / ("leopod_bench_" + path.filename().string())).string();
+    std::FILE* const file = std::fopen(own.c_str(), "w");
+    if (file == nullptr) std::abort();
+    write(file);
+    std::fclose(file);
+    return own;
 }
 
 }  // namespace
 
 int main(int argc, char** argv) {
     benchmark::Initialize(&argc, argv);
-    const char* dir = std::getenv("LEOPOD_DATA");
-    const std::filesystem::path data = dir != nullptr ? dir : LEOPOD_DATA_DIR;
-    const auto path = [&](const char* name) { return (data / name).string(); };
-    if (!std::filesystem::exists(path("grace_b_2010208"))) {
-        std::fprintf(stderr, "the data sets are not there: the bench of the readers is skipped\n");
-        return 0;
-    }
     g_obs_storage = epochs.get();
     g_prec_storage = precise.get();
     void* shared = mmap(nullptr, sizeof(EPHBRDC_STORE), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0);
@@ -130,30 +188,34 @@ int main(int argc, char** argv) {
     g_brdc_storage = broadcast;
     g_antenna_info_store = &antennas;
 
+    using bench::file_or;
     const auto no_epochs = [] { g_num_obs_storage = 0; };
     const auto load_observations = [](char* name) { return load_observation_rinex(name, 0, 0.0); };
     const auto no_orbits = [] {
         for (int& count : precise->idx_eph) count = 0;
         for (int& count : precise->idx_clk) count = 0;
     };
-    add("reading observations, RINEX 2, 5 MB", path("grace_b_2010208/grcb2080_00h12h.10o"), no_epochs,
-        load_observations);
-    add("reading observations, RINEX 3, 1.3 MB",
-        path("gnss/ground_esbc_2020177/ESBC00DNK_R_20201770000_06H_30S_GO_trim.rnx"), no_epochs, load_observations);
-    add("reading SP3, 1.6 MB", path("gnss/leo_truth_2018364/COD0MGXFIN_20183640000_01D_05M_ORB.SP3"), no_orbits,
-        load_ephemris_prec);
-    add("reading clocks, 7 MB", path("gnss/ground_esbc_2020177/GRG0MGXFIN_20201770000_01D_30S_CLK_gps.CLK"), no_orbits,
-        [](char* name) { return load_clock_prec(name, precise.get()); });
+    add("reading observations, RINEX 2", data_or("grace_b_2010208/grcb2080_00h12h.10o", write_observations_2),
+        no_epochs, load_observations);
+    add("reading observations, RINEX 3",
+        file_or("gnss/ground_esbc_2020177/ESBC00DNK_R_20201770000_06H_30S_GO_trim.rnx", "tests/data/arc21/gps.obs"),
+        no_epochs, load_observations);
+    add("reading SP3",
+        file_or("gnss/leo_truth_2018364/COD0MGXFIN_20183640000_01D_05M_ORB.SP3",
+                "examples/data/grace_b/cod15942_excerpt.sp3"),
+        no_orbits, load_ephemris_prec);
+    add("reading clocks", data_or("gnss/ground_esbc_2020177/GRG0MGXFIN_20201770000_01D_30S_CLK_gps.CLK", write_clocks),
+        no_orbits, [](char* name) { return load_clock_prec(name, precise.get()); });
     add(
-        "reading ANTEX, 0.1 MB", path("gnss/antex/igs14_small.atx"), [] { antennas.num_antenna_info = 0; },
-        [](char* name) { return load_antenna_storage(name, &antennas); });
+        "reading ANTEX", file_or("gnss/antex/igs14_small.atx", "examples/data/grace_b/gps_satellites_2010208.atx"),
+        [] { antennas.num_antenna_info = 0; }, [](char* name) { return load_antenna_storage(name, &antennas); });
     // The room of an object is allocated once, by the first load.
     add(
-        "reading quaternions, 35 kB", path("leo_sim/dev21_att_zup.txt"), [] { g_att_qua_storage.qua_num[0] = 0; },
-        [](char* name) { return load_attitude_quaternion(0, name); });
-    add_navigation("reading navigation, RINEX 2, 0.15 MB", path("gnss/rinex2/esbc1770.20n"));
-    add_navigation("reading navigation, RINEX 3, 2.4 MB",
-                   path("gnss/ground_esbc_2020177/ESBC00DNK_R_20201770000_01D_MN.rnx"));
+        "reading quaternions", file_or("leo_sim/dev21_att_zup.txt", "tests/data/arc21/attitude.txt"),
+        [] { g_att_qua_storage.qua_num[0] = 0; }, [](char* name) { return load_attitude_quaternion(0, name); });
+    add_navigation("reading navigation, RINEX 2", data_or("gnss/rinex2/esbc1770.20n", write_navigation_2));
+    add_navigation("reading navigation, RINEX 3",
+                   file_or("gnss/ground_esbc_2020177/ESBC00DNK_R_20201770000_01D_MN.rnx", "tests/data/arc21/arc.nav"));
     benchmark::RunSpecifiedBenchmarks();
     std::free(antennas.antenna_info_storage);
     return 0;

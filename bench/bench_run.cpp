@@ -7,7 +7,10 @@
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
+#include <initializer_list>
 #include <string>
+
+#include "measure.h"
 
 namespace {
 
@@ -39,21 +42,26 @@ Run run_program(const std::string& command) {
 
 int main(int argc, char** argv) {
     benchmark::Initialize(&argc, argv);
-    const char* dir = std::getenv("LEOPOD_DATA");
-    const std::filesystem::path data =
-        std::filesystem::path(dir != nullptr ? dir : LEOPOD_DATA_DIR) / "grace_b_2010208";
-    if (!std::filesystem::exists(data)) {
-        std::fprintf(stderr, "the real arc is not there: the bench of the program is skipped\n");
-        return 0;
-    }
-    const auto quoted = [&](const char* name) { return " '" + (data / name).string() + "'"; };
     const std::filesystem::path out = std::filesystem::temp_directory_path() / "leopod_bench_run.csv";
-    const std::string command = "'" LEOPOD_PROGRAM "' run --interval 10 --obs" + quoted("grcb2080_00h12h.10o") +
-                                " --sp3" + quoted("COD15941.EPH") + " --sp3" + quoted("COD15942.EPH") + " --sp3" +
-                                quoted("COD15943.EPH") + " --out '" + out.string() + "'";
+    const std::filesystem::path data = bench::data_dir() / "grace_b_2010208";
+    const bool whole_arc = std::filesystem::exists(data);
+    const auto from = [](const std::filesystem::path& dir, std::initializer_list<const char*> options) {
+        std::string text;
+        for (const char* option : options) {
+            text += std::string(" ") + (option[0] == '-' ? option : "'" + (dir / option).string() + "'");
+        }
+        return text;
+    };
+    const std::string inputs = whole_arc
+                                   ? from(data, {"--obs", "grcb2080_00h12h.10o", "--sp3", "COD15941.EPH", "--sp3",
+                                                 "COD15942.EPH", "--sp3", "COD15943.EPH"})
+                                   : from(std::filesystem::path(LEOPOD_SOURCE_DIR) / "examples/data/grace_b",
+                                          {"--obs", "grcb2080_01h05h.10d.gz", "--sp3", "cod15942_excerpt.sp3.gz"});
+    const std::string command = "'" LEOPOD_PROGRAM "' run --interval 10" + inputs + " --out '" + out.string() + "'";
     // The parts of the pair take turns.
     for (const bool whole : {true, false}) {
-        const std::string name = "leopod run, 12 h of GRACE-B, against its loop alone";
+        const std::string name =
+            std::string("leopod run, ") + (whole_arc ? "12 h" : "4 h, packed,") + " of GRACE-B, against its loop alone";
         benchmark::RegisterBenchmark((name + (whole ? "/leopod" : "/limit")).c_str(),
                                      [=](benchmark::State& state) {
                                          for (auto _ : state) {

@@ -6,6 +6,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <ctime>
+#include <filesystem>
 #include <fstream>
 #include <memory>
 #include <string>
@@ -42,6 +43,29 @@ inline long memory(const char* name) {
     }
     return 0;
 }
+
+#ifdef LEOPOD_SOURCE_DIR
+/// The data sets beside the tree, or where LEOPOD_DATA points.
+inline std::filesystem::path data_dir() {
+    const char* dir = std::getenv("LEOPOD_DATA");
+    return dir != nullptr ? dir : LEOPOD_DATA_DIR;
+}
+
+/// Expands a file of the repository, named without ".gz", among the temporary files.
+inline std::string expanded(const std::string& name) {
+    const std::filesystem::path packed = std::filesystem::path(LEOPOD_SOURCE_DIR) / (name + ".gz");
+    const std::filesystem::path path =
+        std::filesystem::temp_directory_path() / ("leopod_bench_" + packed.stem().string());
+    if (std::system(("gzip -dc '" + packed.string() + "' >'" + path.string() + "'").c_str()) != 0) std::abort();
+    return path.string();
+}
+
+/// A file of the data sets, or one of the repository where they are not there.
+inline std::string file_or(const std::string& name, const std::string& of_repository) {
+    const std::filesystem::path path = data_dir() / name;
+    return std::filesystem::exists(path) ? path.string() : expanded(of_repository);
+}
+#endif
 
 }  // namespace bench
 
