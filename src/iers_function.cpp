@@ -45,12 +45,37 @@ struct SubdiurnalTerm {
     double s1, c1, s2, c2;
 };
 
-void add_term(const SubdiurnalTerm& term, const double (&ARG)[6], double* first, double* second) {
-    const double ANGLE = term_angle(term.IARG, ARG);
-    const double s = std::sin(ANGLE);
-    const double c = std::cos(ANGLE);
-    *first += term.s1 * s + term.c1 * c;
-    *second += term.s2 * s + term.c2 * c;
+/// Multipliers of a table of them by column, filled up to whole registers.
+template <std::size_t N>
+struct SubdiurnalColumns {
+    static constexpr std::size_t kRows = (N + kQuad - 1) / kQuad * kQuad;
+    double multiplier[6][kRows] = {};
+
+    constexpr explicit SubdiurnalColumns(const SubdiurnalTerm (&terms)[N]) {
+        for (std::size_t i = 0; i < N; ++i) {
+            for (std::size_t k = 0; k < 6; ++k) multiplier[k][i] = terms[i].IARG[k];
+        }
+    }
+};
+
+/// Adds the terms from `first` on, one after the other.
+template <std::size_t N>
+void add_terms(const SubdiurnalTerm (&terms)[N], const SubdiurnalColumns<N>& columns, std::size_t first,
+               const double (&ARG)[6], double* sum1, double* sum2) {
+    double angle[SubdiurnalColumns<N>::kRows];
+    run_widest([&](auto) LEOPOD_KERNEL {
+        for (std::size_t i = first / kQuad * kQuad; i < N; i += kQuad) {
+            Quad sum = {};
+            for (std::size_t k = 0; k < 6; ++k) sum += load(columns.multiplier[k] + i) * ARG[k];
+            store(angle + i, reduced(sum));
+        }
+    });
+    for (std::size_t i = first; i < N; ++i) {
+        double s = 0.0, c = 0.0;
+        sine_cosine(angle[i], s, c);
+        *sum1 += terms[i].s1 * s + terms[i].c1 * c;
+        *sum2 += terms[i].s2 * s + terms[i].c2 * c;
+    }
 }
 
 }  // namespace
@@ -190,9 +215,10 @@ void polar_libration(const double (&ARG)[6], double* pm) {
     constexpr int JSTART = IBAND == 1 ? 16 : 1;      // counted from 1
     [[maybe_unused]] constexpr double XRATE = -3.8;  // settled: secular rates, not applied [microarcsecond/year]
     [[maybe_unused]] constexpr double YRATE = -4.3;
+    static constexpr SubdiurnalColumns kColumns(kTerms);
     pm[0] = 0.0;
     pm[1] = 0.0;
-    for (std::size_t j = JSTART - 1; j < std::size(kTerms); ++j) add_term(kTerms[j], ARG, &pm[0], &pm[1]);
+    add_terms(kTerms, kColumns, JSTART - 1, ARG, &pm[0], &pm[1]);
 }
 
 void axial_libration(const double (&ARG)[6], double* dut1, double* dlod) {
@@ -200,9 +226,10 @@ void axial_libration(const double (&ARG)[6], double* dut1, double* dlod) {
 #include "tables/utlibr.inc"
     };
     static_assert(std::size(kTerms) == 11);
+    static constexpr SubdiurnalColumns kColumns(kTerms);
     *dut1 = 0.0;
     *dlod = 0.0;
-    for (const SubdiurnalTerm& term : kTerms) add_term(term, ARG, dut1, dlod);
+    add_terms(kTerms, kColumns, 0, ARG, dut1, dlod);
 }
 
 }  // namespace
