@@ -12,7 +12,9 @@
 
 namespace support {
 
-inline const std::string kProgram = std::string(LEOPOD_BINARY_DIR) + "/host/leopod";
+/// The program of the build, or the one that LEOPOD_PROGRAM names.
+inline const std::string kProgram =
+    std::getenv("LEOPOD_PROGRAM") != nullptr ? std::getenv("LEOPOD_PROGRAM") : LEOPOD_BINARY_DIR "/host/leopod";
 inline const std::string kExamples = std::string(LEOPOD_SOURCE_DIR) + "/examples/";
 inline const std::string kDemo = kExamples + "data/demo_";
 /// Options of `run` for the demo arc, whose platform looks down.
