@@ -118,7 +118,7 @@ inline std::string expanded(const std::string& packed) {
 }
 /// A file of the excerpt of GRACE-B, and one of an arc of 2021 with known truth, named without ".gz".
 inline std::string excerpt(const std::string& n) { return expanded(LEOPOD_SOURCE_DIR "/examples/data/grace_b/" + n); }
-inline std::string arc21(const std::string& n) { return expanded(LEOPOD_SOURCE_DIR "/tests/data/arc21/" + n); }
+inline std::string arc21(const std::string& n) { return expanded(LEOPOD_SOURCE_DIR "/tests/arc21/" + n); }
 
 /// A locale with a decimal comma, compiled here, in this process while it lives; nothing changes where none can be made (package locales).
 class CommaLocale {
