@@ -2,7 +2,7 @@
 BUILD ?= build/release
 JOBS ?= $(shell nproc 2>/dev/null || echo 2)
 
-.PHONY: all demo test bench fuzz mutate interface lint format docs install deb clean
+.PHONY: all demo test bench fuzz mutate interface lint format docs install uninstall deb clean
 
 all:
 	cmake -S . -B $(BUILD) -DCMAKE_BUILD_TYPE=Release $(CMAKE_FLAGS)
@@ -55,9 +55,15 @@ docs:
 	doxygen docs/Doxyfile
 
 install:
+	scripts/bootstrap build
 	cmake -S . -B $(BUILD) -DCMAKE_BUILD_TYPE=Release $(CMAKE_FLAGS)
-	cmake --build $(BUILD) -j$(JOBS)
+	cmake --build $(BUILD) -j$(JOBS) --target installed
 	cmake --install $(BUILD)
+
+# Removes what the last installation from this build directory put in place.
+uninstall:
+	test -f $(BUILD)/install_manifest.txt
+	sed 's|^|$(DESTDIR)|' $(BUILD)/install_manifest.txt | tr '\n' '\0' | xargs -0 rm -fv
 
 # Debian packages into build/deb, in Debian's directories.
 deb:

@@ -2,7 +2,7 @@
 #   runtime      the shared library
 #   development  headers, static library, CMake package, pkg-config file, documentation, examples
 #   python       the Python package
-#   program      leopod and its manual page, where the host is built
+#   program      leopod with its manual pages, sample configurations and guide, where the host is built
 include(CMakePackageConfigHelpers)
 
 install(TARGETS leopod leopod_static EXPORT leopodTargets

@@ -53,6 +53,7 @@ int main(int argc, char** argv) {
     host::add_plot(line.root(), action);
     host::add_report(line.root(), action);
     host::add_simulate(line.root(), action);
+    host::add_examples(line.root());
     int status = 0;
     if (!line.parse(argc, argv, status)) return std::fflush(stdout) == 0 && std::ferror(stdout) == 0 ? status : 2;
     std::atexit(tell_why_it_ended);

@@ -1,4 +1,6 @@
 // The installed tree as its users meet it: moved to another place, built against, run, and packed.
+#include <regex>
+
 #include "shell.h"
 
 namespace {
@@ -82,12 +84,19 @@ TEST_F(Install, ProgramRunsFromAnywhereWithItsManual) {
     // Each subcommand, and those of the subcommands, has a section of the manual, and the page as many options as all helps.
     const Outcome missing = shell(
         "gunzip -c moved/share/man/man1/leopod.1.gz | tr -d '\\\\' > page\n"
-        "names() { moved/bin/leopod $* --help | sed '1,/^Subcommands/d' | awk '/^  [a-z]/ { print $1 }'; }\n"
+        "names() { moved/bin/leopod $* --help | sed '1,/^Subcommands/d; /^Example/,$d' | awk '/^  [a-z]/ { print $1 "
+        "}'; }\n"
         "for s in $(names); do echo $s; for t in $(names $s); do echo $s $t; done; done > commands\n"
         "while read c; do grep -q \"^.SS leopod $c$\" page || echo no $c; moved/bin/leopod $c --help; done < commands"
         " | tee all | grep '^no ' || true\n"
         "[ $(grep '^  -' all | grep -vc -e '--help') = $(grep -A 1 '^.TP' page | grep -c '^fB-') ] || echo options");
     EXPECT_EQ(missing.text, "");
+    // A page and an example for each, and the configurations that they name.
+    const Outcome own = shell(
+        "for c in $(grep -v ' ' commands); do gunzip -c moved/share/man/man1/leopod-$c.1.gz | grep -q '^leopod $c ' || "
+        "echo no page $c; done\n"
+        "ls moved/share/leopod/fit_leo.cfg moved/share/leopod/docs/guide.md > /dev/null");
+    EXPECT_EQ(own.text, "");
 }
 
 TEST_F(Install, DebianPackagesUnpackAndRun) {

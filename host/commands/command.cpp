@@ -105,12 +105,12 @@ Option Option::one_of(const std::vector<std::string>& values) {
 }
 
 Option Option::non_negative() {
-    option_->check(number_check(0.0, true, "a number from 0 on"));
+    option_->check(number_check(0.0, true, "a number from 0 on").description("0 or more"));
     return *this;
 }
 
 Option Option::positive() {
-    option_->check(number_check(0.0, false, "a number above 0"));
+    option_->check(number_check(0.0, false, "a number above 0").description("above 0"));
     return *this;
 }
 
@@ -119,6 +119,10 @@ Command Command::add_subcommand(const std::string& name, const std::string& desc
 }
 
 void Command::require_subcommand() const { app_->require_subcommand(1); }
+
+void Command::example(const std::string& subcommand, const std::string& text) const {
+    app_->get_subcommand(subcommand)->footer("Example:\n  " + text);
+}
 
 void Command::callback(std::function<void()> chosen) const { app_->callback(std::move(chosen)); }
 

@@ -43,6 +43,8 @@ class Command {
     explicit Command(CLI::App* app) : app_(app) {}
     Command add_subcommand(const std::string& name, const std::string& description) const;
     void require_subcommand() const;
+    /// An example of use, below the help of one of its subcommands.
+    void example(const std::string& subcommand, const std::string& text) const;
     void callback(std::function<void()> chosen) const;
     Option add_option(const std::string& names, std::string& value, const std::string& help) const;
     Option add_option(const std::string& names, double& value, const std::string& help) const;
@@ -74,6 +76,8 @@ class CommandLine {
     std::unique_ptr<CLI::App> app_;
 };
 
+/// An example for each command.
+void add_examples(Command root);
 void add_run(Command app, Action& action);
 void add_fit(Command app, Action& action);
 void add_orbit(Command app, Action& action);
