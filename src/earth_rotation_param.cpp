@@ -268,7 +268,7 @@ struct SubdailyCorrections {
 
 const SubdailyCorrections& subdaily_corrections(double mjd) {
     static thread_local Recent<SubdailyCorrections> recent;
-    return recent.at(mjd, 0.0, [mjd](SubdailyCorrections& formed) {
+    return recent.of(mjd, 0.0, [mjd](SubdailyCorrections& formed) {
         formed = {};
         libration(mjd, formed.libration_pm, formed.libration_ut1, formed.libration_lod);
         ORTHO_EOP(mjd, formed.tides);

@@ -668,7 +668,7 @@ void fast_celestial_to_intermediate(double date1, double date2, double rc2i[3][3
         double r[3][3];
     };
     static thread_local Recent<Matrix> recent;
-    const Matrix& matrix = recent.at(date1, date2, [&](Matrix& formed) {
+    const Matrix& matrix = recent.of(date1, date2, [&](Matrix& formed) {
         double rbpn[3][3], dpsi = 0.0, deps = 0.0;
         fast_nutation(date1, date2, dpsi, deps);
         bias_precession_nutation(date1, date2, dpsi, deps, rbpn);

@@ -20,7 +20,7 @@ class Recent {
 
     /// The value at a date; form(value) where it isn't there.
     template <typename Form>
-    const Value& at(double date1, double date2, const Form& form) {
+    const Value& of(double date1, double date2, const Form& form) {
         const Date asked = {date1, date2};
         for (std::size_t i = 0; i < kKept; ++i) {
             if (std::memcmp(&dates_[i], &asked, sizeof asked) == 0) return values_[i];
