@@ -223,7 +223,8 @@ TEST_F(Plot, PicturesOfARun) {
     EXPECT_EQ(fitted.at(2).texts.count("GPST on 2010-07-27"), 1u);
 
     // A picture that could not be made costs the exit status, not the results.
-    leopod_ok("fit --positions " + epochs + " --dynamics " + kExamples + "demo_orbit.cfg --plot " + out("fit.svg"));
+    leopod_ok("fit --positions " + epochs + " --dynamics " + kExamples + "demo_orbit.cfg --eop " + kDemo +
+              "eop.txt --plot " + out("fit.svg"));
     const Outcome o =
         capture("PATH=/nowhere " + kProgram + " run " + kDemoRun + kDemoAttitude + " --plot " + out("none.png"));
     EXPECT_EQ(o.status, 1) << o.text;

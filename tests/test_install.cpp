@@ -93,7 +93,7 @@ TEST_F(Install, ProgramRunsFromAnywhereWithItsManual) {
     EXPECT_EQ(missing.text, "");
     // A page and an example for each, and the configurations that they name.
     const Outcome own = shell(
-        "for c in $(grep -v ' ' commands); do gunzip -c moved/share/man/man1/leopod-$c.1.gz | grep -q '^leopod $c ' || "
+        "for c in $(grep -v ' ' commands); do gunzip -c moved/share/man/man1/leopod-$c.1.gz | grep -q \"^leopod $c \" || "
         "echo no page $c; done\n"
         "ls moved/share/leopod/fit_leo.cfg moved/share/leopod/docs/guide.md > /dev/null");
     EXPECT_EQ(own.text, "");
