@@ -91,46 +91,46 @@ class GzipSource : public Limited {
 class ArchiveSource : public Limited {
   public:
     ArchiveSource(Compression compression, CountedSource& from)
-        : Limited(from), compression_(compression), archive_(archive_read_new()), block_(kBlock) {
+        : Limited(from), compression_(compression), block_(kBlock), archive_(archive_read_new()) {
         if (archive_ == nullptr) throw InputError("not enough memory for an archive");
         support();
-        if (archive_read_open(archive_, this, nullptr, &ArchiveSource::give, nullptr) != ARCHIVE_OK) fail();
+        if (archive_read_open(archive_.get(), this, nullptr, &ArchiveSource::give, nullptr) != ARCHIVE_OK) fail();
         archive_entry* entry = nullptr;
         if (!next_file(entry)) {
             if (compression_ == Compression::zip) throw InputError("this zip archive holds no file");
             ended_ = true;
         }
         // The last of the filters is the file itself.
-        if (archive_filter_count(archive_) > 2) throw InputError("holds one compression inside another");
+        if (archive_filter_count(archive_.get()) > 2) throw InputError("holds one compression inside another");
     }
-    ~ArchiveSource() override { archive_read_free(archive_); }
-    ArchiveSource(const ArchiveSource&) = delete;
-    ArchiveSource& operator=(const ArchiveSource&) = delete;
 
   private:
+    struct Freed {
+        void operator()(archive* a) const { archive_read_free(a); }
+    };
     void support() {
         switch (compression_) {
             case Compression::compress:
-                archive_read_support_filter_compress(archive_);
+                archive_read_support_filter_compress(archive_.get());
                 break;
             case Compression::bzip2:
-                archive_read_support_filter_bzip2(archive_);
+                archive_read_support_filter_bzip2(archive_.get());
                 break;
             case Compression::xz:
-                archive_read_support_filter_xz(archive_);
+                archive_read_support_filter_xz(archive_.get());
                 break;
             case Compression::zstd:
-                archive_read_support_filter_zstd(archive_);
+                archive_read_support_filter_zstd(archive_.get());
                 break;
             default:
-                archive_read_support_format_zip_streamable(archive_);
+                archive_read_support_format_zip_streamable(archive_.get());
                 return;
         }
-        archive_read_support_format_raw(archive_);
+        archive_read_support_format_raw(archive_.get());
     }
     std::size_t inflate_some(char* to, std::size_t size) override {
         if (ended_) return 0;
-        const la_ssize_t n = archive_read_data(archive_, to, size);
+        const la_ssize_t n = archive_read_data(archive_.get(), to, size);
         if (n < 0) fail();
         if (n == 0) {
             ended_ = true;
@@ -143,14 +143,14 @@ class ArchiveSource : public Limited {
     /// Goes to the next file of an archive, over its folders.
     bool next_file(archive_entry*& entry) {
         for (;;) {
-            const int status = archive_read_next_header(archive_, &entry);
+            const int status = archive_read_next_header(archive_.get(), &entry);
             if (status == ARCHIVE_EOF) return false;
             if (status != ARCHIVE_OK && status != ARCHIVE_WARN) fail();
             if (archive_entry_filetype(entry) != AE_IFDIR) return true;
         }
     }
     [[noreturn]] void fail() const {
-        const char* reason = archive_error_string(archive_);
+        const char* reason = archive_error_string(archive_.get());
         throw InputError(std::string("the ") + name_of(compression_) +
                          " data are damaged or cut: " + (reason != nullptr ? reason : "no reason is given"));
     }
@@ -166,8 +166,8 @@ class ArchiveSource : public Limited {
     }
 
     Compression compression_;
-    archive* archive_;
     std::vector<char> block_;
+    std::unique_ptr<archive, Freed> archive_;  ///< freed also where the head of the archive ends the constructor
     bool ended_ = false;
 };
 
