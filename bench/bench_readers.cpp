@@ -12,11 +12,19 @@
 #include <memory>
 #include <string>
 #include <utility>
+#include <vector>
 
 #include "attitude.h"
 #include "gnss_observation.h"
 #include "gnss_satposition.h"
 #include "measure.h"
+#ifdef HAVE_HOST
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <zlib.h>
+
+#include "inputs/open.h"
+#endif
 
 namespace {
 
@@ -176,11 +184,61 @@ std::string data_or(const std::string& name, void (*write)(std::FILE*)) {
     return own;
 }
 
+std::vector<std::string> copies;  ///< files that the benches made
+void remove_copies() {
+    for (const std::string& file : copies) std::filesystem::remove(file);
+}
+
+#ifdef HAVE_HOST
+/// Compact RINEX in gzip, opened by the program and read by the library, against what its twin costs at least: gzip and the reading of the
+/// plain file.
+void add_compact(const std::string& title, const std::string& packed) {
+    const std::filesystem::path folder = std::filesystem::temp_directory_path();
+    const std::string copy =
+        (folder / ("leopod_bench_" + std::to_string(getpid()) + "_" + std::filesystem::path(packed).stem().string()))
+            .string();
+    const std::string plain = copy + ".obs";
+    std::filesystem::copy_file(packed, copy);
+    std::filesystem::copy_file(host::InputFile::of(packed).path(), plain);
+    copies.insert(copies.end(), {copy, plain, plain + ".gz"});
+    if (std::system(("gzip -k " + plain).c_str()) != 0) return;
+    register_pair(
+        title,
+        [copy](benchmark::State& state) {
+            measure(
+                state,
+                [&copy] {  // a file that has changed is opened anew
+                    g_num_obs_storage = 0;
+                    utimensat(AT_FDCWD, copy.c_str(), nullptr, 0);
+                },
+                [&copy] { return load_observation_rinex(host::loadable(copy), 0, 0.0); });
+        },
+        [plain](benchmark::State& state) {
+            measure(
+                state, [] { g_num_obs_storage = 0; },
+                [&plain] {
+                    static char block[1U << 18U];
+                    gzFile file = gzopen((plain + ".gz").c_str(), "rb");
+                    while (gzread(file, block, sizeof block) > 0) benchmark::DoNotOptimize(block);
+                    gzclose(file);
+                    return load_observation_rinex(std::string(plain).data(), 0, 0.0);
+                });
+        });
+}
+#endif
+
 }  // namespace
 
 int main(int argc, char** argv) {
     benchmark::Initialize(&argc, argv);
     g_obs_storage = epochs.get();
+#ifdef HAVE_HOST
+    add_compact("reading Compact RINEX in gzip, four hours of a satellite",
+                LEOPOD_SOURCE_DIR "/examples/data/grace_b/grcb2080_01h05h.10d.gz");
+    const std::filesystem::path station = bench::data_dir() / "archives/ESBC00DNK_R_20201770000_01D_30S_MO.crx.gz";
+    if (std::filesystem::exists(station))
+        add_compact("reading Compact RINEX in gzip, a day of a station", station.string());
+#endif
     g_prec_storage = precise.get();
     void* shared = mmap(nullptr, sizeof(EPHBRDC_STORE), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0);
     if (shared == MAP_FAILED) return 1;
@@ -218,5 +276,6 @@ int main(int argc, char** argv) {
                    file_or("gnss/ground_esbc_2020177/ESBC00DNK_R_20201770000_01D_MN.rnx", "tests/data/arc21/arc.nav"));
     benchmark::RunSpecifiedBenchmarks();
     std::free(antennas.antenna_info_storage);
+    remove_copies();
     return 0;
 }

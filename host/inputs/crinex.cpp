@@ -12,7 +12,7 @@ namespace host {
 
 namespace {
 
-constexpr std::size_t kBlock = 1U << 20U;    ///< bytes read at once, and written at once
+constexpr std::size_t kBlock = 1U << 17U;    ///< bytes read at once, and written at once
 constexpr std::size_t kMaxLine = 1U << 16U;  ///< a line of 200 types takes 6 kB
 constexpr int kMaxTypes = 200;
 constexpr int kMaxOrder = 9;             ///< of differences, one digit

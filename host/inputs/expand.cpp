@@ -14,7 +14,7 @@ namespace host {
 
 namespace {
 
-constexpr std::size_t kBlock = 1U << 18U;  ///< bytes of a compression read at once
+constexpr std::size_t kBlock = 1U << 16U;  ///< bytes of a compression read at once
 
 /// Keeps an expansion within the limits.
 class Limited : public ByteSource {

@@ -23,7 +23,7 @@ namespace host {
 namespace {
 
 constexpr std::size_t kHead = 1U << 16U;
-constexpr std::size_t kBlock = 1U << 20U;
+constexpr std::size_t kBlock = 1U << 17U;
 constexpr std::uint64_t kInMemory = 64ULL << 20U;  ///< a longer text is kept on disk
 
 [[noreturn]] void fail(const std::string& what, int reason) { throw InputError(what + ": " + std::strerror(reason)); }
