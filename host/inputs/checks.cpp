@@ -126,13 +126,14 @@ bool check_attitude(const std::string& name) {
 }
 
 /// Checks that a file holds a text which every file of its kind has.
-void check_holds(const std::string& name, const std::string& kind, const char* text, const std::string& missing) {
+void check_holds(const std::string& name, const std::string& kind, Kind own, const char* text,
+                 const std::string& missing) {
     bool found = false;
     each_line(name, kind, [&](const std::string& line) {
         found = holds(line, text);
         return !found;
     });
-    if (!found) wrong_kind(name, kind + missing);
+    if (!found) wrong_kind(name, kind + missing, own);
 }
 
 void check_config(const std::string& name) { check_gnss_config(name); }

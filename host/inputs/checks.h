@@ -6,6 +6,8 @@
 #include <functional>
 #include <string>
 
+#include "inputs/kinds.h"
+
 namespace host {
 
 /// Calls a function with each line of a file until it returns false. Throws when the file cannot be read.
@@ -20,7 +22,8 @@ void check_antex(const std::string& name);
 /// True for the mission's format, false for the library's own; throws for neither.
 bool check_attitude(const std::string& name);
 /// Checks that a file holds a text which every file of its kind has.
-void check_holds(const std::string& name, const std::string& kind, const char* text, const std::string& missing);
+void check_holds(const std::string& name, const std::string& kind, Kind own, const char* text,
+                 const std::string& missing);
 /// A GNSS configuration.
 void check_config(const std::string& name);
 

@@ -66,14 +66,15 @@ Kind kind_of_label(std::string_view line) {
     if (starts_with(label, "RINEX VERSION")) {
         const char type = columns(line, 20, 1).empty() ? ' ' : line[20];
         if (type == 'O' || holds(line, "OBSERVATION")) return Kind::rinex_observation;
-        if (type == 'N' || type == 'G' || type == 'H' || type == 'L' || type == 'E') return Kind::rinex_navigation;
+        if (type == 'N') return Kind::rinex_navigation;
+        if (type == 'G' || type == 'H' || type == 'L' || type == 'E') return Kind::rinex_navigation_other;
         if (type == 'C') return Kind::rinex_clock;
         if (type == 'M') return Kind::rinex_meteo;
     }
     if (is_crinex(line)) return Kind::rinex_observation;
     // Clock files from version 3.04 on have wider lines.
     if (holds(columns(line, 60, 60), "RINEX VERSION / TYPE") && holds(columns(line, 20, 10), "C"))
-        return Kind::rinex_clock;
+        return Kind::rinex_clock_wide;
     if (starts_with(label, "ANTEX VERSION")) return Kind::antex;
     if (line.size() > 20 && line[0] == '#' && line[1] >= 'a' && line[1] <= 'd' && (line[2] == 'P' || line[2] == 'V'))
         return Kind::sp3;
@@ -178,6 +179,10 @@ std::string description_of(Kind kind) {
             return "a RINEX observation file: --obs";
         case Kind::rinex_navigation:
             return "a RINEX navigation file: --nav";
+        case Kind::rinex_navigation_other:
+            return "a RINEX navigation file of another system than GPS, which is not read";
+        case Kind::rinex_clock_wide:
+            return "a RINEX clock file with the wide lines of version 3.04, which is not read";
         case Kind::rinex_clock:
             return "a RINEX clock file: --clk";
         case Kind::rinex_meteo:
@@ -222,10 +227,10 @@ std::string description_of(Kind kind) {
     return "";
 }
 
-void wrong_kind(const std::string& name, const std::string& wanted) {
-    const std::string is = description_of(kind_of_file(name, wanted));
-    // What says no more than the file should be is no answer.
-    if (is.empty()) throw InputError(name + ": is not a " + wanted);
+void wrong_kind(const std::string& name, const std::string& wanted, Kind own) {
+    const Kind kind = kind_of_file(name, wanted);
+    const std::string is = description_of(kind);
+    if (is.empty() || kind == own) throw InputError(name + ": is not a " + wanted);
     throw InputError(name + ": is not a " + wanted + "; this is " + is);
 }
 

@@ -15,7 +15,9 @@ enum class Kind {
     binary,
     rinex_observation,
     rinex_navigation,
+    rinex_navigation_other,  ///< version 2, of another system than GPS
     rinex_clock,
+    rinex_clock_wide,  ///< the lines of version 3.04
     rinex_meteo,
     sp3,
     antex,
@@ -46,8 +48,8 @@ Kind kind_of_file(const std::string& name, const std::string& wanted = "file");
 /// The kind in words with its article, and the options that take it: "a RINEX navigation file: --nav".
 std::string description_of(Kind kind);
 
-/// Throws InputError, which says what the file is, or else only that it is no `wanted`.
-[[noreturn]] void wrong_kind(const std::string& name, const std::string& wanted);
+/// Throws InputError, which says what the file is; or else only that it is no `wanted`, as of a damaged file of its `own` kind.
+[[noreturn]] void wrong_kind(const std::string& name, const std::string& wanted, Kind own = Kind::other);
 
 /// Throws as wrong_kind for a file that is known to be something else than the kinds given; what isn't recognised passes.
 void check_kind(const std::string& name, const std::string& wanted, std::initializer_list<Kind> kinds);

@@ -17,6 +17,7 @@
 #include "inputs/expand.h"
 #include "shared/error.h"
 #include "shared/names.h"
+#include "shared/printable.h"
 
 namespace host {
 
@@ -112,6 +113,13 @@ struct TextSource : HeadedSource<ByteSource> {
     std::size_t read(char* to, std::size_t size) override { return take(to, size); }
 };
 
+/// Device, number, size and time of change of a file.
+std::array<std::uint64_t, 4> stamp_of(const struct stat& info) {
+    return {info.st_dev, info.st_ino, static_cast<std::uint64_t>(info.st_size),
+            static_cast<std::uint64_t>(info.st_mtim.tv_sec) * 1000000000U +
+                static_cast<std::uint64_t>(info.st_mtim.tv_nsec)};
+}
+
 /// Bytes that no text has, one in eight of the first ones or more.
 bool is_binary(const std::string& head) {
     const auto odd = std::count_if(head.begin(), head.end(), [](char c) {
@@ -175,7 +183,8 @@ class InputFile::Store {
 InputFile::~InputFile() = default;
 
 InputFile::InputFile(const std::string& name, const std::string& kind) : name_(name) {
-    const int descriptor = name == "-" ? dup(STDIN_FILENO) : open(name.c_str(), O_RDONLY | O_CLOEXEC);
+    const int descriptor =
+        name == "-" ? fcntl(STDIN_FILENO, F_DUPFD_CLOEXEC, 3) : open(name.c_str(), O_RDONLY | O_CLOEXEC);
     if (descriptor < 0) throw InputError(name + ": cannot open this " + kind + ": " + std::strerror(errno));
     try {
         take_in(descriptor, kind);
@@ -191,13 +200,7 @@ void InputFile::take_in(int descriptor, const std::string& kind) {
     if (fstat(descriptor, &info) != 0) fail("cannot be read", errno);
     if (S_ISDIR(info.st_mode)) throw InputError("is a directory, not a " + kind);
     is_file_ = S_ISREG(info.st_mode) && name_ != "-";
-    if (is_file_) {
-        stamp_[0] = info.st_dev;
-        stamp_[1] = info.st_ino;
-        stamp_[2] = static_cast<std::uint64_t>(info.st_size);
-        stamp_[3] = static_cast<std::uint64_t>(info.st_mtim.tv_sec) * 1000000000U +
-                    static_cast<std::uint64_t>(info.st_mtim.tv_nsec);
-    }
+    if (is_file_) stamp_ = stamp_of(info);
     Digest digest;
     FileSource file(descriptor, is_file_ ? nullptr : &digest);
     PackedSource packed(file);
@@ -209,46 +212,50 @@ void InputFile::take_in(int descriptor, const std::string& kind) {
     head_ = text.head();
     if (expanded != nullptr && compression_of(head_) != Compression::none)
         throw InputError("holds one compression inside another");
-    const bool compact = is_crinex(head_);
-    if (is_file_ && expanded == nullptr && !compact) {
+    if (is_file_ && expanded == nullptr && !is_crinex(head_)) {
         path_ = name_;
-        size_ = stamp_[2];
+        size_ = static_cast<std::uint64_t>(info.st_size);
         return;
     }
     if (is_binary(head_)) throw InputError("is a binary file, not a " + kind);
     store_ = std::make_unique<Store>();
-    const ByteSink sink = [this](const char* data, std::size_t size) { store_->add(data, size); };
+    keep(text);
     std::vector<char> block(kBlock);
+    while (packed.read(block.data(), block.size()) > 0) continue;  // what stands behind an archive
+    if (!is_file_) digest_ = digest.text();
+    size_ = store_->size();
+    path_ = store_->path();
+    show_path_as(path_, name_);
+}
+
+/// Puts the text into the store, Compact RINEX expanded; a compression is read, and so checked, to its end.
+void InputFile::keep(ByteSource& text) {
+    const bool compact = is_crinex(head_);
+    const ByteSink sink = [this](const char* data, std::size_t size) {
+        if (head_.size() < kHead) head_.append(data, std::min(size, kHead - head_.size()));
+        store_->add(data, size);
+    };
+    head_.clear();
     if (compact) {
         form_ = form_.empty() ? "Compact RINEX" : "Compact RINEX, " + form_;
-        const CrinexReport report = expand_crinex(text, sink);
-        head_.clear();
-        if (report.faults > 0) {
-            std::fprintf(stderr,
-                         "leopod: %s: line %ld of this Compact RINEX file: %s; epochs are left out up to the next that "
-                         "starts anew (%ld %s)\n",
-                         name_.c_str(), report.line, report.reason.c_str(), report.faults,
-                         report.faults == 1 ? "place" : "places");
-        }
-        if (report.is_cut)
-            std::fprintf(stderr, "leopod: %s: this Compact RINEX file ends within an epoch, which is left out\n",
-                         name_.c_str());
+        report(expand_crinex(text, sink));
     }
-    // A compression is checked to its end.
+    std::vector<char> block(kBlock);
     for (std::size_t n = 0; (n = text.read(block.data(), block.size())) > 0;) {
         if (!compact) sink(block.data(), n);
     }
-    while (packed.read(block.data(), block.size()) > 0) continue;  // behind the end of an archive
-    size_ = store_->size();
-    path_ = store_->path();
-    if (!is_file_) digest_ = digest.text();
-    if (compact) {
-        head_.resize(kHead);
-        std::ifstream in(path_, std::ios::binary);
-        in.read(head_.data(), kHead);
-        head_.resize(static_cast<std::size_t>(in.gcount()));
-    }
-    show_path_as(path_, name_);
+}
+
+/// Says what of a Compact RINEX file is left out.
+void InputFile::report(const CrinexReport& met) const {
+    const std::string start = "leopod: " + printable(name_) + ": ";
+    if (met.faults > 0)
+        std::fprintf(stderr,
+                     "%sline %ld of this Compact RINEX file: %s; epochs are left out up to the next that starts anew "
+                     "(%ld %s)\n",
+                     start.c_str(), met.line, met.reason.c_str(), met.faults, met.faults == 1 ? "place" : "places");
+    if (met.is_cut)
+        std::fprintf(stderr, "%sthis Compact RINEX file ends within an epoch, which is left out\n", start.c_str());
 }
 
 const std::string& InputFile::digest() const {
@@ -263,12 +270,8 @@ const std::string& InputFile::digest() const {
 
 /// False for a file that has changed.
 bool InputFile::is_current() const {
-    if (!is_file_) return true;
     struct stat info {};
-    return stat(name_.c_str(), &info) == 0 && stamp_[0] == info.st_dev && stamp_[1] == info.st_ino &&
-           stamp_[2] == static_cast<std::uint64_t>(info.st_size) &&
-           stamp_[3] == static_cast<std::uint64_t>(info.st_mtim.tv_sec) * 1000000000U +
-                            static_cast<std::uint64_t>(info.st_mtim.tv_nsec);
+    return !is_file_ || (stat(name_.c_str(), &info) == 0 && stamp_ == stamp_of(info));
 }
 
 const InputFile& InputFile::of(const std::string& name, const std::string& kind) {

@@ -4,10 +4,13 @@
 #ifndef LEOPOD_HOST_OPEN_H
 #define LEOPOD_HOST_OPEN_H
 
+#include <array>
 #include <cstdint>
 #include <fstream>
 #include <memory>
 #include <string>
+
+#include "inputs/crinex.h"
 
 namespace host {
 
@@ -38,14 +41,16 @@ class InputFile {
     InputFile(const std::string& name, const std::string& kind);
     bool is_current() const;
     void take_in(int descriptor, const std::string& kind);
+    void keep(ByteSource& text);
+    void report(const CrinexReport& met) const;
 
     class Store;
     std::string name_, path_, head_, form_;
     std::uint64_t size_ = 0;
     mutable std::string digest_;
-    bool is_file_ = false;          ///< can be opened again by its name
-    std::uint64_t stamp_[4] = {};   ///< device, number, size and time of change of such a file
-    std::unique_ptr<Store> store_;  ///< where the text is kept; nothing for a file that serves as it is
+    bool is_file_ = false;                  ///< can be opened again by its name
+    std::array<std::uint64_t, 4> stamp_{};  ///< of such a file: it may change
+    std::unique_ptr<Store> store_;          ///< where the text is kept; nothing for a file that serves as it is
 };
 
 /// Opens the expanded text of an input.

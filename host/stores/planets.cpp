@@ -41,7 +41,7 @@ int drop_repeated_records(const std::string& file, EPH_HEADER_JPL& header, EPH_R
     }
     g_num_eph_record = kept - 1;
     header.ss[1] = records[kept - 1].chebychev_coef[1];
-    if (g_num_eph_record < 1) wrong_kind(file, "JPL ephemeris file with records");
+    if (g_num_eph_record < 1) wrong_kind(file, "JPL ephemeris file with records", Kind::jpl);
     return count - kept;
 }
 
@@ -55,9 +55,9 @@ void load_planets(const std::string& file, double mjd_first, double mjd_last, En
     EPH_RECORD_JPL* records = environment.jpl_records.get();
     std::string name;
     if (!file.empty()) {
-        check_holds(file, "JPL ephemeris file", "GROUP   1030", " (ASCII header with groups)");
+        check_holds(file, "JPL ephemeris file", Kind::jpl, "GROUP   1030", " (ASCII header with groups)");
         if (!load_eph_storage_file(loadable(file), header, records) || g_num_eph_record <= 0)
-            wrong_kind(file, "JPL ephemeris file with records");
+            wrong_kind(file, "JPL ephemeris file with records", Kind::jpl);
         const int repeated = drop_repeated_records(file, *header, records);
         environment.files.push_back({"planets", file, std::to_string(g_num_eph_record + 1) + " records"});
         name = "file " + file;
