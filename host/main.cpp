@@ -29,7 +29,8 @@ void tell_why_it_ended() {
     for (char& c : last_text) c = c == '\n' ? ' ' : c;
     host::OutputFile::remove_unfinished();
     std::fflush(nullptr);
-    std::fprintf(stderr, "leopod: ended by the library: %s\n", host::with_shown_names(last_text).c_str());
+    std::fprintf(stderr, "leopod: ended by the library: %s\n",
+                 host::printable(host::with_shown_names(last_text)).c_str());
     _exit(2);
 }
 
@@ -55,7 +56,7 @@ int main(int argc, char** argv) {
     host::add_simulate(line.root(), action);
     host::add_examples(line.root());
     int status = 0;
-    if (!line.parse(argc, argv, status)) return std::fflush(stdout) == 0 && std::ferror(stdout) == 0 ? status : 2;
+    if (!line.parse(argc, argv, status)) action = [status] { return status; };
     std::atexit(tell_why_it_ended);
     ulog_subscribe(keep_text, ULOG_WARNING_LEVEL);
     try {
