@@ -203,7 +203,7 @@ void add_compact(const std::string& title, const std::string& packed) {
     copies.insert(copies.end(), {copy, plain, plain + ".gz"});
     if (std::system(("gzip -k " + plain).c_str()) != 0) return;
     register_pair(
-        title,
+        title, packed,
         [copy](benchmark::State& state) {
             measure(
                 state,
@@ -233,11 +233,9 @@ int main(int argc, char** argv) {
     benchmark::Initialize(&argc, argv);
     g_obs_storage = epochs.get();
 #ifdef HAVE_HOST
-    add_compact("reading Compact RINEX in gzip, four hours of a satellite",
-                LEOPOD_SOURCE_DIR "/examples/data/grace_b/grcb2080_01h05h.10d.gz");
+    add_compact("reading Compact RINEX in gzip", LEOPOD_SOURCE_DIR "/examples/data/grace_b/grcb2080_01h05h.10d.gz");
     const std::filesystem::path station = bench::data_dir() / "archives/ESBC00DNK_R_20201770000_01D_30S_MO.crx.gz";
-    if (std::filesystem::exists(station))
-        add_compact("reading Compact RINEX in gzip, a day of a station", station.string());
+    if (std::filesystem::exists(station)) add_compact("reading Compact RINEX in gzip", station.string());
 #endif
     g_prec_storage = precise.get();
     void* shared = mmap(nullptr, sizeof(EPHBRDC_STORE), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0);

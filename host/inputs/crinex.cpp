@@ -1,5 +1,6 @@
 #include "inputs/crinex.h"
 
+#include <algorithm>
 #include <array>
 #include <cstdint>
 #include <cstring>
@@ -17,6 +18,7 @@ constexpr std::size_t kMaxLine = 1U << 16U;  ///< a line of 200 types takes 6 kB
 constexpr int kMaxTypes = 200;
 constexpr int kMaxOrder = 9;             ///< of differences, one digit
 constexpr std::size_t kValueWidth = 14;  ///< F14.3
+constexpr std::size_t kFieldWidth = 16;  ///< with its two flags
 constexpr int kMaxHeaderLines = 100000;
 
 /// Why an epoch can't be read.
@@ -150,24 +152,43 @@ void apply(std::string& text, std::string_view difference) {
     }
 }
 
-/// Writes a whole number of units of the last decimal into a field, from its end; false where it is too long.
-bool put_fixed(std::int64_t value, int decimals, char* field, std::size_t width) {
-    std::uint64_t rest = value < 0 ? 0U - static_cast<std::uint64_t>(value) : static_cast<std::uint64_t>(value);
-    std::size_t at = width;
-    for (int digit = 0; digit <= decimals || rest != 0; ++digit) {
-        if (digit == decimals) {
-            if (at == 0) return false;
-            field[--at] = '.';
+/// The digits of a number in front of a place, in pairs; `least` of them at least. Gives where they begin.
+char* put_digits(std::uint64_t number, int least, char* at) {
+    static constexpr auto kPairs = [] {
+        std::array<char, 200> pairs{};
+        for (std::size_t i = 0; i < 100; ++i) {
+            pairs[2 * i] = static_cast<char>('0' + i / 10);
+            pairs[2 * i + 1] = static_cast<char>('0' + i % 10);
         }
-        if (at == 0) return false;
-        field[--at] = static_cast<char>('0' + rest % 10);
-        rest /= 10;
+        return pairs;
+    }();
+    char* const end = at;
+    for (; number >= 10; number /= 100) {
+        const std::size_t pair = 2 * static_cast<std::size_t>(number % 100);
+        *--at = kPairs[pair + 1];
+        *--at = kPairs[pair];
     }
-    if (value < 0) {
-        if (at == 0) return false;
-        field[--at] = '-';
-    }
-    std::memset(field, ' ', at);
+    if (number > 0) *--at = static_cast<char>('0' + number);
+    while (end - at < least) *--at = '0';
+    return at;
+}
+
+/// Writes a whole number of units of the last decimal into a field; false where it is too long.
+template <int decimals>
+bool put_fixed(std::int64_t value, char* field, std::size_t width) {
+    constexpr std::uint64_t kUnit = decimals == 3 ? 1000 : decimals == 9 ? 1000000000 : 1000000000000;
+    static_assert(decimals == 3 || decimals == 9 || decimals == 12);
+    const std::uint64_t size = value < 0 ? 0U - static_cast<std::uint64_t>(value) : static_cast<std::uint64_t>(value);
+    char text[32];
+    char* const end = text + sizeof text;
+    char* at = put_digits(size % kUnit, decimals, end);
+    *--at = '.';
+    at = put_digits(size / kUnit, 1, at);
+    if (value < 0) *--at = '-';
+    const std::size_t length = static_cast<std::size_t>(end - at);
+    if (length > width) return false;
+    std::memset(field, ' ', width - length);
+    std::memcpy(field + width - length, at, length);
     return true;
 }
 
@@ -194,10 +215,9 @@ bool has_label(std::string_view line, const char* label) { return field(line, 60
 struct Layout {
     bool version3;
     std::size_t flag, count, epoch_end, list, clock, clock_width;
-    int clock_decimals;
 };
-constexpr Layout kVersion1{false, 28, 29, 32, 32, 68, 12, 9};
-constexpr Layout kVersion3{true, 31, 32, 35, 41, 41, 15, 12};
+constexpr Layout kVersion1{false, 28, 29, 32, 32, 68, 12};
+constexpr Layout kVersion3{true, 31, 32, 35, 41, 41, 15};
 
 class Expander {
   public:
@@ -342,8 +362,9 @@ class Expander {
             const char* at = clock.data() + first;
             const std::int64_t value = take_value(clock_, at, clock.data() + clock.size());
             clock_size = layout_.clock_width;
-            if (!put_fixed(value, layout_.clock_decimals, clock_text, clock_size))
-                throw Fault{"the clock is too large"};
+            const bool fits = layout_.version3 ? put_fixed<12>(value, clock_text, clock_size)
+                                               : put_fixed<9>(value, clock_text, clock_size);
+            if (!fits) throw Fault{"the clock is too large"};
         } else {
             clock_.end();
         }
@@ -411,15 +432,15 @@ class Expander {
         const std::size_t types = static_cast<std::size_t>(types_of(name));
         const std::string_view line = need_line();
         Satellite& s = state_of(name, types);
-        values_.resize(types * kValueWidth);
+        fields_.resize(types * kFieldWidth);
         const char* at = line.data();
         const char* const end = at + line.size();
         for (std::size_t i = 0; i < types; ++i) {
-            char* const value = values_.data() + i * kValueWidth;
+            char* const value = fields_.data() + i * kFieldWidth;
             if (at == end || *at == ' ') {
                 s.arcs[i].end();
                 std::memset(value, ' ', kValueWidth);
-            } else if (!put_fixed(take_value(s.arcs[i], at, end), 3, value, kValueWidth)) {
+            } else if (!put_fixed<3>(take_value(s.arcs[i], at, end), value, kValueWidth)) {
                 throw Fault{"a value is too large"};
             }
             if (at != end && *at++ != ' ') throw Fault{"a blank is expected between two values"};
@@ -427,22 +448,22 @@ class Expander {
         const std::string_view flags(at, static_cast<std::size_t>(end - at));
         if (flags.size() > 2 * types) throw Fault{"a satellite has more flags than observation types"};
         apply(s.flags, flags);
-        put_values(name, s.flags, types);
+        for (std::size_t i = 0; i < types; ++i)
+            std::memcpy(fields_.data() + i * kFieldWidth + kValueWidth, s.flags.data() + 2 * i, 2);
+        put_fields(name, types);
     }
 
-    void put_values(std::string_view name, const std::string& flags, std::size_t types) {
-        constexpr std::size_t kPerLine = 5;
-        std::size_t line = out_.size();
-        if (layout_.version3) out_ += name;
-        for (std::size_t i = 0; i < types; ++i) {
-            if (!layout_.version3 && i > 0 && i % kPerLine == 0) {
-                end_line(line);
-                line = out_.size();
-            }
-            out_.append(values_.data() + i * kValueWidth, kValueWidth);
-            out_.append(flags, 2 * i, 2);
-        }
-        end_line(line);
+    void put_fields(std::string_view name, std::size_t types) {
+        const std::size_t per_line = layout_.version3 ? std::max<std::size_t>(types, 1) : 5;
+        std::size_t i = 0;
+        do {
+            const std::size_t line = out_.size();
+            if (layout_.version3) out_ += name;
+            const std::size_t count = std::min(per_line, types - i);
+            out_.append(fields_.data() + i * kFieldWidth, count * kFieldWidth);
+            end_line(line);
+            i += count;
+        } while (i < types);
     }
 
     LineReader lines_;
@@ -452,7 +473,7 @@ class Expander {
     std::string text_;             ///< of the last epoch line; empty: the next one must start anew
     Arc clock_;
     std::unordered_map<std::uint32_t, Satellite> satellites_;
-    std::vector<char> values_;
+    std::vector<char> fields_;  ///< of a satellite: values and flags
     std::string out_;
     long epoch_ = 0;
     bool ended_ = false;
