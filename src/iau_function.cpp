@@ -129,7 +129,6 @@ struct CioColumns {
     double multiplier[8][kRows] = {}, sine[kRows] = {}, cosine[kRows] = {};
     std::size_t first[kPowers + 1] = {};  ///< row of a power
 
-    constexpr CioColumns() { add(0, s06::s0), add(1, s06::s1), add(2, s06::s2), add(3, s06::s3), add(4, s06::s4); }
     template <std::size_t N>
     constexpr void add(std::size_t power, const TERM (&terms)[N]) {
         for (std::size_t i = 0, row = first[power]; i < N; ++i, ++row) {
@@ -139,7 +138,12 @@ struct CioColumns {
         first[power + 1] = first[power] + (N + kQuad - 1) / kQuad * kQuad;
     }
 };
-constexpr CioColumns kCio;
+constexpr auto kCio = [] {
+    CioColumns columns;
+    columns.add(0, s06::s0), columns.add(1, s06::s1), columns.add(2, s06::s2), columns.add(3, s06::s3);
+    columns.add(4, s06::s4);
+    return columns;
+}();
 static_assert(kCio.first[CioColumns::kPowers] == CioColumns::kRows);
 
 /// iauS06 within kNearLocator of its value, in a fraction of its time; t within two centuries.
@@ -149,9 +153,9 @@ double near_cio_locator(double t, double x, double y) {
     cio_arguments(t, fa);
     run_widest([&](auto wide) LEOPOD_KERNEL {
         using T = std::conditional_t<decltype(wide)::value, Quad, Pair>;
-        for (std::size_t power = 0; power < kCio.kPowers; ++power) {
+        for (std::size_t power = 0; power < CioColumns::kPowers; ++power) {
             T sum = {};
-            for (std::size_t i = kCio.first[power]; i < kCio.first[power + 1]; i += sizeof(T) / sizeof(double)) {
+            for (std::size_t i = kCio.first[power]; i < kCio.first[power + 1]; i += kNumbersIn<T>) {
                 T angle = load_as<T>(kCio.multiplier[0] + i) * fa[0];
                 for (std::size_t k = 1; k < 8; ++k) angle += load_as<T>(kCio.multiplier[k] + i) * fa[k];
                 T s, c;
@@ -356,12 +360,14 @@ LEOPOD_KERNEL inline auto product(const double* first, const double* second) {
         return load_as<Pair>(first) * load_as<Pair>(second) + load_as<Pair>(first + 2) * load_as<Pair>(second + 2);
     }
 }
-LEOPOD_KERNEL inline void store_first(double* p, Quad z) { store(p, LEOPOD_SHUFFLE(z, z, 0, 0, 3, 3)); }
+[[maybe_unused]] LEOPOD_KERNEL inline void store_first(double* p, Quad z) {
+    store(p, LEOPOD_SHUFFLE(z, z, 0, 0, 3, 3));
+}
 LEOPOD_KERNEL inline void store_first(double* p, Pair z) {
     store(p, Pair{z[0], z[0]});
     store(p + 2, Pair{z[1], z[1]});
 }
-LEOPOD_KERNEL inline void store_second(double* p, Quad z) {
+[[maybe_unused]] LEOPOD_KERNEL inline void store_second(double* p, Quad z) {
     constexpr long long kSign = std::numeric_limits<long long>::min();
     const QuadBits turned = reinterpret_cast<QuadBits>(LEOPOD_SHUFFLE(z, z, 0, 1, 3, 2));
     store(p, reinterpret_cast<Quad>(turned ^ QuadBits{0, 0, kSign, 0}));
@@ -372,8 +378,11 @@ LEOPOD_KERNEL inline void store_second(double* p, Pair z) {
 }
 template <bool wide>
 LEOPOD_KERNEL inline auto unit(double c, double s) {
-    if constexpr (wide) return Quad{c, s, c, s};
-    if constexpr (!wide) return Pair{c, s};
+    if constexpr (wide) {
+        return Quad{c, s, c, s};
+    } else {
+        return Pair{c, s};
+    }
 }
 
 /// How the combinations of one group of arguments form: combination k > 0 is that at parent[k] times the multiple of one argument at

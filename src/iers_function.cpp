@@ -144,14 +144,14 @@ static_assert([] {
 
 /// Angles of all lines so many days from the reference.
 void spectral_angles(double days, double (&alpha)[SpectralColumns::kRows]) {
-    const auto& s = kSpectrum;
-    if (s.fastest * std::fabs(days) < kReductionLimit) {
+    constexpr std::size_t kRows = SpectralColumns::kRows;
+    if (kSpectrum.fastest * std::fabs(days) < kReductionLimit) {
         run_widest([&](auto) LEOPOD_KERNEL {
-            for (std::size_t i = 0; i < s.kRows; i += kQuad)
-                store(alpha + i, load(s.phase + i) + reduced(load(s.freq + i) * days));
+            for (std::size_t i = 0; i < kRows; i += kQuad)
+                store(alpha + i, load(kSpectrum.phase + i) + reduced(load(kSpectrum.freq + i) * days));
         });
     } else {
-        for (std::size_t i = 0; i < s.kRows; ++i) alpha[i] = s.phase[i] + fmod_two_pi(s.freq[i] * days);
+        for (std::size_t i = 0; i < kRows; ++i) alpha[i] = kSpectrum.phase[i] + fmod_two_pi(kSpectrum.freq[i] * days);
     }
 }
 

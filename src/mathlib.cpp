@@ -39,7 +39,7 @@ namespace {
 /// A tile of C = A B, `cols` registers wide, kept in registers over the sums; element by element they ascend in k.
 template <typename T, int rows, int cols>
 LEOPOD_KERNEL inline void product_tile(int cA, const double* A, int cB, const double* B, double* C) {
-    constexpr int kWidth = sizeof(T) / sizeof(double);
+    constexpr int kWidth = kNumbersIn<T>;
     T sum[rows][cols] = {};
     for (int k = 0; k < cA; ++k, B += cB) {
         T b[cols];
@@ -56,7 +56,7 @@ LEOPOD_KERNEL inline void product_tile(int cA, const double* A, int cB, const do
 /// Some rows of C = A B.
 template <typename T, int rows>
 LEOPOD_KERNEL inline void product_rows(int cA, const double* A, int cB, const double* B, double* C) {
-    constexpr int kWidth = sizeof(T) / sizeof(double);
+    constexpr int kWidth = kNumbersIn<T>;
     int j = 0;
     for (; j + 2 * kWidth <= cB; j += 2 * kWidth) product_tile<T, rows, 2>(cA, A, cB, B + j, C + j);
     for_all_elements(cB - j, [&](auto element, int k) LEOPOD_KERNEL {

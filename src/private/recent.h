@@ -4,13 +4,12 @@
 #define LEOPOD_PRIVATE_RECENT_H
 
 #include <cstddef>
-#include <cstring>
 #include <limits>
 
 namespace leopod {
 
 /// The last values of a pure function of a two-part date. The stages of an integration step, conversions there and back, and the
-/// evaluations of an epoch ask for the same instants again: for the same bits of a date they get the same bits of its value.
+/// evaluations of an epoch ask for the same instants again: for the same date they get the same bits. A zero of either sign is the same date.
 template <typename Value>
 class Recent {
   public:
@@ -21,13 +20,12 @@ class Recent {
     /// The value at a date; form(value) where it isn't there.
     template <typename Form>
     const Value& of(double date1, double date2, const Form& form) {
-        const Date asked = {date1, date2};
         for (std::size_t i = 0; i < kKept; ++i) {
-            if (std::memcmp(&dates_[i], &asked, sizeof asked) == 0) return values_[i];
+            if (dates_[i].part1 == date1 && dates_[i].part2 == date2) return values_[i];
         }
         next_ = (next_ + 1) % kKept;
         form(values_[next_]);
-        dates_[next_] = asked;
+        dates_[next_] = {date1, date2};
         return values_[next_];
     }
 

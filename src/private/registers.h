@@ -58,12 +58,22 @@ LEOPOD_KERNEL inline T magnitude(T x) {
     return reinterpret_cast<T>(reinterpret_cast<Bits>(x) & std::numeric_limits<long long>::max());
 }
 
+/// Numbers in a double, a Pair or a Quad.
+template <typename T>
+constexpr int kNumbersIn = std::is_same_v<T, Quad>   ? kQuad
+                           : std::is_same_v<T, Pair> ? 2
+                                                     : 1;
+
 /// One, two or four elements from p on.
 template <typename T>
 LEOPOD_KERNEL inline T load_as(const double* p) {
-    if constexpr (std::is_same_v<T, Quad>) return load(p);
-    if constexpr (std::is_same_v<T, Pair>) return reinterpret_cast<const PairInArray*>(p)->value;
-    if constexpr (std::is_same_v<T, double>) return *p;
+    if constexpr (std::is_same_v<T, Quad>) {
+        return load(p);
+    } else if constexpr (std::is_same_v<T, Pair>) {
+        return reinterpret_cast<const PairInArray*>(p)->value;
+    } else {
+        return *p;
+    }
 }
 
 /// Calls body(T{}, j) for all j below n, T being Quad, then Pair, then double.
