@@ -57,7 +57,7 @@ std::vector<EmpiricalTerm> empirical_terms(const OrbitOptions& o, const ORBIT_DY
         if (kind.fm == FM_EMP) terms.push_back({kind.name_param, kind.interval, 0.0, 0.0});
     }
     if (!terms.empty()) return terms;
-    for (const char* text : {"A0:0:1000", "AC:0:100", "AS:0:100", "CC:0:100", "CS:0:100"})
+    for (const char* text : {"A0:0:1000", "C0:0:100", "AC:0:100", "AS:0:100", "CC:0:100", "CS:0:100"})
         terms.push_back(parse_term(text));
     // A field of a low degree leaves more, and faster.
     const bool coarse = config.norder_gravity < kGoodDegree;

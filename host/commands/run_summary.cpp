@@ -80,7 +80,7 @@ void print_guard(const Guard& guard) {
         std::printf("  %s, %ld:%s\n", lack_text(lack), entry.first, entry.second.c_str());
 }
 
-void print_epochs(const Totals& totals) {
+void print_epochs(const RunOptions& options, const Environment& environment, const Totals& totals) {
     std::printf("epochs: %ld, solved %ld", totals.epochs, totals.solved);
     for (const auto& [reason, count] : totals.failed) std::printf(", %s %ld", reason.c_str(), count);
     std::printf("\n");
@@ -88,10 +88,16 @@ void print_epochs(const Totals& totals) {
         std::printf("satellites: %.1f an epoch in the point position\n",
                     static_cast<double>(totals.used_epochs) / static_cast<double>(totals.solved));
     }
-    if (totals.solved == 0 && totals.under_mask > 0 && g_att_qua_storage.num_object == 0) {
-        std::printf(
-            "note: all satellites fell under the elevation mask. No attitude is loaded (--att), and without it this "
-            "antenna looks down.\n");
+    if (2 * totals.under_mask <= totals.epochs) return;
+    std::printf("note: in %ld epochs satellites fell under the elevation mask, and none of these is solved. ",
+                totals.under_mask);
+    if (g_att_qua_storage.num_object == 0) {
+        std::printf("No attitude is loaded (--att), and without it this antenna looks down.\n");
+    } else {
+        std::printf("By the attitude the antenna looks down: it points along the platform's %s.\n",
+                    environment.runtime->ant_info_rcv.ant_ok && options.inputs.embedded
+                        ? "minus z axis (built-in antenna)"
+                        : "z axis");
     }
 }
 
@@ -182,7 +188,7 @@ void print_summary(const RunOptions& options, const Environment& environment, co
     std::printf("leopod run: %s deployment\n", options.inputs.embedded ? "embedded" : "prepared");
     std::printf("frame: earth-fixed (ITRF realisation of the ephemerides), metres; time scale: GPST\n");
     print_inputs(options, environment, totals);
-    print_epochs(totals);
+    print_epochs(options, environment, totals);
     print_guard(guard);
     print_filter(totals);
     print_slips(totals);

@@ -147,6 +147,10 @@ ErrorStatistics statistics(const std::vector<PositionError>& errors, std::size_t
 }
 
 void print_statistics(const char* name, int width, const ErrorStatistics& s, bool at_rest) {
+    if (s.count == 0) {
+        std::printf("  %-*s no epoch to compare\n", width, name);
+        return;
+    }
     const char* axes[2][3] = {{"radial", "along", "cross"}, {"east", "north", "up"}};
     std::printf("  %-*s epochs %zu, 3D median %.3f, rms %.3f, 95 %% %.3f, largest %.3f m\n", width, name, s.count,
                 s.median, s.rms, s.p95, s.largest);
