@@ -288,6 +288,26 @@ TEST_F(Simulate, AttitudePointsWhereItWasAskedTo) {
     }
 }
 
+TEST_F(Simulate, AHostStreamsALongArcInLittleMemoryAndPastTheProductsEnd) {
+    if (std::string(LEOPOD_SANITIZE) != "") GTEST_SKIP() << "an instrumented host needs room of its own";
+    const std::string hosts = LEOPOD_BINARY_DIR "/examples/", sp3 = excerpt("cod15942_excerpt.sp3");
+    const std::string eop = "--eop " + excerpt("finals_2010_07.txt") + " ";
+    propagate("2010-07-27T01:30:00", 10000, eop + "--out " + out("long_orbit.csv"));
+    simulate("long", "--platform-z up --interval 1 --duration 9900 --orbit " + out("long_orbit.csv") + " --sp3 " + sp3);
+    // Without the records from 05:00 on the last one with five behind it stands at 03:30: what follows is set aside, not solved with zeros.
+    const std::string all = read_file(sp3);
+    const std::string files =
+        out("long.obs") + " " + write_temp("short.sp3", all.substr(0, all.find("*  2010  7 27  5")));
+    const Outcome whole = capture(hosts + "ground_host " + files);
+    const std::string limit = "ulimit -v 240000; ";  // kB: the record, and observations of an hour
+    const Outcome streamed = capture(limit + hosts + "stream_host " + files);
+    EXPECT_EQ(std::count(whole.text.begin(), whole.text.end(), '\n'), 1 + 7201);
+    EXPECT_EQ(streamed.status, 0);
+    EXPECT_TRUE(streamed.text == whole.text);
+    EXPECT_NE(capture(limit + hosts + "ground_host " + files).status, 0) << "the limit is none";
+    EXPECT_EQ(capture(hosts + "stream_host " + sp3 + " " + sp3).status, 2);
+}
+
 TEST_F(Simulate, TheDemoIsWhatItsCommandMakes) {
     const Outcome made = capture(LEOPOD_SOURCE_DIR "/scripts/make_demo_data " + kProgram + " " + temp_dir().string());
     ASSERT_EQ(made.status, 0) << made.text;
