@@ -1,0 +1,77 @@
+#include "commands/orbit_files.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstdio>
+
+#include "estimation/formal.h"
+#include "estimation/tables.h"
+
+namespace host {
+
+namespace {
+
+/// The orbit at whole seconds, with the formal errors of its positions.
+void write_orbit_files(const OrbitOptions& o, const OrbitJob& job, const Motion& motion,
+                       const EstimationReport& report) {
+    const double second = gtimeChangeTimeSystem(job.arc.start, tsGPST).time.sod;
+    std::vector<double> times;
+    std::vector<TrajectoryPoint> points;
+    for (double t = std::ceil(second - 1e-6) - second; t <= motion.last() + 1e-6; t += o.output_interval) {
+        times.push_back(std::max(0.0, t));
+        points.push_back(point_at(motion, job.arc.start, times.back()));
+    }
+    Ephemeris e = ephemeris_of(points, o.output_interval, "FIT", "REDUCED-DYNAMIC ORBIT FROM CODE AND CARRIER PHASE");
+    e.data = "u+U";
+    const std::vector<FormalError> formal = formal_errors(motion, report.solution.covariance, times);
+    for (std::size_t i = 0; i < points.size(); ++i) {
+        const TrajectoryPoint& p = points[i];
+        const Eigen::Vector3d position(p.pos_ecf[0], p.pos_ecf[1], p.pos_ecf[2]);
+        const Eigen::Vector3d velocity(p.vel_ecf[0], p.vel_ecf[1], p.vel_ecf[2]);
+        const Eigen::Matrix3d axes = orbit_axes(position, velocity);
+        const Eigen::Matrix3d c = axes.transpose() * formal[i].cwiseAbs2().asDiagonal() * axes;
+        Covariance covariance{};
+        for (int k = 0; k < 9; ++k)
+            covariance[static_cast<std::size_t>(k / 3)][static_cast<std::size_t>(k % 3)] = c(k / 3, k % 3);
+        e.fixed[i].covariance = covariance;
+    }
+    write_orbit(o.orbit, e);
+}
+
+}  // namespace
+
+void write_results(const OrbitOptions& o, const OrbitJob& job, const Motion& motion, const EstimationReport& report) {
+    const auto wrote = [](const char* what, const std::string& file) {
+        std::printf("%s written: %s\n", what, file.c_str());
+    };
+    std::vector<double> times;
+    std::vector<TrajectoryPoint> points;
+    for (double t = 0.0; t <= motion.last() + 1e-6; t += o.output_interval) {
+        times.push_back(t);
+        points.push_back(point_at(motion, job.arc.start, t));
+    }
+    if (!o.out.empty()) {
+        write_trajectory(o.out, points);
+        wrote("trajectory", o.out);
+    }
+    if (o.orbit.wanted()) write_orbit_files(o, job, motion, report);
+    if (!o.formal_out.empty()) {
+        write_formal_errors(o.formal_out, job.arc.start, times,
+                            formal_errors(motion, report.solution.covariance, times));
+        wrote("formal errors", o.formal_out);
+    }
+    if (!o.satellites_out.empty()) {
+        write_satellites(o.satellites_out, job.arc);
+        wrote("satellites", o.satellites_out);
+    }
+    if (!o.edits_out.empty()) {
+        write_edits(o.edits_out, job.arc);
+        wrote("edits", o.edits_out);
+    }
+    if (!o.parameters.empty()) {
+        write_orbit_parameters(o.parameters, motion, gtimeChangeTimeSystem(job.arc.start, tsUTC), report);
+        wrote("parameters", o.parameters);
+    }
+}
+
+}  // namespace host
