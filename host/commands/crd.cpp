@@ -1,12 +1,13 @@
-#include "commands/crd.h"
-
+// `leopod crd`: laser ranging files in, a summary and tables of their records out.
 #include <algorithm>
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
 #include <memory>
+#include <string>
 #include <type_traits>
 #include <utility>
+#include <vector>
 
 #include "commands/command.h"
 #include "commands/summaries.h"
@@ -20,6 +21,14 @@
 namespace host {
 
 namespace {
+
+struct CrdOptions {
+    std::vector<std::string> files;
+    std::string out;                   ///< directory of the tables; empty: none
+    std::vector<std::string> records;  ///< kinds of records that are written; empty: all
+    std::string summary;
+    std::string log_level = "critical";
+};
 
 constexpr std::size_t kUnknownShown = 8;
 constexpr int kEpochDecimals = 12;
@@ -387,8 +396,7 @@ FilePlan check_files(const CrdOptions& o) {
     return plan;
 }
 
-}  // namespace
-
+/// Reads the files and returns the exit status: 0, or 1 where they hold no data record. Throws InputError.
 int crd(const CrdOptions& given_options) {
     CrdOptions options = given_options;
     Console console(options.log_level);
@@ -419,6 +427,8 @@ int crd(const CrdOptions& given_options) {
     summary.write(status);
     return status;
 }
+
+}  // namespace
 
 void add_crd(Command app, Action& action) {
     auto o = std::make_shared<CrdOptions>();

@@ -1,5 +1,4 @@
-#include "commands/elements.h"
-
+// `leopod tle`: states of two-line element sets.
 #include <algorithm>
 #include <cctype>
 #include <cmath>
@@ -9,6 +8,8 @@
 #include <map>
 #include <memory>
 #include <optional>
+#include <string>
+#include <vector>
 
 #include "commands/command.h"
 #include "commands/summaries.h"
@@ -26,6 +27,19 @@
 namespace host {
 
 namespace {
+
+struct ElementsOptions {
+    std::vector<std::string> tle;
+    std::string names;
+    std::vector<std::string> numbers, objects;  ///< chosen by catalogue number, by name
+    bool all = false;
+    std::string start;                       ///< UTC; empty: the epoch of each element set
+    double duration = 86400.0, step = 60.0;  ///< [s]
+    std::string eop, eop_format = "auto";
+    std::string out;  ///< "-" is standard output
+    std::string summary;
+    std::string log_level = "critical";
+};
 
 constexpr double kFirstMjd = 35839.0, kLastMjd = 72363.0;  ///< 1957 to 2056, the years of element sets
 constexpr double kMaxDuration = 3653.0 * 86400.0;          ///< [s]
@@ -242,8 +256,7 @@ void summarise_objects(const std::vector<const tled_t*>& chosen, const std::opti
     }
 }
 
-}  // namespace
-
+/// Propagates the chosen objects and returns the exit status: 0 with at least one state, 1 with none. Throws InputError.
 int propagate_elements(const ElementsOptions& o) {
     FilePlan plan;
     plan.in("--tle", o.tle).in("--names", o.names).in("--eop", o.eop).out("--out", o.out).out("--summary", o.summary);
@@ -344,6 +357,8 @@ int propagate_elements(const ElementsOptions& o) {
     json.write(status);
     return status;
 }
+
+}  // namespace
 
 void add_tle(Command app, Action& action) {
     auto o = std::make_shared<ElementsOptions>();

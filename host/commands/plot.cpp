@@ -1,10 +1,11 @@
-#include "commands/plot.h"
-
+// `leopod plot`: pictures of the CSV files that the other commands write.
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
 #include <filesystem>
 #include <memory>
+#include <string>
+#include <vector>
 
 #include "commands/command.h"
 #include "commands/options.h"
@@ -21,19 +22,27 @@
 #include "shared/console.h"
 #include "shared/error.h"
 #include "shared/files.h"
+#include "shared/span.h"
 #include "shared/times.h"
 
 namespace host {
 
 namespace {
 
+struct PlotOptions {
+    std::vector<std::string> in;
+    std::string out, title, truth;
+    std::string layout = "components", frame = "horizon", quantity = "filter", style = "auto";
+    SpanOptions span;
+    double limit = 0.0, limit_phase = 0;  ///< ends of the axes [m]; 0: those of the data
+    bool log = false;
+};
+
 /// Seconds since the start of a day; false outside the span asked for.
 bool seconds_in_span(const PlotOptions& o, const GTime& time, long day, double& seconds) {
     seconds = static_cast<double>(time.time.mjd - day) * 86400.0 + time.time.sod;
     return !o.span.given() || ArcSpan(o.span, {{day, 0.0}, tsGPST}, tsGPST).has(time);
 }
-
-}  // namespace
 
 Canvas plot_errors(const PlotOptions& o) {
     ErrorFigure figure;
@@ -179,6 +188,8 @@ Canvas plot_track(const PlotOptions& o) {
     figure.source = base_names(files);
     return draw_map(figure);
 }
+
+}  // namespace
 
 void add_plot(Command app, Action& action) {
     Command plot = app.add_subcommand("plot", "Pictures (SVG, PNG) of the CSV files that the other commands write");

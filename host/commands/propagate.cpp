@@ -1,26 +1,40 @@
-#include "commands/propagate.h"
-
+// `leopod propagate`: a state in, a trajectory out.
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
 #include <cstring>
 #include <memory>
 #include <optional>
+#include <string>
+#include <vector>
 
 #include "commands/command.h"
 #include "commands/options.h"
 #include "commands/summaries.h"
 #include "inputs/orbit_check.h"
 #include "inputs/truth.h"
+#include "outputs/ephemeris.h"
 #include "shared/console.h"
 #include "shared/error.h"
 #include "shared/files.h"
 #include "shared/times.h"
+#include "stores/dynamics.h"
 #include "stores/environment.h"
 
 namespace host {
 
 namespace {
+
+struct PropagateOptions {
+    DynamicsOptions dynamics;
+    std::string epoch, time_scale = "gpst", frame = "ecef";
+    std::vector<std::string> state;  ///< position [m], velocity [m/s]; or a file
+    double duration = 86400.0;       ///< [s]
+    OrbitOutputs orbit;
+    std::string out, rows_out, summary;
+    double rows_interval = 0.02;  ///< of the rows of rows_out [s]
+    std::string truth;
+};
 
 /// Rows of simulated motion: the layout of the orbit simulation, read by simulators of receivers. Derivatives are per unit of the
 /// normalised abscissa of the interpolation, as in that layout. Returns their number.
@@ -191,8 +205,7 @@ void write_files(const PropagateOptions& o, Dynamics& dynamics, const std::vecto
     }
 }
 
-}  // namespace
-
+/// Propagates and returns the exit status 0. Throws InputError.
 int propagate(const PropagateOptions& o) {
     const FilePlan plan = check_files(o);
     check_options(o);
@@ -219,6 +232,8 @@ int propagate(const PropagateOptions& o) {
     summary.write(status);
     return status;
 }
+
+}  // namespace
 
 void add_propagate(Command app, Action& action) {
     auto o = std::make_shared<PropagateOptions>();

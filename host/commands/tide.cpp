@@ -1,9 +1,10 @@
-#include "commands/tide.h"
-
+// `leopod tide`: tidal displacement of a site.
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
 #include <memory>
+#include <string>
+#include <vector>
 
 #include "commands/command.h"
 #include "commands/summaries.h"
@@ -21,6 +22,18 @@
 namespace host {
 
 namespace {
+
+struct TideOptions {
+    std::vector<double> blh;  ///< geodetic latitude and longitude [degree], ellipsoidal height [m]
+    std::vector<double> xyz;  ///< earth-fixed position [m]; one of the two is given
+    std::string epoch, time_scale = "gpst";
+    double duration = 0.0;   ///< [s]
+    double interval = 3600;  ///< [s]
+    std::string blq, site;   ///< ocean loading file, and name of the site in it
+    std::string eop, eop_format = "auto", jpl;
+    std::string out, summary;
+    std::string log_level = "critical";
+};
 
 constexpr double kDegree = M_PI / 180.0;
 
@@ -188,8 +201,7 @@ void summarise(const Site& site, const std::vector<TidePoint>& points, bool with
     }
 }
 
-}  // namespace
-
+/// Computes the displacements and returns the exit status 0. Throws InputError.
 int tide(const TideOptions& o) {
     FilePlan plan;
     plan.in("--blq", o.blq)
@@ -253,6 +265,8 @@ int tide(const TideOptions& o) {
     summary.write(0);
     return 0;
 }
+
+}  // namespace
 
 void add_tide(Command app, Action& action) {
     auto o = std::make_shared<TideOptions>();
