@@ -256,20 +256,21 @@ void summarise_objects(const std::vector<const tled_t*>& chosen, const std::opti
     }
 }
 
-/// Propagates the chosen objects and returns the exit status: 0 with at least one state, 1 with none. Throws InputError.
-int propagate_elements(const ElementsOptions& o) {
+FilePlan check_files(const ElementsOptions& o) {
     FilePlan plan;
     plan.in("--tle", o.tle).in("--names", o.names).in("--eop", o.eop).out("--out", o.out).out("--summary", o.summary);
     plan.check();
-    Console console(o.log_level);
+    return plan;
+}
+
+void check_options(const ElementsOptions& o) {
     if (!(o.step >= 1e-3)) throw InputError("--step: at least 0.001 seconds is expected");
     if (!(o.duration >= 0.0 && o.duration <= kMaxDuration))
         throw InputError("--duration: between 0 and 3653 days in seconds is expected");
-    std::optional<GTime> start;
-    if (!o.start.empty()) start = parse_date("--start", o.start, tsUTC, 1957, 2056);
+}
 
-    Environment environment;
-    Sets sets;
+/// Reads all files of element sets. Returns the number of their lines with a wrong checksum.
+long load_sets(const ElementsOptions& o, Sets& sets, Environment& environment) {
     long wrong = 0;
     for (const std::string& file : o.tle) {
         check_kind(file, "file of element sets", {Kind::tle});
@@ -280,27 +281,24 @@ int propagate_elements(const ElementsOptions& o) {
         if (sets.n == before) throw InputError(file + ": holds no element set");
         environment.files.push_back({"elements", file, std::to_string(sets.n - before) + " sets"});
     }
-    if (!o.names.empty()) {
-        wrong_checksums(o.names, "name list");
-        long nameless = 0;
-        const auto subscription =
-            console.subscribe([&](ulog_level_t, const char* text) { nameless += is_nameless_set(text); });
-        if (tle_name_read(loadable(o.names), &sets) == 0)
-            throw InputError(o.names + ": this name list could not be read");
-        environment.files.push_back({"names", o.names, std::to_string(nameless) + " without an element set"});
-    }
-    load_earth_orientation(o.eop, o.eop_format, environment);
-    const std::vector<const tled_t*> chosen = choose(o, sets, start);
-    const long epochs = static_cast<long>(std::floor(o.duration / o.step + 1e-9)) + 1;
-    if (static_cast<double>(epochs) * static_cast<double>(chosen.size()) > kMaxRows)
-        throw InputError("--step: more than a hundred million states are asked for");
+    return wrong;
+}
 
-    std::optional<OutputFile> file;
-    if (!o.out.empty()) file.emplace(o.out);
-    Table table(file ? static_cast<std::FILE*>(*file) : nullptr);
+void load_names(const std::string& file, Console& console, Sets& sets, Environment& environment) {
+    if (file.empty()) return;
+    wrong_checksums(file, "name list");
+    long nameless = 0;
+    const auto subscription =
+        console.subscribe([&](ulog_level_t, const char* text) { nameless += is_nameless_set(text); });
+    if (tle_name_read(loadable(file), &sets) == 0) throw InputError(file + ": this name list could not be read");
+    environment.files.push_back({"names", file, std::to_string(nameless) + " without an element set"});
+}
+
+/// States of all chosen sets, into the table.
+void propagate_all(const ElementsOptions& o, const std::vector<const tled_t*>& chosen,
+                   const std::optional<GTime>& start, long epochs, Table& table) {
     std::vector<EOPREC> orientation;
-    auto progress = std::make_unique<Progress>("propagating element sets",
-                                               static_cast<double>(epochs) * static_cast<double>(chosen.size()));
+    Progress progress("propagating element sets", static_cast<double>(epochs) * static_cast<double>(chosen.size()));
     for (const tled_t* d : chosen) {
         const GTime first = start ? *start : d->epoch_mjd_utc;
         if (!start) orientation.clear();  // else that of the first object serves all
@@ -312,49 +310,88 @@ int propagate_elements(const ElementsOptions& o) {
                 orientation.push_back(eop);
             }
             table.add(*d, utc, orientation[static_cast<std::size_t>(i)]);
-            progress->done(static_cast<double>(table.rows));
+            progress.done(static_cast<double>(table.rows));
         }
     }
-    progress.reset();
-    if (file) file->close();
+}
 
-    long unusable = 0;
-    for (int i = 0; i < sets.n; ++i) unusable += !is_orbit(sets.data[i]);
-    const double span = static_cast<double>(epochs - 1) * o.step;
-    std::printf("leopod tle: %d element sets, %zu objects chosen\n", sets.n, chosen.size());
+/// What was read, chosen and computed.
+struct Work {
+    Environment environment;
+    Sets sets;
+    long wrong = 0, unusable = 0;  ///< lines with a wrong checksum; sets that aren't an orbit
+    std::optional<GTime> start;
+    std::vector<const tled_t*> chosen;
+    long epochs = 0;
+    double span = 0.0;  ///< [s]
+};
+
+void print(const ElementsOptions& o, const Work& w, const Table& table) {
+    std::printf("leopod tle: %d element sets, %zu objects chosen\n", w.sets.n, w.chosen.size());
     std::printf("frames: TEME and earth-fixed, metres; time scale: UTC\nfiles:\n");
-    for (const FileReport& f : environment.files)
+    for (const FileReport& f : w.environment.files)
         std::printf("  %-18s %s: %s\n", f.kind.c_str(), f.name.c_str(), f.content.c_str());
-    if (wrong != 0) std::printf("warning: %ld element lines with a wrong checksum, their sets are left out\n", wrong);
-    if (unusable != 0) std::printf("warning: %ld sets that stand for no orbit are set aside\n", unusable);
-    std::printf("earth orientation: %s\n", environment.eop_source.c_str());
+    if (w.wrong != 0)
+        std::printf("warning: %ld element lines with a wrong checksum, their sets are left out\n", w.wrong);
+    if (w.unusable != 0) std::printf("warning: %ld sets that stand for no orbit are set aside\n", w.unusable);
+    std::printf("earth orientation: %s\n", w.environment.eop_source.c_str());
     std::printf("span: %s, %.10g s in steps of %.10g s, %ld epochs\n",
-                start ? ("from " + time_text(*start)).c_str() : "from the epoch of each set", span, o.step, epochs);
-    print_objects(chosen, start, span);
+                w.start ? ("from " + time_text(*w.start)).c_str() : "from the epoch of each set", w.span, o.step,
+                w.epochs);
+    print_objects(w.chosen, w.start, w.span);
     std::printf("states: %ld of %ld\n", table.states, table.rows);
     if (table.inside != 0)
         std::printf("warning: %ld states lie inside the earth: the orbit has decayed\n", table.inside);
     if (!o.eop.empty() && table.without_orientation != 0)
         std::printf("warning: %ld epochs outside the earth orientation have UT1 = UTC and no polar motion\n",
                     table.without_orientation);
+}
+
+void summarise(const ElementsOptions& o, const Work& w, const Table& table, Summary& summary) {
+    summary.set("frame", "TEME and earth-fixed");
+    summary.set("time_scale", "UTC");
+    summary.set("sets/read", w.sets.n);
+    summary.set("sets/wrong_checksum_lines", w.wrong);
+    summary.set("sets/no_orbit", w.unusable);
+    summary.set("span/length_s", w.span);
+    summary.set("span/step_s", o.step);
+    summary.set("epochs/count", w.epochs);
+    summarise_environment(w.environment, w.chosen.front()->epoch_mjd_utc, summary);
+    summarise_objects(w.chosen, w.start, w.span, summary);
+    summary.set("states/count", table.states);
+    summary.set("states/rows", table.rows);
+    summary.set("states/inside_earth", table.inside);
+    summary.set("states/without_earth_orientation", table.without_orientation);
+}
+
+/// Propagates the chosen objects and returns the exit status: 0 with at least one state, 1 with none. Throws InputError.
+int propagate_elements(const ElementsOptions& o) {
+    const FilePlan plan = check_files(o);
+    Console console(o.log_level);
+    check_options(o);
+    Work w;
+    if (!o.start.empty()) w.start = parse_date("--start", o.start, tsUTC, 1957, 2056);
+    w.wrong = load_sets(o, w.sets, w.environment);
+    load_names(o.names, console, w.sets, w.environment);
+    load_earth_orientation(o.eop, o.eop_format, w.environment);
+    w.chosen = choose(o, w.sets, w.start);
+    w.unusable = std::count_if(w.sets.data, w.sets.data + w.sets.n, [](const tled_t& d) { return !is_orbit(d); });
+    w.epochs = static_cast<long>(std::floor(o.duration / o.step + 1e-9)) + 1;
+    w.span = static_cast<double>(w.epochs - 1) * o.step;
+    if (static_cast<double>(w.epochs) * static_cast<double>(w.chosen.size()) > kMaxRows)
+        throw InputError("--step: more than a hundred million states are asked for");
+
+    std::optional<OutputFile> file;
+    if (!o.out.empty()) file.emplace(o.out);
+    Table table(file ? static_cast<std::FILE*>(*file) : nullptr);
+    propagate_all(o, w.chosen, w.start, w.epochs, table);
+    if (file) file->close();
+    print(o, w, table);
     if (file) std::printf("states written: %s\n", o.out.c_str());
     const int status = table.states > 0 ? 0 : 1;
-    Summary json = begin_summary("tle", o.summary, plan);
-    json.set("frame", "TEME and earth-fixed");
-    json.set("time_scale", "UTC");
-    json.set("sets/read", sets.n);
-    json.set("sets/wrong_checksum_lines", wrong);
-    json.set("sets/no_orbit", unusable);
-    json.set("span/length_s", span);
-    json.set("span/step_s", o.step);
-    json.set("epochs/count", epochs);
-    summarise_environment(environment, chosen.front()->epoch_mjd_utc, json);
-    summarise_objects(chosen, start, span, json);
-    json.set("states/count", table.states);
-    json.set("states/rows", table.rows);
-    json.set("states/inside_earth", table.inside);
-    json.set("states/without_earth_orientation", table.without_orientation);
-    json.write(status);
+    Summary summary = begin_summary("tle", o.summary, plan);
+    summarise(o, w, table, summary);
+    summary.write(status);
     return status;
 }
 

@@ -201,59 +201,78 @@ void summarise(const Site& site, const std::vector<TidePoint>& points, bool with
     }
 }
 
-/// Computes the displacements and returns the exit status 0. Throws InputError.
-int tide(const TideOptions& o) {
+FilePlan check_files(const TideOptions& o) {
     FilePlan plan;
-    plan.in("--blq", o.blq)
-        .in("--eop", o.eop)
-        .in("--jpl", o.jpl)
-        .out("--out", o.out)
-        .out("--summary", o.summary)
-        .check();
-    const Console console(o.log_level);
-    const Site site = site_of(o);
+    plan.in("--blq", o.blq).in("--eop", o.eop).in("--jpl", o.jpl);
+    plan.out("--out", o.out).out("--summary", o.summary).check();
+    return plan;
+}
+
+void check_options(const TideOptions& o) {
     if (!(o.duration >= 0.0) || o.duration > 400.0 * 86400.0)
         throw InputError("--duration: between 0 and 400 days in seconds is expected");
     if (!(o.interval > 0.0) || o.duration / o.interval > 1e6)
         throw InputError("--interval: a positive number of seconds with at most a million epochs is expected");
     if (o.blq.empty() && !o.site.empty()) throw InputError("--site names a site of an ocean loading file (--blq)");
-    const GTime start = gtimeChangeTimeSystem(parse_epoch(o.epoch, time_system(o.time_scale)), tsGPST);
-    const bool with_ocean = !o.blq.empty();
-    OceanLoading loading{};
-    if (with_ocean) loading = read_ocean_loading(o.blq, o.site);
-    Environment environment;
+}
+
+/// Earth orientation and planets of the span.
+void prepare(const TideOptions& o, const GTime& start, Environment& environment) {
     const double mjd = gtime2mjd(start);
     load_earth_orientation(o.eop, o.eop_format, environment);
     load_planets(o.jpl, mjd, mjd + o.duration / 86400.0, environment);
     tabulate_analytic_planets(mjd, mjd + o.duration / 86400.0, environment);
+}
 
+/// Displacements at the epochs of the span; ocean loading where there is one.
+std::vector<TidePoint> compute(const TideOptions& o, const Site& site, OceanLoading* loading, const GTime& start,
+                               const Environment& environment) {
     std::vector<TidePoint> points;
     const long count = static_cast<long>(std::floor(o.duration / o.interval + 1e-9)) + 1;
-    auto progress = std::make_unique<Progress>("computing tides", static_cast<double>(count));
+    Progress progress("computing tides", static_cast<double>(count));
     for (long i = 0; i < count; ++i) {
         TidePoint p{};
         p.gpst = gtimeAddSec(start, static_cast<double>(i) * o.interval);
         const GTime utc = gtimeChangeTimeSystem(p.gpst, tsUTC);
         p.displacement[SOLID] = solid_tide(site, utc, environment.planet_source);
-        if (with_ocean) p.displacement[OCEAN] = ocean_tide(site, loading, utc);
+        if (loading != nullptr) p.displacement[OCEAN] = ocean_tide(site, *loading, utc);
         for (std::size_t k = 0; k < 3; ++k) {
             p.displacement[TOTAL].xyz[k] = p.displacement[SOLID].xyz[k] + p.displacement[OCEAN].xyz[k];
             p.displacement[TOTAL].neu[k] = p.displacement[SOLID].neu[k] + p.displacement[OCEAN].neu[k];
         }
         points.push_back(p);
-        progress->done(static_cast<double>(i + 1));
+        progress.done(static_cast<double>(i + 1));
     }
-    progress.reset();
+    return points;
+}
 
+void print(const Site& site, const std::string& ocean, const Environment& environment,
+           const std::vector<TidePoint>& points) {
     std::printf("leopod tide: %s to %s GPST, %zu epochs\n", time_text(points.front().gpst).c_str(),
                 time_text(points.back().gpst).c_str(), points.size());
     std::printf("site: %.4f %.4f %.4f m, earth-fixed; latitude %.6f, longitude %.6f degrees, height %.3f m\n",
                 site.xyz[0], site.xyz[1], site.xyz[2], site.blh[0] / kDegree, site.blh[1] / kDegree, site.blh[2]);
     std::printf("earth orientation: %s\nplanets: %s\n", environment.eop_source.c_str(),
                 environment.planet_source.c_str());
-    std::printf("ocean loading: %s\n",
-                with_ocean ? ("file " + o.blq + ", site " + loading.site).c_str() : "none, no file is given");
-    print_extremes(points, with_ocean);
+    std::printf("ocean loading: %s\n", ocean.empty() ? "none, no file is given" : ocean.c_str());
+    print_extremes(points, !ocean.empty());
+}
+
+/// Computes the displacements and returns the exit status 0. Throws InputError.
+int tide(const TideOptions& o) {
+    const FilePlan plan = check_files(o);
+    const Console console(o.log_level);
+    const Site site = site_of(o);
+    check_options(o);
+    const GTime start = gtimeChangeTimeSystem(parse_epoch(o.epoch, time_system(o.time_scale)), tsGPST);
+    const bool with_ocean = !o.blq.empty();
+    OceanLoading loading{};
+    if (with_ocean) loading = read_ocean_loading(o.blq, o.site);
+    const std::string ocean = with_ocean ? "file " + o.blq + ", site " + loading.site : "";
+    Environment environment;
+    prepare(o, start, environment);
+    const std::vector<TidePoint> points = compute(o, site, with_ocean ? &loading : nullptr, start, environment);
+    print(site, ocean, environment, points);
     if (!o.out.empty()) {
         write_points(o.out, points, with_ocean);
         std::printf("displacements written: %s\n", o.out.c_str());
@@ -261,7 +280,7 @@ int tide(const TideOptions& o) {
     Summary summary = begin_summary("tide", o.summary, plan);
     summarise(site, points, with_ocean, summary);
     summarise_environment(environment, start, summary);
-    summary.set("ocean_loading", with_ocean ? "file " + o.blq + ", site " + loading.site : "none");
+    summary.set("ocean_loading", with_ocean ? ocean : "none");
     summary.write(0);
     return 0;
 }
