@@ -1,6 +1,7 @@
 #include "stores/satellites.h"
 
 #include <algorithm>
+#include <array>
 #include <cmath>
 
 #include "common_function.h"
@@ -46,6 +47,69 @@ std::string slip_text(const OBSDATA_SAT& sat, bool first, const std::vector<Slip
     return std::string(kinds[0] ? "MW" : "") + (kinds[0] && kinds[1] ? "+" : "") + (kinds[1] ? "GF" : "");
 }
 
+bool is_placed(const OBSDATA_SAT& sat) {
+    return std::hypot(sat.satpos_ecf[0], sat.satpos_ecf[1], sat.satpos_ecf[2]) > 1e6;
+}
+
+/// Rows of the epoch's satellites in the filter, in the filter's order; -1: not in it.
+std::vector<int> filter_rows(const RUNTIME_POD_EMBED& runtime, bool solved) {
+    const OBSDATA_EPOCH& epoch = runtime.obs_epoch[0];
+    const int count = std::clamp<int>(epoch.sat_num, 0, MAXSAT_EPOCH);
+    std::vector<int> row(static_cast<std::size_t>(count), -1);
+    int rows = 0;
+    for (int i = 0; solved && i < std::min<int>(runtime.nsat_used_last, MAXSAT_EPOCH); ++i) {
+        const int place = runtime.satlist_used_in_obsepoch_last[i];
+        if (place < 0 || place >= count || epoch.satobs[place].flag_sat != OBS_OK) continue;
+        const int system = get_gnssconfig_sys_index(epoch.satobs[place].satsys, &gnssconfig);
+        // Only the ionosphere-free pair makes rows.
+        if (system >= 0 && gnssconfig.opt_IF[system] == 1) row[static_cast<std::size_t>(place)] = rows++;
+    }
+    return row;
+}
+
+/// The receiver, from which satellites have azimuth and elevation.
+class Place {
+  public:
+    explicit Place(const double* position) {
+        std::copy_n(position, 3, receiver_);
+        ecef2blh(receiver_, blh_, 6378137.0, 0.0033528106647474805);
+    }
+    std::array<double, 2> direction(const OBSDATA_SAT& sat) {
+        std::array<double, 2> local{};
+        double sight[3];
+        for (int c = 0; c < 3; ++c) sight[c] = sat.satpos_ecf[c] - receiver_[c];
+        azel(blh_, sight, local.data());
+        return local;
+    }
+
+  private:
+    double receiver_[3], blh_[3];
+};
+
+/// Ranges of a satellite in the point position, in the order of the configuration.
+struct Ranges {
+    std::string residual[2];
+    bool gross = false, used = false;
+
+    Ranges(const OBSDATA_SAT& sat, bool solved) {
+        const int system = get_gnssconfig_sys_index(sat.satsys, &gnssconfig);
+        int range = 0;
+        for (int k = 0; system >= 0 && k < std::min<int>(gnssconfig.num_obs_freq_code[system], MAXOBS_PER_SAT); ++k) {
+            if (gnssconfig.obs_type_freq_code_used[system][k].type != RANGE || range >= 2) continue;
+            const int place = sat.obs_index_used[k];
+            std::string& text = residual[range++];
+            if (place < 0 || place >= MAXOBS_PER_SAT || sat.flag_sat != OBS_OK || !is_placed(sat)) continue;
+            const OBSREC& record = sat.obsdata[place];
+            gross = gross || record.flag_obs == GROSS_ERROR;
+            if (!solved || record.flag_obs != OBS_OK) continue;
+            char number[32];
+            std::snprintf(number, sizeof number, "%.4f", record.residual);
+            text = number;
+            used = true;
+        }
+    }
+};
+
 }  // namespace
 
 std::string satellite_name(int satsys, int prn) {
@@ -68,60 +132,22 @@ SatelliteTable::SatelliteTable(const std::string& file, Console& console)
 
 void SatelliteTable::add(const RUNTIME_POD_EMBED& runtime, bool solved, const std::vector<SlipMark>& slips) {
     const OBSDATA_EPOCH& epoch = runtime.obs_epoch[0];
-    const int count = std::min<int>(epoch.sat_num, MAXSAT_EPOCH);
-    // Places of the epoch's satellites in the filter, in the order of its rows.
-    int row[MAXSAT_EPOCH];
-    std::fill_n(row, static_cast<int>(MAXSAT_EPOCH), -1);
-    int rows = 0;
-    for (int i = 0; solved && i < std::min<int>(runtime.nsat_used_last, MAXSAT_EPOCH); ++i) {
-        const int place = runtime.satlist_used_in_obsepoch_last[i];
-        if (place < 0 || place >= count || epoch.satobs[place].flag_sat != OBS_OK) continue;
-        const int system = get_gnssconfig_sys_index(epoch.satobs[place].satsys, &gnssconfig);
-        // Only the ionosphere-free pair makes rows.
-        if (system >= 0 && gnssconfig.opt_IF[system] == 1) row[place] = rows++;
-    }
-    const bool matched = residuals_.size() == 2 * static_cast<std::size_t>(rows);
-
-    double blh[3];
-    double receiver[3] = {runtime.sln_kine.pos_vel_clk[0], runtime.sln_kine.pos_vel_clk[1],
-                          runtime.sln_kine.pos_vel_clk[2]};
-    ecef2blh(receiver, blh, 6378137.0, 0.0033528106647474805);
+    const std::vector<int> row = filter_rows(runtime, solved);
+    const auto rows = static_cast<std::size_t>(std::count_if(row.begin(), row.end(), [](int r) { return r >= 0; }));
+    const bool matched = residuals_.size() == 2 * rows;
+    Place place(runtime.sln_kine.pos_vel_clk);
     const std::string tag = time_text(epoch.epoch_time) + "," + mjd_sod_text(epoch.epoch_time, 3);
-    for (int i = 0; i < count; ++i) {
+    for (std::size_t i = 0; i < row.size(); ++i) {
         const OBSDATA_SAT& sat = epoch.satobs[i];
         const int satindex = satsysprn2index(sat.satsys, sat.prn);
         if (satindex < 0 || satindex >= MAXSAT_GNSS) continue;
-        const bool placed = std::hypot(sat.satpos_ecf[0], sat.satpos_ecf[1], sat.satpos_ecf[2]) > 1e6;
-        const bool directed = solved && placed && (sat.flag_sat == OBS_OK || sat.flag_sat == LOW_ELE);
-        double local[2] = {};
-        double sight[3];
-        for (int c = 0; c < 3; ++c) sight[c] = sat.satpos_ecf[c] - receiver[c];
-        azel(blh, sight, local);
+        const bool directed = solved && is_placed(sat) && (sat.flag_sat == OBS_OK || sat.flag_sat == LOW_ELE);
         std::fprintf(out_, "%s,%s", tag.c_str(), satellite_name(sat.satsys, sat.prn).c_str());
-        put_angle(out_, local, directed);
+        put_angle(out_, place.direction(sat).data(), directed);
         put_angle(out_, sat.sat_azel, directed);
-
-        // Ranges of the point position, in the order of the configuration.
-        std::string residuals[2];
-        bool gross = false;
-        bool in_point = false;
-        const int system = get_gnssconfig_sys_index(sat.satsys, &gnssconfig);
-        int range = 0;
-        for (int k = 0; system >= 0 && k < std::min<int>(gnssconfig.num_obs_freq_code[system], MAXOBS_PER_SAT); ++k) {
-            if (gnssconfig.obs_type_freq_code_used[system][k].type != RANGE || range >= 2) continue;
-            const int place = sat.obs_index_used[k];
-            std::string& text = residuals[range++];
-            if (place < 0 || place >= MAXOBS_PER_SAT || sat.flag_sat != OBS_OK || !placed) continue;
-            const OBSREC& record = sat.obsdata[place];
-            gross = gross || record.flag_obs == GROSS_ERROR;
-            if (!solved || record.flag_obs != OBS_OK) continue;
-            char number[32];
-            std::snprintf(number, sizeof number, "%.4f", record.residual);
-            text = number;
-            in_point = true;
-        }
-        std::fprintf(out_, ",%s,%d,%s,%s", gross ? "GROSS_ERROR" : flag_name(sat.flag_sat), in_point ? 1 : 0,
-                     residuals[0].c_str(), residuals[1].c_str());
+        const Ranges ranges(sat, solved);
+        std::fprintf(out_, ",%s,%d,%s,%s", ranges.gross ? "GROSS_ERROR" : flag_name(sat.flag_sat), ranges.used ? 1 : 0,
+                     ranges.residual[0].c_str(), ranges.residual[1].c_str());
         const bool in_filter = row[i] >= 0;
         std::fprintf(out_, ",%d,%s", in_filter ? 1 : 0,
                      in_filter ? slip_text(sat, !seen_[satindex], slips).c_str() : "");
