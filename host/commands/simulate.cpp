@@ -1,16 +1,20 @@
-#include "commands/simulate.h"
-
+// `leopod simulate`: an orbit in, the observations of a receiver on it out, with everything that was put in.
 #include <algorithm>
 #include <cmath>
+#include <cstdint>
 #include <cstdio>
+#include <limits>
 #include <map>
 #include <memory>
+#include <string>
+#include <vector>
 
 #include "commands/command.h"
 #include "commands/options.h"
 #include "commands/summaries.h"
 #include "model/random.h"
 #include "model/signal.h"
+#include "outputs/ephemeris.h"
 #include "shared/console.h"
 #include "shared/error.h"
 #include "shared/files.h"
@@ -21,6 +25,35 @@
 namespace host {
 
 namespace {
+
+struct SimulateOptions {
+    std::string orbit, satellite;
+    std::vector<std::string> nav, sp3, clk;
+    std::string config, systems;
+    std::string start;
+    double duration = std::numeric_limits<double>::infinity();  ///< [s]; infinite: to the end of the orbit
+    double interval = 30.0;                                     ///< [s]
+    std::uint64_t seed = 1;
+
+    double code_noise = 0.3, phase_noise = 0.002;                    ///< standard deviations [m]
+    double clock_offset = 0.0, clock_drift = 0.0, clock_walk = 0.0;  ///< [s], [s/s], [s] in a root second
+    bool clock_jumps = false;
+    std::vector<std::string> slips;  ///< satellite, time, band, cycles
+    double slip_rate = 0.0;          ///< at random, an hour and satellite
+    long slip_size = 20;             ///< largest of them [cycle]
+    double tec = 0.0;                ///< vertical content above the receiver [TECU]
+    double shell_height = 850.0;     ///< [km]
+    bool wind_up = true, group_delays = true;
+    double mask = 5.0;  ///< [degree]
+    int channels = 15;
+    std::string platform_z = "down";
+    double yaw = 0.0;  ///< [degree]
+
+    OrbitOutputs ephemeris;
+    std::string summary;
+    std::string obs_out, att_out, truth_out, events_out;
+    std::string log_level = "critical";
+};
 
 constexpr double kDegree = 3.14159265358979323846 / 180.0;
 constexpr double kEarthRadius = 6371000.0;  ///< below the shell of the ionosphere [m]
@@ -622,56 +655,49 @@ FilePlan check_files(const SimulateOptions& o) {
     return plan;
 }
 
-}  // namespace
-
-int simulate(const SimulateOptions& o) {
-    const FilePlan plan = check_files(o);
-    Console console(o.log_level);
-    check_options(o);
+/// An earth-fixed orbit of a day that the tags can name.
+PositionFile load_orbit(const SimulateOptions& o) {
     PositionRequest request;
     request.satellite = o.satellite;
-    const PositionFile positions = read_positions(o.orbit, request);
+    PositionFile positions = read_positions(o.orbit, request);
     require(!positions.inertial, o.orbit + ": an earth-fixed orbit is expected, this one is in " + positions.frame);
     const std::vector<TimedPosition>& rows = positions.rows;
-    const GTime first_row = rows.front().time;
-    require(first_row.time.mjd >= 44244 && rows.back().time.time.mjd < 73050,
+    require(rows.front().time.time.mjd >= 44244 && rows.back().time.time.mjd < 73050,
             o.orbit + ": the dates of this orbit are not between 1980 and 2058; does it tell the day?");
-    Arc arc;
-    double start = 0;
-    if (o.start.empty()) {
-        arc.mjd_day = first_row.time.mjd;
-        start = o.interval * std::ceil(first_row.time.sod / o.interval - kTagSlack);
-    } else {
-        const GTime given = parse_time("--start", o.start);
-        arc.mjd_day = given.time.mjd;
-        start = given.time.sod;
-    }
-    const ReceiverOrbit orbit(rows, arc.mjd_day, o.orbit);
+    return positions;
+}
+
+/// First epoch as seconds of the arc's day, which it sets.
+double start_of(const SimulateOptions& o, const PositionFile& positions, Arc& arc) {
+    const GTime first = positions.rows.front().time;
+    const GTime given = o.start.empty() ? first : parse_time("--start", o.start);
+    arc.mjd_day = given.time.mjd;
+    return o.start.empty() ? o.interval * std::ceil(first.time.sod / o.interval - kTagSlack) : given.time.sod;
+}
+
+/// Number of the epochs, which the orbit must cover.
+long epochs_of(const SimulateOptions& o, const PositionFile& positions, const ReceiverOrbit& orbit, double start) {
     const double duration = std::isinf(o.duration) ? orbit.last() - start : o.duration;
     require(duration >= 0.0 && start >= orbit.first() - kTagSlack && start + duration <= orbit.last() + kTagSlack,
-            o.orbit + ": this orbit, " + time_text(first_row) + " to " + time_text(rows.back().time) +
-                " GPST, does not cover the span from --start over --duration");
+            o.orbit + ": this orbit, " + time_text(positions.rows.front().time) + " to " +
+                time_text(positions.rows.back().time) + " GPST, does not cover the span from --start over --duration");
     const double steps = std::floor(duration / o.interval + kTagSlack) + 1.0;
     require(steps <= kMaxEpochs, "the span has more than 500000 epochs: a longer --interval or a shorter --duration");
+    return static_cast<long>(steps);
+}
 
-    Environment environment;
+Constellation load_constellation(const SimulateOptions& o, const Arc& arc, Environment& environment) {
     InputOptions inputs;
     inputs.nav = o.nav;
     inputs.sp3 = o.sp3;
     inputs.clk = o.clk;
     load_transmitters(inputs, environment);
-    const bool precise = !o.sp3.empty();
-    const Constellation constellation(environment.runtime->brdc_storage, environment.runtime->prec_storage, precise,
-                                      arc.mjd_day);
-    arc.signals = choose_signals(o, constellation, environment);
-    std::vector<Slip> slips;
-    for (const std::string& text : o.slips) slips.push_back(parse_slip(text, constellation, arc, start));
-    observe(o, orbit, constellation, start, static_cast<long>(steps), arc, slips);
-    require(std::any_of(arc.epochs.begin(), arc.epochs.end(),
-                        [](const SimulatedEpoch& e) { return !e.satellites.empty(); }),
-            (precise ? o.sp3 : o.nav).front() + ": the ephemerides give no satellite above the mask in the span");
+    return Constellation(environment.runtime->brdc_storage, environment.runtime->prec_storage, !o.sp3.empty(),
+                         arc.mjd_day);
+}
 
-    print_summary(o, environment, constellation, orbit, arc);
+void write_files(const SimulateOptions& o, const PositionFile& positions, const ReceiverOrbit& orbit,
+                 const Constellation& constellation, const Arc& arc) {
     write_observations(o, constellation, arc);
     std::printf("observations written: %s\n", o.obs_out.c_str());
     if (!o.att_out.empty()) {
@@ -686,16 +712,40 @@ int simulate(const SimulateOptions& o) {
         write_events(o, arc);
         std::printf("events written: %s (%zu)\n", o.events_out.c_str(), arc.events.size());
     }
-    if (o.ephemeris.wanted()) {
-        OrbitOutputs outputs = o.ephemeris;
-        if (outputs.object_name.empty()) outputs.object_name = positions.satellite;
-        write_orbit(outputs, true_orbit(o, orbit, arc));
-    }
+    if (!o.ephemeris.wanted()) return;
+    OrbitOutputs outputs = o.ephemeris;
+    if (outputs.object_name.empty()) outputs.object_name = positions.satellite;
+    write_orbit(outputs, true_orbit(o, orbit, arc));
+}
+
+/// Simulates and returns the exit status 0. Throws InputError.
+int simulate(const SimulateOptions& o) {
+    const FilePlan plan = check_files(o);
+    Console console(o.log_level);
+    check_options(o);
+    const PositionFile positions = load_orbit(o);
+    Arc arc;
+    const double start = start_of(o, positions, arc);
+    const ReceiverOrbit orbit(positions.rows, arc.mjd_day, o.orbit);
+    const long epochs = epochs_of(o, positions, orbit, start);
+    Environment environment;
+    const Constellation constellation = load_constellation(o, arc, environment);
+    arc.signals = choose_signals(o, constellation, environment);
+    std::vector<Slip> slips;
+    for (const std::string& text : o.slips) slips.push_back(parse_slip(text, constellation, arc, start));
+    observe(o, orbit, constellation, start, epochs, arc, slips);
+    require(std::any_of(arc.epochs.begin(), arc.epochs.end(),
+                        [](const SimulatedEpoch& e) { return !e.satellites.empty(); }),
+            (o.sp3.empty() ? o.nav : o.sp3).front() + ": the ephemerides give no satellite above the mask in the span");
+    print_summary(o, environment, constellation, orbit, arc);
+    write_files(o, positions, orbit, constellation, arc);
     Summary summary = begin_summary("simulate", o.summary, plan);
     summarise(o, environment, positions, arc, summary);
     summary.write(0);
     return 0;
 }
+
+}  // namespace
 
 void add_simulate(Command app, Action& action) {
     auto o = std::make_shared<SimulateOptions>();
