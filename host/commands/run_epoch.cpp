@@ -99,7 +99,10 @@ Epoch EpochRunner::process(OBSDATA_EPOCH& observations) {
         epoch.status = "BAD_EPOCH";
         return epoch;
     }
-    const Served served = guard_.set_aside(observations);
+    Served served = guard_.set_aside(observations);
+    const int suspects = leave_out_suspects(observations);
+    served.usable -= suspects;
+    served.aside += suspects;
     if (served.usable == 0) {
         epoch.status = served.aside > 0 ? "TOO_FEW_SERVED" : "NO_USABLE_SATELLITE";
         return epoch;
@@ -109,7 +112,7 @@ Epoch EpochRunner::process(OBSDATA_EPOCH& observations) {
     before_.save(runtime_);
     PointPosition point;
     run(observations, epoch, point);
-    if (epoch.solved || without_misfit(observations, epoch, point)) {
+    if ((epoch.solved && point.sigma <= kSmallSigma) || without_misfit(observations, epoch, point)) {
         point_judge_.accept(point);
         take_solution(epoch, point);
     } else if (runtime_.sln_kine.status == SOL_SPP_LACK_SAT && served.aside > 0) {
@@ -141,19 +144,34 @@ void EpochRunner::run(OBSDATA_EPOCH& observations, Epoch& epoch, PointPosition& 
     if (!epoch.solved) epoch.status = fault;
 }
 
-/// An epoch that went wrong must not move the filter. Where one satellite is to blame, the epoch is run again without it.
+int EpochRunner::leave_out_suspects(OBSDATA_EPOCH& observations) {
+    int count = 0;
+    for (int i = 0; i < std::min<int>(observations.sat_num, MAXSAT_EPOCH); ++i) {
+        OBSDATA_SAT& sat = observations.satobs[i];
+        if (sat.flag_sat != OBS_OK || !suspects_.holds(sat, observations.epoch_time)) continue;
+        sat.flag_sat = SAT_NOT_USED;
+        guard_.count(sat, Lack::kSuspect);
+        ++count;
+    }
+    return count;
+}
+
+/// An epoch that went wrong must not move the filter. Where one satellite is to blame, the epoch is run again without it; so it is where the
+/// residuals are large but usual.
 bool EpochRunner::without_misfit(OBSDATA_EPOCH& observations, Epoch& epoch, PointPosition& point) {
     if (runtime_.sln_kine.status != SOL_OK) return false;
     const char* fault = epoch.status;
-    before_.restore(runtime_);
     const int place =
         find_misfit(observations, runtime_.ant_info_rcv, point_judge_.usual_sigma() * kUsualSigma / sigma_code_);
+    if (place < 0 && epoch.solved) return true;
+    before_.restore(runtime_);
     if (place >= 0) {
         OBSDATA_SAT& sat = observations.satobs[place];
         sat.flag_sat = SAT_NOT_USED;
         run(observations, epoch, point);
         if (epoch.solved) {
             guard_.count(sat, Lack::kMisfit);
+            suspects_.add(sat, observations.epoch_time);
             return true;
         }
         before_.restore(runtime_);

@@ -58,6 +58,7 @@ class EpochRunner {
 
   private:
     void run(OBSDATA_EPOCH& observations, Epoch& epoch, PointPosition& point);
+    int leave_out_suspects(OBSDATA_EPOCH& observations);
     bool without_misfit(OBSDATA_EPOCH& observations, Epoch& epoch, PointPosition& point);
     void take_solution(Epoch& epoch, const PointPosition& point);
     int carried_satellites();
@@ -69,6 +70,7 @@ class EpochRunner {
     AttitudeGuard attitude_;
     PointJudge point_judge_;
     FilterJudge filter_judge_;
+    Suspects suspects_;
     FilterState before_;                  ///< the epoch in work
     std::bitset<MAXSAT_GNSS> in_filter_;  ///< at the last solved epoch
 };

@@ -16,6 +16,7 @@ constexpr std::pair<std::size_t, std::size_t> kParts[] = {
     {offsetof(RUNTIME_POD_EMBED, dataset_orbit), offsetof(RUNTIME_POD_EMBED, ant_info_rcv)},
     {offsetof(RUNTIME_POD_EMBED, param_list), offsetof(RUNTIME_POD_EMBED, orbit_dyn_config)}};
 
+constexpr double kHold = 60.0;    ///< a suspect stays out for each time it was found [s]
 constexpr double kClearly = 2.0;  ///< the next best satellite to leave out leaves residuals larger by this
 
 }  // namespace
@@ -58,6 +59,17 @@ int find_misfit(const OBSDATA_EPOCH& epoch, const ANT_INFO& antenna, double usua
     }
     const bool clear = best >= 0 && smallest <= usual_sigma && (next == 0.0 || next > kClearly * smallest);
     return clear ? best : -1;
+}
+
+void Suspects::add(const OBSDATA_SAT& sat, const GTime& tag) {
+    Record& record = records_[{sat.satsys, sat.prn}];
+    ++record.times;
+    record.last = tag;
+}
+
+bool Suspects::holds(const OBSDATA_SAT& sat, const GTime& tag) const {
+    const auto found = records_.find({sat.satsys, sat.prn});
+    return found != records_.end() && gtimeSubSec(tag, found->second.last) < kHold * found->second.times;
 }
 
 }  // namespace host

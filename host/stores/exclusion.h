@@ -4,6 +4,8 @@
 #define LEOPOD_HOST_EXCLUSION_H
 
 #include <cstddef>
+#include <map>
+#include <utility>
 #include <vector>
 
 #include "pod_embed.h"
@@ -26,6 +28,21 @@ class FilterState {
 /// \param antenna      of the receiver
 /// \param usual_sigma  largest residual that is usual [m]
 int find_misfit(const OBSDATA_EPOCH& epoch, const ANT_INFO& antenna, double usual_sigma);
+
+/// Satellites that the others contradicted a short while ago: where too few stand against them the next time, they would go unnoticed.
+class Suspects {
+  public:
+    /// The satellite contradicted the others; it stays out for the longer the more often it did.
+    void add(const OBSDATA_SAT& sat, const GTime& tag);
+    bool holds(const OBSDATA_SAT& sat, const GTime& tag) const;
+
+  private:
+    struct Record {
+        int times = 0;
+        GTime last{};
+    };
+    std::map<std::pair<int, int>, Record> records_;  ///< by system and number
+};
 
 }  // namespace host
 

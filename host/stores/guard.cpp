@@ -133,6 +133,8 @@ const char* lack_text(Lack lack) {
             return "broadcast record too old";
         case Lack::kMisfit:
             return "ranges contradict those of all others";
+        case Lack::kSuspect:
+            return "ranges contradicted those of all others shortly before";
     }
     return "";
 }

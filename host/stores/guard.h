@@ -12,7 +12,18 @@
 namespace host {
 
 /// Why a satellite is set aside: mostly since the ephemerides don't serve it at a time.
-enum class Lack { kNone, kNoOrbit, kOrbitWindow, kNoClock, kClockGap, kNoRecord, kUnhealthy, kOldRecord, kMisfit };
+enum class Lack {
+    kNone,
+    kNoOrbit,
+    kOrbitWindow,
+    kNoClock,
+    kClockGap,
+    kNoRecord,
+    kUnhealthy,
+    kOldRecord,
+    kMisfit,
+    kSuspect
+};
 const char* lack_text(Lack lack);
 
 /// Limits of what serves.

@@ -119,6 +119,9 @@ const char* PointJudge::fault(const PointPosition& point) const {
     if (!point.has_clock) return "NO_CLOCK";
     if (!(radius >= kLowestRadius && radius <= kHighestRadius) || !point.seen) return "IMPLAUSIBLE";
     if (!(point.sigma <= usual_sigma()) || !(point.sigma * point.dilution <= kLargestError)) return "POOR_FIT";
+    // Among many that are refused a few fit by chance.
+    if (refused_in_a_row_ >= kDoubt && (point.satellites < 5 + point.systems || point.sigma > 0.5 * usual_sigma()))
+        return "UNVERIFIED";
     const Course way = course(accepted_, point);
     if (way == Course::kOff) {
         // Three that are on course with each other, with good residuals, are a new start.
@@ -134,6 +137,7 @@ void PointJudge::accept(const PointPosition& point) {
     const Course way = course(accepted_, point);
     if (way == Course::kOff) accepted_ = refused_;
     if (way == Course::kUnknown && !redundant(point)) accepted_ = unverified_;
+    refused_in_a_row_ = 0;
     refused_.clear();
     unverified_.clear();
     accepted_.push_back(point);
@@ -147,6 +151,7 @@ void PointJudge::refuse(const PointPosition& point) {
     list.push_back(point);
     if (list.size() > 2) list.pop_front();
     if (!redundant(point)) return;
+    ++refused_in_a_row_;
     // Residuals that stay large become usual.
     if (point.sigma > kLargestSigma) return;
     sigmas_.push_back(point.sigma);

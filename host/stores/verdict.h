@@ -21,6 +21,7 @@ constexpr double kLargestSigma = 50.0;    ///< of the residuals [m]
 constexpr double kLargestError = 60.0;    ///< formal, by residuals and geometry [m]
 constexpr double kSigmaJump = 4.0;        ///< times the median of the epochs before, if above kSmallSigma
 constexpr double kSmallSigma = 8.0;       ///< [m]
+constexpr int kDoubt = 10;                ///< so many refused in a row make the next ones doubtful
 constexpr double kNeighbourGap = 300.0;   ///< epochs further apart are no neighbours [s]
 constexpr double kNeighbourLimit =
     30.0;  ///< off the way of two epochs before, beside three times what their noise makes of it [m]
@@ -59,6 +60,7 @@ class PointJudge {
     std::deque<PointPosition> refused_;     ///< the last two since then that more satellites than unknowns stand behind
     std::deque<PointPosition> unverified_;  ///< the others
     std::deque<double> sigmas_;
+    int refused_in_a_row_ = 0;  ///< with more satellites than unknowns
 };
 
 /// Height above the mean Earth ellipsoid [m].
