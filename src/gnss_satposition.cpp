@@ -6,6 +6,7 @@
 #include <cmath>
 #include <cstdlib>
 #include <cstring>
+#include <string_view>
 
 #include "common_function.h"
 #include "mathlib.h"
@@ -893,15 +894,31 @@ bool find_points(Record* row, int nsize, const GTime& time, Usable usable, Taken
     return true;
 }
 
+/// Fields of a line that count.
+constexpr int kMostFieldsSp3 = 20, kMostFieldsClock = 15;
+
+/// A product file: its lines, and whether satellites behind the last row have been warned about.
+struct ProductFile {
+    LineReader lines;
+    bool rows_warned = false;
+
+    Fields fields(const char* line) const { return {line, lines.length, kZeroedColumns}; }
+};
+
+/// Warns where a line has more fields than its limit, of which some have been read.
+void check_excess(Fields& fields, int read, int limit, LineReader& lines) {
+    if (fields.more() && read + fields.left() > limit) warn_limit(lines.warned, lines.name, limit, "fields in a line");
+}
+
 /// One epoch line of an orbit file: calendar fields as numbers; GPS time whatever the header says.
-GTime sp3_epoch(const Tokens& fields) {
+GTime sp3_epoch(Fields fields, ProductFile& file) {
+    fields.text();
     TimeYMD date = {};
-    date.year = truncate_to_int(to_double(fields, 1));
-    date.month = truncate_to_int(to_double(fields, 2));
-    date.day = truncate_to_int(to_double(fields, 3));
-    date.hour = truncate_to_int(to_double(fields, 4));
-    date.minute = truncate_to_int(to_double(fields, 5));
-    date.second = to_double(fields, 6);
+    for (int* const part : {&date.year, &date.month, &date.day, &date.hour, &date.minute}) {
+        *part = truncate_to_int(fields.number());
+    }
+    date.second = fields.number();
+    check_excess(fields, 7, kMostFieldsSp3, file.lines);
     return YMD2GTime(bounded_date(date), tsGPST);
 }
 
@@ -912,21 +929,16 @@ struct ClockDate {
     GTime time = {};
 };
 
-GTime clock_epoch(const Tokens& fields, ClockDate& last) {
-    constexpr int kFirst = 2, kBehind = 8;
-    const bool whole = fields.count > kBehind;
-    const std::size_t size = whole ? static_cast<std::size_t>(fields.token[kBehind] - fields.token[kFirst]) : 0;
-    if (whole && size == last.size && std::memcmp(fields.token[kFirst], last.text, size) == 0) return last.time;
+GTime clock_epoch(Fields& fields, ClockDate& last) {
+    if (last.size != 0 && fields.skip(last.text, last.size)) return last.time;
+    const char* const first = fields.more() ? fields.at() : nullptr;
     TimeYMD date = {};
-    date.year = to_int(fields.token[2]);
-    date.month = to_int(fields.token[3]);
-    date.day = to_int(fields.token[4]);
-    date.hour = to_int(fields.token[5]);
-    date.minute = to_int(fields.token[6]);
-    date.second = to_double(fields, 7);
+    for (int* const part : {&date.year, &date.month, &date.day, &date.hour, &date.minute}) *part = fields.whole();
+    date.second = fields.number();
     last.time = YMD2GTime(bounded_date(date), tsGPST);
+    const std::size_t size = fields.more() ? static_cast<std::size_t>(fields.at() - first) : 0;
     last.size = size <= sizeof last.text ? size : 0;
-    std::memcpy(last.text, fields.token[kFirst], last.size);
+    if (last.size != 0) std::memcpy(last.text, first, last.size);
     return last.time;
 }
 
@@ -937,16 +949,12 @@ bool clock_row_has_room(int count) {
     return false;
 }
 
-/// What a product file has been read for: its lines, and whether satellites behind the last row have been warned about.
-struct ProductFile {
-    LineReader lines;
-    bool rows_warned = false;
-};
-
 /// Satellite of a product line. -1 for satellites without an index and, with one warning a file, for those behind the last row.
-int product_satellite(char* name, ProductFile& file, sysGNSS& sys, int& prn) {
+int product_satellite(std::string_view text, ProductFile& file, sysGNSS& sys, int& prn) {
     prn = -1;
-    if (name[0] == '\0') return -1;
+    if (text.empty()) return -1;
+    char name[kLineSize];
+    name[text.copy(name, kLineSize - 1)] = '\0';
     sys = string2satsysprn(name, &prn);
     const int first = satindex_of(sys, 1);
     if (first == -1 || prn == -1) return -1;
@@ -963,11 +971,19 @@ void append_clock(CLKREC_PRE& record, const GTime& time, sysGNSS sys, int prn, d
 }
 
 /// One position line of an orbit file; false ends the reading because a row is full.
-bool store_sp3_position(const Tokens& fields, ProductFile& file, const GTime& time, EPHPREC_STORE& store) {
+bool store_sp3_position(Fields fields, ProductFile& file, const GTime& time, EPHPREC_STORE& store) {
     sysGNSS sys = UKNSYS;
     int prn = -1;
-    const int satindex = product_satellite(fields.token[0] + 1, file, sys, prn);
-    if (satindex == -1) return true;
+    const int satindex = product_satellite(fields.text().substr(1), file, sys, prn);
+    if (satindex == -1) {
+        check_excess(fields, 1, kMostFieldsSp3, file.lines);
+        return true;
+    }
+    double position[3];
+    for (double& x : position) x = fields.number() * 1000.0;
+    const bool has_clock = fields.more();
+    const double clk = fields.number() * 1e-06;
+    check_excess(fields, 5, kMostFieldsSp3, file.lines);
 
     int& num_eph = store.idx_eph[satindex];
     if (num_eph >= MAXEPOCH_EPH_PRE) {
@@ -980,13 +996,12 @@ bool store_sp3_position(const Tokens& fields, ProductFile& file, const GTime& ti
     record.time = time;
     record.satsys = sys;
     record.prn = prn;
-    for (int i = 0; i < 3; ++i) record.pos_ecf[i] = to_double(fields, 1 + i) * 1000.0;
+    std::copy_n(position, 3, record.pos_ecf);
     ++num_eph;
 
-    if (fields.count < 5) return true;
+    if (!has_clock) return true;
     int& num_clk = store.idx_clk[satindex];
     if (!clock_row_has_room(num_clk)) return false;
-    const double clk = to_double(fields, 4) * 1e-06;
     if (std::fabs(clk) < 0.09999899999999999) {  // without the bad-value marker 999999.999999
         append_clock(store.clk_pre_all[satindex][num_clk], time, sys, prn, clk, 0.0);
         ++num_clk;
@@ -995,21 +1010,26 @@ bool store_sp3_position(const Tokens& fields, ProductFile& file, const GTime& ti
 }
 
 /// One satellite line of a clock file; false ends the reading because a row is full.
-bool store_clock_line(const Tokens& fields, ProductFile& file, ClockDate& date, EPHPREC_STORE& store) {
+bool store_clock_line(Fields fields, ProductFile& file, ClockDate& date, EPHPREC_STORE& store) {
     sysGNSS sys = UKNSYS;
     int prn = -1;
-    const int satindex = product_satellite(fields.token[1], file, sys, prn);
-    if (satindex == -1) return true;
+    fields.text();
+    const int satindex = product_satellite(fields.text(), file, sys, prn);
+    if (satindex == -1) {
+        check_excess(fields, 2, kMostFieldsClock, file.lines);
+        return true;
+    }
     const GTime time = clock_epoch(fields, date);
-    const int nn = to_int(fields.token[8]);
+    const int nn = fields.whole();
+    const double clk_offset = fields.number();
+    const double clk_drift = nn == 2 ? fields.number() : 0.0;  // settled: taken as drift as it stands
+    check_excess(fields, nn == 2 ? 11 : 10, kMostFieldsClock, file.lines);
     if (nn != 1 && nn != 2) {
         report_at(ULOG_ERROR_LEVEL, "gnss_satposition", __LINE__, "load_clock_prec",
                   "nn=%d, format error for this clk file [%s]", nn, file.lines.name);
         report(ULOG_ERROR_LEVEL, "load_clock_prec() stopping");
         std::exit(1);
     }
-    const double clk_offset = to_double(fields, 9);
-    const double clk_drift = nn == 2 ? to_double(fields, 10) : 0.0;  // settled: taken as drift as it stands
 
     int& num_clk = g_prec_storage->idx_clk[satindex];  // settled: of g_prec_storage, whichever store is filled
     if (!clock_row_has_room(num_clk)) return false;
@@ -1034,19 +1054,16 @@ bool load_ephemris_prec(char* precfilename) {
     LineReader& reader = product.lines;
     read_in_blocks(reader);
     char line[kLineSize];
-    Tokens fields;
     GTime epoch = {};
     bool epoch_seen = false;
     while (read_line(reader, line) && !reader.at_eof) {  // settled: a last line without a newline is not used
         if (line[0] == '#' || line[0] == '%' || std::strncmp(line, "/*", 2) == 0) continue;
-        if (std::strstr(line, "EOF") != nullptr) break;
+        if (std::string_view(line, reader.length).find("EOF") != std::string_view::npos) break;
         if (line[0] == '*') {
-            split(line, " ", fields, 20, &reader);
-            epoch = sp3_epoch(fields);
+            epoch = sp3_epoch(product.fields(line), product);
             epoch_seen = true;
         } else if (line[0] == 'P' && epoch_seen) {
-            split(line, " ", fields, 20, &reader);
-            if (!store_sp3_position(fields, product, epoch, *g_prec_storage)) break;
+            if (!store_sp3_position(product.fields(line), product, epoch, *g_prec_storage)) break;
         }
     }
     sort_ephprec_storage(g_prec_storage);
@@ -1065,7 +1082,6 @@ bool load_clock_prec(char* clkfilename, EPHPREC_STORE* eph_prec) {
     LineReader& reader = product.lines;
     read_in_blocks(reader);
     char line[kLineSize];
-    Tokens fields;
     ClockDate date;
     bool header_ended = false;
     while (read_line(reader, line) && !reader.at_eof) {  // settled: a last line without a newline is not used
@@ -1075,8 +1091,7 @@ bool load_clock_prec(char* clkfilename, EPHPREC_STORE* eph_prec) {
             continue;
         }
         if (std::strncmp(line, "AS", 2) != 0) continue;
-        split(line, " ", fields, 15, &reader);
-        if (!store_clock_line(fields, product, date, *eph_prec)) break;
+        if (!store_clock_line(product.fields(line), product, date, *eph_prec)) break;
     }
     sort_ephprec_storage(eph_prec);
     remove_duplicate_ephprec_storage(eph_prec);

@@ -78,7 +78,10 @@ TEST(Text, NumbersHaveTheBitsOfStrtod) {
                 const std::string text = digits.substr(0, n).insert(point, ".") + exponent;
                 for (const std::string& field : {text, "-" + text, "+" + text}) {
                     const int length = static_cast<int>(field.size());
-                    ASSERT_EQ(str2num(field.c_str(), 0, length), std::strtod(field.c_str(), nullptr)) << field;
+                    const double value = std::strtod(field.c_str(), nullptr);
+                    ASSERT_EQ(str2num(field.c_str(), 0, length), value) << field;
+                    const std::string line = field + " and more text than a number has";  // read in whole words
+                    ASSERT_EQ(str2num(line.c_str(), 0, static_cast<int>(line.size())), value) << field;
                 }
             }
         }

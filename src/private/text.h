@@ -6,6 +6,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <string_view>
 
 namespace leopod {
 
@@ -59,6 +60,38 @@ struct Tokens {
 
 /// Number of token i, as to_double reads its text; 0 where there is none.
 double to_double(const Tokens& tokens, int i);
+
+/// Fields of a line between spaces, read one after the other where they stand. Behind the last one come empty texts and zeros.
+class Fields {
+  public:
+    /// \param line    not changed while it is read
+    /// \param length  of the line; a newline at its end is no part of a field
+    /// \param known   at least length: characters of its memory that have been written
+    Fields(const char* line, std::size_t length, std::size_t known)
+        : next_(line),
+          end_(line + length - (length != 0 && line[length - 1] == '\n' ? 1 : 0)),
+          known_(line + (known > length ? known : length)) {}
+
+    /// True where there is another field: at() then is its start.
+    bool more() {
+        while (next_ < end_ && *next_ == ' ') ++next_;
+        return next_ < end_;
+    }
+    const char* at() const { return next_; }
+    int left() const;  ///< fields that follow; from within a field on, its rest is one
+
+    /// True, and passed over, where the next field starts a text that stands there: fields and the spaces between them.
+    bool skip(const char* text, std::size_t size);
+
+    std::string_view text();
+    double number();  ///< as to_double
+    int whole();      ///< as to_int
+
+  private:
+    const char* end_of_field() const;
+
+    const char *next_, *end_, *known_;
+};
 
 }  // namespace leopod
 
