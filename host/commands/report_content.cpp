@@ -1,0 +1,145 @@
+#include "commands/report_content.h"
+
+#include <fstream>
+
+#include "inputs/csv.h"
+#include "inputs/open.h"
+#include "inputs/solutions.h"
+#include "inputs/truth.h"
+#include "shared/error.h"
+#include "shared/printable.h"
+#include "shared/times.h"
+
+namespace host {
+
+namespace {
+
+void read_epochs(const std::string& file, Content& content) {
+    const char* hint = "the file of leopod run --out is expected";
+    CsvReader in(file);
+    const int mjd = in.require("mjd_gpst", hint);
+    const int sod = in.require("sod_gpst", hint);
+    const int status = in.require("status", hint);
+    const int count = in.require("satellites", hint);
+    const int dilution = in.require("gdop", hint);
+    std::vector<int> clocks;
+    for (const std::string& name : in.names()) {
+        if (name.find("clock_") == std::string::npos) continue;
+        clocks.push_back(in.find(name));
+        content.epochs.clocks.push_back({name, {}});
+    }
+    Epochs& epochs = content.epochs;
+    while (in.next()) {
+        double seconds = 0;
+        if (!row_seconds({}, in, mjd, sod, content.day, seconds)) continue;
+        ++epochs.status[printable(std::string(in.text(status)))];
+        epochs.seconds.push_back(seconds);
+        epochs.satellites.push_back(in.number(count));
+        epochs.dilution.push_back(in.number(dilution));
+        for (std::size_t i = 0; i < clocks.size(); ++i) epochs.clocks[i].second.push_back(in.number(clocks[i]));
+    }
+    if (epochs.seconds.empty()) throw InputError(file + ": has no rows");
+    for (const auto& [name, solution] : {std::pair{"point position", "point"}, std::pair{"filter", "filter"}})
+        content.solutions.push_back({name, read_positions({file, solution, name}, content.day)});
+}
+
+void count_status(const std::vector<std::string>& files, Content& content) {
+    for (const std::string& file : files) {
+        CsvReader in(file);
+        const int status = in.require("status", "the file of leopod run --satellites-out is expected");
+        while (in.next()) ++content.satellite_status[printable(std::string(in.text(status)))];
+    }
+}
+
+void read_residuals(const std::vector<std::string>& files, Content& content) {
+    const char* hint = "the file of leopod fit --residuals is expected";
+    for (const std::string& file : files) {
+        CsvReader in(file);
+        const int epoch = in.require("epoch_gpst", hint);
+        const int columns[3] = {in.require("radial_m", hint), in.require("along_m", hint), in.require("cross_m", hint)};
+        while (in.next()) {
+            GTime time{};
+            if (!read_time(std::string(in.text(epoch)), tsGPST, time)) continue;
+            if (content.day == 0) content.day = gtimeAddSec(time, 1.0).time.mjd;
+            content.fit_seconds.push_back(static_cast<double>(time.time.mjd - content.day) * 86400.0 + time.time.sod);
+            for (std::size_t k = 0; k < 3; ++k) content.fit_residuals[k].push_back(in.number(columns[k]));
+        }
+    }
+    if (!files.empty() && content.fit_seconds.empty()) throw InputError(files.front() + ": has no residuals");
+}
+
+SolutionErrors errors_of(const Solution& solution, const Truth& truth, long day) {
+    SolutionErrors errors{solution.name, {}, {}};
+    for (const TimedPosition& row : solution.rows) {
+        PositionError error{};
+        if (!truth.error_at(row.time, row.position.data(), error)) continue;
+        errors.seconds.push_back(seconds_of(row.time, day));
+        for (std::size_t k = 0; k < 3; ++k) errors.component[k].push_back(error.component[k]);
+    }
+    return errors;
+}
+
+/// Errors against the truth; without one, differences from the fitted orbit, or of the filter from the point position.
+void compare(const ReportOptions& o, Content& content) {
+    if (content.solutions.empty()) return;
+    const std::string reference = !o.truth.empty() ? o.truth : !o.fit.empty() ? o.fit : o.epochs;
+    GTime first = content.solutions.front().rows.front().time;
+    first.time.mjd = content.day;
+    first.time.sod = 0.0;
+    const Truth truth = Truth::load(reference, first);
+    content.errors.at_rest = truth.at_rest();
+    content.errors.reference = base_name(reference);
+    content.errors.layout = {"components"};
+    content.errors_title = !o.truth.empty() ? "error"
+                           : !o.fit.empty() ? "difference from the fitted orbit"
+                                            : "difference from the point position";
+    for (const Solution& solution : content.solutions) {
+        const bool is_reference =
+            o.truth.empty() && solution.name == (!o.fit.empty() ? "fitted orbit" : "point position");
+        if (is_reference) continue;
+        SolutionErrors errors = errors_of(solution, truth, content.day);
+        if (!errors.seconds.empty()) content.errors.solutions.push_back(std::move(errors));
+    }
+    if (content.errors.solutions.empty() && !o.truth.empty())
+        throw InputError(o.truth + ": covers no position of this report");
+}
+
+}  // namespace
+
+double seconds_of(const GTime& time, long day) {
+    return static_cast<double>(time.time.mjd - day) * 86400.0 + time.time.sod;
+}
+
+Content read_content(const ReportOptions& o) {
+    Content content;
+    if (!o.epochs.empty()) read_epochs(o.epochs, content);
+    if (!o.satellites.empty()) {
+        content.satellites = read_satellite_rows(o.satellites, false, {}, content.day);
+        count_status(o.satellites, content);
+    }
+    if (!o.fit.empty()) {
+        content.solutions.push_back({"fitted orbit", read_positions({o.fit, "", "fitted orbit"}, content.day)});
+        if (content.day == 0) content.day = first_day(content.solutions.back().rows);
+    }
+    read_residuals(o.residuals, content);
+    compare(o, content);
+    return content;
+}
+
+nlohmann::ordered_json read_summary(const std::string& file) {
+    std::ifstream in = open_input(file, "summary (JSON)");
+    try {
+        return nlohmann::ordered_json::parse(in);
+    } catch (const nlohmann::ordered_json::exception&) {
+        throw InputError(file + ": is not JSON; the file of --summary is expected");
+    }
+}
+
+std::vector<std::string> read_lines(const std::string& file) {
+    std::ifstream in = open_input(file, "log");
+    std::vector<std::string> lines;
+    for (std::string line; std::getline(in, line);) lines.push_back(printable(line));
+    return lines;
+}
+
+}  // namespace host
