@@ -15,7 +15,7 @@ frame = {"eop": eop, "eop_format": "rapid"}
 run = leopod.run(obs=obs, sp3=sp3, sigma_phase=0.02, out=out / "epochs.csv", satellites_out=out / "satellites.csv",
                  summary=out / "run.json", **frame)
 fit = leopod.fit(positions=run, dynamics=dynamics, gravity=gravity, interval=60, out=out / "orbit.csv",
-                 oem_out=out / "orbit.oem", summary=out / "fit.json", **frame)
+                 residuals=out / "residuals.csv", oem_out=out / "orbit.oem", summary=out / "fit.json", **frame)
 print(f"{(run.state == 'OK').sum()} of {len(run.state)} epochs, fitted from {fit.time[0]} to {fit.time[-1]} GPST")
 leopod.report(out / "report.html", run, fitted=fit)
 fit.plot().figure.savefig(out / "residuals.png")

@@ -337,6 +337,8 @@ TEST_F(Exchange, SummariesSayWhatIsPrinted) {
         const json j = json::parse(read_file(file), nullptr, false);
         EXPECT_TRUE(j.is_object()) << arguments;
         EXPECT_EQ(j.value("command", ""), arguments.substr(0, arguments.find(' ')));
+        EXPECT_EQ(shell("echo " + j.value("command_line", "")).text,
+                  shell("echo leopod " + arguments + " --summary " + file).text);
         EXPECT_TRUE(j.value("layout_version", 0) > 0 && j.contains("settings") && j.contains("program"));
         for (const json& input : j.value("inputs", json::array())) {
             const std::string name = input.at("file");

@@ -45,7 +45,8 @@ class Report : public HostTest {
                  write_temp("satellites.csv", satellites) + " --truth " + write_temp("truth.csv", truth) + " --log " +
                  write_temp("run.log",
                             "warning: <script>bad 1</script>\nerror: file lost\nwarning: <script>bad 22.5</script>\n") +
-                 " --summary " + write_temp("summary.json", R"({"command": "leopod run --obs a.obs", "inputs":
+                 " --summary " +
+                 write_temp("summary.json", R"({"command": "run", "command_line": "leopod run --obs 'a>b'", "inputs":
                  [{"file": "a.obs", "used": 8640}, {"file": "b<c", "used": 0}], "converged": true})");
     }
     std::string inputs;
@@ -148,14 +149,14 @@ TEST_F(Report, PageWorksInABrowser) {
 }
 
 TEST_F(Report, TextsAndPicturesWithoutTheLibrary) {
-    leopod_ok("report" + inputs + " --charts /nowhere --command 'leopod run > run.log' --out " + out("still.html"));
+    leopod_ok("report" + inputs + " --charts /nowhere --out " + out("still.html"));
     const std::string page = read_file(out("still.html"));
     EXPECT_FALSE(holds(page, "<script"));
     for (const char* text :
          {"These pictures stand still", "<th>LACK_OF_SATELLITES</th><td class=\"n\">1</td>",
           "<td class=\"n\">3.0000</td>",
           "<td class=\"n\">2</td><td class=\"warning\">warning</td><td>&lt;script&gt;bad 1", "<td>b&lt;c</td>",
-          "leopod run --obs a.obs\nleopod run &gt; run.log\nleopod report --in", "coastlines", "class=\"density\"",
+          "leopod run --obs 'a&gt;b'\nleopod report --in", "coastlines", "class=\"density\"",
           "Residuals of the carrier-phase filter", "Satellites and geometry", "Orbit errors"})
         EXPECT_TRUE(holds(page, text)) << text;
     const std::string truth = write_temp("day_before.csv", "mjd,sod,x,y,z\n59000,0,7e6,0,0\n59000,60,7e6,1e6,0\n");

@@ -93,10 +93,28 @@ TEST_F(Install, ProgramRunsFromAnywhereWithItsManual) {
     EXPECT_EQ(missing.text, "");
     // A page and an example for each, and the configurations that they name.
     const Outcome own = shell(
-        "for c in $(grep -v ' ' commands); do gunzip -c moved/share/man/man1/leopod-$c.1.gz | grep -q \"^leopod $c \" || "
+        "for c in $(grep -v ' ' commands); do gunzip -c moved/share/man/man1/leopod-$c.1.gz | grep -q \"^leopod $c \" "
+        "|| "
         "echo no page $c; done\n"
         "ls moved/share/leopod/fit_leo.cfg moved/share/leopod/docs/guide.md > /dev/null");
     EXPECT_EQ(own.text, "");
+}
+
+/// The Python package of a tree, with the program beside it: the solved epochs of the demo, and a routine of the library.
+std::string python_in(const std::string& tree) {
+    return shell(
+               "PATH=/usr/bin:/bin PYTHONDONTWRITEBYTECODE=1 PYTHONPATH=" + tree +
+               "/lib/python3/dist-packages /usr/bin/python3 -c \"import leopod\nr = leopod.run(embedded=True, obs='" +
+               kDemo + "bds.obs', nav='" + kDemo + "bds.nav', att='" + kDemo +
+               "att_zdown.txt')\nprint((r.table['status'] == 'OK').sum(), leopod.times.leap_seconds('2021-01-18')[0], "
+               "leopod.program().startswith('$PWD/" +
+               tree + "'))\"")
+        .text;
+}
+
+TEST_F(Install, PythonPackageFindsTheLibraryAndTheProgram) {
+    if (!host_is_built() || shell("/usr/bin/python3 -c 'import numpy'").status != 0) GTEST_SKIP() << "no numpy";
+    EXPECT_EQ(python_in("moved"), "121 37.0 True\n");
 }
 
 TEST_F(Install, DebianPackagesUnpackAndRun) {
@@ -122,6 +140,10 @@ TEST_F(Install, DebianPackagesUnpackAndRun) {
     const Outcome run = shell("root/usr/bin/leopod run --embedded --obs " + kDemo + "bds.obs --nav " + kDemo +
                               "bds.nav --att " + kDemo + "att_zdown.txt");
     EXPECT_NE(run.text.find("epochs: 121, solved 121"), std::string::npos) << run.text;
+    EXPECT_NE(depends.find("Package: python3-leopod\nDepends: libleopod1 (= "), std::string::npos) << depends;
+    if (shell("/usr/bin/python3 -c 'import numpy'").status == 0) {
+        EXPECT_EQ(python_in("root/usr"), "121 37.0 True\n");
+    }
 }
 
 }  // namespace

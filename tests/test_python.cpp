@@ -29,6 +29,8 @@ class Python : public testing::Test {
 
 TEST_F(Python, RoutinesAgreeWithTheirOracles) { expect_passes("test_routines.py"); }
 
+TEST_F(Python, CommandsGiveArraysErrorsAndTheExamplesFiles) { expect_passes("test_program.py"); }
+
 TEST_F(Python, TypesAreRight) {
     if (capture("/usr/bin/mypy --version").status != 0) GTEST_SKIP() << "mypy is not installed";
     const Outcome o =

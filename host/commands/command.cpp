@@ -14,7 +14,17 @@ namespace {
 
 using Settings = std::vector<std::pair<std::string, std::vector<std::string>>>;
 
-Settings chosen;  ///< of the command line that was parsed last
+Settings chosen;    ///< of the command line that was parsed last
+std::string given;  ///< that command line
+
+/// An argument as a shell takes it.
+std::string argument(const std::string& text) {
+    const std::string harmless = "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789_-./:=,+@%";
+    if (!text.empty() && text.find_first_not_of(harmless) == std::string::npos) return text;
+    std::string quoted = "'";
+    for (const char c : text) quoted += c == '\'' ? std::string("'\\''") : std::string(1, c);
+    return quoted + "'";
+}
 
 void collect(const CLI::App& app, Settings& settings) {
     for (const CLI::App* sub : app.get_subcommands()) {
@@ -168,6 +178,8 @@ CommandLine::~CommandLine() = default;
 
 const Settings& CommandLine::settings() { return chosen; }
 
+const std::string& CommandLine::text() { return given; }
+
 Command CommandLine::root() { return Command(app_.get()); }
 
 bool CommandLine::parse(int argc, char** argv, int& status) {
@@ -175,6 +187,8 @@ bool CommandLine::parse(int argc, char** argv, int& status) {
         app_->parse(argc, argv);
         chosen.clear();
         collect(*app_, chosen);
+        given = "leopod";
+        for (int i = 1; i < argc; ++i) given += " " + argument(argv[i]);
         return true;
     } catch (const CLI::ParseError& e) {
         const std::string unknown = e.get_exit_code() == 0 ? "" : unknown_argument(*app_, argc, argv);

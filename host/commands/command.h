@@ -72,6 +72,9 @@ class CommandLine {
     /// Options of the command that was chosen, with their values or defaults.
     static const std::vector<std::pair<std::string, std::vector<std::string>>>& settings();
 
+    /// The command line that was parsed, as a shell takes it.
+    static const std::string& text();
+
   private:
     std::unique_ptr<CLI::App> app_;
 };

@@ -16,46 +16,18 @@ namespace host {
 
 namespace {
 
-/// An argument as a shell takes it.
-std::string argument(const std::string& text) {
-    const std::string harmless = "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789_-./:=,+@%";
-    if (!text.empty() && text.find_first_not_of(harmless) == std::string::npos) return text;
-    std::string quoted = "'";
-    for (const char c : text) quoted += c == '\'' ? std::string("'\\''") : std::string(1, c);
-    return quoted + "'";
-}
-
-/// This command as it was given.
-std::string own_command(const ReportOptions& o) {
-    std::string text = "leopod report";
-    const auto add = [&](const char* name, const std::string& value) {
-        if (!value.empty()) text += std::string(" ") + name + " " + argument(value);
-    };
-    add("--in", o.epochs);
-    for (const std::string& file : o.satellites) add("--satellites", file);
-    add("--fit", o.fit);
-    for (const std::string& file : o.residuals) add("--residuals", file);
-    add("--truth", o.truth);
-    add("--summary", o.summary);
-    add("--log", o.log);
-    add("--out", o.out);
-    return text;
-}
-
-/// The commands that a summary names, in whichever of these members.
-void add_commands(const nlohmann::ordered_json& summary, std::vector<std::string>& commands) {
-    for (const char* name : {"command", "commands", "command_line"}) {
-        if (!summary.is_object() || !summary.contains(name)) continue;
-        const nlohmann::ordered_json& value = summary[name];
-        if (value.is_string()) commands.push_back(value.get<std::string>());
-        if (!value.is_array()) continue;
-        for (const auto& item : value) {
-            if (item.is_string()) commands.push_back(item.get<std::string>());
-        }
+/// The commands that made the files: as given, else as the summaries name them.
+std::vector<std::string> commands_of(const ReportOptions& o, const std::vector<nlohmann::ordered_json>& summaries) {
+    std::vector<std::string> commands = o.commands;
+    for (const nlohmann::ordered_json& summary : summaries) {
+        if (!o.commands.empty() || !summary.is_object() || !summary.contains("command_line")) continue;
+        if (summary["command_line"].is_string()) commands.push_back(summary["command_line"].get<std::string>());
     }
+    commands.push_back(CommandLine::text());
+    return commands;
 }
 
-ReportPage page_of(const ReportOptions& o, Content& content) {
+std::string subtitle_of(const Content& content) {
     Span span;
     span.add(content.epochs.seconds);
     span.add(content.fit_seconds);
@@ -63,28 +35,42 @@ ReportPage page_of(const ReportOptions& o, Content& content) {
     for (const Solution& solution : content.solutions) {
         for (const TimedPosition& row : solution.rows) span.add({seconds_of(row.time, content.day)});
     }
+    return span_text(span.first, span.last, content.day);
+}
+
+std::vector<ReportTable> tables_of(const Content& content) {
+    std::vector<ReportTable> tables;
+    if (!content.epochs.status.empty()) tables.push_back(counts_table("Epochs", content.epochs.status));
+    if (!content.satellite_status.empty())
+        tables.push_back(counts_table("Satellites, each epoch", content.satellite_status));
+    if (!content.errors.solutions.empty()) tables.push_back(errors_table(content));
+    if (ReportTable table = residuals_table(content); !table.rows.empty()) tables.push_back(std::move(table));
+    return tables;
+}
+
+std::vector<ReportChart> charts_of(const Content& content) {
+    std::vector<ReportChart> charts;
+    add_errors(content, charts);
+    add_satellite_residuals(content, charts);
+    add_fit_residuals(content, charts);
+    add_geometry(content, charts);
+    add_clocks(content, charts);
+    return charts;
+}
+
+ReportPage page_of(const ReportOptions& o, const Content& content) {
     ReportPage page;
     page.title = o.title.empty() ? (o.epochs.empty() ? "Fitted orbit" : "Orbit determination") : o.title;
-    page.subtitle = span_text(span.first, span.last, content.day);
+    page.subtitle = subtitle_of(content);
     page.version = "leopod " + version().number;
     page.day_mjd = content.day;
-    if (!content.epochs.status.empty()) page.tables.push_back(counts_table("Epochs", content.epochs.status));
-    if (!content.satellite_status.empty())
-        page.tables.push_back(counts_table("Satellites, each epoch", content.satellite_status));
-    if (!content.errors.solutions.empty()) page.tables.push_back(errors_table(content));
-    if (ReportTable table = residuals_table(content); !table.rows.empty()) page.tables.push_back(std::move(table));
-    if (!o.summary.empty()) page.summary = read_summary(o.summary);
-    add_errors(content, page.charts);
-    add_satellite_residuals(content, page.charts);
-    add_fit_residuals(content, page.charts);
-    add_geometry(content, page.charts);
-    add_clocks(content, page.charts);
+    page.tables = tables_of(content);
+    for (const std::string& file : o.summaries) page.summaries.push_back(read_summary(file));
+    page.charts = charts_of(content);
     page.pictures = sky_and_ground(o, content);
     page.has_log = !o.log.empty();
     if (page.has_log) page.messages = group_messages(read_lines(o.log));
-    add_commands(page.summary, page.commands);
-    page.commands.insert(page.commands.end(), o.commands.begin(), o.commands.end());
-    page.commands.push_back(own_command(o));
+    page.commands = commands_of(o, page.summaries);
     return page;
 }
 
@@ -95,7 +81,7 @@ int report(const ReportOptions& o) {
         throw InputError("report: one of --in, --satellites, --fit, --residuals is needed");
     FilePlan plan;
     plan.in("--in", o.epochs).in("--satellites", o.satellites).in("--fit", o.fit).in("--residuals", o.residuals);
-    plan.in("--truth", o.truth).in("--summary", o.summary).in("--log", o.log).out("--out", o.out).check();
+    plan.in("--truth", o.truth).in("--summary", o.summaries).in("--log", o.log).out("--out", o.out).check();
     const ChartsLibrary library = charts_library(o.charts);
     std::string text;
     {
@@ -123,9 +109,10 @@ void add_report(Command app, Action& action) {
     command.add_option("--fit", o->fit, "CSV of fit --out");
     command.add_option("--residuals", o->residuals, "CSV of fit --residuals; may be repeated");
     command.add_option("--truth", o->truth, "CSV of reference positions, as in run");
-    command.add_option("--summary", o->summary, "JSON summary of a command");
+    command.add_option("--summary", o->summaries, "JSON summary of a command; may be repeated");
     command.add_option("--log", o->log, "log of the library's messages (standard error of a command with --log-level)");
-    command.add_option("--command", o->commands, "a command that made these files, to be shown; may be repeated");
+    command.add_option("--command", o->commands,
+                       "a command that made these files, in place of those of the summaries; may be repeated");
     command.add_option("--title", o->title, "title of the page");
     command.add_option("--charts", o->charts, "directory of dygraphs, which draws the charts").capture_default_str();
     command.add_option("--out", o->out, "the page").required();

@@ -9,8 +9,8 @@
 namespace host {
 
 struct ReportOptions {
-    std::string epochs, fit, truth, summary, log, out, title;
-    std::vector<std::string> satellites, residuals, commands;
+    std::string epochs, fit, truth, log, out, title;
+    std::vector<std::string> satellites, residuals, summaries, commands;
     std::string charts = "/usr/share/javascript/dygraphs";  ///< directory of the charts' library
 };
 

@@ -21,7 +21,9 @@ Summary begin_summary(const std::string& command, const std::string& file, const
         const InputFile& input = InputFile::of(name);
         inputs.push_back({option, name, input.form(), input.size(), input.digest()});
     }
-    return Summary(command, file, std::move(inputs), CommandLine::settings());
+    Summary summary(command, file, std::move(inputs), CommandLine::settings());
+    summary.set("command_line", CommandLine::text());
+    return summary;
 }
 
 void summarise_environment(const Environment& environment, const GTime& epoch, Summary& summary) {

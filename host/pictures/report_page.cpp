@@ -208,14 +208,19 @@ std::string messages_of(const ReportPage& page) {
     return text;
 }
 
+std::string title_of(const nlohmann::ordered_json& summary) {
+    const bool named = summary.is_object() && summary.contains("command") && summary["command"].is_string();
+    return named ? "Summary of leopod " + summary["command"].get<std::string>() : "Summary";
+}
+
 std::string summary_of(const ReportPage& page) {
     std::string text = R"(<div class="cards">)"
                        "\n";
     for (const ReportTable& table : page.tables) text += html_table(table);
     text += "</div>\n";
-    if (!page.summary.is_null())
-        text += R"(<details open><summary>Summary of the commands</summary><div class="card">)" +
-                html_tree(page.summary) + "</div></details>\n";
+    for (const nlohmann::ordered_json& summary : page.summaries)
+        text += "<details open><summary>" + html(title_of(summary)) + R"(</summary><div class="card">)" +
+                html_tree(summary) + "</div></details>\n";
     return text;
 }
 

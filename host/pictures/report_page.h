@@ -36,7 +36,7 @@ struct ReportPage {
     std::string title, subtitle, version;
     long day_mjd = 0;  ///< day whose seconds the charts count; 0: not known
     std::vector<ReportTable> tables;
-    nlohmann::ordered_json summary;  ///< null: none
+    std::vector<nlohmann::ordered_json> summaries;
     std::vector<ReportChart> charts;
     std::vector<ReportPicture> instead;   ///< of the charts where the library that draws them is missing
     std::vector<ReportPicture> pictures;  ///< always

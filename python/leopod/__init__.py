@@ -9,8 +9,9 @@ from __future__ import annotations
 from . import frames, gravity, planets, satellites, sgp4, tides, times
 from .errors import Error
 from .program import Result, fit, orbit, program, propagate, report, run, simulate
+from .tables import Table, read_csv
 
 __all__ = [
-    "Error", "Result", "fit", "frames", "gravity", "orbit", "planets", "program", "propagate", "report", "run", "satellites", "sgp4",
+    "Error", "Result", "Table", "fit", "frames", "gravity", "orbit", "planets", "program", "propagate", "read_csv", "report", "run", "satellites", "sgp4",
     "simulate", "tides", "times",
 ]  # fmt: skip

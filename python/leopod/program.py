@@ -9,6 +9,7 @@ from __future__ import annotations
 import json
 import os
 import pathlib
+import shlex
 import shutil
 import subprocess
 import sys
@@ -26,10 +27,10 @@ _here = pathlib.Path(__file__).resolve().parent
 
 
 def program() -> str:
-    """Path of the program: LEOPOD_PROGRAM of the environment, else beside a build's package, else in PATH. Raises leopod.Error."""
-    named = os.environ.get("LEOPOD_PROGRAM")
-    beside = _here.parent.parent / "host" / "leopod"
-    found = named or (str(beside) if beside.is_file() else shutil.which("leopod"))
+    """Path of the program: LEOPOD_PROGRAM of the environment, else that of the package's build or prefix, else in PATH. Raises leopod.Error."""
+    places = [_here.parents[1] / "host" / "leopod", *(above / "bin" / "leopod" for above in _here.parents[2:4])]
+    beside = [str(place) for place in places if place.is_file()]
+    found = os.environ.get("LEOPOD_PROGRAM") or (beside[0] if beside else shutil.which("leopod"))
     if not found:
         raise Error("the program leopod is neither in PATH nor named by LEOPOD_PROGRAM")
     return found
@@ -40,7 +41,7 @@ def _words(options: Dict[str, Any]) -> List[str]:
     words: List[str] = []
     for key, value in options.items():
         name = "--" + key.rstrip("_").replace("_", "-")
-        if value is None or value is False:
+        if value is None or value is False or (isinstance(value, (list, tuple)) and not value):
             continue
         if value is True:
             words.append(name)
@@ -53,6 +54,16 @@ def _words(options: Dict[str, Any]) -> List[str]:
             for text in texts:
                 words += [name, text]
     return words
+
+
+def _end(process: "subprocess.Popen[bytes]") -> None:
+    """Ends the program, which takes its unfinished files away."""
+    process.terminate()
+    try:
+        process.wait(5)
+    except subprocess.TimeoutExpired:
+        process.kill()
+        process.wait()
 
 
 def _call(words: List[str], progress: bool) -> Tuple[int, str, str]:
@@ -80,8 +91,7 @@ def _call(words: List[str], progress: bool) -> Tuple[int, str, str]:
     try:
         printed, errors = process.communicate()
     except BaseException:
-        process.kill()
-        process.wait()
+        _end(process)
         raise
     finally:
         if listener is not None:
@@ -99,6 +109,7 @@ class Result:
     status   exit status of the program: 0
     files    the files that it wrote, by option
     tables   the CSV files that it wrote, by option: "out", "satellites_out", "residuals", ...
+    words    the command line, without the files that were written for these tables alone
 
     time (datetime64[ns], GPST), gpst (seconds since 1980-01-06), position (n x 3 [m], earth-fixed) and state (texts, n) are those of the
     main table; `residuals` is the table of residuals where there is one.
@@ -144,28 +155,40 @@ class Result:
 
     @property
     def state(self) -> Any:
-        """Status of each epoch (texts, n): "OK" where the row is worth using."""
-        return self.table["status"] if "status" in self.table else np.full(len(self.table), "OK")
+        """Status of each epoch (texts, n), in a run the filter's where there is one: "OK" where the row is worth using."""
+        status = self.table["status"] if "status" in self.table else np.full(len(self.table), "OK")
+        if "filter_status" not in self.table or self.table["filter_status"].dtype.kind != "U":
+            return status
+        return np.where(status == "OK", self.table["filter_status"], status)
 
     def plot(self, axes: Any = None) -> Any:
-        """Draws the residuals of a fit, or the steps of a track, with matplotlib. Returns the axes."""
+        """Draws the residuals with matplotlib: of a fit, or the phases by satellite; without any the distance from the Earth's centre.
+        Returns the axes."""
         import matplotlib.pyplot as plt  # type: ignore[import]  # only who draws needs it
 
         ax = axes if axes is not None else plt.subplots(figsize=(9, 4))[1]
+        for name, time, values in self._lines():
+            ax.plot(time, values, ".", markersize=3, label=name)
+        count = len(ax.lines)
+        ax.set_ylabel("residual [m]" if "residuals" in self.tables else
+                      "phase residual [m]" if "satellites_out" in self.tables else "distance from the Earth's centre [km]")  # fmt: skip
+        ax.set_xlabel("GPST")
+        if count > 1:
+            ax.legend(ncol=1 + count // 12, fontsize="small", loc="upper left", bbox_to_anchor=(1.01, 1.0), borderaxespad=0.0)
+        ax.set_title(f"leopod {self.command}")
+        ax.figure.set_layout_engine("constrained")
+        return ax
+
+    def _lines(self) -> List[Tuple[str, Any, Any]]:
+        """What `plot` draws: names, times and values."""
         if "residuals" in self.tables:
             t = self.tables["residuals"]
-            for name in ("radial_m", "along_m", "cross_m"):
-                if name in t:
-                    ax.plot(t.time, t[name], ".", markersize=3, label=name[:-2])
-            ax.set_ylabel("residual [m]")
-        else:
-            height = np.linalg.norm(self.position, axis=1) * 1e-3
-            ax.plot(self.time, height, label="distance from the Earth's centre")
-            ax.set_ylabel("[km]")
-        ax.set_xlabel("GPST")
-        ax.legend()
-        ax.set_title(f"leopod {self.command}")
-        return ax
+            return [(name[:-2], t.time, t[name]) for name in ("radial_m", "along_m", "cross_m")]
+        if "satellites_out" in self.tables:
+            t = self.tables["satellites_out"]
+            rows = [(name, t["satellite"] == name) for name in np.unique(t["satellite"])]
+            return [(str(name), t.time[row], t["phase_if_residual_m"][row]) for name, row in rows]
+        return [("", self.time, np.linalg.norm(self.position, axis=1) * 1e-3)]
 
 
 def _object(value: Any) -> Any:
@@ -177,6 +200,7 @@ def _object(value: Any) -> Any:
 
 def _command(command: str, tables: Tuple[str, ...], options: Dict[str, Any], progress: Optional[bool]) -> Result:
     shown = sys.stderr is not None and sys.stderr.isatty() if progress is None else progress
+    given = [command, *_words(options)]
     with tempfile.TemporaryDirectory(prefix="leopod-") as scratch:
         for name in tables:
             options.setdefault(name, os.path.join(scratch, name + ".csv"))
@@ -187,17 +211,17 @@ def _command(command: str, tables: Tuple[str, ...], options: Dict[str, Any], pro
             lines = [line for line in (told.strip() or printed.strip()).splitlines() if line.strip()]
             raise Error("\n".join(lines[-12:]) or f"leopod {command} ended with status {status}", status)
         files = {k: os.fspath(v) for k, v in options.items() if isinstance(v, (str, os.PathLike)) and os.path.isfile(v)}
-        read = {k: read_csv(files[k]) for k in _TABLES if k in files and files[k].endswith(".csv")}
+        read = {k: read_csv(files[k]) for k in _TABLES if k in files}
         summary: Any = SimpleNamespace()
         if "summary" in files:
             with open(files["summary"], encoding="utf-8") as stream:
                 summary = _object(json.load(stream))
         kept = {k: v for k, v in files.items() if k in _OUTPUTS and not v.startswith(scratch)}
-    return Result(command, words, printed, summary, kept, read)
+    return Result(command, given, printed, summary, kept, read)
 
 
-_TABLES = ("out", "satellites_out", "residuals", "parameters", "history", "truth_out", "edits")
-_OUTPUTS = _TABLES + ("sp3_out", "oem_out", "plot", "summary", "obs_out", "rows_out")
+_TABLES = ("out", "satellites_out", "residuals", "parameters", "history", "edits_out", "formal_out", "crd_out", "truth_out", "events_out")
+_OUTPUTS = _TABLES + ("sp3_out", "oem_out", "plot", "summary", "obs_out", "att_out", "rows_out")
 
 
 def run(*, progress: Optional[bool] = None, **options: Any) -> Result:
@@ -224,7 +248,7 @@ def fit(*, progress: Optional[bool] = None, **options: Any) -> Result:
 
 def orbit(*, progress: Optional[bool] = None, **options: Any) -> Result:
     """`leopod orbit`: a reduced-dynamic orbit from the observations of a whole arc. Raises leopod.Error."""
-    return _command("orbit", ("out", "satellites_out"), options, progress)
+    return _command("orbit", () if "compare" in options else ("out", "satellites_out", "edits_out"), options, progress)
 
 
 def propagate(*, progress: Optional[bool] = None, **options: Any) -> Result:
@@ -235,14 +259,18 @@ def propagate(*, progress: Optional[bool] = None, **options: Any) -> Result:
 def report(out: "str | os.PathLike[str]", result: Optional[Result] = None, *, fitted: Optional[Result] = None, **options: Any) -> str:
     """`leopod report`: one HTML page of a run, or of a run and its fit. Returns its path.
 
-    result and fitted stand for the files that they wrote (given with out=..., satellites_out=..., summary=...). Raises leopod.Error.
+    result (of run or orbit) and fitted stand for the files that they wrote: given with out=..., satellites_out=..., residuals=...,
+    summary=... Raises leopod.Error.
     """
+    given = [r for r in (result, fitted) if r is not None]
     if result is not None:
-        for option, name in (("in", "out"), ("satellites", "satellites_out"), ("summary", "summary")):
-            options.setdefault(option, result.files.get(name))
-        options.setdefault("command", " ".join(["leopod", *result.words[1:]]))
+        options.setdefault("fit" if result.command == "orbit" else "in", result.files.get("out"))
+        options.setdefault("satellites", result.files.get("satellites_out"))
     if fitted is not None:
         options.setdefault("fit", fitted.files.get("out"))
+        options.setdefault("residuals", fitted.files.get("residuals"))
+    options.setdefault("summary", [r.files["summary"] for r in given if "summary" in r.files])
+    options.setdefault("command", [shlex.join(["leopod", *r.words]) for r in given])
     words = [program(), "report", "--out", os.fspath(out), *_words(options)]
     status, printed, told = _call(words, False)
     if status != 0:
@@ -251,5 +279,5 @@ def report(out: "str | os.PathLike[str]", result: Optional[Result] = None, *, fi
 
 
 def simulate(*, progress: Optional[bool] = None, **options: Any) -> Result:
-    """`leopod simulate`: an orbit in, the observations of a receiver on it out. Raises leopod.Error."""
-    return _command("simulate", (), options, progress)
+    """`leopod simulate`: an orbit in, the observations of a receiver on it out (obs_out). The main table is the truth. Raises leopod.Error."""
+    return _command("simulate", ("truth_out", "events_out"), options, progress)

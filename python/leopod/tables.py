@@ -37,7 +37,7 @@ class Table:
     @property
     def time(self) -> Any:
         """Times of the rows, datetime64[ns], GPST."""
-        return np.array(self["epoch_gpst"], dtype="datetime64[ns]")
+        return np.asarray(self["epoch_gpst"]).astype("datetime64[ns]")
 
     @property
     def gpst(self) -> Any:
@@ -46,9 +46,10 @@ class Table:
 
     @property
     def position(self) -> Any:
-        """Earth-fixed positions n x 3 [m]: of the filter where the table has them."""
-        prefix = "filter_" if "filter_x_ecef_m" in self else ""
-        return np.stack([self[f"{prefix}{axis}_ecef_m"] for axis in "xyz"], axis=1)
+        """Earth-fixed positions n x 3 [m]: of the filter where the table has them, of a truth at its tags."""
+        columns = ("filter_{}_ecef_m", "{}_ecef_m", "{}_tag")
+        name = next((c for c in columns if c.format("x") in self), columns[1])
+        return np.stack([self[name.format(axis)] for axis in "xyz"], axis=1)
 
     def to_pandas(self) -> Any:
         """The same as a pandas DataFrame, indexed by the time where there is one."""
