@@ -274,7 +274,7 @@ TEST_F(HostInputs, UnusableInputsAreNamedForWhatTheyAre) {
         {sp3 + u + "yes.gz", "yes.gz: expands to more than 250 times its size"},
         {sp3 + u + "zero.gz", "zero.gz: is a binary file, not a SP3 file"},
         {sp3 + "/dev/zero", "/dev/zero: is a binary file, not a SP3 file"},
-        {sp3 + u + "empty", "empty: is not a SP3 file; this is an empty file"},
+        {sp3 + u + "empty", "empty: is not an SP3 file; this is an empty file"},
         {sp3 + u + "bare.Z", "the Unix compress data are damaged or cut"},
         {sp3 + u, "is a directory, not a SP3 file"},
         {sp3 + u + "absent", "absent: cannot open this SP3 file: No such file or directory"},

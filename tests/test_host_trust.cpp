@@ -7,7 +7,7 @@ namespace {
 
 using namespace support;
 
-/// In `options`: %T directory of the test, %E examples/, %D data sets, %G the GRACE-B half day, %S a station.
+/// In `options`: %T directory of the test, %A the simulated arc, %E examples/, %D data sets, %G the GRACE-B half day, %S a station.
 struct Trial {
     const char* name;
     std::string options;
@@ -33,6 +33,7 @@ std::string replace_all(std::string text, const std::string& from, const std::st
 
 std::string resolve(std::string text) {
     text = replace_all(text, "%T", temp_dir().string());
+    text = replace_all(text, "%A", std::string(LEOPOD_SOURCE_DIR) + "/tests/arc21");
     text = replace_all(text, "%E", std::string(LEOPOD_SOURCE_DIR) + "/examples");
     text = replace_all(text, "%G", "%D/grace_b_2010208");
     text = replace_all(text, "%S", "%D/gnss/ground_esbc_2020177");
@@ -288,6 +289,32 @@ INSTANTIATE_TEST_SUITE_P(
               {"GPS (C1C L1C C2W L2W)", "BDS (C2I L2I C6I L6I)", "BDS C1P L1P C5P L5P", "none of the arc"}, 0),
         taken("TimesInUtc", "%T/utc.rnx", {"utc.rnx: ", "has times in UTC"}, 0,
               "sed 's/GPS         TIME OF FIRST/GLO         TIME OF FIRST/' " + kTrim + " > utc.rnx")),
+    name_of);
+
+/// Files of a run that don't go together, with the simulated arc (%A).
+Trial together(const char* name, const std::string& options, int status, const std::vector<std::string>& words,
+               const std::string& make = "") {
+    return {name, "run --nav %A/arc.nav.gz " + options, status, words, "", 0, "", make};
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    FilesOfARun, Trust,
+    testing::Values(
+        together("TwoReceivers", "--obs %A/both.obs.gz %E/data/demo_bds.obs", 2,
+                 {"both.obs.gz and ", "demo_bds.obs: C1P of C", "two receivers"}),
+        together("TwoReceiversOfDifferentSystems", "--obs %A/gps.obs.gz %E/data/demo_bds.obs", 2,
+                 {"no satellite in common", "two receivers"}),
+        together("OneSystemOfTwoFiles", "--systems GPS --obs %A/gps.obs.gz %E/data/demo_bds.obs", 0,
+                 {"GPS (C1P L1P C2P L2P)"}),
+        together("ClocksWithoutOrbits", "--obs %A/gps.obs.gz --clk %T/a.clk", 2, {"--clk", "--sp3"},
+                 "printf '     3.00           CLOCK DATA                              RINEX VERSION / TYPE\n' > a.clk"),
+        together("HeaderOfNavigationAlone", "--obs %A/gps.obs.gz --nav %T/a.nav", 2,
+                 {"a.nav: navigation: nothing that could serve"},
+                 "zcat %A/arc.nav.gz | sed '/END OF HEADER/q' > a.nav"),
+        together("OneEpochInTwentyMinutes", "--obs %A/gps.obs.gz --interval 1200", 0, {"epochs: 4, "}),
+        together("NoOrbitForTheFile",
+                 "--nav %S/ESBC00DNK_R_20201770000_01D_MN.rnx --obs " + kTrim + " --sp3-out %T/o.sp3", 1,
+                 {"orbit not written"})),
     name_of);
 
 /// A file as it is, its trim, one cut short beside it, and one in pieces give the same rows.

@@ -170,19 +170,20 @@ std::unique_ptr<Truth> load_truth(const std::string& file, const ArcOfEpochs& ar
 }
 
 void print_errors(const RunOptions& options, const Kept& kept, const Truth& truth, bool on_ground) {
-    constexpr int kNameWidth = 36;
+    constexpr int kNameWidth = 38;
     const std::string mark = on_ground ? " (not to be used)" : "";
     std::printf("errors against %s (%zu rows):\n", options.truth.c_str(), truth.size());
     print_statistics("point position", kNameWidth, statistics(kept.point), truth.at_rest());
     print_statistics(("filter" + mark).c_str(), kNameWidth, statistics(kept.filter), truth.at_rest());
-    print_statistics("filter after 20 epochs", kNameWidth, statistics(kept.filter, kSettling), truth.at_rest());
+    print_statistics(("filter after 20 epochs" + mark).c_str(), kNameWidth, statistics(kept.filter, kSettling),
+                     truth.at_rest());
 }
 
-/// The filter's positions at the true receive times, or at whole seconds.
-void write_orbit_files(const RunOptions& options, const std::vector<TimedPosition>& points, double interval) {
+/// The filter's positions at the true receive times, or at whole seconds. False where there are none.
+bool write_orbit_files(const RunOptions& options, const std::vector<TimedPosition>& points, double interval) {
     if (points.empty()) {
         std::printf("orbit not written: no position of the filter is worth it\n");
-        return;
+        return false;
     }
     Ephemeris orbit;
     orbit.interval = interval;
@@ -198,6 +199,7 @@ void write_orbit_files(const RunOptions& options, const std::vector<TimedPositio
     if (options.round)
         std::printf("orbit at whole seconds: %zu of %zu positions, interpolated over the receiver clock\n",
                     orbit.fixed.size(), points.size());
+    return true;
 }
 
 FilePlan check_files(const RunOptions& o) {
@@ -247,10 +249,10 @@ int run(const RunOptions& options) {
     if (truth != nullptr) print_errors(options, kept, *truth, totals.on_ground());
     if (tables.epochs != nullptr) std::printf("epochs written: %s\n", options.out.c_str());
     if (tables.satellites != nullptr) std::printf("satellites written: %s\n", options.satellites_out.c_str());
-    if (options.orbit.wanted()) write_orbit_files(options, kept.orbit, arc.interval);
+    const bool written = !options.orbit.wanted() || write_orbit_files(options, kept.orbit, arc.interval);
     const bool drawn =
         options.plot.empty() || write_plot(options, totals.first, kept, truth != nullptr && truth->at_rest());
-    const int status = totals.solved > 0 && drawn ? 0 : 1;
+    const int status = totals.solved > 0 && drawn && written ? 0 : 1;
     Summary summary = begin_summary("run", options.summary, plan);
     summarise(options, environment, totals, guard, console, summary);
     if (truth != nullptr) {

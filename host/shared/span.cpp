@@ -1,5 +1,6 @@
 #include "shared/span.h"
 
+#include <algorithm>
 #include <charconv>
 #include <cmath>
 
@@ -12,9 +13,15 @@ namespace {
 
 constexpr double kSlack = 0.05;            ///< [s]
 constexpr double kShareOfInterval = 0.01;  ///< that a time may lie beside a multiple
+constexpr double kMostBeside = 1.0;        ///< [s]
 constexpr double kFirstDay = 1.0;          ///< this close to midnight an arc begins on the next day [s]
 
 }  // namespace
+
+bool on_grid(double seconds, double interval) {
+    return !(interval > 0.0) ||
+           std::fabs(std::remainder(seconds, interval)) <= std::min(kShareOfInterval * interval, kMostBeside);
+}
 
 ArcSpan::ArcSpan(const SpanOptions& options, const GTime& first, TIMESYS scale)
     : scale_(scale), interval_(options.interval) {
@@ -47,10 +54,6 @@ bool ArcSpan::within(const GTime& time) const { return seconds(time) >= from_ - 
 
 bool ArcSpan::over(const GTime& time) const { return seconds(time) >= to_ - kSlack; }
 
-bool ArcSpan::has(const GTime& time) const {
-    const bool on_grid =
-        !(interval_ > 0.0) || std::fabs(std::remainder(seconds(time), interval_)) <= kShareOfInterval * interval_;
-    return on_grid && within(time);
-}
+bool ArcSpan::has(const GTime& time) const { return on_grid(seconds(time), interval_) && within(time); }
 
 }  // namespace host

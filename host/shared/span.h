@@ -16,8 +16,11 @@ struct SpanOptions {
     bool given() const { return !from.empty() || !to.empty() || interval > 0.0; }
 };
 
+/// True within a hundredth of the interval, and a second, of its multiples, and without an interval.
+bool on_grid(double seconds, double interval);
+
 /// The half-open span from <= t < to. A receiver clock puts true receive times a little beside whole seconds: a time up to 0.05 s before a
-/// whole second counts as on it, and with an interval one up to a hundredth of the interval beside its multiples.
+/// whole second counts as on it, and with an interval one on its grid.
 class ArcSpan {
   public:
     /// Options in the time scale of the file, whose first epoch this is. A first epoch within a second of midnight belongs to the day

@@ -64,6 +64,10 @@ std::vector<std::string> hold_against_arc(Environment& environment, const GTime&
     const std::string arc = "; the arc is " + span_text(first, last);
     const bool precise = g_eph_selection == EPHOPT_PREC;
     for (FileReport& file : environment.files) {
+        const bool serves = file.kind == "precise orbits" || file.kind == "precise clocks" || file.kind == "attitude" ||
+                            (file.kind == "navigation" && !precise);
+        if (!file.span.known() && serves)
+            throw InputError(file.name + ": " + file.kind + ": " + "nothing that could serve (" + file.content + ")");
         if (!file.span.known()) continue;
         const std::string covered = coverage_text(file.span, first, last);
         file.content += ", " + covered;

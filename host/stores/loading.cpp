@@ -189,6 +189,7 @@ void add_product(FileReport report, Environment& environment) {
 }
 
 void load_ephemerides(const InputOptions& options, Environment& environment) {
+    if (!options.clk.empty() && options.sp3.empty()) throw InputError("--clk: clocks go with precise orbits (--sp3)");
     RUNTIME_POD_EMBED& runtime = *environment.runtime;
     g_brdc_storage = &runtime.brdc_storage;
     g_prec_storage = &runtime.prec_storage;

@@ -6,10 +6,14 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
+#include <cmath>
+#include <cstdio>
 #include <cstring>
 
+#include "inputs/csv.h"
 #include "shared/error.h"
 #include "shared/names.h"
+#include "shared/times.h"
 #include "stores/observables.h"
 
 namespace host {
@@ -67,7 +71,7 @@ void append_number(std::string& text, std::size_t value, std::size_t width) {
 /// A file at its next epoch.
 class ObservationStream::Source {
   public:
-    explicit Source(const ObservationScan& scan) : in_order_(scan.in_order), reader_(scan.name) {
+    explicit Source(const ObservationScan& scan) : name_(scan.name), in_order_(scan.in_order), reader_(scan.name) {
         for (const sysGNSS system : {GPS, BDS}) {
             const auto types = scan.types.find(letter_of(system));
             if (get_gnssconfig_sys_index(system, &gnssconfig) < 0) continue;
@@ -81,7 +85,28 @@ class ObservationStream::Source {
     }
 
     bool at_end() const { return at_end_; }
+    const std::string& name() const { return name_; }
     const ObservedEpoch& epoch() const { return epoch_; }
+    bool takes(const ObservedSatellite& satellite) const {
+        const int system = system_index(satellite.system);
+        return system >= 0 && !columns_[static_cast<std::size_t>(system)].kept.empty();
+    }
+    /// Satellites of the epoch whose system is taken.
+    std::size_t count() const {
+        const auto end = epoch_.satellites.begin() + static_cast<long>(epoch_.count);
+        return static_cast<std::size_t>(
+            std::count_if(epoch_.satellites.begin(), end, [this](const auto& s) { return takes(s); }));
+    }
+    /// Range of a satellite by its code, 0 where there is none [m].
+    double range(const ObservedSatellite& satellite, const std::string& code) const {
+        const std::vector<std::string>& types = types_[static_cast<std::size_t>(system_index(satellite.system))];
+        const auto at = static_cast<std::size_t>(std::find(types.begin(), types.end(), code) - types.begin());
+        double value = 0.0;
+        if (at >= types.size()) return value;
+        std::string_view text = satellite.field(at).substr(0, 14);
+        text.remove_prefix(std::min(text.find_first_not_of(' '), text.size()));
+        return parse_number(text, value) ? value : 0.0;
+    }
     const std::vector<std::string>& types(std::size_t system) const { return types_[system]; }
     const Columns& columns(std::size_t system) const { return columns_[system]; }
     /// Goes to the next epoch; false at the end.
@@ -107,6 +132,7 @@ class ObservationStream::Source {
                          [](const ObservedEpoch& a, const ObservedEpoch& b) { return gtime_less(a.time, b.time); });
     }
 
+    std::string name_;
     bool in_order_;
     ObservationReader reader_;
     std::array<std::vector<std::string>, 2> types_;
@@ -140,14 +166,40 @@ ObservationStream::~ObservationStream() {
     close(descriptor_);
 }
 
+/// Epochs of the same time have to be those of one receiver: satellites in common, with the same ranges.
+void ObservationStream::check_same_receiver(const Source& a, const Source& b) {
+    constexpr double kSame = 0.01;  ///< [m]
+    const std::string at = " at " + time_text(a.epoch().time, 3);
+    const std::string advice = ": files of two receivers, or of one in two parts? Give those of one, or join them";
+    bool common = a.count() == 0 || b.count() == 0;
+    for (std::size_t i = 0; i < a.epoch().count; ++i) {
+        const ObservedSatellite& s = a.epoch().satellites[i];
+        if (!a.takes(s)) continue;
+        for (std::size_t j = 0; j < b.epoch().count; ++j) {
+            const ObservedSatellite& t = b.epoch().satellites[j];
+            if (s.system != t.system || s.prn != t.prn || !b.takes(t)) continue;
+            common = true;
+            for (const std::string& code : a.types(static_cast<std::size_t>(system_index(s.system)))) {
+                if (code.empty() || code[0] != 'C') continue;
+                const double one = a.range(s, code), two = b.range(t, code);
+                if (one == 0.0 || two == 0.0 || std::fabs(one - two) <= kSame) continue;
+                char text[96];
+                std::snprintf(text, sizeof text, ": %s of %c%02d is %.3f m and %.3f m", code.c_str(), s.system, s.prn,
+                              one, two);
+                throw InputError(a.name() + " and " + b.name() + text + at + advice);
+            }
+        }
+    }
+    if (!common) throw InputError(a.name() + " and " + b.name() + ": no satellite in common" + at + advice);
+}
+
 /// The open file with the earliest epoch; files are opened when their time comes. Null at the end.
 ObservationStream::Source* ObservationStream::earliest() {
     const auto find = [this] {
         Source* first = nullptr;
         for (const auto& source : open_) {
             if (first == nullptr || gtime_less(source->epoch().time, first->epoch().time) ||
-                (gtime_equal(source->epoch().time, first->epoch().time) &&
-                 source->epoch().count > first->epoch().count)) {
+                (gtime_equal(source->epoch().time, first->epoch().time) && source->count() > first->count())) {
                 first = source.get();
             }
         }
@@ -174,9 +226,14 @@ bool ObservationStream::next_window() {
         const GTime time = source->epoch().time;
         if (options_.span && options_.span->over(time)) break;
         const bool twice = last_.sys != UKNTS && gtime_equal(time, last_);
-        if (!twice && (!options_.span || options_.span->within(time))) {
+        const bool wanted = on_grid(time.time.sod, options_.interval);
+        if (wanted && !twice && (!options_.span || options_.span->within(time))) {
             if (source_of_header != nullptr && source != source_of_header) break;
             source_of_header = source;
+            for (const auto& other : open_) {
+                if (other.get() != source && gtime_equal(other->epoch().time, time))
+                    check_same_receiver(*source, *other);
+            }
             append(*source, text);
             last_ = time;
             ++epochs;

@@ -41,6 +41,7 @@ class ObservationStream {
   private:
     class Source;
 
+    static void check_same_receiver(const Source& a, const Source& b);
     Source* earliest();
     void append(const Source& source, std::string& text);
     void load(const std::string& text);
