@@ -5,6 +5,7 @@
 
 #include "inputs/config_check.h"
 #include "shared/console.h"
+#include "shared/earth.h"
 #include "shared/error.h"
 #include "stores/planets.h"
 #include "stores/satellite_antenna.h"
@@ -13,7 +14,6 @@ namespace host {
 
 namespace {
 
-constexpr double kDegree = 180.0 / M_PI;
 constexpr int kGoodDegree = 60;  ///< a field of this degree leaves little at 500 km
 
 /// "A0:360:10:1800" to a term: kind, length of a piece, a-priori sigma, correlation time.
@@ -76,7 +76,7 @@ void set_estimation(const OrbitOptions& o, const ObservedArc& arc, int degree, E
     e.antenna_sigma = o.antenna_sigma >= 0.0 ? o.antenna_sigma : o.antenna_offset.empty() && tells ? 0.5 : 0.0;
     e.noise.code = o.sigma_code;
     e.noise.phase = o.sigma_phase;
-    e.noise.elevation_mask = o.elevation_mask / kDegree;
+    e.noise.elevation_mask = o.elevation_mask / kRadToDeg;
     e.noise.by_elevation = o.weights == "elevation";
     const double spacing = clock_interval();
     if (spacing > 0.0) {

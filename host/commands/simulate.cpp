@@ -16,6 +16,7 @@
 #include "model/signal.h"
 #include "outputs/ephemeris.h"
 #include "shared/console.h"
+#include "shared/earth.h"
 #include "shared/error.h"
 #include "shared/files.h"
 #include "shared/times.h"
@@ -55,7 +56,6 @@ struct SimulateOptions {
     std::string log_level = "critical";
 };
 
-constexpr double kDegree = 3.14159265358979323846 / 180.0;
 constexpr double kEarthRadius = 6371000.0;  ///< below the shell of the ionosphere [m]
 constexpr double kTagSlack = 1e-6;          ///< [s]
 constexpr double kMaxClock = 0.1;           ///< [s]
@@ -287,7 +287,7 @@ std::vector<InView> satellites_in_view(const SimulateOptions& o, const Constella
     for (std::size_t i = 0; i < constellation.satellites().size(); ++i) {
         if (arc.signals.count(constellation.satellites()[i].system) == 0) continue;
         InView view{i, {}};
-        if (trace(constellation, i, received, position, view.path) && view.path.elevation >= o.mask * kDegree)
+        if (trace(constellation, i, received, position, view.path) && view.path.elevation >= o.mask * kDegToRad)
             seen.push_back(view);
     }
     const std::size_t channels = static_cast<std::size_t>(o.channels);
@@ -334,7 +334,7 @@ void observe(const SimulateOptions& o, const ReceiverOrbit& orbit, const Constel
         const double mjd_utc = gtime2mjd(gtimeChangeTimeSystem(time_at(arc.mjd_day, epoch.received), tsUTC));
         const Vector3 sun = sun_direction(mjd_utc);
         // The antenna looks up whichever side of the platform it is on.
-        const BodyAxes antenna = platform_axes(epoch.position, epoch.velocity, false, o.yaw * kDegree);
+        const BodyAxes antenna = platform_axes(epoch.position, epoch.velocity, false, o.yaw * kDegToRad);
         const double shell = kEarthRadius + o.shell_height * 1e3;
         require(o.tec == 0.0 || length(epoch.position) < shell,
                 "--shell-height: the receiver is above this shell, at " +
@@ -486,8 +486,8 @@ std::size_t write_attitude(const SimulateOptions& o, const ReceiverOrbit& orbit,
         const GTime gpst = time_at(arc.mjd_day, times[n]);
         const double mjd_utc = gtime2mjd(gtimeChangeTimeSystem(gpst, tsUTC));
         const std::array<Vector3, 3> rows = celestial_from_earth_fixed(mjd_utc, 32.184 + getLeapSecond(mjd_utc));
-        const BodyAxes fixed =
-            platform_axes(orbit.position(times[n]), orbit.velocity(times[n]), o.platform_z == "down", o.yaw * kDegree);
+        const BodyAxes fixed = platform_axes(orbit.position(times[n]), orbit.velocity(times[n]), o.platform_z == "down",
+                                             o.yaw * kDegToRad);
         const auto turn = [&rows](const Vector3& v) {
             return Vector3{dot(rows[0], v), dot(rows[1], v), dot(rows[2], v)};
         };

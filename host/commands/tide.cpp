@@ -12,6 +12,7 @@
 #include "iers_function.h"
 #include "inputs/blq.h"
 #include "shared/console.h"
+#include "shared/earth.h"
 #include "shared/error.h"
 #include "shared/files.h"
 #include "shared/times.h"
@@ -35,8 +36,6 @@ struct TideOptions {
     std::string log_level = "critical";
 };
 
-constexpr double kDegree = M_PI / 180.0;
-
 /// A site on the GRS80/WGS84 ellipsoid.
 struct Site {
     double xyz[3];  ///< [m]
@@ -56,15 +55,13 @@ struct TidePoint {
 };
 
 Site site_of(const TideOptions& o) {
-    constexpr double kSemiMajor = 6378137.0;
-    constexpr double kFlattening = 0.0033528106647474805;
     if (o.blh.empty() == o.xyz.empty()) throw InputError("the site is expected either by --blh or by --xyz");
     Site site{};
     if (o.xyz.empty()) {
         // Written so that not-a-number fails too.
         if (o.blh.size() != 3 || !(std::fabs(o.blh[0]) <= 90.0) || !(std::fabs(o.blh[1]) <= 360.0))
             throw InputError("--blh: latitude (-90 to 90) and longitude in degrees and a height in m are expected");
-        const double blh[3] = {o.blh[0] * kDegree, o.blh[1] * kDegree, o.blh[2]};
+        const double blh[3] = {o.blh[0] * kDegToRad, o.blh[1] * kDegToRad, o.blh[2]};
         std::copy_n(blh, 3, site.blh);
         blh2ecef(site.blh, site.xyz, kSemiMajor, kFlattening);
     } else {
@@ -89,7 +86,7 @@ Displacement from_xyz(const Site& site, const Vector3& xyz) {
 
 /// Geocentric position of a body in the frame of a rotation matrix [m].
 Vector3 earth_fixed(PLANET_JPL body, const GTime& utc, const double* rotation, const std::string& planets) {
-    const double tt_jd = gtime2mjd(gtimeChangeTimeSystem(utc, tsTT)) + 2400000.5;
+    const double tt_jd = gtime2mjd(gtimeChangeTimeSystem(utc, tsTT)) + kMjdToJd;
     double pv[6];
     if (!compute_planet_pos_vel(tt_jd, EARTH, body, pv))
         throw InputError("planets: " + planets + ": no Sun and Moon for " + time_text(utc) + " UTC");
@@ -180,8 +177,8 @@ void summarise(const Site& site, const std::vector<TidePoint>& points, bool with
     summary.set("frame", "earth-fixed (ITRF), north, east, up of the ellipsoid");
     summary.set("time_scale", "GPST");
     summary.set("site/position_m", std::vector<double>(site.xyz, site.xyz + 3));
-    summary.set("site/latitude_deg", site.blh[0] / kDegree);
-    summary.set("site/longitude_deg", site.blh[1] / kDegree);
+    summary.set("site/latitude_deg", site.blh[0] / kDegToRad);
+    summary.set("site/longitude_deg", site.blh[1] / kDegToRad);
     summary.set("site/height_m", site.blh[2]);
     summary.set_time("span/first", points.front().gpst);
     summary.set_time("span/last", points.back().gpst);
@@ -251,7 +248,7 @@ void print(const Site& site, const std::string& ocean, const Environment& enviro
     std::printf("leopod tide: %s to %s GPST, %zu epochs\n", time_text(points.front().gpst).c_str(),
                 time_text(points.back().gpst).c_str(), points.size());
     std::printf("site: %.4f %.4f %.4f m, earth-fixed; latitude %.6f, longitude %.6f degrees, height %.3f m\n",
-                site.xyz[0], site.xyz[1], site.xyz[2], site.blh[0] / kDegree, site.blh[1] / kDegree, site.blh[2]);
+                site.xyz[0], site.xyz[1], site.xyz[2], site.blh[0] / kDegToRad, site.blh[1] / kDegToRad, site.blh[2]);
     std::printf("earth orientation: %s\nplanets: %s\n", environment.eop_source.c_str(),
                 environment.planet_source.c_str());
     std::printf("ocean loading: %s\n", ocean.empty() ? "none, no file is given" : ocean.c_str());

@@ -4,6 +4,7 @@
 #include <cmath>
 
 #include "mathlib.h"
+#include "shared/earth.h"
 
 namespace host {
 
@@ -11,16 +12,15 @@ namespace {
 
 using Eigen::Vector3d;
 
-constexpr double kGm = 3.986004415e14;     // [m^3/s^2]
-constexpr double kRadius = 6378136.3;      // [m]
-constexpr double kFlattening = 1.0826e-3;  // J2
+constexpr double kRadius = 6378136.3;  // [m]
+constexpr double kJ2 = 1.0826e-3;
 
-Vector3d central(const Vector3d& r) { return -kGm / std::pow(r.norm(), 3) * r; }
+Vector3d central(const Vector3d& r) { return -kEarthGm / std::pow(r.norm(), 3) * r; }
 
 /// Central acceleration with that of the flattening.
 Vector3d acceleration(const Vector3d& r) {
     const double s = r.z() * r.z() / r.squaredNorm();
-    const double f = 1.5 * kFlattening * kRadius * kRadius / r.squaredNorm();
+    const double f = 1.5 * kJ2 * kRadius * kRadius / r.squaredNorm();
     const Vector3d scale(1.0 + f * (1.0 - 5.0 * s), 1.0 + f * (1.0 - 5.0 * s), 1.0 + f * (3.0 - 5.0 * s));
     return central(r).cwiseProduct(scale);
 }
@@ -81,7 +81,7 @@ bool first_state(const FitPositions& positions, double* position, double* veloci
         Vector3d v = chord;
         for (int k = 0; k < 3; ++k) {
             const double r2 = r.squaredNorm();
-            v = chord + before * behind / 6.0 * kGm / (r2 * std::sqrt(r2)) * (v - 3.0 * r.dot(v) / r2 * r);
+            v = chord + before * behind / 6.0 * kEarthGm / (r2 * std::sqrt(r2)) * (v - 3.0 * r.dot(v) / r2 * r);
         }
         carry(-positions.seconds(middle), r, v);
         Eigen::Map<Vector3d>(position, 3) = r;

@@ -14,6 +14,7 @@
 #include "iers_function.h"
 #include "inputs/crd_records.h"
 #include "inputs/laser_points.h"
+#include "shared/earth.h"
 #include "shared/error.h"
 #include "shared/files.h"
 #include "shared/times.h"
@@ -22,11 +23,6 @@ namespace host {
 
 namespace {
 
-constexpr double kLight = 299792458.0;       ///< [m/s]
-constexpr double kEarthGm = 3.986004415e14;  ///< [m^3/s^2]
-constexpr double kSemiMajor = 6378137.0;
-constexpr double kFlattening = 1.0 / 298.257223563;
-constexpr double kDegree = 180.0 / M_PI;
 constexpr double kLowest = 5.0;  ///< nothing is ranged below; the mapping function holds from 3 degrees on [deg]
 
 /// Why a point has no residual.
@@ -69,7 +65,7 @@ class Earth {
     Eigen::Vector3d body(PLANET_JPL which) const {
         const GTime tt = gtimeChangeTimeSystem(utc_, tsTT);
         double pv[6] = {};
-        if (!compute_planet_pos_vel(static_cast<double>(tt.time.mjd) + tt.time.sod / 86400.0 + 2400000.5, EARTH, which,
+        if (!compute_planet_pos_vel(static_cast<double>(tt.time.mjd) + tt.time.sod / 86400.0 + kMjdToJd, EARTH, which,
                                     pv))
             throw InputError("laser ranges: no Sun and Moon for " + time_text(utc_) + " UTC");
         return to_fixed_ * (1000.0 * Eigen::Vector3d(pv[0], pv[1], pv[2]));
@@ -89,13 +85,13 @@ double vapour_pressure(const Meteorology& m) {
 
 double troposphere(const Eigen::Vector3d& blh, const Meteorology& m, double wavelength, double elevation) {
     double total, dry, wet;
-    FCULZD_HPA(blh[0] * kDegree, blh[2], m.pressure, vapour_pressure(m), wavelength, &total, &dry, &wet);
-    return total * FCUL_A(blh[0] * kDegree, blh[2], m.temperature, elevation);
+    FCULZD_HPA(blh[0] * kRadToDeg, blh[2], m.pressure, vapour_pressure(m), wavelength, &total, &dry, &wet);
+    return total * FCUL_A(blh[0] * kRadToDeg, blh[2], m.temperature, elevation);
 }
 
 double shapiro(const Eigen::Vector3d& a, const Eigen::Vector3d& b) {
     const double sum = a.norm() + b.norm(), range = (a - b).norm();
-    return 2.0 * kEarthGm / (kLight * kLight) * std::log((sum + range) / (sum - range));
+    return 2.0 * kEarthGm / (kSpeedOfLight * kSpeedOfLight) * std::log((sum + range) / (sum - range));
 }
 
 /// The way of the light between a station and the reflector, about the epoch of a point.
@@ -116,7 +112,7 @@ class Path {
         // Up behind the transmission, down before the reception.
         const double sign = event == 2 ? 1.0 : event == 0 ? -1.0 : 0.0;
         for (int i = 0; i < 5 && sign != 0.0; ++i) {
-            bounce_ = sign * leg(0.0) / kLight;
+            bounce_ = sign * leg(0.0) / kSpeedOfLight;
             if (!place()) return false;
         }
         return true;
@@ -125,8 +121,8 @@ class Path {
     double half() const {
         double up = leg(bounce_), down = up;
         for (int i = 0; i < 4; ++i) {
-            up = leg(bounce_ - up / kLight);
-            down = leg(bounce_ + down / kLight);
+            up = leg(bounce_ - up / kSpeedOfLight);
+            down = leg(bounce_ + down / kSpeedOfLight);
         }
         return 0.5 * (up + down);
     }
@@ -168,8 +164,8 @@ Residual residual_of(const LaserSession& s, const NormalPoint& point, const Lase
     ecef2blh(site.data(), blh.data(), kSemiMajor, kFlattening);
     double direction[2];
     azel(blh.data(), sight.data(), direction);
-    r.azimuth = direction[0] * kDegree;
-    r.elevation = direction[1] * kDegree;
+    r.azimuth = direction[0] * kRadToDeg;
+    r.elevation = direction[1] * kRadToDeg;
     const std::optional<Meteorology> weather = s.weather(point.time);
     const bool corrected = s.session.header->refraction_app_ind == 1;
     if (r.elevation < kLowest) {
@@ -181,7 +177,7 @@ Residual residual_of(const LaserSession& s, const NormalPoint& point, const Lase
     } else {
         if (!corrected) r.troposphere = troposphere(blh, *weather, point.wavelength, r.elevation);
         r.computed = path.half() + r.troposphere;
-        r.residual = 0.5 * kLight * point.time_of_flight - r.computed;
+        r.residual = 0.5 * kSpeedOfLight * point.time_of_flight - r.computed;
     }
     return r;
 }
@@ -213,7 +209,7 @@ class Table {
         std::fprintf(*out_, "%zu,%s,%s,%s,%s,%.4f,%.4f,%.4f,%.4f,%.4f,%.4f\n", s.number,
                      csv_text(s.session.station.stn_name).c_str(), csv_text(s.session.station.cdp_pad_id).c_str(),
                      csv_text(s.session.target.target_name).c_str(), epoch_text(p.epoch, 12).c_str(), r.azimuth,
-                     r.elevation, 0.5 * kLight * p.time_of_flight, r.computed, r.troposphere, r.residual);
+                     r.elevation, 0.5 * kSpeedOfLight * p.time_of_flight, r.computed, r.troposphere, r.residual);
     }
     void close() {
         if (out_) out_->close();

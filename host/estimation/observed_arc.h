@@ -10,11 +10,10 @@
 #include <vector>
 
 #include "pod_embed.h"
+#include "shared/earth.h"
 #include "stores/guard.h"
 
 namespace host {
-
-constexpr double kSpeedOfLight = 299792458.0;  ///< [m/s]
 
 /// Why an observation takes no part.
 enum class Edit : unsigned char {

@@ -7,14 +7,14 @@
 #include "common_function.h"
 #include "earth_rotation_param.h"
 #include "eph_planet.h"
+#include "shared/earth.h"
 
 namespace host {
 
 namespace {
 
-constexpr double kEarthRate = 7.292115e-5;   ///< [rad/s]
-constexpr double kEarthGm = 3.986004415e14;  ///< [m^3/s^2]
-constexpr double kLongestClockGap = 1.5;     ///< between tabulated clocks, in their usual spacing
+constexpr double kNominalRate = 7.292115e-5;  ///< [rad/s]
+constexpr double kLongestClockGap = 1.5;      ///< between tabulated clocks, in their usual spacing
 
 Eigen::Matrix3d celestial_to_fixed(const GTime& gpst) {
     const double mjd = gtime2mjd(gtimeChangeTimeSystem(gpst, tsUTC));
@@ -27,7 +27,7 @@ Eigen::Matrix3d celestial_to_fixed(const GTime& gpst) {
 Eigen::Vector3d sun_position(const GTime& gpst) {
     const GTime tt = gtimeChangeTimeSystem(gpst, tsTT);
     double state[6] = {};
-    compute_planet_pos_vel(static_cast<double>(tt.time.mjd) + tt.time.sod / 86400.0 + 2400000.5, EARTH, SUN, state);
+    compute_planet_pos_vel(static_cast<double>(tt.time.mjd) + tt.time.sod / 86400.0 + kMjdToJd, EARTH, SUN, state);
     return 1000.0 * Eigen::Vector3d(state[0], state[1], state[2]);
 }
 
@@ -41,7 +41,7 @@ double shapiro(const Eigen::Vector3d& receiver, const Eigen::Vector3d& satellite
 /// Azimuth and elevation at the local horizon.
 void local_direction(Eigen::Vector3d receiver, Eigen::Vector3d sight, Link& link) {
     double blh[3], direction[2];
-    ecef2blh(receiver.data(), blh, 6378137.0, 0.0033528106647474805);
+    ecef2blh(receiver.data(), blh, kSemiMajor, kFlattening);
     azel(blh, sight.data(), direction);
     link.azimuth = direction[0];
     link.elevation = direction[1];
@@ -110,7 +110,7 @@ ReceiverFrame SignalModel::frame(double t, const Eigen::Vector3d& position, cons
     ReceiverFrame f;
     f.to_fixed = celestial_to_fixed(time);
     f.position = f.to_fixed * (position + antenna_offset(t, position, velocity));
-    const Eigen::Vector3d spin(0.0, 0.0, kEarthRate);
+    const Eigen::Vector3d spin(0.0, 0.0, kNominalRate);
     f.velocity = f.to_fixed * velocity - spin.cross(f.position);
     // The antenna looks away from the earth; its turn about that is common to all satellites and part of the clock.
     f.ez = f.position.normalized();
@@ -159,7 +159,7 @@ bool SignalModel::predict(double t, const ReceiverFrame& receiver, Link& link, b
     for (int i = 0; i < 4; ++i) {
         if (!satellite(t - light_time, link, state, clock, link.clock_age, link.clock_gap)) return false;
         // In the earth-fixed axes of the reception.
-        const double angle = kEarthRate * light_time;
+        const double angle = kNominalRate * light_time;
         const Eigen::AngleAxisd turn(-angle, Eigen::Vector3d::UnitZ());
         position = turn * Eigen::Map<const Eigen::Vector3d>(state);
         velocity = turn * Eigen::Map<const Eigen::Vector3d>(state + 3);

@@ -5,6 +5,7 @@
 #include <cstring>
 #include <map>
 
+#include "shared/earth.h"
 #include "shared/files.h"
 #include "shared/times.h"
 #include "stores/satellites.h"
@@ -12,8 +13,6 @@
 namespace host {
 
 namespace {
-
-constexpr double kDegree = 180.0 / M_PI;
 
 const char* status_of(const Link& link) {
     switch (link.code_edit) {
@@ -117,10 +116,10 @@ void write_satellites(const std::string& file, const ObservedArc& arc) {
                 std::fprintf(out, ",,,,,NO_EPHEMERIS,0,,,0,,,\n");
                 continue;
             }
-            std::fprintf(out, ",%.4f,%.4f,%.4f,%.4f,%s,%d,,,%d,%s", link.azimuth * kDegree, link.elevation * kDegree,
-                         link.antenna_azimuth * kDegree, link.antenna_elevation * kDegree, status_of(link),
-                         link.code_edit == Edit::kUsed, link.phase_edit == Edit::kUsed && link.pass >= 0,
-                         slip_text(arc, link));
+            std::fprintf(out, ",%.4f,%.4f,%.4f,%.4f,%s,%d,,,%d,%s", link.azimuth * kRadToDeg,
+                         link.elevation * kRadToDeg, link.antenna_azimuth * kRadToDeg,
+                         link.antenna_elevation * kRadToDeg, status_of(link), link.code_edit == Edit::kUsed,
+                         link.phase_edit == Edit::kUsed && link.pass >= 0, slip_text(arc, link));
             for (double residual : {link.code_residual, link.phase_residual}) {
                 if (std::isfinite(residual)) {
                     std::fprintf(out, ",%.5f", residual);

@@ -5,6 +5,7 @@
 #include <sstream>
 
 #include "inputs/open.h"
+#include "shared/earth.h"
 #include "shared/error.h"
 #include "shared/times.h"
 
@@ -105,7 +106,7 @@ GTime time_of(const Message& m, std::string text, TIMESYS scale) {
 
 /// From the mean equator and equinox of J2000 to GCRS. Source: IERS Conventions (2010), chapter 5.
 Vector3 without_frame_bias(const Vector3& v) {
-    constexpr double kMas = 3.14159265358979323846 / 180.0 / 3600e3;
+    constexpr double kMas = kDegToRad / 3600e3;
     constexpr double kDa = -14.6 * kMas, kXi = -16.6170 * kMas, kEta = -6.8192 * kMas;
     return {v[0] - kDa * v[1] + kXi * v[2], kDa * v[0] + v[1] + kEta * v[2], -kXi * v[0] - kEta * v[1] + v[2]};
 }

@@ -4,6 +4,7 @@
 #include <cmath>
 #include <cstdio>
 
+#include "shared/earth.h"
 #include "shared/error.h"
 #include "shared/times.h"
 
@@ -11,10 +12,9 @@ namespace host {
 
 namespace {
 
-constexpr double kGm = 3.986004415e14;  // [m^3/s^2]
-constexpr double kLowest = 6.4e6;       // less than any orbit outside of the atmosphere [m]
-constexpr double kHighest = 1e9;        // behind it the Sun rules
-constexpr double kSurface = 6.35e6;     // below every point of the ground
+constexpr double kLowest = 6.4e6;    // less than any orbit outside of the atmosphere [m]
+constexpr double kHighest = 1e9;     // behind it the Sun rules
+constexpr double kSurface = 6.35e6;  // below every point of the ground
 
 double dot(const Vector3& a, const Vector3& b) { return a[0] * b[0] + a[1] * b[1] + a[2] * b[2]; }
 
@@ -48,14 +48,14 @@ void check_orbit_positions(const std::string& file, const std::vector<TimedPosit
 void check_orbit_state(const std::string& what, const Vector3& position, const Vector3& velocity) {
     const double radius = std::sqrt(dot(position, position));
     const double speed2 = dot(velocity, velocity);
-    const double energy = 0.5 * speed2 - kGm / radius;
+    const double energy = 0.5 * speed2 - kEarthGm / radius;
     if (!(energy < 0.0))
         throw InputError(what + ": with " + std::to_string(std::sqrt(speed2)) +
                          " m/s the satellite leaves the Earth for good; units?");
-    const double axis = -0.5 * kGm / energy;
+    const double axis = -0.5 * kEarthGm / energy;
     const double along = dot(position, velocity);
     const double angular2 = radius * radius * speed2 - along * along;
-    const double perigee = axis * (1.0 - std::sqrt(std::max(0.0, 1.0 - angular2 / (kGm * axis))));
+    const double perigee = axis * (1.0 - std::sqrt(std::max(0.0, 1.0 - angular2 / (kEarthGm * axis))));
     // A flight that ends on the ground is one; that of a velocity in other units ends at the centre.
     if (!(perigee >= 0.5 * kSurface))
         throw InputError(what + ": with this velocity the lowest point of the orbit lies " + metres(perigee) +
@@ -79,9 +79,9 @@ double gravity_misfit(const std::vector<GTime>& times, const std::vector<Vector3
         for (std::size_t k = 0; k < 3; ++k) {
             const double rate =
                 (inertial[behind][k] - inertial[i][k]) / next - (inertial[i][k] - inertial[before][k]) / past;
-            misfit[k] = rate / (0.5 * (past + next)) + kGm * inertial[i][k] / (radius * radius * radius);
+            misfit[k] = rate / (0.5 * (past + next)) + kEarthGm * inertial[i][k] / (radius * radius * radius);
         }
-        misfits.push_back(std::sqrt(dot(misfit, misfit)) * radius * radius / kGm);
+        misfits.push_back(std::sqrt(dot(misfit, misfit)) * radius * radius / kEarthGm);
     }
     if (misfits.size() < 5) return std::nan("");
     const auto middle = misfits.begin() + static_cast<std::ptrdiff_t>(misfits.size() / 2);

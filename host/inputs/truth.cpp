@@ -6,13 +6,13 @@
 
 #include "common_function.h"
 #include "mathlib.h"
+#include "shared/earth.h"
 #include "shared/error.h"
 
 namespace host {
 
 namespace {
 
-constexpr double kEarthRate = 7.2921151467e-05;  ///< [rad/s]
 constexpr double kSlack = 2e-3;  ///< a receiver clock may put the first and last epoch this far outside the rows [s]
 constexpr int kWindow = 10;      ///< rows of an interpolation
 
@@ -92,9 +92,7 @@ bool Truth::error_at(const GTime& time, const double* solved, PositionError& err
     if (!state_at(time, position, velocity)) return false;
     double axes[9];  // rows: radial, along, cross, or east, north, up
     if (at_rest_) {
-        double blh[3];
-        ecef2blh(position.data(), blh, 6378137.0, 0.0033528106647474805);
-        xyz2enu_matrix(blh, axes);
+        xyz2enu_matrix(geodetic(position.data()).data(), axes);
     } else {
         // Along and cross by the inertial velocity.
         double v[3] = {velocity[0] - kEarthRate * position[1], velocity[1] + kEarthRate * position[0], velocity[2]};

@@ -4,11 +4,12 @@
 #include <cmath>
 #include <string>
 
+#include "shared/earth.h"
+
 namespace host {
 
 namespace {
 
-constexpr double kRadian = 3.14159265358979323846 / 180.0;
 constexpr std::size_t kMost = 9;  ///< unknowns: position, and the clocks of up to six systems
 
 /// The normal matrix of an epoch.
@@ -23,11 +24,11 @@ struct Normals {
             clock = systems.size();
             systems += system;
         }
-        const double cosine = std::cos(elevation * kRadian);
+        const double cosine = std::cos(elevation * kDegToRad);
         std::array<double, kMost> row{};
-        row[0] = cosine * std::sin(azimuth * kRadian);
-        row[1] = cosine * std::cos(azimuth * kRadian);
-        row[2] = std::sin(elevation * kRadian);
+        row[0] = cosine * std::sin(azimuth * kDegToRad);
+        row[1] = cosine * std::cos(azimuth * kDegToRad);
+        row[2] = std::sin(elevation * kDegToRad);
         row[3 + clock] = 1.0;
         for (std::size_t i = 0; i < kMost; ++i) {
             for (std::size_t j = 0; j < kMost; ++j) n[i][j] += row[i] * row[j];

@@ -7,6 +7,7 @@
 #include "common_function.h"
 #include "pictures/page.h"
 #include "pictures/track.h"
+#include "shared/earth.h"
 
 namespace host {
 
@@ -172,13 +173,10 @@ void draw_way(Canvas& canvas, Way way) {
 }  // namespace
 
 void add_position(GroundTrack& track, double seconds, const Vector3& position) {
-    constexpr double kDegree = 180.0 / 3.14159265358979323846;
-    double xyz[3] = {position[0], position[1], position[2]};
-    double blh[3];
-    ecef2blh(xyz, blh, 6378137.0, 0.0033528106647474805);
+    const std::array<double, 3> blh = geodetic(position.data());
     track.seconds.push_back(seconds);
-    track.longitude.push_back(blh[1] * kDegree);
-    track.latitude.push_back(blh[0] * kDegree);
+    track.longitude.push_back(blh[1] * kRadToDeg);
+    track.latitude.push_back(blh[0] * kRadToDeg);
 }
 
 Canvas draw_map(const MapFigure& f) {

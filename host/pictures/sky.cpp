@@ -7,6 +7,7 @@
 #include "inputs/truth.h"
 #include "pictures/page.h"
 #include "pictures/track.h"
+#include "shared/earth.h"
 #include "shared/error.h"
 
 namespace host {
@@ -16,7 +17,6 @@ namespace {
 constexpr double kRadius = 310.0;
 constexpr int kSkyWidth = 760;
 constexpr double kLongestTracks = 7200.0;  ///< [s]
-constexpr double kRadian = 3.14159265358979323846 / 180.0;
 
 // --- layout --------------------------------------------------------------------------------------------------------------
 
@@ -26,7 +26,7 @@ struct Disk {
     double rim;  ///< [degree]
     Pixel at(double azimuth, double elevation) const {
         const double r = kRadius * (90.0 - elevation) / (90.0 - rim);
-        return {centre.x + r * std::sin(azimuth * kRadian), centre.y - r * std::cos(azimuth * kRadian)};
+        return {centre.x + r * std::sin(azimuth * kDegToRad), centre.y - r * std::cos(azimuth * kDegToRad)};
     }
 };
 
@@ -143,8 +143,8 @@ Way way_of(const Disk& disk, const Track& track, const Mark& mark, Rooms& rooms)
 
 /// Directions along the rim, every 30 degrees.
 Pixel direction_place(const Disk& disk, int azimuth) {
-    return {disk.centre.x + (kRadius + 19) * std::sin(azimuth * kRadian),
-            disk.centre.y - (kRadius + 15) * std::cos(azimuth * kRadian)};
+    return {disk.centre.x + (kRadius + 19) * std::sin(azimuth * kDegToRad),
+            disk.centre.y - (kRadius + 15) * std::cos(azimuth * kDegToRad)};
 }
 
 std::vector<Way> ways_of(const Disk& disk, const std::vector<Track>& tracks) {
@@ -220,7 +220,7 @@ class Cells {
     explicit Cells(double rim) : rim_(rim) {
         const long rings = std::lround((90.0 - rim) / kRing);
         for (long r = 0; r < rings; ++r) {
-            const double around = 360.0 * std::cos((rim + (static_cast<double>(r) + 0.5) * kRing) * kRadian);
+            const double around = 360.0 * std::cos((rim + (static_cast<double>(r) + 0.5) * kRing) * kDegToRad);
             counts_.emplace_back(std::max<std::size_t>(3, static_cast<std::size_t>(std::lround(around / kRing))));
         }
     }

@@ -15,6 +15,7 @@
 #include "inputs/open.h"
 #include "mathlib.h"
 #include "shared/console.h"
+#include "shared/earth.h"
 #include "shared/error.h"
 #include "shared/files.h"
 #include "shared/times.h"
@@ -155,7 +156,7 @@ void check_parameters(const std::string& file, const ORBIT_DYN_CONFIG& config, d
 
 void check_steps(const std::string& file, const ORBIT_DYN_CONFIG& config, double radius, double span) {
     constexpr double kMostEpochs = 1e7;
-    const double longest = 2.0 * M_PI * std::sqrt(radius * radius * radius / 3.986004415e14) / 18.0;
+    const double longest = 2.0 * M_PI * std::sqrt(radius * radius * radius / kEarthGm) / 18.0;
     char text[160];
     if (config.step_size > longest) {
         std::snprintf(text, sizeof text,

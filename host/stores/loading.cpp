@@ -7,6 +7,7 @@
 #include "earth_gravity.h"
 #include "inputs/checks.h"
 #include "inputs/open.h"
+#include "shared/earth.h"
 #include "shared/error.h"
 #include "shared/times.h"
 #include "stores/environment.h"
@@ -302,7 +303,7 @@ void start_embedded(Environment& environment) {
     environment.eop_source =
         "built-in, " + date_span_text(g_eop_storage[0].mjd_utc, g_eop_storage[g_eop_storage_size - 1].mjd_utc) + " UTC";
     environment.planet_source =
-        "built-in record, " + date_span_text(g_eph_header->ss[0] - 2400000.5, g_eph_header->ss[1] - 2400000.5) + " TT";
+        "built-in record, " + date_span_text(g_eph_header->ss[0] - kMjdToJd, g_eph_header->ss[1] - kMjdToJd) + " TT";
 }
 
 void load_models(const InputOptions& options, Environment& environment) {

@@ -10,6 +10,7 @@
 #include "inputs/kinds.h"
 #include "inputs/open.h"
 #include "inputs/positions.h"
+#include "shared/earth.h"
 #include "shared/error.h"
 #include "shared/times.h"
 #include "stores/environment.h"
@@ -17,8 +18,6 @@
 namespace host {
 
 namespace {
-
-constexpr double kMjdToJd = 2400000.5;
 
 /// Files of ephemerides overlap by a record, so that joined ones hold it twice; the library counts records to find a date, and would take the
 /// wrong one behind the seam. Takes repeated records out of the store and returns their number. Throws InputError where records are missing or
@@ -64,8 +63,7 @@ void load_planets(const std::string& file, double mjd_first, double mjd_last, En
         if (repeated > 0) name += " without " + std::to_string(repeated) + " repeated records";
     } else {
         load_eph_storage_default(header, records);
-        const double offset = 2400000.5;
-        if (mjd_first + offset - 1.0 < header->ss[0] || mjd_last + offset + 1.0 > header->ss[1]) {
+        if (mjd_first + kMjdToJd - 1.0 < header->ss[0] || mjd_last + kMjdToJd + 1.0 > header->ss[1]) {
             initialize_global_eph_planet();
             environment.planet_source = "analytic series of Sun and Moon";
             return;
@@ -75,7 +73,7 @@ void load_planets(const std::string& file, double mjd_first, double mjd_last, En
     g_eph_header = header;
     g_ephData_storage = records;
     environment.planet_source =
-        name + ", " + date_span_text(header->ss[0] - 2400000.5, header->ss[1] - 2400000.5) + " TT";
+        name + ", " + date_span_text(header->ss[0] - kMjdToJd, header->ss[1] - kMjdToJd) + " TT";
 }
 
 std::string planet_shortcoming(double mjd_first, double mjd_last) {
@@ -124,7 +122,6 @@ Vector3 from_mean_of_date(double tt_jd, const Vector3& of_date) {
 
 void tabulate_analytic_planets(double mjd_first, double mjd_last, Environment& environment) {
     if (g_num_eph_record != 0) return;
-    constexpr double kOffset = 2400000.5;
     constexpr double kLength = 32.0;  ///< of a record [day]
     EPH_HEADER_JPL& header = *environment.jpl_header;
     EPH_RECORD_JPL* records = environment.jpl_records.get();
@@ -133,9 +130,9 @@ void tabulate_analytic_planets(double mjd_first, double mjd_last, Environment& e
     // Series of three bodies; all others have none. The barycentre of Earth and Moon is placed so that the Earth rests at the origin.
     std::memset(header.ipt, 0, sizeof header.ipt);
     const int layout[3][4] = {{EM_BARY, 3, 13, 8}, {MOON, 315, 13, 8}, {SUN, 627, 11, 2}};
-    header.ss[0] = std::floor(mjd_first) - 1.0 + kOffset;
+    header.ss[0] = std::floor(mjd_first) - 1.0 + kMjdToJd;
     int count = 0;
-    for (double start = header.ss[0]; start < mjd_last + 1.0 + kOffset && count < MAXNUM_RECORD_JPLEPH;
+    for (double start = header.ss[0]; start < mjd_last + 1.0 + kMjdToJd && count < MAXNUM_RECORD_JPLEPH;
          start += kLength) {
         EPH_RECORD_JPL& record = records[count++];
         record.index = count;
@@ -150,7 +147,7 @@ void tabulate_analytic_planets(double mjd_first, double mjd_last, Environment& e
                     start + part * length, length, terms,
                     [&, body = body](double jd) {
                         Vector3 of_date{};
-                        compute_pos_sun_moon_eci(jd - kOffset, body == SUN ? of_date.data() : nullptr,
+                        compute_pos_sun_moon_eci(jd - kMjdToJd, body == SUN ? of_date.data() : nullptr,
                                                  body == SUN ? nullptr : of_date.data());
                         const Vector3 metres = from_mean_of_date(jd, of_date);
                         return Vector3{metres[0] * scale, metres[1] * scale, metres[2] * scale};

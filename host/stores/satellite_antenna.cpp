@@ -12,6 +12,7 @@
 #include "inputs/checks.h"
 #include "inputs/open.h"
 #include "inputs/positions.h"
+#include "shared/earth.h"
 #include "shared/error.h"
 #include "stores/satellites.h"
 
@@ -69,7 +70,7 @@ bool ionosphere_free_offset(const ANT_INFO& antenna, sysGNSS satsys, int prn, Ve
 Vector3 sun_at(const GTime& gpst) {
     const GTime tt = gtimeChangeTimeSystem(gpst, tsTT);
     double state[6] = {};
-    compute_planet_pos_vel(static_cast<double>(tt.time.mjd) + tt.time.sod / 86400.0 + 2400000.5, EARTH, SUN, state);
+    compute_planet_pos_vel(static_cast<double>(tt.time.mjd) + tt.time.sod / 86400.0 + kMjdToJd, EARTH, SUN, state);
     double inertial[3] = {1000.0 * state[0], 1000.0 * state[1], 1000.0 * state[2]};
     Vector3 fixed{};
     const double mjd = gtime2mjd(gtimeChangeTimeSystem(gpst, tsUTC));

@@ -5,14 +5,13 @@
 #include <cmath>
 
 #include "common_function.h"
+#include "shared/earth.h"
 #include "shared/times.h"
 #include "stores/loading.h"
 
 namespace host {
 
 namespace {
-
-constexpr double kDegree = 180.0 / 3.14159265358979323846;
 
 const char* flag_name(int flag) {
     switch (flag) {
@@ -31,7 +30,7 @@ const char* flag_name(int flag) {
 
 void put_angle(FILE* out, const double* azel, bool known) {
     if (known) {
-        std::fprintf(out, ",%.4f,%.4f", azel[0] * kDegree, azel[1] * kDegree);
+        std::fprintf(out, ",%.4f,%.4f", azel[0] * kRadToDeg, azel[1] * kRadToDeg);
     } else {
         std::fprintf(out, ",,");
     }
@@ -72,18 +71,19 @@ class Place {
   public:
     explicit Place(const double* position) {
         std::copy_n(position, 3, receiver_);
-        ecef2blh(receiver_, blh_, 6378137.0, 0.0033528106647474805);
+        blh_ = geodetic(position);
     }
     std::array<double, 2> direction(const OBSDATA_SAT& sat) {
         std::array<double, 2> local{};
         double sight[3];
         for (int c = 0; c < 3; ++c) sight[c] = sat.satpos_ecf[c] - receiver_[c];
-        azel(blh_, sight, local.data());
+        azel(blh_.data(), sight, local.data());
         return local;
     }
 
   private:
-    double receiver_[3], blh_[3];
+    double receiver_[3];
+    std::array<double, 3> blh_{};
 };
 
 /// Ranges of a satellite in the point position, in the order of the configuration.

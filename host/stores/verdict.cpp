@@ -4,14 +4,14 @@
 #include <cmath>
 
 #include "common_function.h"
+#include "shared/earth.h"
 
 namespace host {
 
 namespace {
 
-constexpr double kEarthRate = 7.2921151467e-05;  ///< [rad/s]
-constexpr double kGravity = 3.986004418e14;      ///< [m^3/s^2]
-constexpr std::size_t kMemory = 60;              ///< residuals of so many epochs make the median
+constexpr double kGravity = 3.986004418e14;  ///< [m^3/s^2]
+constexpr std::size_t kMemory = 60;          ///< residuals of so many epochs make the median
 
 double length(const Vector3& v) { return std::hypot(v[0], v[1], v[2]); }
 
@@ -87,12 +87,7 @@ Course course(const std::deque<PointPosition>& before, const PointPosition& now)
 
 }  // namespace
 
-double height_of(const double* position) {
-    double p[3] = {position[0], position[1], position[2]};
-    double blh[3];
-    ecef2blh(p, blh, 6378137.0, 0.0033528106647474805);
-    return blh[2];
-}
+double height_of(const double* position) { return geodetic(position)[2]; }
 
 bool behind_earth(const double* receiver, const double* satellite) {
     double squares = 0, along = 0, radius = 0;
