@@ -387,7 +387,7 @@ int propagate_elements(const ElementsOptions& o) {
     propagate_all(o, w.chosen, w.start, w.epochs, table);
     if (file) file->close();
     print(o, w, table);
-    if (file) std::printf("states written: %s\n", o.out.c_str());
+    say_written("states", o.out);
     const int status = table.states > 0 ? 0 : 1;
     Summary summary = begin_summary("tle", o.summary, plan);
     summarise(o, w, table, summary);

@@ -73,8 +73,6 @@ bool plot_residuals(const std::string& file, const std::vector<FitResidual>& res
     return report_picture(file, [&] { return draw_fit_residuals(figure); });
 }
 
-void say_written(const char* what, const std::string& file) { std::printf("%s written: %s\n", what, file.c_str()); }
-
 /// How many positions were used, and which were left out why: outliers by their stretches.
 void print_use(const std::vector<FitResidual>& residuals) {
     constexpr std::size_t kStretches = 10;
@@ -194,28 +192,20 @@ void summarise_fit(const PositionFile& file, const Dynamics& dynamics, const Fit
 }
 
 bool write_fit(const FitOptions& o, const FitResult& result, const PositionFile& file, Dynamics& dynamics) {
-    if (!o.out.empty()) {
-        write_trajectory(o.out, result.orbit);
-        say_written("trajectory", o.out);
-    }
+    if (!o.out.empty()) write_trajectory(o.out, result.orbit);
+    say_written("trajectory", o.out);
     if (o.orbit.wanted()) {
         OrbitOutputs outputs = o.orbit;
         if (outputs.satellite.empty() && file.form == "SP3") outputs.satellite = file.satellite;
         write_orbit(outputs, ephemeris_of(at_whole_seconds(dynamics, result.orbit), dynamics.config->output_interval,
                                           "FIT", "ORBIT FITTED TO POSITIONS"));
     }
-    if (!o.residuals.empty()) {
-        write_residuals(o.residuals, result.residuals);
-        say_written("residuals", o.residuals);
-    }
-    if (!o.parameters.empty()) {
-        write_parameters(o.parameters, result);
-        say_written("parameters", o.parameters);
-    }
-    if (!o.history.empty()) {
-        write_history(o.history, result.iterations);
-        say_written("history", o.history);
-    }
+    if (!o.residuals.empty()) write_residuals(o.residuals, result.residuals);
+    say_written("residuals", o.residuals);
+    if (!o.parameters.empty()) write_parameters(o.parameters, result);
+    say_written("parameters", o.parameters);
+    if (!o.history.empty()) write_history(o.history, result.iterations);
+    say_written("history", o.history);
     return o.plot.empty() ||
            plot_residuals(o.plot, result.residuals, std::filesystem::path(o.positions).filename().string());
 }

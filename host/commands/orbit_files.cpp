@@ -6,6 +6,7 @@
 
 #include "estimation/formal.h"
 #include "estimation/tables.h"
+#include "shared/files.h"
 
 namespace host {
 
@@ -41,9 +42,6 @@ void write_orbit_files(const OrbitOptions& o, const OrbitJob& job, const Motion&
 }  // namespace
 
 void write_results(const OrbitOptions& o, const OrbitJob& job, const Motion& motion, const EstimationReport& report) {
-    const auto wrote = [](const char* what, const std::string& file) {
-        std::printf("%s written: %s\n", what, file.c_str());
-    };
     std::vector<double> times;
     std::vector<TrajectoryPoint> points;
     for (double t = 0.0; t <= motion.last() + 1e-6; t += o.output_interval) {
@@ -52,25 +50,25 @@ void write_results(const OrbitOptions& o, const OrbitJob& job, const Motion& mot
     }
     if (!o.out.empty()) {
         write_trajectory(o.out, points);
-        wrote("trajectory", o.out);
+        say_written("trajectory", o.out);
     }
     if (o.orbit.wanted()) write_orbit_files(o, job, motion, report);
     if (!o.formal_out.empty()) {
         write_formal_errors(o.formal_out, job.arc.start, times,
                             formal_errors(motion, report.solution.covariance, times));
-        wrote("formal errors", o.formal_out);
+        say_written("formal errors", o.formal_out);
     }
     if (!o.satellites_out.empty()) {
         write_satellites(o.satellites_out, job.arc);
-        wrote("satellites", o.satellites_out);
+        say_written("satellites", o.satellites_out);
     }
     if (!o.edits_out.empty()) {
         write_edits(o.edits_out, job.arc);
-        wrote("edits", o.edits_out);
+        say_written("edits", o.edits_out);
     }
     if (!o.parameters.empty()) {
         write_orbit_parameters(o.parameters, motion, gtimeChangeTimeSystem(job.arc.start, tsUTC), report);
-        wrote("parameters", o.parameters);
+        say_written("parameters", o.parameters);
     }
 }
 

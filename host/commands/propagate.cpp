@@ -191,17 +191,15 @@ void print_result(const PropagateOptions& o, const PositionFile& given, const Dy
 }
 
 void write_files(const PropagateOptions& o, Dynamics& dynamics, const std::vector<TrajectoryPoint>& points) {
-    if (!o.out.empty()) {
-        write_trajectory(o.out, points);
-        std::printf("trajectory written: %s\n", o.out.c_str());
-    }
+    if (!o.out.empty()) write_trajectory(o.out, points);
+    say_written("trajectory", o.out);
     if (o.orbit.wanted()) {
         write_orbit(o.orbit, ephemeris_of(at_whole_seconds(dynamics, points), dynamics.config->output_interval, "EXT",
                                           "ORBIT PROPAGATED FROM ONE STATE"));
     }
     if (!o.rows_out.empty()) {
         const long rows = write_rows(o, dynamics, points);
-        std::printf("rows written: %s (%ld)\n", o.rows_out.c_str(), rows);
+        say_written("rows", o.rows_out, " (" + std::to_string(rows) + ")");
     }
 }
 

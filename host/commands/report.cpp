@@ -96,7 +96,7 @@ int report(const ReportOptions& o) {
     out.close();
     if (library.empty())
         std::printf("charts: still pictures; dygraphs (Debian: libjs-dygraphs) is not in %s\n", o.charts.c_str());
-    std::printf("report written: %s\n", o.out.c_str());
+    say_written("report", o.out);
     return 0;
 }
 

@@ -247,8 +247,8 @@ int run(const RunOptions& options) {
     const Kept& kept = keeper.kept();
     print_summary(options, environment, totals, guard, console);
     if (truth != nullptr) print_errors(options, kept, *truth, totals.on_ground());
-    if (tables.epochs != nullptr) std::printf("epochs written: %s\n", options.out.c_str());
-    if (tables.satellites != nullptr) std::printf("satellites written: %s\n", options.satellites_out.c_str());
+    say_written("epochs", options.out);
+    say_written("satellites", options.satellites_out);
     const bool written = !options.orbit.wanted() || write_orbit_files(options, kept.orbit, arc.interval);
     const bool drawn =
         options.plot.empty() || write_plot(options, totals.first, kept, truth != nullptr && truth->at_rest());

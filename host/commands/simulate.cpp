@@ -699,19 +699,15 @@ Constellation load_constellation(const SimulateOptions& o, const Arc& arc, Envir
 void write_files(const SimulateOptions& o, const PositionFile& positions, const ReceiverOrbit& orbit,
                  const Constellation& constellation, const Arc& arc) {
     write_observations(o, constellation, arc);
-    std::printf("observations written: %s\n", o.obs_out.c_str());
+    say_written("observations", o.obs_out);
     if (!o.att_out.empty()) {
         const std::size_t count = write_attitude(o, orbit, arc);
-        std::printf("attitude written: %s (%zu quaternions)\n", o.att_out.c_str(), count);
+        say_written("attitude", o.att_out, " (" + std::to_string(count) + " quaternions)");
     }
-    if (!o.truth_out.empty()) {
-        write_truth(o, arc);
-        std::printf("truth written: %s\n", o.truth_out.c_str());
-    }
-    if (!o.events_out.empty()) {
-        write_events(o, arc);
-        std::printf("events written: %s (%zu)\n", o.events_out.c_str(), arc.events.size());
-    }
+    if (!o.truth_out.empty()) write_truth(o, arc);
+    say_written("truth", o.truth_out);
+    if (!o.events_out.empty()) write_events(o, arc);
+    say_written("events", o.events_out, " (" + std::to_string(arc.events.size()) + ")");
     if (!o.ephemeris.wanted()) return;
     OrbitOutputs outputs = o.ephemeris;
     if (outputs.object_name.empty()) outputs.object_name = positions.satellite;

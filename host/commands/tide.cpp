@@ -270,10 +270,8 @@ int tide(const TideOptions& o) {
     prepare(o, start, environment);
     const std::vector<TidePoint> points = compute(o, site, with_ocean ? &loading : nullptr, start, environment);
     print(site, ocean, environment, points);
-    if (!o.out.empty()) {
-        write_points(o.out, points, with_ocean);
-        std::printf("displacements written: %s\n", o.out.c_str());
-    }
+    if (!o.out.empty()) write_points(o.out, points, with_ocean);
+    say_written("displacements", o.out);
     Summary summary = begin_summary("tide", o.summary, plan);
     summarise(site, points, with_ocean, summary);
     summarise_environment(environment, start, summary);

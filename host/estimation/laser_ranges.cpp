@@ -305,7 +305,7 @@ LaserResult check_against_laser(const LaserOptions& o, const OrbitAt& orbit) {
     }
     for (const std::string& note : notes) std::printf("  not used: %s\n", note.c_str());
     table.close();
-    if (!o.out.empty()) std::printf("laser residuals written: %s\n", o.out.c_str());
+    say_written("laser residuals", o.out);
     return all;
 }
 

@@ -8,6 +8,7 @@
 #include "outputs/oem.h"
 #include "outputs/sp3.h"
 #include "shared/error.h"
+#include "shared/files.h"
 
 namespace host {
 
@@ -88,11 +89,11 @@ void plan_orbit_outputs(const OrbitOutputs& o, FilePlan& plan) {
 void write_orbit(const OrbitOutputs& o, const Ephemeris& ephemeris) {
     if (!o.sp3_out.empty()) {
         write_sp3(o.sp3_out, o, ephemeris);
-        std::printf("orbit written: %s\n", o.sp3_out.c_str());
+        say_written("orbit", o.sp3_out);
     }
     if (!o.oem_out.empty()) {
         const std::size_t left_out = write_oem(o.oem_out, o, ephemeris);
-        std::printf("ephemeris written: %s\n", o.oem_out.c_str());
+        say_written("ephemeris", o.oem_out);
         if (left_out > 0)
             std::printf("note: %zu positions have no neighbours for a velocity and are not in the ephemeris\n",
                         left_out);

@@ -313,6 +313,10 @@ void FilePlan::check() const {
     }
 }
 
+void say_written(const char* what, const std::string& file, const std::string& more) {
+    if (!file.empty()) std::printf("%s written: %s%s\n", what, file.c_str(), more.c_str());
+}
+
 void close_standard_output() {
     errno = 0;
     const bool bad = std::ferror(stdout) != 0;

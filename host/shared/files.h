@@ -76,6 +76,9 @@ class FilePlan {
     std::vector<File> in_, out_;  ///< without those whose name is empty
 };
 
+/// Says that a file is written: what it holds, its name, and more behind it. Nothing without a name.
+void say_written(const char* what, const std::string& file, const std::string& more = "");
+
 /// Ends the writing of standard output; throws InputError where what was printed did not reach it.
 void close_standard_output();
 
