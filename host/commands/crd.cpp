@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "commands/command.h"
+#include "commands/options.h"
 #include "commands/summaries.h"
 #include "inputs/crd_lines.h"
 #include "inputs/crd_records.h"
@@ -438,7 +439,7 @@ void add_crd(Command app, Action& action) {
     command.add_option("--out", o->out, "directory for the records as CSV, one file a kind, and the list of sessions");
     command.add_option("--records", o->records, "kinds of records to write, such as 10,11,20; all without it")
         .delimiter(',');
-    command.add_option("--log-level", o->log_level, "library messages from this level on").capture_default_str();
+    add_log_level(command, o->log_level);
     command.callback([o, &action] { action = [o] { return crd(*o); }; });
 }
 

@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "commands/command.h"
+#include "commands/options.h"
 #include "commands/summaries.h"
 #include "inputs/kinds.h"
 #include "inputs/open.h"
@@ -409,13 +410,12 @@ void add_tle(Command app, Action& action) {
                        "first epoch, UTC, such as 2021-01-18T00:00:00; without it that of the set");
     command.add_option("--duration", o->duration, "length of the span in seconds").capture_default_str();
     command.add_option("--step", o->step, "spacing of the epochs in seconds").capture_default_str();
-    command.add_option("--eop", o->eop, "earth orientation file; without it UT1 = UTC and no polar motion");
-    command.add_option("--eop-format", o->eop_format, "its format, told by the content: auto, c04, rapid or keyword")
-        .capture_default_str();
+    add_earth_orientation(command, o->eop, o->eop_format,
+                          "earth orientation file; without it UT1 = UTC and no polar motion");
     command.add_option("--out", o->out,
                        "CSV of the states; - writes them to standard output, the summary to standard error");
     add_summary(command, o->summary);
-    command.add_option("--log-level", o->log_level, "library messages from this level on").capture_default_str();
+    add_log_level(command, o->log_level);
     command.callback([o, &action] { action = [o] { return propagate_elements(*o); }; });
 }
 

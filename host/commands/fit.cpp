@@ -191,8 +191,7 @@ void add_fit(Command app, Action& action) {
         .capture_default_str();
     add_span(command, o->span, "positions");
     add_dynamics(command, o->dynamics);
-    command.add_option("--truth", o->truth,
-                       "file to compare with: CSV (GPST, x, y, z in metres, earth-fixed), SP3 or OEM");
+    add_truth(command, o->truth);
     command.add_option("--out", o->out, "CSV of the fitted trajectory, both frames");
     add_summary(command, o->summary);
     add_orbit_outputs(command, o->orbit, "the fitted trajectory");

@@ -10,11 +10,44 @@ void add_dynamics(Command command, DynamicsOptions& o) {
     command.add_option("--dynamics", o.dynamics, "configuration file of the force models").required();
     command.add_option("--gravity", o.gravity,
                        "gravity coefficient file (degree, order, C, S); without it the built-in field of degree 30");
-    command.add_option("--eop", o.eop, "earth orientation file");
-    command.add_option("--eop-format", o.eop_format, "its format, told by the content: auto, c04, rapid or keyword")
+    add_earth_orientation(command, o.eop, o.eop_format);
+    add_planets(command, o.jpl);
+    add_log_level(command, o.log_level);
+}
+
+Option add_arc_inputs(Command command, InputOptions& o) {
+    const Option obs = command.add_option("--obs", o.obs, "RINEX observation file, version 2 or 3; may be repeated");
+    command.add_option("--nav", o.nav, "RINEX navigation file; may be repeated");
+    command.add_option("--sp3", o.sp3, "SP3 orbit file; may be repeated");
+    command.add_option("--clk", o.clk, "RINEX clock file; may be repeated");
+    command.add_option("--att", o.att,
+                       "attitude quaternion file, the library's columns or the mission product; may be repeated");
+    add_earth_orientation(command, o.eop, o.eop_format);
+    add_planets(command, o.jpl);
+    command.add_option("--config", o.config, "GNSS configuration file");
+    return obs;
+}
+
+void add_earth_orientation(Command command, std::string& file, std::string& format, const std::string& help) {
+    command.add_option("--eop", file, help);
+    command.add_option("--eop-format", format, "its format, told by the content: auto, c04, rapid or keyword")
         .capture_default_str();
-    command.add_option("--jpl", o.jpl, "JPL ephemeris, ASCII header and records in one file");
-    command.add_option("--log-level", o.log_level, "library messages from this level on").capture_default_str();
+}
+
+void add_planets(Command command, std::string& file) {
+    command.add_option("--jpl", file, "JPL ephemeris, ASCII header and records in one file");
+}
+
+void add_truth(Command command, std::string& file, const std::string& more) {
+    command.add_option("--truth", file,
+                       "file to compare with: CSV (GPST, x, y, z in metres, earth-fixed), SP3 or OEM" + more);
+}
+
+void add_log_level(Command command, std::string& level) {
+    command
+        .add_option("--log-level", level,
+                    "library messages from this level on: trace, debug, info, warning, error, critical, off")
+        .capture_default_str();
 }
 
 void add_span(Command command, SpanOptions& o, const std::string& thinned) {

@@ -8,6 +8,7 @@
 #include "shared/files.h"
 #include "shared/span.h"
 #include "stores/dynamics.h"
+#include "stores/loading.h"
 
 namespace host {
 
@@ -15,6 +16,16 @@ namespace host {
 void plan_dynamics(const DynamicsOptions& options, FilePlan& plan);
 /// Force models, gravity, earth orientation, planets, level of messages.
 void add_dynamics(Command command, DynamicsOptions& options);
+
+/// The files of an arc: --obs, ephemerides, attitude, earth orientation, planets, configuration. Returns --obs.
+Option add_arc_inputs(Command command, InputOptions& options);
+/// --eop and --eop-format.
+void add_earth_orientation(Command command, std::string& file, std::string& format,
+                           const std::string& help = "earth orientation file");
+void add_planets(Command command, std::string& file);
+/// --truth: positions of an arc; `more` goes behind the help.
+void add_truth(Command command, std::string& file, const std::string& more = "");
+void add_log_level(Command command, std::string& level);
 
 /// --from and --to; --interval where `thinned` says of what ("positions").
 void add_span(Command command, SpanOptions& options, const std::string& thinned = "");

@@ -134,16 +134,7 @@ void add_orbit(Command app, Action& action) {
     auto o = std::make_shared<OrbitOptions>();
     Command command =
         app.add_subcommand("orbit", "Observation files in, one reduced-dynamic orbit of the whole arc out");
-    command.add_option("--obs", o->inputs.obs, "RINEX observation file, version 2 or 3; may be repeated");
-    command.add_option("--nav", o->inputs.nav, "RINEX navigation file; may be repeated");
-    command.add_option("--sp3", o->inputs.sp3, "SP3 orbit file; may be repeated");
-    command.add_option("--clk", o->inputs.clk, "RINEX clock file; may be repeated");
-    command.add_option("--att", o->inputs.att,
-                       "attitude quaternion file, the library's columns or the mission product; may be repeated");
-    command.add_option("--eop", o->inputs.eop, "earth orientation file");
-    command.add_option("--eop-format", o->inputs.eop_format, "its format: c04, rapid or keyword").capture_default_str();
-    command.add_option("--jpl", o->inputs.jpl, "JPL ephemeris, ASCII header and records in one file");
-    command.add_option("--config", o->inputs.config, "GNSS configuration file");
+    add_arc_inputs(command, o->inputs);
     command.add_option("--interval", o->inputs.interval, "sampling of the epochs in seconds; 0 takes all")
         .non_negative()
         .capture_default_str();
@@ -184,8 +175,7 @@ void add_orbit(Command app, Action& action) {
                      "holds the a-priori sigmas of the accelerations; else they grow to what the observations ask for");
     command.add_flag("!--no-wind-up", o->wind_up, "the phases are free of wind-up, as some simulated ones");
     command.add_option("--output-interval", o->output_interval, "of the orbit, seconds").capture_default_str();
-    command.add_option("--truth", o->truth,
-                       "file to compare with: CSV (GPST, x, y, z in metres, earth-fixed), SP3 or OEM");
+    add_truth(command, o->truth);
     command.add_option("--crd", o->laser.crd,
                        "laser ranging file (CRD): residuals of its normal points to the orbit; may be repeated");
     command.add_option("--stations", o->laser.stations,
@@ -208,10 +198,7 @@ void add_orbit(Command app, Action& action) {
     command
         .add_option("--compare", o->compare, "two orbits (CSV, SP3 or OEM): prints how they agree where they overlap")
         .expected(2);
-    command
-        .add_option("--log-level", o->log_level,
-                    "library messages from this level on: trace, debug, info, warning, error, critical, off")
-        .capture_default_str();
+    add_log_level(command, o->log_level);
     command.callback([o, &action] { action = [o] { return orbit(*o); }; });
 }
 

@@ -247,8 +247,7 @@ void add_propagate(Command app, Action& action) {
     command.add_option("--frame", o->frame, "its frame, and that of a CSV: ecef or eci (GCRS)").capture_default_str();
     command.add_option("--duration", o->duration, "length of the arc in seconds").capture_default_str();
     add_dynamics(command, o->dynamics);
-    command.add_option("--truth", o->truth,
-                       "file to compare with: CSV (GPST, x, y, z in metres, earth-fixed), SP3 or OEM");
+    add_truth(command, o->truth);
     command.add_option("--out", o->out, "CSV of the trajectory, both frames");
     add_orbit_outputs(command, o->orbit, "the trajectory");
     command.add_option("--satellite", o->orbit.satellite,

@@ -270,20 +270,8 @@ void add_run(Command app, Action& action) {
     auto o = std::make_shared<RunOptions>();
     Command command =
         app.add_subcommand("run", "Observation files in, an orbit out, epoch by epoch (earth-fixed, GPST)");
-    command.add_option("--obs", o->inputs.obs, "RINEX observation file, version 2 or 3; may be repeated").required();
-    command.add_option("--nav", o->inputs.nav, "RINEX navigation file; may be repeated");
-    command.add_option("--sp3", o->inputs.sp3, "SP3 orbit file; may be repeated");
-    command.add_option("--clk", o->inputs.clk, "RINEX clock file; may be repeated");
+    add_arc_inputs(command, o->inputs).required();
     command.add_option("--atx", o->inputs.atx, "ANTEX antenna file; may be repeated");
-    command.add_option("--att", o->inputs.att,
-                       "attitude quaternion file, the library's columns or the mission product; may be repeated");
-    command.add_option("--eop", o->inputs.eop, "earth orientation file");
-    command
-        .add_option("--eop-format", o->inputs.eop_format,
-                    "its format, told by the content: auto, c04, rapid or keyword")
-        .capture_default_str();
-    command.add_option("--jpl", o->inputs.jpl, "JPL ephemeris, ASCII header and records in one file");
-    command.add_option("--config", o->inputs.config, "GNSS configuration file");
     command.add_option(
         "--codes", o->inputs.codes,
         "observables of a system, such as GPS:C1C,L1C,C2W,L2W; may be repeated; without it what most satellites have");
@@ -301,9 +289,7 @@ void add_run(Command app, Action& action) {
     command.add_option("--receiver", o->inputs.receiver, "receiver number of the observations").capture_default_str();
     add_span(command, o->span, "epochs");
     command.add_flag("--embedded", o->inputs.embedded, "the embedded deployment: built-in tables, BeiDou alone");
-    command.add_option(
-        "--truth", o->truth,
-        "file to compare with: CSV (GPST, x, y, z in metres, earth-fixed), SP3 or OEM; one row for a site at rest");
+    add_truth(command, o->truth, "; one row for a site at rest");
     command.add_option("--out", o->out, "CSV, one row per epoch");
     command.add_option("--satellites-out", o->satellites_out,
                        "CSV, one row per epoch and satellite: directions, residuals, slips");
@@ -312,10 +298,7 @@ void add_run(Command app, Action& action) {
     command.add_option("--satellite", o->orbit.satellite, "satellite of the SP3 file, such as L01");
     command.add_flag("--round", o->round, "these files at whole seconds, interpolated from the true receive times");
     command.add_option("--plot", o->plot, "SVG or PNG of the errors, or of the satellites without --truth");
-    command
-        .add_option("--log-level", o->log_level,
-                    "library messages from this level on: trace, debug, info, warning, error, critical, off")
-        .capture_default_str();
+    add_log_level(command, o->log_level);
     command.callback([o, &action] {
         o->inputs.from = o->span.from;
         o->inputs.to = o->span.to;

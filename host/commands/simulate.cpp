@@ -784,7 +784,7 @@ void add_simulate(Command app, Action& action) {
     command.add_option("--events-out", o->events_out, "CSV of ambiguities, slips and clock jumps to be written");
     add_orbit_outputs(command, o->ephemeris, "the true orbit at the tags", false);
     add_summary(command, o->summary);
-    command.add_option("--log-level", o->log_level, "library messages from this level on").capture_default_str();
+    add_log_level(command, o->log_level);
     command.callback([o, &action] { action = [o] { return simulate(*o); }; });
 }
 

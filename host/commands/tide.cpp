@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "commands/command.h"
+#include "commands/options.h"
 #include "commands/summaries.h"
 #include "common_function.h"
 #include "iers_function.h"
@@ -293,13 +294,11 @@ void add_tide(Command app, Action& action) {
     command.add_option("--interval", o->interval, "its spacing in seconds").capture_default_str();
     command.add_option("--blq", o->blq, "ocean loading file (BLQ); without it the solid tide alone");
     command.add_option("--site", o->site, "name of the site in it; not needed where the file has one site");
-    command.add_option("--eop", o->eop, "earth orientation file");
-    command.add_option("--eop-format", o->eop_format, "its format, told by the content: auto, c04, rapid or keyword")
-        .capture_default_str();
-    command.add_option("--jpl", o->jpl, "JPL ephemeris, ASCII header and records in one file");
+    add_earth_orientation(command, o->eop, o->eop_format);
+    add_planets(command, o->jpl);
     command.add_option("--out", o->out, "CSV of the displacements");
     add_summary(command, o->summary);
-    command.add_option("--log-level", o->log_level, "library messages from this level on").capture_default_str();
+    add_log_level(command, o->log_level);
     command.callback([o, &action] { action = [o] { return tide(*o); }; });
 }
 
