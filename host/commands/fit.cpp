@@ -1,5 +1,6 @@
 #include "commands/fit.h"
 
+#include <algorithm>
 #include <array>
 #include <cmath>
 #include <cstdio>
@@ -91,8 +92,20 @@ std::array<double, 9> inertial_covariance(const TimedPosition& row, bool inertia
     return result;
 }
 
+/// A-priori deviation of the radial offset that is estimated with the orbit [m]; 0 where none is: positions of a receiver are those of its
+/// antenna, whose height only a good motion over some revolutions tells from the orbit's.
+double offset_sigma(const PositionFile& file, double span, const ORBIT_DYN_CONFIG& config) {
+    constexpr int kGoodDegree = 60;
+    constexpr double kLongEnough = 10000.0, kSigma = 0.5;
+    bool radial = false;
+    for (int i = 0; i < std::min(config.emp_param_num_base, 20); ++i)
+        radial = radial || std::string(config.emp_params_base[i].name_param) == "R0";
+    const bool of_receiver = !file.rows.front().status.empty();
+    return of_receiver && !radial && config.norder_gravity >= kGoodDegree && span > kLongEnough ? kSigma : 0.0;
+}
+
 /// Positions with what the file says about their worth.
-FitPositions make_positions(const PositionFile& file) {
+FitPositions make_positions(const PositionFile& file, const ORBIT_DYN_CONFIG& config) {
     FitPositions positions;
     for (const TimedPosition& row : file.rows) {
         positions.utc.push_back(row.time);
@@ -100,6 +113,7 @@ FitPositions make_positions(const PositionFile& file) {
         positions.aside.push_back(row.status == "OK" ? "" : row.status);
     }
     positions.eci = inertial_positions(file.rows, file.inertial);
+    positions.offset_sigma = offset_sigma(file, positions.span(), config);
     return positions;
 }
 
@@ -140,7 +154,7 @@ int fit(const FitOptions& o) {
     const PositionFile file = load_positions(o);
     Dynamics dynamics;
     prepare(o, file, dynamics);
-    const FitPositions positions = make_positions(file);
+    const FitPositions positions = make_positions(file, *dynamics.config);
     print_fit_input(o, file, positions, dynamics);
 
     FitResult result;

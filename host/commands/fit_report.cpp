@@ -134,6 +134,9 @@ void print_fit_result(const FitResult& result, const std::string& doubt) {
     if (!doubt.empty()) std::printf("reason: %s\n", doubt.c_str());
     if (result.orbit.empty()) return;
     print_use(result.residuals);
+    if (result.offset_deviation > 0.0)
+        std::printf("antenna: the positions stand %+.3f +- %.3f m further out than the orbit\n", result.offset,
+                    result.offset_deviation);
     std::printf("residuals: rms along %.4f, radial %.4f, cross %.4f m\n", result.rms[0], result.rms[1], result.rms[2]);
 }
 
@@ -186,6 +189,10 @@ void summarise_fit(const PositionFile& file, const Dynamics& dynamics, const Fit
     }
     summary.set("converged", doubt.empty());
     if (!doubt.empty()) summary.set("reason", doubt);
+    if (result.offset_deviation > 0.0) {
+        summary.set("antenna/further_out_m", result.offset);
+        summary.set("antenna/sigma_m", result.offset_deviation);
+    }
     summary.set("residuals/rms_along_m", result.rms[0]);
     summary.set("residuals/rms_radial_m", result.rms[1]);
     summary.set("residuals/rms_cross_m", result.rms[2]);

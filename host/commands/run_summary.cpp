@@ -1,6 +1,7 @@
 #include "commands/run_summary.h"
 
 #include <algorithm>
+#include <cmath>
 #include <cstdio>
 
 #include "shared/times.h"
@@ -11,8 +12,8 @@ namespace host {
 
 namespace {
 
-constexpr double kLongClockInterval = 300.0;  ///< straight lines between clocks leave more than a phase has [s]
-constexpr double kLongClockSigma = 0.01;      ///< [m]
+constexpr double kLongClockInterval = 120.0;  ///< straight lines between clocks leave more than a phase has [s]
+constexpr double kClockSigma = 0.05;          ///< of a phase, with clocks a quarter of an hour apart [m]
 
 std::string systems_text(const std::vector<double>& shares) {
     std::string text;
@@ -43,12 +44,13 @@ void print_inputs(const RunOptions& options, const Environment& environment, con
                     environment.stream->satellites_dropped(), static_cast<int>(MAXSAT_EPOCH));
     }
     std::printf("sigmas: codes %g m, phases %g m\n", options.inputs.sigma_code, options.inputs.sigma_phase);
-    if (environment.clock_interval >= kLongClockInterval && options.inputs.sigma_phase < kLongClockSigma) {
+    // A clock wanders like a walk between two of the products.
+    const double clock_sigma = kClockSigma * std::sqrt(environment.clock_interval / 900.0);
+    if (environment.clock_interval >= kLongClockInterval && options.inputs.sigma_phase < 0.5 * clock_sigma) {
         std::printf(
-            "note: clocks every %.0f s leave centimetres in the phases. For an orbit to be fitted --sigma-phase 0.02 "
-            "to "
-            "0.05 serves better.\n",
-            environment.clock_interval);
+            "note: clocks every %.0f s leave centimetres in the phases. For an orbit to be fitted --sigma-phase %.2f "
+            "serves better.\n",
+            environment.clock_interval, clock_sigma);
     }
     std::printf("ephemerides: %s\n", g_eph_selection == EPHOPT_PREC ? "precise products" : "broadcast");
     std::printf("earth orientation: %s\n", environment.eop_source.c_str());

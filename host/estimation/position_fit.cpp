@@ -94,6 +94,18 @@ double spread_of(const std::vector<Vector3>& positions) {
     return std::sqrt(sum / n);
 }
 
+/// The longest stretch in which every position is an outlier [s].
+double longest_stretch_of_outliers(const std::vector<FitResidual>& residuals) {
+    double longest = 0.0, begin = -1.0;
+    for (const FitResidual& r : residuals) {
+        if (r.weight > 0.0) begin = -1.0;
+        if (r.reason != "outlier") continue;
+        if (begin < 0.0) begin = r.seconds;
+        longest = std::max(longest, r.seconds - begin);
+    }
+    return longest;
+}
+
 bool is_finite(const FitResult& result) {
     bool finite = true;
     for (const FitResidual& r : result.residuals) finite = finite && std::isfinite(r.length());
@@ -153,6 +165,7 @@ std::string doubt_about(const FitResult& result, const FitPositions& positions) 
     constexpr double kCorrection = 0.001;  // limit of the library's fit
     constexpr double kOfSpread = 1e-4;     // residuals of an orbit: 700 m where positions spread by 7000 km
     constexpr double kAcceleration = 1e6;  // no force without a model is as strong [nm/s^2]
+    constexpr double kStretch = 5400.0;    // in longer ones the orbit rests on the forces alone [s]
     if (!result.failure.empty()) return result.failure;
     if (!is_finite(result)) return "the numbers left the finite range; outliers, units, frame or forces?";
     if (result.iterations.empty() || !(result.iterations.back().test < kCorrection))
@@ -163,6 +176,14 @@ std::string doubt_about(const FitResult& result, const FitPositions& positions) 
     const long left_out = std::count_if(result.residuals.begin(), result.residuals.end(),
                                         [](const FitResidual& r) { return r.reason == "outlier"; });
     if (left_out > used) return "more positions are outliers than belong to the orbit; positions or forces?";
+    const double stretch = longest_stretch_of_outliers(result.residuals);
+    if (stretch > kStretch) {
+        std::snprintf(text, sizeof text,
+                      "all positions of %.1f h are outliers, where the orbit rests on the forces alone; positions or "
+                      "forces?",
+                      stretch / 3600.0);
+        return text;
+    }
     const double typical = typical_residual(result.residuals);
     const auto strongest = std::max_element(
         result.parameters.begin(), result.parameters.end(),

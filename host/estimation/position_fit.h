@@ -18,6 +18,8 @@ struct FitPositions {
     std::vector<Vector3> eci;                       ///< [m]
     std::vector<std::array<double, 9>> covariance;  ///< row-major [m^2]; empty: none is known
     std::vector<std::string> aside;                 ///< why a position is left out; empty, or all empty: none is
+    double offset_sigma =
+        0;  ///< a-priori deviation of their radial offset from the orbit, the antenna's height [m]; 0: there is none
     double seconds(std::size_t i) const { return gtimeSubSec(utc[i], utc.front()); }
     double span() const { return seconds(utc.size() - 1); }
 };
@@ -52,6 +54,8 @@ struct FitResult {
     std::vector<FitParameter> parameters;
     std::vector<TrajectoryPoint> orbit;  ///< at the output epochs of the configuration
     double rms[3]{};                     ///< along, radial, cross [m]
+    double offset = 0,
+           offset_deviation = 0;  ///< radial, of the positions from the orbit [m]; 0 where it isn't estimated
 };
 
 constexpr int kFitIterations = 8;  ///< at most

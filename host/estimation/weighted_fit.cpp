@@ -26,8 +26,9 @@ constexpr double kShared = 900.0;  ///< positions closer than this share their e
 constexpr double kHuber = 2.0;     ///< of the scale: larger residuals weigh less
 constexpr double kOutlier = 6.0;   ///< of the scale: larger ones are left out
 constexpr double kMiddle = 0.888;  ///< median of the length of three normal numbers over the root of three
-constexpr double kLoose =
-    1e5;  ///< a-priori deviation of the accelerations, so that a piece without positions stays at zero [nm/s^2]
+constexpr double kLoose = 1e5;     ///< a-priori deviation of the accelerations [nm/s^2]
+constexpr double kStep =
+    100.0;  ///< of an acceleration from one piece to the next, so that one that positions say little of stays near [nm/s^2]
 constexpr double kConverged = 0.001;  ///< root mean square of the corrections
 constexpr int kFrozen = 5;            ///< from this iteration on an outlier stays one
 
@@ -37,6 +38,7 @@ struct Observation {
     Matrix3d information = Matrix3d::Zero();  ///< without Huber's weight
     Vector3d residual = Vector3d::Zero();     ///< observed less computed [m]
     Motion::Partials partials;
+    Vector3d radial = Vector3d::Zero();
     double weight = 1;     ///< of Huber's function; 0: left out
     double deviation = 0;  ///< length of the whitened residual
     bool outlier = false;
@@ -44,6 +46,8 @@ struct Observation {
 
 /// The fit in work.
 class WeightedFit {
+    enum class Editing { kNone, kFree, kFrozen };
+
   public:
     WeightedFit(const FitPositions& positions, Dynamics& dynamics)
         : positions_(positions),
@@ -52,7 +56,7 @@ class WeightedFit {
 
     FitResult run() {
         prepare_observations();
-        VectorXd x = VectorXd::Zero(static_cast<Eigen::Index>(motion_.size()));
+        VectorXd x = VectorXd::Zero(parameters());
         if (!first_state(positions_, x.data(), x.data() + 3)) {
             std::copy(positions_.eci[0].begin(), positions_.eci[0].end(), x.data());
             first_velocity(positions_, x.data() + 3);
@@ -105,15 +109,22 @@ class WeightedFit {
         }
     }
 
+    /// Those of the motion, and the radial offset of the positions behind them.
+    Eigen::Index parameters() const { return static_cast<Eigen::Index>(motion_.size()) + 1; }
+
+    bool estimates_offset() const { return positions_.offset_sigma > 0.0; }
+
     bool is_used(std::size_t i) const { return positions_.aside.empty() || positions_.aside[i].empty(); }
 
     /// Integrates, solves and moves until the corrections are small.
     void iterate(VectorXd& x, double until, int most, std::vector<FitIteration>* history) {
         Progress progress("fitting");
         for (int k = 0; k < most; ++k) {
-            motion_.integrate(x, until);
+            motion_.integrate(x.head(x.size() - 1), until);
+            offset_ = x.tail<1>()(0);
             compute(until);
-            const VectorXd dx = solve(until, k >= kFrozen);
+            // Beyond the reach of the orbit at hand every position looks like an outlier: none before the second iteration.
+            const VectorXd dx = solve(until, k == 0 ? Editing::kNone : k < kFrozen ? Editing::kFree : Editing::kFrozen);
             x += dx;
             const double test = std::sqrt(dx.squaredNorm() / static_cast<double>(dx.size()));
             if (history != nullptr) {
@@ -133,17 +144,18 @@ class WeightedFit {
             Vector3d position, velocity;
             motion_.state_at(o.t, position, velocity);
             const Vector3& observed = positions_.eci[static_cast<std::size_t>(&o - observations_.data())];
-            o.residual = Vector3d(observed[0], observed[1], observed[2]) - position;
+            o.radial = position.normalized();
+            o.residual = Vector3d(observed[0], observed[1], observed[2]) - position - offset_ * o.radial;
             o.segment = motion_.segment_of(o.t);
             o.partials = motion_.local_partials(o.t);
         }
     }
 
     /// Correction by weights that follow from the residuals it leaves.
-    VectorXd solve(double until, bool frozen) {
-        VectorXd dx = VectorXd::Zero(static_cast<Eigen::Index>(motion_.size()));
+    VectorXd solve(double until, Editing editing) {
+        VectorXd dx = VectorXd::Zero(parameters());
         for (int inner = 0; inner < 8; ++inner) {
-            weigh(until, dx, frozen);
+            weigh(until, dx, editing);
             dx = solve_once(until);
         }
         return dx;
@@ -151,10 +163,10 @@ class WeightedFit {
 
     Vector3d left(const Observation& o, const VectorXd& dx) const {
         const auto& chain = motion_.chain(o.segment);
-        return o.residual - o.partials * (chain * dx.head(chain.cols()));
+        return o.residual - o.partials * (chain * dx.head(chain.cols())) - dx.tail<1>()(0) * o.radial;
     }
 
-    void weigh(double until, const VectorXd& dx, bool frozen) {
+    void weigh(double until, const VectorXd& dx, Editing editing) {
         std::vector<double> deviations;
         for (std::size_t i = 0; i < observations_.size() && observations_[i].t <= until; ++i) {
             Observation& o = observations_[i];
@@ -165,29 +177,26 @@ class WeightedFit {
         if (deviations.empty()) throw EstimationFailure("no position is left to fit");
         const auto middle = deviations.begin() + static_cast<std::ptrdiff_t>(deviations.size() / 2);
         std::nth_element(deviations.begin(), middle, deviations.end());
-        const double scale = *middle / kMiddle;
+        scale_ = *middle / kMiddle;
         for (std::size_t i = 0; i < observations_.size() && observations_[i].t <= until; ++i) {
             Observation& o = observations_[i];
-            if (!frozen) o.outlier = o.deviation > kOutlier * scale;
-            o.weight = !is_used(i) || o.outlier        ? 0.0
-                       : o.deviation <= kHuber * scale ? 1.0
-                                                       : kHuber * scale / o.deviation;
+            if (editing != Editing::kFrozen) o.outlier = editing == Editing::kFree && o.deviation > kOutlier * scale_;
+            o.weight = !is_used(i) || o.outlier         ? 0.0
+                       : o.deviation <= kHuber * scale_ ? 1.0
+                                                        : kHuber * scale_ / o.deviation;
         }
     }
 
     VectorXd solve_once(double until) {
-        const Eigen::Index n = static_cast<Eigen::Index>(motion_.size());
+        const Eigen::Index n = parameters(), offset = n - 1;
         MatrixXd N = MatrixXd::Zero(n, n);
         VectorXd b = VectorXd::Zero(n);
-        for (Eigen::Index i = 6; i < n; ++i) {
-            N(i, i) = 1.0 / (kLoose * kLoose);
-            b(i) = -motion_.parameters()(i) / (kLoose * kLoose);
-        }
+        constrain(N, b);
         for (std::size_t i = 0; i < observations_.size() && observations_[i].t <= until;) {
             const std::size_t segment = observations_[i].segment;
             const int local = motion_.local_size();
             MatrixXd N_local = MatrixXd::Zero(local, local);
-            VectorXd b_local = VectorXd::Zero(local);
+            VectorXd b_local = VectorXd::Zero(local), offset_local = VectorXd::Zero(local);
             for (; i < observations_.size() && observations_[i].t <= until && observations_[i].segment == segment;
                  ++i) {
                 const Observation& o = observations_[i];
@@ -196,11 +205,21 @@ class WeightedFit {
                     o.weight * o.partials.transpose() * o.information;
                 N_local.noalias() += weighted * o.partials;
                 b_local.noalias() += weighted * o.residual;
+                offset_local.noalias() += weighted * o.radial;
+                N(offset, offset) += o.weight * o.radial.dot(o.information * o.radial);
+                b(offset) += o.weight * o.radial.dot(o.information * o.residual);
             }
             const auto& chain = motion_.chain(segment);
             const Eigen::Index begun = chain.cols();
             N.topLeftCorner(begun, begun).noalias() += chain.transpose() * (N_local * chain);
             b.head(begun).noalias() += chain.transpose() * b_local;
+            if (estimates_offset()) N.col(offset).head(begun) += chain.transpose() * offset_local;
+        }
+        if (estimates_offset()) {
+            N.row(offset).head(offset) = N.col(offset).head(offset).transpose();
+        } else {
+            N(offset, offset) = 1.0;
+            b(offset) = 0.0;
         }
         // Metres, metres a second and nm/s^2 side by side: to a unit diagonal.
         const VectorXd scale = N.diagonal().cwiseMax(1e-300).cwiseSqrt().cwiseInverse();
@@ -208,8 +227,35 @@ class WeightedFit {
         const Eigen::LDLT<MatrixXd> factors(scaled);
         if (factors.info() != Eigen::Success) throw EstimationFailure("the equations have no solution");
         const VectorXd dx = scale.cwiseProduct(factors.solve(scale.cwiseProduct(b)));
+        offset_deviation_ = scale_ * scale(offset) * std::sqrt(factors.solve(VectorXd::Unit(n, offset))(offset));
         if (!dx.allFinite()) throw EstimationFailure("the equations have no solution");
         return dx;
+    }
+
+    /// A-priori information, in the units of the positions' residuals: an acceleration stays near the one of the piece before, the offset
+    /// near zero.
+    void constrain(MatrixXd& N, VectorXd& b) const {
+        const double unit = std::max(scale_ * scale_, 1e-12);
+        std::vector<Eigen::Index> former(motion_.terms().size(), -1);
+        for (std::size_t k = 0; k < motion_.empirical().size(); ++k) {
+            const Eigen::Index i = static_cast<Eigen::Index>(6 + k);
+            Eigen::Index& before = former[motion_.empirical()[k].term];
+            const double weight = unit / std::pow(before < 0 ? kLoose : kStep, 2);
+            const double step = motion_.parameters()(i) - (before < 0 ? 0.0 : motion_.parameters()(before));
+            N(i, i) += weight;
+            b(i) -= weight * step;
+            if (before >= 0) {
+                N(before, before) += weight;
+                N(i, before) -= weight;
+                N(before, i) -= weight;
+                b(before) += weight * step;
+            }
+            before = i;
+        }
+        if (!estimates_offset()) return;
+        const double weight = unit / (positions_.offset_sigma * positions_.offset_sigma);
+        N(parameters() - 1, parameters() - 1) += weight;
+        b(parameters() - 1) -= weight * offset_;
     }
 
     /// Along, radial, cross of what was used.
@@ -248,10 +294,15 @@ class WeightedFit {
 
     /// Residuals, parameters and orbit; the parameters go into the library's records, from which others integrate.
     void finish(const VectorXd& x, FitResult& result) {
-        motion_.integrate(x, motion_.last());
+        motion_.integrate(x.head(x.size() - 1), motion_.last());
+        offset_ = x.tail<1>()(0);
         compute(motion_.last());
         for (const Observation& o : observations_) result.residuals.push_back(residual_of(o));
         rms(motion_.last(), result.rms);
+        if (estimates_offset()) {
+            result.offset = offset_;
+            result.offset_deviation = offset_deviation_;
+        }
         const double start = gtime2mjd(positions_.utc.front());
         PARAM_FM_EMP& emp = dynamics_.config->force_model_emp_parameters;
         emp.num = 0;
@@ -275,6 +326,8 @@ class WeightedFit {
     Dynamics& dynamics_;
     Motion motion_;
     std::vector<Observation> observations_;
+    double scale_ = 1.0;                            ///< usual size of a whitened residual
+    double offset_ = 0.0, offset_deviation_ = 0.0;  ///< of the positions from the orbit, radial [m]
 };
 
 }  // namespace
