@@ -11,6 +11,7 @@
 #include "common_function.h"
 #include "mathlib.h"
 #include "private/constants.h"
+#include "private/instants.h"
 #include "private/lines.h"
 #include "private/numbers.h"
 #include "private/report.h"
@@ -400,11 +401,17 @@ struct Nearest {
 /// Searches a row (which may be null) among the records that are usable. closer(dt, least) compares with the least distance so far.
 template <class Record, class Usable, class Closer>
 Nearest nearest_record(Record* row, const TimeGNSS& now, Usable usable, Closer closer) {
+    constexpr int kAtOnce = 4;  // most rows are empty in their larger part
+    static_assert(MAXEPH_BRDC % kAtOnce == 0);
     Nearest nearest;
-    for (int i = 0; row != nullptr && i < MAXEPH_BRDC; ++i) {
-        if (!row[i].ok || !usable(row[i])) continue;
-        const double dt = std::fabs(seconds_from_toe(now, row[i].TOE, row[i].Week));
-        if (closer(dt, nearest.dt)) nearest = {i, dt};
+    for (int first = 0; row != nullptr && first < MAXEPH_BRDC; first += kAtOnce) {
+        const Record* const some = row + first;
+        if (!(some[0].ok | some[1].ok | some[2].ok | some[3].ok)) continue;
+        for (int i = first; i < first + kAtOnce; ++i) {
+            if (!row[i].ok || !usable(row[i])) continue;
+            const double dt = std::fabs(seconds_from_toe(now, row[i].TOE, row[i].Week));
+            if (closer(dt, nearest.dt)) nearest = {i, dt};
+        }
     }
     return nearest;
 }
@@ -416,22 +423,30 @@ bool plausible(const EPHREC_GPS& record) {
     return !(record.TOE < 0.0 || record.TOE > 604784.0);
 }
 
-/// Eccentric anomaly and its rate.
+/// Sine and cosine of the eccentric anomaly, and its rate.
 struct Eccentric {
-    double E = 0.0;
+    double sine = 0.0, cosine = 1.0;
     double rate = 0.0;
 };
 
+Eccentric eccentric_at(double E) {
+    Eccentric eccentric;
+    sine_cosine(E, eccentric.sine, eccentric.cosine);
+    return eccentric;
+}
+
 /// Newton iteration of the GPS evaluation. Settled: the result is the input of the last pass, and 0 without a pass.
-double solve_kepler_gps(double Mk, double e) {
+Eccentric solve_kepler_gps(double Mk, double e) {
     constexpr double threshold_KEPLER = 1e-13;
     double E = Mk;
     double Ek = 0.0;
+    double s = 0.0, c = 1.0;
     for (int pass = 0; std::fabs(E - Ek) > threshold_KEPLER && pass < MAX_NUM_ITER_KEPLER; ++pass) {
         Ek = E;
-        E = E - (E - e * std::sin(E) - Mk) / (1.0 - e * std::cos(E));
+        sine_cosine(E, s, c);
+        E = E - (E - e * s - Mk) / (1.0 - e * c);
     }
-    return Ek;
+    return {s, c, 0.0};
 }
 
 /// Newton iteration of BDS and Galileo: at most max_count + 1 passes; the result is the final value.
@@ -446,25 +461,23 @@ double solve_kepler(double Mk, double e, double threshold_KEPLER, int max_count)
 
 /// Position in the orbit at one eccentric anomaly.
 struct Anomaly {
-    double sinE, cosE;
-    double w;  ///< 1 - e cos E
     Eccentric eccentric;
+    double w;           ///< 1 - e cos E
     double vk, vk_dot;  ///< true anomaly
 };
 
-Anomaly anomaly_at(double Ek, double e, double n, bool divide_by_w = false) {
+Anomaly anomaly_at(Eccentric eccentric, double e, double n, bool divide_by_w = false) {
     Anomaly a = {};
-    a.sinE = std::sin(Ek);
-    a.cosE = std::cos(Ek);
-    a.w = 1.0 - e * a.cosE;
-    a.eccentric.E = Ek;
-    a.eccentric.rate = n / a.w;
+    const double sinE = eccentric.sine, cosE = eccentric.cosine;
+    a.w = 1.0 - e * cosE;
+    eccentric.rate = n / a.w;
+    a.eccentric = eccentric;
     const double root = std::sqrt(1.0 - e * e);
-    a.vk = divide_by_w ? std::atan2(root * a.sinE / a.w, (a.cosE - e) / a.w) : std::atan2(root * a.sinE, a.cosE - e);
-    const double sin_vk = std::sin(a.vk);
+    a.vk = divide_by_w ? std::atan2(root * sinE / a.w, (cosE - e) / a.w) : std::atan2(root * sinE, cosE - e);
+    double sin_vk, cos_vk;
+    sine_cosine(a.vk, sin_vk, cos_vk);
     // the quotient's limit at the perigee
-    a.vk_dot =
-        sin_vk == 0.0 ? n / a.w * root / a.w : (1.0 + e * std::cos(a.vk)) * a.sinE * a.eccentric.rate / (sin_vk * a.w);
+    a.vk_dot = sin_vk == 0.0 ? n / a.w * root / a.w : (1.0 + e * cos_vk) * sinE * eccentric.rate / (sin_vk * a.w);
     return a;
 }
 
@@ -489,7 +502,7 @@ OrbitalPlane orbital_plane(const Record& eph, const Anomaly& a, double A, double
     const double s = std::sin(2.0 * uk);
     const double q = std::cos(2.0 * uk);
     const double uk_dot = a.vk_dot + 2.0 * (eph.Cus * q - eph.Cuc * s) * a.vk_dot;
-    const double rk_dot = A * eph.e * a.sinE * n / a.w + 2.0 * (eph.Crs * q - eph.Crc * s) * a.vk_dot;
+    const double rk_dot = A * eph.e * a.eccentric.sine * n / a.w + 2.0 * (eph.Crs * q - eph.Crc * s) * a.vk_dot;
     plane.ik_dot = eph.i_dot + 2.0 * (eph.Cis * q - eph.Cic * s) * a.vk_dot;
 
     const double cos_uk = std::cos(uk);
@@ -554,14 +567,14 @@ Eccentric orbit_bds(const EPHREC_BDS& eph, double tk, double* satposvel) {
     const double n0 = std::sqrt(kGmBds / A) / A;
     const double n = eph.Delta_n + n0;
     const double Mk = n * tk + eph.M0;
-    const Anomaly a = anomaly_at(solve_kepler(Mk, eph.e, 1e-13, MAX_NUM_ITER_KEPLER), eph.e, n);
+    const Anomaly a = anomaly_at(eccentric_at(solve_kepler(Mk, eph.e, 1e-13, MAX_NUM_ITER_KEPLER)), eph.e, n);
     const OrbitalPlane plane = orbital_plane(eph, a, A, n, tk);
     if (eph.prn <= 5) {  // settled: geostationary satellites with higher numbers are treated like the others
         earth_fixed_geo(eph, plane, tk, satposvel);
     } else {
         earth_fixed(eph, plane, tk, kOmegaEarthBds, satposvel);
     }
-    return {a.eccentric.E, 0.0};  // settled: the clock drift of BDS has no relativistic part
+    return {a.eccentric.sine, a.eccentric.cosine, 0.0};  // settled: the clock drift of BDS has no relativistic part
 }
 
 Eccentric orbit_bds_v3(const EPHREC_BDS& eph, double tk, double* satposvel) {
@@ -572,9 +585,9 @@ Eccentric orbit_bds_v3(const EPHREC_BDS& eph, double tk, double* satposvel) {
     const double delta_nA = eph.Delta_n + 0.5 * eph.Delta_n_dot * tk;
     const double nA = n0 + delta_nA;
     const double Mk = nA * tk + eph.M0;
-    const Anomaly a = anomaly_at(solve_kepler(Mk, eph.e, 1e-13, MAX_NUM_ITER_KEPLER), eph.e, nA, true);
+    const Anomaly a = anomaly_at(eccentric_at(solve_kepler(Mk, eph.e, 1e-13, MAX_NUM_ITER_KEPLER)), eph.e, nA, true);
     earth_fixed(eph, orbital_plane(eph, a, Ak, nA, tk), tk, kOmegaEarthBds, satposvel);
-    return {a.eccentric.E, 0.0};  // settled: as in the classic element set
+    return {a.eccentric.sine, a.eccentric.cosine, 0.0};  // settled: as in the classic element set
 }
 
 Eccentric orbit_gal(const EPHREC_GAL& eph, double tk, double* satposvel) {
@@ -583,7 +596,7 @@ Eccentric orbit_gal(const EPHREC_GAL& eph, double tk, double* satposvel) {
     const double n0 = std::sqrt(kGmGps / A) / A;
     const double n = eph.Delta_n + n0;
     const double Mk = n * tk + eph.M0;
-    const Anomaly a = anomaly_at(solve_kepler(Mk, eph.e, 1e-12, kNoLimit), eph.e, n);
+    const Anomaly a = anomaly_at(eccentric_at(solve_kepler(Mk, eph.e, 1e-12, kNoLimit)), eph.e, n);
     earth_fixed(eph, orbital_plane(eph, a, A, n, tk), tk, kOmegaEarthGps, satposvel);
     return a.eccentric;
 }
@@ -597,19 +610,19 @@ double wrapped_tk(double tk, bool closed) {
 
 /// Orbit and clock of one record at a time in its system; either output may be null.
 template <class Record>
-void evaluate(const Record& eph, GTime time, TIMESYS ts, bool closed_week, double F,
+void evaluate(const Record& eph, const GTime& time, TIMESYS ts, bool closed_week, double F,
               Eccentric (*orbit)(const Record&, double, double*), double* satposvel, double* satclk) {
     Eccentric eccentric;
     if (satposvel != nullptr) {
-        const double tk = wrapped_tk(GTime2SOW(time).sow - eph.TOE, closed_week);
+        const double tk = wrapped_tk(week_time(time).sow - eph.TOE, closed_week);
         eccentric = orbit(eph, tk, satposvel);
     }
     if (satclk == nullptr) return;
-    const double tc = wrapped_tk(gtimeSubSec(time, YMD2GTime(eph.TOC, ts)), false);
+    const double tc = wrapped_tk(subtracted(time, YMD2GTime(eph.TOC, ts)), false);
     const double offset = eph.sv_clock_bias + eph.sv_clock_drift * tc + eph.sv_clock_drift_rate * (tc * tc);
     const double drift = eph.sv_clock_drift + 2.0 * eph.sv_clock_drift_rate * tc;
-    const double offset_rel = F * eph.e * eph.sqrt_A * std::sin(eccentric.E);
-    const double drift_rel = F * eph.e * eph.sqrt_A * std::cos(eccentric.E) * eccentric.rate;
+    const double offset_rel = F * eph.e * eph.sqrt_A * eccentric.sine;
+    const double drift_rel = F * eph.e * eph.sqrt_A * eccentric.cosine * eccentric.rate;
     satclk[0] = offset + offset_rel;
     satclk[1] = drift + drift_rel;
 }
@@ -623,7 +636,7 @@ double evaluate_bds(int prn, GTime transmission_time, double* satposvel, double*
         report(ULOG_ERROR_LEVEL, "eph_brdc_now_bds is NULL, prn=%d", prn);
         return 0.0;
     }
-    const GTime time = gtimeChangeTimeSystem(transmission_time, tsBDST);
+    const GTime time = in_system(transmission_time, tsBDST);
     evaluate(*eph, time, tsBDST, false, relativity_factor(kGmBds), orbit, satposvel, satclk);
     return eph->TGD_B1_B3;
 }
@@ -693,7 +706,7 @@ bool compute_satposvel(GTime transmission_time, int satindex, double* satposvel,
 }
 
 bool choose_eph_gps_brdc(GTime transmission_time, int satindex) {
-    const GTime time = gtimeChangeTimeSystem(transmission_time, tsGPST);
+    const GTime time = in_system(transmission_time, tsGPST);
     sysGNSS sys = UKNSYS;
     int prn = -1;
     if (!satindex2sysprn(satindex, &sys, &prn)) return false;
@@ -708,7 +721,7 @@ bool choose_eph_gps_brdc(GTime transmission_time, int satindex) {
     // settled: a record exactly at its TOE is not taken
     const auto closer = [](double dt, double least) { return 0.0 < dt && dt < least; };
     EPHREC_GPS* row = store_row(g_brdc_storage->eph_brdc_gps_all, prn);
-    const Nearest nearest = nearest_record(row, GTime2SOW(time), usable, closer);
+    const Nearest nearest = nearest_record(row, week_time(time), usable, closer);
     const bool found = nearest.dt < 7201.0;
     if (!found) {
         report(ULOG_WARNING_LEVEL, "gps brdc not found, satindex=%d dt_min=%lf index_eph=%d i=%d", satindex, nearest.dt,
@@ -719,7 +732,7 @@ bool choose_eph_gps_brdc(GTime transmission_time, int satindex) {
 }
 
 bool choose_eph_bds_brdc(GTime transmission_time, int satindex) {
-    const GTime time = gtimeChangeTimeSystem(transmission_time, tsBDST);
+    const GTime time = in_system(transmission_time, tsBDST);
     sysGNSS sys = UKNSYS;
     int prn = -1;
     if (!satindex2sysprn(satindex, &sys, &prn)) {
@@ -735,7 +748,7 @@ bool choose_eph_bds_brdc(GTime transmission_time, int satindex) {
     };
     const auto closer = [](double dt, double least) { return dt <= least; };  // of equal ones the later slot wins
     EPHREC_BDS* row = store_row(g_brdc_storage->eph_brdc_bds_all, prn);
-    const Nearest nearest = nearest_record(row, GTime2SOW(time), usable, closer);
+    const Nearest nearest = nearest_record(row, week_time(time), usable, closer);
     const bool found = nearest.dt < 3601.0;
     if (!found) {
         report(ULOG_ERROR_LEVEL, "BDS brdc ephemeris not found! prn=%d, dt_min=%lf,index_eph=%d", prn, nearest.dt,
@@ -746,7 +759,7 @@ bool choose_eph_bds_brdc(GTime transmission_time, int satindex) {
 }
 
 double compute_satposvelclk_gps_brdc(int prn, GTime transmission_time, double* satposvel, double* satclk) {
-    const GTime time = gtimeChangeTimeSystem(transmission_time, tsGPST);
+    const GTime time = in_system(transmission_time, tsGPST);
     const EPHREC_GPS* eph = entry_in_use(g_eph_brdc_now.eph_brdc_gps_now, prn);
     if (eph == nullptr) {
         report(ULOG_ERROR_LEVEL, "compute_satposvelclk_gps_brdc(): eph pointer = NULL!");
@@ -766,7 +779,7 @@ double compute_satposvelclk_bds_brdc_v3(int prn, GTime transmission_time, double
 }
 
 double compute_satposvelclk_gal_brdc(int prn, GTime transmission_time, double* satposvel, double* satclk) {
-    const GTime time = gtimeChangeTimeSystem(transmission_time, tsGALT);
+    const GTime time = in_system(transmission_time, tsGALT);
     const EPHREC_GAL* eph = entry_in_use(g_eph_brdc_now.eph_brdc_gal_now, prn);
     if (eph == nullptr) {
         report(ULOG_ERROR_LEVEL, "eph_brdc_now_gal is NULL, prn=%d", prn);
@@ -790,9 +803,6 @@ bool precise_store_present(const EPHPREC_STORE* store) {
     report(ULOG_ERROR_LEVEL, "g_prec_storage is not pointing to any memory!");
     return false;
 }
-
-/// Equality that takes times of different systems as different instead of ending the process.
-bool same_time(const GTime& a, const GTime& b) { return a.sys == b.sys && gtime_equal(a, b); }
 
 template <class Record>
 int compare_time(const void* a, const void* b) {
@@ -837,8 +847,10 @@ int find_closest(const Record* row, int nsize, const GTime& target) {
     int s = 0, e = nsize - 1, m = 0;
     while (s <= e) {
         m = (s + e) / 2;
-        if (same_time(target, row[m].time)) return m;
-        if (gtime_less(target, row[m].time)) {
+        const bool comparable = target.sys == row[m].time.sys;
+        const double behind = comparable ? seconds_between(target, row[m].time) : 0.0;
+        if (comparable && std::fabs(behind) <= kTimeTolerance) return m;
+        if (comparable && behind < 0.0) {
             e = m - 1;
         } else {
             s = m + 1;
@@ -886,11 +898,11 @@ bool find_points(Record* row, int nsize, const GTime& time, Usable usable, Taken
     const Window window = interpolation_window(row, nsize, closest, (kMost - 2) / 2, usable);
     for (int i = window.first; i <= window.last && points.count < kMost; ++i) {
         if (!taken(row[i])) continue;
-        points.t[points.count] = gtimeSubSec(row[i].time, origin);
+        points.t[points.count] = subtracted(row[i].time, origin);
         points.record[points.count++] = &row[i];
     }
     if (points.count == 0) return false;
-    points.target = gtimeSubSec(time, origin);
+    points.target = subtracted(time, origin);
     return true;
 }
 
@@ -1127,8 +1139,9 @@ int find_closest_clk_prec(CLKREC_PRE* clk_all, int nsize, GTime time_target) {
 bool compute_satposvel_prec(GTime transmission_time, int satindex, double* satposvel) {
     if (satposvel == nullptr || satindex < 0 || satindex > kMaxSatIndexRow) return false;
     if (!precise_store_present(g_prec_storage)) return false;
-    const auto usable = [](EPHREC_PRE& record) { return norm(3, record.pos_ecf) > kMinPosition; };
-    const auto taken = [](EPHREC_PRE& record) { return norm(3, record.pos_ecf) >= kMinPosition; };
+    const auto length = [](const EPHREC_PRE& record) { return std::sqrt(dot3(record.pos_ecf, record.pos_ecf)); };
+    const auto usable = [length](const EPHREC_PRE& record) { return length(record) > kMinPosition; };
+    const auto taken = [length](const EPHREC_PRE& record) { return length(record) >= kMinPosition; };
     Points<EPHREC_PRE, kMaxOrbitPoints> points;
     if (!find_points(g_prec_storage->eph_pre_all[satindex], g_prec_storage->idx_eph[satindex], transmission_time,
                      usable, taken, points)) {
@@ -1139,19 +1152,13 @@ bool compute_satposvel_prec(GTime transmission_time, int satindex, double* satpo
                points.target, points.first(), points.last());
         return false;
     }
-    double xyz[3][kMaxOrbitPoints];
-    for (int i = 0; i < points.count; ++i) {
-        for (int k = 0; k < 3; ++k) xyz[k][i] = points.record[i]->pos_ecf[k];
-    }
-    double value_rate[3][2];
-    for (int k = 0; k < 3; ++k) {
-        if (!interpolation_Lagrange_Barycentric(points.t, xyz[k], points.count, points.target, value_rate[k]))
-            return false;
-    }
-    for (int k = 0; k < 3; ++k) {
-        satposvel[k] = value_rate[k][0];
-        satposvel[3 + k] = value_rate[k][1];
-    }
+    constexpr int kColumns = 4;  // fill a register; the last one stays zero
+    double xyz[kMaxOrbitPoints][kColumns] = {};
+    for (int i = 0; i < points.count; ++i) std::copy_n(points.record[i]->pos_ecf, 3, xyz[i]);
+    double value[kColumns], rate[kColumns];
+    interpolation_multip_dimension(points.count, kColumns, points.t, xyz[0], points.target, value, rate);
+    std::copy_n(value, 3, satposvel);
+    std::copy_n(rate, 3, satposvel + 3);
     return true;
 }
 

@@ -9,6 +9,7 @@
 #include <ctime>
 
 #include "private/constants.h"
+#include "private/instants.h"
 #include "private/numbers.h"
 #include "private/print.h"
 #include "private/report.h"
@@ -18,9 +19,8 @@ using namespace leopod;
 
 namespace {
 
-constexpr double kHalfDay = 43200.0;      ///< [s]
-constexpr double kTimeTolerance = 1e-10;  ///< of the comparisons [s]
-constexpr std::size_t kTextSize = 100;    ///< caller's text buffers
+constexpr double kHalfDay = 43200.0;    ///< [s]
+constexpr std::size_t kTextSize = 100;  ///< caller's text buffers
 
 /// Truncation toward zero into [-limit, limit]; 0 for not-a-number.
 long int truncate(double x, long int limit) {
@@ -31,42 +31,11 @@ long int truncate(double x, long int limit) {
 }
 long int to_day(double x) { return truncate(x, LONG_MAX / 2); }
 
-/// Day numbers saturate, so that no time of a hostile file overflows.
-long int add_days(long int a, long int b) {
-    long int sum = 0;
-    if (__builtin_add_overflow(a, b, &sum)) return a < 0 ? LONG_MIN : LONG_MAX;
-    return sum;
-}
-long int negated(long int a) { return a == LONG_MIN ? LONG_MAX : -a; }
-
 }  // namespace
 
 // --- normalisation and arithmetic --------------------------------------------------------------------------
 
 namespace {
-
-/// Moves whole days from the seconds to the day number, then removes opposite signs.
-void normalise(long int& day, double& sod) {
-    if (sod >= kDay) {
-        const int k = to_int(sod / kDay);
-        day = add_days(day, k);
-        sod -= k * kDay;
-    } else if (sod < -kDay) {  // settled: exactly -86400 s stays as it is on a day <= 0
-        const int k = to_int(-sod / kDay);
-        day = add_days(day, -k);
-        sod += k * kDay;
-    }
-    if (day > 0 && sod < 0) {
-        day -= 1;
-        sod += kDay;
-    }
-    if (day < 0 && sod > 0) {
-        day += 1;
-        sod -= kDay;
-    }
-}
-
-double seconds_of(TimeMJD t) { return t.sod + static_cast<double>(t.mjd) * kDay; }
 
 [[noreturn]] void stop(const char* text) {
     report(ULOG_ERROR_LEVEL, "%s", text);
@@ -126,7 +95,7 @@ GTime gtimeSub(GTime gtime1, GTime gtime2) {
 
 double gtimeSubSec(GTime gtime1, GTime gtime2) {
     if (gtime1.sys != gtime2.sys) stop("Time system not the same, cannot be SubSec!\n");
-    return seconds_of(timeMjdSub(gtime1.time, gtime2.time));
+    return seconds_between(gtime1, gtime2);
 }
 
 // settled: the guards of the three comparisons differ
@@ -134,12 +103,12 @@ bool gtime_equal(GTime a, GTime b) { return std::fabs(seconds_of(gtimeSub(a, b).
 
 bool gtime_greater(GTime a, GTime b) {
     if (a.sys != b.sys || a.sys == UKNTS) return false;
-    return seconds_of(gtimeSub(a, b).time) >= kTimeTolerance;
+    return seconds_between(a, b) >= kTimeTolerance;
 }
 
 bool gtime_less(GTime a, GTime b) {
     if (a.sys != b.sys) return false;
-    return seconds_of(gtimeSub(a, b).time) <= -kTimeTolerance;
+    return seconds_between(a, b) <= -kTimeTolerance;
 }
 
 // --- calendar, day and week forms --------------------------------------------------------------------------

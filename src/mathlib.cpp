@@ -849,8 +849,10 @@ int node_at(const double* x, int n, double xt) {
     return -1;
 }
 
-/// Values of all columns of a table of n x m between the abscissae, four columns at a time, as barycentric_value gives them.
-void barycentric_values(const double* x, const double* w, int n, int m, const double* y, double xt, double* yt) {
+/// Values, and rates unless null, of all columns of a table of n x m between the abscissae, four columns at a time, as barycentric_value
+/// gives them.
+void barycentric_values(const double* x, const double* w, int n, int m, const double* y, double xt, double* yt,
+                        double* rate) {
     double sum2 = 0.0;
     for (int i = 0; i < n; ++i) sum2 += w[i] / (xt - x[i]);
     run_widest([=](auto wide) LEOPOD_KERNEL {
@@ -858,12 +860,23 @@ void barycentric_values(const double* x, const double* w, int n, int m, const do
         for (; j + kQuad <= m; j += kQuad) {
             FourSums<wide> sum1;
             for (int i = 0; i < n; ++i) sum1.add(load(y + i * m + j) * w[i] / (xt - x[i]));
-            store(yt + j, sum1.value() / sum2);
+            const Quad value = sum1.value() / sum2;
+            store(yt + j, value);
+            if (rate == nullptr) continue;
+            FourSums<wide> sum;
+            for (int i = 0; i < n; ++i) {
+                sum.add((value - load(y + i * m + j)) * (w[i] / (xt - x[i])) / (xt - x[i]));
+            }
+            store(rate + j, sum.value() / sum2);
         }
         for (; j < m; ++j) {
             double sum1 = 0.0;
             for (int i = 0; i < n; ++i) sum1 += y[i * m + j] * w[i] / (xt - x[i]);
             yt[j] = sum1 / sum2;
+            if (rate == nullptr) continue;
+            double sum = 0.0;
+            for (int i = 0; i < n; ++i) sum += (yt[j] - y[i * m + j]) * (w[i] / (xt - x[i])) / (xt - x[i]);
+            rate[j] = sum / sum2;
         }
     });
 }
@@ -884,9 +897,9 @@ void interpolation_multip_dimension(const int n, const int m, double* x, double*
     barycentric_weights(x, n, w);  // the same for all columns
     const bool within = m < 1 || within_abscissae(x, n, xt);
     for (int j = 1; j < m && !within; ++j) within_abscissae(x, n, xt);  // logs once a column
+    const int node = within ? node_at(x, n, xt) : -1;
+    if (within && node < 0) return barycentric_values(x, w, n, m, y, xt, yt, yt_derivative);
     if (within && yt_derivative == nullptr) {
-        const int node = node_at(x, n, xt);
-        if (node < 0) return barycentric_values(x, w, n, m, y, xt, yt);
         std::copy_n(y + node * m, area(m, 1), yt);
         return;
     }
