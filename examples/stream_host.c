@@ -166,6 +166,8 @@ int main(int argc, char** argv) {
     if (!open_stream(&stream, argv[1]) || access(argv[2], R_OK) != 0 || pod == NULL || g_obs_storage == NULL) {
         fprintf(stderr, "cannot read %s (RINEX 3) or %s, or no memory\n", argv[1], argv[2]);
         close_stream(&stream);
+        free(g_obs_storage);
+        free(pod);
         return 2;
     }
     g_brdc_storage = &pod->brdc_storage;

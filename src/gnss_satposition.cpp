@@ -943,12 +943,12 @@ struct ClockDate {
 
 GTime clock_epoch(Fields& fields, ClockDate& last) {
     if (last.size != 0 && fields.skip(last.text, last.size)) return last.time;
-    const char* const first = fields.more() ? fields.at() : nullptr;
+    const char* const first = fields.more() ? fields.start() : nullptr;
     TimeYMD date = {};
     for (int* const part : {&date.year, &date.month, &date.day, &date.hour, &date.minute}) *part = fields.whole();
     date.second = fields.number();
     last.time = YMD2GTime(bounded_date(date), tsGPST);
-    const std::size_t size = fields.more() ? static_cast<std::size_t>(fields.at() - first) : 0;
+    const std::size_t size = fields.more() ? static_cast<std::size_t>(fields.start() - first) : 0;
     last.size = size <= sizeof last.text ? size : 0;
     if (last.size != 0) std::memcpy(last.text, first, last.size);
     return last.time;

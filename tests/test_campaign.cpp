@@ -35,7 +35,8 @@ class Campaign : public testing::Test {
         const Outcome difference =
             shell("for c in whole " + copy +
                   "; do rm -rf $c.results; cp -r $c/examples/campaign/results $c.results\n"
-                  "  sed -i '/^time:/d' $c.results/*/*/leopod.log\n  sed -i '/\"total_s\"/d' $c.results/*/*/summary.json\n  find $c.results -name '.snake*' -delete\ndone\n"
+                  "  sed -i '/^time:/d' $c.results/*/*/leopod.log\n  sed -i '/\"total_s\"/d' "
+                  "$c.results/*/*/summary.json\n  find $c.results -name '.snake*' -delete\ndone\n"
                   "[ $(find whole.results -type f | wc -l) = 29 ]\ndiff -r whole.results " +
                   copy + ".results");
         EXPECT_EQ(difference.status, 0) << difference.text;

@@ -58,11 +58,11 @@ TEST(FileFormats, TheProgramReadsAndWritesItsExamples) {
         "Integration_Step_Size = 30\nIntegration_Output_Interval = 60\n-GENERAL_CONFIG\n");
     leopod_ok("run " + kDemoRun + kDemoAttitude + " --out " + dir + "epochs.csv --satellites-out " + dir +
               "satellites.csv --truth " + dir + "csv-site");
-    leopod_ok(
-        "propagate --eop " + kDemo +
-        "eop.txt --epoch 2021-01-18T00:00:00 --state -2970772.9 -4569798.7 4211847.6 1130.7 4741.5 5933.7 --duration 1800 "
-        "--dynamics " +
-        dynamics + " --out " + dir + "trajectory.csv --rows-out " + dir + "rows.csv --rows-interval 1");
+    leopod_ok("propagate --eop " + kDemo +
+              "eop.txt --epoch 2021-01-18T00:00:00 --state -2970772.9 -4569798.7 4211847.6 1130.7 4741.5 5933.7 "
+              "--duration 1800 "
+              "--dynamics " +
+              dynamics + " --out " + dir + "trajectory.csv --rows-out " + dir + "rows.csv --rows-interval 1");
     leopod_ok("fit --positions " + kDemo + "truth.csv --eop " + kDemo + "eop.txt --dynamics " + dynamics +
               " --residuals " + dir + "residuals.csv --parameters " + dir + "parameters.csv --history " + dir +
               "history.csv");

@@ -136,12 +136,8 @@ class CrdReader {
     // What a header record means for the sessions: H2 and H3 hold for all that follow, H4 opens one.
     void note(const rh1& r) {
         open_ = false;
-        next_ = Session{};
-        next_.station = unread<rh2>();
-        next_.target = unread<rh3>();
-        next_.file = file_;
-        next_.version = r.format_version;
-        supported_ = crd_upper(r.crd_literal) == "CRD" && (r.format_version == 1 || r.format_version == 2);
+        next_ = session_behind(r, file_);
+        supported_ = is_supported(r);
     }
     void note(const rh2& r) {
         open_ = false;

@@ -5,6 +5,7 @@
 #include <cstdio>
 #include <limits>
 
+#include "inputs/crd_lines.h"
 #include "shared/times.h"
 
 namespace host {
@@ -83,6 +84,19 @@ std::optional<Epoch> Session::date(const std::string& kind, long double sec_of_d
     previous_[kind] = t;
     latest_ = std::max(latest_, t);
     return Epoch{start->mjd + best, sec_of_day};
+}
+
+bool is_supported(const rh1& r) {
+    return crd_upper(r.crd_literal) == "CRD" && (r.format_version == 1 || r.format_version == 2);
+}
+
+Session session_behind(const rh1& r, const std::string& file) {
+    Session next;
+    next.station = unread<rh2>();
+    next.target = unread<rh3>();
+    next.file = file;
+    next.version = r.format_version;
+    return next;
 }
 
 }  // namespace host

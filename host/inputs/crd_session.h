@@ -50,6 +50,11 @@ struct Session {
     std::map<std::string, long double> previous_;  ///< last record of each kind, likewise
 };
 
+/// True behind an H1 of version 1 or 2.
+bool is_supported(const rh1& r);
+/// What the sessions behind an H1 start from: neither station nor target.
+Session session_behind(const rh1& r, const std::string& file);
+
 }  // namespace host
 
 #endif

@@ -69,12 +69,8 @@ class PointReader {
     }
     void begin_file(const rh1& r) {
         open_ = false;
-        next_ = Session{};
-        next_.station = unread<rh2>();
-        next_.target = unread<rh3>();
-        next_.file = file_;
-        next_.version = r.format_version;
-        supported_ = crd_upper(r.crd_literal) == "CRD" && (r.format_version == 1 || r.format_version == 2);
+        next_ = session_behind(r, file_);
+        supported_ = is_supported(r);
         wavelengths_.clear();
     }
     /// By the configuration's name; a name that stands nowhere means the only one.

@@ -72,12 +72,12 @@ class Fields {
           end_(line + length - (length != 0 && line[length - 1] == '\n' ? 1 : 0)),
           known_(line + (known > length ? known : length)) {}
 
-    /// True where there is another field: at() then is its start.
+    /// True where there is another field: start() is where it begins.
     bool more() {
         while (next_ < end_ && *next_ == ' ') ++next_;
         return next_ < end_;
     }
-    const char* at() const { return next_; }
+    const char* start() const { return next_; }
     int left() const;  ///< fields that follow; from within a field on, its rest is one
 
     /// True, and passed over, where the next field starts a text that stands there: fields and the spaces between them.
