@@ -195,9 +195,7 @@ std::string description_of(Kind kind) {
             return "a JPL ephemeris: --jpl";
         case Kind::eop_c04_hour:
         case Kind::eop_c04:
-            return "an earth orientation file: --eop";
         case Kind::eop_rapid:
-            return "an earth orientation file: --eop";
         case Kind::eop_keyword:
             return "an earth orientation file: --eop";
         case Kind::gravity:
