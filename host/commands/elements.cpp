@@ -93,7 +93,7 @@ long wrong_checksums(const std::string& file, const std::string& kind) {
     return count;
 }
 
-/// Elements that stand for an orbit: what a damaged line brings is set aside.
+/// Elements that describe an orbit; a damaged line may not.
 bool is_orbit(const tled_t& d) {
     const double mjd = gtime2mjd(d.epoch_mjd_utc);
     return mjd >= kFirstMjd && mjd < kLastMjd && d.n > 1e-3 && d.n < 20.0 && d.ecc < 1.0 && std::isfinite(d.bstar) &&
@@ -150,7 +150,7 @@ std::vector<const tled_t*> choose(const ElementsOptions& o, const Sets& sets, co
     chosen.reserve(best.size());
     for (const auto& [number, set] : best) chosen.push_back(set);
     std::sort(chosen.begin(), chosen.end());  // the array is in the order of the names
-    if (chosen.empty()) throw InputError("none of the chosen element sets stands for an orbit");
+    if (chosen.empty()) throw InputError("none of the chosen element sets describes an orbit");
     if (chosen.size() > 1 && !o.all && o.numbers.empty() && o.objects.empty()) {
         throw InputError(std::to_string(chosen.size()) + " objects were read: choose with --satno, --name or --all");
     }
@@ -334,7 +334,7 @@ void print(const ElementsOptions& o, const Work& w, const Table& table) {
         std::printf("  %-18s %s: %s\n", f.kind.c_str(), f.name.c_str(), f.content.c_str());
     if (w.wrong != 0)
         std::printf("warning: %ld element lines with a wrong checksum, their sets are left out\n", w.wrong);
-    if (w.unusable != 0) std::printf("warning: %ld sets that stand for no orbit are set aside\n", w.unusable);
+    if (w.unusable != 0) std::printf("warning: %ld sets that don't describe an orbit are set aside\n", w.unusable);
     std::printf("earth orientation: %s\n", w.environment.eop_source.c_str());
     std::printf("span: %s, %.10g s in steps of %.10g s, %ld epochs\n",
                 w.start ? ("from " + time_text(*w.start)).c_str() : "from the epoch of each set", w.span, o.step,
