@@ -361,6 +361,7 @@ TEST_F(Exchange, SummariesSayWhatIsPrinted) {
           {"/errors/filter/rms_m", "\n  filter  .*rms ([0-9.]+)"}}},
         {"fit --positions " + orbit + kDynamics,
          {{"/positions/count", "leopod fit: ([0-9]+)"},
+          {"/positions/used", "positions used: ([0-9]+)"},
           {"/residuals/rms_cross_m", "residuals: .*cross ([0-9.]+)"},
           {"/integration/step_s", "step ([0-9]+) s"}}},
         {"propagate --duration 600 --state " + orbit + kDynamics + "--truth " + orbit,

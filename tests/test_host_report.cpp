@@ -47,7 +47,9 @@ class Report : public HostTest {
                             "warning: <script>bad 1</script>\nerror: file lost\nwarning: <script>bad 22.5</script>\n") +
                  " --summary " +
                  write_temp("summary.json", R"({"command": "run", "command_line": "leopod run --obs 'a>b'", "inputs":
-                 [{"file": "a.obs", "used": 8640}, {"file": "b<c", "used": 0}], "converged": true})");
+                 [{"file": "a.obs", "used": 8640}, {"file": "b<c", "used": 0}], "converged": true,
+                 "epochs": {"count": 8641, "failed": {"LOST": 3, "LACK_OF_SATELLITES": 1}}, "settings": {"out": "x"},
+                 "errors": {"reference": "t", "point": {"rms_m": 2.54321234, "n": 3}, "filter": {"rms_m": 123456.789, "n": 3}}})");
     }
     std::string inputs;
 };
@@ -156,8 +158,11 @@ TEST_F(Report, TextsAndPicturesWithoutTheLibrary) {
          {"These pictures stand still", "<th>LACK_OF_SATELLITES</th><td class=\"n\">1</td>",
           "<td class=\"n\">3.0000</td>",
           "<td class=\"n\">2</td><td class=\"warning\">warning</td><td>&lt;script&gt;bad 1", "<td>b&lt;c</td>",
-          "leopod run --obs 'a&gt;b'\nleopod report --in", "coastlines", "class=\"density\"",
-          "Residuals of the carrier-phase filter", "Satellites and geometry", "Orbit errors"})
+          "<th>converged</th><td>yes</td>", "<th class=\"n\">rms [m]</th>", "<th>point</th><td class=\"n\">2.5432</td>",
+          "<td class=\"n\">123457</td>", "LOST</span>&nbsp;3, <span class=\"soft\">LACK_OF_SATELLITES</span>&nbsp;1",
+          "<summary>Settings and inputs", "<code>leopod run --obs 'a&gt;b'</code><code>leopod report --in",
+          "coastlines", "class=\"density\"", "Residuals of the carrier-phase filter", "Satellites and geometry",
+          "Orbit errors"})
         EXPECT_TRUE(holds(page, text)) << text;
     const std::string truth = write_temp("day_before.csv", "mjd,sod,x,y,z\n59000,0,7e6,0,0\n59000,60,7e6,1e6,0\n");
     const std::string page_out = " --out " + out("none.html"), epochs = "--in " + out("epochs.csv");

@@ -73,17 +73,20 @@ bool plot_residuals(const std::string& file, const std::vector<FitResidual>& res
     return report_picture(file, [&] { return draw_fit_residuals(figure); });
 }
 
+/// Positions by the reason why they were left out; without one those that were used.
+std::map<std::string, long> use_of(const std::vector<FitResidual>& residuals) {
+    std::map<std::string, long> reasons{{"", 0}};
+    for (const FitResidual& r : residuals) ++reasons[r.weight > 0.0 ? "" : r.reason];
+    return reasons;
+}
+
 /// How many positions were used, and which were left out why: outliers by their stretches.
 void print_use(const std::vector<FitResidual>& residuals) {
     constexpr std::size_t kStretches = 10;
-    std::map<std::string, long> reasons;
-    std::size_t used = 0;
-    for (const FitResidual& r : residuals) {
-        used += r.weight > 0.0;
-        if (r.weight <= 0.0) ++reasons[r.reason];
-    }
-    std::printf("positions used: %zu of %zu (%.1f %%)", used, residuals.size(),
-                100.0 * static_cast<double>(used) / static_cast<double>(residuals.size()));
+    std::map<std::string, long> reasons = use_of(residuals);
+    std::printf("positions used: %ld of %zu (%.1f %%)", reasons[""], residuals.size(),
+                100.0 * static_cast<double>(reasons[""]) / static_cast<double>(residuals.size()));
+    reasons.erase("");
     for (const auto& [reason, count] : reasons) std::printf(", left out as %s %ld", reason.c_str(), count);
     std::printf("\n");
     std::size_t stretches = 0;
@@ -173,6 +176,10 @@ void summarise_fit(const PositionFile& file, const Dynamics& dynamics, const Fit
     summary.set("time_scale", file.scale_name);
     summary.set("positions/source", file.text());
     summary.set("positions/count", file.rows.size());
+    std::map<std::string, long> reasons = use_of(result.residuals);
+    summary.set("positions/used", reasons[""]);
+    reasons.erase("");
+    summary.set("positions/left_out", reasons);
     summary.set_time("span/first", gtimeChangeTimeSystem(first, tsGPST));
     summary.set_time("span/last", gtimeChangeTimeSystem(last, tsGPST));
     summary.set("span/length_s", gtimeSubSec(last, first));

@@ -41,6 +41,7 @@ std::string subtitle_of(const Content& content) {
 std::vector<ReportTable> tables_of(const Content& content) {
     std::vector<ReportTable> tables;
     if (!content.epochs.status.empty()) tables.push_back(counts_table("Epochs", content.epochs.status));
+    if (!content.epochs.filter.empty()) tables.push_back(counts_table("Filter", content.epochs.filter));
     if (!content.satellite_status.empty())
         tables.push_back(counts_table("Satellites, each epoch", content.satellite_status));
     if (!content.errors.solutions.empty()) tables.push_back(errors_table(content));

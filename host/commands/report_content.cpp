@@ -22,6 +22,7 @@ void read_epochs(const std::string& file, Content& content) {
     const int status = in.require("status", hint);
     const int count = in.require("satellites", hint);
     const int dilution = in.require("gdop", hint);
+    const int filter = in.find("filter_status");
     std::vector<int> clocks;
     for (const std::string& name : in.names()) {
         if (name.find("clock_") == std::string::npos) continue;
@@ -33,6 +34,7 @@ void read_epochs(const std::string& file, Content& content) {
         double seconds = 0;
         if (!row_seconds({}, in, mjd, sod, content.day, seconds)) continue;
         ++epochs.status[printable(std::string(in.text(status)))];
+        if (filter >= 0 && !in.text(filter).empty()) ++epochs.filter[printable(std::string(in.text(filter)))];
         epochs.seconds.push_back(seconds);
         epochs.satellites.push_back(in.number(count));
         epochs.dilution.push_back(in.number(dilution));
@@ -57,11 +59,13 @@ void read_residuals(const std::vector<std::string>& files, Content& content) {
         CsvReader in(file);
         const int epoch = in.require("epoch_gpst", hint);
         const int columns[3] = {in.require("radial_m", hint), in.require("along_m", hint), in.require("cross_m", hint)};
+        const int weight = in.find("weight");
         while (in.next()) {
             GTime time{};
             if (!read_time(std::string(in.text(epoch)), tsGPST, time)) continue;
             if (content.day == 0) content.day = gtimeAddSec(time, 1.0).time.mjd;
             content.fit_seconds.push_back(static_cast<double>(time.time.mjd - content.day) * 86400.0 + time.time.sod);
+            content.fit_used.push_back(weight < 0 || in.number(weight) > 0.0);
             for (std::size_t k = 0; k < 3; ++k) content.fit_residuals[k].push_back(in.number(columns[k]));
         }
     }

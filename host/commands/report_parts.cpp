@@ -32,6 +32,15 @@ bool is_wide(const std::vector<double>& values) {
     return high > 20.0 * low;
 }
 
+/// "filter_clock_GPS_m" becomes "filter, GPS".
+std::string clock_name(const std::string& column) {
+    const std::string start = "clock_";
+    const std::size_t at = column.find(start);
+    std::string system = column.substr(at + start.size());
+    if (system.size() > 2 && system.compare(system.size() - 2, 2, "_m") == 0) system.resize(system.size() - 2);
+    return (at == 0 ? "point position, " : "filter, ") + printable(system);
+}
+
 }  // namespace
 
 // --- tables --------------------------------------------------------------------------------------------------------------
@@ -76,9 +85,15 @@ ReportTable residuals_table(const Content& content) {
         phase.insert(phase.end(), rows.phase.begin(), rows.phase.end());
         code.insert(code.end(), rows.code.begin(), rows.code.end());
     }
-    add("phase, filter", phase);
-    add("code, filter", code);
-    for (std::size_t k = 0; k < 3; ++k) add(std::string("fit, ") + error_axes(false)[k].name, content.fit_residuals[k]);
+    add("phase", phase);
+    add("code", code);
+    for (std::size_t k = 0; k < 3; ++k) {
+        std::vector<double> used;
+        for (std::size_t i = 0; i < content.fit_used.size(); ++i) {
+            if (content.fit_used[i]) used.push_back(content.fit_residuals[k][i]);
+        }
+        add(std::string("fit, ") + error_axes(false)[k].name, used);
+    }
     return table;
 }
 // --- charts --------------------------------------------------------------------------------------------------------------
@@ -154,7 +169,7 @@ void add_geometry(const Content& content, std::vector<ReportChart>& charts) {
 void add_clocks(const Content& content, std::vector<ReportChart>& charts) {
     ReportChart chart{"Receiver clock", "m", 0.001, 3, true, "", false, false, false, {}};
     for (const auto& [name, values] : content.epochs.clocks)
-        chart.series.push_back({printable(name), chart.series.size(), content.epochs.seconds, values});
+        chart.series.push_back({clock_name(name), chart.series.size(), content.epochs.seconds, values});
     if (!chart.series.empty()) charts.push_back(std::move(chart));
 }
 // --- pictures ------------------------------------------------------------------------------------------------------------
@@ -202,11 +217,9 @@ std::vector<ReportPicture> sky_and_ground(const ReportOptions& o, const Content&
     }
     MapFigure map;
     map.options.day_mjd = content.day;
-    map.source = o.epochs.empty() ? base_name(o.fit)
-                 : o.fit.empty()  ? base_name(o.epochs)
-                                  : base_names({o.epochs, o.fit});
-    for (const Solution& solution : content.solutions) {
-        if (solution.name == "point position") continue;  // it lies below the filter
+    map.source = base_name(o.fit.empty() ? o.epochs : o.fit);
+    if (!content.solutions.empty()) {  // the best one, which comes last: the others would lie below it
+        const Solution& solution = content.solutions.back();
         map.tracks.push_back({solution.name, {}, {}, {}});
         for (const TimedPosition& row : solution.rows)
             add_position(map.tracks.back(), seconds_of(row.time, content.day), row.position);

@@ -210,17 +210,16 @@ std::string messages_of(const ReportPage& page) {
 
 std::string title_of(const nlohmann::ordered_json& summary) {
     const bool named = summary.is_object() && summary.contains("command") && summary["command"].is_string();
-    return named ? "Summary of leopod " + summary["command"].get<std::string>() : "Summary";
+    return named ? "leopod " + summary["command"].get<std::string>() : "Summary";
 }
 
 std::string summary_of(const ReportPage& page) {
-    std::string text = R"(<div class="cards">)"
+    std::string text = R"(<div class="flow">)"
                        "\n";
     for (const ReportTable& table : page.tables) text += html_table(table);
     text += "</div>\n";
     for (const nlohmann::ordered_json& summary : page.summaries)
-        text += "<details open><summary>" + html(title_of(summary)) + R"(</summary><div class="card">)" +
-                html_tree(summary) + "</div></details>\n";
+        text += "<h3 class=\"command\">" + html(title_of(summary)) + "</h3>\n" + html_summary(summary);
     return text;
 }
 
@@ -254,7 +253,7 @@ std::string report_html(const ReportPage& page, const ChartsLibrary& library) {
     if (!page.pictures.empty()) sections.push_back({"pictures", "Sky and ground", pictures_of(page.pictures)});
     if (page.has_log) sections.push_back({"messages", "Messages", messages_of(page)});
     std::string commands;
-    for (const std::string& command : page.commands) commands += html(command) + "\n";
+    for (const std::string& command : page.commands) commands += "<code>" + html(command) + "</code>";
     sections.push_back({"commands", "Commands", "<pre>" + commands + "</pre>\n"});
 
     std::string text =

@@ -1,8 +1,11 @@
 #include "pictures/report_summary.h"
 
 #include <algorithm>
+#include <cmath>
+#include <cstdio>
 #include <cstdlib>
 #include <map>
+#include <set>
 
 #include "inputs/positions.h"
 #include "shared/messages.h"
@@ -24,70 +27,166 @@ std::string cell(const std::string& text) {
     return std::string("<td") + (is_number(text) ? " class=\"n\">" : ">") + html(text) + "</td>";
 }
 
-std::string plain(const nlohmann::ordered_json& value) {
-    if (value.is_string()) return value.get<std::string>();
-    if (value.is_boolean()) return value.get<bool>() ? "yes" : "no";
-    return value.is_null() ? "" : value.dump();
-}
+using Json = nlohmann::ordered_json;
 
-std::string tree(const nlohmann::ordered_json& value, int depth);
-
-/// A list of objects that have the same plain members: a table with a column each.
-bool is_table(const nlohmann::ordered_json& list) {
-    if (list.empty() || !list.front().is_object() || list.front().empty()) return false;
-    return std::all_of(list.begin(), list.end(), [&](const auto& row) {
-        if (!row.is_object() || row.size() > 12) return false;
-        return std::all_of(row.items().begin(), row.items().end(), [&](const auto& member) {
-            return member.value().is_primitive() && list.front().contains(member.key());
-        });
-    });
-}
-
-std::string columns(const nlohmann::ordered_json& list) {
-    std::string text = "<table><tr>";
-    for (const auto& member : list.front().items())
-        text += (member.value().is_number() ? "<th class=\"n\">" : "<th>") + html(member.key()) + "</th>";
-    text += "</tr>";
-    std::size_t count = 0;
-    for (const auto& row : list) {
-        if (++count > kMostRows) break;
-        text += "<tr>";
-        for (const auto& member : list.front().items())
-            text += cell(row.contains(member.key()) ? plain(row[member.key()]) : "");
-        text += "</tr>";
-    }
-    if (list.size() > kMostRows) text += "<tr><td>and " + std::to_string(list.size() - kMostRows) + " more</td></tr>";
-    return text + "</table>";
-}
-
-std::string list_of(const nlohmann::ordered_json& list, int depth) {
-    const bool simple = std::all_of(list.begin(), list.end(), [](const auto& item) { return item.is_primitive(); });
-    std::string text;
-    std::size_t count = 0;
-    for (const auto& item : list) {
-        if (++count > kMostRows) break;
-        if (simple) {
-            text += (count > 1 ? ", " : "") + html(plain(item));
-        } else {
-            text += tree(item, depth + 1);
-        }
-    }
-    if (list.size() > kMostRows) text += " and " + std::to_string(list.size() - kMostRows) + " more";
+/// A number as it is read, not as it is kept.
+std::string short_number(double value) {
+    char text[64];
+    std::snprintf(text, sizeof text, std::fabs(value) >= 1e4 && std::fabs(value) < 1e15 ? "%.0f" : "%.5g", value);
     return text;
 }
 
-std::string tree(const nlohmann::ordered_json& value, int depth) {
+std::string plain(const Json& value) {
+    if (value.is_string()) return value.get<std::string>();
+    if (value.is_boolean()) return value.get<bool>() ? "yes" : "no";
+    if (value.is_number_float()) return short_number(value.get<double>());
+    return value.is_null() ? "" : value.dump();
+}
+
+/// A name as words: "rms_along_m" becomes "rms along [m]". Names of satellites and statuses stay.
+std::string words(std::string name) {
+    if (name.find_first_not_of("abcdefghijklmnopqrstuvwxyz0123456789_") != std::string::npos) return name;
+    static const std::map<std::string, std::string> units = {
+        {"m", "m"}, {"s", "s"}, {"percent", "%"}, {"gpst", "GPST"}, {"bdst", "BDST"}, {"utc", "UTC"}, {"tt", "TT"}};
+    const std::size_t last = name.rfind('_');
+    const auto unit = last == std::string::npos ? units.end() : units.find(name.substr(last + 1));
+    if (unit != units.end()) name = name.substr(0, last) + " [" + unit->second + "]";
+    std::replace(name.begin(), name.end(), '_', ' ');
+    return name;
+}
+
+/// The same at the begin of a line.
+std::string title(const std::string& name) {
+    std::string text = words(name);
+    if (!text.empty() && text[0] >= 'a' && text[0] <= 'z') text[0] = static_cast<char>(text[0] - 'a' + 'A');
+    return text;
+}
+
+/// A value that is told in one line: plain, or a list or object of plain ones.
+bool is_flat(const Json& value) {
+    return std::all_of(value.begin(), value.end(), [](const Json& item) { return item.is_primitive(); });
+}
+
+std::string flat(const Json& value) {
     if (value.is_primitive()) return html(plain(value));
-    if (depth > kDeepest) return "\u2026";
-    if (value.is_array()) return is_table(value) ? columns(value) : list_of(value, depth);
-    std::string text = "<table>";
-    for (const auto& member : value.items()) {
-        text += "<tr><th>" + html(member.key()) + "</th>";
-        text += member.value().is_primitive() ? cell(plain(member.value()))
-                                              : "<td>" + tree(member.value(), depth + 1) + "</td>";
+    std::string text;
+    std::size_t count = 0;
+    for (const auto& item : value.items()) {
+        if (++count > kMostRows) break;
+        if (!text.empty()) text += ", ";
+        if (value.is_object()) text += "<span class=\"soft\">" + html(words(item.key())) + "</span>&nbsp;";
+        text += html(plain(item.value()));
+    }
+    if (value.size() > kMostRows) text += " and " + std::to_string(value.size() - kMostRows) + " more";
+    return text;
+}
+
+std::string value_cell(const Json& value, bool number) {
+    const bool is_long = value.is_string() && value.get_ref<const std::string&>().size() > 24;
+    return (number ? "<td class=\"n\">" : is_long ? "<td class=\"long\">" : "<td>") + flat(value) + "</td>";
+}
+
+/// A list or object of objects that have the same flat members: a table.
+bool is_table(const Json& list) {
+    if (list.size() < (list.is_object() ? 2U : 1U)) return false;
+    const Json& first = *list.begin();
+    return std::all_of(list.begin(), list.end(), [&](const Json& row) {
+        if (!row.is_object() || row.empty() || row.size() > 16 || row.size() != first.size()) return false;
+        return std::all_of(row.items().begin(), row.items().end(),
+                           [&](const auto& member) { return is_flat(member.value()) && first.contains(member.key()); });
+    });
+}
+
+/// With a row for each object, or for each member where these are more.
+std::string columns(const Json& list) {
+    const bool named = list.is_object();
+    const Json& first = *list.begin();
+    const bool upright = named && first.size() > list.size();
+    Json rows = Json::object();  // name of a row to its fields
+    std::vector<std::string> heads;
+    std::size_t count = 0;
+    for (const auto& item : list.items()) {
+        if (++count > kMostRows) break;
+        if (upright) heads.push_back(words(item.key()));
+        for (const auto& member : first.items()) {
+            const std::string field = words(member.key());
+            if (!upright && count == 1) heads.push_back(field);
+            rows[upright ? field : item.key()].push_back(item.value()[member.key()]);
+        }
+    }
+    std::string text = named ? "<table><tr><th></th>" : "<table><tr>";
+    std::size_t column = 0;
+    for (const std::string& head : heads)
+        text += (rows.begin()->at(column++).is_number() ? "<th class=\"n\">" : "<th>") + html(head) + "</th>";
+    text += "</tr>";
+    for (const auto& row : rows.items()) {
+        text += "<tr>" + (named ? "<th>" + html(row.key()) + "</th>" : std::string());
+        for (const Json& value : row.value()) text += value_cell(value, value.is_number());
         text += "</tr>";
     }
-    return text + "</table>";
+    if (list.size() > kMostRows) text += "<tr><td>and " + std::to_string(list.size() - kMostRows) + " more</td></tr>";
+    text += "</table>";
+    constexpr std::size_t kFolded = 12;
+    return rows.size() <= kFolded
+               ? text
+               : "<details><summary>" + std::to_string(rows.size()) + " rows</summary>" + text + "</details>";
+}
+
+std::string tree(const Json& value, int depth);
+
+/// The flat members as a table; the others below it.
+std::string members(const Json& object, int depth) {
+    std::string pairs, rest;
+    Json same = Json::object();
+    for (const auto& member : object.items()) {
+        if (member.value().is_object() && !member.value().empty() && is_flat(member.value()))
+            same[member.key()] = member.value();
+    }
+    if (!is_table(same)) same = Json::object();
+    for (const auto& member : object.items()) {
+        if (same.contains(member.key())) continue;
+        if (is_flat(member.value())) {
+            pairs += "<tr><th>" + html(words(member.key())) + "</th>" + value_cell(member.value(), false) + "</tr>";
+        } else {
+            rest += "<h4>" + html(title(member.key())) + "</h4>" + tree(member.value(), depth + 1);
+        }
+    }
+    return (pairs.empty() ? "" : "<table>" + pairs + "</table>") + (same.empty() ? "" : columns(same)) + rest;
+}
+
+std::string tree(const Json& value, int depth) {
+    if (is_flat(value) && !value.is_object()) return flat(value);
+    if (depth > kDeepest) return "\u2026";
+    if (is_table(value)) return columns(value);
+    if (value.is_object()) return members(value, depth);
+    std::string text;
+    std::size_t count = 0;
+    for (const Json& item : value) {
+        if (++count <= kMostRows) text += tree(item, depth + 1);
+    }
+    if (value.size() > kMostRows) text += " and " + std::to_string(value.size() - kMostRows) + " more";
+    return text;
+}
+
+std::string card(const std::string& name, const Json& value) {
+    return "<div class=\"card\"><h3>" + html(title(name)) + "</h3>" + tree(value, 0) + "</div>\n";
+}
+
+/// The members of an object as cards: lists are wide and come last.
+std::string cards_of(const Json& object, const std::set<std::string>& apart) {
+    Json general = Json::object();
+    std::string narrow, wide;
+    for (const auto& [name, value] : object.items()) {
+        if (apart.count(name) != 0) continue;
+        if (is_flat(value) && (!value.is_object() || value.size() <= 3)) {
+            general[name] = value;
+        } else {
+            (value.is_array() ? wide : narrow) += card(name, value);
+        }
+    }
+    const std::string first = general.empty() ? "" : card("general", general);
+    return "<div class=\"flow\">\n" + first + narrow + "</div>\n" +
+           (wide.empty() ? "" : "<div class=\"wide\">\n" + wide + "</div>\n");
 }
 
 }  // namespace
@@ -126,7 +225,17 @@ std::string html_table(const ReportTable& table) {
     return text + "</table></div>\n";
 }
 
-std::string html_tree(const nlohmann::ordered_json& value) { return tree(value, 0); }
+std::string html_summary(const nlohmann::ordered_json& summary) {
+    if (!summary.is_object()) return card("", summary);
+    Json background = Json::object();
+    for (const char* name : {"settings", "program", "inputs"}) {
+        if (summary.contains(name)) background[name] = summary[name];
+    }
+    const std::string folded = background.empty() ? ""
+                                                  : "<details><summary>Settings and inputs</summary>\n" +
+                                                        cards_of(background, {}) + "</details>\n";
+    return cards_of(summary, {"layout_version", "command", "command_line", "settings", "program", "inputs"}) + folded;
+}
 
 std::vector<ReportMessage> group_messages(const std::vector<std::string>& lines) {
     std::vector<ReportMessage> messages;

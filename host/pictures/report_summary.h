@@ -27,8 +27,8 @@ std::string html(const std::string& text);
 /// A table under its title; fields that are numbers stand at the right.
 std::string html_table(const ReportTable& table);
 
-/// A summary, whatever its parts: objects and lists become tables.
-std::string html_tree(const nlohmann::ordered_json& value);
+/// The summary of a command, whatever its parts: objects and lists become tables, numbers are rounded. Settings and inputs are folded.
+std::string html_summary(const nlohmann::ordered_json& summary);
 
 /// Lines of a log ("warning: text"), the most frequent first.
 std::vector<ReportMessage> group_messages(const std::vector<std::string>& lines);
