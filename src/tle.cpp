@@ -5,9 +5,11 @@
 #include <climits>
 #include <cmath>
 #include <cstddef>
+#include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <iterator>
 
 #include "earth_rotation_param.h"
 #include "iau_function.h"
@@ -421,37 +423,82 @@ struct Sgp4 {
     }
 }
 
-/// The set of the last call, and its model from the second call with the same elements on: a catalogue, where each call has another set,
-/// pays for none that nobody asks for again.
-struct LastSet {
-    tled_t data;  ///< drag term, and the elements from inc to n
-    Sgp4 model;
-    bool prepared;
+/// What a model depends on, as bits: what is not a number equals itself.
+struct Elements {
+    std::uint64_t bits[7];
 };
 
-bool same_elements(const tled_t& a, const tled_t& b) {
-    // as bits: what is not a number equals itself
-    const auto same = [&](std::size_t first, std::size_t last) {
-        return std::memcmp(reinterpret_cast<const char*>(&a) + first, reinterpret_cast<const char*>(&b) + first,
-                           last + sizeof(double) - first) == 0;
-    };
-    return same(offsetof(tled_t, bstar), offsetof(tled_t, bstar)) && same(offsetof(tled_t, inc), offsetof(tled_t, n));
+Elements elements_of(const tled_t& data) {
+    const double numbers[] = {data.bstar, data.inc, data.OMG, data.ecc, data.omg, data.M, data.n};
+    Elements elements;
+    static_assert(sizeof elements == sizeof numbers);
+    std::memcpy(&elements, numbers, sizeof elements);
+    return elements;
 }
+
+bool operator==(const Elements& a, const Elements& b) {
+    std::uint64_t different = 0;
+    for (std::size_t i = 0; i < std::size(a.bits); ++i) different |= a.bits[i] ^ b.bits[i];
+    return different == 0;
+}
+
+/// Models of the last element sets. A model is kept from the second call with its set on: a catalogue too large for the room, where no set
+/// comes back in time, pays for none.
+class Models {
+  public:
+    /// The model of a set; null at its first call.
+    const Sgp4* of(const tled_t& data) {
+        const Elements elements = elements_of(data);
+        if (last_ == nullptr || !(last_->elements == elements)) {
+            Pair& pair = pairs_[place(elements)];
+            last_ = pair.sets[0].elements == elements ? &pair.sets[0] : &pair.sets[1];
+            if (!(last_->elements == elements)) {
+                last_ = &pair.sets[pair.older];
+                pair.older ^= 1U;
+                last_->elements = elements;
+                last_->state = Kept::kSeen;
+                return nullptr;
+            }
+        }
+        if (last_->state != Kept::kPrepared) last_->model = initialise_sgp4(data);
+        last_->state = Kept::kPrepared;
+        return &last_->model;
+    }
+
+  private:
+    struct Kept {
+        Elements elements;
+        enum : unsigned { kEmpty, kSeen, kPrepared } state;
+        Sgp4 model;
+    };
+    struct Pair {
+        Kept sets[2];
+        unsigned older;
+    };
+    static constexpr int kBits = 7;  // of the pairs' number
+
+    static std::size_t place(const Elements& elements) {
+        std::uint64_t sum = 0;
+        for (std::size_t i = 0; i < std::size(elements.bits); ++i) {
+            sum += elements.bits[i] * (0x9e3779b97f4a7c15 + 0x85ebca6b2c1b3c6e * i);
+        }
+        return (sum ^ sum >> 32) * 0x9e3779b97f4a7c15 >> (64 - kBits);
+    }
+
+    Kept* last_ = nullptr;
+    Pair pairs_[1U << kBits] = {};
+};
 
 }  // namespace
 
 // settled: one model for all periods, without deep-space terms, and no test of eccentricity or decay
 void SGP4_STR3(double tsince, const tled_t* data, double* rs) {
-    thread_local LastSet last{};
-    if (!same_elements(last.data, *data)) {
-        last.data = *data;
-        last.prepared = false;
+    thread_local Models models;
+    if (const Sgp4* const model = models.of(*data); model != nullptr) {
+        propagate_sgp4(*model, tsince, rs);
+    } else {
         propagate_sgp4(initialise_sgp4(*data), tsince, rs);
-        return;
     }
-    if (!last.prepared) last.model = initialise_sgp4(*data);
-    last.prepared = true;
-    propagate_sgp4(last.model, tsince, rs);
 }
 
 int tle2xyz(const tled_t* tledata, GTime time_utc, double* pos_vel_teme) {

@@ -1,5 +1,6 @@
 // Element sets: files and name lists; SGP4 against the published case of its report and another implementation; frames.
 #include <algorithm>
+#include <array>
 #include <cmath>
 #include <cstring>
 #include <map>
@@ -281,6 +282,22 @@ TEST(Sgp4, OrbitsThatNoModelHolds) {
                 SGP4_STR3(t, &d, rs);  // numbers or not-a-number
             }
         }
+    }
+}
+
+TEST(Sgp4, StatesDoNotDependOnTheSetsOfOtherCalls) {
+    constexpr int kSets = 600;  // more than models are kept of
+    tled_t d{};
+    decode_line1(kLine1.c_str(), &d);
+    decode_line2(kLine2.c_str(), &d);
+    std::vector<std::array<double, 6>> first(kSets);
+    for (int call = 0; call < 6 * kSets; ++call) {
+        const int set = call * (call < 2 * kSets ? 1 : 7) % kSets;
+        d.M = 0.5 * set;
+        std::array<double, 6> rs{};
+        SGP4_STR3(100.0, &d, rs.data());
+        if (call < kSets) first[set] = rs;
+        ASSERT_EQ(rs, first[set]) << call;
     }
 }
 
