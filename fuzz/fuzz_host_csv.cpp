@@ -1,5 +1,5 @@
 /// \file fuzz_host_csv.cpp
-/// Any bytes as a table of positions of the program: as reference, and as either solution of its own output.
+/// Any bytes as positions of the program, CSV, SP3 or CCSDS message: as reference, as a state, and as either solution of its own output.
 #include "inputs/truth.h"
 #include "shared/error.h"
 #include "support.h"
@@ -9,9 +9,16 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     const std::string name = file.hold(data, size);
     for (const char* solution : {"filter", "point"}) {
         try {
-            host::read_position_csv(name, host::solution_columns(solution), 59232, tsGPST);
+            host::PositionRequest request;
+            request.columns = host::solution_columns(solution);
+            request.day_mjd = 59232;
+            host::read_positions(name, request);
         } catch (const host::InputError&) {
         }
+    }
+    try {
+        host::read_state(name, host::PositionRequest(), std::nullopt);
+    } catch (const host::InputError&) {
     }
     try {
         const GTime first = mjd2GTime(tsGPST, 59232.0);
