@@ -254,7 +254,8 @@ TEST_F(HostInputs, UnusableInputsAreNamedForWhatTheyAre) {
         "gzip -c sp3.sp3.gz > nested; bzip2 -c sp3.sp3.gz > nested2; xz -c sp3.sp3 | head -c 300 > cut.xz; bzip2 -c "
         "sp3.sp3 | head -c 300 > cut.bz2\n"
         "yes aaaa | head -c 100000000 | gzip > yes.gz; head -c 100000000 /dev/zero | gzip > zero.gz; : > empty\n"
-        "printf '\\037\\235\\220' > bare.Z; head -c 1500 crinex3.crx > cut.crx; sed '12s/3&/3x/' crinex3.crx > "
+        "printf '\\037\\235\\220' > bare.Z; printf '\\037\\235\\220\\141\\304\\000' > cut.Z; tar cf tar sp3.sp3; tar "
+        "czf tar.gz sp3.sp3; head -c 1500 crinex3.crx > cut.crx; sed '12s/3&/3x/' crinex3.crx > "
         "damaged.crx; sed '1s/^3/7/' crinex3.crx > v7.crx\n"
         "printf 'CCSDS_OEM_VERS = 2.0\\nCREATION_DATE = 2010-07-28T06:00:00\\n' > orbit.oem; printf '<oem "
         "id=\"x\">\\n' > orbit.xml\n");
@@ -272,11 +273,14 @@ TEST_F(HostInputs, UnusableInputsAreNamedForWhatTheyAre) {
         {sp3 + u + "nested", "nested: holds one compression inside another"},
         {sp3 + u + "nested2", "nested2: holds one compression inside another"},
         {sp3 + u + "yes.gz", "yes.gz: expands to more than 250 times its size"},
-        {sp3 + u + "zero.gz", "zero.gz: is a binary file, not a SP3 file"},
-        {sp3 + "/dev/zero", "/dev/zero: is a binary file, not a SP3 file"},
+        {sp3 + u + "zero.gz", "zero.gz: is a binary file, not an SP3 file"},
+        {sp3 + "/dev/zero", "/dev/zero: is a binary file, not an SP3 file"},
         {sp3 + u + "empty", "empty: is not an SP3 file; this is an empty file"},
         {sp3 + u + "bare.Z", "the Unix compress data are damaged or cut"},
-        {sp3 + u, "is a directory, not a SP3 file"},
+        {sp3 + u + "cut.Z", "the Unix compress data end within a line"},
+        {sp3 + u + "tar", "tar: is a tar archive, not an SP3 file"},
+        {run + u + "tar.gz", "tar.gz: is a tar archive, not a RINEX navigation file"},
+        {sp3 + u, "is a directory, not an SP3 file"},
         {sp3 + u + "absent", "absent: cannot open this SP3 file: No such file or directory"},
         {obs + u + "v7.crx", "v7.crx: version of this Compact RINEX file is not 1.0 or 3.0"},
         {obs + u + "navigation2.nav", "this is a RINEX navigation file: --nav"},

@@ -9,6 +9,7 @@
 #include "inputs/crinex.h"
 #include "inputs/open.h"
 #include "shared/error.h"
+#include "shared/printable.h"
 
 namespace host {
 
@@ -228,10 +229,8 @@ std::string description_of(Kind kind) {
 void wrong_kind(const std::string& name, const std::string& wanted, Kind own) {
     const Kind kind = kind_of_file(name, wanted);
     const std::string is = description_of(kind);
-    const bool vowel = std::string("AaEeOo").find(wanted[0]) != std::string::npos || wanted.compare(0, 3, "SP3") == 0;
-    const std::string is_not = name + ": is not " + (vowel ? "an " : "a ") + wanted;
-    if (is.empty() || kind == own) throw InputError(is_not);
-    throw InputError(is_not + "; this is " + is);
+    if (is.empty() || kind == own) throw InputError(name + ": is not " + with_article(wanted));
+    throw InputError(name + ": is not " + with_article(wanted) + "; this is " + is);
 }
 
 void check_kind(const std::string& name, const std::string& wanted, std::initializer_list<Kind> kinds) {

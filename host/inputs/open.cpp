@@ -110,7 +110,16 @@ struct PackedSource : HeadedSource<CountedSource> {
 };
 struct TextSource : HeadedSource<ByteSource> {
     using HeadedSource::HeadedSource;
-    std::size_t read(char* to, std::size_t size) override { return take(to, size); }
+    std::size_t read(char* to, std::size_t size) override {
+        const std::size_t n = take(to, size);
+        if (n > 0) last_ = to[n - 1];
+        return n;
+    }
+    /// True where the last byte read, if any, ends a line.
+    bool ends_a_line() const { return last_ == '\n'; }
+
+  private:
+    char last_ = '\n';
 };
 
 /// Device, number, size and time of change of a file.
@@ -119,6 +128,9 @@ std::array<std::uint64_t, 4> stamp_of(const struct stat& info) {
             static_cast<std::uint64_t>(info.st_mtim.tv_sec) * 1000000000U +
                 static_cast<std::uint64_t>(info.st_mtim.tv_nsec)};
 }
+
+/// A tar archive by the mark in the head of its first file.
+bool is_tar(const std::string& head) { return head.compare(std::min<std::size_t>(257, head.size()), 5, "ustar") == 0; }
 
 /// Bytes that no text has, one in eight of the first ones or more.
 bool is_binary(const std::string& head) {
@@ -198,7 +210,7 @@ InputFile::InputFile(const std::string& name, const std::string& kind) : name_(n
 void InputFile::take_in(int descriptor, const std::string& kind) {
     struct stat info {};
     if (fstat(descriptor, &info) != 0) fail("cannot be read", errno);
-    if (S_ISDIR(info.st_mode)) throw InputError("is a directory, not a " + kind);
+    if (S_ISDIR(info.st_mode)) throw InputError("is a directory, not " + with_article(kind));
     is_file_ = S_ISREG(info.st_mode) && name_ != "-";
     if (is_file_) stamp_ = stamp_of(info);
     Digest digest;
@@ -212,14 +224,17 @@ void InputFile::take_in(int descriptor, const std::string& kind) {
     head_ = text.head();
     if (expanded != nullptr && compression_of(head_) != Compression::none)
         throw InputError("holds one compression inside another");
+    if (is_tar(head_)) throw InputError("is a tar archive, not " + with_article(kind));
     if (is_file_ && expanded == nullptr && !is_crinex(head_)) {
         path_ = name_;
         size_ = static_cast<std::uint64_t>(info.st_size);
         return;
     }
-    if (is_binary(head_)) throw InputError("is a binary file, not a " + kind);
+    if (is_binary(head_)) throw InputError("is a binary file, not " + with_article(kind));
     store_ = std::make_unique<Store>();
     keep(text);
+    if (!text.ends_a_line() && compression == Compression::compress)
+        throw InputError("the Unix compress data end within a line: they are cut, or lack the end of the last line");
     std::vector<char> block(kBlock);
     while (packed.read(block.data(), block.size()) > 0) continue;  // what stands behind an archive
     if (!is_file_) digest_ = digest.text();

@@ -31,4 +31,9 @@ std::string printable(const std::string& text) {
     return out;
 }
 
+std::string with_article(const std::string& what) {
+    const bool vowel = what.find_first_of("AEIOaeio") == 0 || what.compare(0, 3, "SP3") == 0;
+    return (vowel ? "an " : "a ") + what;
+}
+
 }  // namespace host
