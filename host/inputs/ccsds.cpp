@@ -101,7 +101,8 @@ GTime time_of(const Message& m, std::string text, TIMESYS scale) {
     std::string reason = "a time is expected";
     if (text.find('T') == std::string::npos || !read_time(text, scale, time, &reason))
         m.fail(text.substr(0, 40) + ": " + reason);
-    return gtimeChangeTimeSystem(time, tsGPST);
+    if (!make_gpst(time)) m.fail(text.substr(0, 40) + ": leap seconds of UTC are known from July 1972 on");
+    return time;
 }
 
 /// From the mean equator and equinox of J2000 to GCRS. Source: IERS Conventions (2010), chapter 5.
@@ -187,9 +188,10 @@ void describe(const Values& values, const Frame& frame, PositionFile& file) {
 
 std::string ccsds_kind(const std::string& line) {
     const std::size_t start = line.find_first_not_of(" \t\xef\xbb\xbf");
-    if (start == std::string::npos || line.compare(start, 6, "CCSDS_") != 0 || line.compare(start + 9, 5, "_VERS") != 0)
-        return "";
-    return line.substr(start + 6, 3);
+    if (start == std::string::npos) return "";
+    const std::string key = line.substr(start, 14);
+    if (key.size() < 14 || key.compare(0, 6, "CCSDS_") != 0 || key.compare(9, 5, "_VERS") != 0) return "";
+    return key.substr(6, 3);
 }
 
 PositionFile read_oem(const std::string& file, const std::string& object, bool or_any) {

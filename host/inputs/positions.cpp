@@ -15,8 +15,7 @@ namespace host {
 
 namespace {
 
-constexpr double kSameEpoch = 1e-6;    ///< [s]
-constexpr double kFirstUtc = 41500.0;  ///< leap seconds begin in 1972 [MJD]
+constexpr double kSameEpoch = 1e-6;  ///< [s]
 
 bool starts_with(const std::string& text, const std::string& start) {
     return text.compare(0, start.size(), start) == 0;
@@ -134,9 +133,7 @@ bool parse_time(const CsvReader& in, const Places& places, const PositionRequest
         if (places.mjd >= 0 && (!parse_number(in.text(places.mjd), mjd) || std::fabs(mjd) > 1e7)) return false;
         time.time = places.time_is_mjd ? mjd2TimeMJD(value) : timeMjdAddSec(mjd2TimeMJD(mjd), value);
     }
-    if (scale == tsUTC && gtime2mjd(time) < kFirstUtc) return false;
-    time = gtimeChangeTimeSystem(time, tsGPST);
-    return true;
+    return make_gpst(time);
 }
 
 /// Whether the line is a row; `empty` where it has no position.

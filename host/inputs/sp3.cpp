@@ -111,8 +111,9 @@ struct Reader {
         if (text.empty() || ended) return;
         if (text[0] == '*') {
             GTime read{};
-            if (!read_epoch(text, result.scale, read)) fail(file, line_number, "an epoch cannot be read: " + text);
-            epoch = gtimeChangeTimeSystem(read, tsGPST);
+            if (!read_epoch(text, result.scale, read) || !make_gpst(read))
+                fail(file, line_number, "an epoch cannot be read: " + text);
+            epoch = read;
         }
         if (text[0] == 'P') position(text);
         if (text[0] == 'V') velocity(text);

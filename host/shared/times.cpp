@@ -251,6 +251,12 @@ bool read_time(const std::string& text, TIMESYS system, GTime& time, std::string
     return true;
 }
 
+bool make_gpst(GTime& time) {
+    if (time.sys == tsUTC && gtime2mjd(time) < kFirstLeapSecond + 1) return false;
+    time = gtimeChangeTimeSystem(time, tsGPST);
+    return true;
+}
+
 GTime parse_date(const std::string& option, const std::string& text, TIMESYS system, int first_year, int last_year) {
     GTime time{};
     std::string reason;

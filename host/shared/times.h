@@ -39,6 +39,9 @@ std::string date_span_text(double mjd_first, double mjd_last);
 /// other texts and for days that no calendar has.
 bool read_time(const std::string& text, TIMESYS system, GTime& time, std::string* reason = nullptr);
 
+/// Turns a time into GPST. False for UTC from before its leap seconds are known, in 1972.
+bool make_gpst(GTime& time);
+
 /// Reads a date of an option; throws InputError where it is none within the years.
 GTime parse_date(const std::string& option, const std::string& text, TIMESYS system, int first_year, int last_year);
 
