@@ -122,12 +122,29 @@ std::vector<sysGNSS> choose_systems(const InputOptions& options, const std::vect
     return systems;
 }
 
+/// The observables of --codes: of a system once, of one that is taken, and of some satellite.
+std::vector<Observables> codes_by_hand(const InputOptions& options, const std::vector<sysGNSS>& systems,
+                                       const std::vector<ObservationScan>& scans) {
+    std::vector<Observables> given;
+    for (const std::string& text : options.codes) {
+        const Observables codes = read_codes(text);
+        if (std::any_of(given.begin(), given.end(), [&](const Observables& o) { return o.system == codes.system; }))
+            throw InputError("--codes " + text + ": this system has been given already");
+        if (!options.systems.empty() && std::count(systems.begin(), systems.end(), codes.system) == 0)
+            throw InputError("--codes " + text + ": --systems " + options.systems + " leaves this system out");
+        if (share_of(codes.system, {codes.codes.begin(), codes.codes.end()}, scans).complete == 0)
+            throw InputError("--codes " + text + ": no satellite has all of them; observed are " +
+                             other_signals({}, scans));
+        given.push_back(codes);
+    }
+    return given;
+}
+
 /// What is processed: by hand, or by what the files hold.
 void choose_observables(const InputOptions& options, const std::vector<ObservationScan>& scans,
                         const RUNTIME_POD_EMBED& runtime) {
     std::vector<sysGNSS> systems = choose_systems(options, scans, runtime);
-    std::vector<Observables> given;
-    for (const std::string& text : options.codes) given.push_back(read_codes(text));
+    const std::vector<Observables> given = codes_by_hand(options, systems, scans);
     if (options.systems.empty() && !given.empty()) {
         systems.clear();
         for (const Observables& o : given) systems.push_back(o.system);
