@@ -47,7 +47,9 @@ void print_noise(const EstimationOptions& e) {
     std::printf("\nantenna: %.3f, %.3f, %.3f m from the centre of mass (%s)%s\n", e.signal.antenna[0],
                 e.signal.antenna[1], e.signal.antenna[2],
                 e.signal.antenna_in_platform ? "platform axes" : "radial, along, cross",
-                e.antenna_sigma > 0.0 ? ", radial part estimated" : "");
+                e.antenna_sigma > 0.0          ? ", radial part estimated"
+                : e.signal.antenna.isZero(0.0) ? ", held: the orbit is that of the antenna"
+                                               : "");
 }
 
 void print_solutions(const BatchSolution& s, const EstimationReport& report, const Motion& motion) {
@@ -108,7 +110,7 @@ EditCounts count_observations(const ObservedArc& arc) {
 }
 
 std::string fault_of(const EstimationReport& report, const EditCounts& counts, const std::vector<FormalError>& formal) {
-    constexpr double kMostUnitWeight = 4.0, kLeastShare = 0.6, kMostFormal = 1.0, kMostShift = 20.0;
+    constexpr double kMostUnitWeight = 4.0, kLeastShare = 0.6, kMostFormal = 1.0, kMostShift = 20.0, kMostStrain = 20.0;
     const BatchSolution& s = report.solution;
     char text[200] = {};
     double largest = 0.0;
@@ -128,7 +130,7 @@ std::string fault_of(const EstimationReport& report, const EditCounts& counts, c
                       "the residuals are %.1f times what the sigmas say: not this orbit, wrong forces or orientation, "
                       "or sigmas far too small",
                       s.unit_weight());
-    } else if (report.loosened > 1) {
+    } else if (report.strain > kMostStrain) {
         std::snprintf(
             text, sizeof text,
             "the motion asks for accelerations far above their a-priori sigmas: wrong or missing forces, earth "
@@ -156,10 +158,10 @@ void print_report(const OrbitJob& job, const Motion& motion, const EstimationRep
     for (const EmpiricalTerm& term : motion.terms()) {
         if (term.interval > 0.0) std::printf(" %s %g s %.3g nm/s2;", term.kind.c_str(), term.interval, term.sigma);
     }
-    std::printf("\n");
+    std::printf("%s\n", report.loosened > 1.0 ? " (loosened)" : "");
     const FormalError squares = rms_of(formal);
-    std::printf("formal errors: rms radial %.4f, along %.4f, cross %.4f m; unit weight %.2f\n", squares[0], squares[1],
-                squares[2], s.unit_weight());
+    std::printf("formal errors: rms radial %.4f, along %.4f, cross %.4f m; unit weight %.2f, raised %.1f times\n",
+                squares[0], squares[1], squares[2], s.unit_weight(), std::sqrt(report.variance_factor));
 }
 
 void print_errors(const char* name, const std::vector<PositionError>& errors) {
@@ -195,6 +197,9 @@ void summarise(const OrbitJob& job, const Motion& motion, const EstimationReport
     summary.set("formal_errors/rms_radial_m", squares[0]);
     summary.set("formal_errors/rms_along_m", squares[1]);
     summary.set("formal_errors/rms_cross_m", squares[2]);
+    summary.set("accelerations/loosened", report.loosened);
+    summary.set("accelerations/strain", report.strain);
+    summary.set("formal_errors/raised", std::sqrt(report.variance_factor));
     summary.set("unit_weight", report.solution.unit_weight());
 }
 

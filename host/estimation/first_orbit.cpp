@@ -77,23 +77,24 @@ Eigen::Matrix3d to_celestial(const SignalModel& model, double t, const Eigen::Ve
 /// State at a time from positions about it: a polynomial through each axis.
 bool state_from_points(const ObservedArc& arc, const std::vector<EpochPosition>& points, double t,
                        Eigen::Matrix<double, 6, 1>& state) {
-    constexpr double kWindow = 900.0;  // [s]
+    constexpr double kTurn = 900.0;  // [s]
     constexpr int kTerms = 7;
+    const double window_length = std::max(kTurn, 11.0 * arc.interval);
     std::vector<std::size_t> window;
     for (std::size_t i = 0; i < points.size(); ++i) {
-        if (arc.epochs[points[i].epoch].received() < t + kWindow) window.push_back(i);
+        if (arc.epochs[points[i].epoch].received() < t + window_length) window.push_back(i);
     }
     if (window.size() < kTerms + 3) return false;
     Eigen::MatrixXd A(window.size(), kTerms);
     Eigen::MatrixXd y(window.size(), 3);
     for (std::size_t i = 0; i < window.size(); ++i) {
-        const double x = (arc.epochs[points[window[i]].epoch].received() - t) / kWindow;
+        const double x = (arc.epochs[points[window[i]].epoch].received() - t) / window_length;
         for (int k = 0; k < kTerms; ++k) A(static_cast<long>(i), k) = std::pow(x, k);
         y.row(static_cast<long>(i)) = points[window[i]].position.transpose();
     }
     const Eigen::MatrixXd c = A.colPivHouseholderQr().solve(y);
     state.head<3>() = c.row(0).transpose();
-    state.tail<3>() = c.row(1).transpose() / kWindow;
+    state.tail<3>() = c.row(1).transpose() / window_length;
     return true;
 }
 

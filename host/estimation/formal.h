@@ -4,6 +4,7 @@
 #define LEOPOD_HOST_FORMAL_H
 
 #include "estimation/motion.h"
+#include "estimation/observed_arc.h"
 
 namespace host {
 
@@ -13,6 +14,10 @@ using FormalError = Eigen::Vector3d;
 /// Errors of the position at times in ascending order, by the covariance of the motion's parameters.
 std::vector<FormalError> formal_errors(const Motion& motion, const Eigen::MatrixXd& covariance,
                                        const std::vector<double>& times);
+
+/// What residuals that neighbours in time share do to a variance: 1 where they are independent, else the sum of the autocorrelation of the
+/// used phases within their passes, up to where it has faded.
+double correlation_factor(const ObservedArc& arc);
 
 /// Rows of the radial, along and cross directions of a state.
 Eigen::Matrix3d orbit_axes(const Eigen::Vector3d& position, const Eigen::Vector3d& velocity);

@@ -2,9 +2,11 @@
 
 #include <algorithm>
 #include <cmath>
+#include <limits>
 
 #include "estimation/failure.h"
 #include "estimation/first_orbit.h"
+#include "estimation/formal.h"
 
 namespace host {
 
@@ -131,10 +133,27 @@ double phase_weight(const ObservedArc& arc) {
     return rms(squares, count);
 }
 
-/// Trebles the a-priori sigmas of the accelerations in pieces.
-void loosen(Motion& motion) {
+/// Accelerations in pieces in their a-priori sigmas, root mean square of the term where it is largest.
+double strain_of(const Motion& motion) {
+    std::vector<double> squares(motion.terms().size(), 0.0), counts(motion.terms().size(), 0.0);
+    for (std::size_t i = 0; i < motion.empirical().size(); ++i) {
+        const std::size_t term = motion.empirical()[i].term;
+        if (!(motion.terms()[term].interval > 0.0 && motion.terms()[term].sigma > 0.0)) continue;
+        const double value = motion.parameters()[static_cast<Eigen::Index>(6 + i)];
+        squares[term] += std::pow(value / motion.terms()[term].sigma, 2);
+        counts[term] += 1.0;
+    }
+    double largest = 0.0;
+    for (std::size_t k = 0; k < squares.size(); ++k) {
+        if (counts[k] > 0.0) largest = std::max(largest, std::sqrt(squares[k] / counts[k]));
+    }
+    return largest;
+}
+
+/// Multiplies the a-priori sigmas of the accelerations in pieces.
+void loosen(Motion& motion, double factor) {
     for (std::size_t k = 0; k < motion.terms().size(); ++k) {
-        if (motion.terms()[k].interval > 0.0) motion.set_sigma(k, 3.0 * motion.terms()[k].sigma);
+        if (motion.terms()[k].interval > 0.0) motion.set_sigma(k, factor * motion.terms()[k].sigma);
     }
 }
 
@@ -156,22 +175,44 @@ class Estimation {
         // The codes' orbit is smooth: between epochs it drifts by millimetres.
         report_.screening = find_passes(arc_, options_.screening);
         settle(true, "code and phase", 12);
-        // Too stiff a motion leaves residuals that the noise does not explain.
-        constexpr double kExplained = 1.5;
-        for (int i = 0; options_.adapt && i < 5 && phase_weight(arc_) > kExplained; ++i) {
-            loosen(motion_);
-            ++report_.loosened;
-            settle(true, "looser motion", 6);
-        }
+        if (options_.adapt) adapt();
         accept(true);
         renew();
         report_.screening = find_passes(arc_, options_.screening);
         report_.converged = settle(true, "screened again", 20);
         accept(true);
+        scale_covariance();
+        report_.strain = report_.loosened * strain_of(motion_);
         return std::move(report_);
     }
 
   private:
+    /// Too stiff a motion leaves residuals that the noise does not explain, or that a loose one would not leave. The sigmas of the noise may be
+    /// generous, so that the second tells more.
+    void adapt() {
+        constexpr double kExplained = 1.5, kLeft = 1.25, kStep = 3.0;
+        constexpr int kMost = 5;
+        const double loose = kLeft * loosest_weight(std::pow(kStep, kMost));
+        for (int i = 0; i < kMost && phase_weight(arc_) > std::min(kExplained, loose); ++i) {
+            loosen(motion_, kStep);
+            report_.loosened *= kStep;
+            settle(true, "looser motion", 6);
+        }
+    }
+
+    /// What the phases would leave of a motion with sigmas so many times as large, beyond what its freedom takes of them.
+    double loosest_weight(double factor) {
+        loosen(motion_, factor);
+        const BatchSolution solution = solve_batch(motion_, arc_, batch(true));
+        const double weight = phase_weight(arc_);
+        loosen(motion_, 1.0 / factor);
+        report_.solution = solve_batch(motion_, arc_, batch(true));
+        const double accelerations = static_cast<double>(motion_.empirical().size());
+        const double left = static_cast<double>(solution.phase_count - solution.unknowns) /
+                            (static_cast<double>(solution.phase_count - solution.unknowns) + accelerations);
+        return left > 0.0 ? weight / std::sqrt(left) : std::numeric_limits<double>::infinity();
+    }
+
     void first_orbit() {
         const std::size_t every =
             static_cast<std::size_t>(std::max(1.0, std::round(60.0 / std::max(arc_.interval, 1e-3))));
@@ -218,6 +259,14 @@ class Estimation {
         motion_.move(report_.solution.motion);
         report_.antenna += report_.solution.antenna;
         model_.raise_antenna(report_.solution.antenna);
+    }
+
+    /// The sigmas stand for independent errors; what the residuals say of them counts.
+    void scale_covariance() {
+        BatchSolution& s = report_.solution;
+        report_.variance_factor = std::pow(s.unit_weight(), 2) * correlation_factor(arc_);
+        s.covariance *= report_.variance_factor;
+        s.antenna_deviation *= std::sqrt(report_.variance_factor);
     }
 
     Motion& motion_;

@@ -41,7 +41,11 @@ struct EstimationReport {
     ScreeningReport screening;
     BatchSolution solution;  ///< the last one
     bool converged = false;
-    int loosened = 0;        ///< times that the a-priori sigmas of the accelerations were trebled
+    double loosened = 1;  ///< times that the a-priori sigmas of the accelerations in pieces became larger
+    double strain =
+        0;  ///< accelerations in pieces in the a-priori sigmas that were asked for, root mean square of the largest term
+    double variance_factor =
+        1;  ///< that the covariance was multiplied by: unit weight, and errors that neighbours in time share
     double antenna = 0;      ///< radial offset of the antenna, estimated on top of the given one [m]
     std::size_t points = 0;  ///< positions that the first orbit goes through
 };

@@ -160,8 +160,10 @@ long edit_residuals(ObservedArc& arc, const ScreeningOptions& options, bool phas
         if (phase && link.phase_edit == Edit::kUsed && std::isfinite(link.phase_residual))
             phase_sizes.push_back(std::fabs(link.phase_residual) / link.phase_sigma);
     }
-    const double code_bound = options.bound * 1.4826 * median_of(code_sizes);
-    const double phase_bound = options.bound * 1.4826 * median_of(phase_sizes);
+    // Where the sigmas are generous, what stays well within them is no outlier: editing would creep into a motion that doesn't fit yet.
+    constexpr double kLeast = 0.5;
+    const double code_bound = options.bound * std::max(kLeast, 1.4826 * median_of(code_sizes));
+    const double phase_bound = options.bound * std::max(kLeast, 1.4826 * median_of(phase_sizes));
     long changes = 0;
     const auto judge = [&changes](Edit& edit, double size, double bound) {
         if (edit != Edit::kUsed && edit != Edit::kOutlier) return;
