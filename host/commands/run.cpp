@@ -118,11 +118,11 @@ struct Tables {
         if (!options.satellites_out.empty())
             satellites = std::make_unique<SatelliteTable>(options.satellites_out, console);
     }
-    void add(const Epoch& epoch, const RUNTIME_POD_EMBED& runtime) {
+    void add(const Epoch& epoch, const RUNTIME_POD_EMBED& runtime) const {
         if (epochs != nullptr) epochs->add(epoch);
         if (satellites != nullptr && epoch.processed) satellites->add(runtime, epoch.solved, epoch.slips);
     }
-    void close() {
+    void close() const {
         if (epochs != nullptr) epochs->close();
         if (satellites != nullptr) satellites->close();
     }
@@ -162,8 +162,9 @@ std::unique_ptr<Truth> load_truth(const std::string& file, const ArcOfEpochs& ar
     Vector3 position;
     Vector3 velocity;
     const double step = std::max(arc.interval, 0.01);
-    for (double t = 0.0; t <= gtimeSubSec(arc.last, arc.first); t += step) {
-        if (truth->state_at(gtimeAddSec(arc.first, t), position, velocity)) return truth;
+    const long steps = static_cast<long>(gtimeSubSec(arc.last, arc.first) / step + 1e-6);
+    for (long i = 0; i <= steps; ++i) {
+        if (truth->state_at(gtimeAddSec(arc.first, static_cast<double>(i) * step), position, velocity)) return truth;
     }
     throw InputError(file + ": covers no epoch of the arc from " + time_text(arc.first, 0) + " to " +
                      time_text(arc.last, 0));
