@@ -189,6 +189,33 @@ Canvas plot_track(const PlotOptions& o) {
     return draw_map(figure);
 }
 
+int save(const PlotOptions& o, Canvas (*draw)(const PlotOptions&)) {
+    check_picture_name("--out", o.out);
+    FilePlan plan;
+    for (const std::string& text : o.in) plan.in("--in", parse_source(text).file);
+    plan.in("--truth", o.truth).out("--out", o.out).check();
+    {
+        const Progress progress("drawing " + o.out);
+        draw(o).save(o.out);
+    }
+    std::printf("plot: %s\n", o.out.c_str());
+    return 0;
+}
+
+/// One kind of picture, with the options that all of them have.
+std::pair<Command, std::shared_ptr<PlotOptions>> add_kind(Command plot, Action& action, const char* name,
+                                                          const char* description, const char* in,
+                                                          Canvas (*draw)(const PlotOptions&)) {
+    auto o = std::make_shared<PlotOptions>();
+    Command command = plot.add_subcommand(name, description);
+    command.add_option("--in", o->in, in).required();
+    command.add_option("--out", o->out, "the picture: .svg, or .png (drawn by gnuplot)").required();
+    command.add_option("--title", o->title, "its title");
+    add_span(command, o->span, "rows");
+    command.callback([o, draw, &action] { action = [o, draw] { return save(*o, draw); }; });
+    return {command, o};
+}
+
 }  // namespace
 
 void add_plot(Command app, Action& action) {
@@ -196,27 +223,7 @@ void add_plot(Command app, Action& action) {
     plot.require_subcommand();
     const auto kind = [&](const char* name, const char* description, const char* in,
                           Canvas (*draw)(const PlotOptions&)) {
-        auto o = std::make_shared<PlotOptions>();
-        Command command = plot.add_subcommand(name, description);
-        command.add_option("--in", o->in, in).required();
-        command.add_option("--out", o->out, "the picture: .svg, or .png (drawn by gnuplot)").required();
-        command.add_option("--title", o->title, "its title");
-        add_span(command, o->span, "rows");
-        command.callback([o, draw, &action] {
-            action = [o, draw] {
-                check_picture_name("--out", o->out);
-                FilePlan plan;
-                for (const std::string& text : o->in) plan.in("--in", parse_source(text).file);
-                plan.in("--truth", o->truth).out("--out", o->out).check();
-                {
-                    const Progress progress("drawing " + o->out);
-                    draw(*o).save(o->out);
-                }
-                std::printf("plot: %s\n", o->out.c_str());
-                return 0;
-            };
-        });
-        return std::pair{command, o};
+        return add_kind(plot, action, name, description, in, draw);
     };
     const auto frame = [](Command command, const std::shared_ptr<PlotOptions>& o) {
         command.add_option("--frame", o->frame, "azimuth and elevation: horizon (local, from north) or antenna")
