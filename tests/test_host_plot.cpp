@@ -214,10 +214,14 @@ TEST_F(Plot, PicturesOfARun) {
     EXPECT_TRUE(bars >= 24u && bars < 100u) << bars;  // passes, not epochs
 
     // Residuals of a fit, in the order of its file along, radial, cross.
-    const std::vector<Picture> fitted = drawn(
-        "residuals --in " + write_temp("fit.csv",
-                                       "epoch_gpst,seconds,along_m,radial_m,cross_m\n"
-                                       "2010-07-26T23:59:59.999990,0,1,2,3\n2010-07-27T00:01:00.000000,60,-1,-2,-3\n"));
+    const std::vector<Picture> fitted =
+        drawn("residuals --in " +
+              write_temp("fit.csv",
+                         "epoch_gpst,seconds,along_m,radial_m,cross_m,weight,left_out\n"
+                         "2010-07-26T23:59:59.999990,0,1,2,3,1,\n2010-07-27T00:01:00.000000,60,-1,-2,-3,0.5,\n"
+                         "2010-07-27T00:02:00.000000,60,9,9,9,0,outlier\n"));
+    EXPECT_EQ(fitted.at(0).texts.count("Radial, rms 2.00 m"), 1u);
+    EXPECT_EQ(fitted.at(0).series.count("left out"), 1u);
     EXPECT_NEAR(value_at(fitted.at(0), fitted[0].series.at("radial").at(0)[0].y), 2.0, 0.05);
     EXPECT_NEAR(value_at(fitted.at(1), fitted[1].series.at("along-track").at(0)[0].y), 1.0, 0.05);
     EXPECT_EQ(fitted.at(2).texts.count("GPST on 2010-07-27"), 1u);

@@ -66,6 +66,7 @@ bool plot_residuals(const std::string& file, const std::vector<FitResidual>& res
     for (const FitResidual& r : residuals) {
         const GTime gpst = gtimeChangeTimeSystem(r.utc, tsGPST);
         figure.seconds.push_back(static_cast<double>(gpst.time.mjd - figure.options.day_mjd) * 86400.0 + gpst.time.sod);
+        figure.used.push_back(r.weight > 0.0);
         figure.radial_along_cross[0].push_back(r.radial);
         figure.radial_along_cross[1].push_back(r.along);
         figure.radial_along_cross[2].push_back(r.cross);

@@ -96,6 +96,7 @@ Canvas plot_residuals(const PlotOptions& o) {
         if (in.has("along_m") && in.has("radial_m") && in.has("cross_m")) {
             const int columns[3] = {in.find("radial_m"), in.find("along_m"), in.find("cross_m")};
             const int epoch = in.require("epoch_gpst", "the file of leopod fit --residuals is expected");
+            const int weight = in.find("weight");
             FitResidualFigure figure;
             figure.options = {o.title, 0};
             figure.source = "from " + base_name(o.in[0]);
@@ -107,6 +108,7 @@ Canvas plot_residuals(const PlotOptions& o) {
                 double seconds = 0;
                 if (!seconds_in_span(o, time, figure.options.day_mjd, seconds)) continue;
                 figure.seconds.push_back(seconds);
+                figure.used.push_back(weight < 0 || in.number(weight) > 0.0);
                 for (std::size_t k = 0; k < 3; ++k) figure.radial_along_cross[k].push_back(in.number(columns[k]));
             }
             if (figure.seconds.empty()) throw InputError(o.in[0] + ": has no rows in the span asked for");

@@ -22,16 +22,6 @@ std::string metres_text(double value) {
     return std::isfinite(value) ? text : "";
 }
 
-bool is_wide(const std::vector<double>& values) {
-    double low = 1e300;
-    double high = 0;
-    for (double v : values) {
-        if (std::isfinite(v) && v > 0.0) low = std::min(low, v);
-        if (std::isfinite(v)) high = std::max(high, v);
-    }
-    return high > 20.0 * low;
-}
-
 /// "filter_clock_GPS_m" becomes "filter, GPS".
 std::string clock_name(const std::string& column) {
     const std::string start = "clock_";
@@ -190,9 +180,9 @@ std::vector<ReportPicture> still_pictures(const ReportOptions& o, Content& conte
         pictures.push_back({"Residuals", draw_residuals(residuals)});
     }
     if (!content.fit_seconds.empty())
-        pictures.push_back(
-            {"Residuals of the fit", draw_fit_residuals({options, "from " + base_names(o.residuals),
-                                                         content.fit_seconds, content.fit_residuals, 0})});
+        pictures.push_back({"Residuals of the fit",
+                            draw_fit_residuals({options, "from " + base_names(o.residuals), content.fit_seconds,
+                                                content.fit_used, content.fit_residuals, 0})});
     if (!content.epochs.seconds.empty() || !content.satellites.empty()) {
         pictures.push_back(
             {"Satellites", draw_satellites({options, base_name(o.epochs.empty() ? o.satellites.front() : o.epochs),

@@ -1,7 +1,9 @@
 #include "pictures/geometry.h"
 
+#include <algorithm>
 #include <array>
 #include <cmath>
+#include <limits>
 #include <string>
 
 #include "shared/earth.h"
@@ -78,6 +80,16 @@ Geometry geometry_of(const SatelliteRowsByName& satellites) {
         geometry.gdop.push_back(gdop);
     }
     return geometry;
+}
+
+bool is_wide(const std::vector<double>& figures) {
+    double low = std::numeric_limits<double>::infinity();
+    double high = 0;
+    for (double v : figures) {
+        if (std::isfinite(v) && v > 0.0) low = std::min(low, v);
+        if (std::isfinite(v)) high = std::max(high, v);
+    }
+    return high > 20.0 * low;
 }
 
 }  // namespace host

@@ -17,6 +17,9 @@ struct Geometry {
 /// satellites in the point position, each weighed alike. Epochs whose satellites do not give a position are left out.
 Geometry geometry_of(const SatelliteRowsByName& satellites);
 
+/// True where figures of dilution have a long upper tail, which takes a logarithmic axis.
+bool is_wide(const std::vector<double>& figures);
+
 }  // namespace host
 
 #endif

@@ -35,10 +35,14 @@ std::vector<double> all_of(const SatelliteRowsByName& satellites, const Quantity
     return all;
 }
 
-Axis elevation_axis(const SatelliteRowsByName& satellites) {
+/// From 0, or from the lowest elevation that has a residual.
+Axis elevation_axis(const SatelliteRowsByName& satellites, const Quantity& quantity) {
     double low = 0;
     for (const auto& [name, rows] : satellites) {
-        for (double e : rows.elevation) low = std::isfinite(e) ? std::min(low, e) : low;
+        const std::vector<double>& values = rows.*quantity.values;
+        for (std::size_t i = 0; i < values.size(); ++i) {
+            if (std::isfinite(values[i]) && std::isfinite(rows.elevation[i])) low = std::min(low, rows.elevation[i]);
+        }
     }
     Axis axis;
     axis.label = "elevation [\u00b0]";
@@ -69,7 +73,7 @@ void add_row(Chart& chart, const ResidualFigure& f, const Quantity& quantity, co
     Panel over_elevation = over_time;
     over_elevation.title.clear();
     over_elevation.column = 1;
-    over_elevation.x = elevation_axis(f.satellites);
+    over_elevation.x = elevation_axis(f.satellites, quantity);
     const double size = mark_size(f.satellites);
     std::size_t index = 0;
     for (const auto& [name, rows] : f.satellites) {
@@ -92,6 +96,15 @@ Unit unit_of(const SatelliteRowsByName& satellites, const std::vector<Quantity>&
         for (const auto& [name, rows] : satellites) lists.push_back(&(rows.*quantity.values));
     }
     return unit_for(lists);
+}
+
+/// The residuals of positions that were used, or of the others, on the axis of time; the rest are gaps.
+std::vector<double> chosen(const FitResidualFigure& f, std::size_t component, bool used) {
+    std::vector<double> values = f.radial_along_cross[component];
+    for (std::size_t i = 0; i < values.size(); ++i) {
+        if ((f.used.empty() || f.used[i]) != used) values[i] = std::nan("");
+    }
+    return values;
 }
 
 }  // namespace
@@ -138,7 +151,9 @@ Canvas draw_fit_residuals(const FitResidualFigure& f) {
     Chart chart;
     chart.heading.title = title_or(f.options, "Residuals of the positions against the fitted orbit");
     chart.heading.subtitle = span_text(span.first, span.last, f.options.day_mjd) + "; " + f.source;
-    chart.heading.caption = "Observed minus computed.";
+    const bool all = std::find(f.used.begin(), f.used.end(), false) == f.used.end();
+    chart.heading.caption = all ? "Observed minus computed."
+                                : "Observed minus computed. Rms of the positions used; those left out are grey.";
     const auto& components = f.radial_along_cross;
     std::vector<const std::vector<double>*> lists;
     lists.reserve(components.size());
@@ -147,15 +162,19 @@ Canvas draw_fit_residuals(const FitResidualFigure& f) {
     const AxisName* axes = error_axes(false);
     std::size_t count = 0;
     for (std::size_t k = 0; k < 3; ++k) {
-        Panel panel{std::string(axes[k].title) + ", " + rms_note(components[k], unit),
+        Panel panel{std::string(axes[k].title) + ", " + rms_note(chosen(f, k, true), unit),
                     0,
                     0,
                     time_axis(f.options),
                     length_axis("residual", f.limit, unit),
                     {},
                     false};
-        panel.series.push_back({axes[k].name, "", colour(k), Series::Style::dots, f.seconds.size() > 2000 ? 0.9 : 1.6,
-                                f.seconds, scaled(components[k], unit)});
+        const double size = f.seconds.size() > 2000 ? 0.9 : 1.6;
+        for (const bool used : {false, true}) {
+            if (used || !all)
+                panel.series.push_back({used ? axes[k].name : "left out", "", used ? colour(k) : "#9aa6b2",
+                                        Series::Style::dots, size, f.seconds, scaled(chosen(f, k, used), unit)});
+        }
         count += f.limit > 0.0 ? beyond(components[k], f.limit) : 0;
         add_panel(chart, std::move(panel), 140);
     }

@@ -27,6 +27,7 @@ struct FitResidualFigure {
     FigureOptions options;
     std::string source;
     std::vector<double> seconds;
+    std::vector<bool> used;  ///< false where a position was left out; empty: all were used
     std::array<std::vector<double>, 3> radial_along_cross;
     double limit = 0;
 };

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <cmath>
-#include <limits>
 
 #include "pictures/geometry.h"
 #include "pictures/page.h"
@@ -30,19 +29,13 @@ void add_count(Chart& chart, const SatelliteFigure& f, const Axis& time) {
               kHeight);
 }
 
-/// A figure of dilution has a long upper tail: a logarithmic axis where it is wide.
-void add_dilution(Chart& chart, const char* title, const char* label, const Axis& time, std::size_t shade,
+/// A figure of dilution; `log` where one has a long upper tail.
+void add_dilution(Chart& chart, const char* title, const char* label, const Axis& time, bool log, std::size_t shade,
                   const std::vector<double>& seconds, const std::vector<double>& values) {
-    double low = std::numeric_limits<double>::infinity();
-    double high = 0;
-    for (double v : values) {
-        if (std::isfinite(v) && v > 0.0) low = std::min(low, v);
-        if (std::isfinite(v)) high = std::max(high, v);
-    }
     Axis axis;
     axis.label = label;
     axis.with_zero = true;
-    axis.log = high > 20.0 * low;
+    axis.log = log;
     axis.kind = axis.log ? Axis::Kind::count : Axis::Kind::number;
     add_panel(chart,
               {title,
@@ -115,19 +108,23 @@ Canvas draw_satellites(const SatelliteFigure& f) {
     chart.heading.subtitle = span_text(span.first, span.last, f.options.day_mjd) + "; from " + f.source;
     const Axis time = time_axis(f.options);
     if (!f.seconds.empty()) add_count(chart, f, time);
-    if (const Geometry geometry = geometry_of(f.tracking); !geometry.seconds.empty()) {
-        add_dilution(chart, "Geometric dilution of precision of the point position", "GDOP", time, 2, geometry.seconds,
-                     geometry.gdop);
+    const Geometry geometry = geometry_of(f.tracking);
+    const std::size_t first_dilution = chart.rows.size();
+    const bool log = is_wide(geometry.gdop) || is_wide(f.dilution);
+    if (!geometry.seconds.empty()) {
+        add_dilution(chart, "Geometric dilution of precision of the point position", "GDOP", time, log, 2,
+                     geometry.seconds, geometry.gdop);
         chart.heading.caption =
             "GDOP: of position and clocks, from the directions of the satellites, each weighed alike.\n";
     }
     if (!f.seconds.empty()) {
-        add_dilution(chart, "Norm of the variances of the point position (column gdop)", "norm of variances", time, 1,
-                     f.seconds, f.dilution);
+        add_dilution(chart, "Norm of the variances of the point position (column gdop)", "norm of variances", time, log,
+                     1, f.seconds, f.dilution);
         chart.heading.caption +=
             "Column gdop: root of the summed squares of the three variances of position, for ranges of variance 1; it "
             "is not the usual GDOP.";
     }
+    share_scales(chart, first_dilution);
     if (!f.tracking.empty()) add_tracking(chart, f.tracking, time);
     return draw_chart(chart);
 }
