@@ -268,7 +268,7 @@ class Expander {
         int count = -1;
         if (!layout_.version3 && has_label(line, "# / TYPES OF OBSERV")) {
             count = count_of(field(line, 0, 6));
-            types = &types_[0];
+            types = types_.data();
         } else if (layout_.version3 && has_label(line, "SYS / # / OBS TYPES") && line[0] >= 'A' && line[0] <= 'Z') {
             count = count_of(field(line, 3, 3));
             types = &types_[static_cast<std::size_t>(line[0] - 'A')];

@@ -154,7 +154,7 @@ class DynamicsCheck {
     std::string take_request(const ConfigLine& line, const std::string& request,
                              const std::vector<std::string>& names) {
         const std::size_t colon = request.find(':');
-        const std::string name = request.substr(0, colon);
+        std::string name = request.substr(0, colon);
         double seconds = 0;
         if (!is_one_of(name, names)) {
             check_.fault(line, "a parameter is " + list_of(names) + ", not " + name + did_you_mean(name, names));

@@ -121,6 +121,7 @@ bool is_rapid_line(std::string_view line) {
 Kind kind_of_numbers(std::string_view line) {
     const std::vector<std::string_view> words = words_of(line);
     std::vector<double> v;
+    v.reserve(words.size());
     for (const std::string_view word : words) v.push_back(number_of(word));
     const bool numbers = !v.empty() && std::all_of(v.begin(), v.end(), [](double x) { return std::isfinite(x); });
     if (is_rapid_line(line)) return Kind::eop_rapid;
