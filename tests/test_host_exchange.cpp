@@ -139,10 +139,35 @@ class StrictOem {
     std::string line_;
 };
 
+/// The 22 lines of the head and more comments, each in the form that versions c and d give it.
+void expect_sp3_head(std::stringstream& in, const std::string& file) {
+    const std::string zeros = "(  0){16}", integers = "%i(    0){4}(      0){4}         0";
+    std::vector<std::string> forms{
+        "#[cd]V[0-9]{4}( [ 0-5][0-9]){4} [ 0-5][0-9]\\.[0-9]{8} [ 0-9]{7} (  u\\+U|ORBIT) ITRF  "
+        "(KIN|FIT|EXT) LEOP",
+        "## [0-9]{4} [ 0-9]{6}\\.[0-9]{8} [ 0-9]{5}\\.[0-9]{8} [0-9]{5} 0\\.[0-9]{13}", "\\+    1   L[0-9]{2}" + zeros};
+    for (int i = 0; i < 4; ++i) forms.push_back("\\+          0" + zeros);
+    forms.push_back("\\+\\+       [ 0-9]{3}" + zeros);
+    for (int i = 0; i < 4; ++i) forms.push_back("\\+\\+         0" + zeros);
+    forms.emplace_back("%c L  cc GPS ccc( cccc){4}( ccccc){4}");
+    forms.emplace_back("%c cc cc ccc ccc( cccc){4}( ccccc){4}");
+    forms.emplace_back("%f  (0\\.0000000  0\\.00|1\\.2500000  1\\.02)[05]000000  0\\.00000000000  0\\.000000000000000");
+    forms.emplace_back("%f  0\\.0000000  0\\.000000000  0\\.00000000000  0\\.000000000000000");
+    for (int i = 0; i < 2; ++i) forms.push_back(integers);
+    for (int i = 0; i < 4; ++i) forms.emplace_back("/\\* [ -~]{57}");
+    std::string line;
+    for (std::size_t i = 0; i < forms.size() || in.peek() == '/'; ++i) {
+        std::getline(in, line);
+        EXPECT_TRUE(std::regex_match(line, std::regex(forms[std::min(i, forms.size() - 1)]))) << file << "\n" << line;
+    }
+}
+
 /// Epoch texts and values of an SP3 file of one satellite [m, m/s].
 std::vector<std::pair<std::string, State>> read_sp3(const std::string& file, std::string& head) {
     std::vector<std::pair<std::string, State>> rows;
     std::stringstream in(read_file(file));
+    expect_sp3_head(in, file);
+    in.seekg(0);
     std::getline(in, head);
     std::string last;
     for (std::string line; std::getline(in, line); last = line) {
