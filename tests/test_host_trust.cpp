@@ -315,6 +315,10 @@ INSTANTIATE_TEST_SUITE_P(
         together("HeaderOfNavigationAlone", "--obs %A/gps.obs.gz --nav %T/a.nav", 2,
                  {"a.nav: navigation: nothing that could serve"},
                  "zcat %A/arc.nav.gz | sed '/END OF HEADER/q' > a.nav"),
+        together("OneOutputByTwoNames", "--obs %A/gps.obs.gz --out o.csv --satellites-out ./o.csv", 2,
+                 {"./o.csv: this is the file of --out o.csv"}),
+        together("ReferenceOfAnotherSatellite", "--obs %A/gps.obs.gz --truth %E/data/demo_truth.csv", 0,
+                 {"of another satellite"}),
         together("OneEpochInTwentyMinutes", "--obs %A/gps.obs.gz --interval 1200", 0, {"epochs: 4, "}),
         together("NoOrbitForTheFile",
                  "--nav %S/ESBC00DNK_R_20201770000_01D_MN.rnx --obs " + kTrim + " --sp3-out %T/o.sp3", 1,
@@ -363,7 +367,7 @@ Trial fit(const char* name, const std::function<void(std::size_t row, double* xy
         "Empirical_Force = YES " +
         pieces + "\n-Force_Models\n" + kSettings + ">";
     return {name,
-            "fit --positions %T/p.csv --dynamics %T/f.cfg " + options,
+            "fit --dynamics %T/f.cfg " + options + (holds(options, "--positions") ? "" : " --positions %T/p.csv"),
             status,
             words,
             figure,
@@ -413,6 +417,12 @@ INSTANTIATE_TEST_SUITE_P(
               "JUPITER\nGeneral_Relativity = YES\n"
               "Empirical_Force = YES A0:1200 C0:1200 R0:1200\n-Force_Models\n" +
                   kSettings + ">"},
+        fit("KilometresByTheName", kUnchanged, kOrientation + "--positions %T/km.csv", 2, {"x_km: metres"}, "", 0,
+            "km.csv<mjd_gpst,sod_gpst,x_km,y_km,z_km\n59232,0,7000,0,0\n>"),
+        fit("RowCutShort", kUnchanged, kOrientation + "--positions %T/cut.csv", 2, {"cut.csv", "line 3, 59232,60,70"},
+            "", 0, "cut.csv<mjd_gpst,sod_gpst,x_m,y_m,z_m\n59232,0,7e6,0,0\n59232,60,70>"),
+        fit("TwoSatellitesInOneFile", kUnchanged, kOrientation + "--positions %T/two.csv", 2, {"several positions at"},
+            "", 0, "two.csv<mjd_gpst,sod_gpst,x_m,y_m,z_m\n59232,0,7e6,0,0\n59232,0,0,7e6,0\n>"),
         fit("NotANumber", one_at(std::nan("")), kOrientation, 2, {"p.csv", "line 31"}),
         fit("EarthFixedAsInertial", kUnchanged, kOrientation + "--frame eci", 1, {"NOT CONVERGED", "--frame ecef?"}),
         fit("InertialAsEarthFixed", unturned, kOrientation, 1, {"NOT CONVERGED", "--frame eci?"}),

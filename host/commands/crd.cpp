@@ -385,6 +385,7 @@ void CrdReader::write_tables() {
 FilePlan check_files(const CrdOptions& o) {
     FilePlan plan;
     plan.in("files", o.files);
+    if (is_standard_output(o.out)) throw InputError("--out " + o.out + ": a directory is expected");
     for (const std::string& kind : o.out.empty() ? std::vector<std::string>{} : CrdReader::kinds()) {
         if (o.records.empty() || std::find(o.records.begin(), o.records.end(), kind) != o.records.end())
             plan.out("--out", (std::filesystem::path(o.out) / (kind + ".csv")).string());

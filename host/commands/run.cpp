@@ -172,9 +172,13 @@ std::unique_ptr<Truth> load_truth(const std::string& file, const ArcOfEpochs& ar
 
 void print_errors(const RunOptions& options, const Kept& kept, const Truth& truth, bool on_ground) {
     constexpr int kNameWidth = 38;
+    constexpr double kOtherOrbit = 1e4;  ///< [m]
     const std::string mark = on_ground ? " (not to be used)" : "";
     std::printf("errors against %s (%zu rows):\n", options.truth.c_str(), truth.size());
-    print_statistics("point position", kNameWidth, statistics(kept.point), truth.at_rest());
+    const ErrorStatistics point = statistics(kept.point);
+    if (point.median > kOtherOrbit)
+        std::printf("note: the reference is %.0f km off: of another satellite, time or frame?\n", 1e-3 * point.median);
+    print_statistics("point position", kNameWidth, point, truth.at_rest());
     print_statistics(("filter" + mark).c_str(), kNameWidth, statistics(kept.filter), truth.at_rest());
     print_statistics(("filter after 20 epochs" + mark).c_str(), kNameWidth, statistics(kept.filter, kSettling),
                      truth.at_rest());

@@ -36,6 +36,8 @@ class CsvReader {
     /// The row as it stands in the file, and its number there.
     const std::string& line() const { return line_; }
     long line_number() const { return line_number_; }
+    /// Fields of the row.
+    int columns() const { return static_cast<int>(fields_.size()); }
     /// A field of the row; empty where the row or the file (-1) does not have it.
     std::string_view text(int column) const;
     /// A number; not finite where there is none.

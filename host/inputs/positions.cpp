@@ -15,11 +15,14 @@ namespace host {
 
 namespace {
 
-constexpr double kSameEpoch = 1e-6;  ///< [s]
+constexpr double kSameEpoch = 1e-6;    ///< [s]
+constexpr double kSamePosition = 1.0;  ///< [m]
 
 bool starts_with(const std::string& text, const std::string& start) {
     return text.compare(0, start.size(), start) == 0;
 }
+
+double apart(const Vector3& a, const Vector3& b) { return std::hypot(a[0] - b[0], a[1] - b[1], a[2] - b[2]); }
 
 bool ends_with(const std::string& text, const std::string& end) {
     return text.size() >= end.size() && text.compare(text.size() - end.size(), end.size(), end) == 0;
@@ -110,6 +113,7 @@ void describe(const std::vector<std::string>& names, const Places& places, const
     };
     const bool inertial = says({"gcrs", "gcrf", "eci"});
     const bool fixed = says({"ecef", "itrs", "itrf"});
+    if (ends_with(x, "_km")) throw InputError(file + ": column " + x + ": metres are expected");
     if (says({"teme"})) throw InputError(file + ": positions in TEME (" + x + ") are not taken");
     if ((inertial && !result.inertial) || (fixed && result.inertial))
         throw InputError(file + ": column " + x + (fixed ? " is earth-fixed, " : " is inertial, ") +
@@ -143,7 +147,7 @@ bool parse_row(const CsvReader& in, const Places& places, const PositionRequest&
     empty = false;
     for (std::size_t k = 0; k < 3; ++k) {
         const std::string_view text = in.text(places.axis[k]);
-        empty = empty || text.empty();
+        empty = empty || (text.empty() && places.axis[k] < in.columns());
         ok = ok && parse_number(text, row.position[k]);
     }
     Vector3 rate{};
@@ -170,6 +174,7 @@ PositionFile read_csv(const std::string& file, const PositionRequest& request) {
     result.inertial = request.inertial;
     Places places;
     bool head = true;
+    long without = 0;
     do {
         TimedPosition row{};
         bool empty = false;
@@ -182,8 +187,10 @@ PositionFile read_csv(const std::string& file, const PositionRequest& request) {
             throw InputError(file + ": a row of this file of positions cannot be read: line " +
                              std::to_string(in.line_number()) + ", " + in.line().substr(0, 100));
         }
+        without += empty && !head;
         head = false;
     } while (in.next());
+    if (without > 0) result.notes.push_back(std::to_string(without) + " rows without a position");
     if (result.rows.empty()) throw InputError(file + ": is not a file of positions (CSV: time, x, y, z in metres)");
     result.scale_name = scale_text(result.scale);
     result.frame = result.inertial ? "GCRS" : "earth-fixed";
@@ -250,6 +257,11 @@ PositionFile read_positions(const std::string& file, const PositionRequest& requ
     std::vector<TimedPosition>& rows = result.rows;
     std::stable_sort(rows.begin(), rows.end(),
                      [](const TimedPosition& a, const TimedPosition& b) { return gtime_less(a.time, b.time); });
+    const auto twice = std::adjacent_find(rows.begin(), rows.end(), [](const TimedPosition& a, const TimedPosition& b) {
+        return gtime_equal(a.time, b.time) && !(apart(a.position, b.position) <= kSamePosition);
+    });
+    if (twice != rows.end())
+        throw InputError(file + ": has several positions at " + time_text(twice->time) + " GPST: of two satellites?");
     rows.erase(std::unique(rows.begin(), rows.end(),
                            [](const TimedPosition& a, const TimedPosition& b) { return gtime_equal(a.time, b.time); }),
                rows.end());

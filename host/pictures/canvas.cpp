@@ -51,7 +51,7 @@ std::string shortened(const std::string& text, double size, double width) {
 }
 
 void check_picture_name(const std::string& option, const std::string& file) {
-    if (!ends_with(file, ".svg") && !ends_with(file, ".png"))
+    if (!ends_with(file, ".svg") && !ends_with(file, ".png") && !is_standard_output(file))
         throw InputError(option + " " + file + ": a name that ends in .svg or .png is expected");
 }
 

@@ -39,7 +39,7 @@ double text_width(const std::string& text, double size, bool bold = false);
 /// A text cut to a width, with an ellipsis where something was cut off.
 std::string shortened(const std::string& text, double size, double width);
 
-/// Throws InputError where a name of a picture ends in anything other than .svg or .png.
+/// Throws InputError where a name of a picture ends in anything other than .svg or .png; standard output gets an SVG.
 void check_picture_name(const std::string& option, const std::string& file);
 
 /// Collects shapes in the order of drawing.

@@ -98,7 +98,8 @@ Identity identity_of(const std::string& name, bool input) {
     id.exists = (descriptor >= 0 ? fstat(descriptor, &id.info) : stat(name.c_str(), &id.info)) == 0;
     id.shared = id.exists && S_ISCHR(id.info.st_mode);
     std::error_code error;
-    if (descriptor < 0) id.path = std::filesystem::weakly_canonical(target_of(name), error).string();
+    if (descriptor < 0)
+        id.path = std::filesystem::weakly_canonical(std::filesystem::absolute(target_of(name)), error).string();
     return id;
 }
 
