@@ -224,6 +224,7 @@
   level.addEventListener("click", function () { share(level.getAttribute("aria-pressed") !== "true"); });
   dark.addEventListener("change", recolour);
   window.addEventListener("beforeprint", function () { printing = true; recolour(); });
+  window.matchMedia("print").addEventListener("change", function () { charts.forEach(function (c) { c.graph.resize(); }); });
   window.addEventListener("afterprint", function () { printing = false; recolour(); });
   window.leopod = { charts: charts };
 })();

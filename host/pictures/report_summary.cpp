@@ -82,8 +82,8 @@ std::string flat(const Json& value) {
 }
 
 std::string value_cell(const Json& value, bool number) {
-    const bool is_long = value.is_string() && value.get_ref<const std::string&>().size() > 24;
-    return (number ? "<td class=\"n\">" : is_long ? "<td class=\"long\">" : "<td>") + flat(value) + "</td>";
+    const std::string text = flat(value);
+    return (number ? "<td class=\"n\">" : text.size() > 24 ? "<td class=\"long\">" : "<td>") + text + "</td>";
 }
 
 /// A list or object of objects that have the same flat members: a table.
@@ -143,12 +143,13 @@ std::string members(const Json& object, int depth) {
             same[member.key()] = member.value();
     }
     if (!is_table(same)) same = Json::object();
-    for (const auto& member : object.items()) {
-        if (same.contains(member.key())) continue;
-        if (is_flat(member.value())) {
-            pairs += "<tr><th>" + html(words(member.key())) + "</th>" + value_cell(member.value(), false) + "</tr>";
+    constexpr std::size_t kInline = 6;
+    for (const auto& [name, value] : object.items()) {
+        if (same.contains(name) || value.empty() || value == "") continue;
+        if (is_flat(value) && !(value.is_object() && value.size() > kInline)) {
+            pairs += "<tr><th>" + html(words(name)) + "</th>" + value_cell(value, false) + "</tr>";
         } else {
-            rest += "<h4>" + html(title(member.key())) + "</h4>" + tree(member.value(), depth + 1);
+            rest += "<h4>" + html(title(name)) + "</h4>" + tree(value, depth + 1);
         }
     }
     return (pairs.empty() ? "" : "<table>" + pairs + "</table>") + (same.empty() ? "" : columns(same)) + rest;
