@@ -4,6 +4,7 @@
 #include <cmath>
 #include <cstdio>
 
+#include "estimation/signal_model.h"
 #include "shared/times.h"
 #include "stores/observation_stream.h"
 #include "stores/satellites.h"
@@ -45,12 +46,13 @@ void print_inputs(const RunOptions& options, const Environment& environment, con
     }
     std::printf("sigmas: codes %g m, phases %g m\n", options.inputs.sigma_code, options.inputs.sigma_phase);
     // A clock wanders like a walk between two of the products.
-    const double clock_sigma = kClockSigma * std::sqrt(environment.clock_interval / 900.0);
-    if (environment.clock_interval >= kLongClockInterval && options.inputs.sigma_phase < 0.5 * clock_sigma) {
+    const double spacing = clock_interval();
+    const double clock_sigma = kClockSigma * std::sqrt(spacing / 900.0);
+    if (spacing >= kLongClockInterval && options.inputs.sigma_phase < 0.5 * clock_sigma && !totals.on_ground()) {
         std::printf(
             "note: clocks every %.0f s leave centimetres in the phases. For an orbit to be fitted --sigma-phase %.2f "
             "serves better.\n",
-            environment.clock_interval, clock_sigma);
+            spacing, clock_sigma);
     }
     std::printf("ephemerides: %s\n", g_eph_selection == EPHOPT_PREC ? "precise products" : "broadcast");
     std::printf("earth orientation: %s\n", environment.eop_source.c_str());
