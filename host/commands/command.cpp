@@ -14,8 +14,8 @@ namespace {
 
 using Settings = std::vector<std::pair<std::string, std::vector<std::string>>>;
 
-Settings chosen;    ///< of the command line that was parsed last
-std::string given;  ///< that command line
+Settings chosen;                 ///< of the command line that was parsed last
+std::vector<std::string> given;  ///< that command line
 
 /// An argument as a shell takes it.
 std::string argument(const std::string& text) {
@@ -178,7 +178,17 @@ CommandLine::~CommandLine() = default;
 
 const Settings& CommandLine::settings() { return chosen; }
 
-const std::string& CommandLine::text() { return given; }
+std::string CommandLine::text(const std::string& without) {
+    std::string line = "leopod";
+    for (std::size_t i = 0; i < given.size(); ++i) {
+        if (given[i] == without) {
+            ++i;  // its value
+        } else if (without.empty() || given[i].compare(0, without.size() + 1, without + "=") != 0) {
+            line += " " + argument(given[i]);
+        }
+    }
+    return line;
+}
 
 Command CommandLine::root() { return Command(app_.get()); }
 
@@ -187,8 +197,7 @@ bool CommandLine::parse(int argc, char** argv, int& status) {
         app_->parse(argc, argv);
         chosen.clear();
         collect(*app_, chosen);
-        given = "leopod";
-        for (int i = 1; i < argc; ++i) given += " " + argument(argv[i]);
+        given.assign(argv + 1, argv + argc);
         return true;
     } catch (const CLI::ParseError& e) {
         const std::string unknown = e.get_exit_code() == 0 ? "" : unknown_argument(*app_, argc, argv);

@@ -72,8 +72,8 @@ class CommandLine {
     /// Options of the command that was chosen, with their values or defaults.
     static const std::vector<std::pair<std::string, std::vector<std::string>>>& settings();
 
-    /// The command line that was parsed, as a shell takes it.
-    static const std::string& text();
+    /// The command line that was parsed, as a shell takes it; an option may be left out.
+    static std::string text(const std::string& without = "");
 
   private:
     std::unique_ptr<CLI::App> app_;

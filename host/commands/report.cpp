@@ -23,7 +23,7 @@ std::vector<std::string> commands_of(const ReportOptions& o, const std::vector<n
         if (!o.commands.empty() || !summary.is_object() || !summary.contains("command_line")) continue;
         if (summary["command_line"].is_string()) commands.push_back(summary["command_line"].get<std::string>());
     }
-    commands.push_back(CommandLine::text());
+    commands.push_back(CommandLine::text("--command"));
     return commands;
 }
 

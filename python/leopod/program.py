@@ -164,19 +164,20 @@ class Result:
     def plot(self, axes: Any = None) -> Any:
         """Draws the residuals with matplotlib: of a fit, or the phases by satellite; without any the distance from the Earth's centre.
         Returns the axes."""
-        import matplotlib.pyplot as plt  # type: ignore[import]  # only who draws needs it
+        import matplotlib.dates  # type: ignore[import]  # only who draws needs it
+        import matplotlib.pyplot as plt  # type: ignore[import]
 
-        ax = axes if axes is not None else plt.subplots(figsize=(9, 4))[1]
-        for name, time, values in self._lines():
-            ax.plot(time, values, ".", markersize=3, label=name)
-        count = len(ax.lines)
+        ax = axes if axes is not None else plt.subplots(figsize=(9, 4), layout="constrained")[1]
+        lines = self._lines()
+        for index, (name, time, values) in enumerate(lines):  # a colour and a sign for each
+            ax.plot(time, values, "osD^v"[index // 10 % 5], markersize=2, color=f"C{index % 10}", label=name)
         ax.set_ylabel("residual [m]" if "residuals" in self.tables else
                       "phase residual [m]" if "satellites_out" in self.tables else "distance from the Earth's centre [km]")  # fmt: skip
         ax.set_xlabel("GPST")
-        if count > 1:
-            ax.legend(ncol=1 + count // 12, fontsize="small", loc="upper left", bbox_to_anchor=(1.01, 1.0), borderaxespad=0.0)
+        ax.xaxis.set_major_formatter(matplotlib.dates.ConciseDateFormatter(ax.xaxis.get_major_locator()))
+        if len(lines) > 1:
+            ax.legend(ncol=1 + len(lines) // 17, fontsize="small", markerscale=2.5, loc="upper left", bbox_to_anchor=(1.01, 1.0))
         ax.set_title(f"leopod {self.command}")
-        ax.figure.set_layout_engine("constrained")
         return ax
 
     def _lines(self) -> List[Tuple[str, Any, Any]]:
