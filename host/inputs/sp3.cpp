@@ -160,7 +160,7 @@ PositionFile read_sp3(const std::string& file, const std::string& satellite, boo
     result.rows = std::move(reader.rows[chosen]);
     if (result.scale_name.empty()) result.scale_name = "GPS";
     if (result.rows.empty()) throw InputError(file + ": no position of satellite " + chosen + " in this SP3 file");
-    if (!reader.ended) result.notes.push_back("the file ends without EOF");
+    if (!reader.ended) result.notes.emplace_back("the file ends without EOF");
     if (reader.absent > 0) result.notes.push_back(std::to_string(reader.absent) + " positions are marked as absent");
     return result;
 }

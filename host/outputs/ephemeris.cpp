@@ -75,7 +75,7 @@ void plan_orbit_outputs(const OrbitOutputs& o, FilePlan& plan) {
     plan.out("--sp3-out", o.sp3_out).out("--oem-out", o.oem_out);
     const std::string& s = o.satellite;
     if (!o.sp3_out.empty() && !s.empty()) {
-        const bool good = s.size() == 3 && s[0] >= 'A' && s[0] <= 'Z' && s.find_first_not_of("0123456789", 1) == s.npos;
+        const bool good = s.size() == 3 && s[0] >= 'A' && s[0] <= 'Z' && s.find_first_not_of("0123456789", 1) == std::string::npos;
         if (!good) throw InputError("--satellite " + s + ": a letter and two digits such as L01 are expected");
     }
     if (o.oem_out.empty()) return;
