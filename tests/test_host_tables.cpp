@@ -169,8 +169,8 @@ TEST_F(Tables, RowsOfAFitSayWhatWasPutIn) {
         "General_Relativity = YES\nEmpirical_Force = YES A0:1500 RS:3000\n-Force_Models\n+GENERAL_CONFIG\n"
         "Integration_Step_Size = 20\nIntegration_Output_Interval = 60\n-GENERAL_CONFIG\n");
     const std::string fit = "fit --frame eci --eop " + kDemo + "eop.txt --dynamics " + config + " --positions ";
-    leopod_ok(fit + write_temp("tai.csv", table) + " --residuals " + out("residuals.csv") + " --parameters " +
-              out("parameters.csv") + " --history " + out("history.csv"));
+    const Outcome o = leopod_ok(fit + write_temp("tai.csv", table) + " --residuals " + out("residuals.csv") +
+                                " --parameters " + out("parameters.csv") + " --history " + out("history.csv"));
     std::array<double, 3> squares{};
     double used = 0;
     for (const Row& row : read_csv(out("residuals.csv"))) {
@@ -203,8 +203,17 @@ TEST_F(Tables, RowsOfAFitSayWhatWasPutIn) {
     const std::vector<Row> history = read_csv(out("history.csv"));
     for (std::size_t i = 0; i < history.size(); ++i) EXPECT_EQ(history[i].value("iteration"), static_cast<double>(i));
     const char* const rms[] = {"rms_along_m", "rms_radial_m", "rms_cross_m"};
-    for (std::size_t k = 0; k < 3; ++k)
+    const char* const said[] = {"along", "[^\n]*radial", "[^\n]*cross"};
+    for (std::size_t k = 0; k < 3; ++k) {
         EXPECT_NEAR(history.back().value(rms[k]), std::sqrt(squares[k] / used), 2e-5) << k;
+        const double printed =
+            number(o.text, std::string("\nresiduals: rms ") + (k == 0 ? "" : "along") + said[k] + " ([0-9.]+)");
+        EXPECT_NEAR(printed, std::sqrt(squares[k] / used), 6e-5) << k;
+    }
+    EXPECT_TRUE(holds(o.text,
+                      "positions used: 50 of 51 (98.0 %), left out as outlier 1\n  outliers: 2021-01-18T00:20:00 to "
+                      "2021-01-18T00:20:00 GPST, 1, off by 9.9 m at most\n"))
+        << o.text;
     EXPECT_LT(history.back().value("rms_correction"), 1e-3 * history.front().value("rms_correction"));
 }
 
@@ -262,6 +271,111 @@ TEST_F(Tables, OtherWordsForTheSameInputGiveTheSameOrbit) {
     EXPECT_LT(number(late.text, "fitted orbit +.*largest ([0-9.]+)"), 0.01) << late.text;
     EXPECT_EQ(fitted(out("epochs.csv") + " --solution point --weights unit"),
               fitted(write_temp("point.csv", point) + " --weights unit"));
+}
+
+/// A position error, radial, along and cross.
+using Error = std::array<double, 3>;
+
+/// The errors of columns "%_ecef_m" against the simulated truth at the receive time.
+std::vector<Error> errors_of(const std::vector<Row>& rows, const std::vector<Row>& truth, const std::string& prefix) {
+    std::vector<Error> errors;
+    for (std::size_t n = 0; n < rows.size(); ++n) {
+        if (rows[n].at("status") != "OK") continue;
+        double p[3], v[3], d[3];
+        for (std::size_t k = 0; k < 3; ++k) {
+            const std::string axis(1, "xyz"[k]);
+            p[k] = truth[n].value(axis + "_rx");
+            v[k] = truth[n].value("v" + axis + "_rx");
+            d[k] = rows[n].value(prefix + axis + "_ecef_m") - p[k];
+        }
+        v[0] -= 7.2921151467e-5 * p[1];  // along by the inertial velocity
+        v[1] += 7.2921151467e-5 * p[0];
+        const double normal[3] = {p[1] * v[2] - p[2] * v[1], p[2] * v[0] - p[0] * v[2], p[0] * v[1] - p[1] * v[0]};
+        const double r = std::hypot(p[0], p[1], p[2]), length = std::hypot(normal[0], normal[1], normal[2]);
+        const double along[3] = {normal[1] * p[2] - normal[2] * p[1], normal[2] * p[0] - normal[0] * p[2],
+                                 normal[0] * p[1] - normal[1] * p[0]};
+        Error e{};
+        for (std::size_t k = 0; k < 3; ++k) {
+            e[0] += d[k] * p[k] / r;
+            e[1] += d[k] * along[k] / length / r;
+            e[2] += d[k] * normal[k] / length;
+        }
+        errors.push_back(e);
+    }
+    return errors;
+}
+
+/// What a line of statistics says of these errors.
+void expect_statistics(const std::string& text, const std::string& name, const std::vector<Error>& errors) {
+    const std::string line = "\n  " + name + " +epochs " + std::to_string(errors.size()) + ", 3D ";
+    std::vector<double> size;
+    double squares = 0;
+    for (const Error& e : errors) {
+        size.push_back(std::hypot(e[0], e[1], e[2]));
+        squares += size.back() * size.back();
+    }
+    std::sort(size.begin(), size.end());
+    const auto n = static_cast<double>(size.size());
+    const auto share = [&](double part) {  // between its neighbours
+        const double at = part * (n - 1);
+        const auto k = static_cast<std::size_t>(at);
+        return size[k] + (at - std::floor(at)) * (size[std::min(k + 1, size.size() - 1)] - size[k]);
+    };
+    EXPECT_NEAR(number(text, line + "median ([0-9.]+)"), share(0.5), 6e-4) << text;
+    EXPECT_NEAR(number(text, line + "[^\n]* 95 % ([0-9.]+)"), share(0.95), 6e-4) << text;
+    EXPECT_NEAR(number(text, line + "[^\n]* rms ([0-9.]+)"), std::sqrt(squares / n), 6e-4) << text;
+    EXPECT_NEAR(number(text, line + "[^\n]* largest ([0-9.]+)"), size.back(), 6e-4) << text;
+    const char* const axes[3] = {"radial", "along", "cross"};
+    for (std::size_t k = 0; k < 3; ++k) {
+        double mean = 0, spread = 0;
+        for (const Error& e : errors) mean += e[k] / n;
+        for (const Error& e : errors) spread += (e[k] - mean) * (e[k] - mean) / n;
+        const std::string axis = line + "[^\n]*\n[^\n]*" + axes[k];
+        EXPECT_NEAR(number(text, axis + " ([-+0-9.]+)"), mean, 6e-4) << text;
+        EXPECT_NEAR(number(text, axis + " [-+0-9.]+ \\+- ([0-9.]+)"), std::sqrt(spread), 6e-4) << text;
+    }
+}
+
+TEST_F(Tables, SummaryOfARunFollowsFromItsRows) {
+    const Outcome o = leopod_ok("run " + kDemoRun + kDemoAttitude + " --truth " + kDemo + "truth.csv --out " +
+                                out("epochs.csv") + " --satellites-out " + out("satellites.csv"));
+    const std::vector<Row> rows = read_csv(out("epochs.csv")), truth = read_csv(kDemo + "truth.csv");
+    ASSERT_EQ(rows.size(), truth.size());
+    const std::vector<Error> point = errors_of(rows, truth, ""), filter = errors_of(rows, truth, "filter_");
+    expect_statistics(o.text, "point position", point);
+    expect_statistics(o.text, "filter", filter);
+    expect_statistics(o.text, "filter after 20 epochs", {filter.begin() + 20, filter.end()});
+    std::map<std::string, int> states;
+    double satellites = 0;
+    for (const Row& row : rows) {
+        ++states[row.at("filter_status")];
+        satellites += row.value("satellites") / static_cast<double>(rows.size());
+    }
+    std::string said = "\nfilter:";
+    for (const auto& [state, count] : states)
+        said += (said.back() == ':' ? " " : ", ") + state + " " + std::to_string(count);
+    EXPECT_TRUE(holds(o.text, said + "\n")) << said << o.text;
+    EXPECT_NEAR(number(o.text, "\nsatellites: ([0-9.]+) an epoch"), satellites, 0.051);
+    int both = 0, wide = 0, geometry = 0, used = 0;
+    std::map<std::string, std::array<int, 2>> marks;
+    for (const Row& row : read_csv(out("satellites.csv"))) {
+        const std::string& slip = row.at("slip");
+        const bool mw = holds(slip, "MW"), gf = holds(slip, "GF");
+        used += row.at("used_filter") == "1";
+        wide += mw;
+        geometry += gf;
+        both += mw && gf;
+        if (mw || gf) {
+            marks[row.at("satellite")][0] += mw;
+            marks[row.at("satellite")][1] += gf;
+        }
+    }
+    said = "\nslip marks: Melbourne-Wuebbena " + std::to_string(wide) + ", geometry-free " + std::to_string(geometry) +
+           ", both " + std::to_string(both) + ", in " + std::to_string(used) +
+           " satellite epochs\n  per satellite (MW/GF):";
+    for (const auto& [satellite, count] : marks)
+        said += " " + satellite + " " + std::to_string(count[0]) + "/" + std::to_string(count[1]);
+    EXPECT_TRUE(holds(o.text, said + "\n")) << said << o.text;
 }
 
 }  // namespace
