@@ -343,11 +343,11 @@ struct InverseWork {
     Work<double> lines, rows;
 
     InverseWork(Memory& memory, int nn, int n)
-        : B(memory, area(n, n)),
+        : B(memory, area(n, n), kUnset),
           indx(memory, area(n, 1)),
           decomposition(memory, nn, n),
-          lines(memory, area(nn, kLines)),
-          rows(memory, area(nn, nn)) {}
+          lines(memory, area(nn, kLines), kUnset),
+          rows(memory, area(nn, nn), kUnset) {}
 };
 
 int invert(double* A, int nn, int n, const InverseWork& work) {
@@ -457,7 +457,7 @@ int leopod::solve_normal(double* BTWB, double* BTWL, int n, double* x, double* Q
         if (sum >= kThresholdNonZero) idx[s++] = i;  // settled: at the threshold, unlike solve_lsq
     }
 
-    const Work<double> N(memory, area(s, s)), rhs(memory, area(s, 1)), dx(memory, area(s, 1));
+    const Work<double> N(memory, area(s, s), kUnset), rhs(memory, area(s, 1), kUnset), dx(memory, area(s, 1));
     const InverseWork inverse(memory, s, s);
     if (memory.missing()) return kNoMemory;
     for (int i = 0; i < s; ++i) {
@@ -482,12 +482,12 @@ struct FilterWork {
     InverseWork inverse;
 
     FilterWork(Memory& memory, int n, int m)
-        : Q(memory, area(m, m)),
-          HT(memory, area(n, m)),
-          PHT(memory, area(n, m)),
-          K(memory, area(n, m)),
-          Kv(memory, area(n, 1)),
-          I_KH(memory, area(n, n)),
+        : Q(memory, area(m, m), kUnset),
+          HT(memory, area(n, m), kUnset),
+          PHT(memory, area(n, m), kUnset),
+          K(memory, area(n, m), kUnset),
+          Kv(memory, area(n, 1), kUnset),
+          I_KH(memory, area(n, n), kUnset),
           inverse(memory, m, m) {}
 };
 
@@ -584,8 +584,9 @@ int leopod::filter_active(double* x, double* P, double* H, double* v, double* R,
     if (memory.missing()) return kNoMemory;
     select_active(x, P, R, n, m, 1e-14, active);
     const int nn = active.nn, mm = active.mm;
-    const Work<double> x_(memory, area(nn, 1)), P_(memory, area(nn, nn)), H_(memory, area(mm, nn));
-    const Work<double> v_(memory, area(mm, 1)), R_(memory, area(mm, mm));
+    const Work<double> x_(memory, area(nn, 1), kUnset), P_(memory, area(nn, nn), kUnset);
+    const Work<double> H_(memory, area(mm, nn), kUnset), v_(memory, area(mm, 1), kUnset),
+        R_(memory, area(mm, mm), kUnset);
     const Work<double> xp_(memory, area(nn, 1)), Pp_(memory, area(nn, nn));
     const FilterWork work(memory, nn, mm);
     if (memory.missing()) return kNoMemory;

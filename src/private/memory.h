@@ -7,6 +7,7 @@
 #include <cstring>
 #include <memory>
 #include <new>
+#include <type_traits>
 
 namespace leopod {
 
@@ -20,15 +21,27 @@ class Memory {
   public:
     explicit Memory(const char* function) : function_(function) {}
 
-    /// Zeroed array; null where there is no memory, and for no elements.
+    /// Array, zeroed or not; null where there is no memory, and for no elements.
     template <typename T>
-    std::unique_ptr<T[]> take(std::size_t count) {
+    std::unique_ptr<T[]> take(std::size_t count, bool zeroed = true) {
         if (count == 0) return nullptr;
         constexpr std::size_t kMost = 80'000'000'000 / sizeof(T);
-        std::unique_ptr<T[]> array(count <= kMost ? new (std::nothrow) T[count]() : nullptr);
+        std::unique_ptr<T[]> array;
+        if (count <= kMost) array.reset(zeroed ? new (std::nothrow) T[count]() : new (std::nothrow) T[count]);
         bytes_ += static_cast<double>(count) * sizeof(T);
         missing_ = missing_ || array == nullptr;
         return array;
+    }
+
+    /// Room for a small array within the account itself, which outlives it; null where it doesn't fit. Not zeroed.
+    template <typename T>
+    T* near(std::size_t count) {
+        static_assert(std::is_trivial_v<T> && alignof(T) <= kStep);
+        if (count > kRoom / sizeof(T)) return nullptr;
+        const std::size_t size = (count * sizeof(T) + kStep - 1) / kStep * kStep;
+        if (size > left_) return nullptr;
+        left_ -= size;
+        return reinterpret_cast<T*>(room_ + left_);
     }
 
     /// True where every array that was asked for is there: for callers with a message of their own.
@@ -43,24 +56,38 @@ class Memory {
   private:
     void complain() const;
 
+    static constexpr std::size_t kRoom = 4096, kStep = alignof(std::max_align_t);
+
     const char* function_;
     double bytes_ = 0.0;
+    std::size_t left_ = kRoom;
     bool missing_ = false;
+    alignas(kStep) unsigned char room_[kRoom];  // what a handful of unknowns needs, without the allocator
 };
 
-/// Zeroed array that knows its size.
+enum Contents { kZeros, kUnset };
+
+/// Array that knows its size: zeroed, or left for the caller to fill.
 template <typename T>
 class Work {
   public:
-    Work(Memory& memory, std::size_t count) : array_(memory.take<T>(count)), size_(count) {}
-    T* data() const { return array_.get(); }
+    Work(Memory& memory, std::size_t count, Contents contents = kZeros) : data_(memory.near<T>(count)), size_(count) {
+        if (data_ != nullptr) {
+            if (contents == kZeros) std::memset(data_, 0, count * sizeof(T));
+            return;
+        }
+        array_ = memory.take<T>(count, contents == kZeros);
+        data_ = array_.get();
+    }
+    T* data() const { return data_; }
     T* begin() const { return data(); }
     T* end() const { return data() + size_; }
-    T& operator[](std::size_t i) const { return array_[i]; }
+    T& operator[](std::size_t i) const { return data_[i]; }
     std::size_t size() const { return size_; }
 
   private:
     std::unique_ptr<T[]> array_;
+    T* data_;
     std::size_t size_;
 };
 
