@@ -13,6 +13,7 @@ namespace host {
 
 namespace {
 
+constexpr long kFewEpochs = 10;
 constexpr double kLongClockInterval = 120.0;  ///< straight lines between clocks leave more than a phase has [s]
 constexpr double kClockSigma = 0.05;          ///< of a phase, with clocks a quarter of an hour apart [m]
 
@@ -113,6 +114,13 @@ void print_filter(const Totals& totals) {
         separator = ",";
     }
     std::printf("\n");
+    const auto restarted = totals.filter.find("RESTARTED");
+    if (totals.solved > kFewEpochs && restarted != totals.filter.end() && 10 * restarted->second > 9 * totals.solved) {
+        std::printf(
+            "note: no phase goes on from epoch to epoch. Phases in cycles, with the sign of the codes, of the bands "
+            "that "
+            "their types say? Epochs less than a minute apart?\n");
+    }
     if (totals.on_ground()) {
         std::printf(
             "note: the receiver is in the atmosphere. The filter is made for orbits and has no troposphere: metres too "

@@ -322,7 +322,8 @@ void print_dynamics(const Dynamics& dynamics) {
         const int fm = config.force_model_used[i];
         std::printf("%s %s", i != 0 ? "," : "", fm > 0 && fm <= FM_EMP ? names[fm] : "unknown");
         if (fm == FM_EarthGravity)
-            std::printf(" (degree %d, %s)", config.norder_gravity, dynamics.gravity_source.c_str());
+            std::printf(" (degree %d, %s%s)", config.norder_gravity, dynamics.gravity_source.c_str(),
+                        config.ocean_tide ? "; ocean tide listed, no model: no effect" : "");
         if (fm == FM_ThirdBody) std::printf(" (%d)", config.num_planets);
         if (fm == FM_SRP || fm == FM_ERP || fm == FM_Drag) std::printf(" (listed, no model: no effect)");
     }

@@ -10,6 +10,7 @@
 #include "shared/earth.h"
 #include "shared/error.h"
 #include "shared/times.h"
+#include "stores/attitudes.h"
 #include "stores/environment.h"
 #include "stores/observables.h"
 #include "stores/observation_stream.h"
@@ -268,7 +269,9 @@ void load_attitude(const InputOptions& options, Environment& environment) {
     // The epoch driver looks up object 0, the point position the receiver number: both get the files.
     std::vector<int> objects{0};
     if (options.receiver != 0) objects.push_back(options.receiver);
+    std::string names;
     for (const std::string& name : options.att) {
+        names += (names.empty() ? "" : ", ") + name;
         const bool mission = check_attitude(name);
         int records = 0;
         for (int object : objects) {
@@ -282,6 +285,8 @@ void load_attitude(const InputOptions& options, Environment& environment) {
         environment.files.push_back(
             {"attitude", name, std::to_string(records) + " quaternions in all", attitude_span(name, mission)});
     }
+    const long out = tidy_attitudes(names);
+    if (out > 0) environment.files.back().content += ", " + std::to_string(out) + " of them no rotations and left out";
 }
 
 }  // namespace
