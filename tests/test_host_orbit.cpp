@@ -168,6 +168,36 @@ std::string formatted(const char* form, double a, double b, double c) {
     return text;
 }
 
+/// Mean radial, along and cross error that a name in the output has.
+std::array<double, 3> mean_of(const std::string& text, const std::string& name) {
+    const std::string rest = text.substr(std::min(text.size(), text.find("  " + name + " ")));
+    return {number(rest, "radial ([-+0-9.]+)"), number(rest, "along ([-+0-9.]+)"), number(rest, "cross ([-+0-9.]+)")};
+}
+
+/// An antenna's offset in both kinds of axes (the platform flies along x and looks up along z), taken off by a run and by a fit.
+void expect_antenna_offset(const std::string& inputs, const std::string& eop) {
+    const std::string orbit = " --antenna-offset 0.5,0.2,0.1", attitude = " --att " + out("attitude.txt");
+    const std::string platform = " --antenna-offset 0.2,0.1,0.5 --antenna-axes platform" + attitude;
+    const std::string run = "run --obs " + out("arc.obs") + inputs + eop;
+    const std::string truth = " --truth " + out("truth.csv");
+    const std::string fit =
+        "fit --positions " + out("at_antenna.csv") + " --dynamics " + out("forces.cfg") + eop + truth;
+    const auto antenna = mean_of(leopod_ok(run + attitude + truth + " --out " + out("at_antenna.csv")).text, "filter");
+    const auto held = mean_of(leopod_ok(fit).text, "positions fitted to");
+    const std::array<double, 3> offset = {0.5, 0.2, 0.1};
+    for (const std::string& axes : {orbit + attitude, platform}) {
+        const Outcome moved = leopod_ok(run + axes + truth + " --sp3-out " + out("moved.sp3"));
+        EXPECT_TRUE(holds(read_file(out("moved.sp3")), "CENTRE OF MASS, ANTENNA")) << axes;
+        const auto mass = mean_of(moved.text, "filter");
+        for (std::size_t k = 0; k < 3; ++k) EXPECT_NEAR(antenna[k] - mass[k], offset[k], 0.002) << moved.text;
+    }
+    for (const std::string& axes : {orbit, platform}) {
+        const auto mass = mean_of(leopod_ok(fit + axes).text, "positions fitted to");
+        for (std::size_t k = 0; k < 3; ++k) EXPECT_NEAR(held[k] - mass[k], offset[k], 0.002) << axes;
+    }
+    expect_refusals(fit, {{"--antenna-offset 0,0,1 --antenna-axes platform", "--att"}, {attitude, "--antenna-axes"}});
+}
+
 /// Residuals to the orbit in fitted.csv, which the command makes.
 void expect_laser_ranges(const std::string& command, const std::string& eop) {
     const Ranges ranges(out("fitted.csv"), 100);
@@ -233,8 +263,9 @@ TEST_F(HostOrbit, ASimulatedArcAgainstItsTruth) {
     leopod_ok(
         "simulate --orbit " + out("orbit.csv") + " --nav " + kDemo +
         "bds.nav --systems C --start 2021-01-18T00:10:00 --duration 10800 --phase-noise 0.003 --clock-offset 2e-5 "
-        "--clock-drift 1e-9 --platform-z up --seed 3 --slip-rate 0.3 --slip-size 3 --obs-out " +
-        out("arc.obs") + " --truth-out " + out("truth.csv") + " --events-out " + out("events.csv"));
+        "--clock-drift 1e-9 --platform-z up --seed 3 --slip-rate 0.3 --slip-size 3 --att-out " +
+        out("attitude.txt") + " --obs-out " + out("arc.obs") + " --truth-out " + out("truth.csv") + " --events-out " +
+        out("events.csv"));
     const std::string command = "orbit --obs " + out("arc.obs") + " --nav " + kDemo + "bds.nav" + eop +
                                 "--sigma-clock 0 --truth " + out("truth.csv");
     const Outcome o = leopod_ok(command + " --edits-out " + out("edits.csv") + " --formal-out " + out("formal.csv") +
@@ -278,6 +309,7 @@ TEST_F(HostOrbit, ASimulatedArcAgainstItsTruth) {
     EXPECT_TRUE(holds(read_file(out("fitted.sp3")), "*  2021  1 18  3 10  0.0")) << o.text;
 
     expect_laser_ranges(command, eop);
+    expect_antenna_offset(" --nav " + kDemo + "bds.nav", eop);
 
     // Sigmas that are far too small are not believed.
     const Outcome proud = leopod(command + " --no-adapt --sigma-phase 0.0003 --sigma-code 0.03");

@@ -16,6 +16,7 @@
 #include "pictures/canvas.h"
 #include "shared/console.h"
 #include "shared/error.h"
+#include "stores/loading.h"
 
 namespace host {
 
@@ -94,18 +95,20 @@ std::array<double, 9> inertial_covariance(const TimedPosition& row, bool inertia
 
 /// A-priori deviation of the radial offset that is estimated with the orbit [m]; 0 where none is: positions of a receiver are those of its
 /// antenna, whose height only a good motion over some revolutions tells from the orbit's.
-double offset_sigma(const PositionFile& file, double span, const ORBIT_DYN_CONFIG& config) {
+double offset_sigma(const AntennaOptions& antenna, const PositionFile& file, double span,
+                    const ORBIT_DYN_CONFIG& config) {
     constexpr int kGoodDegree = 60;
     constexpr double kLongEnough = 10000.0, kSigma = 0.5;
     bool radial = false;
     for (int i = 0; i < std::min(config.emp_param_num_base, 20); ++i)
         radial = radial || std::string(config.emp_params_base[i].name_param) == "R0";
+    if (antenna.sigma >= 0.0 || !antenna.offset.empty()) return std::max(antenna.sigma, 0.0);
     const bool of_receiver = !file.rows.front().status.empty();
     return of_receiver && !radial && config.norder_gravity >= kGoodDegree && span > kLongEnough ? kSigma : 0.0;
 }
 
 /// Positions with what the file says about their worth.
-FitPositions make_positions(const PositionFile& file, const ORBIT_DYN_CONFIG& config) {
+FitPositions make_positions(const PositionFile& file, const AntennaOptions& antenna, const ORBIT_DYN_CONFIG& config) {
     FitPositions positions;
     for (const TimedPosition& row : file.rows) {
         positions.utc.push_back(row.time);
@@ -113,7 +116,7 @@ FitPositions make_positions(const PositionFile& file, const ORBIT_DYN_CONFIG& co
         positions.aside.push_back(row.status == "OK" ? "" : row.status);
     }
     positions.eci = inertial_positions(file.rows, file.inertial);
-    positions.offset_sigma = offset_sigma(file, positions.span(), config);
+    positions.offset_sigma = offset_sigma(antenna, file, positions.span(), config);
     return positions;
 }
 
@@ -131,9 +134,20 @@ void prepare(const FitOptions& o, const PositionFile& file, Dynamics& dynamics) 
     check_parameters(o.dynamics.dynamics, config, span);
 }
 
+/// The offset of the receiver's antenna, with the attitude that it may need.
+AntennaOffset load_antenna(const FitOptions& o, Dynamics& dynamics) {
+    InputOptions inputs;
+    inputs.att = o.att;
+    load_attitude(inputs, dynamics.environment);
+    return AntennaOffset(o.antenna);
+}
+
 FilePlan check_files(const FitOptions& o) {
+    check_antenna(o.antenna, !o.att.empty());
+    if (!o.att.empty() && o.antenna.axes != "platform")
+        throw InputError("--att serves an --antenna-offset in platform axes (--antenna-axes platform)");
     FilePlan plan;
-    plan.in("--positions", o.positions).in("--truth", o.truth);
+    plan.in("--positions", o.positions).in("--truth", o.truth).in("--att", o.att);
     plan_orbit_outputs(o.orbit, plan);
     plan_dynamics(o.dynamics, plan);
     plan.out("--out", o.out).out("--residuals", o.residuals);
@@ -151,11 +165,13 @@ int fit(const FitOptions& o) {
     const FilePlan plan = check_files(o);
     if (!o.plot.empty()) check_picture_name("--plot", o.plot);
     Console console(o.dynamics.log_level);
-    const PositionFile file = load_positions(o);
+    PositionFile file = load_positions(o);
     Dynamics dynamics;
     prepare(o, file, dynamics);
-    const FitPositions positions = make_positions(file, *dynamics.config);
-    print_fit_input(o, file, positions, dynamics);
+    const AntennaOffset antenna = load_antenna(o, dynamics);
+    move_to_centre_of_mass(antenna, file);
+    const FitPositions positions = make_positions(file, o.antenna, *dynamics.config);
+    print_fit_input(o, file, positions, antenna, dynamics);
 
     FitResult result;
     result.failure =
@@ -167,11 +183,11 @@ int fit(const FitOptions& o) {
     const std::string doubt = doubt_about(result, positions);
     print_fit_result(result, doubt);
     Summary summary = begin_summary("fit", o.summary, plan);
-    summarise_fit(file, dynamics, result, doubt, summary);
+    summarise_fit(file, antenna, dynamics, result, doubt, summary);
     bool complete = true;
     if (!result.orbit.empty()) {
         if (!o.truth.empty()) print_fit_errors(o, result, file, summary);
-        complete = write_fit(o, result, file, dynamics);
+        complete = write_fit(o, result, file, antenna, dynamics);
     }
     console.messages().print(stdout, {});
     print_shortcomings(dynamics);
@@ -205,6 +221,8 @@ void add_fit(Command app, Action& action) {
         .capture_default_str();
     add_span(command, o->span, "positions");
     add_dynamics(command, o->dynamics);
+    add_antenna(command, o->antenna, true);
+    command.add_option("--att", o->att, "attitude quaternion file for an offset in platform axes; may be repeated");
     add_truth(command, o->truth);
     command.add_option("--out", o->out, "CSV of the fitted trajectory, both frames");
     add_summary(command, o->summary);

@@ -4,7 +4,9 @@
 #define LEOPOD_HOST_FIT_H
 
 #include <string>
+#include <vector>
 
+#include "estimation/antenna_offset.h"
 #include "outputs/ephemeris.h"
 #include "shared/span.h"
 #include "stores/dynamics.h"
@@ -14,6 +16,8 @@ namespace host {
 struct FitOptions {
     DynamicsOptions dynamics;
     std::string positions, frame = "ecef", time_scale = "gpst", solution = "filter", weights = "robust";
+    AntennaOptions antenna;
+    std::vector<std::string> att;
     SpanOptions span;
     std::string truth;
     OrbitOutputs orbit;  ///< its satellite is that of the positions as well

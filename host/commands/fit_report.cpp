@@ -110,7 +110,7 @@ void print_use(const std::vector<FitResidual>& residuals) {
 }  // namespace
 
 void print_fit_input(const FitOptions& o, const PositionFile& file, const FitPositions& positions,
-                     const Dynamics& dynamics) {
+                     const AntennaOffset& antenna, const Dynamics& dynamics) {
     const double interval = dynamics.config->output_interval;
     std::printf("leopod fit: %zu positions from %s, %s, %s\n", positions.utc.size(), o.positions.c_str(),
                 file.inertial ? "inertial (GCRS)" : "earth-fixed (ITRF)", file.scale_name.c_str());
@@ -118,6 +118,7 @@ void print_fit_input(const FitOptions& o, const PositionFile& file, const FitPos
     std::printf("arc: %s to %s GPST, %.3f h\n", time_text(gtimeChangeTimeSystem(positions.utc.front(), tsGPST)).c_str(),
                 time_text(gtimeChangeTimeSystem(positions.utc.back(), tsGPST)).c_str(), positions.span() / 3600.0);
     print_dynamics(dynamics);
+    if (!antenna.is_zero()) std::printf("antenna: %s, taken off\n", antenna.text().c_str());
     if (o.weights == "unit" && interval > 30.0 && off_output_epochs(positions, interval)) {
         std::printf(
             "note: positions lie between the output epochs; near the ends of the arc their interpolation is good to "
@@ -169,8 +170,8 @@ void print_fit_errors(const FitOptions& o, const FitResult& result, const Positi
     }
 }
 
-void summarise_fit(const PositionFile& file, const Dynamics& dynamics, const FitResult& result,
-                   const std::string& doubt, Summary& summary) {
+void summarise_fit(const PositionFile& file, const AntennaOffset& antenna, const Dynamics& dynamics,
+                   const FitResult& result, const std::string& doubt, Summary& summary) {
     const GTime first = file.rows.front().time;
     const GTime last = file.rows.back().time;
     summary.set("frame", file.inertial ? "inertial (GCRS)" : "earth-fixed (ITRF)");
@@ -197,6 +198,7 @@ void summarise_fit(const PositionFile& file, const Dynamics& dynamics, const Fit
     }
     summary.set("converged", doubt.empty());
     if (!doubt.empty()) summary.set("reason", doubt);
+    if (!antenna.is_zero()) summary.set("antenna/offset", antenna.text());
     if (result.offset_deviation > 0.0) {
         summary.set("antenna/further_out_m", result.offset);
         summary.set("antenna/sigma_m", result.offset_deviation);
@@ -206,14 +208,17 @@ void summarise_fit(const PositionFile& file, const Dynamics& dynamics, const Fit
     summary.set("residuals/rms_cross_m", result.rms[2]);
 }
 
-bool write_fit(const FitOptions& o, const FitResult& result, const PositionFile& file, Dynamics& dynamics) {
+bool write_fit(const FitOptions& o, const FitResult& result, const PositionFile& file, const AntennaOffset& antenna,
+               Dynamics& dynamics) {
     if (!o.out.empty()) write_trajectory(o.out, result.orbit);
     say_written("trajectory", o.out);
     if (o.orbit.wanted()) {
         OrbitOutputs outputs = o.orbit;
         if (outputs.satellite.empty() && file.form == "SP3") outputs.satellite = file.satellite;
-        write_orbit(outputs, ephemeris_of(at_whole_seconds(dynamics, result.orbit), dynamics.config->output_interval,
-                                          "FIT", "ORBIT FITTED TO POSITIONS"));
+        Ephemeris orbit = ephemeris_of(at_whole_seconds(dynamics, result.orbit), dynamics.config->output_interval,
+                                       "FIT", "ORBIT FITTED TO POSITIONS");
+        if (!antenna.is_zero()) orbit.comments.push_back(antenna.comment());
+        write_orbit(outputs, orbit);
     }
     if (!o.residuals.empty()) write_residuals(o.residuals, result.residuals);
     say_written("residuals", o.residuals);

@@ -11,16 +11,17 @@ namespace host {
 
 /// What goes into the fit, printed before the work.
 void print_fit_input(const FitOptions& options, const PositionFile& file, const FitPositions& positions,
-                     const Dynamics& dynamics);
+                     const AntennaOffset& antenna, const Dynamics& dynamics);
 /// Iterations, outcome and residuals. `doubt` is empty where the fit converged.
 void print_fit_result(const FitResult& result, const std::string& doubt);
 /// Errors against the reference of the options.
 void print_fit_errors(const FitOptions& options, const FitResult& result, const PositionFile& file, Summary& summary);
 /// What the summary as JSON holds of them.
-void summarise_fit(const PositionFile& file, const Dynamics& dynamics, const FitResult& result,
-                   const std::string& doubt, Summary& summary);
+void summarise_fit(const PositionFile& file, const AntennaOffset& antenna, const Dynamics& dynamics,
+                   const FitResult& result, const std::string& doubt, Summary& summary);
 /// The files of the options. False where a picture failed.
-bool write_fit(const FitOptions& options, const FitResult& result, const PositionFile& file, Dynamics& dynamics);
+bool write_fit(const FitOptions& options, const FitResult& result, const PositionFile& file,
+               const AntennaOffset& antenna, Dynamics& dynamics);
 
 }  // namespace host
 

@@ -77,4 +77,20 @@ void add_orbit_outputs(Command command, OrbitOutputs& o, const std::string& what
     command.add_option("--object-id", o.object_id, "its international designator, such as 2002-012B");
 }
 
+void add_antenna(Command command, AntennaOptions& o, bool sigma) {
+    command
+        .add_option(
+            "--antenna-offset", o.offset,
+            std::string("x,y,z from the centre of mass to the antenna in metres") +
+                (sigma ? "; without it the radial part is estimated" : ": positions are those of the centre of mass"))
+        .expected(3)
+        .delimiter(',');
+    command.add_option("--antenna-axes", o.axes, "axes of that: orbit (radial, along, cross) or platform")
+        .one_of({"orbit", "platform"})
+        .capture_default_str();
+    if (!sigma) return;
+    command.add_option("--antenna-sigma", o.sigma,
+                       "a-priori error of the antenna's radial offset in metres; 0 holds it (as a given offset does)");
+}
+
 }  // namespace host

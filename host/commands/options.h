@@ -4,6 +4,7 @@
 #define LEOPOD_HOST_OPTIONS_H
 
 #include "commands/command.h"
+#include "estimation/antenna_offset.h"
 #include "outputs/ephemeris.h"
 #include "shared/files.h"
 #include "shared/span.h"
@@ -32,6 +33,9 @@ void add_span(Command command, SpanOptions& options, const std::string& thinned 
 
 /// The files of an orbit: SP3 where `sp3` says so, and OEM. `what` is what they hold ("the fitted trajectory").
 void add_orbit_outputs(Command command, OrbitOutputs& options, const std::string& what, bool sp3 = true);
+
+/// Offset of the receiver's antenna and its axes; `sigma`: and how well it is known.
+void add_antenna(Command command, AntennaOptions& options, bool sigma);
 
 }  // namespace host
 

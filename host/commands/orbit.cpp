@@ -144,16 +144,7 @@ void add_orbit(Command app, Action& action) {
                        "gravity coefficient file (degree, order, C, S); without it the built-in field of degree 30");
     command.add_option("--sp3-antenna", o->sp3_antenna,
                        "ANTEX file: moves precise orbits to the phase centres of the satellites' antennas");
-    command
-        .add_option("--antenna-offset", o->antenna_offset,
-                    "x,y,z from the centre of mass to the antenna in metres; without it the radial part is estimated")
-        .expected(3)
-        .delimiter(',');
-    command.add_option("--antenna-axes", o->antenna_axes, "axes of that: orbit (radial, along, cross) or platform")
-        .one_of({"orbit", "platform"})
-        .capture_default_str();
-    command.add_option("--antenna-sigma", o->antenna_sigma,
-                       "a-priori error of the antenna's radial offset in metres; 0 holds it (as a given offset does)");
+    add_antenna(command, o->antenna, true);
     command.add_option("--sigma-code", o->sigma_code, "standard deviation of a code on one band, metres")
         .positive()
         .capture_default_str();

@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "estimation/antenna_offset.h"
 #include "estimation/laser_ranges.h"
 #include "estimation/reduced_dynamic.h"
 #include "outputs/ephemeris.h"
@@ -19,11 +20,10 @@ struct OrbitOptions {
     InputOptions inputs;
     DynamicsOptions dynamics;
     std::string sp3_antenna;
-    std::vector<double> antenna_offset;
-    std::string antenna_axes = "orbit";
+    AntennaOptions antenna;
     std::vector<std::string> empirical;
     double sigma_code = 0.3, sigma_phase = 0.003;  ///< of one observation on one band [m]
-    double sigma_clock = -1, antenna_sigma = -1;   ///< [m]; negative: not given
+    double sigma_clock = -1;                       ///< [m]; negative: not given
     double elevation_mask = 0;                     ///< [deg]
     std::string weights = "equal";
     bool wind_up = true, adapt = true;

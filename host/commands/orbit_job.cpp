@@ -66,14 +66,12 @@ void cut_observations(const OrbitOptions& o) {
 }
 
 void set_estimation(const OrbitOptions& o, const ObservedArc& arc, int degree, EstimationOptions& e) {
-    for (std::size_t i = 0; i < o.antenna_offset.size(); ++i)
-        e.signal.antenna[static_cast<long>(i)] = o.antenna_offset[i];
+    e.signal.antenna = AntennaOffset(o.antenna);
     e.signal.wind_up = o.wind_up;
     e.adapt = o.adapt;
-    e.signal.antenna_in_platform = o.antenna_axes == "platform";
     // A given offset holds unless its error is given too. Only a good motion over some revolutions tells it from the orbit's height.
     const bool tells = degree >= kGoodDegree && arc.epochs.back().time > 10000.0;
-    e.antenna_sigma = o.antenna_sigma >= 0.0 ? o.antenna_sigma : o.antenna_offset.empty() && tells ? 0.5 : 0.0;
+    e.antenna_sigma = o.antenna.sigma >= 0.0 ? o.antenna.sigma : o.antenna.offset.empty() && tells ? 0.5 : 0.0;
     e.noise.code = o.sigma_code;
     e.noise.phase = o.sigma_phase;
     e.noise.elevation_mask = o.elevation_mask / kRadToDeg;
@@ -127,8 +125,7 @@ void load(const OrbitOptions& o, OrbitJob& job) {
     const Progress progress("reading files");
     if (!o.sp3_antenna.empty() && o.inputs.sp3.empty()) throw InputError("--sp3-antenna needs precise orbits (--sp3)");
     if (!o.dynamics.dynamics.empty()) check_dynamics_config(o.dynamics.dynamics);
-    if (o.antenna_axes == "platform" && o.inputs.att.empty())
-        throw InputError("--antenna-axes platform needs the attitude of the platform (--att)");
+    check_antenna(o.antenna, !o.inputs.att.empty());
     prepare(o.inputs, job.environment);
     cut_observations(o);
     const GTime first = g_obs_storage[0].epoch_time;

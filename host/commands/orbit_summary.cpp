@@ -44,12 +44,10 @@ void print_noise(const EstimationOptions& e) {
     } else {
         std::printf(", satellite clock half-way between two %g m", e.noise.clock);
     }
-    std::printf("\nantenna: %.3f, %.3f, %.3f m from the centre of mass (%s)%s\n", e.signal.antenna[0],
-                e.signal.antenna[1], e.signal.antenna[2],
-                e.signal.antenna_in_platform ? "platform axes" : "radial, along, cross",
-                e.antenna_sigma > 0.0          ? ", radial part estimated"
-                : e.signal.antenna.isZero(0.0) ? ", held: the orbit is that of the antenna"
-                                               : "");
+    std::printf("\nantenna: %s%s\n", e.signal.antenna.text().c_str(),
+                e.antenna_sigma > 0.0        ? ", radial part estimated"
+                : e.signal.antenna.is_zero() ? ", held: the orbit is that of the antenna"
+                                             : "");
 }
 
 void print_solutions(const BatchSolution& s, const EstimationReport& report, const Motion& motion) {
@@ -189,6 +187,7 @@ void summarise(const OrbitJob& job, const Motion& motion, const EstimationReport
     summary.set("parameters/ambiguities_and_clocks", report.solution.unknowns - static_cast<long>(motion.size()));
     summarise_solutions(report, summary);
     summarise_edits(counts, summary);
+    summary.set("antenna/offset", job.estimation.signal.antenna.text());
     if (report.solution.antenna_deviation > 0.0) {
         summary.set("antenna/further_out_m", report.antenna);
         summary.set("antenna/sigma_m", report.solution.antenna_deviation);

@@ -10,6 +10,7 @@
 
 #include "commands/command.h"
 #include "commands/options.h"
+#include "commands/run_antenna.h"
 #include "commands/run_epoch.h"
 #include "commands/run_json.h"
 #include "commands/run_summary.h"
@@ -118,9 +119,11 @@ struct Tables {
         if (!options.satellites_out.empty())
             satellites = std::make_unique<SatelliteTable>(options.satellites_out, console);
     }
-    void add(const Epoch& epoch, const RUNTIME_POD_EMBED& runtime) const {
-        if (epochs != nullptr) epochs->add(epoch);
+    void add_satellites(const Epoch& epoch, const RUNTIME_POD_EMBED& runtime) const {
         if (satellites != nullptr && epoch.processed) satellites->add(runtime, epoch.solved, epoch.slips);
+    }
+    void add(const Epoch& epoch) const {
+        if (epochs != nullptr) epochs->add(epoch);
     }
     void close() const {
         if (epochs != nullptr) epochs->close();
@@ -128,19 +131,28 @@ struct Tables {
     }
 };
 
-void process_all(EpochRunner& runner, Environment& environment, Tables& tables, Totals& totals, Keeper& keeper) {
+void process_all(EpochRunner& runner, Environment& environment, const AntennaOffset& antenna, Tables& tables,
+                 Totals& totals, Keeper& keeper) {
+    CentreOfMass centre(antenna);
+    const auto keep = [&](const std::vector<Epoch>& epochs) {
+        for (const Epoch& epoch : epochs) {
+            tables.add(epoch);
+            totals.add(epoch);
+            keeper.add(epoch);
+        }
+    };
     const auto start = std::chrono::steady_clock::now();
     Progress progress("processing epochs", static_cast<double>(environment.arc.epochs));
     while (environment.stream->next_window()) {
         set_aside_impossible_observations(environment);
         for (int i = 0; i < g_num_obs_storage; ++i) {
             const Epoch epoch = runner.process(g_obs_storage[i]);
-            tables.add(epoch, *environment.runtime);
-            totals.add(epoch);
-            keeper.add(epoch);
+            tables.add_satellites(epoch, *environment.runtime);
+            keep(centre.take(epoch));
             progress.done(static_cast<double>(totals.epochs));
         }
     }
+    keep(centre.rest());
     totals.seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
 }
 
@@ -185,7 +197,8 @@ void print_errors(const RunOptions& options, const Kept& kept, const Truth& trut
 }
 
 /// The filter's positions at the true receive times, or at whole seconds. False where there are none.
-bool write_orbit_files(const RunOptions& options, const std::vector<TimedPosition>& points, double interval) {
+bool write_orbit_files(const RunOptions& options, const std::vector<TimedPosition>& points,
+                       const AntennaOffset& antenna, double interval) {
     if (points.empty()) {
         std::printf("orbit not written: no position of the filter is worth it\n");
         return false;
@@ -200,6 +213,7 @@ bool write_orbit_files(const RunOptions& options, const std::vector<TimedPositio
         "FROM CODE AND CARRIER PHASE, EPOCH BY EPOCH. TIME GPST.",
         options.round ? "INTERPOLATED FROM TRUE RECEIVE TIMES TO WHOLE SECONDS." : "AT TRUE RECEIVE TIMES.",
         "VELOCITIES BY A POLYNOMIAL THROUGH THE POSITIONS."};
+    if (!antenna.is_zero()) orbit.comments.front() = antenna.comment();
     write_orbit(options.orbit, orbit);
     if (options.round)
         std::printf("orbit at whole seconds: %zu of %zu positions, interpolated over the receiver clock\n",
@@ -216,6 +230,7 @@ FilePlan check_files(const RunOptions& o) {
     if (!o.sp3_antenna.empty() && in.sp3.empty()) throw InputError("--sp3-antenna needs precise orbits (--sp3)");
     if (!o.sp3_antenna.empty() && !in.atx.empty())
         throw InputError("--sp3-antenna and --atx: the offsets of the satellites would enter twice");
+    check_antenna(o.antenna, !in.att.empty());
     plan.out("--out", o.out).out("--satellites-out", o.satellites_out);
     plan_orbit_outputs(o.orbit, plan);
     plan.out("--plot", o.plot).out("--summary", o.summary).check();
@@ -244,22 +259,26 @@ int run(const RunOptions& options) {
     Tables tables(options, console);
     Totals totals;
     Keeper keeper(options, truth.get(), arc.first);
-    process_all(runner, environment, tables, totals, keeper);
+    const AntennaOffset antenna(options.antenna);
+    process_all(runner, environment, antenna, tables, totals, keeper);
     if (totals.epochs == 0)
         throw InputError(options.inputs.obs.front() + ": no epoch at the interval that is asked for");
     tables.close();
 
     const Kept& kept = keeper.kept();
     print_summary(options, environment, totals, guard, console);
+    if (!antenna.is_zero())
+        std::printf("positions are those of the centre of mass; antenna: %s\n", antenna.text().c_str());
     if (truth != nullptr) print_errors(options, kept, *truth, totals.on_ground());
     say_written("epochs", options.out);
     say_written("satellites", options.satellites_out);
-    const bool written = !options.orbit.wanted() || write_orbit_files(options, kept.orbit, arc.interval);
+    const bool written = !options.orbit.wanted() || write_orbit_files(options, kept.orbit, antenna, arc.interval);
     const bool drawn =
         options.plot.empty() || write_plot(options, totals.first, kept, truth != nullptr && truth->at_rest());
     const int status = totals.solved > 0 && drawn && written ? 0 : 1;
     Summary summary = begin_summary("run", options.summary, plan);
     summarise(options, environment, totals, guard, console, summary);
+    if (!antenna.is_zero()) summary.set("antenna/offset", antenna.text());
     if (truth != nullptr) {
         summary.set("errors/reference", truth->source());
         summarise_errors("errors/point", statistics(kept.point), truth->at_rest(), summary);
@@ -291,6 +310,7 @@ void add_run(Command app, Action& action) {
     command.add_option("--sigma-phase", o->inputs.sigma_phase, "standard deviation of the phases, metres")
         .positive()
         .capture_default_str();
+    add_antenna(command, o->antenna, false);
     command.add_option("--receiver", o->inputs.receiver, "receiver number of the observations").capture_default_str();
     add_span(command, o->span, "epochs");
     command.add_flag("--embedded", o->inputs.embedded, "the embedded deployment: built-in tables, BeiDou alone");

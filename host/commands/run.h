@@ -5,6 +5,7 @@
 
 #include <string>
 
+#include "estimation/antenna_offset.h"
 #include "outputs/ephemeris.h"
 #include "shared/span.h"
 #include "stores/loading.h"
@@ -14,6 +15,7 @@ namespace host {
 struct RunOptions {
     InputOptions inputs;
     std::string truth, out, satellites_out, plot, summary, sp3_antenna;
+    AntennaOptions antenna;
     SpanOptions span;  ///< as the options give it; the inputs have it
     OrbitOutputs orbit;
     bool round = false;  ///< the orbit at whole seconds

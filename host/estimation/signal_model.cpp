@@ -88,21 +88,7 @@ double clock_interval() {
 
 Eigen::Vector3d SignalModel::antenna_offset(double t, const Eigen::Vector3d& position,
                                             const Eigen::Vector3d& velocity) const {
-    const Eigen::Vector3d radial = position.normalized();
-    if (options_.antenna.isZero(0.0)) return raised_ * radial;
-    if (options_.antenna_in_platform) {
-        ATT_QUATERNION q{};
-        const GTime time = gtimeAddSec(start_, t);
-        double ex[3], ey[3], ez[3];
-        if (!get_att_quaternion(0, time, &q) || !q.ok) return Eigen::Vector3d::Constant(std::nan(""));
-        attitude_platform(0, time, nullptr, nullptr, nullptr, nullptr, &q, ex, ey, ez, nullptr);
-        return options_.antenna[0] * Eigen::Map<Eigen::Vector3d>(ex) +
-               options_.antenna[1] * Eigen::Map<Eigen::Vector3d>(ey) +
-               options_.antenna[2] * Eigen::Map<Eigen::Vector3d>(ez) + raised_ * radial;
-    }
-    const Eigen::Vector3d cross = position.cross(velocity).normalized();
-    return (options_.antenna[0] + raised_) * radial + options_.antenna[1] * cross.cross(radial) +
-           options_.antenna[2] * cross;
+    return options_.antenna.celestial(gtimeAddSec(start_, t), position, velocity) + raised_ * position.normalized();
 }
 
 ReceiverFrame SignalModel::frame(double t, const Eigen::Vector3d& position, const Eigen::Vector3d& velocity) const {

@@ -6,14 +6,14 @@
 
 #include <map>
 
+#include "estimation/antenna_offset.h"
 #include "estimation/observed_arc.h"
 
 namespace host {
 
 struct SignalModelOptions {
-    Eigen::Vector3d antenna = Eigen::Vector3d::Zero();  ///< from the centre of mass to the phase centre [m]
+    AntennaOffset antenna;
     bool wind_up = true;
-    bool antenna_in_platform = false;  ///< in platform axes by the attitude files; else radial, along, cross
 };
 
 /// The frame of one instant: celestial to earth-fixed, Sun, and the receiver with its antenna axes, all earth-fixed.

@@ -265,6 +265,8 @@ void load_antennas(const std::string& name, double mjd, Environment& environment
                                      std::to_string(valid) + " valid at the arc's start"});
 }
 
+}  // namespace
+
 void load_attitude(const InputOptions& options, Environment& environment) {
     // The epoch driver looks up object 0, the point position the receiver number: both get the files.
     std::vector<int> objects{0};
@@ -288,8 +290,6 @@ void load_attitude(const InputOptions& options, Environment& environment) {
     const long out = tidy_attitudes(names);
     if (out > 0) environment.files.back().content += ", " + std::to_string(out) + " of them no rotations and left out";
 }
-
-}  // namespace
 
 void load_transmitters(const InputOptions& options, Environment& environment) {
     check_ephemerides(options);

@@ -27,6 +27,9 @@ struct InputOptions {
 /// Checks and loads the navigation, SP3 and clock files alone. Throws InputError for a file that cannot be used, or without any.
 void load_transmitters(const InputOptions& options, Environment& environment);
 
+/// Checks and loads the attitude files, for object 0 and the receiver number. Throws InputError.
+void load_attitude(const InputOptions& options, Environment& environment);
+
 /// A GNSS configuration file into the library's configuration. Throws InputError.
 void load_configuration(const std::string& file, Environment& environment);
 
