@@ -66,10 +66,10 @@ void normal_leopod(benchmark::State& state) {
     }
 }
 
-BENCHMARK_TEMPLATE(inversion_leopod, 39)->Name("inversion_39/leopod");
-BENCHMARK(filter_leopod)->Name("filter_39x30/leopod");
-BENCHMARK_TEMPLATE(normal_leopod, 12)->Name("lsq_normal_12/leopod");
-BENCHMARK_TEMPLATE(normal_leopod, 510)->Name("lsq_normal_510/leopod")->Unit(benchmark::kMillisecond);
+BENCHMARK_TEMPLATE(inversion_leopod, 39)->Name("inversion of 39 x 39/leopod");
+BENCHMARK(filter_leopod)->Name("sequential filter 39 x 30/leopod");
+BENCHMARK_TEMPLATE(normal_leopod, 12)->Name("normal equations of 12/leopod");
+BENCHMARK_TEMPLATE(normal_leopod, 510)->Name("normal equations of 510/leopod")->Unit(benchmark::kMillisecond);
 
 #ifdef HAVE_EIGEN
 using Matrix = Eigen::Matrix<double, Eigen::Dynamic, Eigen::Dynamic, Eigen::RowMajor>;
@@ -115,10 +115,10 @@ void normal_peer(benchmark::State& state) {
     }
 }
 
-BENCHMARK_TEMPLATE(inversion_peer, 39)->Name("inversion_39/peer");
-BENCHMARK(filter_peer)->Name("filter_39x30/peer");
-BENCHMARK_TEMPLATE(normal_peer, 12)->Name("lsq_normal_12/peer");
-BENCHMARK_TEMPLATE(normal_peer, 510)->Name("lsq_normal_510/peer")->Unit(benchmark::kMillisecond);
+BENCHMARK_TEMPLATE(inversion_peer, 39)->Name("inversion of 39 x 39/peer");
+BENCHMARK(filter_peer)->Name("sequential filter 39 x 30/peer");
+BENCHMARK_TEMPLATE(normal_peer, 12)->Name("normal equations of 12/peer");
+BENCHMARK_TEMPLATE(normal_peer, 510)->Name("normal equations of 510/peer")->Unit(benchmark::kMillisecond);
 #endif
 
 }  // namespace

@@ -68,6 +68,66 @@ void broadcast_gps_limit(benchmark::State& state) {
     }
 }
 
+/// Angle with its sine and cosine.
+struct Angle {
+    double sine, cosine;
+    explicit Angle(double a) : sine(std::sin(a)), cosine(std::cos(a)) {}
+};
+
+/// The same functions with what lies between them, each angle from those before it: the formulas for one record that is known, `tk` seconds
+/// behind its TOE.
+void formulas(const EPHREC_GPS& r, double tk, double* posvel, double* clk) {
+    constexpr double kRotation = 7.2921151467e-05;
+    const double A = r.sqrt_A * r.sqrt_A;
+    const double n = r.Delta_n + std::sqrt(3.986005e14) / A / r.sqrt_A;
+    const double M = n * tk + r.M0;
+    double E = M, last = 0.0;
+    Angle e(E);
+    for (int pass = 0; std::fabs(E - last) > 1e-13 && pass < 20; ++pass) {
+        last = E;
+        e = Angle(E);
+        E -= (E - r.e * e.sine - M) / (1.0 - r.e * e.cosine);
+    }
+    const double w = 1.0 - r.e * e.cosine, root = std::sqrt(1.0 - r.e * r.e), rate = n / w;
+    const double anomaly = std::atan2(root * e.sine, e.cosine - r.e);
+    const Angle v(anomaly), twice(2.0 * (anomaly + r.omega));
+    const double v_dot = (1.0 + r.e * v.cosine) * e.sine * rate / (v.sine * w);
+    const double u = anomaly + r.omega + r.Cuc * twice.cosine + r.Cus * twice.sine;
+    const double radius = A * w + r.Crc * twice.cosine + r.Crs * twice.sine;
+    const Angle uk(u), q(2.0 * u);
+    const Angle i(r.i0 + r.i_dot * tk + r.Cic * twice.cosine + r.Cis * twice.sine);
+    const double u_dot = v_dot + 2.0 * (r.Cus * q.cosine - r.Cuc * q.sine) * v_dot;
+    const double r_dot = A * r.e * e.sine * n / w + 2.0 * (r.Crs * q.cosine - r.Crc * q.sine) * v_dot;
+    const double i_dot = r.i_dot + 2.0 * (r.Cis * q.cosine - r.Cic * q.sine) * v_dot;
+    const double x = radius * uk.cosine, y = radius * uk.sine;
+    const double x_dot = r_dot * uk.cosine - y * u_dot, y_dot = r_dot * uk.sine + x * u_dot;
+    const double node_dot = r.OMEGA_dot - kRotation;
+    const Angle node(node_dot * tk + r.OMEGA0 - kRotation * r.TOE);
+    const double a = x_dot - i.cosine * y * node_dot;
+    const double b = i.cosine * y_dot + x * node_dot - i.sine * y * i_dot;
+    posvel[0] = node.cosine * x - i.cosine * y * node.sine;
+    posvel[1] = node.sine * x + node.cosine * i.cosine * y;
+    posvel[2] = i.sine * y;
+    posvel[3] = node.cosine * a - node.sine * b;
+    posvel[4] = node.sine * a + node.cosine * b;
+    posvel[5] = i.cosine * y * i_dot + i.sine * y_dot;
+    const double F = -4.442807633e-10 * r.e * r.sqrt_A;
+    clk[0] = r.sv_clock_bias + r.sv_clock_drift * tk + F * e.sine;
+    clk[1] = r.sv_clock_drift + F * e.cosine * rate;
+}
+
+void broadcast_gps_formulas(benchmark::State& state) {
+    const EPHREC_GPS record = gps_record();
+    double tk = 1.0;
+    for (auto _ : state) {
+        double posvel[6], clk[2];
+        formulas(record, tk, posvel, clk);
+        benchmark::DoNotOptimize(posvel);
+        benchmark::DoNotOptimize(clk);
+        tk = tk > 3600.0 ? -3600.5 : tk + 1.0;
+    }
+}
+
 void precise_gps(benchmark::State& state) {
     static EPHPREC_STORE* store = static_cast<EPHPREC_STORE*>(std::calloc(1, sizeof(EPHPREC_STORE)));
     fill_precise(*store);
@@ -98,10 +158,12 @@ void precise_gps_limit(benchmark::State& state) {
     }
 }
 
-BENCHMARK(broadcast_gps)->Name("satposition_broadcast/leopod");
-BENCHMARK(broadcast_gps_limit)->Name("satposition_broadcast/limit");
-BENCHMARK(precise_gps)->Name("satposition_precise/leopod");
-BENCHMARK(precise_gps_limit)->Name("satposition_precise/limit");
+BENCHMARK(broadcast_gps)->Name("satellite position, broadcast/leopod");
+BENCHMARK(broadcast_gps_limit)->Name("satellite position, broadcast/limit");
+BENCHMARK(broadcast_gps)->Name("satellite position from broadcast, formulas in sequence/leopod");
+BENCHMARK(broadcast_gps_formulas)->Name("satellite position from broadcast, formulas in sequence/limit");
+BENCHMARK(precise_gps)->Name("satellite position, precise/leopod");
+BENCHMARK(precise_gps_limit)->Name("satellite position, precise/limit");
 
 }  // namespace
 

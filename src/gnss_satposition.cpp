@@ -712,8 +712,10 @@ bool choose_eph_gps_brdc(GTime transmission_time, int satindex) {
     if (!satindex2sysprn(satindex, &sys, &prn)) return false;
     if (!broadcast_store_present()) return false;
     const auto usable = [satindex](EPHREC_GPS& record) {
-        record.ok = plausible(record);
-        if (!record.ok) return false;
+        if (!plausible(record)) {
+            record.ok = false;
+            return false;
+        }
         if (record.sv_health == 0 && !(record.IODE < 0.0 || record.IODE > 1023.0)) return true;
         report(ULOG_ERROR_LEVEL, "sat index: %d is not healthy (%d) !\n", satindex, record.sv_health);
         return false;
