@@ -97,39 +97,48 @@ bool is_table(const Json& list) {
     });
 }
 
-/// With a row for each object, or for each member where these are more.
-std::string columns(const Json& list) {
-    const bool named = list.is_object();
-    const Json& first = *list.begin();
-    const bool upright = named && first.size() > list.size();
-    Json rows = Json::object();  // name of a row to its fields
+struct Cells {
     std::vector<std::string> heads;
+    Json rows = Json::object();  ///< name of a row to its fields
+};
+
+/// With a row for each object, or for each member where these are more.
+Cells cells_of(const Json& list) {
+    const Json& first = *list.begin();
+    const bool upright = list.is_object() && first.size() > list.size();
+    Cells cells;
     std::size_t count = 0;
-    for (const auto& item : list.items()) {
+    for (const auto& [name, fields] : list.items()) {
         if (++count > kMostRows) break;
-        if (upright) heads.push_back(words(item.key()));
+        if (upright) cells.heads.push_back(words(name));
         for (const auto& member : first.items()) {
             const std::string field = words(member.key());
-            if (!upright && count == 1) heads.push_back(field);
-            rows[upright ? field : item.key()].push_back(item.value()[member.key()]);
+            if (!upright && count == 1) cells.heads.push_back(field);
+            cells.rows[upright ? field : name].push_back(fields[member.key()]);
         }
     }
+    return cells;
+}
+
+std::string columns(const Json& list) {
+    const bool named = list.is_object();
+    const Cells cells = cells_of(list);
     std::string text = named ? "<table><tr><th></th>" : "<table><tr>";
     std::size_t column = 0;
-    for (const std::string& head : heads)
-        text += (rows.begin()->at(column++).is_number() ? "<th class=\"n\">" : "<th>") + html(head) + "</th>";
+    for (const std::string& head : cells.heads)
+        text += (cells.rows.begin()->at(column++).is_number() ? "<th class=\"n\">" : "<th>") + html(head) + "</th>";
     text += "</tr>";
-    for (const auto& row : rows.items()) {
-        text += "<tr>" + (named ? "<th>" + html(row.key()) + "</th>" : std::string());
-        for (const Json& value : row.value()) text += value_cell(value, value.is_number());
+    for (const auto& [name, fields] : cells.rows.items()) {
+        text += "<tr>" + (named ? "<th>" + html(name) + "</th>" : std::string());
+        for (const Json& value : fields) text += value_cell(value, value.is_number());
         text += "</tr>";
     }
     if (list.size() > kMostRows) text += "<tr><td>and " + std::to_string(list.size() - kMostRows) + " more</td></tr>";
     text += "</table>";
     constexpr std::size_t kFolded = 12;
-    return rows.size() <= kFolded
-               ? text
-               : "<details><summary>" + std::to_string(rows.size()) + " rows</summary>" + text + "</details>";
+    const std::size_t count = cells.rows.size();
+    return count <= kFolded ? text
+                            : "<details><summary>" + std::to_string(count) + " rows</summary>" + text + "</details>";
 }
 
 std::string tree(const Json& value, int depth);
@@ -163,7 +172,7 @@ std::string tree(const Json& value, int depth) {
     std::string text;
     std::size_t count = 0;
     for (const Json& item : value) {
-        if (++count <= kMostRows) text += tree(item, depth + 1);
+        if (++count <= kMostRows) text += "<div>" + tree(item, depth + 1) + "</div>";
     }
     if (value.size() > kMostRows) text += " and " + std::to_string(value.size() - kMostRows) + " more";
     return text;
@@ -178,7 +187,7 @@ std::string cards_of(const Json& object, const std::set<std::string>& apart) {
     Json general = Json::object();
     std::string narrow, wide;
     for (const auto& [name, value] : object.items()) {
-        if (apart.count(name) != 0) continue;
+        if (apart.count(name) != 0 || value.empty() || value == "") continue;
         if (is_flat(value) && (!value.is_object() || value.size() <= 3)) {
             general[name] = value;
         } else {
