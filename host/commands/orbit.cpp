@@ -79,6 +79,7 @@ int estimate(const OrbitOptions& o, const FilePlan& plan) {
     Motion motion(job.dynamics, gtimeChangeTimeSystem(job.arc.start, tsUTC), 0.0, job.arc.epochs.back().time,
                   empirical_terms(o, *job.dynamics.config));
     print_input(job);
+    print_shortcomings(job.dynamics);
     EstimationReport report;
     try {
         Progress progress("estimating");
@@ -100,7 +101,9 @@ int estimate(const OrbitOptions& o, const FilePlan& plan) {
     write_results(o, job, motion, report);
     const std::string fault = fault_of(report, counts, formal);
     if (!fault.empty()) std::fprintf(stderr, "leopod: %s: %s\n", o.inputs.obs.front().c_str(), fault.c_str());
-    const int status = fault.empty() ? 0 : 1;
+    if (!job.dynamics.shortcomings.empty()) print_shortcomings(job.dynamics);
+    console.messages().print(stdout, {{"LEO satellite receiver antenna", "no receiver antenna"}});
+    const int status = fault.empty() && job.dynamics.shortcomings.empty() ? 0 : 1;
     summary.set("fault", fault);
     summary.write(status);
     return status;

@@ -2,11 +2,13 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstdio>
 
 #include "inputs/config_check.h"
 #include "shared/console.h"
 #include "shared/earth.h"
 #include "shared/error.h"
+#include "stores/coverage.h"
 #include "stores/planets.h"
 #include "stores/satellite_antenna.h"
 
@@ -48,12 +50,13 @@ void prepare_forces(const OrbitOptions& o, double mjd_first, double mjd_last, Dy
     dynamics.environment.planet_source = environment.planet_source;
     if (o.dynamics.dynamics.empty()) {
         initialize_orbit_config(&config);
-        config.norder_gravity = o.dynamics.gravity.empty() ? 30 : 100;
+        config.norder_gravity = static_cast<int>(std::min(100L, dynamics.gravity_degree));
         config.step_size = 30.0;
     } else {
         read_force_models(o.dynamics, dynamics);
     }
     config.output_interval = o.output_interval;
+    hold_tables(mjd_first, mjd_last, true, !o.inputs.jpl.empty(), dynamics);
 }
 
 /// Takes the epochs outside the span from the store.
@@ -130,6 +133,8 @@ void load(const OrbitOptions& o, OrbitJob& job) {
     cut_observations(o);
     const GTime first = g_obs_storage[0].epoch_time;
     job.last = g_obs_storage[g_num_obs_storage - 1].epoch_time;
+    for (const std::string& note : hold_against_arc(job.environment, first, job.last))
+        std::fprintf(stderr, "leopod orbit: note: %s\n", note.c_str());
     prepare_forces(o, gtime2mjd(first), gtime2mjd(job.last), job.dynamics, job.environment);
     if (!o.sp3_antenna.empty()) move_to_phase_centers(o.sp3_antenna, job.environment);
     Guard guard(job.environment.runtime->prec_storage, first, job.environment.clock_interval);

@@ -94,8 +94,11 @@ ObservedArc collect_observations(const std::string& file, Guard& guard) {
         e.count = arc.links.size() - e.first;
         arc.epochs.push_back(e);
     }
-    if (arc.links.empty())
-        throw InputError(file + ": no satellite has code and phase of the configured signals on both bands");
+    if (arc.links.empty()) {
+        throw InputError(file + (arc.not_served > 0 ? ": no orbit or clock of the ephemerides serves a satellite of it"
+                                                    : ": no satellite has code and phase of the configured signals on "
+                                                      "both bands"));
+    }
     arc.interval = usual_spacing(arc.epochs);
     return arc;
 }

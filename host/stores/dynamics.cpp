@@ -132,8 +132,12 @@ void prepare_dynamics(const DynamicsOptions& options, double mjd_first, double m
     load_earth_orientation(options.eop, options.eop_format, dynamics.environment);
     load_planets(options.jpl, mjd_first, mjd_last, dynamics.environment);
     tabulate_analytic_planets(mjd_first, mjd_last, dynamics.environment);
+    hold_tables(mjd_first, mjd_last, earth_fixed, !options.jpl.empty(), dynamics);
+}
+
+void hold_tables(double mjd_first, double mjd_last, bool earth_fixed, bool planets_from_file, Dynamics& dynamics) {
     hold_orientation(mjd_first, mjd_last, earth_fixed, dynamics);
-    hold_planets(mjd_first, mjd_last, !options.jpl.empty(), dynamics);
+    hold_planets(mjd_first, mjd_last, planets_from_file, dynamics);
 }
 
 void check_parameters(const std::string& file, const ORBIT_DYN_CONFIG& config, double span) {

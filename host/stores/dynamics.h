@@ -40,6 +40,10 @@ void read_force_models(const DynamicsOptions& options, Dynamics& dynamics);
 void prepare_dynamics(const DynamicsOptions& options, double mjd_first, double mjd_last, bool earth_fixed,
                       Dynamics& dynamics);
 
+/// Holds earth orientation and planets against the arc; what is absent becomes a shortcoming or a note. Throws InputError where they serve nothing
+/// of it.
+void hold_tables(double mjd_first, double mjd_last, bool earth_fixed, bool planets_from_file, Dynamics& dynamics);
+
 /// Parameters that the configuration asks for over a span [s]. Throws InputError where the library has no room for them, or no model.
 void check_parameters(const std::string& file, const ORBIT_DYN_CONFIG& config, double span);
 /// Throws InputError where the integration's step is too long for an orbit of that radius, or the output has too many epochs.
