@@ -17,6 +17,7 @@
 #include "shared/error.h"
 #include "shared/files.h"
 #include "shared/times.h"
+#include "stores/coverage.h"
 #include "stores/dynamics.h"
 #include "stores/orientation.h"
 #include "stores/planets.h"
@@ -269,6 +270,8 @@ int tide(const TideOptions& o) {
     const std::string ocean = with_ocean ? "file " + o.blq + ", site " + loading.site : "";
     Environment environment;
     prepare(o, start, environment);
+    for (const std::string& note : hold_models_against_arc(environment, start, gtimeAddSec(start, o.duration)))
+        std::fprintf(stderr, "leopod tide: note: %s\n", note.c_str());
     const std::vector<TidePoint> points = compute(o, site, with_ocean ? &loading : nullptr, start, environment);
     print(site, ocean, environment, points);
     if (!o.out.empty()) write_points(o.out, points, with_ocean);

@@ -7,6 +7,8 @@
 
 #include "shared/error.h"
 #include "shared/times.h"
+#include "stores/orientation.h"
+#include "stores/planets.h"
 
 namespace host {
 
@@ -58,8 +60,30 @@ std::string coverage_text(const FileSpan& span, const GTime& first, const GTime&
     return span_text(span.first, span.last) + ", " + share;
 }
 
-std::vector<std::string> hold_against_arc(Environment& environment, const GTime& first, const GTime& last) {
+std::vector<std::string> hold_models_against_arc(const Environment& environment, const GTime& first,
+                                                 const GTime& last) {
     std::vector<std::string> notes;
+    const double mjd_first = gtime2mjd(gtimeChangeTimeSystem(first, tsUTC));
+    const double mjd_last = gtime2mjd(gtimeChangeTimeSystem(last, tsUTC));
+    const auto given = [&environment](const char* kind) {
+        return std::any_of(environment.files.begin(), environment.files.end(),
+                           [kind](const FileReport& file) { return file.kind == kind; });
+    };
+    if (given("earth orientation")) {
+        const OrientationCoverage coverage = orientation_coverage(mjd_first, mjd_last, environment);
+        if (coverage.extent == OrientationCoverage::kNothing) throw InputError(coverage.text);
+        if (!coverage.text.empty()) notes.push_back(coverage.text);
+    }
+    if (given("planets")) {
+        const std::string lacking = planet_shortcoming(mjd_first, mjd_last);
+        if (lacking.find("NOTHING") != std::string::npos) throw InputError(lacking);
+        if (!lacking.empty()) notes.push_back(lacking);
+    }
+    return notes;
+}
+
+std::vector<std::string> hold_against_arc(Environment& environment, const GTime& first, const GTime& last) {
+    std::vector<std::string> notes = hold_models_against_arc(environment, first, last);
     std::map<std::string, Union> kinds;
     const std::string arc = "; the arc is " + span_text(first, last);
     const bool precise = g_eph_selection == EPHOPT_PREC;
