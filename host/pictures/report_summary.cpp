@@ -50,7 +50,7 @@ std::string words(std::string name) {
         {"m", "m"}, {"s", "s"}, {"percent", "%"}, {"gpst", "GPST"}, {"bdst", "BDST"}, {"utc", "UTC"}, {"tt", "TT"}};
     const std::size_t last = name.rfind('_');
     const auto unit = last == std::string::npos ? units.end() : units.find(name.substr(last + 1));
-    if (unit != units.end()) name = name.substr(0, last) + " [" + unit->second + "]";
+    if (unit != units.end()) name.replace(last, std::string::npos, " [" + unit->second + "]");
     std::replace(name.begin(), name.end(), '_', ' ');
     return name;
 }
@@ -60,6 +60,10 @@ std::string title(const std::string& name) {
     std::string text = words(name);
     if (!text.empty() && text[0] >= 'a' && text[0] <= 'z') text[0] = static_cast<char>(text[0] - 'a' + 'A');
     return text;
+}
+
+bool says_nothing(const Json& value) {
+    return value.empty() || (value.is_string() && value.get_ref<const std::string&>().empty());
 }
 
 /// A value that is told in one line: plain, or a list or object of plain ones.
@@ -154,7 +158,7 @@ std::string members(const Json& object, int depth) {
     if (!is_table(same)) same = Json::object();
     constexpr std::size_t kInline = 6;
     for (const auto& [name, value] : object.items()) {
-        if (same.contains(name) || value.empty() || value == "") continue;
+        if (same.contains(name) || says_nothing(value)) continue;
         if (is_flat(value) && !(value.is_object() && value.size() > kInline)) {
             pairs += "<tr><th>" + html(words(name)) + "</th>" + value_cell(value, false) + "</tr>";
         } else {
@@ -187,7 +191,7 @@ std::string cards_of(const Json& object, const std::set<std::string>& apart) {
     Json general = Json::object();
     std::string narrow, wide;
     for (const auto& [name, value] : object.items()) {
-        if (apart.count(name) != 0 || value.empty() || value == "") continue;
+        if (apart.count(name) != 0 || says_nothing(value)) continue;
         if (is_flat(value) && (!value.is_object() || value.size() <= 3)) {
             general[name] = value;
         } else {
