@@ -318,6 +318,12 @@ TEST_F(HostOrbit, ASimulatedArcAgainstItsTruth) {
     EXPECT_EQ(sparse.status, 2) << sparse.text;
     EXPECT_TRUE(holds(sparse.text, "epochs")) << sparse.text;
 
+    // A field that this satellite did not fly in.
+    const std::string grace = kExamples + "data/grace_b/";
+    const Outcome wrong = leopod(command + " --gravity " + grace + "egm2008_degree90.txt.gz");
+    EXPECT_EQ(wrong.status, 1) << wrong.text;
+    EXPECT_TRUE(holds(wrong.text, "wrong or missing forces")) << wrong.text;
+
     const std::string obs = "--obs " + out("arc.obs");
     expect_refusals("orbit", {{"", "no observation file"},
                               {obs, "no ephemeris file"},
@@ -325,6 +331,8 @@ TEST_F(HostOrbit, ASimulatedArcAgainstItsTruth) {
                               {obs + " --nav " + kDemo + "bds.nav --antenna-axes platform", "--att"},
                               {obs + " --nav " + kDemo + "bds.nav --empirical Q0:360", "Q0:360"},
                               {obs + " --nav " + kDemo + "bds.nav --gravity " + out("truth.csv"), "gravity"},
+                              {obs + " --nav " + kDemo + "bds.nav --eop " + grace + "finals_2010_07.txt.gz",
+                               "EARTH ORIENTATION COVERS NOTHING"},
                               {obs + " --nav " + kDemo + "bds.nav --from 86000", "20 epochs"}});
 }
 

@@ -61,7 +61,8 @@ std::vector<ReportChart> charts_of(const Content& content) {
 
 ReportPage page_of(const ReportOptions& o, const Content& content) {
     ReportPage page;
-    page.title = o.title.empty() ? (o.epochs.empty() ? "Fitted orbit" : "Orbit determination") : o.title;
+    page.title =
+        o.title.empty() ? (o.epochs.empty() && o.orbit.empty() ? "Fitted orbit" : "Orbit determination") : o.title;
     page.subtitle = subtitle_of(content);
     page.version = "leopod " + version().number;
     page.day_mjd = content.day;
@@ -78,10 +79,14 @@ ReportPage page_of(const ReportOptions& o, const Content& content) {
 }  // namespace
 
 int report(const ReportOptions& o) {
-    if (o.epochs.empty() && o.satellites.empty() && o.fit.empty() && o.residuals.empty())
-        throw InputError("report: one of --in, --satellites, --fit, --residuals is needed");
+    if (o.epochs.empty() && o.satellites.empty() && o.fit.empty() && o.orbit.empty() && o.residuals.empty())
+        throw InputError("report: one of --in, --satellites, --fit, --orbit, --residuals is needed");
     FilePlan plan;
-    plan.in("--in", o.epochs).in("--satellites", o.satellites).in("--fit", o.fit).in("--residuals", o.residuals);
+    plan.in("--in", o.epochs)
+        .in("--satellites", o.satellites)
+        .in("--fit", o.fit)
+        .in("--orbit", o.orbit)
+        .in("--residuals", o.residuals);
     plan.in("--truth", o.truth).in("--summary", o.summaries).in("--log", o.log).out("--out", o.out).check();
     const ChartsLibrary library = charts_library(o.charts);
     std::string text;
@@ -103,11 +108,12 @@ int report(const ReportOptions& o) {
 
 void add_report(Command app, Action& action) {
     auto o = std::make_shared<ReportOptions>();
-    Command command =
-        app.add_subcommand("report", "One page (HTML) of a run, or of a run and its fit, to look at in a browser");
+    Command command = app.add_subcommand(
+        "report", "One page (HTML) of a run, of a run and its fit, or of an orbit, to look at in a browser");
     command.add_option("--in", o->epochs, "CSV of run --out");
     command.add_option("--satellites", o->satellites, "CSV of run --satellites-out; may be repeated");
     command.add_option("--fit", o->fit, "CSV of fit --out");
+    command.add_option("--orbit", o->orbit, "CSV of orbit --out");
     command.add_option("--residuals", o->residuals, "CSV of fit --residuals; may be repeated");
     command.add_option("--truth", o->truth, "CSV of reference positions, as in run");
     command.add_option("--summary", o->summaries, "JSON summary of a command; may be repeated");

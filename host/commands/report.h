@@ -9,7 +9,7 @@
 namespace host {
 
 struct ReportOptions {
-    std::string epochs, fit, truth, log, out, title;
+    std::string epochs, fit, orbit, truth, log, out, title;
     std::vector<std::string> satellites, residuals, summaries, commands;
     std::string charts = "/usr/share/javascript/dygraphs";  ///< directory of the charts' library
 };

@@ -83,10 +83,18 @@ SolutionErrors errors_of(const Solution& solution, const Truth& truth, long day)
     return errors;
 }
 
-/// Errors against the truth; without one, differences from the fitted orbit, or of the filter from the point position.
+/// The solution that others are compared with where there is no truth: its file and name.
+std::pair<std::string, std::string> reference_solution(const ReportOptions& o) {
+    if (!o.orbit.empty()) return {o.orbit, "reduced-dynamic orbit"};
+    if (!o.fit.empty()) return {o.fit, "fitted orbit"};
+    return {o.epochs, "point position"};
+}
+
+/// Errors against the truth; without one, differences from the best orbit, or of the filter from the point position.
 void compare(const ReportOptions& o, Content& content) {
     if (content.solutions.empty()) return;
-    const std::string reference = !o.truth.empty() ? o.truth : !o.fit.empty() ? o.fit : o.epochs;
+    const auto [file, name] = reference_solution(o);
+    const std::string reference = !o.truth.empty() ? o.truth : file;
     GTime first = content.solutions.front().rows.front().time;
     first.time.mjd = content.day;
     first.time.sod = 0.0;
@@ -94,13 +102,9 @@ void compare(const ReportOptions& o, Content& content) {
     content.errors.at_rest = truth.at_rest();
     content.errors.reference = base_name(reference);
     content.errors.layout = {"components"};
-    content.errors_title = !o.truth.empty() ? "error"
-                           : !o.fit.empty() ? "difference from the fitted orbit"
-                                            : "difference from the point position";
+    content.errors_title = !o.truth.empty() ? "error" : "difference from the " + name;
     for (const Solution& solution : content.solutions) {
-        const bool is_reference =
-            o.truth.empty() && solution.name == (!o.fit.empty() ? "fitted orbit" : "point position");
-        if (is_reference) continue;
+        if (o.truth.empty() && solution.name == name) continue;
         SolutionErrors errors = errors_of(solution, truth, content.day);
         if (!errors.seconds.empty()) content.errors.solutions.push_back(std::move(errors));
     }
@@ -121,8 +125,9 @@ Content read_content(const ReportOptions& o) {
         content.satellites = read_satellite_rows(o.satellites, false, {}, content.day);
         count_status(o.satellites, content);
     }
-    if (!o.fit.empty()) {
-        content.solutions.push_back({"fitted orbit", read_positions({o.fit, "", "fitted orbit"}, content.day)});
+    for (const auto& [file, name] : {std::pair{o.fit, "fitted orbit"}, std::pair{o.orbit, "reduced-dynamic orbit"}}) {
+        if (file.empty()) continue;
+        content.solutions.push_back({name, read_positions({file, "", name}, content.day)});
         if (content.day == 0) content.day = first_day(content.solutions.back().rows);
     }
     read_residuals(o.residuals, content);

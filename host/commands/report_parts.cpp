@@ -207,7 +207,7 @@ std::vector<ReportPicture> sky_and_ground(const ReportOptions& o, const Content&
     }
     MapFigure map;
     map.options.day_mjd = content.day;
-    map.source = base_name(o.fit.empty() ? o.epochs : o.fit);
+    map.source = base_name(!o.orbit.empty() ? o.orbit : !o.fit.empty() ? o.fit : o.epochs);
     if (!content.solutions.empty()) {  // the best one, which comes last: the others would lie below it
         const Solution& solution = content.solutions.back();
         map.tracks.push_back({solution.name, {}, {}, {}});
