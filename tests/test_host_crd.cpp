@@ -29,7 +29,8 @@ TEST_F(HostCrd, FilesOfBothVersionsInOneRun) {
     const std::string files =
         "crd " + test_file("laser_ranging2.crd").string() + " " + test_file("laser_ranging1.crd").string() + " --out ";
     const Outcome o = leopod_ok(files + kTables);
-    for (const char* text : {"files 2, sessions 3", "session 1: TEST 7000, system 34, occupancy 2, NET, time scale 4",
+    for (const char* text : {"files 2, sessions 3, lines 54", "records without a date: 0\n",
+                             "session 1: TEST 7000, system 34, occupancy 2, NET, time scale 4",
                              "full rate, two-way, 2021-01-26T23:55:51 to 2021-01-27T00:34:18 (UTC), release 0",
                              "blank lines 1, user-defined records 1, unknown records XX 1",
                              "\nfailed fields: 2\n"})  // a letter, and "-na"

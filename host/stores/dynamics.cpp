@@ -41,7 +41,9 @@ long check_gravity(const std::string& file) {
         if (std::sscanf(line.c_str(), "%d %d %lf", &n, &m, &c) != 3) continue;
         found = true;
         if (n > MAXDEGREE_GRAVITY || m > MAXDEGREE_GRAVITY) break;
-        if (n >= 0 && m >= 0 && m <= n) given[static_cast<std::size_t>(n * (n + 1) / 2 + m)] = true;
+        if (n >= 0 && m >= 0 && m <= n)
+            given[static_cast<std::size_t>(n) * static_cast<std::size_t>(n + 1) / 2 + static_cast<std::size_t>(m)] =
+                true;
     }
     if (!found) throw InputError(file + ": is not a gravity coefficient file (degree, order, C, S)");
     long degree = 2;
@@ -149,7 +151,7 @@ void check_parameters(const std::string& file, const ORBIT_DYN_CONFIG& config, d
                              " belongs to a force without a model and can't be estimated");
         pieces += std::floor(span / kind.interval) + 1.0;
     }
-    if (!(pieces < MAXNUM_FM_PARM_EMP)) {
+    if (!(pieces < static_cast<int>(MAXNUM_FM_PARM_EMP))) {
         char text[160];
         std::snprintf(text, sizeof text,
                       ": %.0f pieces of empirical accelerations over %.0f s, fewer than %d are possible", pieces, span,

@@ -59,7 +59,7 @@ class Guard {
 
   private:
     Lack lack_of(const GTime& tag, int satindex) const;
-    void lengthen(EPHPREC_STORE& store, int satindex, const GTime& arc_start);
+    static void lengthen(EPHPREC_STORE& store, int satindex, const GTime& arc_start);
 
     double clock_gap_;                              ///< [s]
     std::array<GTime, MAXSAT_GNSS> orbit_start_{};  ///< first record of the product

@@ -116,6 +116,7 @@ Share share_of(sysGNSS system, const std::vector<std::string>& codes, const std:
 CodeSet choose_codes(sysGNSS system, const std::vector<ObservationScan>& scans) {
     const std::vector<CodeSet>& sets = preferences(system);
     std::vector<long> complete;
+    complete.reserve(sets.size());
     for (const CodeSet& set : sets) complete.push_back(share_of(system, {set.begin(), set.end()}, scans).complete);
     const long best = *std::max_element(complete.begin(), complete.end());
     if (best == 0) return system == BDS ? CodeSet{"C1P", "L1P", "C5P", "L5P"} : CodeSet{"C1P", "L1P", "C2P", "L2P"};
