@@ -221,6 +221,9 @@ TEST_F(HostInputs, WhateverTheWrappingTheResultIsTheSame) {
         "for c in 'gzip -c' 'bzip2 -c' 'xz -c' 'zstd -qc'; do command -v ${c%% *} > log || continue; $c o.crx > o; $c "
         "s.sp3 > s\n"
         "  run --sp3 <(cat s) --obs - --out o.csv < o; cmp o.csv plain.csv; done\n"
+        "(printf '\\357\\273\\277'; cat o.crx) > o; (printf '\\357\\273\\277'; cat s.sp3) > s; run --sp3 s --obs o "
+        "--out o.csv; cmp "
+        "o.csv plain.csv\n"
         "! command -v zip > log || { zip -q o.zip o.crx; run --sp3 s.sp3 --obs o.zip --out o.csv; cmp o.csv plain.csv; "
         "}\n"
         // What was read from a pipe was lost to the loader: positions, gravity, attitude, clocks, antennas.

@@ -190,6 +190,7 @@ int fit(const FitOptions& o) {
         complete = write_fit(o, result, file, antenna, dynamics);
     }
     console.messages().print(stdout, {});
+    summarise_messages(console.messages(), {}, summary);
     print_shortcomings(dynamics);
     const int status = doubt.empty() && dynamics.shortcomings.empty() && complete ? 0 : 1;
     summary.write(status);

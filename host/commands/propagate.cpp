@@ -223,6 +223,7 @@ int propagate(const PropagateOptions& o) {
     print_result(o, given, dynamics, points, summary);
     write_files(o, dynamics, points);
     console.messages().print(stdout, {});
+    summarise_messages(console.messages(), {}, summary);
     const bool whole = gtimeSubSec(points.back().utc, start) > o.duration - dynamics.config->output_interval - 1e-3;
     if (!whole) std::printf("THE ORBIT ENDS BEFORE THE ARC: it meets the ground or leaves the Earth\n");
     print_shortcomings(dynamics);

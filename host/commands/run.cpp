@@ -213,7 +213,10 @@ bool write_orbit_files(const RunOptions& options, const std::vector<TimedPositio
         "FROM CODE AND CARRIER PHASE, EPOCH BY EPOCH. TIME GPST.",
         options.round ? "INTERPOLATED FROM TRUE RECEIVE TIMES TO WHOLE SECONDS." : "AT TRUE RECEIVE TIMES.",
         "VELOCITIES BY A POLYNOMIAL THROUGH THE POSITIONS."};
-    if (!antenna.is_zero()) orbit.comments.front() = antenna.comment();
+    orbit.oem_comments = orbit.comments;
+    orbit.oem_comments[0] = "POSITIONS OF A LOW-EARTH-ORBIT SATELLITE";
+    orbit.oem_comments[1] = "FROM CODE AND CARRIER PHASE, EPOCH BY EPOCH.";
+    if (!antenna.is_zero()) orbit.comments.front() = orbit.oem_comments.front() = antenna.comment();
     write_orbit(options.orbit, orbit);
     if (options.round)
         std::printf("orbit at whole seconds: %zu of %zu positions, interpolated over the receiver clock\n",

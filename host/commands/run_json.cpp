@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "commands/run_summary.h"
 #include "commands/summaries.h"
 #include "stores/observation_stream.h"
 #include "stores/satellites.h"
@@ -81,9 +82,7 @@ void summarise(const RunOptions& options, const Environment& environment, const 
     summarise_guard(guard, summary);
     summary.set("receiver_on_ground", totals.on_ground());
     summarise_slips(totals, summary);
-    const long errors = console.messages().count_from(ULOG_ERROR_LEVEL);
-    summary.set("messages/warnings", console.messages().count_from(ULOG_WARNING_LEVEL) - errors);
-    summary.set("messages/errors", errors);
+    summarise_messages(console.messages(), routine_messages(options), summary);
     summary.set("time/total_s", totals.seconds);
 }
 

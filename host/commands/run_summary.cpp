@@ -138,7 +138,8 @@ void print_slips(const Totals& totals) {
     std::printf("\n");
 }
 
-/// What the library reports though nothing is wrong, or what stands in the summary already.
+}  // namespace
+
 std::vector<Routine> routine_messages(const RunOptions& options) {
     std::vector<Routine> routine = {{"idx_amb_last==", "satellite new to the filter"},
                                     {"param name not supported", "satellite new to the filter"},
@@ -163,8 +164,6 @@ std::vector<Routine> routine_messages(const RunOptions& options) {
     if (options.inputs.atx.empty()) routine.push_back({"LEO satellite receiver antenna", "no receiver antenna"});
     return routine;
 }
-
-}  // namespace
 
 void print_signals(const Environment& environment) {
     std::printf("systems: %s\n", systems_text(environment.shares).c_str());

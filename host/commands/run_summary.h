@@ -27,6 +27,9 @@ struct Totals {
     bool on_ground() const { return filter.count("NOT_FOR_GROUND") != 0; }
 };
 
+/// What the library reports though nothing is wrong, or what stands in the summary already.
+std::vector<Routine> routine_messages(const RunOptions& options);
+
 /// The systems and observables that are taken, and what else was observed.
 void print_signals(const Environment& environment);
 

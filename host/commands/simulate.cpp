@@ -21,7 +21,7 @@ namespace host {
 
 namespace {
 
-constexpr long kMaxEpochs = 500000;  ///< bounds the memory of a run
+constexpr long kMaxEpochs = 1000000;  ///< bounds the memory of a run
 
 void check_options(const SimulateOptions& o) {
     // Comparisons that a number which is none fails as well.
@@ -191,7 +191,7 @@ long epochs_of(const SimulateOptions& o, const PositionFile& positions, const Re
             o.orbit + ": this orbit, " + time_text(positions.rows.front().time) + " to " +
                 time_text(positions.rows.back().time) + " GPST, does not cover the span from --start over --duration");
     const double steps = std::floor(duration / o.interval + kTagSlack) + 1.0;
-    require(steps <= kMaxEpochs, "the span has more than 500000 epochs: a longer --interval or a shorter --duration");
+    require(steps <= kMaxEpochs, "the span has more than 1000000 epochs: a longer --interval or a shorter --duration");
     return static_cast<long>(steps);
 }
 

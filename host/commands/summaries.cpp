@@ -26,6 +26,19 @@ Summary begin_summary(const std::string& command, const std::string& file, const
     return summary;
 }
 
+void summarise_messages(const MessageCounts& messages, const std::vector<Routine>& routine, Summary& summary) {
+    const long errors = messages.count_from(ULOG_ERROR_LEVEL);
+    summary.set("messages/warnings", messages.count_from(ULOG_WARNING_LEVEL) - errors);
+    summary.set("messages/errors", errors);
+    const SortedMessages sorted = messages.sorted(routine);
+    summary.set("messages/that_can_touch_results", sorted.others_count);
+    for (std::size_t i = 0; i < sorted.others.size(); ++i) {
+        summary.set(place("messages/others", i) + "/count", sorted.others[i].count);
+        summary.set(place("messages/others", i) + "/first", sorted.others[i].first);
+    }
+    summary.set("messages/routine", sorted.routine);
+}
+
 void summarise_environment(const Environment& environment, const GTime& epoch, Summary& summary) {
     for (std::size_t i = 0; i < environment.files.size(); ++i) {
         const FileReport& file = environment.files[i];

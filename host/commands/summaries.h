@@ -9,6 +9,7 @@
 #include "commands/command.h"
 #include "inputs/truth.h"
 #include "outputs/summary.h"
+#include "shared/messages.h"
 #include "stores/dynamics.h"
 #include "stores/environment.h"
 
@@ -23,6 +24,8 @@ Summary begin_summary(const std::string& command, const std::string& file, const
 void summarise_environment(const Environment& environment, const GTime& epoch, Summary& summary);
 /// Forces and integration.
 void summarise_dynamics(const Dynamics& dynamics, Summary& summary);
+/// Messages of the library, by what they mean.
+void summarise_messages(const MessageCounts& messages, const std::vector<Routine>& routine, Summary& summary);
 /// Statistics of errors under a path.
 void summarise_errors(const std::string& path, const ErrorStatistics& statistics, bool at_rest, Summary& summary);
 

@@ -89,6 +89,12 @@ class HeadedSource : public Base {
   public:
     explicit HeadedSource(ByteSource& rest) : rest_(rest), head_(read_head(rest)) {}
     const std::string& head() const { return head_; }
+    /// Passes over the mark of UTF-8 that some editors put in front of a text. True where there is one.
+    bool pass_over_mark() {
+        if (head_.compare(0, 3, "\xEF\xBB\xBF") != 0) return false;
+        head_.erase(0, 3);
+        return true;
+    }
 
   protected:
     std::size_t take(char* to, std::size_t size) {
@@ -221,11 +227,12 @@ void InputFile::take_in(int descriptor, const std::string& kind) {
     const std::unique_ptr<ByteSource> expanded =
         compression != Compression::none ? expand(compression, packed) : nullptr;
     TextSource text(expanded != nullptr ? *expanded : packed);
+    const bool is_marked = text.pass_over_mark();
     head_ = text.head();
     if (expanded != nullptr && compression_of(head_) != Compression::none)
         throw InputError("holds one compression inside another");
     if (is_tar(head_)) throw InputError("is a tar archive, not " + with_article(kind));
-    if (is_file_ && expanded == nullptr && !is_crinex(head_)) {
+    if (is_file_ && expanded == nullptr && !is_marked && !is_crinex(head_)) {
         path_ = name_;
         size_ = static_cast<std::uint64_t>(info.st_size);
         return;

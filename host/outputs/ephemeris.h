@@ -21,12 +21,13 @@ struct OrbitOutputs {
 };
 
 struct Ephemeris {
-    std::vector<TimedPosition> fixed;     ///< earth-fixed, GPST
-    std::vector<TimedPosition> inertial;  ///< the same in GCRS; empty: made of the others where a file needs it
-    double interval = 0;                  ///< [s]
-    std::string type = "FIT";             ///< of the orbit, as SP3 names it: FIT, EXT (propagated), KIN
-    std::string data = "ORBIT";           ///< what it was made of, as SP3 names it
-    std::vector<std::string> comments;    ///< capitals, up to 57 characters
+    std::vector<TimedPosition> fixed;       ///< earth-fixed, GPST
+    std::vector<TimedPosition> inertial;    ///< the same in GCRS; empty: made of the others where a file needs it
+    double interval = 0;                    ///< [s]
+    std::string type = "FIT";               ///< of the orbit, as SP3 names it: FIT, EXT (propagated), KIN
+    std::string data = "ORBIT";             ///< what it was made of, as SP3 names it
+    std::vector<std::string> comments;      ///< capitals, up to 57 characters
+    std::vector<std::string> oem_comments;  ///< of an OEM, in whatever frame and time system; empty: the same
 };
 
 /// Checks names and choices of the options, and adds the files to those of the command. Throws InputError.

@@ -84,7 +84,9 @@ class Writer {
     void write(const std::vector<TimedPosition>& states) {
         decimals_ = decimals_of(states);
         std::fprintf(out_, "CCSDS_OEM_VERS = 2.0\n");
-        for (const std::string& comment : ephemeris_.comments) std::fprintf(out_, "COMMENT %s\n", comment.c_str());
+        const bool own = !ephemeris_.oem_comments.empty();
+        for (const std::string& comment : own ? ephemeris_.oem_comments : ephemeris_.comments)
+            std::fprintf(out_, "COMMENT %s\n", comment.c_str());
         std::fprintf(out_, "CREATION_DATE = %s\nORIGINATOR = LEOPOD\n", creation_date().c_str());
         for (const Block& block : blocks_of(states, ephemeris_.interval)) write_block(states, block);
         out_.close();

@@ -61,36 +61,39 @@ long MessageCounts::count_from(ulog_level_t level) const {
     return sum;
 }
 
-void MessageCounts::print(std::FILE* out, const std::vector<Routine>& routine) const {
-    std::map<std::string, long> meanings;
-    std::vector<const Group*> others;
-    long count_routine = 0;
-    long count_others = 0;
+SortedMessages MessageCounts::sorted(const std::vector<Routine>& routine) const {
+    SortedMessages sorted;
     for (const auto& [text, group] : groups_) {
         const auto known = std::find_if(routine.begin(), routine.end(), [&text = text](const Routine& r) {
             return text.compare(0, std::strlen(r.text), r.text) == 0;
         });
         if (known != routine.end()) {
-            meanings[known->means] += group.count;
-            count_routine += group.count;
+            sorted.routine[known->means] += group.count;
+            sorted.routine_count += group.count;
         } else {
-            others.push_back(&group);
-            count_others += group.count;
+            sorted.others.push_back(
+                {group.level, group.count, printable(group.first.substr(0, group.first.find('\n')))});
+            sorted.others_count += group.count;
         }
     }
-    std::fprintf(out, "messages of the library: %ld that can touch results, %ld routine", count_others, count_routine);
+    std::sort(sorted.others.begin(), sorted.others.end(),
+              [](const SortedMessages::Other& a, const SortedMessages::Other& b) { return a.count > b.count; });
+    return sorted;
+}
+
+void MessageCounts::print(std::FILE* out, const std::vector<Routine>& routine) const {
+    const SortedMessages messages = sorted(routine);
+    std::fprintf(out, "messages of the library: %ld that can touch results, %ld routine", messages.others_count,
+                 messages.routine_count);
     const char* separator = " (";
-    for (const auto& [means, count] : meanings) {
+    for (const auto& [means, count] : messages.routine) {
         std::fprintf(out, "%s%s %ld", separator, means.c_str(), count);
         separator = ", ";
     }
-    std::fprintf(out, "%s; --log-level warning shows them\n", meanings.empty() ? "" : ")");
-    std::sort(others.begin(), others.end(), [](const Group* a, const Group* b) { return a->count > b->count; });
-    for (const Group* group : others) {
-        const std::string line = group->first.substr(0, group->first.find('\n'));
-        std::fprintf(out, "  %ld %s%s, such as \"%s\"\n", group->count, ulog_level_name(group->level),
-                     group->count == 1 ? "" : "s", printable(line).c_str());
-    }
+    std::fprintf(out, "%s; --log-level warning shows them\n", messages.routine.empty() ? "" : ")");
+    for (const SortedMessages::Other& other : messages.others)
+        std::fprintf(out, "  %ld %s%s, such as \"%s\"\n", other.count, ulog_level_name(other.level),
+                     other.count == 1 ? "" : "s", other.first.c_str());
 }
 
 }  // namespace host

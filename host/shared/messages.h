@@ -35,12 +35,25 @@ struct Routine {
     std::string means;  ///< in plain words
 };
 
+/// Messages by what they mean.
+struct SortedMessages {
+    struct Other {
+        ulog_level_t level;
+        long count;
+        std::string first;  ///< line of the first one
+    };
+    std::map<std::string, long> routine;  ///< by meaning
+    std::vector<Other> others;            ///< that can touch results, the most frequent first
+    long routine_count = 0, others_count = 0;
+};
+
 /// Messages from warnings on, grouped by their texts.
 class MessageCounts {
   public:
     void add(ulog_level_t level, const char* text);
     /// Messages from a level on.
     long count_from(ulog_level_t level) const;
+    SortedMessages sorted(const std::vector<Routine>& routine) const;
     /// Two lines, or one more for each text that isn't routine.
     void print(std::FILE* out, const std::vector<Routine>& routine) const;
 

@@ -288,6 +288,7 @@ Ephemeris ephemeris_of(const std::vector<TrajectoryPoint>& points, double interv
     e.interval = interval;
     e.type = type;
     e.comments = {comment, "BY A DYNAMIC MODEL. EARTH-FIXED POSITIONS, TIMES IN GPST."};
+    e.oem_comments = {comment, "BY A DYNAMIC MODEL."};
     for (const TrajectoryPoint& p : points) {
         const GTime gpst = gtimeChangeTimeSystem(p.utc, tsGPST);
         const auto vector = [](const double* v) { return Vector3{v[0], v[1], v[2]}; };
