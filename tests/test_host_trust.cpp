@@ -284,6 +284,12 @@ INSTANTIATE_TEST_SUITE_P(
     Observables, Trust,
     testing::Values(
         taken("Version3", kTrim, {"GPS (C1C L1C C2W L2W), 98.1 %", "also observed: GPS C1W L1C C2W L2W"}, 6),
+        taken(
+            "TypesThatMove", "%T/moved.rnx", {"720 epochs, 1 with an event left out", "solved 720"}, 6,
+            "awk '/^>/ && ++n == 300 {print \">                              4  1\\n\" types} /OBS TYPES/ {types = "
+            "substr($0, 1, 6) \" L1C C1C\" substr($0, 15)} n >= 300 && /^G/ {$0 = substr($0, 1, 3) substr($0, 20, 16) "
+            "substr($0, 4, 16) substr($0, 36)} {print}' " +
+                kTrim + " > moved.rnx"),
         taken("Version2", "%D/gnss/rinex2/esbc1770_06h.20o", {"GPS (C1P L1P C2P L2P)", "solved 720"}, 6),
         taken("TwoSystems", "%S/ESBC00DNK_R_20201771400_04H_30S_MO_trim.rnx",
               {"GPS (C1C L1C C2W L2W), 100 %", "BDS (C2I L2I C6I L6I), 100 %", "solved 480"}, 6),

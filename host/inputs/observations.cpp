@@ -93,7 +93,10 @@ void ObservationReader::read_header() {
         if (has_label(line_, "# / TYPES OF OBSERV")) read_types_v2();
         if (has_label(line_, "SYS / # / OBS TYPES")) read_types_v3();
         if (has_label(line_, "TIME OF FIRST OBS")) read_time_system();
-        if (line_.find("END OF HEADER") != std::string::npos) return;
+        if (line_.find("END OF HEADER") != std::string::npos) {
+            types_ = layout_;
+            return;
+        }
     }
     throw InputError(name_ + ": the header of this " + std::string(kKind) + " has no end");
 }
@@ -109,7 +112,7 @@ void ObservationReader::read_types_v2() {
         type.erase(std::remove(type.begin(), type.end(), ' '), type.end());
         if (types_v2_.size() < kMostTypes) types_v2_.push_back(type_of_v2(type));
     }
-    for (const char system : std::string("GRECSJ")) types_[system] = types_v2_;
+    for (const char system : std::string("GRECSJ")) layout_[system] = types_v2_;
 }
 
 void ObservationReader::read_types_v3() {
@@ -118,10 +121,10 @@ void ObservationReader::read_types_v3() {
     if (letter != " " && !letter.empty() && count >= 0) {
         system_ = letter[0];
         types_left_ = static_cast<std::size_t>(count);
-        types_[system_].clear();
+        layout_[system_].clear();
     }
     for (std::size_t k = 0; k < 13 && types_left_ > 0; ++k, --types_left_) {
-        if (types_[system_].size() < kMostTypes) types_[system_].push_back(columns(line_, 7 + 4 * k, 3));
+        if (layout_[system_].size() < kMostTypes) layout_[system_].push_back(columns(line_, 7 + 4 * k, 3));
     }
 }
 
@@ -211,6 +214,37 @@ bool ObservationReader::read_satellite_v3(ObservedSatellite& satellite) {
     return true;
 }
 
+/// An event whose lines may be of the header: types that come anew are the last ones of their system, wherever they stand in the lines.
+void ObservationReader::read_event(std::size_t lines) {
+    ++events_;
+    for (std::size_t i = 0; i < lines && line(); ++i) {
+        if (has_label(line_, "# / TYPES OF OBSERV")) read_types_v2();
+        if (has_label(line_, "SYS / # / OBS TYPES")) read_types_v3();
+    }
+    for (const auto& [system, names] : layout_) {
+        std::vector<std::string>& all = types_[system];
+        for (const std::string& name : names) {
+            if (all.size() < kMostTypes && std::count(all.begin(), all.end(), name) == 0) all.push_back(name);
+        }
+    }
+    is_moved_ = layout_ != types_;
+}
+
+/// Puts the fields where the types have their places.
+void ObservationReader::put_in_place(ObservedSatellite& satellite) const {
+    const auto layout = layout_.find(satellite.system);
+    if (layout == layout_.end()) return;
+    const std::vector<std::string>& all = types_.at(satellite.system);
+    std::string fields(all.size() * kFieldWidth, ' ');
+    for (std::size_t k = 0; k < layout->second.size(); ++k) {
+        const auto place = std::find(all.begin(), all.end(), layout->second[k]);
+        const std::string_view field = satellite.field(k);
+        if (place != all.end())
+            std::copy(field.begin(), field.end(), fields.begin() + (place - all.begin()) * long{kFieldWidth});
+    }
+    satellite.fields = fields;
+}
+
 bool ObservationReader::next(ObservedEpoch& epoch) {
     std::vector<std::string> names;
     int flag = 0;
@@ -228,17 +262,14 @@ bool ObservationReader::next(ObservedEpoch& epoch) {
                     if (i >= names.size() || in_.eof()) break;
                     read_satellite_v2(names[i], satellite);
                 }
+                if (is_moved_) put_in_place(satellite);
                 epoch.count += satellite.prn > 0 && epoch.count < kMostSatellites;
             }
             if (flag == 0 && count > 0) return true;
             ++events_;
             continue;
         }
-        // An event whose lines may be of the header.
-        ++events_;
-        for (std::size_t i = 0; i < count && line(); ++i) {
-            if (has_label(line_, "# / TYPES OF OBSERV")) read_types_v2();
-        }
+        read_event(count);
     }
     return false;
 }

@@ -42,7 +42,8 @@ class ObservationReader {
   public:
     explicit ObservationReader(const std::string& name);
     bool next(ObservedEpoch& epoch);
-    /// Names of the types of each system as version 3 has them, such as C1C; version 2 has the same for all systems.
+    /// Names of the types of each system as version 3 has them, such as C1C; version 2 has the same for all systems. Types that a header
+    /// record between the epochs brings come last.
     const std::map<char, std::vector<std::string>>& types() const { return types_; }
     long events() const { return events_; }
 
@@ -56,6 +57,8 @@ class ObservationReader {
     void read_names_v2(std::size_t count, std::vector<std::string>& names);
     void read_satellite_v2(const std::string& name, ObservedSatellite& satellite);
     bool read_satellite_v3(ObservedSatellite& satellite);
+    void read_event(std::size_t lines);
+    void put_in_place(ObservedSatellite& satellite) const;
     void set_time(const TimeYMD& date, const std::string& second, ObservedEpoch& epoch);
 
     std::string name_;
@@ -64,8 +67,10 @@ class ObservationReader {
     bool again_ = false;  ///< the line at hand is to be read once more
     double version_ = 0;
     std::string time_system_;
-    std::map<char, std::vector<std::string>> types_;
-    char system_ = ' ';  ///< of a list of types that goes on
+    std::map<char, std::vector<std::string>> types_;   ///< of the file
+    std::map<char, std::vector<std::string>> layout_;  ///< in the lines at hand
+    bool is_moved_ = false;                            ///< these differ
+    char system_ = ' ';                                ///< of a list of types that goes on
     std::size_t types_left_ = 0;
     std::vector<std::string> types_v2_;
     long events_ = 0;
