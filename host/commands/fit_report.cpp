@@ -217,7 +217,7 @@ bool write_fit(const FitOptions& o, const FitResult& result, const PositionFile&
         if (outputs.satellite.empty() && file.form == "SP3") outputs.satellite = file.satellite;
         Ephemeris orbit = ephemeris_of(at_whole_seconds(dynamics, result.orbit), dynamics.config->output_interval,
                                        "FIT", "ORBIT FITTED TO POSITIONS");
-        if (!antenna.is_zero()) orbit.comments.push_back(antenna.comment());
+        if (!antenna.is_zero()) orbit.add_comment(antenna.comment());
         write_orbit(outputs, orbit);
     }
     if (!o.residuals.empty()) write_residuals(o.residuals, result.residuals);

@@ -24,11 +24,11 @@ void write_orbit_files(const OrbitOptions& o, const OrbitJob& job, const Motion&
     }
     Ephemeris e = ephemeris_of(points, o.output_interval, "FIT", "REDUCED-DYNAMIC ORBIT FROM CODE AND CARRIER PHASE");
     e.data = "u+U";
-    if (!job.estimation.signal.antenna.is_zero()) e.comments.push_back(job.estimation.signal.antenna.comment());
+    if (!job.estimation.signal.antenna.is_zero()) e.add_comment(job.estimation.signal.antenna.comment());
     if (report.solution.antenna_deviation > 0.0) {
         char text[60];
         std::snprintf(text, sizeof text, "CENTRE OF MASS, ANTENNA ESTIMATED %+.3f M FURTHER OUT", report.antenna);
-        e.comments.push_back(text);
+        e.add_comment(text);
     }
     const std::vector<FormalError> formal = formal_errors(motion, report.solution.covariance, times);
     for (std::size_t i = 0; i < points.size(); ++i) {

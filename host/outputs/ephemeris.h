@@ -28,6 +28,10 @@ struct Ephemeris {
     std::string data = "ORBIT";             ///< what it was made of, as SP3 names it
     std::vector<std::string> comments;      ///< capitals, up to 57 characters
     std::vector<std::string> oem_comments;  ///< of an OEM, in whatever frame and time system; empty: the same
+    void add_comment(const std::string& comment) {
+        comments.push_back(comment);
+        if (!oem_comments.empty()) oem_comments.push_back(comment);
+    }
 };
 
 /// Checks names and choices of the options, and adds the files to those of the command. Throws InputError.
