@@ -362,6 +362,7 @@ INSTANTIATE_TEST_SUITE_P(
               "",
               0,
               ""},
+        together("ReceiverBelowZero", "--obs %A/gps.obs.gz --receiver -1", 2, {"--receiver: a number from 0 on"}),
         together("OneEpochInTwentyMinutes", "--obs %A/gps.obs.gz --interval 1200", 0, {"epochs: 4, "}),
         together("NoOrbitForTheFile",
                  "--nav %S/ESBC00DNK_R_20201770000_01D_MN.rnx --obs " + kTrim + " --sp3-out %T/o.sp3", 1,

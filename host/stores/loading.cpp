@@ -309,6 +309,7 @@ namespace {
 
 void check_options(const InputOptions& options) {
     if (options.obs.empty()) throw InputError("no observation file is given (--obs)");
+    if (options.receiver < 0) throw InputError("--receiver: a number from 0 on is expected");
     if (options.embedded && (!options.eop.empty() || !options.jpl.empty() || !options.atx.empty())) {
         throw InputError("--embedded uses the built-in tables: --eop, --jpl and --atx do not go with it");
     }
