@@ -401,13 +401,13 @@ struct Nearest {
 /// Searches a row (which may be null) among the records that are usable. closer(dt, least) compares with the least distance so far.
 template <class Record, class Usable, class Closer>
 Nearest nearest_record(Record* row, const TimeGNSS& now, Usable usable, Closer closer) {
-    constexpr int kAtOnce = 4;  // most rows are empty in their larger part
+    constexpr int kAtOnce = 10;  // most rows are empty in their larger part
     static_assert(MAXEPH_BRDC % kAtOnce == 0);
     Nearest nearest;
     for (int first = 0; row != nullptr && first < MAXEPH_BRDC; first += kAtOnce) {
-        const Record* const some = row + first;
-        if (!(some[0].ok | some[1].ok | some[2].ok | some[3].ok)) continue;
-        for (int i = first; i < first + kAtOnce; ++i) {
+        bool any = false;
+        for (int i = first; i < first + kAtOnce; ++i) any |= row[i].ok;
+        for (int i = first; any && i < first + kAtOnce; ++i) {
             if (!row[i].ok || !usable(row[i])) continue;
             const double dt = std::fabs(seconds_from_toe(now, row[i].TOE, row[i].Week));
             if (closer(dt, nearest.dt)) nearest = {i, dt};
