@@ -244,6 +244,10 @@ void expect_laser_ranges(const std::string& command, const std::string& eop) {
     for (const Row& row : rows)
         EXPECT_LT(std::fabs(row.value("residual_m")), row.at("session") == "1" ? 0.001 : 0.01) << row.at("epoch_utc");
     EXPECT_LT(number(o.text, "  all +26 +[-0-9.]+ +([0-9.]+)"), 0.01) << o.text;
+    const Outcome fit =
+        leopod_ok("fit --positions " + out("fitted.csv") + " --dynamics " + out("forces.cfg") + eop + " --crd " +
+                  out("made.crd") + " --stations " + out("stations.csv") + " --reflector-offset 0.5,0,0");
+    EXPECT_LT(number(fit.text, "  all +26 +[-0-9.]+ +([0-9.]+)"), 0.05) << fit.text;
     EXPECT_TRUE(holds(o.text, "(NOWHERE 1111")) << o.text;
     EXPECT_TRUE(holds(o.text, "13 points outside the arc")) << o.text;
     expect_refusals(given, {{"", "--stations"}, {"--stations " + out("fitted.csv"), "fitted.csv"}});

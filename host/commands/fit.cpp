@@ -123,7 +123,7 @@ FitPositions make_positions(const PositionFile& file, const AntennaOptions& ante
 /// Loads what the forces need and holds it against the arc.
 void prepare(const FitOptions& o, const PositionFile& file, Dynamics& dynamics) {
     const GTime start = file.rows.front().time, end = file.rows.back().time;
-    const bool earth_fixed = !file.inertial || !o.truth.empty() || o.orbit.wanted();
+    const bool earth_fixed = !file.inertial || !o.truth.empty() || o.orbit.wanted() || !o.laser.crd.empty();
     prepare_dynamics(o.dynamics, gtime2mjd(start), gtime2mjd(end), earth_fixed, dynamics);
     const ORBIT_DYN_CONFIG& config = *dynamics.config;
     const double span = gtimeSubSec(end, start);
@@ -142,6 +142,15 @@ AntennaOffset load_antenna(const FitOptions& o, Dynamics& dynamics) {
     return AntennaOffset(o.antenna);
 }
 
+/// Laser ranges against the fitted orbit.
+void check_laser(const FitOptions& o, const FitResult& result, Summary& summary) {
+    if (o.laser.crd.empty()) return;
+    const auto state = [&](const GTime& gpst, Eigen::Vector3d& position, Eigen::Vector3d& velocity) {
+        return interpolate_eci(result.orbit, gtimeChangeTimeSystem(gpst, tsUTC), position.data(), velocity.data());
+    };
+    summarise_laser(check_against_laser(o.laser, state), summary);
+}
+
 FilePlan check_files(const FitOptions& o) {
     check_antenna(o.antenna, !o.att.empty());
     if (!o.att.empty() && o.antenna.axes != "platform")
@@ -150,6 +159,7 @@ FilePlan check_files(const FitOptions& o) {
     plan.in("--positions", o.positions).in("--truth", o.truth).in("--att", o.att);
     plan_orbit_outputs(o.orbit, plan);
     plan_dynamics(o.dynamics, plan);
+    plan_laser(o.laser, plan);
     plan.out("--out", o.out).out("--residuals", o.residuals);
     plan.out("--parameters", o.parameters)
         .out("--history", o.history)
@@ -164,6 +174,7 @@ FilePlan check_files(const FitOptions& o) {
 int fit(const FitOptions& o) {
     const FilePlan plan = check_files(o);
     if (!o.plot.empty()) check_picture_name("--plot", o.plot);
+    check_laser_options(o.laser);
     Console console(o.dynamics.log_level);
     PositionFile file = load_positions(o);
     Dynamics dynamics;
@@ -187,6 +198,7 @@ int fit(const FitOptions& o) {
     bool complete = true;
     if (!result.orbit.empty()) {
         if (!o.truth.empty()) print_fit_errors(o, result, file, summary);
+        check_laser(o, result, summary);
         complete = write_fit(o, result, file, antenna, dynamics);
     }
     console.messages().print(stdout, {});
@@ -225,6 +237,7 @@ void add_fit(Command app, Action& action) {
     add_antenna(command, o->antenna, true);
     command.add_option("--att", o->att, "attitude quaternion file for an offset in platform axes; may be repeated");
     add_truth(command, o->truth);
+    add_laser(command, o->laser);
     command.add_option("--out", o->out, "CSV of the fitted trajectory, both frames");
     add_summary(command, o->summary);
     add_orbit_outputs(command, o->orbit, "the fitted trajectory");

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "estimation/antenna_offset.h"
+#include "estimation/laser_ranges.h"
 #include "outputs/ephemeris.h"
 #include "shared/span.h"
 #include "stores/dynamics.h"
@@ -17,6 +18,7 @@ struct FitOptions {
     DynamicsOptions dynamics;
     std::string positions, frame = "ecef", time_scale = "gpst", solution = "filter", weights = "robust";
     AntennaOptions antenna;
+    LaserOptions laser;
     std::vector<std::string> att;
     SpanOptions span;
     std::string truth;

@@ -93,4 +93,22 @@ void add_antenna(Command command, AntennaOptions& o, bool sigma) {
                        "a-priori error of the antenna's radial offset in metres; 0 holds it (as a given offset does)");
 }
 
+void add_laser(Command command, LaserOptions& o) {
+    command.add_option("--crd", o.crd,
+                       "laser ranging file (CRD): residuals of its normal points to the orbit; may be repeated");
+    command.add_option("--stations", o.stations,
+                       "CSV of the laser stations: cdp or name, x_m, y_m, z_m, vx_mpy, vy_mpy, vz_mpy, epoch");
+    command.add_option("--crd-target", o.target, "name, ILRS or NORAD number, where the files have several");
+    command
+        .add_option("--reflector-offset", o.reflector,
+                    "radial,along,cross from the centre of mass to the laser reflector in metres")
+        .expected(3)
+        .delimiter(',');
+    command.add_option("--crd-out", o.out, "CSV of the laser residuals");
+}
+
+void plan_laser(const LaserOptions& o, FilePlan& plan) {
+    plan.in("--crd", o.crd).in("--stations", o.stations).out("--crd-out", o.out);
+}
+
 }  // namespace host

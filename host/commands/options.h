@@ -5,6 +5,7 @@
 
 #include "commands/command.h"
 #include "estimation/antenna_offset.h"
+#include "estimation/laser_ranges.h"
 #include "outputs/ephemeris.h"
 #include "shared/files.h"
 #include "shared/span.h"
@@ -36,6 +37,11 @@ void add_orbit_outputs(Command command, OrbitOutputs& options, const std::string
 
 /// Offset of the receiver's antenna and its axes; `sigma`: and how well it is known.
 void add_antenna(Command command, AntennaOptions& options, bool sigma);
+
+/// Laser ranges that are held against an orbit.
+void add_laser(Command command, LaserOptions& options);
+/// The files among them.
+void plan_laser(const LaserOptions& options, FilePlan& plan);
 
 }  // namespace host
 

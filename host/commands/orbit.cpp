@@ -39,11 +39,7 @@ void check_laser(const OrbitOptions& o, const OrbitJob& job, const Motion& motio
         motion.state_at(t, position, velocity);
         return true;
     };
-    const LaserResult result = check_against_laser(o.laser, state);
-    summary.set("laser/points", result.count);
-    if (result.count == 0) return;
-    summary.set("laser/mean_m", result.mean());
-    summary.set("laser/rms_m", result.rms());
+    summarise_laser(check_against_laser(o.laser, state), summary);
 }
 
 /// Agreement of two orbits where both have rows.
@@ -116,7 +112,7 @@ FilePlan check_files(const OrbitOptions& o) {
     plan.in("--eop", in.eop).in("--jpl", in.jpl).in("--config", in.config).in("--truth", o.truth);
     plan.in("--dynamics", o.dynamics.dynamics).in("--gravity", o.dynamics.gravity).in("--sp3-antenna", o.sp3_antenna);
     plan_orbit_outputs(o.orbit, plan);
-    plan.in("--crd", o.laser.crd).in("--stations", o.laser.stations).out("--crd-out", o.laser.out);
+    plan_laser(o.laser, plan);
     plan.in("--compare", o.compare).out("--out", o.out).out("--formal-out", o.formal_out);
     plan.out("--satellites-out", o.satellites_out).out("--edits-out", o.edits_out);
     plan.out("--parameters", o.parameters).out("--summary", o.summary).check();
@@ -170,17 +166,7 @@ void add_orbit(Command app, Action& action) {
     command.add_flag("!--no-wind-up", o->wind_up, "the phases are free of wind-up, as some simulated ones");
     command.add_option("--output-interval", o->output_interval, "of the orbit, seconds").capture_default_str();
     add_truth(command, o->truth);
-    command.add_option("--crd", o->laser.crd,
-                       "laser ranging file (CRD): residuals of its normal points to the orbit; may be repeated");
-    command.add_option("--stations", o->laser.stations,
-                       "CSV of the laser stations: cdp or name, x_m, y_m, z_m, vx_mpy, vy_mpy, vz_mpy, epoch");
-    command.add_option("--crd-target", o->laser.target, "name, ILRS or NORAD number, where the files have several");
-    command
-        .add_option("--reflector-offset", o->laser.reflector,
-                    "radial,along,cross from the centre of mass to the laser reflector in metres")
-        .expected(3)
-        .delimiter(',');
-    command.add_option("--crd-out", o->laser.out, "CSV of the laser residuals");
+    add_laser(command, o->laser);
     command.add_option("--out", o->out, "CSV of the orbit, both frames");
     add_orbit_outputs(command, o->orbit, "the orbit");
     command.add_option("--satellite", o->orbit.satellite, "satellite of the SP3 file, such as L01");

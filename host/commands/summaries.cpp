@@ -83,4 +83,11 @@ void summarise_errors(const std::string& path, const ErrorStatistics& s, bool at
     }
 }
 
+void summarise_laser(const LaserResult& result, Summary& summary) {
+    summary.set("laser/points", result.count);
+    if (result.count == 0) return;
+    summary.set("laser/mean_m", result.mean());
+    summary.set("laser/rms_m", result.rms());
+}
+
 }  // namespace host

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "commands/command.h"
+#include "estimation/laser_ranges.h"
 #include "inputs/truth.h"
 #include "outputs/summary.h"
 #include "shared/messages.h"
@@ -28,6 +29,9 @@ void summarise_dynamics(const Dynamics& dynamics, Summary& summary);
 void summarise_messages(const MessageCounts& messages, const std::vector<Routine>& routine, Summary& summary);
 /// Statistics of errors under a path.
 void summarise_errors(const std::string& path, const ErrorStatistics& statistics, bool at_rest, Summary& summary);
+
+/// Laser residuals.
+void summarise_laser(const LaserResult& result, Summary& summary);
 
 }  // namespace host
 

@@ -298,7 +298,12 @@ Ephemeris ephemeris_of(const std::vector<TrajectoryPoint>& points, double interv
     return e;
 }
 
-bool interpolate_ecf(const std::vector<TrajectoryPoint>& points, const GTime& utc, double* position) {
+namespace {
+
+using Axes = double (TrajectoryPoint::*)[3];
+
+/// Three components of a trajectory at a time, by a polynomial through twelve points. False outside.
+bool interpolate(const std::vector<TrajectoryPoint>& points, const GTime& utc, Axes axes, double* values) {
     constexpr std::size_t kWindow = 12;
     const std::size_t n = points.size();
     if (n < kWindow) return false;
@@ -312,11 +317,22 @@ bool interpolate_ecf(const std::vector<TrajectoryPoint>& points, const GTime& ut
     for (std::size_t k = 0; k < 3; ++k) {
         for (std::size_t i = 0; i < kWindow; ++i) {
             x[i] = interval * static_cast<double>(first + i) - t;
-            y[i] = points[first + i].pos_ecf[k];
+            y[i] = (points[first + i].*axes)[k];
         }
-        position[k] = interpolation_Lagrange(x, y, static_cast<int>(kWindow), 0.0);
+        values[k] = interpolation_Lagrange(x, y, static_cast<int>(kWindow), 0.0);
     }
     return true;
+}
+
+}  // namespace
+
+bool interpolate_ecf(const std::vector<TrajectoryPoint>& points, const GTime& utc, double* position) {
+    return interpolate(points, utc, &TrajectoryPoint::pos_ecf, position);
+}
+
+bool interpolate_eci(const std::vector<TrajectoryPoint>& points, const GTime& utc, double* position, double* velocity) {
+    return interpolate(points, utc, &TrajectoryPoint::pos_eci, position) &&
+           interpolate(points, utc, &TrajectoryPoint::vel_eci, velocity);
 }
 
 void print_dynamics(const Dynamics& dynamics) {

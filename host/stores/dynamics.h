@@ -78,6 +78,8 @@ Ephemeris ephemeris_of(const std::vector<TrajectoryPoint>& points, double interv
 
 /// Position and velocity of a time between two points of a trajectory, earth-fixed. False outside.
 bool interpolate_ecf(const std::vector<TrajectoryPoint>& points, const GTime& utc, double* position);
+/// The same in GCRS, with the velocity.
+bool interpolate_eci(const std::vector<TrajectoryPoint>& points, const GTime& utc, double* position, double* velocity);
 
 void print_dynamics(const Dynamics& dynamics);
 /// Prints what the arc lacks, capitals first.
