@@ -60,7 +60,8 @@ Trajectory propagated(int duration, const std::string& options = "") {
 struct OemBlock {
     std::map<std::string, std::string> meta;
     std::vector<std::string> times;
-    std::vector<State> states;  ///< [km, km/s]
+    std::vector<State> states;                              ///< [km, km/s]
+    std::map<std::string, std::vector<double>> covariance;  ///< lower triangle by epoch
 };
 
 class StrictOem {
@@ -114,10 +115,24 @@ class StrictOem {
         next(true);
         EXPECT_EQ(b.meta["CENTER_NAME"], "EARTH");
         EXPECT_TRUE(std::regex_match(b.meta["REF_FRAME"], std::regex("GCRF|ITRF[0-9]{4}"))) << b.meta["REF_FRAME"];
-        for (; !line_.empty() && line_ != "META_START"; next(false)) data(b);
+        for (; !line_.empty() && line_ != "META_START" && line_ != "COVARIANCE_START"; next(false)) data(b);
         ASSERT_FALSE(b.times.empty());
         EXPECT_EQ(b.times.front(), b.meta["START_TIME"]);
         EXPECT_EQ(b.times.back(), b.meta["STOP_TIME"]);
+        if (line_ == "COVARIANCE_START") covariances(b);
+    }
+    void covariances(OemBlock& b) {
+        for (next(false); line_ != "COVARIANCE_STOP" && !line_.empty();) {
+            std::vector<double>& matrix = b.covariance[take("EPOCH")];
+            for (std::size_t row = 1; row <= 6; ++row, next(false)) {
+                std::istringstream fields(line_);
+                std::size_t count = 0;
+                for (std::string field; fields >> field; ++count) matrix.push_back(to_number(field));
+                EXPECT_EQ(count, row) << line_;
+            }
+        }
+        EXPECT_EQ(line_, "COVARIANCE_STOP");
+        next(true);
     }
     void data(OemBlock& b) {
         std::istringstream fields(line_);
@@ -306,7 +321,22 @@ TEST_F(Exchange, WrittenFilesAreStrictAndReadBackToTheDigit) {
 TEST_F(Exchange, OrbitsOfTheReceiverAtWholeSeconds) {
     // The receiver's clock is off by some microseconds: positions lie beside the whole seconds, what is written does not.
     const std::string run = "run " + kDemoRun + kDemoAttitude + " --out " + out("demo.csv") + " --sp3-out ";
-    leopod_ok(run + out("received.sp3"));
+    leopod_ok(run + out("received.sp3") + " --oem-out " + out("received.oem"));
+    std::size_t known = 0;
+    const OemBlock block = StrictOem(out("received.oem")).blocks.at(0);
+    for (const Row& row : read_csv(out("demo.csv"))) {
+        const auto found = block.covariance.find(row.at("receive_gpst"));
+        if (found == block.covariance.end()) continue;
+        const std::pair<const char*, std::size_t> elements[] = {{"xx", 0}, {"xy", 1}, {"yy", 2},
+                                                                {"xz", 3}, {"yz", 4}, {"zz", 5}};
+        for (const auto& [name, place] : elements) {
+            const double m2 = to_number(row.at(std::string("filter_cov_") + name + "_m2"));
+            EXPECT_NEAR(1e6 * found->second[place], m2, 1e-4 * std::fabs(m2)) << name;
+        }
+        for (const std::size_t variance : {9u, 14u, 20u}) EXPECT_GT(found->second[variance], 0.0);
+        ++known;
+    }
+    EXPECT_GT(known, 100u);
     leopod_ok(run + out("round.sp3") + " --round --oem-out " + out("round.oem"));
     std::string head;
     const auto received = read_sp3(out("received.sp3"), head);

@@ -47,6 +47,16 @@ bool is_orbit(const Epoch& epoch) {
     return epoch.solved && status != "FAR_FROM_POINT" && status != "NOT_FOR_GROUND";
 }
 
+TimedPosition position_of(const Epoch& epoch) {
+    TimedPosition position{epoch.received, {epoch.filter[0], epoch.filter[1], epoch.filter[2]}};
+    Covariance c{};
+    for (std::size_t i = 0, k = 0; i < 3; ++i) {
+        for (std::size_t j = i; j < 3; ++j) c[i][j] = c[j][i] = epoch.filter_covariance[k++];
+    }
+    if (c[0][0] > 0.0) position.covariance = c;
+    return position;
+}
+
 /// Takes from an epoch what the options ask for.
 class Keeper {
   public:
@@ -62,7 +72,7 @@ class Keeper {
             kept_.satellites.count.push_back(e.satellites);
             kept_.satellites.dilution.push_back(e.solved ? e.gdop : std::nan(""));
         }
-        if (orbit_ && is_orbit(e)) kept_.orbit.push_back({e.received, {e.filter[0], e.filter[1], e.filter[2]}});
+        if (orbit_ && is_orbit(e)) kept_.orbit.push_back(position_of(e));
         // Both solutions are the position at the true receive time.
         PositionError error{};
         error.seconds = gtimeSubSec(e.tag, first_);
@@ -216,6 +226,7 @@ bool write_orbit_files(const RunOptions& options, const std::vector<TimedPositio
     orbit.oem_comments = orbit.comments;
     orbit.oem_comments[0] = "POSITIONS OF A LOW-EARTH-ORBIT SATELLITE";
     orbit.oem_comments[1] = "FROM CODE AND CARRIER PHASE, EPOCH BY EPOCH.";
+    orbit.oem_comments.push_back("COVARIANCES FORMAL, ERRORS OF NEIGHBOURS TAKEN AS INDEPENDENT.");
     if (!antenna.is_zero()) orbit.comments.front() = orbit.oem_comments.front() = antenna.comment();
     write_orbit(options.orbit, orbit);
     if (options.round)

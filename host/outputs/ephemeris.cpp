@@ -34,6 +34,22 @@ void neville(std::vector<double> t, std::vector<double> p, double& value, double
     rate = d[0];
 }
 
+/// Covariance of such a value and rate, from those of the positions, whose errors are taken as independent.
+Covariance covariance_of(const std::vector<TimedPosition>& points, std::size_t first, const std::vector<double>& t) {
+    Covariance c{};
+    for (std::size_t i = 0; i < t.size(); ++i) {
+        std::vector<double> unit(t.size(), 0.0);
+        unit[i] = 1.0;
+        std::array<double, 2> weight{};
+        neville(t, unit, weight[0], weight[1]);
+        const Covariance& own = *points[first + i].covariance;
+        for (std::size_t row = 0; row < 6; ++row) {
+            for (std::size_t k = 0; k < 6; ++k) c[row][k] += weight[row / 3] * weight[k / 3] * own[row % 3][k % 3];
+        }
+    }
+    return c;
+}
+
 /// The point at its own or at another time by its neighbours from `first` on.
 TimedPosition state_at(const std::vector<TimedPosition>& points, std::size_t first, std::size_t count,
                        const TimedPosition& point, const GTime& time) {
@@ -49,6 +65,9 @@ TimedPosition state_at(const std::vector<TimedPosition>& points, std::size_t fir
         }
         neville(t, p, state.position[k], (*state.velocity)[k]);
     }
+    const auto begin = points.begin() + static_cast<long>(first);
+    if (std::all_of(begin, begin + static_cast<long>(count), [](const auto& q) { return q.covariance.has_value(); }))
+        state.covariance = covariance_of(points, first, t);
     return state;
 }
 
@@ -75,7 +94,8 @@ void plan_orbit_outputs(const OrbitOutputs& o, FilePlan& plan) {
     plan.out("--sp3-out", o.sp3_out).out("--oem-out", o.oem_out);
     const std::string& s = o.satellite;
     if (!o.sp3_out.empty() && !s.empty()) {
-        const bool good = s.size() == 3 && s[0] >= 'A' && s[0] <= 'Z' && s.find_first_not_of("0123456789", 1) == std::string::npos;
+        const bool good =
+            s.size() == 3 && s[0] >= 'A' && s[0] <= 'Z' && s.find_first_not_of("0123456789", 1) == std::string::npos;
         if (!good) throw InputError("--satellite " + s + ": a letter and two digits such as L01 are expected");
     }
     if (o.oem_out.empty()) return;

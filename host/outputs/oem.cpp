@@ -30,6 +30,22 @@ std::string creation_date() {
     return time_text({{40587 + static_cast<long>(now / 86400), static_cast<double>(now % 86400)}, tsUTC}, 0);
 }
 
+/// The covariance of an earth-fixed state in GCRS.
+Covariance inertial_covariance(double mjd, const Covariance& fixed) {
+    Covariance turn{};  // row by row what becomes of a unit of position or velocity
+    for (std::size_t k = 0; k < 6; ++k) {
+        std::array<double, 6> unit{};
+        unit[k] = 1.0;
+        ecf2eci(mjd, getLeapSecond(mjd), unit.data(), unit.data() + 3, turn[k].data(), turn[k].data() + 3);
+    }
+    Covariance result{};
+    for (std::size_t i = 0; i < 36; ++i) {
+        for (std::size_t j = 0; j < 36; ++j)
+            result[i / 6][i % 6] += turn[j / 6][i / 6] * fixed[j / 6][j % 6] * turn[j % 6][i % 6];
+    }
+    return result;
+}
+
 /// States in GCRS with the earth orientation that is loaded.
 std::vector<TimedPosition> inertial_states(const std::string& file, const std::vector<TimedPosition>& fixed) {
     std::vector<TimedPosition> states;
@@ -45,7 +61,6 @@ std::vector<TimedPosition> inertial_states(const std::string& file, const std::v
         ecf2eci(mjd, getLeapSecond(mjd), state.position.data(), given.data(), position.data(), velocity.data());
         state.position = position;
         if (state.velocity) state.velocity = velocity;
-        state.covariance.reset();  // of the other frame
         states.push_back(state);
     }
     return states;
@@ -174,6 +189,11 @@ std::size_t write_oem(const std::string& file, const OrbitOutputs& options, cons
     std::vector<TimedPosition> states = !inertial                     ? ephemeris.fixed
                                         : !ephemeris.inertial.empty() ? ephemeris.inertial
                                                                       : inertial_states(file, ephemeris.fixed);
+    for (std::size_t i = 0; inertial && i < states.size() && i < ephemeris.fixed.size(); ++i) {
+        const double mjd = gtime2mjd(gtimeChangeTimeSystem(states[i].time, tsUTC));
+        const auto& fixed = ephemeris.fixed[i].covariance;
+        if (fixed) states[i].covariance = inertial_covariance(mjd, *fixed);
+    }
     const std::size_t all = states.size();
     states.erase(std::remove_if(states.begin(), states.end(), [](const TimedPosition& s) { return !s.velocity; }),
                  states.end());
