@@ -272,8 +272,9 @@ TEST_F(HostOrbit, ASimulatedArcAgainstItsTruth) {
         out("events.csv"));
     const std::string command = "orbit --obs " + out("arc.obs") + " --nav " + kDemo + "bds.nav" + eop +
                                 "--sigma-clock 0 --truth " + out("truth.csv");
-    const Outcome o = leopod_ok(command + " --edits-out " + out("edits.csv") + " --formal-out " + out("formal.csv") +
-                                " --out " + out("fitted.csv") + " --sp3-out " + out("fitted.sp3"));
+    const Outcome o =
+        leopod_ok(command + " --edits-out " + out("edits.csv") + " --formal-out " + out("formal.csv") + " --out " +
+                  out("fitted.csv") + " --sp3-out " + out("fitted.sp3") + " --summary " + out("summary.json"));
     const Rms error = rms_of(o.text, "orbit");
     EXPECT_LT(error.total, 0.03) << o.text;
     const double formal[3] = {number(o.text, "formal errors: rms radial ([0-9.]+)"),
@@ -287,7 +288,11 @@ TEST_F(HostOrbit, ASimulatedArcAgainstItsTruth) {
     ASSERT_EQ(errors.size(), 361u);
     std::stringstream sp3(read_file(out("fitted.sp3")));
     std::string line;
+    std::array<double, 3> squares_of{};
+    const char* const names[3] = {"radial", "along", "cross"};
     for (const Row& row : errors) {
+        for (std::size_t k = 0; k < 3; ++k)
+            squares_of[k] += std::pow(row.value(std::string(names[k]) + "_sigma_m"), 2) / 361.0;
         while (std::getline(sp3, line) && line[0] != 'P') {
         }
         ASSERT_GE(line.size(), 69u);
@@ -296,6 +301,12 @@ TEST_F(HostOrbit, ASimulatedArcAgainstItsTruth) {
         const double expected =
             std::hypot(row.value("radial_sigma_m"), row.value("along_sigma_m"), row.value("cross_sigma_m"));
         EXPECT_NEAR(1e-3 * std::sqrt(squares) / expected, 1.0, 0.12) << line;
+    }
+    const std::string summary = read_file(out("summary.json"));
+    for (std::size_t k = 0; k < 3; ++k) {
+        EXPECT_NEAR(formal[k], std::sqrt(squares_of[k]), 1e-4) << names[k];
+        EXPECT_NEAR(number(summary, std::string("\"rms_") + names[k] + "_m\": ([-0-9.e]+)"), formal[k], 1e-4)
+            << names[k];
     }
 
     // Every slip begins an ambiguity, and nothing else does within a pass.
