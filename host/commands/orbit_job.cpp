@@ -72,8 +72,8 @@ void set_estimation(const OrbitOptions& o, const ObservedArc& arc, int degree, E
     e.signal.antenna = AntennaOffset(o.antenna);
     e.signal.wind_up = o.wind_up;
     e.adapt = o.adapt;
-    // A given offset holds unless its error is given too. Only a good motion over some revolutions tells it from the orbit's height.
-    const bool tells = degree >= kGoodDegree && arc.epochs.back().time > 10000.0;
+    // A given offset holds unless its error is given too. Only a good motion over an hour or more tells it from the orbit's height.
+    const bool tells = degree >= kGoodDegree && arc.epochs.back().time > 3500.0;
     e.antenna_sigma = o.antenna.sigma >= 0.0 ? o.antenna.sigma : o.antenna.offset.empty() && tells ? 0.5 : 0.0;
     e.noise.code = o.sigma_code;
     e.noise.phase = o.sigma_phase;
