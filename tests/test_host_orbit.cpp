@@ -22,6 +22,27 @@ Rms rms_of(const std::string& text, const std::string& name) {
             number(rest, ", along ([0-9.]+), cross"), number(rest, "rms radial.*cross ([0-9.]+)")};
 }
 
+/// The steps of README.md on the repository's excerpt.
+TEST_F(HostOrbit, FourStepsFromAReceiversFile) {
+    const std::string at = kExamples + "data/grace_b/";
+    const std::string eop = " --eop " + at + "finals_2010_07.txt.gz",
+                      truth = " --truth " + at + "reference_orbit.csv.gz";
+    const std::string gravity = " --gravity " + at + "egm2008_degree90.txt.gz";
+    const std::string input = " --obs " + at + "grcb2080_01h05h.10d.gz --sp3 " + at +
+                              "cod15942_excerpt.sp3.gz --sp3-antenna " + at + "gps_satellites_2010208.atx.gz" + eop;
+    leopod_ok("run" + input + " --sigma-phase 0.05 --out " + out("epochs.csv"));
+    const Outcome fit = leopod_ok("fit --positions " + out("epochs.csv") + " --dynamics " + kExamples + "fit_leo.cfg" +
+                                  gravity + eop + truth);
+    EXPECT_LT(number(fit.text, "fitted orbit.* rms ([0-9.]+)"), 0.15) << fit.text;
+    EXPECT_NEAR(number(fit.text, "positions stand \\+([0-9.]+)"), 0.45, 0.1) << fit.text;
+    const Outcome orbit = leopod_ok("orbit" + input + gravity + truth + " --interval 30");
+    const Rms error = rms_of(orbit.text, "orbit");
+    EXPECT_LT(error.total, 0.08) << orbit.text;
+    EXPECT_LT(error.radial, 0.05) << orbit.text;
+    // Clocks that err for minutes at a time: the formal errors know.
+    EXPECT_LT(error.along, 2.0 * number(orbit.text, "formal errors:.*along ([0-9.]+)")) << orbit.text;
+}
+
 TEST_F(HostOrbit, ARealArcAgainstItsReference) {
     const auto data = data_path("grace_b_2010208/grcb2080_00h12h.10o").parent_path();
     const auto gravity = data.parent_path() / "gravity/EGM2008.txt";
