@@ -92,6 +92,8 @@ TEST_F(Tables, RowsOfARunSayWhatWasPutIn) {
         if (status == "GROSS_ERROR") gross.insert(place);
         if (status == "NO_EPHEMERIS") lacking.insert(row.at("satellite"));
         if (row.at("slip") != "" && row.at("slip") != "NEW") marks.insert(place + row.at("slip"));
+        const bool solved = row.value("sod_gpst") != 300.0 && row.value("sod_gpst") != 1440.0;
+        EXPECT_TRUE(solved || row.at("used_point") == "0") << place;
         const double elevation = row.value("antenna_elevation_deg");
         if (!std::isnan(elevation)) {
             EXPECT_EQ(status == "LOW_ELEVATION", elevation < 15.0) << place;
