@@ -26,7 +26,7 @@ struct Solution {
 struct Epochs {
     std::vector<double> seconds, satellites, dilution;
     std::vector<std::pair<std::string, std::vector<double>>> clocks;  ///< by column
-    std::map<std::string, long> status, filter;  ///< epochs by status, and those of the filter
+    std::map<std::string, long> status, filter;                       ///< epochs by status, and those of the filter
 };
 
 /// What a page is made of.
@@ -37,7 +37,7 @@ struct Content {
     SatelliteRowsByName satellites;
     std::map<std::string, long> satellite_status;
     std::vector<double> fit_seconds;
-    std::vector<bool> fit_used;  ///< false where a position was left out
+    std::vector<bool> fit_used;                        ///< false where a position was left out
     std::array<std::vector<double>, 3> fit_residuals;  ///< radial, along, cross
     ErrorFigure errors;                                ///< empty without a reference
     std::string errors_title;
