@@ -48,7 +48,7 @@ TEST(BuiltinData, EndsOfThePositions) {
     }
 }
 
-TEST_F(Drivers, IntegrationsLeaveTheirStoresAsStated) {
+void integrations_leave_their_stores_as_stated() {
     test_orbit_integrate();
     EXPECT_TRUE(no_store_is_left());
     test_orbit_integrate_embed();
@@ -76,7 +76,7 @@ void oblate(int, double, double* y, double* dydx) {
     }
 }
 
-TEST_F(Drivers, SimulationWritesRowsOfAnEarthFixedOrbit) {
+void simulation_writes_rows_of_an_earth_fixed_orbit() {
     const std::string forces =
         "+Force_Models\nEarth_Gravity = YES 4\nEmpirical_Force = YES\n-Force_Models\n+GENERAL_CONFIG\n"
         "Integration_Step_Size = 20\nspacecraft_state_mode = 2\nIntegration_Output_Interval = ";
@@ -118,7 +118,7 @@ TEST_F(Drivers, SimulationWritesRowsOfAnEarthFixedOrbit) {
     EXPECT_EQ(rows, 300);
 }
 
-TEST_F(Drivers, FitOfTheBuiltinPositions) {
+void fit_of_the_builtin_positions() {
     static double rms[3];
     static bool ended = false;
     const auto watch = [](ulog_level_t, char* text) {
@@ -136,6 +136,12 @@ TEST_F(Drivers, FitOfTheBuiltinPositions) {
             _exit(ended && no_store_is_left() && norm(3, rms) < 1e-4 ? 0 : 4);
         },
         testing::ExitedWithCode(0), "");
+}
+
+TEST_F(Drivers, SimulateFitAndIntegrate) {
+    simulation_writes_rows_of_an_earth_fixed_orbit();
+    fit_of_the_builtin_positions();
+    integrations_leave_their_stores_as_stated();
 }
 
 }  // namespace
