@@ -50,7 +50,7 @@ class Simulate : public HostTest {
     }
     /// Simulates an hour, or another time in the options, into NAME.obs, .att, .csv and .ev.
     static Outcome simulate(const std::string& name, const std::string& options) {
-        const std::string duration = holds(options, "--duration") ? "" : "--duration 3600 ";
+        const std::string duration = holds(options, "--duration") || holds(options, "--to ") ? "" : "--duration 3600 ";
         return leopod_ok("simulate " + duration + "--obs-out " + out(name + ".obs") + " --att-out " +
                          out(name + ".att") + " --truth-out " + out(name + ".csv") + " --events-out " +
                          out(name + ".ev") + " " + options);
@@ -188,6 +188,9 @@ TEST_F(Simulate, SlipsAreDetectedWhereTheyWerePutIn) {
 
 TEST_F(Simulate, NoiseIsNormalAndOfTheSizeAskedFor) {
     const Observations none = observations("none", quiet() + nav());
+    const std::string whole = quiet(),
+                      span = "--from 86400 --to 2021-01-18T01:00:01" + whole.substr(whole.find(" --clock"));
+    EXPECT_EQ(observations("span", span + nav()), none);
     const Observations noise = observations(
         "noise", quiet("", "", "--code-noise 0.5 --phase-noise 0.004 --seed 3 --clock-drift 1e-8") + nav());
     ASSERT_EQ(none.size(), noise.size());
@@ -339,6 +342,9 @@ TEST_F(Simulate, OptionsThatCannotBeUsedEndWithStatusTwo) {
                      {files + "--interval nan", "--interval"},
                      {files + "--start 2021-01-19T00:00:00", "does not cover the span"},
                      {files + "--start yesterday", "--start yesterday"},
+                     {files + "--from 0 --to 86400", "does not cover the span"},
+                     {files + "--from 0 --duration 60", "--duration"},
+                     {files + "--to 2021-01-17T23:00:00", "--to: the span ends before it begins"},
                      {files + "--systems G", "no satellite of --systems G"},
                      {files + "--platform-z left", "--platform-z left"},
                      {files + "--clock-drift 9e-5", "leaves the range"},

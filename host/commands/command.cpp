@@ -109,6 +109,11 @@ Option Option::delimiter(char c) {
     return *this;
 }
 
+Option Option::excludes(const Option& other) {
+    option_->excludes(other.option_);
+    return *this;
+}
+
 Option Option::one_of(const std::vector<std::string>& values) {
     option_->check(CLI::IsMember(values));
     return *this;

@@ -32,6 +32,7 @@ class Option {
     Option one_of(const std::vector<std::string>& values);
     Option non_negative();
     Option positive();
+    Option excludes(const Option& other);  ///< one of them at most may be given
 
   private:
     CLI::Option* option_;

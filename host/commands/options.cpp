@@ -60,6 +60,13 @@ void add_span(Command command, SpanOptions& o, const std::string& thinned) {
         .capture_default_str();
 }
 
+void add_made_span(Command command, SpanOptions& o, const std::string& scale, const Option& start,
+                   const Option& duration) {
+    command.add_option("--from", o.from, "begin of the span, instead, in " + scale).excludes(start).excludes(duration);
+    command.add_option("--to", o.to, "end of the span, which is not in it: a time, or the second of the first day")
+        .excludes(duration);
+}
+
 void add_orbit_outputs(Command command, OrbitOutputs& o, const std::string& what, bool sp3) {
     if (sp3) {
         command.add_option("--sp3-out", o.sp3_out, "SP3 file of " + what);

@@ -32,6 +32,10 @@ void add_log_level(Command command, std::string& level);
 /// --from and --to; --interval where `thinned` says of what ("positions").
 void add_span(Command command, SpanOptions& options, const std::string& thinned = "");
 
+/// --from and --to of what a command makes, in place of the options of its start and length.
+void add_made_span(Command command, SpanOptions& options, const std::string& scale, const Option& start,
+                   const Option& duration);
+
 /// The files of an orbit: SP3 where `sp3` says so, and OEM. `what` is what they hold ("the fitted trajectory").
 void add_orbit_outputs(Command command, OrbitOutputs& options, const std::string& what, bool sp3 = true);
 

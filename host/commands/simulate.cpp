@@ -176,22 +176,38 @@ PositionFile load_orbit(const SimulateOptions& o) {
     return positions;
 }
 
+/// Part of the orbit that --from and --to ask for.
+ArcSpan part_of(const SimulateOptions& o, const PositionFile& positions) {
+    return {o.span, positions.rows.front().time, positions.scale};
+}
+
 /// First epoch as seconds of the arc's day, which it sets.
 double start_of(const SimulateOptions& o, const PositionFile& positions, Arc& arc) {
     const GTime first = positions.rows.front().time;
-    const GTime given = o.start.empty() ? first : parse_time("--start", o.start);
+    const bool chosen = !o.start.empty() || !o.span.from.empty();
+    const GTime given = !o.start.empty() ? parse_time("--start", o.start)
+                        : chosen         ? part_of(o, positions).begin()
+                                         : first;
     arc.mjd_day = given.time.mjd;
-    return o.start.empty() ? o.interval * std::ceil(first.time.sod / o.interval - kTagSlack) : given.time.sod;
+    return !chosen ? o.interval * std::ceil(first.time.sod / o.interval - kTagSlack) : given.time.sod;
+}
+
+/// From the first epoch to the last one that is asked for [s].
+double duration_of(const SimulateOptions& o, const PositionFile& positions, const ReceiverOrbit& orbit,
+                   const GTime& first, double start) {
+    if (o.span.to.empty()) return std::isinf(o.duration) ? orbit.last() - start : o.duration;
+    return o.interval * std::floor(part_of(o, positions).length_from(first) / o.interval);
 }
 
 /// Number of the epochs, which the orbit must cover.
-long epochs_of(const SimulateOptions& o, const PositionFile& positions, const ReceiverOrbit& orbit, double start) {
-    const double duration = std::isinf(o.duration) ? orbit.last() - start : o.duration;
+long epochs_of(const SimulateOptions& o, const PositionFile& positions, const ReceiverOrbit& orbit, const Arc& arc,
+               double start) {
+    const double duration = duration_of(o, positions, orbit, time_at(arc.mjd_day, start), start);
     require(duration >= 0.0 && start >= orbit.first() - kTagSlack && start + duration <= orbit.last() + kTagSlack,
             o.orbit + ": this orbit, " + time_text(positions.rows.front().time) + " to " +
-                time_text(positions.rows.back().time) + " GPST, does not cover the span from --start over --duration");
+                time_text(positions.rows.back().time) + " GPST, does not cover the span that is asked for");
     const double steps = std::floor(duration / o.interval + kTagSlack) + 1.0;
-    require(steps <= kMaxEpochs, "the span has more than 1000000 epochs: a longer --interval or a shorter --duration");
+    require(steps <= kMaxEpochs, "the span has more than 1000000 epochs: a longer --interval or a shorter span");
     return static_cast<long>(steps);
 }
 
@@ -232,7 +248,7 @@ int simulate(const SimulateOptions& o) {
     Arc arc;
     const double start = start_of(o, positions, arc);
     const ReceiverOrbit orbit(positions.rows, arc.mjd_day, o.orbit);
-    const long epochs = epochs_of(o, positions, orbit, start);
+    const long epochs = epochs_of(o, positions, orbit, arc, start);
     Environment environment;
     const Constellation constellation = load_constellation(o, arc, environment);
     arc.signals = choose_signals(o, constellation, environment);
@@ -263,8 +279,11 @@ void add_simulate(Command app, Action& action) {
     command.add_option("--clk", o->clk, "RINEX clock file that goes with it; may be repeated");
     command.add_option("--systems", o->systems, "G, C or GC; without it all that have ephemerides");
     command.add_option("--config", o->config, "GNSS configuration file: what is observed");
-    command.add_option("--start", o->start, "first epoch, such as 2021-01-18T00:00:00, GPST; without it the orbit's");
-    command.add_option("--duration", o->duration, "length of the arc in seconds; without it to the orbit's end");
+    const Option start = command.add_option("--start", o->start,
+                                            "first epoch, such as 2021-01-18T00:00:00, GPST; without it the orbit's");
+    const Option duration =
+        command.add_option("--duration", o->duration, "length of the arc in seconds; without it to the orbit's end");
+    add_made_span(command, o->span, "the orbit's time scale", start, duration);
     command.add_option("--interval", o->interval, "between epochs in seconds").capture_default_str();
     command.add_option("--seed", o->seed, "of the random numbers").non_negative().capture_default_str();
     command.add_option("--code-noise", o->code_noise, "standard deviation in m").capture_default_str();

@@ -12,6 +12,7 @@
 
 #include "model/signal.h"
 #include "outputs/ephemeris.h"
+#include "shared/span.h"
 #include "stores/environment.h"
 
 namespace host {
@@ -21,6 +22,7 @@ struct SimulateOptions {
     std::vector<std::string> nav, sp3, clk;
     std::string config, systems;
     std::string start;
+    SpanOptions span;                                           ///< in place of start and duration
     double duration = std::numeric_limits<double>::infinity();  ///< [s]; infinite: to the end of the orbit
     double interval = 30.0;                                     ///< [s]
     std::uint64_t seed = 1;

@@ -50,6 +50,13 @@ double ArcSpan::seconds(const GTime& time) const {
     return static_cast<double>(gpst.time.mjd - day_.time.mjd) * 86400.0 + (gpst.time.sod - day_.time.sod);
 }
 
+GTime ArcSpan::begin() const { return gtimeAddSec(day_, from_); }
+
+double ArcSpan::length_from(const GTime& start) const {
+    if (over(start)) throw InputError("--to: the span ends before it begins, at " + time_text(start));
+    return to_ - kSlack - seconds(start);
+}
+
 bool ArcSpan::within(const GTime& time) const { return seconds(time) >= from_ - kSlack && !over(time); }
 
 bool ArcSpan::over(const GTime& time) const { return seconds(time) >= to_ - kSlack; }

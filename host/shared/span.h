@@ -32,6 +32,10 @@ class ArcSpan {
     bool within(const GTime& time) const;
     /// Behind the end: no later time is in the span.
     bool over(const GTime& time) const;
+    /// Where --from lies, which must be given; GPST.
+    GTime begin() const;
+    /// Seconds from a time on in which the span's last time lies; infinite without --to. Throws InputError where the span is over by then.
+    double length_from(const GTime& start) const;
     /// Seconds since the first day began, in the scale of the file [s].
     double seconds(const GTime& time) const;
 
