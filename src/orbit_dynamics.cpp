@@ -1624,11 +1624,10 @@ struct Trajectory {
 };
 
 /// Records of an arc, output epochs at both ends included. Ends the process where there is no memory.
-Trajectory make_trajectory(double arc, double interval) {
+Trajectory make_trajectory(Memory& memory, double arc, double interval) {
     constexpr double kMaxCount = 1e7;
     const double count = std::trunc(arc / interval) + 1.0;
     const bool possible = count >= 1.0 && count <= kMaxCount;
-    Memory memory("test_orbit_simulation");
     Trajectory out(memory, possible ? static_cast<int>(count) : 0);
     if (!possible || !memory.complete()) {
         report(ULOG_ERROR_LEVEL, "orbit intergation state memory allocation error!");
@@ -1718,7 +1717,8 @@ void test_orbit_simulation(char* orbit_dynamics_config_filename, char* output_or
     std::copy_n(kPosition, 3, s.state[0].pos_eci);
     std::copy_n(kVelocity, 3, s.state[0].vel_eci);
     compute_acc_all(s.config.data(), s.state.data());
-    Trajectory trajectory = make_trajectory(kArc, s.config[0].output_interval);
+    Memory records("test_orbit_simulation");
+    Trajectory trajectory = make_trajectory(records, kArc, s.config[0].output_interval);
     if (has_window(trajectory.count)) {
         integrate_trajectory(s, trajectory);
         write_trajectory(file.get(), s, trajectory);

@@ -16,10 +16,12 @@ constexpr std::size_t area(int rows, int cols) {
     return rows > 0 && cols > 0 ? static_cast<std::size_t>(rows) * static_cast<std::size_t>(cols) : 0;
 }
 
-/// The account of the arrays of one call.
+/// The account of the arrays of one call, which it outlives: small ones stand in it.
 class Memory {
   public:
     explicit Memory(const char* function) : function_(function) {}
+    Memory(const Memory&) = delete;
+    Memory& operator=(const Memory&) = delete;
 
     /// Array, zeroed or not; null where there is no memory, and for no elements.
     template <typename T>
