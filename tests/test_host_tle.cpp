@@ -25,6 +25,9 @@ TEST_F(HostTle, InputsThatCannotBeUsed) {
                      {all + "--eop-format c05 --eop " + text, "c05"},
                      {all + "--start 2021-13-01T00:00:00", "--start 2021"},
                      {all + "--duration -1", "--duration"},
+                     {all + "--to 3600", "--to: --from or --start is expected"},
+                     {all + "--from 2021-01-18T00:00:00 --to 0", "--to: the span ends before it begins"},
+                     {all + "--from 2021-01-18T00:00:00 --duration 60", "--duration"},
                      {all + "--step 0.001 --duration 1e8", "--step"},
                      {all + "--out /dev/null/x.csv", "/dev/null/x.csv: cannot be written: Not a directory"}});
 }
@@ -101,6 +104,17 @@ TEST_F(HostTle, PipedResultHoldsNothingElse) {
     ASSERT_EQ(states.size(), 3u);
     EXPECT_EQ(states[2].value("minutes"), 2.0);
     EXPECT_EQ(read_file(out("summary")).find("leopod tle: 13 element sets, 1 objects chosen"), 0u);
+}
+
+TEST_F(HostTle, ASpanIsAStartAndADuration) {
+    std::string states[2];
+    const char* spans[2] = {"--start 2021-01-18T23:50:00 --duration 1200", "--from 2021-01-18T23:50:00 --to 87001"};
+    for (int k = 0; k < 2; ++k) {
+        leopod_ok("tle --tle " + kSets + " --satno 90002 " + spans[k] + " --interval 300 --out " + kStates);
+        states[k] = read_file(kStates);
+    }
+    EXPECT_EQ(parse_csv(states[0]).size(), 5u);
+    EXPECT_EQ(states[0], states[1]);
 }
 
 TEST_F(HostTle, SetsOfDamagedLinesAreSetAside) {

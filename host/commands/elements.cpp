@@ -34,6 +34,7 @@ struct ElementsOptions {
     std::string names;
     std::vector<std::string> numbers, objects;  ///< chosen by catalogue number, by name
     bool all = false;
+    SpanOptions span;                        ///< in place of start and duration
     std::string start;                       ///< UTC; empty: the epoch of each element set
     double duration = 86400.0, step = 60.0;  ///< [s]
     std::string eop, eop_format = "auto";
@@ -266,8 +267,25 @@ FilePlan check_files(const ElementsOptions& o) {
 
 void check_options(const ElementsOptions& o) {
     if (!(o.step >= 1e-3)) throw InputError("--step: at least 0.001 seconds is expected");
-    if (!(o.duration >= 0.0 && o.duration <= kMaxDuration))
-        throw InputError("--duration: between 0 and 3653 days in seconds is expected");
+}
+
+std::optional<GTime> start_of(const ElementsOptions& o) {
+    const bool span = !o.span.from.empty();
+    if (!span && o.start.empty()) return std::nullopt;
+    return parse_date(span ? "--from" : "--start", span ? o.span.from : o.start, tsUTC, 1957, 2056);
+}
+
+/// From the first epoch to the last one that is asked for, at most [s].
+double duration_of(const ElementsOptions& o, const std::optional<GTime>& start) {
+    double duration = o.duration;
+    if (!o.span.to.empty()) {
+        if (!start) throw InputError("--to: --from or --start is expected with it");
+        duration = ArcSpan({"", o.span.to}, *start, tsUTC).length_from(*start);
+    }
+    if (!(duration >= 0.0 && duration <= kMaxDuration))
+        throw InputError(std::string(o.span.to.empty() ? "--duration" : "--to") +
+                         ": between 0 and 3653 days in seconds is expected");
+    return duration;
 }
 
 /// Reads all files of element sets. Returns the number of their lines with a wrong checksum.
@@ -371,13 +389,14 @@ int propagate_elements(const ElementsOptions& o) {
     Console console(o.log_level);
     check_options(o);
     Work w;
-    if (!o.start.empty()) w.start = parse_date("--start", o.start, tsUTC, 1957, 2056);
+    w.start = start_of(o);
+    const double duration = duration_of(o, w.start);
     w.wrong = load_sets(o, w.sets, w.environment);
     load_names(o.names, console, w.sets, w.environment);
     load_earth_orientation(o.eop, o.eop_format, w.environment);
     w.chosen = choose(o, w.sets, w.start);
     w.unusable = std::count_if(w.sets.data, w.sets.data + w.sets.n, [](const tled_t& d) { return !is_orbit(d); });
-    w.epochs = static_cast<long>(std::floor(o.duration / o.step + 1e-9)) + 1;
+    w.epochs = static_cast<long>(std::floor(duration / o.step + 1e-9)) + 1;
     w.span = static_cast<double>(w.epochs - 1) * o.step;
     if (static_cast<double>(w.epochs) * static_cast<double>(w.chosen.size()) > kMaxRows)
         throw InputError("--step: more than a hundred million states are asked for");
@@ -406,10 +425,12 @@ void add_tle(Command app, Action& action) {
     command.add_option("--satno", o->numbers, "catalogue numbers of the objects wanted");
     command.add_option("--name", o->objects, "names of the objects wanted; a * at the end takes all that begin so");
     command.add_flag("--all", o->all, "takes all objects");
-    command.add_option("--start", o->start,
-                       "first epoch, UTC, such as 2021-01-18T00:00:00; without it that of the set");
-    command.add_option("--duration", o->duration, "length of the span in seconds").capture_default_str();
-    command.add_option("--step", o->step, "spacing of the epochs in seconds").capture_default_str();
+    const Option start = command.add_option(
+        "--start", o->start, "first epoch, UTC, such as 2021-01-18T00:00:00; without it that of the set");
+    const Option duration =
+        command.add_option("--duration", o->duration, "length of the span in seconds").capture_default_str();
+    add_made_span(command, o->span, "UTC", start, duration);
+    command.add_option("--step,--interval", o->step, "spacing of the epochs in seconds").capture_default_str();
     add_earth_orientation(command, o->eop, o->eop_format,
                           "earth orientation file; without it UT1 = UTC and no polar motion");
     command.add_option("--out", o->out,
