@@ -30,6 +30,7 @@ struct PropagateOptions {
     std::string epoch, time_scale = "gpst", frame = "ecef";
     std::vector<std::string> state;  ///< position [m], velocity [m/s]; or a file
     double duration = 86400.0;       ///< [s]
+    std::string to;                  ///< end of the arc, in its place
     OrbitOutputs orbit;
     std::string out, rows_out, summary;
     double rows_interval = 0.02;  ///< of the rows of rows_out [s]
@@ -117,9 +118,16 @@ PositionFile given_state(const PropagateOptions& o) {
 }
 
 void check_options(const PropagateOptions& o) {
-    if (!(o.duration > 0.0) || o.duration > 400.0 * 86400.0)
-        throw InputError("--duration: between 0 and 400 days in seconds is expected");
     if (!(o.rows_interval > 0.0)) throw InputError("--rows-interval: a positive number of seconds is expected");
+}
+
+/// The options with the length of the arc from --to, where that is given.
+PropagateOptions with_duration(PropagateOptions o, const GTime& epoch) {
+    const bool to = !o.to.empty();
+    if (to) o.duration = ArcSpan({"", o.to}, epoch, time_system(o.time_scale)).length_from(epoch);
+    if (!(o.duration > 0.0) || o.duration > 400.0 * 86400.0)
+        throw InputError(std::string(to ? "--to" : "--duration") + ": between 0 and 400 days in seconds is expected");
+    return o;
 }
 
 /// Loads what the forces need and holds it against the arc. The parameters of empirical forces are zero: they are left out.
@@ -204,11 +212,12 @@ void write_files(const PropagateOptions& o, Dynamics& dynamics, const std::vecto
 }
 
 /// Propagates and returns the exit status 0. Throws InputError.
-int propagate(const PropagateOptions& o) {
-    const FilePlan plan = check_files(o);
-    check_options(o);
-    Console console(o.dynamics.log_level);
-    PositionFile given = given_state(o);
+int propagate(const PropagateOptions& options) {
+    const FilePlan plan = check_files(options);
+    check_options(options);
+    Console console(options.dynamics.log_level);
+    PositionFile given = given_state(options);
+    const PropagateOptions o = with_duration(options, given.rows.front().time);
     if (given.rows.front().time.time.mjd < 41684) throw InputError("--state: an epoch from 1973 on is expected");
     const GTime start = gtimeChangeTimeSystem(given.rows.front().time, tsUTC);
     const double mjd = gtime2mjd(start);
@@ -246,7 +255,13 @@ void add_propagate(Command app, Action& action) {
         .expected(1, 6)
         .required();
     command.add_option("--frame", o->frame, "its frame, and that of a CSV: ecef or eci (GCRS)").capture_default_str();
-    command.add_option("--duration", o->duration, "length of the arc in seconds").capture_default_str();
+    const Option duration =
+        command.add_option("--duration", o->duration, "length of the arc in seconds").capture_default_str();
+    command
+        .add_option("--to", o->to,
+                    "end of the arc, which is not in it, instead: second of the first day, or a time such as "
+                    "2021-01-18T00:00:00, in that time scale")
+        .excludes(duration);
     add_dynamics(command, o->dynamics);
     add_truth(command, o->truth);
     command.add_option("--out", o->out, "CSV of the trajectory, both frames");
