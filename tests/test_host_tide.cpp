@@ -44,8 +44,8 @@ TEST_F(HostTide, OceanLoadingIsThePublishedOne) {
                                    {-0.001668, 0.000863, 0.000646},  {-0.001209, 0.001042, 0.000137}};
     const std::string blq = write_temp("two.blq", kHead + kOther + kOnsala + "$$ END TABLE\n");
     const Outcome o =
-        leopod_ok("tide " + kSite + "--epoch 2009-06-25T01:10:45 --time-scale utc --duration 18000 --blq " + blq +
-                  " --site onsala --out " + out("ocean.csv"));
+        leopod_ok("tide " + kSite + "--from 2009-06-25T01:10:45 --to 2009-06-25T06:10:46 --time-scale utc --blq " +
+                  blq + " --site onsala --out " + out("ocean.csv"));
     EXPECT_TRUE(holds(o.text, "site ONSALA 7213")) << o.text;
     const std::vector<Row> rows = read_csv(out("ocean.csv"));
     ASSERT_EQ(rows.size(), 6u);
@@ -127,6 +127,7 @@ TEST_F(HostTide, UnusableInputEndsWithStatusTwoAndAReason) {
          {site + "--blq %absent", "%absent: cannot open this ocean loading file"},
          {site + "--site ONSALA", "--site names a site of an ocean loading file"},
          {epoch, "either by --blh or by --xyz"},
+         {kSite, "--epoch or --from is required"},
          {"--blh 91 0 0 " + epoch, "--blh: latitude"},
          {"--blh 50 0 20200000 " + epoch, "km from the earth's centre"},
          {kSite + "--epoch 2021-13-18T00:00:00", "--epoch 2021-13-18T00:00:00"},

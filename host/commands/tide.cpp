@@ -30,6 +30,7 @@ struct TideOptions {
     std::vector<double> blh;  ///< geodetic latitude and longitude [degree], ellipsoidal height [m]
     std::vector<double> xyz;  ///< earth-fixed position [m]; one of the two is given
     std::string epoch, time_scale = "gpst";
+    SpanOptions span;        ///< in place of epoch and duration
     double duration = 0.0;   ///< [s]
     double interval = 3600;  ///< [s]
     std::string blq, site;   ///< ocean loading file, and name of the site in it
@@ -207,9 +208,28 @@ FilePlan check_files(const TideOptions& o) {
     return plan;
 }
 
-void check_options(const TideOptions& o) {
+/// First epoch, of --epoch or --from; GPST.
+GTime start_of(const TideOptions& o) {
+    const TIMESYS scale = time_system(o.time_scale);
+    if (!o.span.from.empty())
+        return gtimeChangeTimeSystem(parse_date("--from", o.span.from, scale, 1973, 2099), tsGPST);
+    if (o.epoch.empty()) throw InputError("--epoch or --from is required");
+    return gtimeChangeTimeSystem(parse_epoch(o.epoch, scale), tsGPST);
+}
+
+/// The options with the length of the series up to its last epoch before --to, where that is given.
+TideOptions with_duration(TideOptions o, const GTime& start) {
+    const bool to = !o.span.to.empty();
+    if (to) {
+        const double length = ArcSpan({"", o.span.to}, start, time_system(o.time_scale)).length_from(start);
+        o.duration = o.interval > 0.0 ? o.interval * std::floor(length / o.interval) : length;
+    }
     if (!(o.duration >= 0.0) || o.duration > 400.0 * 86400.0)
-        throw InputError("--duration: between 0 and 400 days in seconds is expected");
+        throw InputError(std::string(to ? "--to" : "--duration") + ": between 0 and 400 days in seconds is expected");
+    return o;
+}
+
+void check_options(const TideOptions& o) {
     if (!(o.interval > 0.0) || o.duration / o.interval > 1e6)
         throw InputError("--interval: a positive number of seconds with at most a million epochs is expected");
     if (o.blq.empty() && !o.site.empty()) throw InputError("--site names a site of an ocean loading file (--blq)");
@@ -258,12 +278,13 @@ void print(const Site& site, const std::string& ocean, const Environment& enviro
 }
 
 /// Computes the displacements and returns the exit status 0. Throws InputError.
-int tide(const TideOptions& o) {
-    const FilePlan plan = check_files(o);
-    const Console console(o.log_level);
-    const Site site = site_of(o);
+int tide(const TideOptions& options) {
+    const FilePlan plan = check_files(options);
+    const Console console(options.log_level);
+    const Site site = site_of(options);
+    const GTime start = start_of(options);
+    const TideOptions o = with_duration(options, start);
     check_options(o);
-    const GTime start = gtimeChangeTimeSystem(parse_epoch(o.epoch, time_system(o.time_scale)), tsGPST);
     const bool with_ocean = !o.blq.empty();
     OceanLoading loading{};
     if (with_ocean) loading = read_ocean_loading(o.blq, o.site);
@@ -291,9 +312,11 @@ void add_tide(Command app, Action& action) {
     Command command = app.add_subcommand("tide", "Displacement of a site by the solid-Earth tide and ocean loading");
     command.add_option("--blh", o->blh, "site: latitude and longitude in degrees, ellipsoidal height in m").expected(3);
     command.add_option("--xyz", o->xyz, "site: earth-fixed position in m").expected(3);
-    command.add_option("--epoch", o->epoch, "first epoch, such as 2021-01-18T00:00:00").required();
+    const Option epoch = command.add_option("--epoch", o->epoch, "first epoch, such as 2021-01-18T00:00:00");
     command.add_option("--time-scale", o->time_scale, "its time scale: gpst, utc, tai or tt").capture_default_str();
-    command.add_option("--duration", o->duration, "length of a series in seconds").capture_default_str();
+    const Option duration =
+        command.add_option("--duration", o->duration, "length of a series in seconds").capture_default_str();
+    add_made_span(command, o->span, "that time scale", epoch, duration);
     command.add_option("--interval", o->interval, "its spacing in seconds").capture_default_str();
     command.add_option("--blq", o->blq, "ocean loading file (BLQ); without it the solid tide alone");
     command.add_option("--site", o->site, "name of the site in it; not needed where the file has one site");
