@@ -305,9 +305,11 @@ TEST_F(Exchange, WrittenFilesAreStrictAndReadBackToTheDigit) {
         const Outcome again = leopod_ok(kArc + "--to 2021-01-18T07:30:01 --truth " + file);
         EXPECT_EQ(number(again.text, ": epochs ([0-9]+), 3D"), 91.0) << again.text;
         EXPECT_EQ(number(again.text, "largest ([0-9.]+) m"), 0.0) << again.text;
-        const Outcome later = leopod_ok("propagate --epoch 2021-01-18T07:00:00 --duration 1800 --state " + file +
-                                        kDynamics + "--truth " + file);
+        const Outcome later =
+            leopod_ok("propagate --epoch 2021-01-18T07:00:00 --duration 1800 --interval 300 --state " + file +
+                      kDynamics + "--truth " + file);
         EXPECT_LT(number(later.text, "largest ([0-9.]+) m"), 1e-3) << later.text;
+        EXPECT_EQ(number(later.text, ": epochs ([0-9]+), 3D"), 7.0) << later.text;
     }
     std::string head;
     const auto rows = read_sp3(out("arc.sp3"), head);

@@ -31,6 +31,7 @@ struct PropagateOptions {
     std::vector<std::string> state;  ///< position [m], velocity [m/s]; or a file
     double duration = 86400.0;       ///< [s]
     std::string to;                  ///< end of the arc, in its place
+    double interval = 0.0;           ///< of the output [s]; 0: that of the configuration
     OrbitOutputs orbit;
     std::string out, rows_out, summary;
     double rows_interval = 0.02;  ///< of the rows of rows_out [s]
@@ -139,6 +140,7 @@ void prepare(const PropagateOptions& o, double mjd, const PositionFile& given, D
     const double end = mjd + o.duration / 86400.0;
     prepare_dynamics(o.dynamics, mjd, end, earth_fixed, dynamics);
     ORBIT_DYN_CONFIG& config = *dynamics.config;
+    if (o.interval > 0.0) config.output_interval = o.interval;
     check_steps(o.dynamics.dynamics, config, radius, o.duration);
     config.status_derivative = 0;
     config.emp_param_num_base = 0;
@@ -262,6 +264,10 @@ void add_propagate(Command app, Action& action) {
                     "end of the arc, which is not in it, instead: second of the first day, or a time such as "
                     "2021-01-18T00:00:00, in that time scale")
         .excludes(duration);
+    command
+        .add_option("--interval", o->interval,
+                    "spacing of the trajectory in seconds; without it the configuration's output interval")
+        .positive();
     add_dynamics(command, o->dynamics);
     add_truth(command, o->truth);
     command.add_option("--out", o->out, "CSV of the trajectory, both frames");
