@@ -145,18 +145,21 @@ INSTANTIATE_TEST_SUITE_P(
 
 // --- ephemerides of a run --------------------------------------------------------------------------------------------
 
+/// The place of the station ESBC.
+const std::string kSite = "site.csv<mjd_gpst,x_m,y_m,z_m\n59025,3582104.768,532590.174,5232755.144\n>";
+
+/// A run against a reference: good, with no larger error of the point position than `point`, or refused where that is zero.
+Trial against_reference(const char* name, const std::string& options, const std::vector<std::string>& words,
+                        double point, const std::string& files, const std::string& make, double filter = 0) {
+    return {name, options, point > 0.0 ? 0 : 2, words, point > 0.0 ? largest("point position") : "", point, files,
+            make, filter};
+}
+
 /// GRACE-B with the orbits of three days, that of the middle one made by commands from $today into made.eph.
 Trial grace(const char* name, const std::string& make, const std::vector<std::string>& words, double point,
             double filter, const std::string& orbits = "%G/COD15941.EPH %T/made.eph %G/COD15943.EPH") {
-    return {name,
-            "run --obs %G/grcb2080_00h12h.10o --truth %G/truth_00h12h.csv --sp3 " + orbits,
-            point > 0.0 ? 0 : 2,
-            words,
-            point > 0.0 ? largest("point position") : "",
-            point,
-            "",
-            "today=%G/COD15942.EPH\n" + make,
-            filter};
+    return against_reference(name, "run --obs %G/grcb2080_00h12h.10o --truth %G/truth_00h12h.csv --sp3 " + orbits,
+                             words, point, "", "today=%G/COD15942.EPH\n" + make, filter);
 }
 
 /// Puts an expression of awk into a field (1 to 3 position, 4 clock) of G05's lines, at some epochs.
@@ -171,18 +174,16 @@ const std::string kNoClocks = "sed -E 's/^(P.{45}).{14}/\\1 999999.999999/' ";
 /// Six hours of a station.
 Trial station(const char* name, const std::string& make, const std::string& ephemerides,
               const std::vector<std::string>& words) {
-    return {
+    return against_reference(
         name,
         "run --obs %S/ESBC00DNK_R_20201770000_06H_30S_GO_trim.rnx --config %T/w.cfg --truth %T/site.csv " + ephemerides,
-        0,
-        words,
-        largest("point position"),
-        25,
+        words, 25,
         "w.cfg<+GNSS_SYS\nGPS 4 C1W L1C C2W L2W IF 0 2 1 3\n-GNSS_SYS\n+GENERAL_CONFIG\nELE_CUTOFF 10.0\n"
-        "-GENERAL_CONFIG\n>site.csv<mjd_gpst,x_m,y_m,z_m\n59025,3582104.768,532590.174,5232755.144\n>",
+        "-GENERAL_CONFIG\n>" +
+            kSite,
         "orbits='%S/GRG0MGXFIN_20201760000_01D_15M_ORB.SP3 %S/GRG0MGXFIN_20201770000_01D_15M_ORB.SP3'\n"
         "clocks=%S/GRG0MGXFIN_20201770000_01D_30S_CLK_gps.CLK\nnav=%S/ESBC00DNK_R_20201770000_01D_MN.rnx\n" +
-            make};
+            make);
 }
 
 INSTANTIATE_TEST_SUITE_P(
@@ -280,14 +281,9 @@ INSTANTIATE_TEST_SUITE_P(
 /// A station's file without a configuration.
 Trial taken(const char* name, const std::string& options, const std::vector<std::string>& words, double point,
             const std::string& make = "") {
-    return {name,
-            "run --nav %S/ESBC00DNK_R_20201770000_01D_MN.rnx --truth %T/site.csv --obs " + options,
-            point > 0.0 ? 0 : 2,
-            words,
-            point > 0.0 ? largest("point position") : "",
-            point,
-            "site.csv<mjd_gpst,x_m,y_m,z_m\n59025,3582104.768,532590.174,5232755.144\n>",
-            make};
+    return against_reference(name,
+                             "run --nav %S/ESBC00DNK_R_20201770000_01D_MN.rnx --truth %T/site.csv --obs " + options,
+                             words, point, kSite, make);
 }
 
 const std::string kAsIs = "%D/gnss/limits/ESBC00DNK_R_20201770000_01H_30S_MO_asis.rnx";

@@ -6,13 +6,12 @@
 #include "attitude.h"
 #include "common_function.h"
 #include "earth_rotation_param.h"
+#include "shared/earth.h"
 #include "shared/error.h"
 
 namespace host {
 
 namespace {
-
-constexpr double kEarthRate = 7.292115e-5;  ///< [rad/s]
 
 using RowMajor = Eigen::Matrix<double, 3, 3, Eigen::RowMajor>;
 

@@ -69,16 +69,9 @@ std::vector<std::string> hold_models_against_arc(const Environment& environment,
         return std::any_of(environment.files.begin(), environment.files.end(),
                            [kind](const FileReport& file) { return file.kind == kind; });
     };
-    if (given("earth orientation")) {
-        const OrientationCoverage coverage = orientation_coverage(mjd_first, mjd_last, environment);
-        if (coverage.extent == OrientationCoverage::kNothing) throw InputError(coverage.text);
-        if (!coverage.text.empty()) notes.push_back(coverage.text);
-    }
-    if (given("planets")) {
-        const std::string lacking = planet_shortcoming(mjd_first, mjd_last);
-        if (lacking.find("NOTHING") != std::string::npos) throw InputError(lacking);
-        if (!lacking.empty()) notes.push_back(lacking);
-    }
+    if (given("earth orientation")) notes.push_back(orientation_shortcoming(mjd_first, mjd_last, environment));
+    if (given("planets")) notes.push_back(planet_shortcoming(mjd_first, mjd_last));
+    notes.erase(std::remove(notes.begin(), notes.end(), ""), notes.end());
     return notes;
 }
 

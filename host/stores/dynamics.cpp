@@ -75,10 +75,8 @@ void load_gravity(const std::string& file) {
 
 /// Earth orientation against the arc. One that serves nothing of it is refused.
 void hold_orientation(double mjd_first, double mjd_last, bool earth_fixed, Dynamics& dynamics) {
-    const OrientationCoverage coverage = orientation_coverage(mjd_first, mjd_last, dynamics.environment);
-    if (coverage.extent == OrientationCoverage::kNothing) throw InputError(coverage.text);
-    if (coverage.text.empty()) return;
-    (earth_fixed ? dynamics.shortcomings : dynamics.notes).push_back(coverage.text);
+    const std::string lacking = orientation_shortcoming(mjd_first, mjd_last, dynamics.environment);
+    if (!lacking.empty()) (earth_fixed ? dynamics.shortcomings : dynamics.notes).push_back(lacking);
 }
 
 /// Planets against the arc and the bodies that are asked for.
@@ -89,10 +87,7 @@ void hold_planets(double mjd_first, double mjd_last, bool from_file, Dynamics& d
                config.force_model_used + config.num_force_models;
     };
     const std::string lacking = planet_shortcoming(mjd_first, mjd_last);
-    if (!lacking.empty()) {
-        if (lacking.find("NOTHING") != std::string::npos) throw InputError(lacking);
-        dynamics.shortcomings.push_back(lacking);
-    }
+    if (!lacking.empty()) dynamics.shortcomings.push_back(lacking);
     if (from_file || !uses(FM_ThirdBody) || dynamics.environment.planet_source.find("analytic") == std::string::npos)
         return;
     const long others = std::count_if(config.planets, config.planets + config.num_planets,

@@ -142,26 +142,24 @@ void load_earth_orientation(const std::string& file, const std::string& format, 
     environment.eop_source = found + " file " + file + ", " + date_span_text(first, last) + " UTC";
 }
 
-OrientationCoverage orientation_coverage(double mjd_first, double mjd_last, const Environment& environment) {
+std::string orientation_shortcoming(double mjd_first, double mjd_last, const Environment& environment) {
     constexpr double kLongest = 1.5;  ///< between two records of a series [day]
     const std::string effect = "earth-fixed positions turn by up to 0.9 s, 400 m at the surface";
-    if (g_eop_storage == nullptr || g_eop_storage_size == 0)
-        return {OrientationCoverage::kNone, "NO EARTH ORIENTATION (--eop): " + effect};
+    if (g_eop_storage == nullptr || g_eop_storage_size == 0) return "NO EARTH ORIENTATION (--eop): " + effect;
     const double first = g_eop_storage[0].mjd_utc;
     const double last = g_eop_storage[g_eop_storage_size - 1].mjd_utc;
     const std::string spans = environment.eop_source + "; the arc is " + date_span_text(mjd_first, mjd_last);
     if (mjd_last < first || mjd_first > last || g_eop_storage_size < 3)
-        return {OrientationCoverage::kNothing, "THE EARTH ORIENTATION COVERS NOTHING OF THE ARC: " + spans};
+        throw InputError("THE EARTH ORIENTATION COVERS NOTHING OF THE ARC: " + spans);
     bool gap = false;
     for (long i = 1; i < g_eop_storage_size; ++i) {
         const double before = g_eop_storage[i - 1].mjd_utc, now = g_eop_storage[i].mjd_utc;
         gap = gap || (now - before > kLongest && before < mjd_last + 1.0 && now > mjd_first - 1.0);
     }
-    if (gap) return {OrientationCoverage::kPart, "THE EARTH ORIENTATION LACKS DAYS OF THE ARC: " + spans};
+    if (gap) return "THE EARTH ORIENTATION LACKS DAYS OF THE ARC: " + spans;
     if (mjd_first < first || mjd_last > last)
-        return {OrientationCoverage::kPart,
-                "THE EARTH ORIENTATION COVERS PART OF THE ARC ONLY: " + spans + "; outside, " + effect};
-    return {OrientationCoverage::kAll, ""};
+        return "THE EARTH ORIENTATION COVERS PART OF THE ARC ONLY: " + spans + "; outside, " + effect;
+    return "";
 }
 
 }  // namespace host

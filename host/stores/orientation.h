@@ -14,12 +14,9 @@ namespace host {
 /// for files of another kind and for dates that don't follow each other.
 void load_earth_orientation(const std::string& file, const std::string& format, Environment& environment);
 
-/// What the loaded earth orientation gives to a span of dates (UTC).
-struct OrientationCoverage {
-    enum Extent { kNone, kNothing, kPart, kAll } extent = kNone;  ///< none loaded; none, part, all of the span
-    std::string text;  ///< capitals first, empty where all is covered: "NO EARTH ORIENTATION: ..."
-};
-OrientationCoverage orientation_coverage(double mjd_first, double mjd_last, const Environment& environment);
+/// What the loaded earth orientation lacks of a span of dates (UTC), capitals first ("NO EARTH ORIENTATION: ..."); empty where it lacks nothing.
+/// Throws InputError where it serves none of them.
+std::string orientation_shortcoming(double mjd_first, double mjd_last, const Environment& environment);
 
 }  // namespace host
 

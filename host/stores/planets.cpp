@@ -81,8 +81,10 @@ std::string planet_shortcoming(double mjd_first, double mjd_last) {
     const double margin = 0.01;  // UTC against TT [day]
     const double first = g_eph_header->ss[0] - kMjdToJd, last = g_eph_header->ss[1] - kMjdToJd;
     if (mjd_first > first + margin && mjd_last < last - margin) return "";
-    return "THE PLANETS COVER " + std::string(mjd_last < first || mjd_first > last ? "NOTHING" : "PART") +
-           " OF THE ARC: " + date_span_text(first, last) + " TT; the arc is " + date_span_text(mjd_first, mjd_last);
+    const std::string spans =
+        " OF THE ARC: " + date_span_text(first, last) + " TT; the arc is " + date_span_text(mjd_first, mjd_last);
+    if (mjd_last < first || mjd_first > last) throw InputError("THE PLANETS COVER NOTHING" + spans);
+    return "THE PLANETS COVER PART" + spans;
 }
 
 namespace {

@@ -14,6 +14,7 @@ namespace host {
 void load_planets(const std::string& file, double mjd_first, double mjd_last, Environment& environment);
 
 /// What the loaded ephemeris lacks of a span of dates, capitals first; empty where it lacks nothing or none is loaded.
+/// Throws InputError where it serves none of them.
 std::string planet_shortcoming(double mjd_first, double mjd_last);
 
 /// Puts the analytic series of Sun and Moon into Chebyshev records of the dates: GCRS, kilometres and km/s, where the library's own fallback
