@@ -348,8 +348,7 @@ struct Work {
 void print(const ElementsOptions& o, const Work& w, const Table& table) {
     std::printf("leopod tle: %d element sets, %zu objects chosen\n", w.sets.n, w.chosen.size());
     std::printf("frames: TEME and earth-fixed, metres; time scale: UTC\nfiles:\n");
-    for (const FileReport& f : w.environment.files)
-        std::printf("  %-18s %s: %s\n", f.kind.c_str(), f.name.c_str(), f.content.c_str());
+    print_files(w.environment);
     if (w.wrong != 0)
         std::printf("warning: %ld element lines with a wrong checksum, their sets are left out\n", w.wrong);
     if (w.unusable != 0) std::printf("warning: %ld sets that don't describe an orbit are set aside\n", w.unusable);

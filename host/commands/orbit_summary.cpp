@@ -16,12 +16,11 @@ FormalError rms_of(const std::vector<FormalError>& formal) {
     return (squares / static_cast<double>(formal.size())).cwiseSqrt();
 }
 
-void print_files(const OrbitJob& job) {
+void print_observations(const OrbitJob& job) {
     std::printf("leopod orbit: reduced-dynamic orbit from code and phase\n");
     std::printf("frame: earth-fixed (ITRF realisation of the ephemerides), metres; time scale: GPST\n");
     std::printf("files:\n");
-    for (const FileReport& file : job.environment.files)
-        std::printf("  %-18s %s: %s\n", file.kind.c_str(), file.name.c_str(), file.content.c_str());
+    print_files(job.environment);
     std::printf("arc: %s to %s GPST, %.3f h, %zu epochs, %zu satellite epochs\n", time_text(job.arc.start).c_str(),
                 time_text(job.last).c_str(), job.arc.epochs.back().time / 3600.0, job.arc.epochs.size(),
                 job.arc.links.size());
@@ -140,7 +139,7 @@ std::string fault_of(const EstimationReport& report, const EditCounts& counts, c
 }
 
 void print_input(const OrbitJob& job) {
-    print_files(job);
+    print_observations(job);
     print_noise(job.estimation);
     std::fflush(stdout);
 }

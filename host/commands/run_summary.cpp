@@ -4,6 +4,7 @@
 #include <cmath>
 #include <cstdio>
 
+#include "commands/summaries.h"
 #include "estimation/signal_model.h"
 #include "shared/times.h"
 #include "stores/observation_stream.h"
@@ -35,8 +36,7 @@ std::string systems_text(const std::vector<double>& shares) {
 
 void print_inputs(const RunOptions& options, const Environment& environment, const Totals& totals) {
     std::printf("files:\n");
-    for (const FileReport& file : environment.files)
-        std::printf("  %-18s %s: %s\n", file.kind.c_str(), file.name.c_str(), file.content.c_str());
+    print_files(environment);
     std::printf("span: %s to %s GPST\n", time_text(totals.first).c_str(), time_text(totals.last).c_str());
     if (environment.impossible > 0)
         std::printf("  %ld values that no satellite can have were set aside\n", environment.impossible);

@@ -1,5 +1,7 @@
 #include "commands/summaries.h"
 
+#include <cstdio>
+
 #include "inputs/open.h"
 
 namespace host {
@@ -37,6 +39,11 @@ void summarise_messages(const MessageCounts& messages, const std::vector<Routine
         summary.set(place("messages/others", i) + "/first", sorted.others[i].first);
     }
     summary.set("messages/routine", sorted.routine);
+}
+
+void print_files(const Environment& environment) {
+    for (const FileReport& file : environment.files)
+        std::printf("  %-18s %s: %s\n", file.kind.c_str(), file.name.c_str(), file.content.c_str());
 }
 
 void summarise_environment(const Environment& environment, const GTime& epoch, Summary& summary) {

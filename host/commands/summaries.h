@@ -1,5 +1,5 @@
 /// \file summaries.h
-/// What the summaries (JSON) of several commands have in common.
+/// What the summaries (printed and JSON) of several commands have in common.
 #ifndef LEOPOD_HOST_SUMMARIES_H
 #define LEOPOD_HOST_SUMMARIES_H
 
@@ -21,6 +21,8 @@ void add_summary(Command command, std::string& file);
 /// A summary with the settings of the command line and the files of the plan.
 Summary begin_summary(const std::string& command, const std::string& file, const FilePlan& plan);
 
+/// Prints a line for each file: kind, name, what it brought.
+void print_files(const Environment& environment);
 /// Files with what they brought, earth orientation, planets, and TAI-UTC at an epoch.
 void summarise_environment(const Environment& environment, const GTime& epoch, Summary& summary);
 /// Forces and integration.
