@@ -24,7 +24,7 @@ bench:
 	scripts/bootstrap bench
 	cmake -S . -B $(BUILD) -DCMAKE_BUILD_TYPE=Release $(CMAKE_FLAGS)
 	cmake --build $(BUILD) -j$(JOBS) --target benches
-	scripts/bench_table $(BUILD)
+	scripts/measure/bench_table $(BUILD)
 
 fuzz:
 	scripts/bootstrap fuzz

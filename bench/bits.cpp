@@ -1,5 +1,5 @@
 // Results of the library on fixed inputs as the bits of their numbers, one a line: "group hexadecimal". Two builds agree where the lines do:
-// scripts/bits_arm64 compares x86-64 with arm64. With OWN_MATH sines and the like come from this file instead of the C library, so that only
+// scripts/measure/bits_arm64 compares x86-64 with arm64. With OWN_MATH sines and the like come from this file instead of the C library, so that only
 // the library's arithmetic is left to differ.
 //
 //   bits DIRECTORY    examples/data of the tree

@@ -1,4 +1,4 @@
-// What scripts/growth and scripts/long_run need beside the program's command line. Each call is one case in a process of its own, and prints
+// What scripts/measure/growth and scripts/measure/long_run need beside the program's command line. Each call is one case in a process of its own, and prints
 // CSV: sizes, processor time [s], memory [kB].
 //   growth constellation EPOCH HOURS            a navigation file on standard output
 //   growth command PROGRAM [ARGUMENTS]          processor time and peak memory of a command

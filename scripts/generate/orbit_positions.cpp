@@ -4,8 +4,8 @@
 // is solved for, so that the orbit meets the last one.
 //
 // Build and run from the root of the checkout, with the library built in build/release:
-//     c++ -std=c++17 -O2 -Isrc scripts/make_orbit_positions.cpp -Lbuild/release -lleopod -o make_orbit_positions
-//     LD_LIBRARY_PATH=build/release ./make_orbit_positions ../shared/data > orbit_positions_2019016.inc
+//     c++ -std=c++17 -O2 -Isrc scripts/generate/orbit_positions.cpp -Lbuild/release -lleopod -o orbit_positions
+//     LD_LIBRARY_PATH=build/release ./orbit_positions ../shared/data > orbit_positions_2019016.inc
 // then move the file to src/tables.
 #include <algorithm>
 #include <cmath>
@@ -109,7 +109,7 @@ int main(int argc, char** argv) {
         "100,\n"
         "// tides, ten bodies of DE438, relativity, between the first and the last point. 1440 rows.\n"
         "// Columns: seconds since 2000-01-01 12:00:00 GPST; X, Y, Z Earth-fixed [m]. Written by\n"
-        "// scripts/make_orbit_positions.cpp.\n");
+        "// scripts/generate/orbit_positions.cpp.\n");
     for (int k = 0; k < kRows; ++k) {
         double ecf[3];
         turn(k * kInterval, false, orbit[static_cast<std::size_t>(k)].data(), ecf);

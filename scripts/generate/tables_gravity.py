@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
 """Writes the number tables of the earth_gravity module into src/tables/.
 
-Usage: make_tables_gravity.py [shared directory, default ../shared beside the checkout]
+Usage: tables_gravity.py [shared directory, default ../shared beside the checkout]
 
 - gravity_egm2008_{n,c,s}.inc: normalisation factors and unnormalised EGM2008 coefficients to degree and order 30,
   from the ICGEM-format coefficient list (degree, order, Cbar, Sbar, sigmas), with C = N * Cbar in double precision.
@@ -13,7 +13,7 @@ import pathlib
 import sys
 
 DEGREE = 30
-ROOT = pathlib.Path(__file__).resolve().parent.parent
+ROOT = pathlib.Path(__file__).resolve().parent.parent.parent
 SHARED = pathlib.Path(sys.argv[1]) if len(sys.argv) > 1 else ROOT.parent / "shared"
 TABLES = ROOT / "src" / "tables"
 

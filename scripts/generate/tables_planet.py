@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
 """Writes the built-in record of the eph_planet module into src/tables/eph_record_2459216.inc.
 
-Usage: make_tables_planet.py [shared directory, default ../shared beside the checkout]
+Usage: tables_planet.py [shared directory, default ../shared beside the checkout]
 
 The source holds the 1018 numbers of one record in the JPL Development Ephemeris layout, one a line. For another
 mission period give a record of that period in the same form.
@@ -10,7 +10,7 @@ import pathlib
 import sys
 
 COEFFICIENTS = 1018
-ROOT = pathlib.Path(__file__).resolve().parent.parent
+ROOT = pathlib.Path(__file__).resolve().parent.parent.parent
 SHARED = pathlib.Path(sys.argv[1]) if len(sys.argv) > 1 else ROOT.parent / "shared"
 
 

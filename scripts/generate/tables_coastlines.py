@@ -2,7 +2,7 @@
 """Writes host/pictures/coastlines.inc: the coastlines of Natural Earth 1:110 million (public domain), as Debian's package
 r-cran-rnaturalearthdata has them (lines of the R data set coastline110).
 
-usage: scripts/make_tables_coastlines.py [DIRECTORY_OF_THE_DATA] > host/pictures/coastlines.inc"""
+usage: scripts/generate/tables_coastlines.py [DIRECTORY_OF_THE_DATA] > host/pictures/coastlines.inc"""
 import bz2
 import itertools
 import lzma
@@ -119,7 +119,7 @@ def main():
     points = sum(len(line) for line in lines)
     print(f"// Coastlines: Natural Earth 1:110 million, public domain. {len(lines)} lines, {points} points.")
     print("// A line is the number of its points, then longitude and latitude of each [0.1 degree].")
-    print("// Made by scripts/make_tables_coastlines.py")
+    print("// Made by scripts/generate/tables_coastlines.py")
     for line in lines:
         text = f"{len(line)}," + "".join(f"{x},{y}," for x, y in line)
         while len(text) > 118:

@@ -1,14 +1,14 @@
 #!/usr/bin/env python3
 """Writes src/tables/chisqr.inc from the table of chi-square quantiles.
 
-usage: make_tables_chisqr.py [shared directory]   (default: ../shared beside the checkout)
+usage: tables_chisqr.py [shared directory]   (default: ../shared beside the checkout)
 """
 
 import csv
 import pathlib
 import sys
 
-ROOT = pathlib.Path(__file__).resolve().parent.parent
+ROOT = pathlib.Path(__file__).resolve().parent.parent.parent
 SHARED = pathlib.Path(sys.argv[1]) if len(sys.argv) > 1 else ROOT.parent / "shared"
 PER_LINE = 10
 

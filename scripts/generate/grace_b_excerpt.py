@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
 """Cuts the excerpt of examples/data/grace_b out of the full data set: four hours of observations as Compact RINEX, the GPS orbits
 and clocks around them, the reference orbit, the earth orientation, the satellite antenna offsets and a gravity field to degree 90.
-usage: scripts/make_grace_b_excerpt.py DATA_SETS OUTPUT_DIRECTORY"""
+usage: scripts/generate/grace_b_excerpt.py DATA_SETS OUTPUT_DIRECTORY"""
 
 import gzip
 import pathlib

@@ -1,15 +1,15 @@
 #!/usr/bin/env python3
 """Writes src/tables/rkf78.inc and src/tables/harris_priester.inc from comma-separated tables.
 
-usage: make_tables_dynamics.py [SHARED_DIRECTORY]   (default: ../shared beside the checkout)
+usage: tables_dynamics.py [SHARED_DIRECTORY]   (default: ../shared beside the checkout)
 
-src/tables/orbit_positions_2019016.inc is made by scripts/make_orbit_positions.cpp.
+src/tables/orbit_positions_2019016.inc is made by scripts/generate/orbit_positions.cpp.
 """
 import csv
 import pathlib
 import sys
 
-ROOT = pathlib.Path(__file__).resolve().parent.parent
+ROOT = pathlib.Path(__file__).resolve().parent.parent.parent
 
 
 def read_rows(shared, name, count, width):
@@ -38,12 +38,12 @@ def main():
         lines.append("{%s, {%s}}," % (quotient(row[1]), ", ".join(quotient(value) for value in row[2:])))
     write("rkf78.inc", [
         "// Runge-Kutta-Fehlberg 7(8). Source: E. Fehlberg, NASA TR R-287, 1968. 13 rows, one a stage.",
-        "// Columns: node, coefficients of the stages before it. Written by scripts/make_tables_dynamics.py.",
+        "// Columns: node, coefficients of the stages before it. Written by scripts/generate/tables_dynamics.py.",
     ], lines)
     lines = ["{%s, %s, %s}," % tuple(row) for row in read_rows(shared, "harris_priester.csv", 50, 3)]
     write("harris_priester.inc", [
         "// Harris-Priester atmosphere, mean solar activity. Source: O. Montenbruck, E. Gill, Satellite Orbits, 2000, table 3.8.",
-        "// 50 rows. Columns: height [km], minimum and maximum density [g/km^3]. Written by scripts/make_tables_dynamics.py.",
+        "// 50 rows. Columns: height [km], minimum and maximum density [g/km^3]. Written by scripts/generate/tables_dynamics.py.",
     ], lines)
 
 
