@@ -124,11 +124,6 @@ void get_platform_axes(int rcv, GTime tag, double* posvel, ATT_QUATERNION* qua, 
     }
 }
 
-STATUS_SOL finish(SOLUTION* solt, STATUS_SOL status) {
-    solt->status = status;
-    return status;
-}
-
 void prepare_epoch(const OBSDATA_EPOCH* obs_epoch, EpochContext& ctx) {
     const GTime obs_time_gpst = gtimeChangeTimeSystem(ctx.obs_time, tsGPST);
     ctx.sow = GTime2SOW(obs_time_gpst).sow;
@@ -379,56 +374,39 @@ void assess(OBSDATA_EPOCH* obs_epoch, Pass& pass, const double* inv_BTWB, int np
     solt->gdop = std::sqrt(sum);
 }
 
-}  // namespace
-
-STATUS_SOL leopod::point_position(ModelEpoch& epoch, OBSDATA_EPOCH* obs_epoch, ANT_INFO* antenna_rcv, SOLUTION* solt) {
-    solt->type = 'C';
-    if (obs_epoch == nullptr) {
-        solt->time_epoch = GTime{};
-        std::snprintf(solt->msg, sizeof solt->msg, "obs_epoch pointer is NULL!");
-        report(ULOG_WARNING_LEVEL, "%s", solt->msg);
-        return finish(solt, SOL_OBS_BAD);
+/// All satellites from the position and the clocks of xyz0.
+void observe(OBSDATA_EPOCH* obs_epoch, int iteration, EpochContext& ctx, double* xyz0, Pass& pass) {
+    pass.nobs = 0;
+    pass.nsat = 0;
+    std::memset(pass.BTWB, 0, sizeof pass.BTWB);
+    std::memset(pass.BTWL, 0, sizeof pass.BTWL);
+    Station station;
+    ecef2blh(xyz0, station.blh, kWgs84SemiMajor, kWgs84Flattening);
+    get_platform_axes(obs_epoch->rcv, ctx.obs_time, xyz0, &ctx.qua_rcv_platform, ctx.rotation, station.axes);
+    for (int i = 0; i < clamp_count(obs_epoch->sat_num, MAXSAT_EPOCH); ++i) {
+        OBSDATA_SAT& sat = obs_epoch->satobs[i];
+        if (sat.flag_sat == OBS_OK) add_satellite(sat, i, iteration, ctx, station, xyz0, pass);
     }
-    EpochContext ctx{epoch.rotation};
-    ctx.obs_time = obs_epoch->epoch_time;
-    ctx.antenna_rcv = antenna_rcv;
-    solt->time_epoch = ctx.obs_time;
-    if (obs_epoch->flag_epoch != OBS_OK) {
-        std::snprintf(solt->msg, sizeof solt->msg, "obs_epoch flag_epoch is not OBS_OK!");
-        report(ULOG_WARNING_LEVEL, "%s", solt->msg);
-        return finish(solt, SOL_OBS_BAD);
-    }
-    warn_of_excess(*obs_epoch);
-    std::memset(solt->pos_vel_clk, 0, sizeof solt->pos_vel_clk);
-    double xyz0[kUnknowns] = {};  // from the earth's centre, with all clocks 0
-    prepare_epoch(obs_epoch, ctx);
+}
 
+/// Ends with a status and its text, which is a warning.
+STATUS_SOL fail(SOLUTION* solt, STATUS_SOL status) {
+    report(ULOG_WARNING_LEVEL, "%s", solt->msg);
+    return status;
+}
+
+/// Passes from the earth's centre on, until the correction is small.
+STATUS_SOL iterate(OBSDATA_EPOCH* obs_epoch, EpochContext& ctx, SOLUTION* solt) {
+    double xyz0[kUnknowns] = {};  // with all clocks 0
     Pass pass;
-    for (int iteration = 0;; ++iteration) {
-        pass.nobs = 0;
-        pass.nsat = 0;
-        std::memset(pass.BTWB, 0, sizeof pass.BTWB);
-        std::memset(pass.BTWL, 0, sizeof pass.BTWL);
-        if (iteration >= kMaxIterations) {
-            std::snprintf(solt->msg, sizeof solt->msg, "spp:iteration num= %d >= %d", iteration, kMaxIterations);
-            return finish(solt, SOL_ITER_EXCEED);
-        }
-
-        Station station;
-        ecef2blh(xyz0, station.blh, kWgs84SemiMajor, kWgs84Flattening);
-        get_platform_axes(obs_epoch->rcv, ctx.obs_time, xyz0, &ctx.qua_rcv_platform, ctx.rotation, station.axes);
-        for (int i = 0; i < clamp_count(obs_epoch->sat_num, MAXSAT_EPOCH); ++i) {
-            OBSDATA_SAT& sat = obs_epoch->satobs[i];
-            if (sat.flag_sat == OBS_OK) add_satellite(sat, i, iteration, ctx, station, xyz0, pass);
-        }
-
+    for (int iteration = 0; iteration < kMaxIterations; ++iteration) {
+        observe(obs_epoch, iteration, ctx, xyz0, pass);
         solt->nsat = pass.nsat;
         if (pass.nsat <= 3) {
             std::snprintf(solt->msg, sizeof solt->msg,
                           "epoch %s lack of valid satellite, ns = %d, nobs = %d, obs_epoch->sat_num=%d",
                           TimeText(ctx.obs_time).text, pass.nsat, pass.nobs, obs_epoch->sat_num);
-            report(ULOG_WARNING_LEVEL, "%s", solt->msg);
-            return finish(solt, SOL_SPP_LACK_SAT);
+            return fail(solt, SOL_SPP_LACK_SAT);
         }
 
         double dx[kUnknowns] = {};
@@ -436,7 +414,7 @@ STATUS_SOL leopod::point_position(ModelEpoch& epoch, OBSDATA_EPOCH* obs_epoch, A
         const int nparam = solve_normal(pass.BTWB, pass.BTWL, kUnknowns, dx, inv_BTWB);
         if (nparam == kNoMemory) {
             std::snprintf(solt->msg, sizeof solt->msg, "spp:no memory for the solver");
-            return finish(solt, SOL_ITER_EXCEED);
+            return SOL_ITER_EXCEED;
         }
         const double convergence = norm(kUnknowns, dx);
         assess(obs_epoch, pass, inv_BTWB, nparam, iteration, solt);
@@ -445,10 +423,39 @@ STATUS_SOL leopod::point_position(ModelEpoch& epoch, OBSDATA_EPOCH* obs_epoch, A
         std::memcpy(solt->pos_vel_clk, xyz0, sizeof solt->pos_vel_clk);
         if (nparam >= 0 && convergence < kConvergence) {
             std::snprintf(solt->msg, sizeof solt->msg, "SUCCESS");
-            return finish(solt, SOL_OK);
+            return SOL_OK;
         }
         for (int c = 0; c < kUnknowns; ++c) xyz0[c] += dx[c];
     }
+    std::snprintf(solt->msg, sizeof solt->msg, "spp:iteration num= %d >= %d", kMaxIterations, kMaxIterations);
+    return SOL_ITER_EXCEED;
+}
+
+STATUS_SOL solve_epoch(ModelEpoch& epoch, OBSDATA_EPOCH* obs_epoch, ANT_INFO* antenna_rcv, SOLUTION* solt) {
+    solt->type = 'C';
+    solt->time_epoch = obs_epoch != nullptr ? obs_epoch->epoch_time : GTime{};
+    if (obs_epoch == nullptr) {
+        std::snprintf(solt->msg, sizeof solt->msg, "obs_epoch pointer is NULL!");
+        return fail(solt, SOL_OBS_BAD);
+    }
+    if (obs_epoch->flag_epoch != OBS_OK) {
+        std::snprintf(solt->msg, sizeof solt->msg, "obs_epoch flag_epoch is not OBS_OK!");
+        return fail(solt, SOL_OBS_BAD);
+    }
+    warn_of_excess(*obs_epoch);
+    std::memset(solt->pos_vel_clk, 0, sizeof solt->pos_vel_clk);
+    EpochContext ctx{epoch.rotation};
+    ctx.obs_time = obs_epoch->epoch_time;
+    ctx.antenna_rcv = antenna_rcv;
+    prepare_epoch(obs_epoch, ctx);
+    return iterate(obs_epoch, ctx, solt);
+}
+
+}  // namespace
+
+STATUS_SOL leopod::point_position(ModelEpoch& epoch, OBSDATA_EPOCH* obs_epoch, ANT_INFO* antenna_rcv, SOLUTION* solt) {
+    solt->status = solve_epoch(epoch, obs_epoch, antenna_rcv, solt);
+    return solt->status;
 }
 
 STATUS_SOL precise_point_positioning(OBSDATA_EPOCH*, SOLUTION*) { return SOL_OK; }

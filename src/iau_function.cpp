@@ -42,30 +42,28 @@ double fmod_turn(double x) {
 
 }  // namespace
 
-namespace leopod {
-
-double fmod_two_pi(double x) {
+double leopod::fmod_two_pi(double x) {
     if (!(std::fabs(x) < kReductionLimit)) return std::fmod(x, kTwoPi);
     const double rest = nearest_remainder(std::fabs(x));
     return std::copysign(rest < 0.0 ? rest + kTwoPi : rest, x);  // this sum is exact too
 }
 
-double mean_anomaly_sun_mhb(double t) {
+double leopod::mean_anomaly_sun_mhb(double t) {
     constexpr double c[] = {1287104.79305, 129596581.0481, -0.5532, 0.000136, -0.00001149};
     return fmod_turn(horner(c, t)) * kArcsecToRad;
 }
 
-double mean_elongation_moon_mhb(double t) {
+double leopod::mean_elongation_moon_mhb(double t) {
     constexpr double c[] = {1072260.70369, 1602961601.2090, -6.3706, 0.006593, -0.00003169};
     return fmod_turn(horner(c, t)) * kArcsecToRad;
 }
 
-double mean_obliquity_2006(double t) {
+double leopod::mean_obliquity_2006(double t) {
     constexpr double c[] = {84381.406, -46.836769, -0.0001831, 0.00200340, -0.000000576, -0.0000000434};
     return horner(c, t) * kArcsecToRad;
 }
 
-void cio_arguments(double t, double (&fa)[8]) {
+void leopod::cio_arguments(double t, double (&fa)[8]) {
     fa[0] = iauFal03(t);
     fa[1] = iauFalp03(t);
     fa[2] = iauFaf03(t);
@@ -76,15 +74,13 @@ void cio_arguments(double t, double (&fa)[8]) {
     fa[7] = iauFapa03(t);
 }
 
-double cio_term(const int (&n)[8], double s, double c, const double (&fa)[8]) {
+double leopod::cio_term(const int (&n)[8], double s, double c, const double (&fa)[8]) {
     double a = 0.0;
     for (int i = 0; i < 8; ++i) a += static_cast<double>(n[i]) * fa[i];
     double sine = 0.0, cosine = 0.0;
     sine_cosine(a, sine, cosine);
     return s * sine + c * cosine;
 }
-
-}  // namespace leopod
 
 namespace {
 
@@ -666,13 +662,11 @@ void iauC2i06a(double date1, double date2, double rc2i[3][3]) {
     intermediate_matrix(date1, date2, rbpn, rc2i);
 }
 
-namespace leopod {
-
-void fast_nutation(double date1, double date2, double& dpsi, double& deps) {
+void leopod::fast_nutation(double date1, double date2, double& dpsi, double& deps) {
     product_nutation(centuries(date1, date2), dpsi, deps);
 }
 
-void fast_celestial_to_intermediate(double date1, double date2, double rc2i[3][3]) {
+void leopod::fast_celestial_to_intermediate(double date1, double date2, double rc2i[3][3]) {
     struct Matrix {
         double r[3][3];
     };
@@ -685,8 +679,6 @@ void fast_celestial_to_intermediate(double date1, double date2, double rc2i[3][3
     });
     std::copy_n(matrix.r[0], 9, rc2i[0]);
 }
-
-}  // namespace leopod
 
 void iauC2ixy(double date1, double date2, double x, double y, double rc2i[3][3]) {
     iauC2ixys(x, y, iauS00(date1, date2, x, y), rc2i);

@@ -32,30 +32,40 @@ void publish(ulog_level_t level, const char* text) {
 #pragma GCC diagnostic pop
 }
 
+/// Where a message comes from.
+struct Place {
+    const char* module;
+    int line;
+    const char* function;
+};
+
+/// Counts a report and, where somebody hears it, publishes its text, with its place where there is one.
+[[gnu::format(printf, 3, 0)]] void publish(ulog_level_t level, const Place* place, const char* format, va_list args) {
+    ++s_reports;
+    if (!heard(level)) return;
+    char text[kTextSize];
+    print_list(text, sizeof text, format, args);
+    if (place == nullptr) return publish(level, text);
+    char located[kTextSize + 512];
+    std::snprintf(located, sizeof located, "%.200s:%d:%.200s()<%s>", place->module, place->line, place->function, text);
+    publish(level, located);
+}
+
 }  // namespace
 
 void report(ulog_level_t level, const char* format, ...) {
-    ++s_reports;
-    if (!heard(level)) return;
-    char text[kTextSize];
     va_list args;
     va_start(args, format);
-    print_list(text, sizeof text, format, args);
+    publish(level, nullptr, format, args);
     va_end(args);
-    publish(level, text);
 }
 
 void report_at(ulog_level_t level, const char* module, int line, const char* function, const char* format, ...) {
-    ++s_reports;
-    if (!heard(level)) return;
-    char text[kTextSize];
+    const Place place{module, line, function};
     va_list args;
     va_start(args, format);
-    print_list(text, sizeof text, format, args);
+    publish(level, &place, format, args);
     va_end(args);
-    char located[kTextSize + 512];
-    std::snprintf(located, sizeof located, "%.200s:%d:%.200s()<%s>", module, line, function, text);
-    publish(level, located);
 }
 
 unsigned long reports_made() { return s_reports; }

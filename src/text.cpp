@@ -218,6 +218,65 @@ inline const char* read_real(const char* first, const char* last, const char* re
     return end;
 }
 
+/// One conversion of a format: "%d", "%12lf", "%*s".
+struct Conversion {
+    bool skipped = false;   ///< "*": nothing is stored
+    bool extended = false;  ///< "L"
+    std::size_t width = 0;  ///< 0: none
+    char kind = '\0';
+};
+
+/// Reads the conversion behind a '%'; f is what follows it.
+Conversion read_conversion(const char*& f) {
+    Conversion c;
+    c.skipped = *f == '*';
+    if (c.skipped) ++f;
+    while (is_digit(*f)) c.width = 10 * c.width + static_cast<std::size_t>(*f++ - '0');
+    c.extended = *f == 'L';
+    if (c.extended || *f == 'l') ++f;
+    if (*f != '\0') c.kind = *f++;
+    return c;
+}
+
+/// Stores a number from p on, which then stands behind it. False, and nothing stored, where there is none.
+template <typename Number, typename Read>
+bool store_number(const char*& p, Number* out, Read&& read) {
+    Number value = 0;
+    const char* const stop = read(value);
+    if (stop == p) return false;
+    *out = value;
+    p = stop;
+    return true;
+}
+
+struct Arguments {
+    va_list list;
+};
+
+/// Stores what one conversion finds from p on, which then stands behind it. False where that is no number.
+bool convert(const Conversion& c, const char*& p, Arguments& to) {
+    const char* const last = p + (c.width != 0 ? strnlen(p, c.width) : std::strlen(p));
+    const auto real = [&](auto& value) { return read_real(p, last, last, value); };
+    switch (c.kind) {
+        case 'd':
+            return store_number(p, va_arg(to.list, int*), [&](int& value) { return read_int(p, last, value); });
+        case 'f':
+            return c.extended ? store_number(p, va_arg(to.list, long double*), real)
+                              : store_number(p, va_arg(to.list, double*), real);
+        case 'c':
+            *va_arg(to.list, char*) = *p++;
+            return true;
+        default:  // 's'
+            break;
+    }
+    char* out = c.skipped ? nullptr : va_arg(to.list, char*);
+    for (; p < last && !is_blank(*p); ++p) {
+        if (out != nullptr) *out++ = *p;
+    }
+    if (out != nullptr) *out = '\0';
+    return true;
+}
+
 }  // namespace
 
 double to_double(const char* text, const char** end) {
@@ -240,70 +299,30 @@ int to_int(const char* text) {
 }
 
 int scan(const char* text, const char* format, ...) {
-    va_list args;
-    va_start(args, format);
+    Arguments to;
+    va_start(to.list, format);
     const char* p = text;
     int stored = 0;
-    bool failed = false;
-    for (const char* f = format; *f != '\0' && !failed;) {
+    for (const char* f = format; *f != '\0';) {
         if (is_blank(*f)) {
             p = skip_blanks(p);
             ++f;
             continue;
         }
         if (*f != '%') {
-            if (*p != *f) break;
-            ++p;
-            ++f;
+            if (*p++ != *f++) break;
             continue;
         }
-        ++f;
-        const bool skipped = *f == '*';
-        if (skipped) ++f;
-        std::size_t width = 0;
-        while (is_digit(*f)) width = 10 * width + static_cast<std::size_t>(*f++ - '0');
-        const bool extended = *f == 'L';
-        if (extended || *f == 'l') ++f;
-        const char kind = *f != '\0' ? *f++ : '\0';
-        if (kind != 'c') p = skip_blanks(p);
+        const Conversion c = read_conversion(++f);
+        if (c.kind != 'c') p = skip_blanks(p);
         if (*p == '\0') {
             if (stored == 0) stored = -1;
             break;
         }
-        const std::size_t length = width != 0 ? strnlen(p, width) : std::strlen(p);
-        const char* last = p + length;
-        if (skipped) {  // only "%*s"
-            while (p < last && !is_blank(*p)) ++p;
-            continue;
-        }
-        if (kind == 'd') {
-            int value = 0;
-            const char* stop = read_int(p, last, value);
-            failed = stop == p;
-            if (!failed) *va_arg(args, int*) = value;
-            p = stop;
-        } else if (kind == 'f' && extended) {
-            long double value = 0;
-            const char* stop = read_real(p, last, p + length, value);
-            failed = stop == p;
-            if (!failed) *va_arg(args, long double*) = value;
-            p = stop;
-        } else if (kind == 'f') {
-            double value = 0.0;
-            const char* stop = read_real(p, last, p + length, value);
-            failed = stop == p;
-            if (!failed) *va_arg(args, double*) = value;
-            p = stop;
-        } else if (kind == 'c') {
-            *va_arg(args, char*) = *p++;
-        } else {  // 's'
-            char* out = va_arg(args, char*);
-            while (p < last && !is_blank(*p)) *out++ = *p++;
-            *out = '\0';
-        }
-        if (!failed) ++stored;
+        if (!convert(c, p, to)) break;
+        if (!c.skipped) ++stored;
     }
-    va_end(args);
+    va_end(to.list);
     return stored;
 }
 
