@@ -234,6 +234,17 @@ INSTANTIATE_TEST_SUITE_P(
               "",
               0,
               "other.csv<mjd_gpst,sod_gpst,x_m,y_m,z_m\n59233,0,1e6,6e6,0\n59233,60,1e6,6e6,0\n>"},
+        Trial{"OrbitsShiftedForOneEpoch",
+              "run --obs %E/data/grace_b/grcb2080_01h05h.10d.gz --sp3 %T/shifted.sp3 --truth "
+              "%E/data/grace_b/reference_orbit.csv.gz",
+              0,
+              {"32 positions left out that lie off the curve", "2010-07-27T03:15:00, 30 m", "solved 1439"},
+              largest("filter after 20 epochs"),
+              4.0,
+              "",
+              "gzip -dc %E/data/grace_b/cod15942_excerpt.sp3.gz | awk '/^[*]/{on=/ 27  3 15 /} "
+              "on&&/^PG/{$0=substr($0,1,4) "
+              "sprintf(\"%14.6f\",substr($0,5,14)+0.03) substr($0,19)} 1' > shifted.sp3"},
         Trial{"AntennasOfOtherYears",
               "run --obs %E/data/demo_bds.obs --nav %E/data/demo_bds.nav --atx %T/old.atx",
               2,

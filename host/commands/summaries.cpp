@@ -53,6 +53,7 @@ void summarise_environment(const Environment& environment, const GTime& epoch, S
         summary.set(place("files", i) + "/file", file.name);
         summary.set(place("files", i) + "/content", file.content);
     }
+    summary.set("impossible_values_set_aside", environment.impossible);
     if (!environment.eop_source.empty()) summary.set("earth_orientation", environment.eop_source);
     if (!environment.planet_source.empty()) summary.set("planets", environment.planet_source);
     const double mjd = gtime2mjd(gtimeChangeTimeSystem(epoch, tsUTC));

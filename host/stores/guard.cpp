@@ -5,6 +5,7 @@
 
 #include "gnss_config.h"
 #include "mathlib.h"
+#include "stores/orbit_nodes.h"
 
 namespace host {
 
@@ -41,23 +42,14 @@ struct Window {
     bool surrounds() const { return count > 0 && at(0) <= 0.0 && at(count - 1) >= 0.0; }
 };
 
-/// Bound of the error of a polynomial through positions of a navigation satellite. Of its earth-fixed motion the part against the earth's
-/// turn is the quickest: a fifth of the radius at half a turn more than its own two a day. [m]
-template <typename Window>
-double orbit_error(const Window& window) {
-    constexpr double kRadius = 2.66e7, kShare = 0.21, kRate = 2.19e-4;
-    double bound = kRadius * kShare;
-    for (int i = 0; i < window.count; ++i) bound *= kRate * std::fabs(window.at(i)) / (i + 1);
-    return bound;
-}
-
 Lack orbit_lack(const GTime& time, int satindex, const GTime& start) {
     EPHREC_PRE* row = g_prec_storage->eph_pre_all[satindex];
     const int size = g_prec_storage->idx_eph[satindex];
     if (size <= 0) return Lack::kNoOrbit;
     const Window<EPHREC_PRE, kOrbitHalf> window(row, size, find_closest_eph_prec(row, size, time), time);
     const bool served =
-        window.surrounds() && gtimeSubSec(time, start) >= 0.0 && orbit_error(window) <= kOrbitErrorLimit;
+        window.surrounds() && gtimeSubSec(time, start) >= 0.0 &&
+        polynomial_error(window.seconds.data(), static_cast<std::size_t>(window.count)) <= kOrbitErrorLimit;
     return served ? Lack::kNone : Lack::kOrbitWindow;
 }
 

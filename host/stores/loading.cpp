@@ -14,6 +14,7 @@
 #include "stores/environment.h"
 #include "stores/observables.h"
 #include "stores/observation_stream.h"
+#include "stores/orbit_nodes.h"
 #include "stores/orientation.h"
 #include "stores/planets.h"
 #include "stores/plausible.h"
@@ -249,6 +250,15 @@ void load_ephemerides(const InputOptions& options, Environment& environment) {
     }
 }
 
+void check_ephemeris_values(Environment& environment) {
+    set_aside_impossible_values(environment);
+    const std::string strays = set_aside_stray_positions(environment.runtime->prec_storage);
+    if (strays.empty()) return;
+    const auto last = std::find_if(environment.files.rbegin(), environment.files.rend(),
+                                   [](const FileReport& file) { return file.kind == "precise orbits"; });
+    if (last != environment.files.rend()) last->content += "; of all these files " + strays;
+}
+
 void load_antennas(const std::string& name, double mjd, Environment& environment) {
     ANT_INFO_STORE& store = environment.antennas;
     g_antenna_info_store = &store;
@@ -295,7 +305,7 @@ void load_transmitters(const InputOptions& options, Environment& environment) {
     check_ephemerides(options);
     environment.runtime = make_zeroed<RUNTIME_POD_EMBED>();
     load_ephemerides(options, environment);
-    set_aside_impossible_values(environment);
+    check_ephemeris_values(environment);
 }
 
 void load_configuration(const std::string& file, Environment& environment) {
@@ -350,7 +360,7 @@ void prepare_stream(const InputOptions& options, Environment& environment) {
         load_models(options, environment);
     }
     load_ephemerides(options, environment);
-    set_aside_impossible_values(environment);
+    check_ephemeris_values(environment);
     if (!options.embedded) choose_observables(options, scans, *environment.runtime);
     if (!options.config.empty()) load_configuration(options.config, environment);
     hold_observables(scans, environment);
