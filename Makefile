@@ -42,9 +42,9 @@ interface:
 	scripts/list_interface $(BUILD)
 
 lint:
-	scripts/bootstrap lint
-	cmake -S . -B $(BUILD) -DCMAKE_BUILD_TYPE=Release $(CMAKE_FLAGS)
-	scripts/lint $(BUILD)
+	@scripts/bootstrap lint
+	@cmake -S . -B $(BUILD) -DCMAKE_BUILD_TYPE=Release $(CMAKE_FLAGS) >/dev/null
+	@scripts/lint $(BUILD)
 
 format:
 	clang-format -i src/*.cpp src/*.h src/private/*.h host/*.cpp host/*/*.cpp host/*/*.h tests/*.cpp tests/*.h bench/*.cpp bench/*.h fuzz/*.cpp fuzz/*.h examples/*.c examples/*.cpp

@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
-#include <cstring>
 
 #include "estimation/first_state.h"
 #include "shared/error.h"
@@ -27,25 +26,25 @@ struct NoSolution {
 
 /// The iterations of the fit and the state that the last one starts from, by its messages. The library would keep a record for each output
 /// epoch, 110 kB each, of which the first one alone is wanted.
-void collect_history(Console& console, const STATE_SPACECRAFT& state, std::vector<FitIteration>& history,
-                     FirstState& first, Progress& progress) {
-    console.listen([&state, &history, &first, &progress](ulog_level_t, const char* text) {
-        if (std::strncmp(text, "solve_lsq_normal_equation error", 31) == 0)
-            throw NoSolution{"the equations have no solution"};
-        if (std::strcmp(text, "start orbit integration.") == 0) {
+Console::Subscription collect_history(Console& console, const STATE_SPACECRAFT& state,
+                                      std::vector<FitIteration>& history, FirstState& first, Progress& progress) {
+    return console.subscribe([&state, &history, &first, &progress](ulog_level_t, const char* text) {
+        FitMessage message;
+        if (!read_fit(text, message)) return;
+        if (message.kind == FitMessage::kNoSolution) throw NoSolution{"the equations have no solution"};
+        if (message.kind == FitMessage::kStart) {
             std::copy_n(state.pos_eci, 3, first.pos);
             std::copy_n(state.vel_eci, 3, first.vel);
         }
-        FitIteration next;
-        if (std::sscanf(text, "iteration number: %d", &next.number) == 1) {
-            history.push_back(next);
-            progress.rename("fitting, iteration " + std::to_string(next.number + 1) + " of at most " +
+        if (message.kind == FitMessage::kIteration) {
+            history.emplace_back();
+            history.back().number = message.number;
+            progress.rename("fitting, iteration " + std::to_string(message.number + 1) + " of at most " +
                             std::to_string(kFitIterations));
         }
         if (history.empty()) return;
-        FitIteration& now = history.back();
-        std::sscanf(text, "fit RMS[ARC] = %lf %lf %lf", &now.rms[0], &now.rms[1], &now.rms[2]);
-        std::sscanf(text, "test_convergence[loss function]=%lf", &now.test);
+        if (message.kind == FitMessage::kRms) std::copy_n(message.rms, 3, history.back().rms);
+        if (message.kind == FitMessage::kTest) history.back().test = message.test;
     });
 }
 
@@ -141,13 +140,11 @@ FitResult fit_with_unit_weights(const std::string& source, const FitPositions& p
     FirstState first{};
     try {
         Progress progress("fitting");
-        collect_history(console, state, result.iterations, first, progress);
+        const auto subscription = collect_history(console, state, result.iterations, first, progress);
         const bool done = orbit_fit(&config, &state, end, solution.nepochs, epochs.data(),
                                     reinterpret_cast<double(*)[3]>(eci.data()), &solution);
-        console.listen(nullptr);
         if (!done) throw InputError(source + ": these positions cannot be fitted");
     } catch (const NoSolution& none) {
-        console.listen(nullptr);
         result.failure = none.reason;
         return result;
     }

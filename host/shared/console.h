@@ -80,8 +80,6 @@ class Console {
         listener_ = std::move(listener);
         return Subscription(*this);
     }
-    /// As subscribe, until it is called with null.
-    void listen(Listener listener) { listener_ = std::move(listener); }
     /// Messages from warnings on.
     const MessageCounts& messages() const { return messages_; }
 

@@ -30,6 +30,23 @@ bool read_filter_residuals(ulog_level_t level, const char* text, std::vector<dou
     return true;
 }
 
+bool read_fit(const char* text, FitMessage& m) {
+    if (std::strcmp(text, "start orbit integration.") == 0) {
+        m.kind = FitMessage::kStart;
+    } else if (std::strncmp(text, "solve_lsq_normal_equation error", 31) == 0) {
+        m.kind = FitMessage::kNoSolution;
+    } else if (std::sscanf(text, "iteration number: %d", &m.number) == 1) {
+        m.kind = FitMessage::kIteration;
+    } else if (std::sscanf(text, "fit RMS[ARC] = %lf %lf %lf", &m.rms[0], &m.rms[1], &m.rms[2]) == 3) {
+        m.kind = FitMessage::kRms;
+    } else if (std::sscanf(text, "test_convergence[loss function]=%lf", &m.test) == 1) {
+        m.kind = FitMessage::kTest;
+    } else {
+        return false;
+    }
+    return true;
+}
+
 bool is_nameless_set(const char* text) { return std::strncmp(text, "no tle data", 11) == 0; }
 
 std::string folded(const char* text) {

@@ -23,6 +23,21 @@ bool read_slip(ulog_level_t level, const char* text, SlipMark& slip);
 /// Residuals of all rows of the filter behind its update: code and phase of each satellite in turn [m].
 bool read_filter_residuals(ulog_level_t level, const char* text, std::vector<double>& residuals);
 
+/// What orbit_fit says on its way.
+struct FitMessage {
+    enum Kind {
+        kStart,
+        kIteration,
+        kRms,
+        kTest,
+        kNoSolution
+    } kind = kStart;  ///< kStart: an integration from the present state
+    int number = 0;   ///< of the iteration that begins
+    double rms[3]{};  ///< along, radial, cross [m]
+    double test = 0;  ///< root mean square of the corrections
+};
+bool read_fit(const char* text, FitMessage& message);
+
 /// An element set without a name in a list of names.
 bool is_nameless_set(const char* text);
 
