@@ -1,6 +1,7 @@
 #include "inputs/observations.h"
 
 #include <algorithm>
+#include <charconv>
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
@@ -19,18 +20,37 @@ constexpr std::size_t kMostSatellites = 200;  ///< of an epoch
 constexpr std::size_t kValueWidth = 14;
 
 /// Columns of a line, as far as they are there.
-std::string columns(const std::string& line, std::size_t first, std::size_t width) {
-    return first < line.size() ? line.substr(first, width) : std::string();
+std::string_view columns(std::string_view line, std::size_t first, std::size_t width) {
+    return first < line.size() ? line.substr(first, width) : std::string_view();
 }
 
 bool has_label(const std::string& line, const char* label) { return line.find(label, 60) != std::string::npos; }
 
+bool is_blank(char c) { return c == ' ' || (c >= '\t' && c <= '\r'); }
+
+/// Takes the number at the start of a text, behind blanks; false where there is none.
+template <typename Number>
+bool take_number(std::string_view& text, Number& value) {
+    while (!text.empty() && is_blank(text[0])) text.remove_prefix(1);
+    if (text.size() > 1 && text[0] == '+' && text[1] != '-') text.remove_prefix(1);
+    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
+    text.remove_prefix(static_cast<std::size_t>(end - text.data()));
+    return error == std::errc();
+}
+
 /// A whole number of some columns; -1 where there is none.
-int number_at(const std::string& line, std::size_t first, std::size_t width) {
-    const std::string text = columns(line, first, width);
-    char* end = nullptr;
-    const long value = std::strtol(text.c_str(), &end, 10);
-    return end != text.c_str() && value >= 0 && value < 100000 ? static_cast<int>(value) : -1;
+int number_at(std::string_view line, std::size_t first, std::size_t width) {
+    std::string_view text = columns(line, first, width);
+    int value = 0;
+    return take_number(text, value) && value >= 0 && value < 100000 ? value : -1;
+}
+
+/// Appends a number, filled up on its left.
+void append_number(std::string& text, int value, std::size_t width, char fill) {
+    char digits[16];
+    const auto size = static_cast<std::size_t>(std::to_chars(digits, digits + sizeof digits, value).ptr - digits);
+    text.append(width > size ? width - size : 0, fill);
+    text.append(digits, size);
 }
 
 /// Observations, those behind a power failure, and slips are given satellite by satellite.
@@ -86,7 +106,7 @@ bool ObservationReader::line() {
 void ObservationReader::read_header() {
     if (!line()) wrong_kind(name_, kKind);
     if (columns(line_, 20, 1) != "O" && line_.find("OBSERVATION") == std::string::npos) wrong_kind(name_, kKind);
-    version_ = std::atof(columns(line_, 0, 9).c_str());
+    version_ = std::atof(line_.substr(0, 9).c_str());
     if (!(version_ >= 2.0 && version_ < 5.0))
         throw InputError(name_ + ": version of this " + kKind + " is not 2, 3 or 4");
     while (line()) {
@@ -108,7 +128,7 @@ void ObservationReader::read_types_v2() {
         types_left_ = static_cast<std::size_t>(count);
     }
     for (std::size_t k = 0; k < 9 && types_left_ > 0; ++k, --types_left_) {
-        std::string type = columns(line_, 10 + 6 * k, 2);
+        std::string type(columns(line_, 10 + 6 * k, 2));
         type.erase(std::remove(type.begin(), type.end(), ' '), type.end());
         if (types_v2_.size() < kMostTypes) types_v2_.push_back(type_of_v2(type));
     }
@@ -116,15 +136,15 @@ void ObservationReader::read_types_v2() {
 }
 
 void ObservationReader::read_types_v3() {
-    const std::string letter = columns(line_, 0, 1);
+    const char letter = line_[0];
     const int count = number_at(line_, 3, 3);
-    if (letter != " " && !letter.empty() && count >= 0) {
-        system_ = letter[0];
+    if (letter != ' ' && count >= 0) {
+        system_ = letter;
         types_left_ = static_cast<std::size_t>(count);
         layout_[system_].clear();
     }
     for (std::size_t k = 0; k < 13 && types_left_ > 0; ++k, --types_left_) {
-        if (layout_[system_].size() < kMostTypes) layout_[system_].push_back(columns(line_, 7 + 4 * k, 3));
+        if (layout_[system_].size() < kMostTypes) layout_[system_].emplace_back(columns(line_, 7 + 4 * k, 3));
     }
 }
 
@@ -136,10 +156,10 @@ void ObservationReader::read_time_system() {
     }
 }
 
-void ObservationReader::set_time(const TimeYMD& date, const std::string& second, ObservedEpoch& epoch) {
-    char text[48];
+void ObservationReader::set_time(const TimeYMD& date, std::string_view second, ObservedEpoch& epoch) const {
     epoch.time = time_of(date, tsGPST);
     if (time_system_ == "BDT") {
+        char text[48];
         epoch.time = gtimeAddSec(epoch.time, 14.0);
         const TimeYMD d = calendar(epoch.time, 7);
         std::snprintf(text, sizeof text, "%4d %02d %02d %02d %02d %10.7f", d.year, d.month, d.day, d.hour, d.minute,
@@ -147,14 +167,17 @@ void ObservationReader::set_time(const TimeYMD& date, const std::string& second,
         epoch.date = text;
         return;
     }
-    std::snprintf(text, sizeof text, "%4d %02d %02d %02d %02d", date.year, date.month, date.day, date.hour,
-                  date.minute);
-    epoch.date = text + second;
+    epoch.date.clear();
+    append_number(epoch.date, date.year, 4, ' ');
+    for (const int part : {date.month, date.day, date.hour, date.minute}) {
+        epoch.date += ' ';
+        append_number(epoch.date, part, 2, '0');
+    }
+    epoch.date += second;
 }
 
 /// True for a line that opens an epoch, whatever its flag.
-bool ObservationReader::read_epoch_line(ObservedEpoch& epoch, int& flag, std::size_t& count,
-                                        std::vector<std::string>& names) {
+bool ObservationReader::read_epoch_line(ObservedEpoch& epoch, int& flag, std::size_t& count) {
     const bool v3 = version_ >= 3.0;
     if (v3 ? line_.size() < 32 || line_[0] != '>' : line_.size() < 29) return false;
     const std::size_t flag_at = v3 ? 31 : 28;
@@ -163,42 +186,43 @@ bool ObservationReader::read_epoch_line(ObservedEpoch& epoch, int& flag, std::si
     if (flag < 0 || n < 0) return false;
     count = static_cast<std::size_t>(n);
     if (!has_satellites(flag)) return true;
-    const std::string second = v3 ? columns(line_, 18, 11) : columns(line_, 15, 11);
+    if (!v3 && (line_[0] != ' ' || line_[3] != ' ')) return false;
     TimeYMD date{};
-    const int fields = v3 ? std::sscanf(columns(line_, 1, 28).c_str(), "%d %d %d %d %d %lf", &date.year, &date.month,
-                                        &date.day, &date.hour, &date.minute, &date.second)
-                          : std::sscanf(columns(line_, 0, 26).c_str(), "%d %d %d %d %d %lf", &date.year, &date.month,
-                                        &date.day, &date.hour, &date.minute, &date.second);
-    if (fields != 6 || (!v3 && (line_[0] != ' ' || line_[3] != ' '))) return false;
+    std::string_view text = v3 ? columns(line_, 1, 28) : columns(line_, 0, 26);
+    for (int* part : {&date.year, &date.month, &date.day, &date.hour, &date.minute}) {
+        if (!take_number(text, *part)) return false;
+    }
+    if (!take_number(text, date.second)) return false;
     if (!v3) date.year += date.year < 80 ? 2000 : date.year < 100 ? 1900 : 0;
     if (!is_date(date.year, date.month, date.day) || date.hour < 0 || date.hour > 24 || date.minute < 0 ||
         date.minute > 60 || !(date.second >= 0.0 && date.second <= 61.0)) {
         return false;
     }
-    set_time(date, second, epoch);
-    if (!v3) read_names_v2(count, names);
+    set_time(date, columns(line_, v3 ? 18 : 15, 11), epoch);
+    if (!v3) read_names_v2(count);
     return true;
 }
 
-void ObservationReader::read_names_v2(std::size_t count, std::vector<std::string>& names) {
-    names.clear();
+void ObservationReader::read_names_v2(std::size_t count) {
+    names_.clear();
     for (std::size_t i = 0; i < count; ++i) {
         if (i > 0 && i % 12 == 0 && !line()) return;
-        std::string name = columns(line_, 32 + 3 * (i % 12), 3);
-        name.resize(3, ' ');
+        const std::string_view text = columns(line_, 32 + 3 * (i % 12), 3);
+        std::array<char, 3> name{' ', ' ', ' '};
+        std::copy(text.begin(), text.end(), name.begin());
         if (name[0] == ' ') name[0] = 'G';
-        names.push_back(name);
+        names_.push_back(name);
     }
 }
 
-void ObservationReader::read_satellite_v2(const std::string& name, ObservedSatellite& satellite) {
+void ObservationReader::read_satellite_v2(const std::array<char, 3>& name, ObservedSatellite& satellite) {
     satellite.system = name[0];
-    satellite.prn = number_at(name, 1, 2);
+    satellite.prn = number_at({name.data(), name.size()}, 1, 2);
     satellite.fields.clear();
     for (std::size_t k = 0; k < types_v2_.size(); k += 5) {
         if (!line()) return;
         satellite.fields.resize(k * kFieldWidth, ' ');
-        satellite.fields += columns(line_, 0, 5 * kFieldWidth);
+        satellite.fields.append(line_, 0, 5 * kFieldWidth);
     }
 }
 
@@ -246,11 +270,10 @@ void ObservationReader::put_in_place(ObservedSatellite& satellite) const {
 }
 
 bool ObservationReader::next(ObservedEpoch& epoch) {
-    std::vector<std::string> names;
     int flag = 0;
     std::size_t count = 0;
     while (line()) {
-        if (!read_epoch_line(epoch, flag, count, names)) continue;
+        if (!read_epoch_line(epoch, flag, count)) continue;
         if (has_satellites(flag)) {
             epoch.count = 0;
             for (std::size_t i = 0; i < count; ++i) {
@@ -259,8 +282,8 @@ bool ObservationReader::next(ObservedEpoch& epoch) {
                 if (version_ >= 3.0) {
                     if (!read_satellite_v3(satellite)) break;
                 } else {
-                    if (i >= names.size() || in_.eof()) break;
-                    read_satellite_v2(names[i], satellite);
+                    if (i >= names_.size() || in_.eof()) break;
+                    read_satellite_v2(names_[i], satellite);
                 }
                 if (is_moved_) put_in_place(satellite);
                 epoch.count += satellite.prn > 0 && epoch.count < kMostSatellites;

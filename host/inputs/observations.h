@@ -3,6 +3,7 @@
 #ifndef LEOPOD_HOST_OBSERVATIONS_H
 #define LEOPOD_HOST_OBSERVATIONS_H
 
+#include <array>
 #include <cstdint>
 #include <fstream>
 #include <map>
@@ -53,13 +54,13 @@ class ObservationReader {
     void read_types_v2();
     void read_types_v3();
     void read_time_system();
-    bool read_epoch_line(ObservedEpoch& epoch, int& flag, std::size_t& count, std::vector<std::string>& names);
-    void read_names_v2(std::size_t count, std::vector<std::string>& names);
-    void read_satellite_v2(const std::string& name, ObservedSatellite& satellite);
+    bool read_epoch_line(ObservedEpoch& epoch, int& flag, std::size_t& count);
+    void read_names_v2(std::size_t count);
+    void read_satellite_v2(const std::array<char, 3>& name, ObservedSatellite& satellite);
     bool read_satellite_v3(ObservedSatellite& satellite);
     void read_event(std::size_t lines);
     void put_in_place(ObservedSatellite& satellite) const;
-    void set_time(const TimeYMD& date, const std::string& second, ObservedEpoch& epoch);
+    void set_time(const TimeYMD& date, std::string_view second, ObservedEpoch& epoch) const;
 
     std::string name_;
     std::ifstream in_;
@@ -73,6 +74,7 @@ class ObservationReader {
     char system_ = ' ';                                ///< of a list of types that goes on
     std::size_t types_left_ = 0;
     std::vector<std::string> types_v2_;
+    std::vector<std::array<char, 3>> names_;  ///< of the satellites of an epoch of version 2
     long events_ = 0;
 };
 
