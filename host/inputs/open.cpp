@@ -2,7 +2,6 @@
 
 #include <fcntl.h>
 #include <nettle/sha2.h>
-#include <sys/mman.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -10,7 +9,6 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
-#include <filesystem>
 #include <map>
 #include <vector>
 
@@ -148,56 +146,6 @@ bool is_binary(const std::string& head) {
 
 }  // namespace
 
-/// A text in an unnamed file: in memory as long as it is short, else in the folder for temporary files.
-class InputFile::Store {
-  public:
-    Store() : descriptor_(memfd_create("leopod", MFD_CLOEXEC)) {
-        if (descriptor_ < 0) fail("cannot be kept in memory", errno);
-    }
-    ~Store() { ::close(descriptor_); }
-    Store(const Store&) = delete;
-    Store& operator=(const Store&) = delete;
-
-    void add(const char* data, std::size_t size) {
-        if (!on_disk_ && size_ + size > kInMemory) move_to_disk();
-        size_ += size;
-        if (size_ > kMaxExpanded) throw InputError("has more than " + std::to_string(kMaxExpanded >> 30U) + " GiB");
-        write(data, size);
-    }
-    std::uint64_t size() const { return size_; }
-    std::string path() const { return "/proc/self/fd/" + std::to_string(descriptor_); }
-
-  private:
-    void write(const char* data, std::size_t size) const {
-        while (size > 0) {
-            const ssize_t n = ::write(descriptor_, data, size);
-            if (n < 0 && errno == EINTR) continue;
-            if (n < 0) fail(on_disk_ ? "cannot be kept among the temporary files" : "cannot be kept in memory", errno);
-            data += n;
-            size -= static_cast<std::size_t>(n);
-        }
-    }
-    void move_to_disk() {
-        std::error_code error;
-        std::string pattern = (std::filesystem::temp_directory_path(error) / "leopod-XXXXXX").string();
-        const int file = mkostemp(pattern.data(), O_CLOEXEC);
-        if (file < 0) fail("cannot be kept among the temporary files", errno);
-        unlink(pattern.c_str());
-        const int memory = descriptor_;
-        descriptor_ = file;
-        on_disk_ = true;
-        std::vector<char> block(kBlock);
-        off_t at = 0;
-        for (ssize_t n = 0; (n = pread(memory, block.data(), block.size(), at)) > 0; at += n)
-            write(block.data(), static_cast<std::size_t>(n));
-        ::close(memory);
-    }
-
-    int descriptor_;
-    bool on_disk_ = false;
-    std::uint64_t size_ = 0;
-};
-
 InputFile::~InputFile() = default;
 
 InputFile::InputFile(const std::string& name, const std::string& kind) : name_(name) {
@@ -238,7 +186,7 @@ void InputFile::take_in(int descriptor, const std::string& kind) {
         return;
     }
     if (is_binary(head_)) throw InputError("is a binary file, not " + with_article(kind));
-    store_ = std::make_unique<Store>();
+    store_ = std::make_unique<UnnamedFile>(kInMemory);
     keep(text);
     if (!text.ends_a_line() && compression == Compression::compress)
         throw InputError("the Unix compress data end within a line: they are cut, or lack the end of the last line");
@@ -255,6 +203,8 @@ void InputFile::keep(ByteSource& text) {
     const bool compact = is_crinex(head_);
     const ByteSink sink = [this](const char* data, std::size_t size) {
         if (head_.size() < kHead) head_.append(data, std::min(size, kHead - head_.size()));
+        if (store_->size() + size > kMaxExpanded)
+            throw InputError("has more than " + std::to_string(kMaxExpanded >> 30U) + " GiB");
         store_->add(data, size);
     };
     head_.clear();

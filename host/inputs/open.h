@@ -11,6 +11,7 @@
 #include <string>
 
 #include "inputs/crinex.h"
+#include "shared/unnamed_file.h"
 
 namespace host {
 
@@ -44,13 +45,12 @@ class InputFile {
     void keep(ByteSource& text);
     void report(const CrinexReport& met) const;
 
-    class Store;
     std::string name_, path_, head_, form_;
     std::uint64_t size_ = 0;
     mutable std::string digest_;
     bool is_file_ = false;                  ///< can be opened again by its name
     std::array<std::uint64_t, 4> stamp_{};  ///< of such a file: it may change
-    std::unique_ptr<Store> store_;          ///< where the text is kept; nothing for a file that serves as it is
+    std::unique_ptr<UnnamedFile> store_;    ///< where the text is kept; nothing for a file that serves as it is
 };
 
 /// Opens the expanded text of an input.
