@@ -12,6 +12,18 @@ namespace host {
 
 namespace {
 
+/// Earth-fixed, of the formal errors along the axes of the orbit.
+Covariance covariance_of(const TrajectoryPoint& p, const Eigen::Vector3d& formal) {
+    const Eigen::Vector3d position(p.pos_ecf[0], p.pos_ecf[1], p.pos_ecf[2]);
+    const Eigen::Vector3d velocity(p.vel_ecf[0], p.vel_ecf[1], p.vel_ecf[2]);
+    const Eigen::Matrix3d axes = orbit_axes(position, velocity);
+    const Eigen::Matrix3d c = axes.transpose() * formal.cwiseAbs2().asDiagonal() * axes;
+    Covariance covariance{};
+    for (int k = 0; k < 9; ++k)
+        covariance[static_cast<std::size_t>(k / 3)][static_cast<std::size_t>(k % 3)] = c(k / 3, k % 3);
+    return covariance;
+}
+
 /// The orbit at whole seconds, with the formal errors of its positions.
 void write_orbit_files(const OrbitOptions& o, const OrbitJob& job, const Motion& motion,
                        const EstimationReport& report) {
@@ -22,25 +34,17 @@ void write_orbit_files(const OrbitOptions& o, const OrbitJob& job, const Motion&
         times.push_back(std::max(0.0, t));
         points.push_back(point_at(motion, job.arc.start, times.back()));
     }
-    Ephemeris e = ephemeris_of(points, o.output_interval, "FIT", "REDUCED-DYNAMIC ORBIT FROM CODE AND CARRIER PHASE");
+    const auto formal = formal_errors(motion, report.solution.covariance, times);
+    std::vector<Covariance> covariances;
+    for (std::size_t i = 0; i < points.size(); ++i) covariances.push_back(covariance_of(points[i], formal[i]));
+    Ephemeris e = ephemeris_of(points, o.output_interval, "FIT", "REDUCED-DYNAMIC ORBIT FROM CODE AND CARRIER PHASE",
+                               covariances);
     e.data = "u+U";
     if (!job.estimation.signal.antenna.is_zero()) e.add_comment(job.estimation.signal.antenna.comment());
     if (report.solution.antenna_deviation > 0.0) {
         char text[60];
         std::snprintf(text, sizeof text, "CENTRE OF MASS, ANTENNA ESTIMATED %+.3f M FURTHER OUT", report.antenna);
         e.add_comment(text);
-    }
-    const std::vector<FormalError> formal = formal_errors(motion, report.solution.covariance, times);
-    for (std::size_t i = 0; i < points.size(); ++i) {
-        const TrajectoryPoint& p = points[i];
-        const Eigen::Vector3d position(p.pos_ecf[0], p.pos_ecf[1], p.pos_ecf[2]);
-        const Eigen::Vector3d velocity(p.vel_ecf[0], p.vel_ecf[1], p.vel_ecf[2]);
-        const Eigen::Matrix3d axes = orbit_axes(position, velocity);
-        const Eigen::Matrix3d c = axes.transpose() * formal[i].cwiseAbs2().asDiagonal() * axes;
-        Covariance covariance{};
-        for (int k = 0; k < 9; ++k)
-            covariance[static_cast<std::size_t>(k / 3)][static_cast<std::size_t>(k % 3)] = c(k / 3, k % 3);
-        e.fixed[i].covariance = covariance;
     }
     write_orbit(o.orbit, e);
 }

@@ -37,7 +37,7 @@ namespace {
 /// What is kept of the epochs for the end of a run; nothing that isn't asked for.
 struct Kept {
     std::vector<PositionError> point, filter;  ///< errors
-    std::vector<TimedPosition> orbit;          ///< positions of the filter that go into an orbit file
+    std::unique_ptr<KinematicStates> orbit;    ///< positions of the filter that go into an orbit file
     SatelliteFigure satellites;
 };
 
@@ -60,11 +60,10 @@ TimedPosition position_of(const Epoch& epoch) {
 /// Takes from an epoch what the options ask for.
 class Keeper {
   public:
-    Keeper(const RunOptions& options, const Truth* truth, const GTime& first)
-        : truth_(truth),
-          first_(first),
-          orbit_(options.orbit.wanted()),
-          satellites_(!options.plot.empty() && truth == nullptr) {}
+    Keeper(const RunOptions& options, const Truth* truth, const ArcOfEpochs& arc)
+        : truth_(truth), first_(arc.first), satellites_(!options.plot.empty() && truth == nullptr) {
+        if (options.orbit.wanted()) kept_.orbit = std::make_unique<KinematicStates>(arc.interval, options.round);
+    }
 
     void add(const Epoch& e) {
         if (satellites_) {
@@ -72,7 +71,7 @@ class Keeper {
             kept_.satellites.count.push_back(e.satellites);
             kept_.satellites.dilution.push_back(e.solved ? e.gdop : std::nan(""));
         }
-        if (orbit_ && is_orbit(e)) kept_.orbit.push_back(position_of(e));
+        if (kept_.orbit != nullptr && is_orbit(e)) kept_.orbit->add(position_of(e));
         // Both solutions are the position at the true receive time.
         PositionError error{};
         error.seconds = gtimeSubSec(e.tag, first_);
@@ -81,12 +80,16 @@ class Keeper {
         truth_->error_at(e.received, e.filter, error);
         kept_.filter.push_back(error);
     }
-    const Kept& kept() const { return kept_; }
+    /// Behind the last epoch.
+    Kept& end() {
+        if (kept_.orbit != nullptr) kept_.orbit->end();
+        return kept_;
+    }
 
   private:
     const Truth* truth_;
     GTime first_;
-    bool orbit_, satellites_;
+    bool satellites_;
     Kept kept_;
 };
 
@@ -207,9 +210,9 @@ void print_errors(const RunOptions& options, const Kept& kept, const Truth& trut
 }
 
 /// The filter's positions at the true receive times, or at whole seconds. False where there are none.
-bool write_orbit_files(const RunOptions& options, const std::vector<TimedPosition>& points,
-                       const AntennaOffset& antenna, double interval) {
-    if (points.empty()) {
+bool write_orbit_files(const RunOptions& options, KinematicStates& kinematic, const AntennaOffset& antenna,
+                       double interval) {
+    if (kinematic.positions() == 0) {
         std::printf("orbit not written: no position of the filter is worth it\n");
         return false;
     }
@@ -217,7 +220,7 @@ bool write_orbit_files(const RunOptions& options, const std::vector<TimedPositio
     orbit.interval = interval;
     orbit.type = "KIN";
     orbit.data = "u+U";
-    orbit.fixed = kinematic_states(points, orbit.interval, options.round);
+    orbit.fixed = std::move(kinematic.states());
     orbit.comments = {
         "EARTH-FIXED POSITIONS OF A LOW-EARTH-ORBIT SATELLITE",
         "FROM CODE AND CARRIER PHASE, EPOCH BY EPOCH. TIME GPST.",
@@ -231,7 +234,7 @@ bool write_orbit_files(const RunOptions& options, const std::vector<TimedPositio
     write_orbit(options.orbit, orbit);
     if (options.round)
         std::printf("orbit at whole seconds: %zu of %zu positions, interpolated over the receiver clock\n",
-                    orbit.fixed.size(), points.size());
+                    orbit.fixed.size(), kinematic.positions());
     return true;
 }
 
@@ -272,21 +275,21 @@ int run(const RunOptions& options) {
     EpochRunner runner(runtime, guard, console, arc.interval, options.inputs.sigma_code);
     Tables tables(options, console);
     Totals totals;
-    Keeper keeper(options, truth.get(), arc.first);
+    Keeper keeper(options, truth.get(), arc);
     const AntennaOffset antenna(options.antenna);
     process_all(runner, environment, antenna, tables, totals, keeper);
     if (totals.epochs == 0)
         throw InputError(options.inputs.obs.front() + ": no epoch at the interval that is asked for");
     tables.close();
 
-    const Kept& kept = keeper.kept();
+    const Kept& kept = keeper.end();
     print_summary(options, environment, totals, guard, console);
     if (!antenna.is_zero())
         std::printf("positions are those of the centre of mass; antenna: %s\n", antenna.text().c_str());
     if (truth != nullptr) print_errors(options, kept, *truth, totals.on_ground());
     say_written("epochs", options.out);
     say_written("satellites", options.satellites_out);
-    const bool written = !options.orbit.wanted() || write_orbit_files(options, kept.orbit, antenna, arc.interval);
+    const bool written = !options.orbit.wanted() || write_orbit_files(options, *kept.orbit, antenna, arc.interval);
     const bool drawn =
         options.plot.empty() || write_plot(options, totals.first, kept, truth != nullptr && truth->at_rest());
     const int status = totals.solved > 0 && drawn && written ? 0 : 1;

@@ -54,7 +54,7 @@ Ephemeris true_orbit(const SimulateOptions& o, const ReceiverOrbit& orbit, const
     e.interval = o.interval;
     e.comments = {"TRUE ORBIT OF A SIMULATION AT THE TAGS OF ITS EPOCHS."};
     for (const SimulatedEpoch& epoch : arc.epochs)
-        e.fixed.push_back({time_at(arc.mjd_day, epoch.tag), epoch.position_at_tag, orbit.velocity(epoch.tag)});
+        e.fixed.add({time_at(arc.mjd_day, epoch.tag), epoch.position_at_tag, orbit.velocity(epoch.tag)});
     return e;
 }
 

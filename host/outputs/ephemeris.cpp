@@ -1,7 +1,6 @@
 #include "outputs/ephemeris.h"
 
 #include <algorithm>
-#include <cmath>
 #include <cstdio>
 #include <map>
 
@@ -13,71 +12,6 @@
 namespace host {
 
 namespace {
-
-constexpr std::size_t kLeastNeighbours = 5;
-
-/// Points of the polynomial: few, since a derivative at an end makes noise larger, and as many as the curvature asks for.
-std::size_t window_of(double interval) { return interval <= 15.0 ? 5 : interval <= 60.0 ? 7 : 9; }
-
-/// Value and derivative at time 0 of the polynomial through some points.
-void neville(std::vector<double> t, std::vector<double> p, double& value, double& rate) {
-    std::vector<double> d(p.size(), 0.0);
-    for (std::size_t level = 1; level < p.size(); ++level) {
-        for (std::size_t i = 0; i + level < p.size(); ++i) {
-            const double slope = 1.0 / (t[i + level] - t[i]);
-            const double weight = -t[i] * slope;
-            d[i] += slope * (p[i + 1] - p[i]) + weight * (d[i + 1] - d[i]);
-            p[i] += weight * (p[i + 1] - p[i]);
-        }
-    }
-    value = p[0];
-    rate = d[0];
-}
-
-/// Covariance of such a value and rate, from those of the positions, whose errors are taken as independent.
-Covariance covariance_of(const std::vector<TimedPosition>& points, std::size_t first, const std::vector<double>& t) {
-    Covariance c{};
-    for (std::size_t i = 0; i < t.size(); ++i) {
-        std::vector<double> unit(t.size(), 0.0);
-        unit[i] = 1.0;
-        std::array<double, 2> weight{};
-        neville(t, unit, weight[0], weight[1]);
-        const Covariance& own = *points[first + i].covariance;
-        for (std::size_t row = 0; row < 6; ++row) {
-            for (std::size_t k = 0; k < 6; ++k) c[row][k] += weight[row / 3] * weight[k / 3] * own[row % 3][k % 3];
-        }
-    }
-    return c;
-}
-
-/// The point at its own or at another time by its neighbours from `first` on.
-TimedPosition state_at(const std::vector<TimedPosition>& points, std::size_t first, std::size_t count,
-                       const TimedPosition& point, const GTime& time) {
-    TimedPosition state = point;
-    state.time = time;
-    state.velocity = Vector3{};
-    std::vector<double> t(count);
-    std::vector<double> p(count);
-    for (std::size_t k = 0; k < 3; ++k) {
-        for (std::size_t i = 0; i < count; ++i) {
-            t[i] = gtimeSubSec(points[first + i].time, time);
-            p[i] = points[first + i].position[k];
-        }
-        neville(t, p, state.position[k], (*state.velocity)[k]);
-    }
-    const auto begin = points.begin() + static_cast<long>(first);
-    if (std::all_of(begin, begin + static_cast<long>(count), [](const auto& q) { return q.covariance.has_value(); }))
-        state.covariance = covariance_of(points, first, t);
-    return state;
-}
-
-GTime rounded(const GTime& time, double interval) {
-    const double unit = interval > 0.0 && interval < 1.0 ? interval : 1.0;
-    GTime result = time;
-    result.time.sod = std::round(time.time.sod / unit) * unit;
-    TimeMjd_normalise(&result.time);
-    return result;
-}
 
 void require_designator(const std::string& id) {
     const auto digit = [&](std::size_t i) { return i < id.size() && id[i] >= '0' && id[i] <= '9'; };
@@ -118,25 +52,6 @@ void write_orbit(const OrbitOutputs& o, const Ephemeris& ephemeris) {
             std::printf("note: %zu positions have no neighbours for a velocity and are not in the ephemeris\n",
                         left_out);
     }
-}
-
-std::vector<TimedPosition> kinematic_states(const std::vector<TimedPosition>& points, double interval, bool round) {
-    std::vector<TimedPosition> states;
-    const auto gap = [&](std::size_t i) { return gtimeSubSec(points[i].time, points[i - 1].time) > 1.5 * interval; };
-    for (std::size_t begin = 0, end = 0; begin < points.size(); begin = end) {
-        for (end = begin + 1; end < points.size() && !gap(end);) ++end;
-        const std::size_t count = std::min(window_of(interval), end - begin);
-        for (std::size_t i = begin; i < end; ++i) {
-            const GTime time = round ? rounded(points[i].time, interval) : points[i].time;
-            const std::size_t half = count / 2;
-            const std::size_t first = std::min(std::max(i, begin + half) - half, end - count);
-            const bool enough = count >= kLeastNeighbours;
-            if (enough) states.push_back(state_at(points, first, count, points[i], time));
-            if (enough && !round) states.back().position = points[i].position;  // to the last bit
-            if (!enough && !round) states.push_back(points[i]);
-        }
-    }
-    return states;
 }
 
 std::string itrf_name(const std::string& frame) {

@@ -6,8 +6,8 @@
 #include <string>
 #include <vector>
 
+#include "outputs/states.h"
 #include "shared/files.h"
-#include "shared/timed_position.h"
 
 namespace host {
 
@@ -21,8 +21,8 @@ struct OrbitOutputs {
 };
 
 struct Ephemeris {
-    std::vector<TimedPosition> fixed;       ///< earth-fixed, GPST
-    std::vector<TimedPosition> inertial;    ///< the same in GCRS; empty: made of the others where a file needs it
+    States fixed;                           ///< earth-fixed, GPST
+    States inertial;                        ///< the same in GCRS; empty: made of the others where a file needs it
     double interval = 0;                    ///< [s]
     std::string type = "FIT";               ///< of the orbit, as SP3 names it: FIT, EXT (propagated), KIN
     std::string data = "ORBIT";             ///< what it was made of, as SP3 names it
@@ -39,11 +39,6 @@ void plan_orbit_outputs(const OrbitOutputs& options, FilePlan& plan);
 
 /// Writes the files that are asked for and says so. Throws InputError.
 void write_orbit(const OrbitOutputs& options, const Ephemeris& ephemeris);
-
-/// Positions found epoch by epoch get velocities: those of a polynomial through their neighbours. A gap, longer than one and a half
-/// intervals, is not bridged; where fewer than five neighbours remain there is no velocity. With `round` the same polynomial moves each
-/// position to the nearest whole second (or multiple of a shorter interval); those without neighbours are left out.
-std::vector<TimedPosition> kinematic_states(const std::vector<TimedPosition>& points, double interval, bool round);
 
 /// Frame name of an OEM for the frame that SP3 files name: "IGS14" gives "ITRF2014"; empty where it tells no realisation.
 std::string itrf_name(const std::string& frame);

@@ -4,6 +4,8 @@
 #include <cmath>
 #include <cstdlib>
 #include <ctime>
+#include <optional>
+#include <vector>
 
 #include "earth_rotation_param.h"
 #include "shared/error.h"
@@ -46,64 +48,83 @@ Covariance inertial_covariance(double mjd, const Covariance& fixed) {
     return result;
 }
 
-/// States in GCRS with the earth orientation that is loaded.
-std::vector<TimedPosition> inertial_states(const std::string& file, const std::vector<TimedPosition>& fixed) {
-    std::vector<TimedPosition> states;
-    for (TimedPosition state : fixed) {
+/// States in GCRS, with the earth orientation that is loaded where they are not known in it.
+States inertial_states(const std::string& file, const Ephemeris& ephemeris) {
+    States states;
+    ephemeris.fixed.each([&](TimedPosition state) {
         const double mjd = gtime2mjd(gtimeChangeTimeSystem(state.time, tsUTC));
-        EOPREC eop{};
-        if (!compute_eop(mjd, &eop))
-            throw InputError(file + ": --oem-frame gcrf needs earth orientation (--eop) that covers " +
-                             time_text(state.time) + " GPST");
-        Vector3 position{};
-        Vector3 velocity{};
-        Vector3 given = state.velocity.value_or(Vector3{});
-        ecf2eci(mjd, getLeapSecond(mjd), state.position.data(), given.data(), position.data(), velocity.data());
-        state.position = position;
-        if (state.velocity) state.velocity = velocity;
-        states.push_back(state);
-    }
-    return states;
-}
-
-/// Times as texts: milliseconds where all lie on them, else nanoseconds.
-int decimals_of(const std::vector<TimedPosition>& states) {
-    const bool whole = std::all_of(states.begin(), states.end(), [](const TimedPosition& s) {
-        return std::fabs(std::remainder(s.time.time.sod, 1e-3)) < 1e-9;
+        if (!ephemeris.inertial.empty()) {
+            const TimedPosition known = ephemeris.inertial.at(states.size());
+            state.position = known.position;
+            state.velocity = known.velocity;
+        } else {
+            EOPREC eop{};
+            if (!compute_eop(mjd, &eop))
+                throw InputError(file + ": --oem-frame gcrf needs earth orientation (--eop) that covers " +
+                                 time_text(state.time) + " GPST");
+            Vector3 position = state.position;
+            Vector3 velocity = state.velocity.value_or(Vector3{});
+            Vector3 turned{};
+            ecf2eci(mjd, getLeapSecond(mjd), position.data(), velocity.data(), state.position.data(), turned.data());
+            if (state.velocity) state.velocity = turned;
+        }
+        if (state.covariance) state.covariance = inertial_covariance(mjd, *state.covariance);
+        states.add(state);
     });
-    return whole ? 3 : 9;
+    return states;
 }
 
 /// A covariance of the velocity as well.
 bool has_covariance(const TimedPosition& s) { return s.covariance && (*s.covariance)[5][5] > 0.0; }
 
+/// States without a gap; those without a velocity do not count.
 struct Block {
-    std::size_t begin, end;
+    std::size_t begin, end, count = 0;
+    GTime first, last;
+    bool covariances = false;
 };
 
-std::vector<Block> blocks_of(const std::vector<TimedPosition>& states, double interval) {
+/// What stands in front of the states.
+struct Layout {
     std::vector<Block> blocks;
-    for (std::size_t i = 0; i < states.size(); ++i) {
-        const bool gap = i == 0 || gtimeSubSec(states[i].time, states[i - 1].time) > kGap * interval;
-        if (gap) blocks.push_back({i, i});
-        blocks.back().end = i + 1;
+    std::size_t count = 0;  ///< states with a velocity
+    int decimals = 3;       ///< of the times: milliseconds where all lie on them, else nanoseconds
+
+    Layout(const States& states, double interval) {
+        std::size_t index = 0;
+        states.each([&](const TimedPosition& s) {
+            const std::size_t i = index++;
+            if (!s.velocity) return;
+            ++count;
+            if (std::fabs(std::remainder(s.time.time.sod, 1e-3)) >= 1e-9) decimals = 9;
+            if (blocks.empty() || gtimeSubSec(s.time, blocks.back().last) > kGap * interval)
+                blocks.push_back({i, i, 0, s.time, s.time});
+            Block& block = blocks.back();
+            block.end = i + 1;
+            ++block.count;
+            block.last = s.time;
+            block.covariances = block.covariances || has_covariance(s);
+        });
     }
-    return blocks;
-}
+};
 
 class Writer {
   public:
     Writer(const std::string& file, const OrbitOutputs& options, const Ephemeris& ephemeris)
         : out_(file), file_(file), options_(options), ephemeris_(ephemeris) {}
 
-    void write(const std::vector<TimedPosition>& states) {
-        decimals_ = decimals_of(states);
+    void write(const States& states, const Layout& layout) {
+        decimals_ = layout.decimals;
         std::fprintf(out_, "CCSDS_OEM_VERS = 2.0\n");
         const bool own = !ephemeris_.oem_comments.empty();
         for (const std::string& comment : own ? ephemeris_.oem_comments : ephemeris_.comments)
             std::fprintf(out_, "COMMENT %s\n", comment.c_str());
         std::fprintf(out_, "CREATION_DATE = %s\nORIGINATOR = LEOPOD\n", creation_date().c_str());
-        for (const Block& block : blocks_of(states, ephemeris_.interval)) write_block(states, block);
+        for (const Block& block : layout.blocks) {
+            write_metadata(block);
+            write_states(states, block);
+            if (block.covariances) write_covariances(states, block);
+        }
         out_.close();
     }
 
@@ -112,7 +133,7 @@ class Writer {
         return time_text(gtimeChangeTimeSystem(gpst, options_.oem_time == "utc" ? tsUTC : tsGPST), decimals_);
     }
 
-    void metadata(const std::vector<TimedPosition>& states, const Block& block) {
+    void write_metadata(const Block& block) {
         const std::string& satellite = options_.satellite;
         const std::string name = !options_.object_name.empty() ? options_.object_name
                                  : !satellite.empty()          ? satellite
@@ -124,19 +145,16 @@ class Writer {
                      options_.object_id.empty() ? "UNKNOWN" : options_.object_id.c_str());
         std::fprintf(out_, "REF_FRAME = %s\nTIME_SYSTEM = %s\n", oem_frame(options_.oem_frame).c_str(),
                      options_.oem_time == "utc" ? "UTC" : "GPS");
-        std::fprintf(out_, "START_TIME = %s\nSTOP_TIME = %s\n", time(states[block.begin].time).c_str(),
-                     time(states[block.end - 1].time).c_str());
-        const int degree = std::min<int>(kDegree, static_cast<int>(block.end - block.begin) - 1);
+        std::fprintf(out_, "START_TIME = %s\nSTOP_TIME = %s\n", time(block.first).c_str(), time(block.last).c_str());
+        const int degree = static_cast<int>(std::min<std::size_t>(kDegree, block.count - 1));
         if (degree > 0) std::fprintf(out_, "INTERPOLATION = LAGRANGE\nINTERPOLATION_DEGREE = %d\n", degree);
         std::fprintf(out_, "META_STOP\n");
     }
 
-    void write_block(const std::vector<TimedPosition>& states, const Block& block) {
-        metadata(states, block);
+    void write_states(const States& states, const Block& block) {
         std::string before;
-        bool covariances = false;
-        for (std::size_t i = block.begin; i < block.end; ++i) {
-            const TimedPosition& s = states[i];
+        states.each(block.begin, block.end, [&](const TimedPosition& s) {
+            if (!s.velocity) return;
             const std::string text = time(s.time);
             if (text <= before)
                 throw InputError(file_ + ": the times " + before + " and " + text +
@@ -146,22 +164,20 @@ class Writer {
             for (double x : s.position) std::fprintf(out_, " %16.9f", x * 1e-3);
             for (double v : *s.velocity) std::fprintf(out_, " %15.11f", v * 1e-3);
             std::fprintf(out_, "\n");
-            covariances = covariances || has_covariance(s);
-        }
-        if (covariances) write_covariances(states, block);
+        });
     }
 
-    void write_covariances(const std::vector<TimedPosition>& states, const Block& block) {
+    void write_covariances(const States& states, const Block& block) {
         std::fprintf(out_, "COVARIANCE_START\n");
-        for (std::size_t i = block.begin; i < block.end; ++i) {
-            if (!has_covariance(states[i])) continue;
-            std::fprintf(out_, "EPOCH = %s\n", time(states[i].time).c_str());
+        states.each(block.begin, block.end, [&](const TimedPosition& s) {
+            if (!s.velocity || !has_covariance(s)) return;
+            std::fprintf(out_, "EPOCH = %s\n", time(s.time).c_str());
             for (std::size_t row = 0; row < 6; ++row) {
                 for (std::size_t k = 0; k <= row; ++k)
-                    std::fprintf(out_, "%s%.9e", k != 0 ? " " : "", (*states[i].covariance)[row][k] * 1e-6);
+                    std::fprintf(out_, "%s%.9e", k != 0 ? " " : "", (*s.covariance)[row][k] * 1e-6);
                 std::fprintf(out_, "\n");
             }
-        }
+        });
         std::fprintf(out_, "COVARIANCE_STOP\n");
     }
 
@@ -186,20 +202,12 @@ std::string oem_frame(const std::string& choice) {
 
 std::size_t write_oem(const std::string& file, const OrbitOutputs& options, const Ephemeris& ephemeris) {
     const bool inertial = oem_frame(options.oem_frame) == "GCRF";
-    std::vector<TimedPosition> states = !inertial                     ? ephemeris.fixed
-                                        : !ephemeris.inertial.empty() ? ephemeris.inertial
-                                                                      : inertial_states(file, ephemeris.fixed);
-    for (std::size_t i = 0; inertial && i < states.size() && i < ephemeris.fixed.size(); ++i) {
-        const double mjd = gtime2mjd(gtimeChangeTimeSystem(states[i].time, tsUTC));
-        const auto& fixed = ephemeris.fixed[i].covariance;
-        if (fixed) states[i].covariance = inertial_covariance(mjd, *fixed);
-    }
-    const std::size_t all = states.size();
-    states.erase(std::remove_if(states.begin(), states.end(), [](const TimedPosition& s) { return !s.velocity; }),
-                 states.end());
-    if (states.empty()) throw InputError(file + ": no state to be written");
-    Writer(file, options, ephemeris).write(states);
-    return all - states.size();
+    const std::optional<States> turned = inertial ? std::optional(inertial_states(file, ephemeris)) : std::nullopt;
+    const States& states = inertial ? *turned : ephemeris.fixed;
+    const Layout layout(states, ephemeris.interval);
+    if (layout.count == 0) throw InputError(file + ": no state to be written");
+    Writer(file, options, ephemeris).write(states, layout);
+    return states.size() - layout.count;
 }
 
 }  // namespace host

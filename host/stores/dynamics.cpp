@@ -278,7 +278,7 @@ std::vector<TrajectoryPoint> at_whole_seconds(Dynamics& dynamics, std::vector<Tr
 }
 
 Ephemeris ephemeris_of(const std::vector<TrajectoryPoint>& points, double interval, const std::string& type,
-                       const std::string& comment) {
+                       const std::string& comment, const std::vector<Covariance>& covariances) {
     Ephemeris e;
     e.interval = interval;
     e.type = type;
@@ -287,8 +287,10 @@ Ephemeris ephemeris_of(const std::vector<TrajectoryPoint>& points, double interv
     for (const TrajectoryPoint& p : points) {
         const GTime gpst = gtimeChangeTimeSystem(p.utc, tsGPST);
         const auto vector = [](const double* v) { return Vector3{v[0], v[1], v[2]}; };
-        e.fixed.push_back({gpst, vector(p.pos_ecf), vector(p.vel_ecf)});
-        e.inertial.push_back({gpst, vector(p.pos_eci), vector(p.vel_eci)});
+        TimedPosition fixed{gpst, vector(p.pos_ecf), vector(p.vel_ecf)};
+        if (e.fixed.size() < covariances.size()) fixed.covariance = covariances[e.fixed.size()];
+        e.fixed.add(fixed);
+        e.inertial.add({gpst, vector(p.pos_eci), vector(p.vel_eci)});
     }
     return e;
 }

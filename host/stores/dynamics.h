@@ -72,9 +72,9 @@ std::vector<TrajectoryPoint> integrate(Dynamics& dynamics, const GTime& start, c
 void write_trajectory(const std::string& file, const std::vector<TrajectoryPoint>& points);
 /// The trajectory at whole seconds of GPST: itself where it has them, else integrated anew from the first multiple of the output interval.
 std::vector<TrajectoryPoint> at_whole_seconds(Dynamics& dynamics, std::vector<TrajectoryPoint> points);
-/// For the files of orbits: `type` as SP3 names it, what was done in the comment.
+/// For the files of orbits: `type` as SP3 names it, what was done in the comment; covariances earth-fixed, one a point or none.
 Ephemeris ephemeris_of(const std::vector<TrajectoryPoint>& points, double interval, const std::string& type,
-                       const std::string& comment);
+                       const std::string& comment, const std::vector<Covariance>& covariances = {});
 
 /// Position and velocity of a time between two points of a trajectory, earth-fixed. False outside.
 bool interpolate_ecf(const std::vector<TrajectoryPoint>& points, const GTime& utc, double* position);
