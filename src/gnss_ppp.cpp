@@ -582,6 +582,7 @@ void model_geometry(const ModelArguments& a, Receiver& receiver, OBSDATA_SAT& sa
     for (int c = 0; c < 3; ++c) model.e_los[c] = sat.satpos_ecf[c] - receiver.posvel[c];
     const double geodis = norm(3, model.e_los);
     normalize_vector(3, model.e_los);
+    // settled: the line of sight goes in against the direction of the signal
     model_phase_windup(model.axes.ex, model.axes.ey, model.e_los, receiver.axes.ex, receiver.axes.ey, &state.phw);
 
     const double earth_rotation = earth_rotation_term(sat.satpos_ecf, receiver.posvel);
