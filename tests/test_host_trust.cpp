@@ -234,6 +234,15 @@ INSTANTIATE_TEST_SUITE_P(
               "",
               0,
               "other.csv<mjd_gpst,sod_gpst,x_m,y_m,z_m\n59233,0,1e6,6e6,0\n59233,60,1e6,6e6,0\n>"},
+        Trial{"ReferenceOfAnotherDayByItsColumn",
+              "run " + kDemoRun + kDemoAttitude + " --truth %T/other.csv",
+              2,
+              {"other.csv: covers no epoch of the arc from 2021-01-18T00:00:00"},
+              "",
+              0,
+              "",
+              "awk -F, -v OFS=, 'NR==1{print \"sod_gpst_2021_01_17,x_m,y_m,z_m\"; next} {print $5,$6,$7,$8}' " + kDemo +
+                  "truth.csv > other.csv"},
         Trial{"OrbitsShiftedForOneEpoch",
               "run --obs %E/data/grace_b/grcb2080_01h05h.10d.gz --sp3 %T/shifted.sp3 --truth "
               "%E/data/grace_b/reference_orbit.csv.gz",

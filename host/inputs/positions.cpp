@@ -49,6 +49,7 @@ struct Places {
     int status = -1;
     std::array<int, 6> covariance{-1, -1, -1, -1, -1, -1};  ///< xx, xy, xz, yy, yz, zz
     bool time_is_mjd = false;
+    std::optional<long> day;  ///< MJD of the date in the name of the column of seconds
 };
 
 /// What `leopod run` says of the solution that is taken.
@@ -73,6 +74,18 @@ void find_rates(const std::vector<std::string>& names, Places& places) {
     if (std::all_of(found.rate.begin(), found.rate.end(), [](int place) { return place >= 0; })) places = found;
 }
 
+/// Cuts a date off a name such as sod_gpst_2010_07_27; none without.
+std::optional<long> cut_date(std::string& name) {
+    const std::size_t at = name.size() - std::min<std::size_t>(name.size(), 11);
+    std::string date = name.substr(at);
+    if (date.size() != 11 || date[0] != '_' || date[5] != '_' || date[8] != '_') return std::nullopt;
+    date[5] = date[8] = '-';
+    GTime time{};
+    if (!read_time(date.substr(1) + "T00:00:00", tsGPST, time)) return std::nullopt;
+    name.resize(at);
+    return time.time.mjd;
+}
+
 Places places_of(const std::vector<std::string>& names, const CsvColumns& columns) {
     Places places;
     const char* prefixes[3] = {"x_", "y_", "z_"};
@@ -88,6 +101,8 @@ Places places_of(const std::vector<std::string>& names, const CsvColumns& column
     const int sod = find_column(names, columns.time, "sod");
     if (sod >= 0) {
         places.time = sod;
+        std::string name = names[static_cast<std::size_t>(sod)];
+        places.day = cut_date(name);
     } else if (places.mjd >= 0) {
         places.time = places.mjd;
         places.mjd = -1;
@@ -99,7 +114,8 @@ Places places_of(const std::vector<std::string>& names, const CsvColumns& column
 /// What the names of the columns say about time scale and frame.
 void describe(const std::vector<std::string>& names, const Places& places, const std::string& file,
               PositionFile& result) {
-    const std::string& time = names[static_cast<std::size_t>(places.time)];
+    std::string time = names[static_cast<std::size_t>(places.time)];
+    cut_date(time);
     const std::pair<const char*, TIMESYS> endings[] = {
         {"_utc", tsUTC}, {"_gpst", tsGPST}, {"_tai", tsTAI}, {"_tt", tsTT}};
     for (const auto& [ending, scale] : endings) {
@@ -133,7 +149,7 @@ bool parse_time(const CsvReader& in, const Places& places, const PositionRequest
     } else {
         double value = 0;
         if (!parse_number(text, value) || std::fabs(value) > 1e9) return false;
-        double mjd = static_cast<double>(request.day_mjd);
+        double mjd = static_cast<double>(places.day.value_or(request.day_mjd));
         if (places.mjd >= 0 && (!parse_number(in.text(places.mjd), mjd) || std::fabs(mjd) > 1e7)) return false;
         time.time = places.time_is_mjd ? mjd2TimeMJD(value) : timeMjdAddSec(mjd2TimeMJD(mjd), value);
     }

@@ -54,8 +54,9 @@ struct PositionFile {
 
 /// Reads a file of positions; its kind is told by its content.
 /// CSV: with a header line or without (time, x, y, z). Time: a column of ISO texts; or a column named mjd... with a column named sod... or
-/// receive_sod...; or a single column of seconds of day, or of MJD where its name begins with mjd. Names that end in _utc, _tai, _tt or _gpst
-/// name the scale, names with ecef, itrs or gcrs the frame. Rows with empty positions are left out.
+/// receive_sod...; or a single column of seconds of day, their date at the end of its name (sod_gpst_2010_07_27), else that of the
+/// request; or of MJD where its name begins with mjd. Names that end in _utc, _tai, _tt or _gpst before a date name the scale, names with
+/// ecef, itrs or gcrs the frame. Rows with empty positions are left out.
 /// SP3: the satellite asked for; else the only one, or the first low-earth-orbit satellite. OEM: all blocks of the satellite asked for, else
 /// of the first. Throws InputError.
 PositionFile read_positions(const std::string& file, const PositionRequest& request);
