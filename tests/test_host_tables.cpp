@@ -142,6 +142,14 @@ TEST_F(Tables, RowsOfARunSayWhatWasPutIn) {
         EXPECT_EQ(holds(said, "WARNING: "), warnings) << level;
         EXPECT_FALSE(holds(said, "INFO: ")) << level;
     }
+    // The library reports the same slips in the same order.
+    const std::regex mark("\\[cycle slip\\((..)\\)\\] satsys=[0-9]+,prn=([0-9]+)");
+    const std::string said = capture(run + "trace > /dev/null; }").text;
+    std::string reported, marked;
+    for (std::sregex_iterator m(said.begin(), said.end(), mark), end; m != end; ++m)
+        reported += " C" + (*m)[2].str() + ":" + (*m)[1].str();
+    for (const auto& [second, marks] : slips) marked += " " + marks;
+    EXPECT_EQ(reported, marked);
 }
 
 TEST_F(Tables, RowsOfAFitSayWhatWasPutIn) {

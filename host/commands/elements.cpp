@@ -307,8 +307,8 @@ void load_names(const std::string& file, Console& console, Sets& sets, Environme
     if (file.empty()) return;
     wrong_checksums(file, "name list");
     long nameless = 0;
-    const auto subscription =
-        console.subscribe([&](ulog_level_t, const char* text) { nameless += is_nameless_set(text); });
+    const auto subscription = console.subscribe(
+        ULOG_WARNING_LEVEL, [&](ulog_level_t, const char* text) { nameless += is_nameless_set(text); });
     if (tle_name_read(loadable(file), &sets) == 0) throw InputError(file + ": this name list could not be read");
     environment.files.push_back({"names", file, std::to_string(nameless) + " without an element set"});
 }

@@ -272,7 +272,7 @@ int run(const RunOptions& options) {
     if (!options.sp3_antenna.empty()) move_to_phase_centers(options.sp3_antenna, environment);
     RUNTIME_POD_EMBED& runtime = *environment.runtime;
     Guard guard(runtime.prec_storage, arc.first, environment.clock_interval);
-    EpochRunner runner(runtime, guard, console, arc.interval, options.inputs.sigma_code);
+    EpochRunner runner(runtime, guard, arc.interval, options.inputs.sigma_code);
     Tables tables(options, console);
     Totals totals;
     Keeper keeper(options, truth.get(), arc);

@@ -130,9 +130,10 @@ Epoch EpochRunner::process(OBSDATA_EPOCH& observations) {
 
 /// Hands the epoch to the library and judges the point position.
 void EpochRunner::run(OBSDATA_EPOCH& observations, Epoch& epoch, PointPosition& point) {
+    const SlipWatch watch(runtime_);
     run_single_pod_embed(&observations, &runtime_);
     epoch.processed = true;
-    epoch.slips = console_.take_slips();
+    epoch.slips = watch.marks(runtime_);
     epoch.status = status_name(runtime_.sln_kine.status);
     epoch.satellites = runtime_.sln_kine.nsat;
     if (runtime_.sln_kine.status != SOL_OK) return;

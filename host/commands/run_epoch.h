@@ -8,11 +8,11 @@
 #include <vector>
 
 #include "pod_embed.h"
-#include "shared/console.h"
 #include "shared/files.h"
 #include "stores/coverage.h"
 #include "stores/exclusion.h"
 #include "stores/guard.h"
+#include "stores/slips.h"
 #include "stores/verdict.h"
 
 namespace host {
@@ -47,10 +47,9 @@ class EpochRunner {
   public:
     /// \param interval    of the epochs [s]
     /// \param sigma_code  of the observations [m]
-    EpochRunner(RUNTIME_POD_EMBED& runtime, Guard& guard, Console& console, double interval, double sigma_code)
+    EpochRunner(RUNTIME_POD_EMBED& runtime, Guard& guard, double interval, double sigma_code)
         : runtime_(runtime),
           guard_(guard),
-          console_(console),
           sigma_code_(sigma_code),
           attitude_(runtime.index_object),
           filter_judge_(interval) {}
@@ -65,7 +64,6 @@ class EpochRunner {
 
     RUNTIME_POD_EMBED& runtime_;
     Guard& guard_;
-    Console& console_;
     double sigma_code_;
     AttitudeGuard attitude_;
     PointJudge point_judge_;

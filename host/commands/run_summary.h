@@ -9,6 +9,7 @@
 
 #include "commands/run.h"
 #include "commands/run_epoch.h"
+#include "shared/console.h"
 #include "stores/environment.h"
 
 namespace host {

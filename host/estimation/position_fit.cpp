@@ -28,7 +28,7 @@ struct NoSolution {
 /// epoch, 110 kB each, of which the first one alone is wanted.
 Console::Subscription collect_history(Console& console, const STATE_SPACECRAFT& state,
                                       std::vector<FitIteration>& history, FirstState& first, Progress& progress) {
-    return console.subscribe([&state, &history, &first, &progress](ulog_level_t, const char* text) {
+    return console.subscribe(ULOG_INFO_LEVEL, [&state, &history, &first, &progress](ulog_level_t, const char* text) {
         FitMessage message;
         if (!read_fit(text, message)) return;
         if (message.kind == FitMessage::kNoSolution) throw NoSolution{"the equations have no solution"};

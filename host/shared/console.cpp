@@ -116,7 +116,7 @@ void Progress::rename(const std::string& work) {
 
 Console::Console(const std::string& level) : threshold_(threshold_of(level)) {
     current_ = this;
-    ulog_subscribe(&receive, ULOG_TRACE_LEVEL);
+    listen(ULOG_ALWAYS_LEVEL, nullptr);
 }
 
 Console::~Console() {
@@ -129,8 +129,6 @@ void Console::receive(ulog_level_t level, char* raw) {
     const char* const text = named.empty() ? raw : named.c_str();
     Console& self = *current_;
     if (level >= ULOG_WARNING_LEVEL && level <= ULOG_CRITICAL_LEVEL) self.messages_.add(level, text);
-    SlipMark slip{};
-    if (read_slip(level, text, slip)) self.slips_.push_back(slip);
     if (self.listener_) self.listener_(level, text);
     if (level < self.threshold_) return;
     const std::lock_guard<std::mutex> lock(terminal);
@@ -139,10 +137,9 @@ void Console::receive(ulog_level_t level, char* raw) {
     std::fprintf(stderr, "%s: %s%s", ulog_level_name(level), text, length > 0 && text[length - 1] == '\n' ? "" : "\n");
 }
 
-std::vector<SlipMark> Console::take_slips() {
-    std::vector<SlipMark> taken;
-    taken.swap(slips_);
-    return taken;
+void Console::listen(ulog_level_t level, Listener listener) {
+    listener_ = std::move(listener);
+    ulog_subscribe(&receive, static_cast<ulog_level_t>(std::min<int>({threshold_, level, ULOG_WARNING_LEVEL})));
 }
 
 }  // namespace host

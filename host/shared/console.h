@@ -49,19 +49,20 @@ class Progress {
     std::thread ticker_;  ///< draws; touches nothing but this line
 };
 
-/// Subscribes to the library's messages: prints those from the threshold on, counts them, collects slip marks.
+/// Subscribes to the library's messages: prints those from the threshold on, and counts warnings and above. The library forms no text below the
+/// lowest level that is taken.
 class Console {
   public:
     using Listener = std::function<void(ulog_level_t, const char*)>;
 
-    /// A function that gets every message as well, until its subscription ends.
+    /// A function that gets the messages as well, from a level on and until its subscription ends.
     class Subscription {
       public:
         explicit Subscription(Console& console) : console_(&console) {}
         Subscription(Subscription&& other) noexcept : console_(std::exchange(other.console_, nullptr)) {}
         Subscription& operator=(Subscription&&) = delete;
         ~Subscription() {
-            if (console_ != nullptr) console_->listener_ = nullptr;
+            if (console_ != nullptr) console_->listen(ULOG_ALWAYS_LEVEL, nullptr);
         }
 
       private:
@@ -74,10 +75,8 @@ class Console {
     Console(const Console&) = delete;
     Console& operator=(const Console&) = delete;
 
-    /// Slip marks since the last call.
-    std::vector<SlipMark> take_slips();
-    [[nodiscard]] Subscription subscribe(Listener listener) {
-        listener_ = std::move(listener);
+    [[nodiscard]] Subscription subscribe(ulog_level_t level, Listener listener) {
+        listen(level, std::move(listener));
         return Subscription(*this);
     }
     /// Messages from warnings on.
@@ -85,11 +84,11 @@ class Console {
 
   private:
     static void receive(ulog_level_t level, char* raw);
+    void listen(ulog_level_t level, Listener listener);
 
     static Console* current_;
     int threshold_;
     MessageCounts messages_;
-    std::vector<SlipMark> slips_;
     Listener listener_;
 };
 

@@ -8,15 +8,6 @@
 
 namespace host {
 
-bool read_slip(ulog_level_t level, const char* text, SlipMark& slip) {
-    if (level != ULOG_TRACE_LEVEL) return false;
-    const char* mark = std::strstr(text, "[cycle slip(");
-    if (mark == nullptr || std::sscanf(mark, "[cycle slip(%*2c)] satsys=%d,prn=%d", &slip.satsys, &slip.prn) != 2)
-        return false;
-    slip.melbourne_wuebbena = mark[12] == 'M';
-    return true;
-}
-
 bool read_filter_residuals(ulog_level_t level, const char* text, std::vector<double>& residuals) {
     static const char head[] = "residual[iter=";
     if (level != ULOG_DEBUG_LEVEL || std::strncmp(text, head, sizeof head - 1) != 0) return false;

@@ -12,14 +12,6 @@
 
 namespace host {
 
-/// One cycle-slip mark that the library logged in an epoch.
-struct SlipMark {
-    int satsys;
-    int prn;
-    bool melbourne_wuebbena;  ///< else geometry-free
-};
-bool read_slip(ulog_level_t level, const char* text, SlipMark& slip);
-
 /// Residuals of all rows of the filter behind its update: code and phase of each satellite in turn [m].
 bool read_filter_residuals(ulog_level_t level, const char* text, std::vector<double>& residuals);
 

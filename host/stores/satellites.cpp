@@ -120,7 +120,7 @@ std::string satellite_name(int satsys, int prn) {
 
 // After its update the filter reports the residuals of all its rows; the record does not keep them.
 SatelliteTable::SatelliteTable(const std::string& file, Console& console)
-    : out_(file), subscription_(console.subscribe([this](ulog_level_t level, const char* text) {
+    : out_(file), subscription_(console.subscribe(ULOG_DEBUG_LEVEL, [this](ulog_level_t level, const char* text) {
           read_filter_residuals(level, text, residuals_);
       })) {
     std::fprintf(

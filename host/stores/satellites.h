@@ -9,6 +9,7 @@
 #include "pod_embed.h"
 #include "shared/console.h"
 #include "shared/files.h"
+#include "stores/slips.h"
 
 namespace host {
 
