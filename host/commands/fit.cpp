@@ -216,14 +216,8 @@ void add_fit(Command app, Action& action) {
         .add_option("--positions", o->positions,
                     "CSV (time, x, y, z in metres; also the output of run), SP3 or OEM file")
         .required();
-    command.add_option("--frame", o->frame, "frame of the positions of a CSV: ecef or eci (GCRS)")
-        .capture_default_str();
-    command
-        .add_option("--time-scale", o->time_scale,
-                    "time scale of a CSV whose columns don't name one: gpst, utc, tai or tt")
-        .capture_default_str();
-    command.add_option("--satellite", o->orbit.satellite,
-                       "satellite of an SP3 or OEM file, such as L01, and of the SP3 file that is written");
+    add_frame(command, o->frame, "frame of the positions of a CSV");
+    add_time_scale(command, o->time_scale, "time scale of a CSV whose columns don't name one");
     command.add_option("--solution", o->solution, "columns of a file of run: filter or point")
         .one_of({"filter", "point"})
         .capture_default_str();
@@ -240,7 +234,7 @@ void add_fit(Command app, Action& action) {
     add_laser(command, o->laser);
     command.add_option("--out", o->out, "CSV of the fitted trajectory, both frames");
     add_summary(command, o->summary);
-    add_orbit_outputs(command, o->orbit, "the fitted trajectory");
+    add_orbit_outputs(command, o->orbit, "the fitted trajectory", "positions in SP3 or OEM");
     command.add_option("--residuals", o->residuals, "CSV of the residuals along, radial, cross");
     command.add_option("--parameters", o->parameters, "CSV of the estimated parameters with their names");
     command.add_option("--history", o->history, "CSV of the iterations");

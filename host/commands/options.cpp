@@ -6,10 +6,15 @@ void plan_dynamics(const DynamicsOptions& o, FilePlan& plan) {
     plan.in("--dynamics", o.dynamics).in("--gravity", o.gravity).in("--eop", o.eop).in("--jpl", o.jpl);
 }
 
-void add_dynamics(Command command, DynamicsOptions& o) {
-    command.add_option("--dynamics", o.dynamics, "configuration file of the force models").required();
+Option add_forces(Command command, DynamicsOptions& o) {
+    const Option dynamics = command.add_option("--dynamics", o.dynamics, "configuration file of the force models");
     command.add_option("--gravity", o.gravity,
                        "gravity coefficient file (degree, order, C, S); without it the built-in field of degree 30");
+    return dynamics;
+}
+
+void add_dynamics(Command command, DynamicsOptions& o) {
+    add_forces(command, o).required();
     add_earth_orientation(command, o.eop, o.eop_format);
     add_planets(command, o.jpl);
     add_log_level(command, o.log_level);
@@ -26,6 +31,25 @@ Option add_arc_inputs(Command command, InputOptions& o) {
     add_planets(command, o.jpl);
     command.add_option("--config", o.config, "GNSS configuration file");
     return obs;
+}
+
+void plan_arc_inputs(const InputOptions& o, FilePlan& plan) {
+    plan.in("--obs", o.obs).in("--nav", o.nav).in("--sp3", o.sp3).in("--clk", o.clk).in("--atx", o.atx);
+    plan.in("--att", o.att).in("--eop", o.eop).in("--jpl", o.jpl).in("--config", o.config);
+}
+
+void add_sp3_antenna(Command command, std::string& file) {
+    command.add_option("--sp3-antenna", file,
+                       "ANTEX file: moves precise orbits to the phase centres of the satellites' antennas");
+}
+
+void add_sigmas(Command command, double& code, double& phase) {
+    command.add_option("--sigma-code", code, "standard deviation of a code on one band, metres")
+        .positive()
+        .capture_default_str();
+    command.add_option("--sigma-phase", phase, "standard deviation of a phase on one band, metres")
+        .positive()
+        .capture_default_str();
 }
 
 void add_earth_orientation(Command command, std::string& file, std::string& format, const std::string& help) {
@@ -50,6 +74,14 @@ void add_log_level(Command command, std::string& level) {
         .capture_default_str();
 }
 
+void add_time_scale(Command command, std::string& scale, const std::string& whose) {
+    command.add_option("--time-scale", scale, whose + ": gpst, utc, tai or tt").capture_default_str();
+}
+
+void add_frame(Command command, std::string& frame, const std::string& whose) {
+    command.add_option("--frame", frame, whose + ": ecef or eci (GCRS)").capture_default_str();
+}
+
 void add_span(Command command, SpanOptions& o, const std::string& thinned) {
     const std::string form = "second of the first day, or a time such as 2021-01-18T00:00:00, in the file's time scale";
     command.add_option("--from", o.from, "begin of the span: " + form);
@@ -67,13 +99,16 @@ void add_made_span(Command command, SpanOptions& o, const std::string& scale, co
         .excludes(duration);
 }
 
-void add_orbit_outputs(Command command, OrbitOutputs& o, const std::string& what, bool sp3) {
-    if (sp3) {
-        command.add_option("--sp3-out", o.sp3_out, "SP3 file of " + what);
-        command.add_option("--sp3-version", o.sp3_version, "its version: c or d")
-            .one_of({"c", "d"})
-            .capture_default_str();
-    }
+void add_orbit_outputs(Command command, OrbitOutputs& o, const std::string& what, const std::string& read) {
+    command.add_option("--sp3-out", o.sp3_out, "SP3 file of " + what);
+    command.add_option("--sp3-version", o.sp3_version, "its version: c or d").one_of({"c", "d"}).capture_default_str();
+    command.add_option(
+        "--satellite", o.satellite,
+        (read.empty() ? "its satellite" : "satellite of " + read + ", and of that file") + ", such as L01");
+    add_oem_output(command, o, what);
+}
+
+void add_oem_output(Command command, OrbitOutputs& o, const std::string& what) {
     command.add_option("--oem-out", o.oem_out, "CCSDS ephemeris (OEM) of " + what);
     command.add_option("--oem-frame", o.oem_frame, "its frame: itrf, a realisation such as ITRF2014, or gcrf")
         .capture_default_str();

@@ -107,10 +107,10 @@ int estimate(const OrbitOptions& o, const FilePlan& plan) {
 
 FilePlan check_files(const OrbitOptions& o) {
     FilePlan plan;
-    const InputOptions& in = o.inputs;
-    plan.in("--obs", in.obs).in("--nav", in.nav).in("--sp3", in.sp3).in("--clk", in.clk).in("--att", in.att);
-    plan.in("--eop", in.eop).in("--jpl", in.jpl).in("--config", in.config).in("--truth", o.truth);
-    plan.in("--dynamics", o.dynamics.dynamics).in("--gravity", o.dynamics.gravity).in("--sp3-antenna", o.sp3_antenna);
+    plan_arc_inputs(o.inputs, plan);
+    plan.in("--truth", o.truth);
+    plan_dynamics(o.dynamics, plan);
+    plan.in("--sp3-antenna", o.sp3_antenna);
     plan_orbit_outputs(o.orbit, plan);
     plan_laser(o.laser, plan);
     plan.in("--compare", o.compare).out("--out", o.out).out("--formal-out", o.formal_out);
@@ -138,18 +138,10 @@ void add_orbit(Command app, Action& action) {
         .non_negative()
         .capture_default_str();
     add_span(command, o->span);
-    command.add_option("--dynamics", o->dynamics.dynamics, "configuration file of the force models");
-    command.add_option("--gravity", o->dynamics.gravity,
-                       "gravity coefficient file (degree, order, C, S); without it the built-in field of degree 30");
-    command.add_option("--sp3-antenna", o->sp3_antenna,
-                       "ANTEX file: moves precise orbits to the phase centres of the satellites' antennas");
+    add_forces(command, o->dynamics);
+    add_sp3_antenna(command, o->sp3_antenna);
     add_antenna(command, o->antenna, true);
-    command.add_option("--sigma-code", o->sigma_code, "standard deviation of a code on one band, metres")
-        .positive()
-        .capture_default_str();
-    command.add_option("--sigma-phase", o->sigma_phase, "standard deviation of a phase on one band, metres")
-        .positive()
-        .capture_default_str();
+    add_sigmas(command, o->sigma_code, o->sigma_phase);
     command.add_option("--sigma-clock", o->sigma_clock,
                        "error of a satellite clock half-way between two of the products, metres, by their interval "
                        "unless given; of broadcast ephemerides in the phases, 0.1 unless given");
@@ -169,7 +161,6 @@ void add_orbit(Command app, Action& action) {
     add_laser(command, o->laser);
     command.add_option("--out", o->out, "CSV of the orbit, both frames");
     add_orbit_outputs(command, o->orbit, "the orbit");
-    command.add_option("--satellite", o->orbit.satellite, "satellite of the SP3 file, such as L01");
     add_summary(command, o->summary);
     command.add_option("--formal-out", o->formal_out, "CSV of the formal errors");
     command.add_option("--satellites-out", o->satellites_out, "CSV, one row per epoch and satellite: residuals, slips");

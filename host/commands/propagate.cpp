@@ -250,13 +250,12 @@ void add_propagate(Command app, Action& action) {
     Command command = app.add_subcommand("propagate", "A state in, a trajectory out");
     command.add_option("--epoch", o->epoch,
                        "epoch of the state, such as 2021-01-18T00:00:00; of a file without it the first");
-    command.add_option("--time-scale", o->time_scale, "its time scale, and that of a CSV: gpst, utc, tai or tt")
-        .capture_default_str();
+    add_time_scale(command, o->time_scale, "its time scale, and that of a CSV");
     command
         .add_option("--state", o->state, "x y z vx vy vz in m and m/s, or a file: CSV, SP3 or OEM with velocities, OPM")
         .expected(1, 6)
         .required();
-    command.add_option("--frame", o->frame, "its frame, and that of a CSV: ecef or eci (GCRS)").capture_default_str();
+    add_frame(command, o->frame, "its frame, and that of a CSV");
     const Option duration =
         command.add_option("--duration", o->duration, "length of the arc in seconds").capture_default_str();
     command
@@ -271,9 +270,7 @@ void add_propagate(Command app, Action& action) {
     add_dynamics(command, o->dynamics);
     add_truth(command, o->truth);
     command.add_option("--out", o->out, "CSV of the trajectory, both frames");
-    add_orbit_outputs(command, o->orbit, "the trajectory");
-    command.add_option("--satellite", o->orbit.satellite,
-                       "satellite of an SP3 or OEM file with the state, and of the SP3 file that is written");
+    add_orbit_outputs(command, o->orbit, "the trajectory", "a state in SP3 or OEM");
     add_summary(command, o->summary);
     command.add_option("--rows-out", o->rows_out, "rows of simulated motion (mot), without the ends of the arc");
     command.add_option("--rows-interval", o->rows_interval, "spacing of these rows in seconds").capture_default_str();

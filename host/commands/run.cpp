@@ -241,9 +241,8 @@ bool write_orbit_files(const RunOptions& options, KinematicStates& kinematic, co
 FilePlan check_files(const RunOptions& o) {
     FilePlan plan;
     const InputOptions& in = o.inputs;
-    plan.in("--obs", in.obs).in("--nav", in.nav).in("--sp3", in.sp3).in("--clk", in.clk).in("--atx", in.atx);
-    plan.in("--att", in.att).in("--eop", in.eop).in("--jpl", in.jpl).in("--config", in.config).in("--truth", o.truth);
-    plan.in("--sp3-antenna", o.sp3_antenna);
+    plan_arc_inputs(in, plan);
+    plan.in("--truth", o.truth).in("--sp3-antenna", o.sp3_antenna);
     if (!o.sp3_antenna.empty() && in.sp3.empty()) throw InputError("--sp3-antenna needs precise orbits (--sp3)");
     if (!o.sp3_antenna.empty() && !in.atx.empty())
         throw InputError("--sp3-antenna and --atx: the offsets of the satellites would enter twice");
@@ -318,15 +317,8 @@ void add_run(Command app, Action& action) {
         "observables of a system, such as GPS:C1C,L1C,C2W,L2W; may be repeated; without it what most satellites have");
     command.add_option("--systems", o->inputs.systems,
                        "GPS, BDS or GPS,BDS; without it those with observations and ephemerides");
-    command.add_option("--sigma-code", o->inputs.sigma_code, "standard deviation of the codes, metres")
-        .positive()
-        .capture_default_str();
-    command.add_option(
-        "--sp3-antenna", o->sp3_antenna,
-        "ANTEX file: moves precise orbits to the phase centres of the satellites' antennas before the run");
-    command.add_option("--sigma-phase", o->inputs.sigma_phase, "standard deviation of the phases, metres")
-        .positive()
-        .capture_default_str();
+    add_sigmas(command, o->inputs.sigma_code, o->inputs.sigma_phase);
+    add_sp3_antenna(command, o->sp3_antenna);
     add_antenna(command, o->antenna, false);
     command.add_option("--receiver", o->inputs.receiver, "receiver number of the observations").capture_default_str();
     add_span(command, o->span, "epochs");
@@ -337,7 +329,6 @@ void add_run(Command app, Action& action) {
                        "CSV, one row per epoch and satellite: directions, residuals, slips");
     add_summary(command, o->summary);
     add_orbit_outputs(command, o->orbit, "the filtered positions");
-    command.add_option("--satellite", o->orbit.satellite, "satellite of the SP3 file, such as L01");
     command.add_flag("--round", o->round, "these files at whole seconds, interpolated from the true receive times");
     command.add_option("--plot", o->plot, "SVG or PNG of the errors, or of the satellites without --truth");
     add_log_level(command, o->log_level);

@@ -310,7 +310,7 @@ void add_simulate(Command app, Action& action) {
     command.add_option("--att-out", o->att_out, "attitude quaternions to be written");
     command.add_option("--truth-out", o->truth_out, "CSV of true positions and clocks to be written");
     command.add_option("--events-out", o->events_out, "CSV of ambiguities, slips and clock jumps to be written");
-    add_orbit_outputs(command, o->ephemeris, "the true orbit at the tags", false);
+    add_oem_output(command, o->ephemeris, "the true orbit at the tags");
     add_summary(command, o->summary);
     add_log_level(command, o->log_level);
     command.callback([o, &action] { action = [o] { return simulate(*o); }; });

@@ -313,7 +313,7 @@ void add_tide(Command app, Action& action) {
     command.add_option("--blh", o->blh, "site: latitude and longitude in degrees, ellipsoidal height in m").expected(3);
     command.add_option("--xyz", o->xyz, "site: earth-fixed position in m").expected(3);
     const Option epoch = command.add_option("--epoch", o->epoch, "first epoch, such as 2021-01-18T00:00:00");
-    command.add_option("--time-scale", o->time_scale, "its time scale: gpst, utc, tai or tt").capture_default_str();
+    add_time_scale(command, o->time_scale, "its time scale");
     const Option duration =
         command.add_option("--duration", o->duration, "length of a series in seconds").capture_default_str();
     add_made_span(command, o->span, "that time scale", epoch, duration);

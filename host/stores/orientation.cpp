@@ -6,6 +6,7 @@
 #include <cmath>
 #include <cstdio>
 #include <cstring>
+#include <memory>
 #include <vector>
 
 #include "inputs/checks.h"
@@ -83,13 +84,12 @@ C04Lines read_c04(const std::string& file, const std::string& kind, bool with_ho
 bool load_c04_lines(const std::vector<std::string>& lines) {
     const int descriptor = memfd_create("leopod", MFD_CLOEXEC);
     if (descriptor < 0) return false;
-    std::FILE* memory = fdopen(descriptor, "w");
-    for (int i = 0; i < kHeadLines; ++i) std::fputc('\n', memory);
-    for (const std::string& line : lines) std::fprintf(memory, "%s\n", line.c_str());
-    std::fflush(memory);
-    const bool ok = load_eop_storage(writable("/proc/self/fd/" + std::to_string(descriptor)));
-    std::fclose(memory);
-    return ok;
+    const std::unique_ptr<std::FILE, int (*)(std::FILE*)> memory(fdopen(descriptor, "w"), std::fclose);
+    if (memory == nullptr) return false;
+    for (int i = 0; i < kHeadLines; ++i) std::fputc('\n', memory.get());
+    for (const std::string& line : lines) std::fprintf(memory.get(), "%s\n", line.c_str());
+    std::fflush(memory.get());
+    return load_eop_storage(writable("/proc/self/fd/" + std::to_string(descriptor)));
 }
 
 bool load_file(const std::string& file, const std::string& name, Kind kind) {
