@@ -1,0 +1,1 @@
+"""Planting of single faults: scripts/mutate."""

@@ -1,0 +1,78 @@
+"""The build without a fault, and the times of its tests."""
+
+import json
+import os
+import re
+import shlex
+import subprocess
+import sys
+import threading
+import time
+
+from .concern import tests_of
+from .trial import Job
+
+SOURCE = os.path.dirname(os.path.dirname(os.path.dirname(os.path.abspath(__file__))))
+
+
+class Bench:
+    """The unmutated build, and the times of its tests."""
+
+    def __init__(self, build, data):
+        self.build = os.path.abspath(build)
+        self.data = data
+        self.seconds = {}
+        self.texts = {}
+        self.compiler = {}
+        self.reference = {}
+        self.lock = threading.Lock()
+
+    def prepare(self, modules, jobs):
+        tests = sorted({t for m in modules for t in tests_of(m)})
+        programs = sorted({"test_" + t.split(":")[0] for t in tests})
+        environment = {k: v for k, v in os.environ.items() if not k.startswith("MAKE")}
+        options = ["-DCMAKE_BUILD_TYPE=Mutation", "-DCMAKE_CXX_FLAGS_MUTATION=-O1", "-DCMAKE_C_FLAGS_MUTATION=-O1",
+                   "-DCMAKE_EXE_LINKER_FLAGS=-Wl,--enable-new-dtags"]
+        if self.data:
+            options.append("-DLEOPOD_DATA_DIR=" + os.path.abspath(self.data))
+        subprocess.run(["cmake", "-S", SOURCE, "-B", self.build, "-G", "Unix Makefiles", *options], check=True, env=environment,
+                       stdout=subprocess.DEVNULL)
+        targets = ["leopod", "leopod_static", "leopod_host"] + programs
+        subprocess.run(["cmake", "--build", self.build, f"-j{jobs}", "--target", *targets], check=True, env=environment,
+                       stdout=subprocess.DEVNULL)
+        for entry in json.load(open(os.path.join(self.build, "compile_commands.json"))):
+            module = os.path.relpath(entry["file"], SOURCE)[:-4]
+            if re.search(r"/leopod\.dir/|leopod_host(_code)?\.dir/", entry["command"]) and re.match("src/|host/", module):
+                command = [c for c in shlex.split(entry["command"]) if os.path.basename(c) != "ccache"]
+                module = module.removeprefix("src/")
+                self.texts[module] = open(entry["file"]).read()
+                self.reference[module] = None
+                self.compiler[module] = command[:command.index("-o")] + ["-w"]
+        read = lambda file: shlex.split(open(os.path.join(self.build, file)).read())
+        self.link, self.link_program = read("CMakeFiles/leopod.dir/link.txt"), read("host/CMakeFiles/leopod_host.dir/link.txt")
+        home = Job(self, "unchanged")
+        # what has passed and wasn't built anew since is not run again
+        library = os.path.join(self.build, "libleopod.so.1")
+        passed_file = os.path.join(home.path, "passed.json")
+        passed = json.load(open(passed_file)) if os.path.exists(passed_file) else {}
+        for test in tests:
+            program = self.program(test)
+            stamp = [os.stat(program).st_mtime, os.stat(library).st_mtime]
+            if passed.get(test, [0, None])[1] != stamp:
+                start = time.monotonic()
+                if home.test(test, program, 900) != 0:
+                    sys.exit(f"test_{test} fails without a fault")
+                passed[test] = [time.monotonic() - start, stamp]
+                json.dump(passed, open(passed_file, "w"))
+            self.seconds[test] = passed[test][0]
+        print(f"{len(programs)} test programs pass without a fault in {sum(self.seconds.values()):.0f} s", flush=True)
+
+    def program(self, test):
+        return os.path.join(self.build, "tests", "test_" + test.split(":")[0])
+
+    def unchanged(self, module, job):
+        with self.lock:
+            if self.reference[module] is None:
+                job.compile(module, self.texts[module])
+                self.reference[module] = open(job.object(module), "rb").read()
+            return self.reference[module]

@@ -1,0 +1,86 @@
+"""Which tests concern which module of the library and which source of the program."""
+
+import re
+
+# The tests that concern a module, test_base as "base", and "damage:*/9,*/10" for some of its cases; the quick ones run first. Left
+# out: tests that compile, install, load other builds, or take long (damage, campaign, plot).
+TESTS = {
+    "attitude": "attitude file_formats obs_processing pod_embed point_position process_ends host_simulate",
+    "common_function": "base displacement file_formats gnss_satposition host_tide keplerian tle",
+    "earth_gravity": "earth_gravity displacement file_formats orbit_forces orbit_fit orbit_drivers host",
+    "earth_rotation_param": "earth_rotation file_formats host pod_embed tle orbit_forces host_simulate",
+    "eph_planet": "eph_planet file_formats orbit_forces process_ends host",
+    "ephemeris_fit": "ephemeris_fit gnss_satposition",
+    "gnss_config": "gnss_config gnss_rtk pod_embed host_simulate",
+    "gnss_observation": "gnss_observation file_formats pod_embed host host_simulate",
+    "gnss_ppp": "point_position pod_embed process_ends host host_simulate",
+    "gnss_rtk": "gnss_rtk pod_embed",
+    "gnss_satposition": "gnss_satposition file_formats pod_embed point_position host host_simulate",
+    "gnss_simulator": "base",
+    "gtime": "base earth_rotation gnss_satposition tle pod_embed host",
+    "iau_function": "iau iers earth_rotation tle orbit_forces",
+    "iers_function": "iers displacement earth_rotation earth_gravity tle host_tide",
+    "keplerian_element": "keplerian mathlib tle host_simulate",
+    "lines": "base file_formats gnss_config gnss_observation gnss_satposition laser_ranging tle orbit_forces host_crd",
+    "mathlib": "mathlib keplerian ephemeris_fit attitude obs_processing point_position orbit_fit pod_embed",
+    "memory": "base gnss_satposition orbit_drivers pod_embed tle",
+    "obs_processing": "obs_processing attitude displacement laser_ranging point_position pod_embed gnss_rtk host",
+    "observation_laser_ranging": "laser_ranging file_formats host_crd",
+    "orbit_dynamics": "orbit_forces orbit_fit orbit_drivers file_formats pod_embed process_ends host host_simulate",
+    "pod_embed": "pod_embed point_position gnss_rtk process_ends host host_simulate",
+    "print": "base orbit_drivers tle pod_embed",
+    "report": "base gnss_config gnss_rtk process_ends",
+    "text": "base file_formats gnss_config gnss_observation gnss_satposition laser_ranging tle orbit_forces host_crd",
+    "tle": "tle file_formats host_tle",
+    "ulog": "base process_ends",
+}
+# The same for the program, whose sources are modules by their path; the longest beginning holds.
+ROOMS = {
+    "host/commands/": "host host_inputs host_exchange host_trust",
+    "host/commands/crd": "host_crd file_formats",
+    "host/commands/elements": "host_tle",
+    "host/commands/fit": "host_tables host host_exchange host_inputs file_formats host_plot host_trust",
+    "host/commands/options": "host_tables host host_inputs host_exchange host_trust host_simulate",
+    "host/commands/orbit": "host_orbit",
+    "host/commands/plot": "host_plot",
+    "host/commands/propagate": "host_tables host host_exchange host_trust file_formats",
+    "host/commands/report": "host_report:Report.Texts*",
+    "host/commands/run": "host_tables host host_satellites host_inputs host_exchange host_trust",
+    "host/commands/simulate": "host_simulate host_tables file_formats",
+    "host/commands/tide": "host_tide",
+    "host/estimation/": "host_orbit",
+    "host/estimation/first_": "host_tables host host_exchange host_orbit",
+    "host/estimation/position_fit": "host_tables host host_exchange host_trust",
+    "host/estimation/weighted_fit": "host_tables host host_exchange host_trust",
+    "host/inputs/": "host_inputs host host_exchange file_formats host_trust",
+    "host/inputs/blq": "host_tide file_formats",
+    "host/inputs/crinex": "host_inputs host file_formats",
+    "host/inputs/crd": "host_crd file_formats",
+    "host/inputs/satellite_rows": "host_plot host_report:Report.Texts*",
+    "host/inputs/solutions": "host_plot host_report:Report.Texts*",
+    "host/main": "host host_inputs",
+    "host/model/": "host_simulate",
+    "host/outputs/": "host_exchange host host_inputs file_formats",
+    "host/pictures/": "host_plot host_report:Report.Texts*",
+    "host/pictures/report": "host_report:Report.Texts*",
+    "host/shared/": "host_tables host_inputs host host_exchange host_trust host_plot host_crd host_tle",
+    "host/stores/satellites": "host_satellites host_tables host_plot",
+    "host/stores/": "host_tables host host_trust host_inputs host_simulate host_orbit",
+}
+STATIC_TEST = {"iau_function": "iau"}  # this one links the static library
+
+
+def tests_of(module):
+    """The tests that concern a module of the library or a source of the program."""
+    if module in TESTS:
+        return TESTS[module].split()
+    return ROOMS[max((room for room in ROOMS if module.startswith(room)), key=len)].split()
+
+
+def path_of(module):
+    return module + ".cpp" if module.startswith("host/") else f"src/{module}.cpp"
+
+
+def room_of(module):
+    """The room of a source of the program; a module of the library stands for itself."""
+    return re.sub("(host/.*)/.*", r"\1", module)

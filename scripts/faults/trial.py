@@ -1,0 +1,106 @@
+"""One fault: compiled, linked, and the tests run on it."""
+
+import os
+import shlex
+import signal
+import subprocess
+
+from .concern import STATIC_TEST, tests_of
+from .sample import position
+
+
+def run(command, seconds, **options):
+    """Exit status; None if the time is over. What the command has started ends with it."""
+    process = subprocess.Popen(command, stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL,
+                               process_group=0, **options)
+    try:
+        return process.wait(seconds)
+    except subprocess.TimeoutExpired:
+        return None
+    finally:
+        try:
+            os.killpg(process.pid, signal.SIGKILL)
+        except ProcessLookupError:
+            pass
+        process.wait()
+
+
+class Job:
+    """A directory with one mutated source, its object and its library."""
+
+    def __init__(self, bench, name):
+        self.bench = bench
+        self.path = os.path.join(bench.build, "faults", str(name))
+        os.makedirs(os.path.join(self.path, "tmp"), exist_ok=True)
+        self.environment = dict(os.environ, TMPDIR=os.path.join(self.path, "tmp"), GTEST_FAIL_FAST="1", LD_LIBRARY_PATH=self.path)
+        self.program = os.path.join(self.path, "leopod")
+        if bench.data:
+            self.environment["LEOPOD_DATA"] = os.path.abspath(bench.data)
+
+    def object(self, module):
+        return os.path.join(self.path, module.replace("/", "-") + ".o")
+
+    def compile(self, module, text):
+        source = self.object(module)[:-2] + ".cpp"
+        with open(source, "w") as file:
+            file.write(text)
+        return run([*self.bench.compiler[module], "-o", self.object(module), "-c", source], 600, cwd=self.path) == 0
+
+    def link(self, module):
+        """The library or the program with the fault; in the program's case behind the object comes the archive, which has the others."""
+        bench, command = self.bench, []
+        host = module.startswith("host/")
+        for word in bench.link_program if host else bench.link:
+            if command and command[-1] == "-o":
+                word = self.program if host else os.path.join(self.path, "libleopod.so.1")
+            elif word.endswith("/main.cpp.o" if host else f"/{module}.cpp.o"):
+                if host and module != "host/main":
+                    command.append(word)
+                word = self.object(module)
+            command.append(word)
+        environment = dict(self.environment)
+        if host:
+            self.environment["LEOPOD_PROGRAM"] = self.program
+        else:
+            self.environment.pop("LEOPOD_PROGRAM", None)
+        return run(command, 600, cwd=os.path.join(bench.build, "host") if host else bench.build, env=environment) == 0
+
+    def test(self, test, program, seconds):
+        filters = ["--gtest_filter=" + test.split(":")[1].replace(",", ":")] if ":" in test else []
+        try:
+            # bounds for faults that fill memory or disk
+            limits = ["prlimit", "--as=8000000000", "--fsize=1000000000", "--core=0"]
+            return run([*limits, program, "--gtest_fail_fast", "--gtest_brief=1", *filters], seconds, cwd=self.path, env=self.environment)
+        finally:
+            subprocess.run(["rm", "-rf", os.path.join(self.path, "tmp")], check=False)
+            os.makedirs(os.path.join(self.path, "tmp"), exist_ok=True)
+
+    def try_fault(self, fault):
+        """Outcome: caught (and by which test), survived, invalid (does not compile), same (the same object) or gone."""
+        bench, module = self.bench, fault["module"]
+        text = bench.texts[module]
+        start = position(text, fault)
+        if start is None:
+            return "gone", ""
+        text = text[:start] + fault["after"] + text[start + len(fault["before"]):]
+        same = bench.unchanged(module, self)
+        if not self.compile(module, text):
+            return "invalid", ""
+        if open(self.object(module), "rb").read() == same:
+            return "same", ""
+        if not self.link(module):
+            return "invalid", ""
+        for test in sorted(tests_of(module), key=lambda t: bench.seconds[t]):
+            program = bench.program(test)
+            if STATIC_TEST.get(module) == test:
+                command = shlex.split(open(os.path.join(bench.build, f"tests/CMakeFiles/test_{test}.dir/link.txt")).read())
+                place = command.index("-o")
+                program = os.path.join(self.path, "test_" + test)
+                command[place + 1] = program
+                command.insert(place + 2, self.object(module))
+                if run(command, 600, cwd=os.path.join(bench.build, "tests")) != 0:
+                    return "invalid", ""
+            status = self.test(test, program, 20 + 10 * bench.seconds[test])
+            if status != 0:
+                return "caught", test + (" (time limit)" if status is None else "")
+        return "survived", ""
