@@ -319,6 +319,18 @@ TEST_F(Exchange, WrittenFilesAreStrictAndReadBackToTheDigit) {
     EXPECT_EQ(rows[1].first, "2021  1 18  6  1  0.00000000");
     for (std::size_t i = 0; i < 6; ++i)
         EXPECT_NEAR(rows[1].second[i], t.fixed.at(21660.0)[i], i < 3 ? 6e-4 : 6e-8) << i;
+    // An orbit that starts beside a whole second is written at full minutes.
+    for (const auto& [epoch, first] :
+         {std::pair{"06:00:00.0004", "6  0"}, {"05:59:59.9996", "6  0"}, {"06:00:00.4", "6  1"}}) {
+        const std::string beside = std::regex_replace(kArc, std::regex("06:00:00"), epoch) + "--duration 1200 ";
+        leopod_ok(beside + "--sp3-out " + out("beside.sp3"));
+        const auto whole = read_sp3(out("beside.sp3"), head);
+        EXPECT_EQ(whole[0].first, std::string("2021  1 18  ") + first + "  0.00000000") << epoch;
+        for (const auto& row : whole) EXPECT_EQ(row.first.substr(17), " 0.00000000") << epoch;
+        const Outcome again = leopod_ok(beside + "--truth " + out("beside.sp3"));
+        EXPECT_GE(number(again.text, ": epochs ([0-9]+), 3D"), 18.0) << again.text;
+        EXPECT_LT(number(again.text, "largest ([0-9.]+) m"), 2e-3) << epoch << again.text;
+    }
 }
 
 TEST_F(Exchange, OrbitsOfTheReceiverAtWholeSeconds) {

@@ -76,6 +76,13 @@ TEST_F(Plot, ErrorsStandWhereTheAxesSay) {
     const std::string own = read_file(out("drawn.svg"));
     for (const char* text : {"rms 0.0046 m", "a scale of its own"}) EXPECT_TRUE(holds(own, text)) << text;
 
+    // On both sides of zero.
+    const std::string around = orbit("around.csv", 121, 60.0, [](int i) { return 0.016 * (i - 60); });
+    const Picture signs = drawn("errors --truth " + truth + " --in " + around)[0];
+    const double up = signs.texts.at("0.5").y, zero = signs.texts.at("0.0").y;
+    EXPECT_NEAR(signs.texts.at("-0.5").y - zero, zero - up, 0.11);
+    EXPECT_NEAR(value_at(signs, signs.series.at("around").at(0)[0].y), -0.96, 0.01);
+
     // By solution on logarithmic axes, on which 1 m lies half way between 0.5 m and 2 m.
     const std::vector<Picture> logs = drawn(common + " --layout total,solutions --log");
     const auto height = [&](const char* name) { return logs.at(1).series.at(name).at(0)[0].y; };

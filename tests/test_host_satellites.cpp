@@ -2,6 +2,7 @@
 #include <set>
 
 #include "host_support.h"
+#include "mathlib.h"
 
 namespace {
 
@@ -44,23 +45,50 @@ TEST_F(Satellites, RunWritesEachSatelliteAndKeepsItsResults) {
     for (const auto& [sod, row] : epochs) EXPECT_EQ(used[sod], row.at("ambiguities")) << sod;
 }
 
-TEST_F(Satellites, DirectionsOfSatellitesAreTheTrueOnes) {
-    leopod_ok("run --obs " + arc21("gps.obs") + " --nav " + arc21("arc.nav") + " --att " + arc21("attitude.txt") +
-              " --atx " + arc21("zero.atx") + " --config " + arc21("gps.cfg") + " --satellites-out " +
-              out("dev21.csv"));
-    std::map<std::string, Row> mine;
-    for (const Row& row : read_csv(out("dev21.csv"))) mine[row.at("sod_gpst") + row.at("satellite")] = row;
+TEST_F(Satellites, DirectionsAndDilutionAreTheTrueOnes) {
+    const auto mine = [](const std::string& obs) {
+        leopod_ok("run --obs " + arc21(obs) + " --nav " + arc21("arc.nav") + " --att " + arc21("attitude.txt") +
+                  " --atx " + arc21("zero.atx") + " --config " + arc21("gps.cfg") + " --satellites-out " +
+                  out("dev21.csv") + " --out " + out("epochs.csv"));
+        std::map<std::string, Row> rows;
+        for (const Row& row : read_csv(out("dev21.csv"))) rows[row.at("sod_gpst") + row.at("satellite")] = row;
+        return rows;
+    };
+    const std::vector<Row> truth = read_csv(arc21("truth_satellites.csv"));
+    std::map<std::string, Row> found = mine("gps.obs"), receiver;
     int compared = 0;
-    for (const Row& row : read_csv(arc21("truth_satellites.csv"))) {
-        const Row& found = mine[row.at("sod_tag") + row.at("sat")];
-        if (found.empty() || found.at("azimuth_deg").empty()) continue;
+    for (const Row& row : truth) {
+        const Row& own = found[row.at("sod_tag") + row.at("sat")];
+        if (own.empty() || own.at("azimuth_deg").empty()) continue;
         ++compared;
         const double elevation = row.value("el_deg");
-        const double turn = std::remainder(found.value("azimuth_deg") - row.value("az_deg"), 360.0);
-        EXPECT_NEAR(found.value("elevation_deg"), elevation, 0.002) << row.at("sod_tag") << row.at("sat");
+        const double turn = std::remainder(own.value("azimuth_deg") - row.value("az_deg"), 360.0);
+        EXPECT_NEAR(own.value("elevation_deg"), elevation, 0.002) << row.at("sod_tag") << row.at("sat");
         EXPECT_LT(std::fabs(turn) * std::cos(elevation * kPi / 180), 0.002) << row.at("sod_tag") << row.at("sat");
     }
     EXPECT_GT(compared, 30);
+
+    // Of these satellites there is the truth for each that is used: two ranges of each have the variances of column gdop.
+    found = mine("both.obs");
+    for (const Row& row : read_csv(arc21("truth_epochs.csv"))) receiver[row.at("sod_tag")] = row;
+    std::map<double, std::array<double, 16>> normals;
+    for (const Row& row : truth) {
+        const Row& own = found[row.at("sod_tag") + row.at("sat")];
+        if (own.empty() || own.at("used_point") != "1") continue;
+        double sight[4] = {0, 0, 0, 1};
+        for (int k = 0; k < 3; ++k) {
+            const std::string axis(1, "xyz"[k]);
+            const double at = receiver[row.at("sod_tag")].value(axis + "_rx");
+            sight[k] = (row.value(axis + "_tx") - at) / row.value("range_m");
+        }
+        for (std::size_t k = 0; k < 16; ++k) normals[row.value("sod_tag")][k] += 2.0 * sight[k / 4] * sight[k % 4];
+    }
+    const auto epochs = read_rows(out("epochs.csv"));
+    EXPECT_EQ(normals.size(), 2u);
+    for (auto& [sod, n] : normals) {
+        ASSERT_EQ(matinv(n.data(), 4, 4), 0) << sod;
+        EXPECT_NEAR(epochs.at(sod).at("gdop"), std::sqrt(n[0] * n[0] + n[5] * n[5] + n[10] * n[10]), 1e-3) << sod;
+    }
 }
 
 }  // namespace

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <cstdio>
-#include <map>
 
 #include "outputs/oem.h"
 #include "outputs/sp3.h"
@@ -52,15 +51,6 @@ void write_orbit(const OrbitOutputs& o, const Ephemeris& ephemeris) {
             std::printf("note: %zu positions have no neighbours for a velocity and are not in the ephemeris\n",
                         left_out);
     }
-}
-
-std::string itrf_name(const std::string& frame) {
-    static const std::map<std::string, const char*> names = {
-        {"05", "ITRF2005"}, {"08", "ITRF2008"}, {"14", "ITRF2014"}, {"20", "ITRF2020"}, {"00", "ITRF2000"}};
-    const bool known = frame.size() == 5 && (frame.compare(0, 2, "IG") == 0 || frame.compare(0, 3, "ITR") == 0);
-    const auto found = known ? names.find(frame.substr(3)) : names.end();
-    if (found != names.end()) return found->second;
-    return frame.size() == 8 && frame.compare(0, 4, "ITRF") == 0 ? frame : "";
 }
 
 }  // namespace host

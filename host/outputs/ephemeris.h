@@ -40,9 +40,6 @@ void plan_orbit_outputs(const OrbitOutputs& options, FilePlan& plan);
 /// Writes the files that are asked for and says so. Throws InputError.
 void write_orbit(const OrbitOutputs& options, const Ephemeris& ephemeris);
 
-/// Frame name of an OEM for the frame that SP3 files name: "IGS14" gives "ITRF2014"; empty where it tells no realisation.
-std::string itrf_name(const std::string& frame);
-
 }  // namespace host
 
 #endif
