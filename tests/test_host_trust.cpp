@@ -546,6 +546,9 @@ INSTANTIATE_TEST_SUITE_P(
     possible(
         propagation("Good", kState + "--duration 6000", 0, {"101 epochs"}),
         propagation("MorePiecesThanTheLibraryHoldsAtZero", kState + "--duration 54000", 0, {"901 epochs"}),
+        propagation("ReferenceOfAnotherDay", kState + "--duration 6000 --eop %E/data/demo_eop.txt --truth %T/t.csv", 2,
+                    {"t.csv: covers no epoch of the arc"},
+                    "t.csv<sod_gpst_2021_01_20,x_m,y_m,z_m\n0,1e6,6e6,0\n60,2e6,6e6,0\n>"),
         propagation("StateInKilometres", "--frame eci --state 6878 0 0 0 7.0 3.0", 2, {"kilometres?"}),
         propagation("VelocityInKilometres", "--frame eci --state 6878137 0 0 0 7.0 3.0", 2, {"lowest point", "units"}),
         propagation("IntoTheGround", "--frame eci --state 6878137 0 0 0 6000 3000 --duration 6000", 1,

@@ -13,6 +13,7 @@
 #include "estimation/position_fit.h"
 #include "estimation/weighted_fit.h"
 #include "inputs/orbit_check.h"
+#include "inputs/truth.h"
 #include "pictures/canvas.h"
 #include "shared/console.h"
 #include "shared/error.h"
@@ -179,6 +180,7 @@ int fit(const FitOptions& o) {
     PositionFile file = load_positions(o);
     Dynamics dynamics;
     prepare(o, file, dynamics);
+    Truth::check(o.truth, file.rows.front().time, file.rows.back().time, o.orbit.satellite, file.inertial);
     const AntennaOffset antenna = load_antenna(o, dynamics);
     move_to_centre_of_mass(antenna, file);
     const FitPositions positions = make_positions(file, o.antenna, *dynamics.config);

@@ -72,6 +72,7 @@ int estimate(const OrbitOptions& o, const FilePlan& plan) {
     Console console(o.log_level);
     OrbitJob job;
     load(o, job);
+    Truth::check(o.truth, job.arc.epochs.front().tag, job.arc.epochs.back().tag);
     Motion motion(job.dynamics, gtimeChangeTimeSystem(job.arc.start, tsUTC), 0.0, job.arc.epochs.back().time,
                   empirical_terms(o, *job.dynamics.config));
     print_input(job);

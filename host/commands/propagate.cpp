@@ -225,6 +225,7 @@ int propagate(const PropagateOptions& options) {
     const double mjd = gtime2mjd(start);
     Dynamics dynamics;
     prepare(o, mjd, given, dynamics);
+    Truth::check(o.truth, start, gtimeAddSec(start, o.duration), o.orbit.satellite, given.inertial);
     Vector3 pos{}, vel{};
     inertial_state(given, mjd, pos, vel);
     print_shortcomings(dynamics);

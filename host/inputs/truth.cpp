@@ -8,6 +8,7 @@
 #include "mathlib.h"
 #include "shared/earth.h"
 #include "shared/error.h"
+#include "shared/times.h"
 
 namespace host {
 
@@ -15,6 +16,7 @@ namespace {
 
 constexpr double kSlack = 2e-3;  ///< a receiver clock may put the first and last epoch this far outside the rows [s]
 constexpr int kWindow = 10;      ///< rows of an interpolation
+constexpr double kLongestGap = 120.0;  ///< that is bridged [s]
 
 }  // namespace
 
@@ -46,6 +48,19 @@ Truth Truth::load(const std::string& file, const GTime& first, const std::string
     return truth;
 }
 
+void Truth::check(const std::string& file, const GTime& first, const GTime& last, const std::string& satellite,
+                  bool inertial) {
+    if (file.empty()) return;
+    const GTime from = gtimeChangeTimeSystem(first, tsGPST), to = gtimeChangeTimeSystem(last, tsGPST);
+    const Truth truth = load(file, from, satellite, inertial);
+    const double begin = gtimeSubSec(from, truth.origin_) - kLongestGap;
+    const double end = gtimeSubSec(to, truth.origin_) + kLongestGap;
+    const bool covers = truth.size() == 1 || std::any_of(truth.seconds_.begin(), truth.seconds_.end(),
+                                                         [&](double t) { return t >= begin && t <= end; });
+    if (!covers)
+        throw InputError(file + ": covers no epoch of the arc from " + time_text(from, 0) + " to " + time_text(to, 0));
+}
+
 bool Truth::state_at(const GTime& time, Vector3& position, Vector3& velocity) const {
     const std::size_t n = seconds_.size();
     if (n == 1) {
@@ -62,8 +77,8 @@ bool Truth::state_at(const GTime& time, Vector3& position, Vector3& velocity) co
     const double gap = seconds_[right] - seconds_[right - 1];
     const std::size_t window = std::min<std::size_t>(kWindow, n);
     const std::size_t first = std::min(right > window / 2 ? right - window / 2 : 0, n - window);
-    const bool regular =
-        seconds_[first + window - 1] - seconds_[first] < 1.5 * static_cast<double>(window - 1) * gap && gap <= 120.0;
+    const bool regular = seconds_[first + window - 1] - seconds_[first] < 1.5 * static_cast<double>(window - 1) * gap &&
+                         gap <= kLongestGap;
     const std::size_t near = std::fabs(seconds_[right] - t) < std::fabs(seconds_[right - 1] - t) ? right : right - 1;
     const std::size_t from = regular ? first : near;
     const std::size_t count = regular ? window : 1;

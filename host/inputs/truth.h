@@ -28,6 +28,10 @@ class Truth {
     static Truth load(const std::string& file, const GTime& first, const std::string& satellite = "",
                       bool inertial = false);
 
+    /// Throws InputError where the file, read as above, has no row within two minutes of the arc.
+    static void check(const std::string& file, const GTime& first, const GTime& last, const std::string& satellite = "",
+                      bool inertial = false);
+
     /// Position and velocity at a time, by interpolation of neighbouring rows. False outside the rows or in a gap.
     bool state_at(const GTime& time, Vector3& position, Vector3& velocity) const;
     /// Error of an earth-fixed position at a time. False where there is no reference.
