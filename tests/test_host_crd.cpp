@@ -56,6 +56,15 @@ TEST_F(HostCrd, FilesOfBothVersionsInOneRun) {
         EXPECT_EQ(column(kTables + table + ".csv", name), values) << table << " " << name;
     EXPECT_TRUE(holds(read_file(kTables + "00.csv"), "1,1,\"made by hand: a pass"));
 
+    // The span cuts over midnight, in UTC, from the first session's day on; what has no time of its own stays.
+    for (const auto& [span, ranges, config] :
+         {std::tuple("--from 86399 --to 86400.2", 1u, 1u), std::tuple("--from 86399 --to 86401", 2u, 1u),
+          std::tuple("--from 2021-01-27T00:00:00.2 --to 2021-01-28T00:00:00", 2u, 1u)}) {
+        const std::string cut = leopod_ok(files + out("cut/") + " " + span).text;
+        EXPECT_EQ(column(out("cut/10.csv"), "sec_of_day").size(), ranges) << cut;
+        EXPECT_EQ(column(out("cut/C4.csv"), "session").size(), config) << cut;
+        EXPECT_GT(number(cut, "outside the span: ([0-9]+)"), 10.0) << cut;
+    }
     leopod_ok(files + out("chosen") + " --records 11,c0");
     for (const char* name : {"10.csv", "11.csv", "C0.csv"})
         EXPECT_EQ(std::filesystem::exists(out("chosen/") + name), name != std::string("10.csv")) << name;
@@ -133,7 +142,8 @@ TEST_F(HostCrd, LinesOfVersion1ThatItsReaderCannotTake) {
 
 TEST_F(HostCrd, UnusableFilesAndOptions) {
     const std::string good = test_file("laser_ranging1.crd").string();
-    expect_refusals("crd " + good, {{write_temp("text.txt", "no records\n10 1 2 3\n"), "text.txt"},
+    expect_refusals("crd " + good, {{"--from noon", "--from noon"},
+                                    {write_temp("text.txt", "no records\n10 1 2 3\n"), "text.txt"},
                                     {write_temp("cpf.txt", "H1 CPF 2 abc 2021 01 27 09\n"), "cpf.txt"},
                                     {write_temp("version.txt", "H1 CRD 3 2021 01 27 09\n"), "version 3"},
                                     {write_temp("empty.txt", ""), "empty.txt"},

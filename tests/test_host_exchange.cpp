@@ -393,6 +393,11 @@ TEST_F(Exchange, SpansAreHalfOpen) {
         const Outcome o = leopod_ok(fit + options);
         EXPECT_EQ(number(o.text, "leopod fit: ([0-9]+) positions"), count) << options << o.text;
     }
+    for (const char* from : {"25200", "2021-01-18T07:00:00"}) {
+        const std::string o =
+            leopod_ok("propagate --state " + out("arc.csv") + kDynamics + "--to 25500 --from " + from).text;
+        EXPECT_TRUE(holds(o, "propagate: 2021-01-18T07:00:00.000 to 2021-01-18T07:04:00.000 GPST, 5 epochs")) << o;
+    }
     expect_refusals("fit", {{"--positions " + out("arc.csv") + kDynamics + "--from noon", "--from noon"},
                             {"--positions " + out("arc.csv") + kDynamics + "--from 5 --to 5", "nothing lies between"}});
 }

@@ -164,10 +164,16 @@ TEST_F(Report, TextsAndPicturesWithoutTheLibrary) {
           "coastlines", "class=\"density\"", "Residuals of the carrier-phase filter", "Satellites and geometry",
           "Orbit errors"})
         EXPECT_TRUE(holds(page, text)) << text;
+    leopod_ok("report" + inputs + " --from 2021-01-18T00:16:30 --to 1020 --charts /nowhere --out " + out("part.html"));
+    const std::string part = read_file(out("part.html"));
+    for (const char* text : {"<th>OK</th><td class=\"n\">2</td>", "<th>LACK_OF_SATELLITES</th><td class=\"n\">1</td>",
+                             "<th>OK</th><td class=\"n\">30</td>"})
+        EXPECT_TRUE(holds(part, text)) << text;
     const std::string truth = write_temp("day_before.csv", "mjd,sod,x,y,z\n59000,0,7e6,0,0\n59000,60,7e6,1e6,0\n");
     const std::string page_out = " --out " + out("none.html"), epochs = "--in " + out("epochs.csv");
     expect_refusals("report", {{page_out, "is needed"},
                                {epochs + " --truth " + truth + page_out, "covers no position"},
+                               {epochs + " --from 90000" + page_out, "no rows in the span asked for"},
                                {epochs + " --summary " + truth + page_out, "is not JSON"},
                                {"--in " + truth + page_out, "no column"},
                                {epochs + " --log /nowhere/log" + page_out, "/nowhere/log"}});

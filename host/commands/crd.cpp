@@ -18,6 +18,7 @@
 #include "shared/console.h"
 #include "shared/error.h"
 #include "shared/files.h"
+#include "shared/span.h"
 
 namespace host {
 
@@ -27,6 +28,7 @@ struct CrdOptions {
     std::vector<std::string> files;
     std::string out;                   ///< directory of the tables; empty: none
     std::vector<std::string> records;  ///< kinds of records that are written; empty: all
+    SpanOptions span;
     std::string summary;
     std::string log_level = "critical";
 };
@@ -104,7 +106,7 @@ constexpr bool has_time<Record, std::void_t<decltype(Record::sec_of_day)>> = tru
 
 class CrdReader {
   public:
-    explicit CrdReader(const CrdOptions& options) : tables_(options) {}
+    explicit CrdReader(const CrdOptions& options) : span_options_(options.span), tables_(options) {}
 
     void read(const std::string& file);
     void print() const;
@@ -156,7 +158,10 @@ class CrdReader {
 
     template <auto read, typename Record>
     void take(const std::string& id, std::string line);
+    bool is_outside(const Session& session, const std::optional<Epoch>& epoch);
 
+    SpanOptions span_options_;
+    std::optional<ArcSpan> span_;  ///< from the first dated record on, whose session has the first day
     Tables tables_;
     std::vector<Session> sessions_;
     Session next_;  ///< what the session to come has of its file, station and target
@@ -165,10 +170,18 @@ class CrdReader {
     std::string file_;
     long line_ = 0;
     std::size_t files_ = 0;
-    long lines_ = 0, data_records_ = 0, failed_ = 0, undated_ = 0, by_tokens_ = 0;
+    long lines_ = 0, data_records_ = 0, failed_ = 0, undated_ = 0, by_tokens_ = 0, outside_ = 0;
     long blank_ = 0, user_ = 0, unsupported_ = 0;
     std::map<std::string, long> records_, unknown_;
 };
+
+/// True for a record that the span leaves out: dated, and outside of it.
+bool CrdReader::is_outside(const Session& session, const std::optional<Epoch>& epoch) {
+    if (!epoch || !span_options_.given()) return false;
+    const auto utc = [](const Epoch& e) { return GTime{{e.mjd, static_cast<double>(e.sec_of_day)}, tsUTC}; };
+    if (!span_) span_.emplace(span_options_, utc(session.start.value_or(*epoch)), tsUTC);
+    return !span_->has(utc(*epoch));
+}
 
 /// Reads one record and counts, dates and writes it.
 template <auto read, typename Record>
@@ -177,6 +190,15 @@ void CrdReader::take(const std::string& id, std::string line) {
     Record r = read_crd_record<read, Record>(id, std::move(line), by_tokens);
     by_tokens_ += by_tokens;
     note(r);
+    std::optional<Epoch> epoch;
+    if constexpr (has_time<Record>) {
+        Session& s = session();
+        if (given(r.sec_of_day)) epoch = s.date(id, r.sec_of_day);
+        if (is_outside(s, epoch)) {
+            ++outside_;
+            return;
+        }
+    }
 
     std::string names;
     std::string values;
@@ -207,7 +229,6 @@ void CrdReader::take(const std::string& id, std::string line) {
         }
         if constexpr (has_time<Record>) {
             const bool is_range = id == "10" || id == "11";
-            const std::optional<Epoch> epoch = given(r.sec_of_day) ? s.date(id, r.sec_of_day) : std::nullopt;
             s.ranges += is_range;
             s.undated += !epoch;
             undated_ += !epoch;
@@ -321,6 +342,7 @@ void CrdReader::print() const {
     std::printf("records: %s\n", list_of(records_).c_str());
     std::printf("failed fields: %ld\n", failed_);
     std::printf("records without a date: %ld\n", undated_);
+    if (span_options_.given()) std::printf("records outside the span: %ld\n", outside_);
     if (by_tokens_ != 0) std::printf("lines of version 1 read by tokens: %ld\n", by_tokens_);
     std::printf("passed over: blank lines %ld, user-defined records %ld, unknown records %s\n", blank_, user_,
                 list_of(unknown_).c_str());
@@ -358,6 +380,7 @@ void CrdReader::summarise(Summary& summary) const {
     summary.set("records/user_defined", user_);
     summary.set("records/data", data_records_);
     summary.set("records/undated", undated_);
+    if (span_options_.given()) summary.set("records/outside_span", outside_);
     summary.set("records/failed_fields", failed_);
 }
 
@@ -432,6 +455,7 @@ void add_crd(Command app, Action& action) {
     auto o = std::make_shared<CrdOptions>();
     Command command = app.add_subcommand("crd", "Laser ranging files in, a summary and tables of their records out");
     command.add_option("files", o->files, "CRD files, version 1 or 2").required();
+    add_span(command, o->span);
     add_summary(command, o->summary);
     command.add_option("--out", o->out, "directory for the records as CSV, one file a kind, and the list of sessions");
     command.add_option("--records", o->records, "kinds of records to write, such as 10,11,20; all without it")

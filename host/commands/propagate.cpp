@@ -93,17 +93,25 @@ FilePlan check_files(const PropagateOptions& o) {
     return plan;
 }
 
+/// The epoch of the options; the second of a day is one of a file's first day.
+std::optional<GTime> given_epoch(const PropagateOptions& o, const PositionRequest& request) {
+    double second = 0;
+    if (o.epoch.empty()) return std::nullopt;
+    if (o.state.size() != 1 || !parse_number(o.epoch, second)) return parse_epoch(o.epoch, request.scale);
+    const GTime first = read_state(o.state.front(), request, std::nullopt).rows.front().time;
+    return ArcSpan({o.epoch, ""}, first, request.scale).begin();
+}
+
 /// The state of the options: six numbers, or one of a file.
 PositionFile given_state(const PropagateOptions& o) {
-    std::optional<GTime> epoch;
-    if (!o.epoch.empty()) epoch = parse_epoch(o.epoch, time_system(o.time_scale));
     const bool inertial = is_inertial(o.frame);
+    PositionRequest request;
+    request.inertial = inertial;
+    if (inertial) request.columns = inertial_columns();
+    request.scale = time_system(o.time_scale);
+    request.satellite = o.orbit.satellite;
+    const std::optional<GTime> epoch = given_epoch(o, request);
     if (o.state.size() == 1) {
-        PositionRequest request;
-        request.inertial = inertial;
-        if (inertial) request.columns = inertial_columns();
-        request.scale = time_system(o.time_scale);
-        request.satellite = o.orbit.satellite;
         if (epoch) request.day_mjd = gtimeChangeTimeSystem(*epoch, request.scale).time.mjd;
         return read_state(o.state.front(), request, epoch);
     }
@@ -249,8 +257,9 @@ int propagate(const PropagateOptions& options) {
 void add_propagate(Command app, Action& action) {
     auto o = std::make_shared<PropagateOptions>();
     Command command = app.add_subcommand("propagate", "A state in, a trajectory out");
-    command.add_option("--epoch", o->epoch,
-                       "epoch of the state, such as 2021-01-18T00:00:00; of a file without it the first");
+    command.add_option("--epoch,--from", o->epoch,
+                       "epoch of the state, such as 2021-01-18T00:00:00, or second of a file's first day; of a file "
+                       "without it the first");
     add_time_scale(command, o->time_scale, "its time scale, and that of a CSV");
     command
         .add_option("--state", o->state, "x y z vx vy vz in m and m/s, or a file: CSV, SP3 or OEM with velocities, OPM")

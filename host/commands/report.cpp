@@ -4,6 +4,7 @@
 #include <memory>
 
 #include "commands/command.h"
+#include "commands/options.h"
 #include "commands/report_content.h"
 #include "commands/report_parts.h"
 #include "pictures/report_page.h"
@@ -116,6 +117,7 @@ void add_report(Command app, Action& action) {
     command.add_option("--orbit", o->orbit, "CSV of orbit --out");
     command.add_option("--residuals", o->residuals, "CSV of fit --residuals; may be repeated");
     command.add_option("--truth", o->truth, "CSV of reference positions, as in run");
+    add_span(command, o->span, "rows");
     command.add_option("--summary", o->summaries, "JSON summary of a command; may be repeated");
     command.add_option("--log", o->log, "log of the library's messages (standard error of a command with --log-level)");
     command.add_option("--command", o->commands,

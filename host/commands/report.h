@@ -6,11 +6,14 @@
 #include <string>
 #include <vector>
 
+#include "shared/span.h"
+
 namespace host {
 
 struct ReportOptions {
     std::string epochs, fit, orbit, truth, log, out, title;
     std::vector<std::string> satellites, residuals, summaries, commands;
+    SpanOptions span;
     std::string charts = "/usr/share/javascript/dygraphs";  ///< directory of the charts' library
 };
 

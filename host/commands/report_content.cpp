@@ -1,5 +1,6 @@
 #include "commands/report_content.h"
 
+#include <algorithm>
 #include <fstream>
 
 #include "inputs/csv.h"
@@ -14,7 +15,22 @@ namespace host {
 
 namespace {
 
-void read_epochs(const std::string& file, Content& content) {
+/// Rows of the span that is asked for.
+bool in_span(const SpanOptions& span, const GTime& time, long day) {
+    return !span.given() || ArcSpan(span, {{day, 0.0}, tsGPST}, tsGPST).has(time);
+}
+
+void add_solution(const ReportOptions& o, const Source& source, Content& content) {
+    Solution solution{source.label, read_positions(source, content.day)};
+    if (content.day == 0) content.day = first_day(solution.rows);
+    const auto outside = [&](const TimedPosition& row) { return !in_span(o.span, row.time, content.day); };
+    solution.rows.erase(std::remove_if(solution.rows.begin(), solution.rows.end(), outside), solution.rows.end());
+    if (solution.rows.empty()) throw InputError(source.file + ": has no positions in the span asked for");
+    content.solutions.push_back(std::move(solution));
+}
+
+void read_epochs(const ReportOptions& o, Content& content) {
+    const std::string& file = o.epochs;
     const char* hint = "the file of leopod run --out is expected";
     CsvReader in(file);
     const int mjd = in.require("mjd_gpst", hint);
@@ -32,7 +48,7 @@ void read_epochs(const std::string& file, Content& content) {
     Epochs& epochs = content.epochs;
     while (in.next()) {
         double seconds = 0;
-        if (!row_seconds({}, in, mjd, sod, content.day, seconds)) continue;
+        if (!row_seconds(o.span, in, mjd, sod, content.day, seconds)) continue;
         ++epochs.status[printable(std::string(in.text(status)))];
         if (filter >= 0 && !in.text(filter).empty()) ++epochs.filter[printable(std::string(in.text(filter)))];
         epochs.seconds.push_back(seconds);
@@ -40,22 +56,30 @@ void read_epochs(const std::string& file, Content& content) {
         epochs.dilution.push_back(in.number(dilution));
         for (std::size_t i = 0; i < clocks.size(); ++i) epochs.clocks[i].second.push_back(in.number(clocks[i]));
     }
-    if (epochs.seconds.empty()) throw InputError(file + ": has no rows");
+    if (epochs.seconds.empty())
+        throw InputError(file + (o.span.given() ? ": has no rows in the span asked for" : ": has no rows"));
     for (const auto& [name, solution] : {std::pair{"point position", "point"}, std::pair{"filter", "filter"}})
-        content.solutions.push_back({name, read_positions({file, solution, name}, content.day)});
+        add_solution(o, {file, solution, name}, content);
 }
 
-void count_status(const std::vector<std::string>& files, Content& content) {
-    for (const std::string& file : files) {
+void count_status(const ReportOptions& o, Content& content) {
+    const char* hint = "the file of leopod run --satellites-out is expected";
+    for (const std::string& file : o.satellites) {
         CsvReader in(file);
-        const int status = in.require("status", "the file of leopod run --satellites-out is expected");
-        while (in.next()) ++content.satellite_status[printable(std::string(in.text(status)))];
+        const int status = in.require("status", hint);
+        const int mjd = in.require("mjd_gpst", hint);
+        const int sod = in.require("sod_gpst", hint);
+        while (in.next()) {
+            double seconds = 0;
+            if (row_seconds(o.span, in, mjd, sod, content.day, seconds))
+                ++content.satellite_status[printable(std::string(in.text(status)))];
+        }
     }
 }
 
-void read_residuals(const std::vector<std::string>& files, Content& content) {
+void read_residuals(const ReportOptions& o, Content& content) {
     const char* hint = "the file of leopod fit --residuals is expected";
-    for (const std::string& file : files) {
+    for (const std::string& file : o.residuals) {
         CsvReader in(file);
         const int epoch = in.require("epoch_gpst", hint);
         const int columns[3] = {in.require("radial_m", hint), in.require("along_m", hint), in.require("cross_m", hint)};
@@ -64,12 +88,15 @@ void read_residuals(const std::vector<std::string>& files, Content& content) {
             GTime time{};
             if (!read_time(std::string(in.text(epoch)), tsGPST, time)) continue;
             if (content.day == 0) content.day = gtimeAddSec(time, 1.0).time.mjd;
-            content.fit_seconds.push_back(static_cast<double>(time.time.mjd - content.day) * 86400.0 + time.time.sod);
+            if (!in_span(o.span, time, content.day)) continue;
+            content.fit_seconds.push_back(seconds_of(time, content.day));
             content.fit_used.push_back(weight < 0 || in.number(weight) > 0.0);
             for (std::size_t k = 0; k < 3; ++k) content.fit_residuals[k].push_back(in.number(columns[k]));
         }
     }
-    if (!files.empty() && content.fit_seconds.empty()) throw InputError(files.front() + ": has no residuals");
+    if (!o.residuals.empty() && content.fit_seconds.empty())
+        throw InputError(o.residuals.front() +
+                         (o.span.given() ? ": has no residuals in the span asked for" : ": has no residuals"));
 }
 
 SolutionErrors errors_of(const Solution& solution, const Truth& truth, long day) {
@@ -120,17 +147,15 @@ double seconds_of(const GTime& time, long day) {
 
 Content read_content(const ReportOptions& o) {
     Content content;
-    if (!o.epochs.empty()) read_epochs(o.epochs, content);
+    if (!o.epochs.empty()) read_epochs(o, content);
     if (!o.satellites.empty()) {
-        content.satellites = read_satellite_rows(o.satellites, false, {}, content.day);
-        count_status(o.satellites, content);
+        content.satellites = read_satellite_rows(o.satellites, false, o.span, content.day);
+        count_status(o, content);
     }
     for (const auto& [file, name] : {std::pair{o.fit, "fitted orbit"}, std::pair{o.orbit, "reduced-dynamic orbit"}}) {
-        if (file.empty()) continue;
-        content.solutions.push_back({name, read_positions({file, "", name}, content.day)});
-        if (content.day == 0) content.day = first_day(content.solutions.back().rows);
+        if (!file.empty()) add_solution(o, {file, "", name}, content);
     }
-    read_residuals(o.residuals, content);
+    read_residuals(o, content);
     compare(o, content);
     return content;
 }
