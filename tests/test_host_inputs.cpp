@@ -247,6 +247,46 @@ TEST_F(HostInputs, WhateverTheWrappingTheResultIsTheSame) {
     EXPECT_EQ(o.status, 0) << o.text;
 }
 
+// Observation files as receivers, editors and joins leave them: the rows of the demo arc, and words where something is wanting.
+TEST_F(HostInputs, ObservationFilesOfAnyMakeGiveTheirEpochsOrWords) {
+    const std::string swapped =
+        R"(awk '/OBS TYPES/ {$0 = "C    4 L5P C5P L1P C1P" substr($0, 23)} /^C[0-9]/ {printf "%s", substr($0, 1, 3)
+            for (k = 3; k >= 0; --k) printf "%-16s", substr($0, 4 + 16 * k, 16); print ""; next} {print}')";
+    const std::string scaled =
+        R"(awk '/END OF HEADER/ {printf "%-60s%s\n", "C   10   2 C1P C5P", "SYS / SCALE FACTOR"} /^C[0-9]/ {
+            printf "%s%14.3f  %s%14.3f  %s\n", substr($0, 1, 3), 10 * substr($0, 4, 14), substr($0, 20, 16),
+                10 * substr($0, 36, 14), substr($0, 52); next} {print}')";
+    const struct {
+        std::string make;  ///< writes the file from "plain", or from its halves "first" and "later"
+        int rows;          ///< that are those of the plain file; 0 where the file is of no use
+        const char* text;
+    } cases[] = {
+        {"cat first; " + swapped + " later", 121, ": 121 epochs, 2021"},
+        {"cat plain later", 121, "  61 epochs stand twice in the files and are taken once"},
+        {scaled + " plain", 121, ": 121 epochs, 2021"},
+        {"head -c -9 plain", 120, ": 121 epochs, cut within its last epoch, 2021"},
+        {"head -n -3 plain", 120, ": 121 epochs, cut within its last epoch, 2021"},
+        {"sed '11s/8$/9/' plain", 121, ": 121 epochs, 1 satellite fewer than its epochs count, 2021"},
+        {"sed '20i G07 ? 21' plain; echo", 121, ": 121 epochs, 1 line that can't be read left out, 2021"},
+        {"sed '/OBS TYPES/s/P C5P L5P/P S1P D1P/' plain", 0,
+         "no BDS satellite has all of these; observed are: C1P D1P L1P S1P"},
+        {"sed '/FIRST OBS/s/GPS/XYZ/' plain", 0, "the time system XYZ of this RINEX observation file is not known"},
+    };
+    for (const auto& c : cases) {
+        const Outcome o =
+            shell("rm -rf m; mkdir m; cd m; cp " + kDemo + "bds.obs plain\n" +
+                  "awk '/2021 01 18 00 30  0/ {later = 1} {print > (later ? \"later\" : \"first\")}' plain\n" +
+                  "(head -n 10 plain; cat later) > l; mv l later; { " + c.make + "; } > o\n" + "for f in plain o; do " +
+                  kProgram + " run --nav " + kDemo + "bds.nav --obs $f --out $f.csv || echo status $?; done\n" +
+                  (c.rows > 0 ? "cmp <(head -n " + std::to_string(c.rows + 1) + " plain.csv) <(head -n " +
+                                    std::to_string(c.rows + 1) + " o.csv)\n"
+                              : ""));
+        EXPECT_EQ(o.status, 0) << c.make << "\n" << o.text;
+        EXPECT_TRUE(holds(o.text, c.text)) << c.make << "\n" << o.text;
+        EXPECT_EQ(holds(o.text, "status"), c.rows == 0) << c.make << "\n" << o.text;
+    }
+}
+
 // What can't be expanded, and what stands under the wrong option, is named for what it is.
 TEST_F(HostInputs, UnusableInputsAreNamedForWhatTheyAre) {
     const Outcome made = shell(

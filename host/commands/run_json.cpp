@@ -64,6 +64,7 @@ void summarise(const RunOptions& options, const Environment& environment, const 
     summary.set("also_observed", environment.other_signals);
     summary.set("satellites/beyond_limit",
                 environment.stream != nullptr ? environment.stream->satellites_dropped() : 0L);
+    summary.set("epochs/repeated", environment.stream != nullptr ? environment.stream->repeated() : 0L);
     summary.set("sigma_code_m", options.inputs.sigma_code);
     summary.set("sigma_phase_m", options.inputs.sigma_phase);
     summary.set("epochs_without_attitude", totals.without_attitude);

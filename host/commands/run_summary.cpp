@@ -45,6 +45,8 @@ void print_inputs(const RunOptions& options, const Environment& environment, con
         std::printf("  %ld satellites beyond %d an epoch were left out: the library holds no more\n",
                     environment.stream->satellites_dropped(), static_cast<int>(MAXSAT_EPOCH));
     }
+    if (environment.stream != nullptr && environment.stream->repeated() > 0)
+        std::printf("  %ld epochs stand twice in the files and are taken once\n", environment.stream->repeated());
     std::printf("sigmas: codes %g m, phases %g m\n", options.inputs.sigma_code, options.inputs.sigma_phase);
     // A clock wanders like a walk between two of the products.
     const double spacing = clock_interval();
@@ -168,6 +170,12 @@ std::vector<Routine> routine_messages(const RunOptions& options) {
 void print_signals(const Environment& environment) {
     std::printf("systems: %s\n", systems_text(environment.shares).c_str());
     if (!environment.other_signals.empty()) std::printf("also observed: %s\n", environment.other_signals.c_str());
+    for (std::size_t j = 0; j < environment.shares.size(); ++j) {
+        if (environment.shares[j] > 0.0) continue;
+        const std::string& types = environment.observed_types[j];
+        std::printf("note: no %s satellite has all of these; observed are: %s\n",
+                    system_name(static_cast<int>(j)).c_str(), types.empty() ? "none" : types.c_str());
+    }
 }
 
 void Totals::add(const Epoch& epoch) {

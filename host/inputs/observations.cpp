@@ -17,34 +17,6 @@ namespace {
 
 const char kKind[] = "RINEX observation file";
 constexpr std::size_t kMostSatellites = 200;  ///< of an epoch
-constexpr std::size_t kValueWidth = 14;
-
-/// Columns of a line, as far as they are there.
-std::string_view columns(std::string_view line, std::size_t first, std::size_t width) {
-    return first < line.size() ? line.substr(first, width) : std::string_view();
-}
-
-bool has_label(const std::string& line, const char* label) { return line.find(label, 60) != std::string::npos; }
-
-bool is_blank(char c) { return c == ' ' || (c >= '\t' && c <= '\r'); }
-
-/// Takes the number at the start of a text, behind blanks; false where there is none.
-template <typename Number>
-bool take_number(std::string_view& text, Number& value) {
-    while (!text.empty() && is_blank(text[0])) text.remove_prefix(1);
-    if (text.size() > 1 && text[0] == '+' && text[1] != '-') text.remove_prefix(1);
-    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
-    text.remove_prefix(static_cast<std::size_t>(end - text.data()));
-    return error == std::errc();
-}
-
-/// A whole number of some columns; -1 where there is none.
-int number_at(std::string_view line, std::size_t first, std::size_t width) {
-    std::string_view text = columns(line, first, width);
-    int value = 0;
-    return take_number(text, value) && value >= 0 && value < 100000 ? value : -1;
-}
-
 /// Appends a number, filled up on its left.
 void append_number(std::string& text, int value, std::size_t width, char fill) {
     char digits[16];
@@ -56,37 +28,21 @@ void append_number(std::string& text, int value, std::size_t width, char fill) {
 /// Observations, those behind a power failure, and slips are given satellite by satellite.
 bool has_satellites(int flag) { return flag == 0 || flag == 1 || flag == 6; }
 
-/// Version 2 names bands and codes together.
-std::string type_of_v2(const std::string& type) {
-    if (type.size() != 2) return "";
-    if (type[1] == 'A') return std::string(1, type[0]) + "1C";
-    if (type[0] == 'P') return std::string("C") + type[1] + "P";
-    char text[3] = {type[0], type[1], '\0'};
-    OBSTYPE kind{};
-    OBSFREQ band{};
-    OBSCODE code{};
-    if (std::string("CLDS").find(type[0]) == std::string::npos || type[1] < '1' || type[1] > '9') return "";
-    obscode_conversion_v2(text, &kind, &band, &code);
-    char name[8] = {};
-    TYPE_FREQ_CODE_AsString({kind, band, code}, name);
-    return name;
+/// "3 lines", "1 line"
+std::string count_of(long count, const char* thing) {
+    return std::to_string(count) + " " + thing + (count == 1 ? "" : "s");
 }
 
 }  // namespace
 
-std::string_view ObservedSatellite::field(std::size_t type) const {
-    const std::size_t first = type * kFieldWidth;
-    return first < fields.size() ? std::string_view(fields).substr(first, kFieldWidth) : std::string_view();
-}
-
-std::uint64_t ObservedSatellite::mask(std::size_t types) const {
-    std::uint64_t mask = 0;
-    for (std::size_t k = 0; k < types; ++k) {
-        const std::string_view value = field(k).substr(0, kValueWidth);
-        if (std::any_of(value.begin(), value.end(), [](char c) { return c >= '1' && c <= '9'; }))
-            mask |= std::uint64_t{1} << k;
-    }
-    return mask;
+std::string PassedOver::text() const {
+    std::string text;
+    const auto add = [&text](const std::string& part) { text += (text.empty() ? "" : ", ") + part; };
+    if (events > 0) add(std::to_string(events) + " with an event left out");
+    if (lines > 0) add(count_of(lines, "line") + " that can't be read left out");
+    if (satellites > 0) add(count_of(satellites, "satellite") + " fewer than its epochs count");
+    if (is_cut) add("cut within its last epoch");
+    return text;
 }
 
 ObservationReader::ObservationReader(const std::string& name) : name_(name), in_(open_input(name, kKind)) {
@@ -103,57 +59,40 @@ bool ObservationReader::line() {
     return true;
 }
 
-void ObservationReader::read_header() {
-    if (!line()) wrong_kind(name_, kKind);
-    if (columns(line_, 20, 1) != "O" && line_.find("OBSERVATION") == std::string::npos) wrong_kind(name_, kKind);
+/// The first line of a header.
+void ObservationReader::read_version() {
     version_ = std::atof(line_.substr(0, 9).c_str());
     if (!(version_ >= 2.0 && version_ < 5.0))
         throw InputError(name_ + ": version of this " + kKind + " is not 2, 3 or 4");
+    system_ = line_.size() > 40 ? line_[40] : ' ';
+}
+
+void ObservationReader::read_header() {
+    if (!line()) wrong_kind(name_, kKind);
+    if (columns(line_, 20, 1) != "O" && line_.find("OBSERVATION") == std::string::npos) wrong_kind(name_, kKind);
+    read_version();
     while (line()) {
-        if (has_label(line_, "# / TYPES OF OBSERV")) read_types_v2();
-        if (has_label(line_, "SYS / # / OBS TYPES")) read_types_v3();
+        layout_.read(line_);
         if (has_label(line_, "TIME OF FIRST OBS")) read_time_system();
         if (line_.find("END OF HEADER") != std::string::npos) {
-            types_ = layout_;
+            layout_.take_in();
             return;
         }
     }
     throw InputError(name_ + ": the header of this " + std::string(kKind) + " has no end");
 }
 
-void ObservationReader::read_types_v2() {
-    const int count = number_at(line_, 0, 6);
-    if (count >= 0) {
-        types_v2_.clear();
-        types_left_ = static_cast<std::size_t>(count);
-    }
-    for (std::size_t k = 0; k < 9 && types_left_ > 0; ++k, --types_left_) {
-        std::string type(columns(line_, 10 + 6 * k, 2));
-        type.erase(std::remove(type.begin(), type.end(), ' '), type.end());
-        if (types_v2_.size() < kMostTypes) types_v2_.push_back(type_of_v2(type));
-    }
-    for (const char system : std::string("GRECSJ")) layout_[system] = types_v2_;
-}
-
-void ObservationReader::read_types_v3() {
-    const char letter = line_[0];
-    const int count = number_at(line_, 3, 3);
-    if (letter != ' ' && count >= 0) {
-        system_ = letter;
-        types_left_ = static_cast<std::size_t>(count);
-        layout_[system_].clear();
-    }
-    for (std::size_t k = 0; k < 13 && types_left_ > 0; ++k, --types_left_) {
-        if (layout_[system_].size() < kMostTypes) layout_[system_].emplace_back(columns(line_, 7 + 4 * k, 3));
-    }
-}
-
-/// The program works in GPS time: the others are turned into it where that can be done.
+/// The program works in GPS time: the others are turned into it where that can be done. Files of one system need not name theirs.
 void ObservationReader::read_time_system() {
     time_system_ = columns(line_, 48, 3);
-    if (time_system_ == "GLO" || time_system_ == "UTC") {
+    const bool unnamed = time_system_.find_first_not_of(' ') == std::string::npos;
+    if (unnamed) time_system_ = system_ == 'C' ? "BDT" : system_ == 'R' ? "GLO" : "GPS";
+    if (time_system_ == "GLO" || time_system_ == "UTC")
         throw InputError(name_ + ": this " + kKind + " has times in UTC, GPS time is needed");
+    for (const char* known : {"GPS", "GAL", "QZS", "IRN", "BDT"}) {
+        if (time_system_ == known) return;
     }
+    throw InputError(name_ + ": the time system " + time_system_ + " of this " + kKind + " is not known");
 }
 
 void ObservationReader::set_time(const TimeYMD& date, std::string_view second, ObservedEpoch& epoch) const {
@@ -186,6 +125,13 @@ bool ObservationReader::read_epoch_line(ObservedEpoch& epoch, int& flag, std::si
     if (flag < 0 || n < 0) return false;
     count = static_cast<std::size_t>(n);
     if (!has_satellites(flag)) return true;
+    if (!read_date(epoch)) return false;
+    if (!v3) read_names_v2(count);
+    return true;
+}
+
+bool ObservationReader::read_date(ObservedEpoch& epoch) {
+    const bool v3 = version_ >= 3.0;
     if (!v3 && (line_[0] != ' ' || line_[3] != ' ')) return false;
     TimeYMD date{};
     std::string_view text = v3 ? columns(line_, 1, 28) : columns(line_, 0, 26);
@@ -199,7 +145,6 @@ bool ObservationReader::read_epoch_line(ObservedEpoch& epoch, int& flag, std::si
         return false;
     }
     set_time(date, columns(line_, v3 ? 18 : 15, 11), epoch);
-    if (!v3) read_names_v2(count);
     return true;
 }
 
@@ -215,15 +160,25 @@ void ObservationReader::read_names_v2(std::size_t count) {
     }
 }
 
-void ObservationReader::read_satellite_v2(const std::array<char, 3>& name, ObservedSatellite& satellite) {
+/// False for a line at the end of the file that ends within a value.
+bool ObservationReader::is_whole() const {
+    if (!in_.eof()) return true;
+    const std::size_t first = version_ >= 3.0 ? 3 : 0;
+    const std::size_t end = line_.find_last_not_of(' ') + 1;
+    const std::size_t rest = end > first ? (end - first) % kFieldWidth : 0;
+    return rest == 0 || rest >= kValueWidth;
+}
+
+bool ObservationReader::read_satellite_v2(const std::array<char, 3>& name, ObservedSatellite& satellite) {
     satellite.system = name[0];
     satellite.prn = number_at({name.data(), name.size()}, 1, 2);
     satellite.fields.clear();
-    for (std::size_t k = 0; k < types_v2_.size(); k += 5) {
-        if (!line()) return;
+    for (std::size_t k = 0; k < layout_.count_v2(); k += 5) {
+        if (!line() || !is_whole()) return false;
         satellite.fields.resize(k * kFieldWidth, ' ');
         satellite.fields.append(line_, 0, 5 * kFieldWidth);
     }
+    return true;
 }
 
 bool ObservationReader::read_satellite_v3(ObservedSatellite& satellite) {
@@ -235,64 +190,60 @@ bool ObservationReader::read_satellite_v3(ObservedSatellite& satellite) {
     satellite.system = line_.empty() ? ' ' : line_[0];
     satellite.prn = number_at(line_, 1, 2);
     satellite.fields.assign(line_, std::min<std::size_t>(3, line_.size()), std::string::npos);
-    return true;
+    return is_whole();
 }
 
-/// An event whose lines may be of the header: types that come anew are the last ones of their system, wherever they stand in the lines.
-void ObservationReader::read_event(std::size_t lines) {
-    ++events_;
-    for (std::size_t i = 0; i < lines && line(); ++i) {
-        if (has_label(line_, "# / TYPES OF OBSERV")) read_types_v2();
-        if (has_label(line_, "SYS / # / OBS TYPES")) read_types_v3();
-    }
-    for (const auto& [system, names] : layout_) {
-        std::vector<std::string>& all = types_[system];
-        for (const std::string& name : names) {
-            if (all.size() < kMostTypes && std::count(all.begin(), all.end(), name) == 0) all.push_back(name);
+void ObservationReader::read_satellites(std::size_t count, ObservedEpoch& epoch) {
+    epoch.count = 0;
+    for (std::size_t i = 0; i < count; ++i) {
+        if (epoch.count == epoch.satellites.size()) epoch.satellites.emplace_back();
+        ObservedSatellite& satellite = epoch.satellites[epoch.count];
+        const bool read = version_ >= 3.0 ? read_satellite_v3(satellite)
+                                          : i < names_.size() && read_satellite_v2(names_[i], satellite);
+        if (!read) {
+            passed_.is_cut = in_.eof() && !again_;
+            if (!passed_.is_cut) passed_.satellites += static_cast<long>(count - i);
+            return;
         }
+        layout_.apply(satellite);
+        passed_.satellites += satellite.prn <= 0;
+        epoch.count += satellite.prn > 0 && epoch.count < kMostSatellites;
     }
-    is_moved_ = layout_ != types_;
 }
 
-/// Puts the fields where the types have their places.
-void ObservationReader::put_in_place(ObservedSatellite& satellite) const {
-    const auto layout = layout_.find(satellite.system);
-    if (layout == layout_.end()) return;
-    const std::vector<std::string>& all = types_.at(satellite.system);
-    std::string fields(all.size() * kFieldWidth, ' ');
-    for (std::size_t k = 0; k < layout->second.size(); ++k) {
-        const auto place = std::find(all.begin(), all.end(), layout->second[k]);
-        const std::string_view field = satellite.field(k);
-        if (place != all.end())
-            std::copy(field.begin(), field.end(), fields.begin() + (place - all.begin()) * long{kFieldWidth});
+/// An event whose lines may be of the header.
+void ObservationReader::read_event(std::size_t lines) {
+    ++passed_.events;
+    for (std::size_t i = 0; i < lines && line(); ++i) layout_.read(line_);
+    layout_.take_in();
+}
+
+/// A line between the epochs: files put one behind the other have another header there.
+void ObservationReader::pass_over() {
+    if (has_label(line_, "RINEX VERSION / TYPE")) {
+        again_ = true;
+        read_header();
+        return;
     }
-    satellite.fields = fields;
+    const auto is_printed = [](char c) { return static_cast<unsigned char>(c) > ' '; };
+    passed_.lines += std::any_of(line_.begin(), line_.end(), is_printed);
 }
 
 bool ObservationReader::next(ObservedEpoch& epoch) {
     int flag = 0;
     std::size_t count = 0;
     while (line()) {
-        if (!read_epoch_line(epoch, flag, count)) continue;
-        if (has_satellites(flag)) {
-            epoch.count = 0;
-            for (std::size_t i = 0; i < count; ++i) {
-                if (epoch.count == epoch.satellites.size()) epoch.satellites.emplace_back();
-                ObservedSatellite& satellite = epoch.satellites[epoch.count];
-                if (version_ >= 3.0) {
-                    if (!read_satellite_v3(satellite)) break;
-                } else {
-                    if (i >= names_.size() || in_.eof()) break;
-                    read_satellite_v2(names_[i], satellite);
-                }
-                if (is_moved_) put_in_place(satellite);
-                epoch.count += satellite.prn > 0 && epoch.count < kMostSatellites;
-            }
-            if (flag == 0 && count > 0) return true;
-            ++events_;
+        if (!read_epoch_line(epoch, flag, count)) {
+            pass_over();
             continue;
         }
-        read_event(count);
+        if (!has_satellites(flag)) {
+            read_event(count);
+            continue;
+        }
+        read_satellites(count, epoch);
+        if (flag == 0 && count > 0) return true;
+        ++passed_.events;
     }
     return false;
 }
@@ -323,7 +274,7 @@ ObservationScan scan_observations(const std::string& name) {
     const auto most = std::max_element(steps.begin(), steps.end(), less);
     if (most != steps.end()) scan.span.interval = static_cast<double>(most->first) / 1000.0;
     scan.types = reader.types();
-    scan.events = reader.events();
+    scan.passed_over = reader.passed_over();
     return scan;
 }
 

@@ -8,28 +8,13 @@
 #include <fstream>
 #include <map>
 #include <string>
-#include <string_view>
 #include <vector>
 
-#include "gnss_config.h"
 #include "gtime.h"
+#include "inputs/observation_layout.h"
 #include "inputs/spans.h"
 
 namespace host {
-
-constexpr std::size_t kFieldWidth = 16;  ///< of an observation: value, loss of lock, signal strength
-constexpr std::size_t kMostTypes = 64;   ///< of a system; types behind them are left out
-
-/// A satellite of an epoch. The fields stand one behind the other, 16 characters each; those at the end may be missing.
-struct ObservedSatellite {
-    char system = ' ';
-    int prn = 0;
-    std::string fields;
-
-    std::string_view field(std::size_t type) const;
-    /// One bit for each type that has a value.
-    std::uint64_t mask(std::size_t types) const;
-};
 
 struct ObservedEpoch {
     GTime time{};
@@ -38,28 +23,39 @@ struct ObservedEpoch {
     std::size_t count = 0;  ///< satellites in use
 };
 
-/// Reads a file. Epochs with an event are passed over and counted. Throws InputError for a file that is none.
+/// What of a file is passed over.
+struct PassedOver {
+    long events = 0;      ///< epochs with an event
+    long lines = 0;       ///< that neither open an epoch nor belong to one
+    long satellites = 0;  ///< that an epoch counts and does not have
+    bool is_cut = false;  ///< the file ends within an epoch
+    /// In words; empty where there is nothing.
+    std::string text() const;
+};
+
+/// Reads a file. Throws InputError for a file that is none.
 class ObservationReader {
   public:
     explicit ObservationReader(const std::string& name);
     bool next(ObservedEpoch& epoch);
-    /// Names of the types of each system as version 3 has them, such as C1C; version 2 has the same for all systems. Types that a header
-    /// record between the epochs brings come last.
-    const std::map<char, std::vector<std::string>>& types() const { return types_; }
-    long events() const { return events_; }
+    /// Types that a header record between the epochs brings come last.
+    const std::map<char, std::vector<std::string>>& types() const { return layout_.types(); }
+    const PassedOver& passed_over() const { return passed_; }
 
   private:
     bool line();
+    void read_version();
     void read_header();
-    void read_types_v2();
-    void read_types_v3();
     void read_time_system();
     bool read_epoch_line(ObservedEpoch& epoch, int& flag, std::size_t& count);
+    bool read_date(ObservedEpoch& epoch);
     void read_names_v2(std::size_t count);
-    void read_satellite_v2(const std::array<char, 3>& name, ObservedSatellite& satellite);
+    bool read_satellite_v2(const std::array<char, 3>& name, ObservedSatellite& satellite);
     bool read_satellite_v3(ObservedSatellite& satellite);
+    void read_satellites(std::size_t count, ObservedEpoch& epoch);
+    bool is_whole() const;
     void read_event(std::size_t lines);
-    void put_in_place(ObservedSatellite& satellite) const;
+    void pass_over();
     void set_time(const TimeYMD& date, std::string_view second, ObservedEpoch& epoch) const;
 
     std::string name_;
@@ -67,22 +63,19 @@ class ObservationReader {
     std::string line_;
     bool again_ = false;  ///< the line at hand is to be read once more
     double version_ = 0;
+    char system_ = ' ';  ///< of the file; M for several
     std::string time_system_;
-    std::map<char, std::vector<std::string>> types_;   ///< of the file
-    std::map<char, std::vector<std::string>> layout_;  ///< in the lines at hand
-    bool is_moved_ = false;                            ///< these differ
-    char system_ = ' ';                                ///< of a list of types that goes on
-    std::size_t types_left_ = 0;
-    std::vector<std::string> types_v2_;
+    ObservationLayout layout_;
     std::vector<std::array<char, 3>> names_;  ///< of the satellites of an epoch of version 2
-    long events_ = 0;
+    PassedOver passed_;
 };
 
 /// What a file holds.
 struct ObservationScan {
     std::string name;
     FileSpan span;
-    long epochs = 0, events = 0;
+    long epochs = 0;
+    PassedOver passed_over;
     bool in_order = true;
     std::map<char, std::vector<std::string>> types;
     std::map<char, std::map<std::uint64_t, long>> sets;  ///< satellites by their masks of types

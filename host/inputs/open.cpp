@@ -10,6 +10,7 @@
 #include <cstdio>
 #include <cstring>
 #include <map>
+#include <string_view>
 #include <vector>
 
 #include "inputs/expand.h"
@@ -136,12 +137,12 @@ std::array<std::uint64_t, 4> stamp_of(const struct stat& info) {
 /// A tar archive by the mark in the head of its first file.
 bool is_tar(const std::string& head) { return head.compare(std::min<std::size_t>(257, head.size()), 5, "ustar") == 0; }
 
-/// Bytes that no text has, one in eight of the first ones or more.
-bool is_binary(const std::string& head) {
-    const auto odd = std::count_if(head.begin(), head.end(), [](char c) {
+/// Bytes that no text has, one in eight or more.
+bool is_binary(std::string_view text) {
+    const auto odd = std::count_if(text.begin(), text.end(), [](char c) {
         return static_cast<unsigned char>(c) < ' ' && c != '\n' && c != '\r' && c != '\t' && c != '\f';
     });
-    return odd > 0 && static_cast<std::size_t>(odd) >= head.size() / 8;
+    return odd > 0 && static_cast<std::size_t>(odd) >= text.size() / 8;
 }
 
 }  // namespace
@@ -202,6 +203,7 @@ void InputFile::take_in(int descriptor, const std::string& kind) {
 void InputFile::keep(ByteSource& text) {
     const bool compact = is_crinex(head_);
     const ByteSink sink = [this](const char* data, std::size_t size) {
+        if (is_binary({data, size})) throw InputError("holds a text that goes over into binary data");
         if (head_.size() < kHead) head_.append(data, std::min(size, kHead - head_.size()));
         if (store_->size() + size > kMaxExpanded)
             throw InputError("has more than " + std::to_string(kMaxExpanded >> 30U) + " GiB");

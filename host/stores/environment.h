@@ -51,8 +51,9 @@ struct Environment {
     std::unique_ptr<ObservationStream> stream;
     ArcOfEpochs arc;
     std::vector<double> shares;  ///< by configured system: how many of its satellites have all observables [%]
-    std::string other_signals;   ///< what the observation files hold beside what is taken
-    long impossible = 0;         ///< values that no satellite can have, set aside
+    std::vector<std::string> observed_types;  ///< likewise, in the observation files
+    std::string other_signals;                ///< what the observation files hold beside what is taken
+    long impossible = 0;                      ///< values that no satellite can have, set aside
     Owned<EOPREC> eop;
     Owned<EPH_HEADER_JPL> jpl_header;
     Owned<EPH_RECORD_JPL> jpl_records;

@@ -50,7 +50,8 @@ std::vector<ObservationScan> scan_all(const InputOptions& options, Environment& 
         const ObservationScan& scan = scans.back();
         arc.epochs += scan.epochs;
         std::string content = std::to_string(scan.epochs) + " epochs";
-        if (scan.events > 0) content += ", " + std::to_string(scan.events) + " with an event left out";
+        const std::string passed_over = scan.passed_over.text();
+        if (!passed_over.empty()) content += ", " + passed_over;
         environment.files.push_back({"observations", name, content, scan.span});
         if (scan.epochs == 0) continue;
         span.include(scan.span.first);
@@ -171,6 +172,7 @@ void hold_observables(const std::vector<ObservationScan>& scans, Environment& en
         const Share share = share_of(observables.system, codes, scans);
         environment.shares.push_back(
             share.all > 0 ? 100.0 * static_cast<double>(share.complete) / static_cast<double>(share.all) : 0.0);
+        environment.observed_types.push_back(observed_types(observables.system, scans));
     }
     environment.other_signals = other_signals(taken, scans);
 }

@@ -125,6 +125,23 @@ CodeSet choose_codes(sysGNSS system, const std::vector<ObservationScan>& scans) 
     return sets[k];
 }
 
+std::string observed_types(sysGNSS system, const std::vector<ObservationScan>& scans) {
+    std::set<std::string> names;
+    for (const ObservationScan& scan : scans) {
+        const auto sets = scan.sets.find(letter_of(system));
+        if (sets == scan.sets.end()) continue;
+        const std::vector<std::string>& types = scan.types.at(letter_of(system));
+        for (const auto& [mask, count] : sets->second) {
+            for (std::size_t k = 0; k < types.size(); ++k) {
+                if ((mask >> k & 1U) != 0) names.insert(types[k]);
+            }
+        }
+    }
+    std::string text;
+    for (const std::string& name : names) text += (text.empty() ? "" : " ") + name;
+    return text;
+}
+
 std::string other_signals(const std::vector<Observables>& taken, const std::vector<ObservationScan>& scans) {
     std::string text;
     const auto add = [&text](const std::string& part) { text += (text.empty() ? "" : ", ") + part; };

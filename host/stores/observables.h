@@ -36,6 +36,9 @@ struct Share {
 };
 Share share_of(sysGNSS system, const std::vector<std::string>& codes, const std::vector<ObservationScan>& scans);
 
+/// Types of which some satellite of the system has values, such as "C1C L1C"; empty where there is no satellite.
+std::string observed_types(sysGNSS system, const std::vector<ObservationScan>& scans);
+
 /// What else the files hold, in words: "GPS C1L L1L C2L L2L (96 %)", "Galileo", ...; empty without anything.
 std::string other_signals(const std::vector<Observables>& taken, const std::vector<ObservationScan>& scans);
 

@@ -9,6 +9,7 @@
 #include <cmath>
 #include <cstdio>
 #include <cstring>
+#include <iterator>
 
 #include "inputs/csv.h"
 #include "shared/error.h"
@@ -59,6 +60,21 @@ Columns choose_columns(sysGNSS system, const std::vector<std::string>& types) {
 }
 
 int system_index(char letter) { return letter == 'G' ? 0 : letter == 'C' ? 1 : -1; }
+
+/// False for a satellite of which no ephemeris is loaded.
+bool has_ephemerides(const ObservedSatellite& satellite) {
+    const sysGNSS system = satellite.system == 'G' ? GPS : BDS;
+    if (g_eph_selection == EPHOPT_PREC) {
+        const int index = satsysprn2index(system, satellite.prn);
+        return index >= 0 && index < MAXSAT_GNSS && g_prec_storage->idx_eph[index] > 0;
+    }
+    const auto any = [&satellite](const auto& rows) {
+        const std::size_t row = static_cast<std::size_t>(satellite.prn) - 1;
+        return row < std::size(rows) &&
+               std::any_of(std::begin(rows[row]), std::end(rows[row]), [](const auto& record) { return record.ok; });
+    };
+    return system == GPS ? any(g_brdc_storage->eph_brdc_gps_all) : any(g_brdc_storage->eph_brdc_bds_all);
+}
 
 void append_number(std::string& text, std::size_t value, std::size_t width) {
     std::string digits = std::to_string(value);
@@ -227,6 +243,7 @@ bool ObservationStream::next_window() {
         if (options_.span && options_.span->over(time)) break;
         const bool twice = last_.sys != UKNTS && gtime_equal(time, last_);
         const bool wanted = on_grid(time.time.sod, options_.interval);
+        repeated_ += wanted && twice;
         if (wanted && !twice && (!options_.span || options_.span->within(time))) {
             if (source_of_header != nullptr && source != source_of_header) break;
             source_of_header = source;
@@ -265,7 +282,7 @@ void ObservationStream::append(const Source& source, std::string& text) {
         text += std::string(kLabelColumn, ' ') + "END OF HEADER\n";
     }
     const ObservedEpoch& epoch = source.epoch();
-    // Whom to keep, the most useful first: all configured observables and in the last epoch too; all of them; the others.
+    // Whom to keep, the most useful first: all configured observables, ephemerides, and in the last epoch too; all of these; the others.
     std::vector<std::pair<int, std::size_t>> order;
     for (std::size_t i = 0; i < epoch.count; ++i) {
         const ObservedSatellite& satellite = epoch.satellites[i];
@@ -273,7 +290,8 @@ void ObservationStream::append(const Source& source, std::string& text) {
         if (system < 0 || source.columns(static_cast<std::size_t>(system)).kept.empty()) continue;
         const auto k = static_cast<std::size_t>(system);
         const std::uint64_t configured = source.columns(k).configured;
-        const bool complete = (satellite.mask(source.types(k).size()) & configured) == configured;
+        const bool complete =
+            (satellite.mask(source.types(k).size()) & configured) == configured && has_ephemerides(satellite);
         const bool goes_on = satellite.prn < 64 && (before_[k] >> satellite.prn & 1U) != 0;
         order.emplace_back(complete ? goes_on ? 0 : 1 : 2, i);
     }

@@ -23,7 +23,7 @@ struct StreamOptions {
 };
 
 /// The library gets each window as a version 3 file of the systems and types that are used, of at most ten types and fifteen satellites: the
-/// configured observables and the ranges, and of more than fifteen satellites those with all configured observables first. Epochs of the
+/// configured observables and the ranges, and of more than fifteen satellites those with all configured observables and ephemerides first. Epochs of the
 /// same time are taken once, from the file that has more satellites.
 class ObservationStream {
   public:
@@ -37,6 +37,8 @@ class ObservationStream {
     bool next_window();
 
     long satellites_dropped() const { return satellites_dropped_; }
+    /// Epochs that came again.
+    long repeated() const { return repeated_; }
 
   private:
     class Source;
@@ -56,7 +58,7 @@ class ObservationStream {
     GTime last_{};
     Owned<OBSDATA_EPOCH> store_;
     int descriptor_ = -1;
-    long satellites_dropped_ = 0;
+    long satellites_dropped_ = 0, repeated_ = 0;
     std::uint64_t before_[3] = {};  ///< satellites of the last epoch by system: those that go on are kept first
 };
 
