@@ -54,16 +54,20 @@ docs:
 	mkdir -p build
 	doxygen docs/Doxyfile
 
+# make install PREFIX=/opt/leopod
 install:
 	scripts/bootstrap build
-	cmake -S . -B $(BUILD) -DCMAKE_BUILD_TYPE=Release $(CMAKE_FLAGS)
+	cmake -S . -B $(BUILD) -DCMAKE_BUILD_TYPE=Release $(if $(PREFIX),-DCMAKE_INSTALL_PREFIX=$(PREFIX)) $(CMAKE_FLAGS)
 	cmake --build $(BUILD) -j$(JOBS) --target installed
 	cmake --install $(BUILD)
 
-# Removes what the last installation from this build directory put in place.
+# Removes what the last installation from this build directory put in place, and leopod's own directories.
 uninstall:
 	test -f $(BUILD)/install_manifest.txt
 	sed 's|^|$(DESTDIR)|' $(BUILD)/install_manifest.txt | tr '\n' '\0' | xargs -0 rm -fv
+	sed 's|^|$(DESTDIR)|' $(BUILD)/install_manifest.txt | \
+	  awk -F/ '{ path = ""; own = 0; for (i = 2; i < NF; ++i) { path = path "/" $$i; own = own || $$i ~ /leopod/; if (own) print path } }' | \
+	  sort -ru | tr '\n' '\0' | xargs -0r rmdir --ignore-fail-on-non-empty
 
 # Debian packages into build/deb, in Debian's directories.
 deb:
