@@ -42,6 +42,16 @@ void collect(const CLI::App& app, Settings& settings) {
     }
 }
 
+/// Help without the values that the parser shows behind flags that take something away.
+class PlainNames : public CLI::Formatter {
+  public:
+    std::string make_option_name(const CLI::Option* option, bool positional) const override {
+        std::string name = CLI::Formatter::make_option_name(option, positional);
+        const std::size_t value = name.find("{false}");
+        return value == std::string::npos ? name : name.erase(value, 7);
+    }
+};
+
 /// A number from the least one on; the parser's own checks take infinity and what is no number, and print limits of 300 digits.
 CLI::Validator number_check(double least, bool least_too, const std::string& expected) {
     return CLI::Validator(
@@ -175,6 +185,7 @@ Option Command::add_flag(const std::string& names, bool& value, const std::strin
 
 CommandLine::CommandLine(const std::string& description, const std::string& version)
     : app_(std::make_unique<CLI::App>(description)) {
+    app_->formatter(std::make_shared<PlainNames>());  // the commands inherit it
     app_->set_version_flag("--version", version);
     app_->require_subcommand(1);
 }

@@ -425,7 +425,7 @@ void add_tle(Command app, Action& action) {
     command.add_option("--name", o->objects, "names of the objects wanted; a * at the end takes all that begin so");
     command.add_flag("--all", o->all, "takes all objects");
     const Option start = command.add_option(
-        "--start", o->start, "first epoch, UTC, such as 2021-01-18T00:00:00; without it that of the set");
+        "--start", o->start, "first epoch, UTC, such as 2021-01-18T00:00:00; without it the epoch of the set");
     const Option duration =
         command.add_option("--duration", o->duration, "length of the span in seconds").capture_default_str();
     add_made_span(command, o->span, "UTC", start, duration);

@@ -21,7 +21,7 @@ void add_dynamics(Command command, DynamicsOptions& o) {
 }
 
 Option add_arc_inputs(Command command, InputOptions& o) {
-    const Option obs = command.add_option("--obs", o.obs, "RINEX observation file, version 2 or 3; may be repeated");
+    const Option obs = command.add_option("--obs", o.obs, "RINEX observation file, version 2, 3 or 4; may be repeated");
     command.add_option("--nav", o.nav, "RINEX navigation file; may be repeated");
     command.add_option("--sp3", o.sp3, "SP3 orbit file; may be repeated");
     command.add_option("--clk", o.clk, "RINEX clock file; may be repeated");
@@ -85,7 +85,7 @@ void add_frame(Command command, std::string& frame, const std::string& whose) {
 void add_span(Command command, SpanOptions& o, const std::string& thinned) {
     const std::string form = "second of the first day, or a time such as 2021-01-18T00:00:00, in the file's time scale";
     command.add_option("--from", o.from, "begin of the span: " + form);
-    command.add_option("--to", o.to, "end of the span, which is not in it: likewise");
+    command.add_option("--to", o.to, "end of the span, not in it: likewise");
     if (thinned.empty()) return;
     command.add_option("--interval", o.interval, "spacing of the " + thinned + " in seconds; 0 takes all")
         .non_negative()
@@ -94,8 +94,8 @@ void add_span(Command command, SpanOptions& o, const std::string& thinned) {
 
 void add_made_span(Command command, SpanOptions& o, const std::string& scale, const Option& start,
                    const Option& duration) {
-    command.add_option("--from", o.from, "begin of the span, instead, in " + scale).excludes(start).excludes(duration);
-    command.add_option("--to", o.to, "end of the span, which is not in it: a time, or the second of the first day")
+    command.add_option("--from", o.from, "instead: begin of the span, in " + scale).excludes(start).excludes(duration);
+    command.add_option("--to", o.to, "end of the span, not in it: a time, or the second of the first day")
         .excludes(duration);
 }
 
@@ -104,7 +104,7 @@ void add_orbit_outputs(Command command, OrbitOutputs& o, const std::string& what
     command.add_option("--sp3-version", o.sp3_version, "its version: c or d").one_of({"c", "d"}).capture_default_str();
     command.add_option(
         "--satellite", o.satellite,
-        (read.empty() ? "its satellite" : "satellite of " + read + ", and of that file") + ", such as L01");
+        (read.empty() ? "its satellite" : "satellite of " + read + ", and of the SP3 file") + ", such as L01");
     add_oem_output(command, o, what);
 }
 
@@ -115,8 +115,8 @@ void add_oem_output(Command command, OrbitOutputs& o, const std::string& what) {
     command.add_option("--oem-time", o.oem_time, "its time system: gps or utc")
         .one_of({"gps", "utc"})
         .capture_default_str();
-    command.add_option("--object-name", o.object_name, "its name of the satellite, such as GRACE-B");
-    command.add_option("--object-id", o.object_id, "its international designator, such as 2002-012B");
+    command.add_option("--object-name", o.object_name, "name of the satellite in it, such as GRACE-B");
+    command.add_option("--object-id", o.object_id, "its international designator in it, such as 2002-012B");
 }
 
 void add_antenna(Command command, AntennaOptions& o, bool sigma) {
@@ -127,7 +127,7 @@ void add_antenna(Command command, AntennaOptions& o, bool sigma) {
                 (sigma ? "; without it the radial part is estimated" : ": positions are those of the centre of mass"))
         .expected(3)
         .delimiter(',');
-    command.add_option("--antenna-axes", o.axes, "axes of that: orbit (radial, along, cross) or platform")
+    command.add_option("--antenna-axes", o.axes, "its axes: orbit (radial, along, cross) or platform")
         .one_of({"orbit", "platform"})
         .capture_default_str();
     if (!sigma) return;
@@ -140,7 +140,8 @@ void add_laser(Command command, LaserOptions& o) {
                        "laser ranging file (CRD): residuals of its normal points to the orbit; may be repeated");
     command.add_option("--stations", o.stations,
                        "CSV of the laser stations: cdp or name, x_m, y_m, z_m, vx_mpy, vy_mpy, vz_mpy, epoch");
-    command.add_option("--crd-target", o.target, "name, ILRS or NORAD number, where the files have several");
+    command.add_option("--crd-target", o.target,
+                       "name, ILRS or NORAD number of the target, where the files have several");
     command
         .add_option("--reflector-offset", o.reflector,
                     "radial,along,cross from the centre of mass to the laser reflector in metres")

@@ -144,8 +144,8 @@ void add_orbit(Command app, Action& action) {
     add_antenna(command, o->antenna, true);
     add_sigmas(command, o->sigma_code, o->sigma_phase);
     command.add_option("--sigma-clock", o->sigma_clock,
-                       "error of a satellite clock half-way between two of the products, metres, by their interval "
-                       "unless given; of broadcast ephemerides in the phases, 0.1 unless given");
+                       "error of a satellite clock half-way between two of the products in metres, without it by their "
+                       "interval; with broadcast ephemerides: theirs in the phases, without it 0.1");
     command.add_option("--weights", o->weights, "of the observations: equal, or by elevation")
         .one_of({"equal", "elevation"})
         .capture_default_str();

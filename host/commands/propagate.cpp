@@ -258,8 +258,8 @@ void add_propagate(Command app, Action& action) {
     auto o = std::make_shared<PropagateOptions>();
     Command command = app.add_subcommand("propagate", "A state in, a trajectory out");
     command.add_option("--epoch,--from", o->epoch,
-                       "epoch of the state, such as 2021-01-18T00:00:00, or second of a file's first day; of a file "
-                       "without it the first");
+                       "epoch of the state, such as 2021-01-18T00:00:00, or second of a file's first day; without it "
+                       "the first one of the file");
     add_time_scale(command, o->time_scale, "its time scale, and that of a CSV");
     command
         .add_option("--state", o->state, "x y z vx vy vz in m and m/s, or a file: CSV, SP3 or OEM with velocities, OPM")
@@ -269,9 +269,10 @@ void add_propagate(Command app, Action& action) {
     const Option duration =
         command.add_option("--duration", o->duration, "length of the arc in seconds").capture_default_str();
     command
-        .add_option("--to", o->to,
-                    "end of the arc, which is not in it, instead: second of the first day, or a time such as "
-                    "2021-01-18T00:00:00, in that time scale")
+        .add_option(
+            "--to", o->to,
+            "instead: end of the arc, not in it: second of the first day, or a time such as 2021-01-18T00:00:00, in "
+            "that time scale")
         .excludes(duration);
     command
         .add_option("--interval", o->interval,

@@ -109,8 +109,8 @@ int report(const ReportOptions& o) {
 
 void add_report(Command app, Action& action) {
     auto o = std::make_shared<ReportOptions>();
-    Command command = app.add_subcommand(
-        "report", "One page (HTML) of a run, of a run and its fit, or of an orbit, to look at in a browser");
+    Command command =
+        app.add_subcommand("report", "One page (HTML) of a run, of a run and its fit, or of an orbit, for the browser");
     command.add_option("--in", o->epochs, "CSV of run --out");
     command.add_option("--satellites", o->satellites, "CSV of run --satellites-out; may be repeated");
     command.add_option("--fit", o->fit, "CSV of fit --out");

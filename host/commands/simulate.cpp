@@ -286,14 +286,14 @@ void add_simulate(Command app, Action& action) {
     add_made_span(command, o->span, "the orbit's time scale", start, duration);
     command.add_option("--interval", o->interval, "between epochs in seconds").capture_default_str();
     command.add_option("--seed", o->seed, "of the random numbers").non_negative().capture_default_str();
-    command.add_option("--code-noise", o->code_noise, "standard deviation in m").capture_default_str();
-    command.add_option("--phase-noise", o->phase_noise, "standard deviation in m").capture_default_str();
-    command.add_option("--clock-offset", o->clock_offset, "of the receiver in s").capture_default_str();
-    command.add_option("--clock-drift", o->clock_drift, "in s/s").capture_default_str();
-    command.add_option("--clock-walk", o->clock_walk, "random walk in s after one second").capture_default_str();
+    command.add_option("--code-noise", o->code_noise, "standard deviation of the codes in m").capture_default_str();
+    command.add_option("--phase-noise", o->phase_noise, "standard deviation of the phases in m").capture_default_str();
+    command.add_option("--clock-offset", o->clock_offset, "offset of the receiver's clock in s").capture_default_str();
+    command.add_option("--clock-drift", o->clock_drift, "its drift in s/s").capture_default_str();
+    command.add_option("--clock-walk", o->clock_walk, "its random walk in s after one second").capture_default_str();
     command.add_flag("--clock-jumps", o->clock_jumps, "jumps of a millisecond keep the clock within half of one");
     command.add_option("--slip", o->slips, "cycle slip SATELLITE,TIME,BAND,CYCLES; may be repeated");
-    command.add_option("--slip-rate", o->slip_rate, "slips at random, an hour and satellite").capture_default_str();
+    command.add_option("--slip-rate", o->slip_rate, "random slips per hour and satellite").capture_default_str();
     command.add_option("--slip-size", o->slip_size, "largest of these in cycles").capture_default_str();
     command.add_option("--tec", o->tec, "ionosphere: vertical content above the receiver in TECU; 0 is none")
         .capture_default_str();
