@@ -38,7 +38,7 @@ int find_slot(int index_object) {
 
 }  // namespace
 
-// --- attitude laws -------------------------------------------------------------------------------------------------------
+// --- attitude laws ---------------------------------------------------------------------------------------------------
 
 void attitude_yaw_steering(double* satpos, double*, double* sunpos, double* ex, double* ey, double* ez, double* ep) {
     double sun_direction[3];
@@ -132,7 +132,7 @@ int attitude_platform(int, GTime time_utc, double* position_platform_ecf, double
     return -1;
 }
 
-// --- lookup --------------------------------------------------------------------------------------------------------------
+// --- lookup ----------------------------------------------------------------------------------------------------------
 
 namespace {
 
@@ -232,7 +232,7 @@ bool get_att_quaternion(int idx_sat, GTime time_target, ATT_QUATERNION* qua_att)
     return true;
 }
 
-// --- files ---------------------------------------------------------------------------------------------------------------
+// --- files -----------------------------------------------------------------------------------------------------------
 
 namespace {
 

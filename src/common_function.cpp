@@ -20,7 +20,7 @@ unsigned char upper(unsigned char letter) { return static_cast<unsigned char>(le
 
 }  // namespace
 
-// --- subscribers -------------------------------------------------------------------------------------------
+// --- subscribers -----------------------------------------------------------------------------------------------------
 
 void my_console_logger(ulog_level_t severity, char* msg) {
     char time_now[100] = {0};
@@ -33,7 +33,7 @@ void output_port(int level, char* msg) {
     std::snprintf(outstr, sizeof outstr, "MSG: Level%02d--%s", level, msg);  // settled: the text goes nowhere
 }
 
-// --- text --------------------------------------------------------------------------------------------------
+// --- text ------------------------------------------------------------------------------------------------------------
 
 void print_help(char** help_str) {
     for (; *help_str != nullptr; ++help_str) std::fprintf(stderr, "%s\n", *help_str);
@@ -75,7 +75,7 @@ void hex_str_to_byte(char* in, int len, unsigned char* out) {
     }
 }
 
-// --- arrays ------------------------------------------------------------------------------------------------
+// --- arrays ----------------------------------------------------------------------------------------------------------
 
 double search_max_array(double* arr, int left, int right) {
     if (arr == nullptr) return -1.0;
@@ -108,7 +108,7 @@ void detect_outlier(const int num, double* dataset, int* states, double threshol
     }
 }
 
-// --- geometry ----------------------------------------------------------------------------------------------
+// --- geometry --------------------------------------------------------------------------------------------------------
 
 void ecef2blh(double* ecef, double* blh, double re_wgs84, double fe_wgs84) {
     constexpr int kMaxIterations = 10000;  // an ordinary point needs fewer than ten

@@ -196,7 +196,7 @@ void add_frequency_dependence(const double* doodson, double* dC, double* dS) {
 
 }  // namespace
 
-// --- tables --------------------------------------------------------------------------------------------------------------
+// --- tables ----------------------------------------------------------------------------------------------------------
 
 void initialize_global_earth_gravity(void) {
     GM = kModelGM;
@@ -278,7 +278,7 @@ double legendrePoly(int n, int m, double u) {
     return value;
 }
 
-// --- harmonics, acceleration, gradient -----------------------------------------------------------------------------------
+// --- harmonics, acceleration, gradient -------------------------------------------------------------------------------
 
 namespace {
 
@@ -542,7 +542,7 @@ void compute_dadr_earth_gravity(int NN, int /*MM*/, double* /*pos_ecef*/, double
     dadr_ecf[8] = zz * scale;
 }
 
-// --- time-variable field -------------------------------------------------------------------------------------------------
+// --- time-variable field ---------------------------------------------------------------------------------------------
 
 void compute_acc_dadr_earth_gravity(int NN, int MM, double mjd_utc, double leap_sec, double* satpos_ecef,
                                     double* sunpos_ecf, double* moonpos_ecf, double* acc_ecf, double* dadr_ecf) {

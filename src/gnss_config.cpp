@@ -28,7 +28,7 @@ constexpr int kMaxFields = 30;  ///< fields of a configuration line
 
 }  // namespace
 
-// --- satellite identifiers ---------------------------------------------------------------------------------
+// --- satellite identifiers -------------------------------------------------------------------------------------------
 
 int satsysprn2index(sysGNSS sys, int prn) {
     long long index = -1;
@@ -120,7 +120,7 @@ void sysGNSSAsString(sysGNSS sys, char* str) {
     std::memcpy(str, name, std::strlen(name) + 1);
 }
 
-// --- observation codes and frequencies ---------------------------------------------------------------------
+// --- observation codes and frequencies -------------------------------------------------------------------------------
 
 namespace {
 
@@ -220,7 +220,7 @@ double get_obs_frequency(sysGNSS satsys, OBSFREQ band, int prn) {
     return frequency;
 }
 
-// --- configuration -----------------------------------------------------------------------------------------
+// --- configuration ---------------------------------------------------------------------------------------------------
 
 namespace {
 

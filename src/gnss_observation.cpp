@@ -43,7 +43,7 @@ int records_in(const OBSDATA_SAT& sat) { return clamp_count(sat.num_obs, MAXOBS_
 
 }  // namespace
 
-// --- epochs --------------------------------------------------------------------------------------------------------------
+// --- epochs ----------------------------------------------------------------------------------------------------------
 
 namespace {
 
@@ -152,7 +152,7 @@ void get_ionosphere_free_combination(double* obs_phase, double* obs_range, doubl
     }
 }
 
-// --- reading -------------------------------------------------------------------------------------------------------------
+// --- reading ---------------------------------------------------------------------------------------------------------
 
 namespace {
 
@@ -171,7 +171,7 @@ const char* from_column(const char* line, std::size_t column) {
     return column < std::strlen(line) ? line + column : "";
 }
 
-// --- reading: headers ---
+// --- reading: headers ------------------------------------------------------------------------------------------------
 
 void begin_header(FILE* pf) {
     take_file(current_file.lines, pf);
@@ -211,7 +211,7 @@ void read_types_v30(char (&line)[kLineSize], int count, TYPE_FREQ_CODE* types) {
     }
 }
 
-// --- reading: epochs ---
+// --- reading: epochs -------------------------------------------------------------------------------------------------
 
 /// Prepares a read of records. False, with a report, when there is nowhere to store them.
 bool begin_records(FILE* pf, long int epoch_index) {
@@ -328,7 +328,7 @@ void expect_next(const OBSDATA_SAT& sat) {
     for (std::size_t i = 0; i < sizeof sat; i += kCacheLine) __builtin_prefetch(next + i, 1);
 }
 
-// --- reading: version 2 ---
+// --- reading: version 2 ----------------------------------------------------------------------------------------------
 
 /// One column for each observation of a version 2 file.
 struct ColumnsV2 {
@@ -437,7 +437,7 @@ void read_satellite_v20(const ColumnsV2& columns, OBSDATA_SAT& sat) {
     }
 }
 
-// --- reading: version 3 ---
+// --- reading: version 3 ----------------------------------------------------------------------------------------------
 
 /// The observation types of each system of a version 3 file.
 struct ColumnsV3 {
@@ -651,7 +651,7 @@ int resolve_rnx_record_v30(FILE* pf, long int epoch_index, int rcvno, int nsys, 
     return static_cast<int>(epoch_index);
 }
 
-// --- the store -----------------------------------------------------------------------------------------------------------
+// --- the store -------------------------------------------------------------------------------------------------------
 
 int cmp_sort_obsdata_epoch(const void* a, const void* b) {
     const GTime& ta = static_cast<const OBSDATA_EPOCH*>(a)->epoch_time;
@@ -730,7 +730,7 @@ bool get_obs_record(int sat_idx_epoch, int obs_idx_obsdata, OBSDATA_EPOCH* obsep
     return sat.obsdata[obs_idx_obsdata].flag_obs == OBS_OK;
 }
 
-// --- writing -------------------------------------------------------------------------------------------------------------
+// --- writing ---------------------------------------------------------------------------------------------------------
 
 namespace {
 

@@ -64,7 +64,7 @@ bool broadcast_store_present() {
 
 }  // namespace
 
-// --- broadcast navigation files ------------------------------------------------------------------------------------------
+// --- broadcast navigation files --------------------------------------------------------------------------------------
 
 namespace {
 
@@ -365,7 +365,7 @@ bool resolve_brdc_record_bds_v3(char* line_first, FILE* pf) {
 
 bool resolve_brdc_record_gal(char* /*line_first*/, FILE* /*pf*/) { return true; }
 
-// --- broadcast orbit and clock -------------------------------------------------------------------------------------------
+// --- broadcast orbit and clock ---------------------------------------------------------------------------------------
 
 namespace {
 
@@ -792,7 +792,7 @@ double compute_satposvelclk_gal_brdc(int prn, GTime transmission_time, double* s
     return eph->BGD_E5a_E1;
 }
 
-// --- precise orbit and clock ---------------------------------------------------------------------------------------------
+// --- precise orbit and clock -----------------------------------------------------------------------------------------
 
 namespace {
 
@@ -1185,7 +1185,7 @@ bool compute_satclk_prec(GTime transmission_time, int satindex, double* satclk) 
     return true;
 }
 
-// --- antenna data --------------------------------------------------------------------------------------------------------
+// --- antenna data ----------------------------------------------------------------------------------------------------
 
 namespace {
 

@@ -221,7 +221,7 @@ extern double iono_brdc_BDS_A[4], iono_brdc_BDS_B[4];  ///< no header line reach
 extern double iono_brdc_GAL_I[3];                      ///< NeQuick coefficients
 extern double iono_brdc_QZS_A[4], iono_brdc_QZS_B[4];  ///< no reader
 
-// --- broadcast navigation files ------------------------------------------------------------------------------------------
+// --- broadcast navigation files --------------------------------------------------------------------------------------
 
 /// Reads a RINEX navigation file into g_brdc_storage. GPS (version 2 and 3) and BDS (version 3) records are appended to
 /// their rows, the ionosphere globals are filled from the header; everything else is passed over. The store must be zero
@@ -275,7 +275,7 @@ bool resolve_brdc_record_bds_v3(char* line_first, FILE* pf);
 /// \return true
 bool resolve_brdc_record_gal(char* line_first, FILE* pf);
 
-// --- broadcast orbit and clock -------------------------------------------------------------------------------------------
+// --- broadcast orbit and clock ---------------------------------------------------------------------------------------
 
 /// Position, velocity and clock of a satellite at a transmission time, from the source that g_eph_selection names.
 /// With precise products the periodic relativistic term -2 r.v/c^2 is added to the clock, and a time that the products
@@ -333,7 +333,7 @@ double compute_satposvelclk_bds_brdc_v3(int prn, GTime transmission_time, double
 /// Source: Galileo OS SIS ICD, user algorithm.
 double compute_satposvelclk_gal_brdc(int prn, GTime transmission_time, double* satposvel, double* satclk);
 
-// --- precise orbit and clock products ------------------------------------------------------------------------------------
+// --- precise orbit and clock products --------------------------------------------------------------------------------
 
 /// Reads positions and clocks of an SP3 file into g_prec_storage, sorts all rows, removes duplicates and selects EPHOPT_PREC.
 /// Epochs count as GPS time whatever the header says; satellites without a row and velocity lines are dropped silently;
@@ -398,7 +398,7 @@ bool compute_satposvel_prec(GTime transmission_time, int satindex, double* satpo
 /// \return false without records or outside their span; the latter is logged at warning level
 bool compute_satclk_prec(GTime transmission_time, int satindex, double* satclk);
 
-// --- antenna data --------------------------------------------------------------------------------------------------------
+// --- antenna data ----------------------------------------------------------------------------------------------------
 
 /// Loads an ANTEX file, or, with a null name, the built-in antennas (there are none).
 /// \param antex_file      path of the file; may be null

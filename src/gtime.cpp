@@ -33,7 +33,7 @@ long int to_day(double x) { return truncate(x, LONG_MAX / 2); }
 
 }  // namespace
 
-// --- normalisation and arithmetic --------------------------------------------------------------------------
+// --- normalisation and arithmetic ------------------------------------------------------------------------------------
 
 namespace {
 
@@ -111,7 +111,7 @@ bool gtime_less(GTime a, GTime b) {
     return seconds_between(a, b) <= -kTimeTolerance;
 }
 
-// --- calendar, day and week forms --------------------------------------------------------------------------
+// --- calendar, day and week forms ------------------------------------------------------------------------------------
 
 namespace {
 
@@ -288,7 +288,7 @@ GTime SOW2GTime(TimeGNSS timesow, TIMESYS ts) {
     return GTime{{mjd, sow}, ts};
 }
 
-// --- texts -------------------------------------------------------------------------------------------------
+// --- texts -----------------------------------------------------------------------------------------------------------
 
 void timeymd2str(TimeYMD ymdtime, char* time_str) {
     std::snprintf(time_str, kTextSize, "%04d-%02d-%02d", ymdtime.year, ymdtime.month, ymdtime.day);
@@ -314,7 +314,7 @@ void get_time_now(char* timestr) {
                   t.tm_hour, t.tm_min, t.tm_sec);
 }
 
-// --- time systems ------------------------------------------------------------------------------------------
+// --- time systems ----------------------------------------------------------------------------------------------------
 
 namespace {
 

@@ -227,7 +227,7 @@ void term_angles(const Multipliers<K>& m, const double (&arguments)[K], double (
     for (double& a : angle) a = fmod_two_pi(a);
 }
 
-// --- nutation series: terms from sine-cosine pairs, or from products ---------------------------------------------------
+// --- nutation series: terms from sine-cosine pairs, or from products -------------------------------------------------
 
 /// Coefficients of term i of both series side by side: luni-solar longitude and obliquity, planetary longitude and obliquity [0.1 microarcsecond].
 struct TermPair {

@@ -37,7 +37,7 @@ double full_circle_acos(double cosine, bool second_half) {
 
 }  // namespace
 
-// --- Rotations and quaternions -------------------------------------------------------------------------------------------
+// --- rotations and quaternions ---------------------------------------------------------------------------------------
 
 void Rx(double phi, double* R) {
     const double c = std::cos(phi), s = std::sin(phi);
@@ -80,7 +80,7 @@ void quaternion_conjugate(QUATERNION* q) {
     negative_vector(3, q->v);
 }
 
-// --- Anomalies -----------------------------------------------------------------------------------------------------------
+// --- anomalies -------------------------------------------------------------------------------------------------------
 
 double get_ecan_from_tran(double ecc, double tran) {
     return positive_atan2(std::sqrt(1 - ecc * ecc) * std::sin(tran), std::cos(tran) + ecc);
@@ -111,7 +111,7 @@ double get_ecan_from_mean(double mean, double ecc) {
     return static_cast<double>(E2);
 }
 
-// --- Elements and Cartesian states ---------------------------------------------------------------------------------------
+// --- elements and Cartesian states -----------------------------------------------------------------------------------
 
 void kpe2xyz(keplerian_elements* kpe, double* pos, double* vel) {
     const double e = kpe->m_ecc;

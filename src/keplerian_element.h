@@ -24,7 +24,7 @@ typedef struct keplerian_elements {
     double m_mean;  ///< mean anomaly
 } keplerian_elements;
 
-// --- Rotations and quaternions -------------------------------------------------------------------------------------------
+// --- rotations and quaternions ---------------------------------------------------------------------------------------
 
 /// Rotation of the axes about x: v_new = R * v_old.
 /// \param phi  angle [rad]
@@ -60,7 +60,7 @@ void quaternion_normalise(QUATERNION* q);
 /// \param q  [in,out] quaternion
 void quaternion_conjugate(QUATERNION* q);
 
-// --- Anomalies -----------------------------------------------------------------------------------------------------------
+// --- anomalies -------------------------------------------------------------------------------------------------------
 
 /// Eccentric anomaly from the true anomaly. The order of the arguments is the reverse of its siblings'.
 /// \param ecc   eccentricity, below 1
@@ -88,7 +88,7 @@ double get_mean_from_ecan(double ecan, double ecc);
 /// Logs at warning level when more than five steps were needed.
 double get_ecan_from_mean(double mean, double ecc);
 
-// --- Elements and Cartesian states ---------------------------------------------------------------------------------------
+// --- elements and Cartesian states -----------------------------------------------------------------------------------
 
 /// Position and velocity from elements with the true anomaly, for GM = 3.986004415e14 m^3/s^2.
 /// \param kpe  [in,out] elements of an elliptic orbit; m_ecan is set, m_mean is neither read nor set

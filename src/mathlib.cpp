@@ -32,7 +32,7 @@ LEOPOD_KERNEL inline void add_scaled(int n, double factor, const double* __restr
 
 }  // namespace
 
-// --- Matrix kernel -------------------------------------------------------------------------------------------------------
+// --- matrix kernel ---------------------------------------------------------------------------------------------------
 
 namespace {
 
@@ -381,7 +381,7 @@ int matinv(double* A, int nn, const int n) {
     return memory.missing() ? -1 : invert(A, nn, n, work);
 }
 
-// --- Least squares -------------------------------------------------------------------------------------------------------
+// --- least squares ---------------------------------------------------------------------------------------------------
 
 namespace {
 
@@ -472,7 +472,7 @@ int leopod::solve_normal(double* BTWB, double* BTWL, int n, double* x, double* Q
     return s;
 }
 
-// --- Sequential filters --------------------------------------------------------------------------------------------------
+// --- sequential filters ----------------------------------------------------------------------------------------------
 
 namespace {
 
@@ -738,7 +738,7 @@ int smoother(double* xf, double* Qf, double* xb, double* Qb, int n, double* xs, 
     return 0;
 }
 
-// --- Interpolation and fits ----------------------------------------------------------------------------------------------
+// --- interpolation and fits ------------------------------------------------------------------------------------------
 
 namespace {
 
@@ -933,7 +933,7 @@ unsigned int quadraticSolver(double* ce, double* roots) {
     return 2;
 }
 
-// --- Statistics ----------------------------------------------------------------------------------------------------------
+// --- statistics ------------------------------------------------------------------------------------------------------
 
 double get_max(double* x, const int n, double threshold) {
     double max = DBL_MIN;  // settled: the smallest normal double, so all-negative data yields it
@@ -983,7 +983,7 @@ double get_rms(double* x, const int n, double threshold) {
     return std::sqrt(gated_mean(x, n, threshold, [](double value) { return value * value; }));
 }
 
-// --- Helmert transformation ----------------------------------------------------------------------------------------------
+// --- Helmert transformation ------------------------------------------------------------------------------------------
 
 namespace {
 

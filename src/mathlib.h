@@ -10,7 +10,7 @@
 
 LEOPOD_BEGIN_DECLS
 
-// --- Matrix kernel -------------------------------------------------------------------------------------------------------
+// --- matrix kernel ---------------------------------------------------------------------------------------------------
 
 /// Matrix product C = A * B.
 /// \param rA,cA  rows and columns of A
@@ -137,7 +137,7 @@ int matrix_zero_check(double* A, int n, int N);
 /// Logs at warning level a singular matrix, besides what ludcmp logs; at error level missing memory.
 int matinv(double* A, int nn, const int n);
 
-// --- Least squares -------------------------------------------------------------------------------------------------------
+// --- least squares ---------------------------------------------------------------------------------------------------
 
 /// Unweighted least squares, min ||A x - y||. Parameters whose column of A sums to 1e-14 or less in magnitude take no part:
 /// their elements of x and Q stay as the caller left them.
@@ -163,7 +163,7 @@ int solve_lsq(double* A, double* y, const int n, const int m, double* x, double*
 /// Logs at error level when it fails.
 int solve_lsq_normal(double* BTWB, double* BTWL, int n, double* x, double* Q);
 
-// --- Sequential filters --------------------------------------------------------------------------------------------------
+// --- sequential filters ----------------------------------------------------------------------------------------------
 
 /// Measurement update of a Kalman filter in the short form Pp = (I - K H) P; everything dense.
 /// \param x   state, n
@@ -230,7 +230,7 @@ int kalman_filter_embed(double* x, double* P, double* H, double* v, double* R, i
 /// Source: Fraser and Potter (1969), The optimum linear smoother as a combination of two optimum linear filters.
 int smoother(double* xf, double* Qf, double* xb, double* Qb, int n, double* xs, double* Qs);
 
-// --- Interpolation and fits ----------------------------------------------------------------------------------------------
+// --- interpolation and fits ------------------------------------------------------------------------------------------
 
 /// Polynomial interpolation by Neville's scheme.
 /// \param n   points
@@ -285,7 +285,7 @@ void linear_fit(double* x, double* y, int np, double* param);
 /// \return the number of real roots, 0 or 2 (a double root counts twice).
 unsigned int quadraticSolver(double* ce, double* roots);
 
-// --- Statistics ----------------------------------------------------------------------------------------------------------
+// --- statistics ------------------------------------------------------------------------------------------------------
 
 /// Largest element of magnitude strictly below the gate.
 /// \param x          data, n
@@ -323,7 +323,7 @@ double get_std(double* x, const int n, double threshold);
 /// \return the root mean square; 0 without any
 double get_rms(double* x, const int n, double threshold);
 
-// --- Similarity transformation ---------------------------------------------------------------------------------------
+// --- similarity transformation ---------------------------------------------------------------------------------------
 
 /// Similarity transformation q = (1 + k) R p + t, with full rotations.
 /// \param p      point [m]

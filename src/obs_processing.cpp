@@ -13,7 +13,7 @@
 
 using namespace leopod;
 
-// --- signal propagation and geometry -------------------------------------------------------------------------------------
+// --- signal propagation and geometry ---------------------------------------------------------------------------------
 
 namespace {
 
@@ -107,7 +107,7 @@ double get_tgd(sysGNSS satsys, int prn, OBSFREQ band, OBSCODE code) {
 
 void compute_obs_redundancy(int, int, double*, double*, double*) {}
 
-// --- cycle slips, ambiguities, wind-up -----------------------------------------------------------------------------------
+// --- cycle slips, ambiguities, wind-up -------------------------------------------------------------------------------
 
 namespace {
 
@@ -319,7 +319,7 @@ double ambfix_nearest_integer(double amb_float, double sigma_amb) {
 
 void clear_sat_state(SAT_STATE*) {}
 
-// --- troposphere ---------------------------------------------------------------------------------------------------------
+// --- troposphere -----------------------------------------------------------------------------------------------------
 
 namespace {
 
@@ -428,7 +428,7 @@ double trop_delay(double mjd_gpst, double* blh, double* azel, double* dry, doubl
     return above ? 0.0 : zhd_zwd[0] * map_dry_wet[0] + zhd_zwd[1] * map_dry_wet[1];
 }
 
-// --- ionosphere ----------------------------------------------------------------------------------------------------------
+// --- ionosphere ------------------------------------------------------------------------------------------------------
 
 namespace {
 

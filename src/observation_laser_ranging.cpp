@@ -68,7 +68,7 @@ int read_line_of(char* str, Fields&... fields) {
 
 }  // namespace
 
-// --- Text and numbers ------------------------------------------------------------------------------------------------
+// --- text and numbers ------------------------------------------------------------------------------------------------
 
 namespace {
 
@@ -162,7 +162,7 @@ int strcasecmp(char* str1, char* str2) {
     return static_cast<unsigned char>(lower(*str1)) - static_cast<unsigned char>(lower(*str2));
 }
 
-// --- Header records --------------------------------------------------------------------------------------------------
+// --- header records --------------------------------------------------------------------------------------------------
 
 namespace {
 
@@ -230,7 +230,7 @@ int read_h8(char*) { return 0; }
 
 int read_h9(char*) { return 0; }
 
-// --- Configuration records -------------------------------------------------------------------------------------------
+// --- configuration records -------------------------------------------------------------------------------------------
 
 int read_c0(char* str, rc0* config) {
     constexpr int first = 3;
@@ -301,7 +301,7 @@ int read_c7(char* str, rc7* config) {
                         config->pulse_energy, config->processing_software, config->processing_software_version);
 }
 
-// --- Data records ----------------------------------------------------------------------------------------------------
+// --- data records ----------------------------------------------------------------------------------------------------
 
 namespace {
 

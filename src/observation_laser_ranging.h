@@ -327,7 +327,7 @@ typedef struct rd00 {
     char comment[81];
 } rd00;
 
-// --- Text and numbers ------------------------------------------------------------------------------------------------
+// --- text and numbers ------------------------------------------------------------------------------------------------
 
 /// Cuts a line into tokens, in place, and copies them into a table.
 /// \param str        the line; every token's end in it is overwritten
@@ -368,7 +368,7 @@ bool isna(char* str);
 /// \param slen  its length; more than that counts as the length, 0 and less does nothing
 void remove_blanks(char* str, int slen);
 
-// --- Header records --------------------------------------------------------------------------------------------------
+// --- header records --------------------------------------------------------------------------------------------------
 
 /// Reads H1 by tokens and sets the version for all later records.
 /// \param str     the line
@@ -415,7 +415,7 @@ int read_h8(char* str);
 /// \return 0
 int read_h9(char* str);
 
-// --- Configuration records -------------------------------------------------------------------------------------------
+// --- configuration records -------------------------------------------------------------------------------------------
 
 /// Reads C0 by tokens. Of more than 20 identifiers the excess is dropped with a warning.
 /// \param str     the line
@@ -465,7 +465,7 @@ int read_c6(char* str, rc6* config);
 /// \return as by tokens: 11 for a complete line
 int read_c7(char* str, rc7* config);
 
-// --- Data records ----------------------------------------------------------------------------------------------------
+// --- data records ----------------------------------------------------------------------------------------------------
 // In version 1 the records 10, 11, 12, 21 and 30 are one scan that ends at the first field that fails, "na" included: the
 // later fields keep what they held. The line is not changed then. In other versions than 1 and 2 these five keep all
 // fields, and the result is 1.

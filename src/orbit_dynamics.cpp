@@ -146,7 +146,7 @@ void append_pieces(ORBIT_DYN_CONFIG* config, Force& force, int limit, const EMP_
 
 }  // namespace
 
-// --- configuration and parameter registry --------------------------------------------------------------------------------
+// --- configuration and parameter registry ----------------------------------------------------------------------------
 
 namespace {
 
@@ -275,7 +275,7 @@ int emp_param_name_check(char* emp_param_name) {
     return -1;
 }
 
-// --- spacecraft state and variational equations --------------------------------------------------------------------------
+// --- spacecraft state and variational equations ----------------------------------------------------------------------
 
 namespace {
 
@@ -429,7 +429,7 @@ void orbit_derivative(int nstate, double sec_since_start, double* y, double* dyd
     convert_struct2dydx(nstate, config, state, dydx);
 }
 
-// --- force models: gravity, third body, relativity -----------------------------------------------------------------------
+// --- force models: gravity, third body, relativity -------------------------------------------------------------------
 
 namespace {
 
@@ -643,7 +643,7 @@ bool compute_acc_relativity(double* satpos, double* satvel, double* sunpos, doub
     return true;
 }
 
-// --- force models: surface forces and empirical accelerations ------------------------------------------------------------
+// --- force models: surface forces and empirical accelerations --------------------------------------------------------
 
 namespace {
 
@@ -866,7 +866,7 @@ double atm_density_Harris_Priester(double mjd_tt, double* Pos) {
     return (d_min + (d_max - d_min) * c * c * c) * 1e-12;  // exponent 6 of the cosine of the half angle
 }
 
-// --- numerical integration -----------------------------------------------------------------------------------------------
+// --- numerical integration -------------------------------------------------------------------------------------------
 
 namespace {
 
@@ -1192,7 +1192,7 @@ void get_state_interpolated(ORBIT_DYN_CONFIG* myconfig, STATE_SPACECRAFT* mystat
     }
 }
 
-// --- orbit fit -----------------------------------------------------------------------------------------------------------
+// --- orbit fit -------------------------------------------------------------------------------------------------------
 
 namespace {
 
@@ -1395,7 +1395,7 @@ bool orbit_fit(ORBIT_DYN_CONFIG* ptr_orb_config, STATE_SPACECRAFT* state_spacecr
     return true;
 }
 
-// --- dynamics configuration file -----------------------------------------------------------------------------------------
+// --- dynamics configuration file -------------------------------------------------------------------------------------
 
 namespace {
 
@@ -1556,7 +1556,7 @@ void readfile_orbitdynamics_config(char* orbitdynamic_config_filename, ORBIT_DYN
     log_forces(r);
 }
 
-// --- orbit simulation and fit drivers ------------------------------------------------------------------------------------
+// --- orbit simulation and fit drivers --------------------------------------------------------------------------------
 
 namespace {
 

@@ -37,7 +37,7 @@ typedef struct tle_t {
     tled_t* data;  ///< records, from the heap
 } tle_t;
 
-// --- Files ---------------------------------------------------------------------------------------------------------------
+// --- files -----------------------------------------------------------------------------------------------------------
 
 /// Removes trailing blanks, carriage returns and newlines, in place.
 /// \param buff  the text
@@ -100,7 +100,7 @@ int tle_read(const char* file, tle_t* tle);
 /// Logged at warning level: an unopenable file, cut lines, "no tle data: satno=%s desig=%s" for a line without a set.
 int tle_name_read(const char* file, tle_t* tle);
 
-// --- Propagation ---------------------------------------------------------------------------------------------------------
+// --- propagation -----------------------------------------------------------------------------------------------------
 
 /// State of an element set by SGP4, the near-earth model in double precision. Periods above 225 minutes run through the same
 /// model, which has no deep-space terms; decay is not examined. A decayed orbit, an eccentricity of 1 or more and an
@@ -119,7 +119,7 @@ void SGP4_STR3(double tsince, const tled_t* data, double* rs);
 /// \return              no meaning
 int tle2xyz(const tled_t* tledata, GTime time_utc, double* pos_vel_teme);
 
-// --- Frames --------------------------------------------------------------------------------------------------------------
+// --- frames ----------------------------------------------------------------------------------------------------------
 
 /// Polar-motion matrix with the TIO locator s' of a given date.
 /// \param xp,yp  coordinates of the pole [rad]
