@@ -340,6 +340,17 @@ TEST_F(HostOrbit, ASimulatedArcAgainstItsTruth) {
     EXPECT_GE(slips.size(), 5u);
     EXPECT_EQ(found, slips);
 
+    // Terms of the configuration are those of the option.
+    const std::string forces = read_file(out("forces.cfg"));
+    const std::size_t place = forces.find("-Force");
+    write_temp("terms.cfg", forces.substr(0, place) + "Empirical_Force = YES A0:3600 RS:5400\n" + forces.substr(place));
+    leopod(command + " --dynamics " + out("terms.cfg") + " --out " + out("by_file.csv"));
+    const Outcome by_option = leopod(command + " --dynamics " + out("forces.cfg") + " --out " + out("by_option.csv") +
+                                     " --empirical A0:3600 RS:5400");
+    EXPECT_TRUE(holds(by_option.text, "accelerations")) << by_option.text;
+    EXPECT_EQ(read_file(out("by_file.csv")), read_file(out("by_option.csv")));
+    EXPECT_NE(read_file(out("by_file.csv")), read_file(out("fitted.csv")));
+
     // The orbit that is written, SP3 and CSV, is the one that was compared.
     const Outcome again = leopod_ok("orbit --compare " + out("fitted.csv") + " " + out("orbit.csv"));
     EXPECT_NEAR(rms_of(again.text, "difference").total, error.total, 0.002) << again.text;

@@ -130,8 +130,13 @@ TEST_F(Tables, RowsOfARunSayWhatWasPutIn) {
         for (const std::string axis : {"x", "y", "z"})
             EXPECT_EQ(row.at("stored_" + axis + "_ecef_m"), row.at("filter_" + axis + "_ecef_m"));
     }
-    // The number of the receiver changes nothing: quaternions serve it all the same.
-    leopod_ok(arc("changed.obs") + "--config " + config + " --receiver 3 --out " + out("third.csv"));
+    // The number of the receiver changes nothing: quaternions serve it all the same. Nor do pieces of a file, in whatever order.
+    const std::string whole = read_file(out("changed.obs"));
+    const std::size_t head = whole.find("> 2021"), half = whole.find("> 2021 01 18 00 20");
+    write_temp("late.obs", whole.substr(0, head) + whole.substr(half));
+    write_temp("early.obs", whole.substr(0, half));
+    leopod_ok(arc("late.obs") + "--obs " + out("early.obs") + " --config " + config + " --receiver 3 --out " +
+              out("third.csv"));
     EXPECT_EQ(read_file(out("third.csv")), read_file(out("epochs.csv")));
     // Messages from a level on.
     const std::string run = "{ " + kProgram + " " + arc("changed.obs") + "--config " + config + " --log-level ";
@@ -386,6 +391,37 @@ TEST_F(Tables, SummaryOfARunFollowsFromItsRows) {
     for (const auto& [satellite, count] : marks)
         said += " " + satellite + " " + std::to_string(count[0]) + "/" + std::to_string(count[1]);
     EXPECT_TRUE(holds(o.text, said + "\n")) << said << o.text;
+}
+
+// Quaternions that end after minutes make the library say much: what it says and what the summary counts is the same.
+TEST_F(Tables, MessagesAreCountedByTheirTexts) {
+    const std::string all = read_file(kDemo + "att_zdown.txt");
+    std::size_t end = 0;
+    for (int i = 0; i < 12; ++i) end = all.find('\n', end) + 1;
+    const std::string run = kProgram + " run " + kDemoRun + " --att " + write_temp("short.att", all.substr(0, end));
+    std::istringstream said(capture("{ " + run + " --log-level warning > " + out("summary.txt") + "; }").text);
+    const auto folded = [](const std::string& text) {
+        return std::regex_replace(text, std::regex("[-+]?[0-9]+(\\.[0-9]+)*"), "#");
+    };
+    std::map<std::string, int> counts;
+    int total = 0;
+    for (std::string line; std::getline(said, line);) {
+        const bool message = holds(line, "WARNING: ") || holds(line, "ERROR: ");
+        total += message;
+        counts[folded(line)] += message;
+    }
+    const std::string summary = read_file(out("summary.txt"));
+    const std::regex form("\n  ([0-9]+) ([A-Z]+)s, such as \"(.*)\"");
+    int touching = 0, groups = 0, before = total;
+    for (std::sregex_iterator it(summary.begin(), summary.end(), form), none; it != none; ++it, ++groups) {
+        const int count = std::stoi((*it)[1]);
+        EXPECT_EQ(counts[folded((*it)[2].str() + ": " + (*it)[3].str())], count) << summary;
+        EXPECT_LE(count, before) << summary;
+        touching += before = count;
+    }
+    EXPECT_EQ(groups, 3) << summary;
+    EXPECT_EQ(number(summary, "library: ([0-9]+) that can touch results"), touching);
+    EXPECT_EQ(number(summary, "touch results, ([0-9]+) routine"), total - touching);
 }
 
 }  // namespace
