@@ -1,5 +1,6 @@
 // Orbits in exchange formats: SP3 in any time system, CCSDS ephemerides and states, and the one rule of spans.
 #include <nlohmann/json.hpp>
+#include <set>
 
 #include "host_support.h"
 
@@ -402,6 +403,36 @@ TEST_F(Exchange, SpansAreHalfOpen) {
                             {"--positions " + out("arc.csv") + kDynamics + "--from 5 --to 5", "nothing lies between"}});
 }
 
+/// Holds the numbers and times of a summary against those that were printed, both ways; without what a pattern has, or a name.
+void expect_same_numbers(const nlohmann::json& summary, const std::string& printed, const std::string& beside) {
+    const std::regex number_or_time("[0-9]{4}-[0-9]{2}-[0-9]{2}[T0-9:.]*|[-+]?[0-9]+(\\.([0-9]+))?(e[-+][0-9]+)?");
+    const std::string text =
+        std::regex_replace(printed, std::regex(beside + "|\\S*/[A-Za-z_]\\S*|\\b[A-Za-z_]\\w+"), " ");
+    const nlohmann::json flat = summary.flatten();
+    std::set<std::string> found;
+    for (std::sregex_iterator it(text.begin(), text.end(), number_or_time), none; it != none; ++it) {
+        const double value = to_number(it->str()),
+                     half = 0.51 * std::pow(0.1, static_cast<double>((*it)[2].length())) * to_number("1" + it->str(3));
+        bool known = false;
+        for (const auto& [place, leaf] : flat.items()) {
+            const bool same = leaf.is_number()   ? std::fabs(leaf.get<double>() - value) <= half
+                              : leaf.is_string() ? holds(leaf.get<std::string>(), it->str())
+                                                 : false;
+            known = known || same;
+            if (same) found.insert(place);
+        }
+        EXPECT_TRUE(known) << it->str() << " is not in the summary: " << printed;
+    }
+    const std::regex unsaid(
+        "/(inputs|settings|program)/.*|.*(version|status|gcrs_.*|tai_minus_utc_s|length_s|warnings|errors|records/"
+        "data)");
+    for (const auto& [place, leaf] : flat.items()) {
+        if (leaf.is_number() && leaf != 0 && !std::regex_search(place, unsaid)) {
+            EXPECT_EQ(found.count(place), 1u) << place << " is not printed: " << printed;
+        }
+    }
+}
+
 // What a summary says is what was printed; inputs have the digests that another program finds.
 TEST_F(Exchange, SummariesSayWhatIsPrinted) {
     using nlohmann::json;
@@ -427,31 +458,39 @@ TEST_F(Exchange, SummariesSayWhatIsPrinted) {
     const struct {
         std::string arguments;
         std::vector<std::pair<const char*, const char*>> numbers;  ///< place in the summary, pattern of what is printed
-    } cases[] = {
-        {"run " + kDemoRun + kDemoAttitude + " --truth " + kDemo + "truth.csv",
-         {{"/epochs/solved", "solved ([0-9]+)"},
-          {"/satellites/mean", "satellites: ([0-9.]+) an epoch"},
-          {"/slips/melbourne_wuebbena", "Melbourne-Wuebbena ([0-9]+)"},
-          {"/tai_minus_utc_s", "TAI-UTC: ([0-9]+)"},
-          {"/errors/filter/rms_m", "\n  filter  .*rms ([0-9.]+)"}}},
-        {"fit --positions " + orbit + kDynamics,
-         {{"/positions/count", "leopod fit: ([0-9]+)"},
-          {"/positions/used", "positions used: ([0-9]+)"},
-          {"/residuals/rms_cross_m", "residuals: .*cross ([0-9.]+)"},
-          {"/integration/step_s", "step ([0-9]+) s"}}},
-        {"propagate --duration 600 --state " + orbit + kDynamics + "--truth " + orbit,
-         {{"/last_state/earth_fixed_position_m/2", "earth-fixed: [-0-9.]+ [-0-9.]+ ([-0-9.]+) m"},
-          {"/errors/orbit/epochs", "epochs ([0-9]+), 3D"}}},
-        {"tide --blh 57 12 45 --epoch 2021-01-18T00:00:00 --duration 7200",
-         {{"/displacements/solid_tide/up/largest_m", "up  .*, ([-+0-9.]+) m at"},
-          {"/site/position_m/1", "site: [-0-9.]+ ([-0-9.]+)"}}},
-        {"tle --tle " + elements + " --all --start 2021-01-18T00:00:00 --duration 600",
-         {{"/states/count", "states: ([0-9]+)"}, {"/objects/0/period_min", "period ([0-9.]+) min"}}},
-        {"crd " + write_temp("crd-2", fenced_blocks(LEOPOD_SOURCE_DIR "/docs/file_formats.md").at("crd-2")),
-         {{"/sessions/0/ranges", "ranges: ([0-9]+)"}, {"/records/failed_fields", "\nfailed fields: ([0-9]+)"}}},
-        {"simulate --orbit " + kDemo + "truth.csv --nav " + kDemo +
-             "bds.nav --start 2021-01-18T00:10:00 --duration 600 --obs-out " + out("a.obs"),
-         {{"/epochs/count", "GPST, ([0-9]+) epochs"}, {"/put_in/ambiguities", "put in: ([0-9]+)"}}}};
+        const char* beside = "time: .*";                           ///< pattern of what the summary has in other terms
+    } cases[] = {{"run " + kDemoRun + kDemoAttitude + " --truth " + kDemo + "truth.csv",
+                  {{"/epochs/solved", "solved ([0-9]+)"},
+                   {"/satellites/mean", "satellites: ([0-9.]+) an epoch"},
+                   {"/slips/melbourne_wuebbena", "Melbourne-Wuebbena ([0-9]+)"},
+                   {"/tai_minus_utc_s", "TAI-UTC: ([0-9]+)"},
+                   {"/errors/filter/rms_m", "\n  filter  .*rms ([0-9.]+)"}}},
+                 {"fit --positions " + orbit + kDynamics,
+                  {{"/positions/count", "leopod fit: ([0-9]+)"},
+                   {"/positions/used", "positions used: ([0-9]+)"},
+                   {"/residuals/rms_cross_m", "residuals: .*cross ([0-9.]+)"},
+                   {"/integration/step_s", "step ([0-9]+) s"}},
+                  "[0-9.]+ h\\b|\\([0-9.]+ %\\)"},
+                 {"propagate --duration 600 --state " + orbit + kDynamics + "--truth " + orbit,
+                  {{"/last_state/earth_fixed_position_m/2", "earth-fixed: [-0-9.]+ [-0-9.]+ ([-0-9.]+) m"},
+                   {"/errors/orbit/epochs", "epochs ([0-9]+), 3D"}}},
+                 {"tide --blh 57 12 45 --epoch 2021-01-18T00:00:00 --duration 7200",
+                  {{"/displacements/solid_tide/up/largest_m", "up  .*, ([-+0-9.]+) m at"},
+                   {"/site/position_m/1", "site: [-0-9.]+ ([-0-9.]+)"}}},
+                 {"tle --tle " + elements + " --all --start 2021-01-18T00:00:00 --duration 600",
+                  {{"/states/count", "states: ([0-9]+)"}, {"/objects/0/period_min", "period ([0-9.]+) min"}},
+                  "[0-9]+ with a .*"},
+                 {"crd " + write_temp("crd-2", fenced_blocks(LEOPOD_SOURCE_DIR "/docs/file_formats.md").at("crd-2")),
+                  {{"/sessions/0/ranges", "ranges: ([0-9]+)"}, {"/records/failed_fields", "\nfailed fields: ([0-9]+)"}},
+                  "(records|target): .*"},
+                 {"simulate --orbit " + kDemo + "truth.csv --nav " + kDemo +
+                      "bds.nav --start 2021-01-18T00:10:00 --duration 600 --obs-out " + out("a.obs"),
+                  {{"/epochs/count", "GPST, ([0-9]+) epochs"}, {"/put_in/ambiguities", "put in: ([0-9]+)"}},
+                  "above 5 degrees|of [0-9]+ in"},
+                 {"orbit --obs " + kDemo + "bds.obs --nav " + kDemo + "bds.nav" + kDemoAttitude + " --eop " + kDemo +
+                      "eop.txt --truth " + kDemo + "truth.csv",
+                  {{"/errors/orbit/rms_m", "\n  orbit .* rms ([0-9.]+)"}},
+                  "a-priori sigma.*|[0-9.]+ % of|and 0.1 m|\n +rms radial.*"}};
     for (const auto& c : cases) {
         std::string printed;
         const json j = summary_of(c.arguments, printed);
@@ -460,6 +499,7 @@ TEST_F(Exchange, SummariesSayWhatIsPrinted) {
             ASSERT_TRUE(j.contains(pointer)) << place << j.dump(1);
             EXPECT_NEAR(j.at(pointer).get<double>(), number(printed, pattern), 0.06) << place << printed;
         }
+        expect_same_numbers(j, printed, c.beside);
     }
 }
 
