@@ -346,6 +346,10 @@ TEST_F(HostInputs, UnusableInputsAreNamedForWhatTheyAre) {
         {"tide --blh 0 0 0 --epoch 2021-01-18T00:00:00 --blq " + u + "host_csv.csv", "this is a CSV file"},
         {"tle --all --tle " + u + "ocean_loading.blq", "this is an ocean loading file: leopod tide --blq"},
         {"crd " + u + "quaternion_mission.txt", "this is an attitude quaternion file: --att"},
+        {"tle --all --tle " + u + "tle.tle --names " + u + "tle.tle", "this is a file of two-line element sets"},
+        {"plot sky --out x.svg --in " + u + "sp3.sp3", "sp3.sp3: is not a CSV file; this is an SP3 file"},
+        {sp3 + u + "sp3.sp3 --config " + u + "dynamics_config.cfg",
+         "this is a dynamics configuration file: --dynamics"},
         {sp3 + u + "gnss_config.cfg", "this is a GNSS configuration file: --config"},
         {sp3 + u + "dynamics_config.cfg", "this is a dynamics configuration file: --dynamics"},
     };

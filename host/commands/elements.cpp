@@ -305,6 +305,7 @@ long load_sets(const ElementsOptions& o, Sets& sets, Environment& environment) {
 
 void load_names(const std::string& file, Console& console, Sets& sets, Environment& environment) {
     if (file.empty()) return;
+    check_kind(file, "name list", {Kind::csv});
     wrong_checksums(file, "name list");
     long nameless = 0;
     const auto subscription = console.subscribe(

@@ -88,8 +88,10 @@ void ConfigCheck::read(const std::function<void(const ConfigLine&)>& use) {
         }
         return true;
     });
-    if (!first_section_)
-        throw InputError(file_ + ": is not a " + kind_ + " file (no +" + sections_.front() + " section)");
+    if (!first_section_) {
+        const Kind own = sections_.front() == "Force_Models" ? Kind::dynamics_config : Kind::gnss_config;
+        wrong_kind(file_, kind_ + " file (no +" + sections_.front() + " section)", own);
+    }
     if (!open_.empty()) fault("section " + open_ + " is not closed (no -" + open_ + ")");
 }
 

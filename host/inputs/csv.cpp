@@ -4,6 +4,7 @@
 #include <charconv>
 #include <cmath>
 
+#include "inputs/kinds.h"
 #include "inputs/open.h"
 #include "shared/error.h"
 
@@ -51,6 +52,7 @@ int CsvReader::find(const std::string& name) const {
 int CsvReader::require(const std::string& name, const std::string& hint) const {
     const int column = find(name);
     if (column >= 0) return column;
+    check_kind(file_, "CSV file", {Kind::csv});
     std::string have;
     for (const std::string& n : names_) have += (have.empty() ? "" : ", ") + n;
     if (have.size() > 300) have.replace(300, std::string::npos, " ...");
