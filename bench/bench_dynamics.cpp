@@ -96,6 +96,10 @@ BENCHMARK_TEMPLATE(force_evaluation, 100, 1)->Name("force of degree 100 with gra
 #define BENCHMARK_PART(part, degree, text)                                                  \
     BENCHMARK_TEMPLATE(part, degree)->Name("force of degree " #degree ", " text "/leopod"); \
     BENCHMARK_TEMPLATE(force_evaluation, degree, 0)->Name("force of degree " #degree ", " text "/whole")
+#define BENCHMARK_PARTS(part, text)  \
+    BENCHMARK_PART(part, 30, text);  \
+    BENCHMARK_PART(part, 100, text); \
+    BENCHMARK_PART(part, 120, text)
 
 template <int degree>
 void part_frame(benchmark::State& bench) {
@@ -106,9 +110,7 @@ void part_frame(benchmark::State& bench) {
         benchmark::DoNotOptimize(R);
     }
 }
-BENCHMARK_PART(part_frame, 30, "frame");
-BENCHMARK_PART(part_frame, 100, "frame");
-BENCHMARK_PART(part_frame, 120, "frame");
+BENCHMARK_PARTS(part_frame, "frame");
 
 template <int degree>
 void part_field(benchmark::State& bench) {
@@ -121,9 +123,7 @@ void part_field(benchmark::State& bench) {
         benchmark::DoNotOptimize(acc);
     }
 }
-BENCHMARK_PART(part_field, 30, "field");
-BENCHMARK_PART(part_field, 100, "field");
-BENCHMARK_PART(part_field, 120, "field");
+BENCHMARK_PARTS(part_field, "field");
 
 template <int degree>
 void part_planets(benchmark::State& bench) {
@@ -135,9 +135,7 @@ void part_planets(benchmark::State& bench) {
         benchmark::DoNotOptimize(acc);
     }
 }
-BENCHMARK_PART(part_planets, 30, "planets");
-BENCHMARK_PART(part_planets, 100, "planets");
-BENCHMARK_PART(part_planets, 120, "planets");
+BENCHMARK_PARTS(part_planets, "planets");
 
 template <int degree>
 void part_tides(benchmark::State& bench) {
@@ -150,9 +148,7 @@ void part_tides(benchmark::State& bench) {
         benchmark::DoNotOptimize(dC);
     }
 }
-BENCHMARK_PART(part_tides, 30, "tides");
-BENCHMARK_PART(part_tides, 100, "tides");
-BENCHMARK_PART(part_tides, 120, "tides");
+BENCHMARK_PARTS(part_tides, "tides");
 
 /// A day's propagation with fixed steps of 30 s; the plain one stands beside those with variational equations.
 template <int mode, int pieces>
