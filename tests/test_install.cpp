@@ -10,8 +10,7 @@ using namespace support;
 const std::string kSource = LEOPOD_SOURCE_DIR;
 const std::string kBuild = LEOPOD_BINARY_DIR;
 const std::string kCmake = "'" LEOPOD_CMAKE "' ";
-const std::string kCompilers = " -DCMAKE_PREFIX_PATH=\"$PWD/moved\" -DCMAKE_C_COMPILER='" LEOPOD_TEST_CC
-                               "' -DCMAKE_CXX_COMPILER='" LEOPOD_TEST_CXX "'";
+const std::string kCompilers = " -DCMAKE_C_COMPILER='" LEOPOD_TEST_CC "' -DCMAKE_CXX_COMPILER='" LEOPOD_TEST_CXX "'";
 const std::string kDemo = kSource + "/examples/data/demo_", kGround = " " + kDemo + "bds.obs " + kDemo + "bds.nav",
                   kEmbedded = " " + kDemo + "bds.nav " + kDemo + "att_zdown.txt " + kDemo + "bds.obs";
 
@@ -50,7 +49,8 @@ TEST_F(Install, StaticLibraryServesACOnlyProjectAndVersionsAreChecked) {
                    kSource +
                    "/examples/embedded_host.c)\nset_property(TARGET host PROPERTY C_STANDARD 11)\n"
                    "target_link_libraries(host PRIVATE leopod::leopod_static)\n");
-    const std::string configure = kCmake + "-S c_only -B c_build" + kCompilers + " -DWANTED=";
+    const std::string configure =
+        kCmake + "-S c_only -B c_build" + kCompilers + " -DCMAKE_PREFIX_PATH=\"$PWD/moved\" -DWANTED=";
     const Outcome good = shell(configure + LEOPOD_VERSION "\n" + kCmake + "--build c_build");
     ASSERT_EQ(good.status, 0) << good.text;
     EXPECT_NE(shell("ldd c_build/host | grep leopod").status, 0) << "it must not need the shared library";
