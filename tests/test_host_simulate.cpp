@@ -312,7 +312,8 @@ TEST_F(Simulate, AHostStreamsALongArcInLittleMemoryAndPastTheProductsEnd) {
 }
 
 TEST_F(Simulate, TheDemoIsWhatItsCommandMakes) {
-    const Outcome made = capture(LEOPOD_SOURCE_DIR "/scripts/generate/demo_data " + kProgram + " " + temp_dir().string());
+    const Outcome made =
+        capture(LEOPOD_SOURCE_DIR "/scripts/generate/demo_data " + kProgram + " " + temp_dir().string());
     ASSERT_EQ(made.status, 0) << made.text;
     const auto words = [](const std::string& text) {
         const std::regex separator("[ ,\n]");
