@@ -304,6 +304,7 @@ void correct_for(const OBSDATA_SAT& sat, const OBSREC& rec, const EpochContext& 
     const double pco_correction_rcv = get_ant_pco_correction(ctx.antenna_rcv, ctx.mjd_obs, rec.freq, axes_rcv.ex,
                                                              axes_rcv.ey, axes_rcv.ez, e_los, nullptr);
     const double iono_delay_error = sight.iono_stec * 1e16 / (freq_value * freq_value * 1e12);
+    // settled: the receiver's antenna offset towards the satellite lengthens the model of the range
     // settled: the sum is kept, so the second frequency's model holds the first frequency's corrections too
     sight.computed = sight.computed + iono_delay_error - pco_correction_gnss + pco_correction_rcv;
     sight.computed += get_tgd(sat.satsys, sat.prn, rec.freq, rec.code);
