@@ -249,8 +249,9 @@ TEST_F(HostInputs, WhateverTheWrappingTheResultIsTheSame) {
     EXPECT_EQ(o.status, 0) << o.text;
 }
 
-// Observation files as receivers, editors and joins leave them: the rows of the demo arc, and words where something is wanting.
-TEST_F(HostInputs, ObservationFilesOfAnyMakeGiveTheirEpochsOrWords) {
+// Observation and navigation files as receivers, archives, editors and joins leave them: the rows of the demo arc, and words where
+// something is wanting. A navigation file of version 4 has messages that the library would misread.
+TEST_F(HostInputs, RinexFilesOfAnyMakeGiveTheirEpochsOrWords) {
     const std::string swapped =
         R"(awk '/OBS TYPES/ {$0 = "C    4 L5P C5P L1P C1P" substr($0, 23)} /^C[0-9]/ {printf "%s", substr($0, 1, 3)
             for (k = 3; k >= 0; --k) printf "%-16s", substr($0, 4 + 16 * k, 16); print ""; next} {print}')";
@@ -259,8 +260,9 @@ TEST_F(HostInputs, ObservationFilesOfAnyMakeGiveTheirEpochsOrWords) {
             printf "%s%14.3f  %s%14.3f  %s\n", substr($0, 1, 3), 10 * substr($0, 4, 14), substr($0, 20, 16),
                 10 * substr($0, 36, 14), substr($0, 52); next} {print}')";
     const struct {
-        std::string make;  ///< writes the file from "plain", or from its halves "first" and "later"
-        int rows;          ///< that are those of the plain file; 0 where the file is of no use
+        std::string
+            make;  ///< writes the file from "plain", or from its halves "first" and "later"; may make o.nav from plain.nav
+        int rows;  ///< that are those of the plain file; 0 where the file is of no use
         const char* text;
     } cases[] = {
         {"cat first; " + swapped + " later", 121, ": 121 epochs, 2021"},
@@ -272,14 +274,30 @@ TEST_F(HostInputs, ObservationFilesOfAnyMakeGiveTheirEpochsOrWords) {
         {"sed '20i G07 ? 21' plain; echo", 121, ": 121 epochs, 1 line that can't be read left out, 2021"},
         {"sed '/OBS TYPES/s/P C5P L5P/P S1P D1P/' plain", 0,
          "no BDS satellite has all of these; observed are: C1P D1P L1P S1P"},
+        {"cat plain; head -n -2 plain.nav | sed 's/D+/d+/; s/D-/d-/g' > o.nav", 121,
+         ": 0 GPS and 95 BDS records, 1 cut or damaged left out, 2021"},
+        {"cat plain; sed '767,$s/D-/X-/' plain.nav > o.nav", 121,
+         ": 0 GPS and 95 BDS records, 1 cut or damaged left out"},
+        {"cat plain; head -n 4 plain.nav | sed 's/3.04/4.00/' > o.nav; for m in CNV1:4 D1:3; do echo '> STO C06 D1' >> "
+         "o.nav; "
+         "tail -n +5 plain.nav | sed \"s/^\\(C..\\).*/> EPH \\1 ${m%:*}\\n&/; s/D+03$/D+0${m#*:}/\" >> o.nav; "
+         "done",
+         121, ": 0 GPS and 96 BDS records, 96 of message CNV1 not read, 2021"},
+        {"cat plain; head -n 4 plain.nav > o.nav; for k in {1..101}; do grep -A7 '^C.. 2021 01 18 00' plain.nav | "
+         "sed "
+         "\"s/2021 01 18/2020 01 18/\" | grep -v -e -- >> o.nav; done; tail -n +5 plain.nav >> o.nav",
+         121, "far from the arc left out, 2021"},
+        {"cat plain; sed '/ION [AB]/d; s/ 21  1 18/ 99  1 18/' " + kData + "navigation2.nav > o.nav2", 121,
+         " GPS and 0 BDS records, 1999-01-18"},
         {"sed '/FIRST OBS/s/GPS/XYZ/' plain", 0, "the time system XYZ of this RINEX observation file is not known"},
     };
     for (const auto& c : cases) {
         const Outcome o =
-            shell("rm -rf m; mkdir m; cd m; cp " + kDemo + "bds.obs plain\n" +
+            shell("rm -rf m; mkdir m; cd m; cp " + kDemo + "bds.obs plain; cp " + kDemo +
+                  "bds.nav plain.nav; cp plain.nav o.nav\n" +
                   "awk '/2021 01 18 00 30  0/ {later = 1} {print > (later ? \"later\" : \"first\")}' plain\n" +
                   "(head -n 10 plain; cat later) > l; mv l later; { " + c.make + "; } > o\n" + "for f in plain o; do " +
-                  kProgram + " run --nav " + kDemo + "bds.nav --obs $f --out $f.csv || echo status $?; done\n" +
+                  kProgram + " run --nav $f.nav* --obs $f --out $f.csv || echo status $?; done\n" +
                   (c.rows > 0 ? "cmp <(head -n " + std::to_string(c.rows + 1) + " plain.csv) <(head -n " +
                                     std::to_string(c.rows + 1) + " o.csv)\n"
                               : ""));

@@ -2,14 +2,18 @@
 
 #include <algorithm>
 #include <cmath>
+#include <map>
 #include <optional>
 
 #include "earth_gravity.h"
 #include "inputs/checks.h"
+#include "inputs/navigation.h"
 #include "inputs/open.h"
 #include "shared/earth.h"
 #include "shared/error.h"
+#include "shared/names.h"
 #include "shared/times.h"
+#include "shared/unnamed_file.h"
 #include "stores/attitudes.h"
 #include "stores/environment.h"
 #include "stores/observables.h"
@@ -210,23 +214,62 @@ void add_product(FileReport report, Environment& environment) {
     environment.files.push_back(std::move(report));
 }
 
+/// Of more records of a satellite than the library holds those around the arc are kept.
+void keep_within_rows(std::vector<NavigationFile>& files, const ArcOfEpochs& arc) {
+    constexpr double kAround = 4.0 * 3600.0;  ///< twice the age that a record may have [s]
+    std::map<std::pair<char, int>, int> counts;
+    for (const NavigationFile& file : files) {
+        for (const NavigationRecord& record : file.records()) ++counts[{record.system, record.prn}];
+    }
+    const bool fit = std::all_of(counts.begin(), counts.end(), [](const auto& c) { return c.second <= MAXEPH_BRDC; });
+    if (fit || arc.first.sys != tsGPST) return;
+    for (NavigationFile& file : files) file.keep_around(arc.first, arc.last, kAround);
+}
+
+/// The library counts the records of each version from the first row on, and leaves some years of version 2 short.
+void take_one_version(std::vector<NavigationFile>& files) {
+    const auto old = std::count_if(files.begin(), files.end(), [](const auto& file) { return file.is_version_2(); });
+    const bool short_years = std::any_of(files.begin(), files.end(), [](const auto& f) { return f.has_short_years(); });
+    if (!short_years && (old == 0 || old == static_cast<long>(files.size()))) return;
+    for (NavigationFile& file : files) file.turn_into_version_3();
+}
+
+/// Hands the library a file, or what it can use of it.
+bool load_records(const NavigationFile& file) {
+    if (!file.is_changed()) return load_ephemeris_brdc(loadable(file.name()));
+    const std::string text = file.text();
+    UnnamedFile records(text.size() + 1);
+    records.add(text.data(), text.size());
+    show_path_as(records.path(), file.name());
+    return load_ephemeris_brdc(writable(records.path()));
+}
+
+void load_navigation(const std::vector<std::string>& names, Environment& environment) {
+    std::vector<NavigationFile> files;
+    for (const std::string& name : names) files.emplace_back(name);
+    take_one_version(files);
+    keep_within_rows(files, environment.arc);
+    const EPHBRDC_STORE& store = environment.runtime->brdc_storage;
+    for (const NavigationFile& file : files) {
+        const std::vector<long> counts = records_by_satellite(store);
+        const long gps = count_ok(store.eph_brdc_gps_all);
+        const long bds = count_ok(store.eph_brdc_bds_all);
+        if (!load_records(file)) throw InputError(file.name() + ": this RINEX navigation file could not be read");
+        const std::string left_out = file.left_out();
+        environment.files.push_back({"navigation", file.name(),
+                                     std::to_string(count_ok(store.eph_brdc_gps_all) - gps) + " GPS and " +
+                                         std::to_string(count_ok(store.eph_brdc_bds_all) - bds) + " BDS records" +
+                                         (left_out.empty() ? "" : ", " + left_out),
+                                     records_span(store, counts)});
+    }
+}
+
 void load_ephemerides(const InputOptions& options, Environment& environment) {
     if (!options.clk.empty() && options.sp3.empty()) throw InputError("--clk: clocks go with precise orbits (--sp3)");
     RUNTIME_POD_EMBED& runtime = *environment.runtime;
     g_brdc_storage = &runtime.brdc_storage;
     g_prec_storage = &runtime.prec_storage;
-    for (const std::string& name : options.nav) {
-        const std::vector<long> counts = records_by_satellite(runtime.brdc_storage);
-        const long gps = count_ok(runtime.brdc_storage.eph_brdc_gps_all);
-        const long bds = count_ok(runtime.brdc_storage.eph_brdc_bds_all);
-        if (!load_ephemeris_brdc(loadable(name)))
-            throw InputError(name + ": this RINEX navigation file could not be read");
-        environment.files.push_back(
-            {"navigation", name,
-             std::to_string(count_ok(runtime.brdc_storage.eph_brdc_gps_all) - gps) + " GPS and " +
-                 std::to_string(count_ok(runtime.brdc_storage.eph_brdc_bds_all) - bds) + " BDS records",
-             records_span(runtime.brdc_storage, counts)});
-    }
+    load_navigation(options.nav, environment);
     const auto total = [](const int(&counts)[98]) {
         long n = 0;
         for (int i = 0; i < MAXSAT_GNSS; ++i) n += counts[i];
