@@ -48,6 +48,7 @@ constexpr const char* kModule = "orbit_dynamics";
 constexpr int kStateNames = 6;                                  ///< PX to VZ
 constexpr int kMaxNames = MAXNUM_FM_PARAM_TOTAL + kStateNames;  ///< settled: the registry's test counts the state too
 constexpr int kColumns = MAXNUM_FM_PARAM_TOTAL;                 ///< row stride of S, dS, dadp
+constexpr int kMotion = 42;                                     ///< position, velocity, PHI in a flat vector
 constexpr int kMaxIntervalNumber = 999;                         ///< three digits in a name
 constexpr double kAstronomicalUnit = 149597870000.0;            ///< [m]
 constexpr double kEmpiricalUnit = 1e-9;                         ///< unit of the estimated accelerations [m/s^2]
@@ -324,7 +325,7 @@ void to_flat(const double* record, double* flat, int count) { std::copy_n(record
 void to_record(double* record, const double* flat, int count) { std::copy_n(flat, count, record); }
 
 /// Columns [first, end) of dM = A M for two 6-row matrices of equal stride, A = (0 I; dadr 0): no force has a velocity partial. The rows of
-/// `partials` (3 rows of that stride, may be null) are added to the last three.
+/// `partials` (3 rows of stride kColumns, may be null) are added to the last three.
 LEOPOD_KERNEL inline void multiply_columns(const double* dadr, const double* M, int first, int end, int stride,
                                            const double* partials, double* dM) {
     for_all_elements(end - first, [=](auto type, int column) LEOPOD_KERNEL {
@@ -337,7 +338,7 @@ LEOPOD_KERNEL inline void multiply_columns(const double* dadr, const double* M, 
             T sum = T{} + dadr[3 * i] * x;
             sum += dadr[3 * i + 1] * y;
             sum += dadr[3 * i + 2] * z;
-            if (partials != nullptr) sum += load_as<T>(partials + i * stride + first + column);
+            if (partials != nullptr) sum += load_as<T>(partials + i * kColumns + first + column);
             store(out + (3 + i) * stride, sum);
         }
     });
@@ -1064,22 +1065,24 @@ void single_step_RungeKuttaFehlberg78(Derivative dydxFun, int nstate, double x0,
     });
 }
 
-void IntegrateTo(Derivative dydxFun, int n, double x0, double* y0, double* step_sec, double xt, double* yerr) {
+namespace {
+
+/// A derivative may leave elements unwritten: they are zero, not what an earlier run has left.
+void clear_stages(int n) {
+    if (n > 0) std::fill_n(stage_derivatives, kNumStages * row_length(n), 0.0);
+}
+
+/// IntegrateTo behind clear_stages.
+void integrate_to(Derivative dydxFun, int n, double x0, double* y0, double* step_sec, double xt, double* yerr) {
     constexpr double kDone = 1e-10;       // [s]
     constexpr double kTolerance = 1e-12;  // absolute, whatever the unit of an element
     constexpr double kSmallest = 1e-9;    // [s] settled: a step below it is refused
-    if (n >= NSTATE_MAX) {
-        report(ULOG_ERROR_LEVEL, "state num[%d] exceed NSATE_MAX[%d]!", n, static_cast<int>(NSTATE_MAX));
-        return;
-    }
     double x = x0;
     double remaining = xt - x0;
     if (!std::isfinite(remaining)) {
         report(ULOG_ERROR_LEVEL, "IntegrateTo() cannot run from %g to %g", x0, xt);
         return;
     }
-    // A derivative may leave elements unwritten: they are zero, not what an earlier run has left.
-    if (n > 0) std::fill_n(stage_derivatives, kNumStages * row_length(n), 0.0);
     // Magnitudes are compared, so that a backward run ends on the target too; the sign of h is that of the run.
     double mag = std::fabs(*step_sec);
     double h = remaining < 0.0 ? -mag : mag;
@@ -1111,6 +1114,17 @@ void IntegrateTo(Derivative dydxFun, int n, double x0, double* y0, double* step_
         x += h;
         remaining -= h;
     }
+}
+
+}  // namespace
+
+void IntegrateTo(Derivative dydxFun, int n, double x0, double* y0, double* step_sec, double xt, double* yerr) {
+    if (n >= NSTATE_MAX) {
+        report(ULOG_ERROR_LEVEL, "state num[%d] exceed NSATE_MAX[%d]!", n, static_cast<int>(NSTATE_MAX));
+        return;
+    }
+    clear_stages(n);
+    integrate_to(dydxFun, n, x0, y0, step_sec, xt, yerr);
 }
 
 bool orbit_integrate(ORBIT_DYN_CONFIG* ptr_orb_config, STATE_SPACECRAFT* state_spacecraft, double duration_sec,
@@ -1157,7 +1171,6 @@ void interpolate_pos_vel_acc(ORBIT_DYN_CONFIG* /*myconfig*/, STATE_SPACECRAFT* m
 
 void get_state_interpolated(ORBIT_DYN_CONFIG* myconfig, STATE_SPACECRAFT* mystate, int nstate, int num_output,
                             double* xx_all, double* ystate_integrate, double xt, double* yt_computed) {
-    constexpr int kMotion = 42;  // position, velocity, PHI
     static double table[kWindow * 6 * kColumns];
     static double values[6 * kColumns];
     if (nstate < kMotion) {
@@ -1244,6 +1257,45 @@ struct FitWork : FitSize {
           column(memory, area(nepochs, 1)) {}
 };
 
+/// The last stage is ahead of the record: its sensitivities stand in the flat vectors alone.
+bool record_is_behind = false;
+
+/// orbit_derivative for a fit: sensitivities go from one flat vector to the other, past the record, which gets them by keep_sensitivities.
+void fit_derivative(int nstate, double sec_since_start, double* y, double* dydx) {
+    ORBIT_DYN_CONFIG* const config = g_orbitdyn_config;
+    STATE_SPACECRAFT* const state = g_satellite_state;
+    const int np = config->num_param_forcemodel;
+    if (config->status_derivative != 2 || np < 1 || np > kColumns || nstate < kMotion + 6 * np) {
+        orbit_derivative(nstate, sec_since_start, y, dydx);
+        return;
+    }
+    state->sec_since_start = sec_since_start;
+    convert_ystate2struct(kMotion, y, config, state);
+    compute_acc_all(config, state);
+    const double *const dadr = state->dadr, *const dadp = state->dadp;
+    run_widest([=](auto) LEOPOD_KERNEL {
+        multiply_columns(dadr, state->PHI, 0, 6, 6, nullptr, state->dPHI);
+        multiply_columns(dadr, y + kMotion, 0, np, np, dadp, dydx + kMotion);
+    });
+    convert_struct2dydx(kMotion, config, state, dydx);
+    record_is_behind = true;
+}
+
+/// Sensitivities of the last stage into the record.
+void keep_sensitivities(int nstate, ORBIT_DYN_CONFIG* config, STATE_SPACECRAFT* state) {
+    if (!record_is_behind) return;
+    record_is_behind = false;
+    const int np = config->num_param_forcemodel;
+    const double* const derivative = stage_derivatives + (kNumStages - 1) * row_length(nstate);
+    for (int i = 0; i < 6; ++i) {
+        std::copy_n(stage_vector + kMotion + i * np, np, state->S + i * kColumns);
+        std::copy_n(derivative + kMotion + i * np, np, state->dS + i * kColumns);
+    }
+    run_widest([=](auto) LEOPOD_KERNEL {
+        multiply_columns(state->dadr, state->S, np, kColumns, kColumns, nullptr, state->dS);
+    });
+}
+
 /// Integrates the arc from the parameters x and fills the table.
 void integrate_arc(ORBIT_DYN_CONFIG* config, STATE_SPACECRAFT* state, GTime t0, FitWork& w, double* step,
                    SOLUTION_ORBITFIT* sln) {
@@ -1259,11 +1311,13 @@ void integrate_arc(ORBIT_DYN_CONFIG* config, STATE_SPACECRAFT* state, GTime t0, 
     if (history != nullptr) history[0] = *state;
     w.abscissa[0] = 0.0;
     report(ULOG_INFO_LEVEL, "start orbit integration.");
+    clear_stages(w.nstate);
     double t = 0.0;
     for (int i = 1; i < w.num_output; ++i) {
         const double next = t + config->output_interval;
-        IntegrateTo(orbit_derivative, w.nstate, t, w.y.data(), step, next, w.err.data());
+        integrate_to(fit_derivative, w.nstate, t, w.y.data(), step, next, w.err.data());
         std::copy_n(w.y.data(), w.nstate, w.table.data() + static_cast<std::size_t>(i) * w.nstate);
+        if (history != nullptr || i + 1 == w.num_output) keep_sensitivities(w.nstate, config, g_satellite_state);
         if (history != nullptr) history[i] = *g_satellite_state;  // settled: the values of the last derivative
         w.abscissa[i] = next;
         t = next;
