@@ -311,7 +311,8 @@ TEST_F(HostInputs, RinexFilesOfAnyMakeGiveTheirEpochsOrWords) {
 TEST_F(HostInputs, UnusableInputsAreNamedForWhatTheyAre) {
     const Outcome made = shell(
         "rm -rf u; mkdir u; cd u; D=" + kData +
-        "\ncp -r $D/* .; gzip -k crinex3.crx sp3.sp3; n=$(stat -c %s sp3.sp3.gz)\n"
+        "\ncp -r $D/* .; sed '/^AS G/s/E-/D-/' clock.clk > clock_d.clk; gzip -k crinex3.crx sp3.sp3; n=$(stat -c %s "
+        "sp3.sp3.gz)\n"
         "head -c $((n - 9)) sp3.sp3.gz > cut.gz; cp sp3.sp3.gz sum.gz; printf XYZ | dd of=sum.gz bs=1 seek=$((n - 8)) "
         "conv=notrunc 2> log\n"
         "gzip -c sp3.sp3.gz > nested; bzip2 -c sp3.sp3.gz > nested2; xz -c sp3.sp3 | head -c 300 > cut.xz; bzip2 -c "
@@ -353,6 +354,8 @@ TEST_F(HostInputs, UnusableInputsAreNamedForWhatTheyAre) {
         {sp3 + u + "orbit.oem", "this is an ephemeris message (OEM)"},
         {sp3 + u + "orbit.xml", "this is an orbit message in XML"},
         {sp3 + u + "sp3.sp3 --clk " + u + "antex.atx", "this is an ANTEX file: --atx"},
+        {sp3 + u + "sp3.sp3 --clk " + u + "clock_d.clk",
+         "clock_d.clk: line 4 of this RINEX clock file has a clock that is no number: "},
         {sp3 + u + "sp3.sp3 --att " + u + "eop_c04.txt", "this is an earth orientation file: --eop"},
         {sp3 + u + "sp3.sp3 --eop-format c04 --eop " + u + "eop_rapid.txt", "of format rapid, not c04"},
         {sp3 + u + "sp3.sp3 --eop " + u + "quaternion.txt", "this is an attitude quaternion file: --att"},

@@ -7,9 +7,11 @@
 
 #include "gtime.h"
 #include "inputs/config_check.h"
+#include "inputs/csv.h"
 #include "inputs/kinds.h"
 #include "inputs/open.h"
 #include "shared/error.h"
+#include "shared/printable.h"
 
 namespace host {
 
@@ -66,15 +68,18 @@ void check_clock(const std::string& name) {
             first = false;
             in_data = in_data || holds(line, "END OF HEADER");
             if (in_data && line.compare(0, 2, "AS") == 0) {
-                char satellite[8] = {};
+                char satellite[8] = {}, value[40] = {};
                 int values = 0;
-                const int n = std::sscanf(line.c_str(), "%*s %7s %*s %*s %*s %*s %*s %*s %d", satellite, &values);
+                const int n =
+                    std::sscanf(line.c_str(), "%*s %7s %*s %*s %*s %*s %*s %*s %d %39s", satellite, &values, value);
                 const bool stored = satellite[0] != '\0' &&
                                     std::strchr("GCL", satellite[0]) != nullptr;  // the library passes over the others
-                if (stored && (n != 2 || values < 1 || values > 2)) {
-                    throw InputError(name + ": line " + std::to_string(number) + " of this " + kind +
-                                     " has neither one nor two values");
-                }
+                const std::string where = name + ": line " + std::to_string(number) + " of this " + kind;
+                if (stored && (n < 2 || values < 1 || values > 2))
+                    throw InputError(where + " has neither one nor two values");
+                double clock = 0.0;
+                if (stored && !parse_number(value, clock))
+                    throw InputError(where + " has a clock that is no number: " + printable(value));
             }
             return true;
         },

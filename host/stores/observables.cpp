@@ -37,6 +37,17 @@ std::vector<std::string> split(const std::string& text, char separator) {
     return parts;
 }
 
+/// In capitals and without blanks.
+std::string plain(std::string text) {
+    text.erase(std::remove(text.begin(), text.end(), ' '), text.end());
+    for (char& c : text) c = c >= 'a' && c <= 'z' ? static_cast<char>(c - 'a' + 'A') : c;
+    return text;
+}
+
+sysGNSS system_of(const std::string& name) {
+    return name == "GPS" || name == "G" ? GPS : name == "BDS" || name == "C" ? BDS : UKNSYS;
+}
+
 bool is_code(const std::string& code, char type) {
     return code.size() == 3 && code[0] == type && code[1] >= '1' && code[1] <= '9' && code[2] >= 'A' && code[2] <= 'Z';
 }
@@ -54,11 +65,11 @@ std::string percent(const Share& share) {
 
 char letter_of(sysGNSS system) { return system == GPS ? 'G' : system == BDS ? 'C' : '?'; }
 
-Observables read_codes(const std::string& text) {
+Observables read_codes(const std::string& given) {
+    const std::string text = plain(given);
     const std::size_t colon = text.find(':');
-    const std::string name = text.substr(0, colon);
     Observables observables;
-    observables.system = name == "GPS" ? GPS : name == "BDS" ? BDS : UKNSYS;
+    observables.system = system_of(text.substr(0, colon));
     const std::vector<std::string> codes =
         colon == std::string::npos ? std::vector<std::string>{} : split(text.substr(colon + 1), ',');
     const bool valid = observables.system != UKNSYS && codes.size() == 4 && is_code(codes[0], 'C') &&
@@ -66,14 +77,15 @@ Observables read_codes(const std::string& text) {
                        codes[0][1] == codes[1][1] && codes[2][1] == codes[3][1] && codes[0][1] != codes[2][1];
     if (!valid)
         throw InputError(
-            "--codes " + text +
+            "--codes " + given +
             ": a text such as GPS:C1C,L1C,C2W,L2W is expected: GPS or BDS, code and phase of one band, code "
             "and phase of another");
     std::copy(codes.begin(), codes.end(), observables.codes.begin());
     return observables;
 }
 
-std::vector<sysGNSS> read_systems(const std::string& text) {
+std::vector<sysGNSS> read_systems(const std::string& given) {
+    const std::string text = plain(given);
     std::vector<sysGNSS> systems;
     const bool letters = text.find(',') == std::string::npos && text != "GPS" && text != "BDS";
     std::vector<std::string> names;
@@ -83,9 +95,9 @@ std::vector<sysGNSS> read_systems(const std::string& text) {
         names = split(text, ',');
     }
     for (const std::string& name : names) {
-        const sysGNSS system = name == "GPS" || name == "G" ? GPS : name == "BDS" || name == "C" ? BDS : UKNSYS;
+        const sysGNSS system = system_of(name);
         if (system == UKNSYS || std::count(systems.begin(), systems.end(), system) != 0)
-            throw InputError("--systems " + text + ": GPS, BDS or GPS,BDS is expected");
+            throw InputError("--systems " + given + ": GPS, BDS or GPS,BDS is expected");
         systems.push_back(system);
     }
     if (systems.empty()) throw InputError("--systems: GPS, BDS or GPS,BDS is expected");

@@ -21,10 +21,10 @@ struct Observables {
     CodeSet codes;
 };
 
-/// Reads "GPS:C1C,L1C,C2W,L2W". Throws InputError.
-Observables read_codes(const std::string& text);
+/// Reads "GPS:C1C,L1C,C2W,L2W", in letters of any size. Throws InputError.
+Observables read_codes(const std::string& given);
 /// Reads "GPS,BDS" or "GC". Throws InputError.
-std::vector<sysGNSS> read_systems(const std::string& text);
+std::vector<sysGNSS> read_systems(const std::string& given);
 
 /// The set of a system that the files have for most satellites: of those that have at least nine tenths of the best one's, the first in
 /// the order of preference. Without any, the built-in one.
