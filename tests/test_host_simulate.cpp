@@ -309,6 +309,9 @@ TEST_F(Simulate, AHostStreamsALongArcInLittleMemoryAndPastTheProductsEnd) {
     EXPECT_TRUE(streamed.text == whole.text);
     EXPECT_NE(capture(limit + hosts + "ground_host " + files).status, 0) << "the limit is none";
     EXPECT_EQ(capture(hosts + "stream_host " + sp3 + " " + sp3).status, 2);
+    // Long intervals took the neighbours of each multiple as well.
+    const Outcome thinned = leopod("run --interval 300 --sp3 " + sp3 + " --obs " + out("long.obs"));
+    EXPECT_TRUE(holds(thinned.text, "\nepochs: 34, ")) << thinned.text;
 }
 
 TEST_F(Simulate, TheDemoIsWhatItsCommandMakes) {

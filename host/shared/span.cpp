@@ -11,16 +11,15 @@ namespace host {
 
 namespace {
 
-constexpr double kSlack = 0.05;            ///< [s]
+constexpr double kSlack = 0.05;            ///< less than the spacing of any receiver's epochs [s]
 constexpr double kShareOfInterval = 0.01;  ///< that a time may lie beside a multiple
-constexpr double kMostBeside = 1.0;        ///< [s]
 constexpr double kFirstDay = 1.0;          ///< this close to midnight an arc begins on the next day [s]
 
 }  // namespace
 
 bool on_grid(double seconds, double interval) {
     return !(interval > 0.0) ||
-           std::fabs(std::remainder(seconds, interval)) <= std::min(kShareOfInterval * interval, kMostBeside);
+           std::fabs(std::remainder(seconds, interval)) <= std::min(kShareOfInterval * interval, kSlack);
 }
 
 ArcSpan::ArcSpan(const SpanOptions& options, const GTime& first, TIMESYS scale)

@@ -16,7 +16,7 @@ struct SpanOptions {
     bool given() const { return !from.empty() || !to.empty() || interval > 0.0; }
 };
 
-/// True within a hundredth of the interval, and a second, of its multiples, and without an interval.
+/// True within a hundredth of the interval, and 0.05 s, of its multiples, and without an interval.
 bool on_grid(double seconds, double interval);
 
 /// The half-open span from <= t < to. A receiver clock puts true receive times a little beside whole seconds: a time up to 0.05 s before a
