@@ -182,6 +182,12 @@ bool parse_row(const CsvReader& in, const Places& places, const PositionRequest&
     return ok;
 }
 
+/// How many rows as long as this one the file may have; memory that isn't used in the end is none.
+std::size_t rows_of(const std::string& file, const std::string& row) {
+    constexpr std::uint64_t kMost = 1U << 20U;
+    return static_cast<std::size_t>(std::min(kMost, InputFile::of(file).size() / (row.size() + 1) + 1));
+}
+
 PositionFile read_csv(const std::string& file, const PositionRequest& request) {
     CsvReader in(file, CsvReader::NAMES_OR_NUMBERS);
     PositionFile result;
@@ -195,7 +201,8 @@ PositionFile read_csv(const std::string& file, const PositionRequest& request) {
         TimedPosition row{};
         bool empty = false;
         if (parse_row(in, places, request, result.scale, row, empty)) {
-            result.rows.push_back(row);
+            if (result.rows.empty()) result.rows.reserve(rows_of(file, in.line()));
+            result.rows.push_back(std::move(row));
         } else if (head) {
             places = places_of(in.names(), request.columns);
             describe(in.names(), places, file, result);
@@ -271,8 +278,8 @@ PositionFile read_positions(const std::string& file, const PositionRequest& requ
                           : message == "OEM" ? read_oem(file, request.satellite, request.satellite_or_any)
                                              : read_csv(file, request);
     std::vector<TimedPosition>& rows = result.rows;
-    std::stable_sort(rows.begin(), rows.end(),
-                     [](const TimedPosition& a, const TimedPosition& b) { return gtime_less(a.time, b.time); });
+    const auto earlier = [](const TimedPosition& a, const TimedPosition& b) { return gtime_less(a.time, b.time); };
+    if (!std::is_sorted(rows.begin(), rows.end(), earlier)) std::stable_sort(rows.begin(), rows.end(), earlier);
     const auto twice = std::adjacent_find(rows.begin(), rows.end(), [](const TimedPosition& a, const TimedPosition& b) {
         return gtime_equal(a.time, b.time) && !(apart(a.position, b.position) <= kSamePosition);
     });

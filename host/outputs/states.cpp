@@ -63,7 +63,8 @@ TimedPosition state_at(const std::vector<TimedPosition>& points, const TimedPosi
         }
         neville(t, p, state.position[k], (*state.velocity)[k]);
     }
-    if (std::all_of(points.begin(), points.end(), [](const TimedPosition& q) { return q.covariance.has_value(); }))
+    if (std::all_of(points.begin(), points.end(),
+                    [](const TimedPosition& q) { return static_cast<bool>(q.covariance); }))
         state.covariance = covariance_of(points, t);
     return state;
 }
@@ -96,7 +97,7 @@ void States::add(const TimedPosition& state) {
     r.position = state.position;
     r.has_velocity = state.velocity.has_value();
     if (r.has_velocity) r.velocity = *state.velocity;
-    r.has_covariance = state.covariance.has_value();
+    r.has_covariance = static_cast<bool>(state.covariance);
     for (std::size_t row = 0, n = 0; r.has_covariance && row < 6; ++row) {
         for (std::size_t k = 0; k <= row; ++k) r.covariance[n++] = (*state.covariance)[row][k];
     }
@@ -122,10 +123,11 @@ void States::each(std::size_t begin, std::size_t end, const std::function<void(c
             TimedPosition state{r.time, r.position};
             if (r.has_velocity) state.velocity = r.velocity;
             if (r.has_covariance) {
-                Covariance& c = state.covariance.emplace();
+                Covariance c{};
                 for (std::size_t row = 0, m = 0; row < 6; ++row) {
                     for (std::size_t k = 0; k <= row; ++k) c[row][k] = c[k][row] = r.covariance[m++];
                 }
+                state.covariance = c;
             }
             call(state);
         }
