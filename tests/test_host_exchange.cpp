@@ -1,5 +1,6 @@
 // Orbits in exchange formats: SP3 in any time system, CCSDS ephemerides and states, and the one rule of spans.
 #include <nlohmann/json.hpp>
+#include <random>
 #include <set>
 
 #include "host_support.h"
@@ -379,6 +380,59 @@ TEST_F(Exchange, OrbitsOfTheReceiverAtWholeSeconds) {
     // It is the fitted orbit: the same fit finds no difference.
     const Outcome again = leopod_ok(fit + "--truth " + out("fit.sp3"));
     EXPECT_LE(number(again.text, "fitted orbit .*rms ([0-9.]+)"), 1e-3) << again.text;
+}
+
+/// Square of an error in units of its covariance, which is given by its lower triangle.
+double normalised_square(std::vector<double> c, State error) {
+    const auto at = [&](std::size_t row, std::size_t k) -> double& { return c[row * (row + 1) / 2 + k]; };
+    double sum = 0;
+    for (std::size_t i = 0; i < 6; ++i) {
+        for (std::size_t k = 0; k <= i; ++k) {
+            for (std::size_t j = 0; j < k; ++j) at(i, k) -= at(i, j) * at(k, j);
+            at(i, k) = k == i ? std::sqrt(at(i, i)) : at(i, k) / at(k, k);
+            if (k < i) error[i] -= at(i, k) * error[k];
+        }
+        error[i] /= at(i, i);
+        sum += error[i] * error[i];
+    }
+    return sum;
+}
+
+// Errors of orbits through noisy positions are as large, and go together, as the covariances say.
+TEST_F(Exchange, CovariancesOfAFitAreTheSpreadOfItsOrbits) {
+    const Trajectory t = propagated(5400);
+    constexpr int kArcs = 16;
+    const struct {
+        double second;
+        const std::map<double, State>& truth;
+    } kept[] = {{22500, t.fixed}, {26400, t.inertial}};
+    double sum[2]{};
+    std::mt19937 random(7);
+    for (int arc = 0; arc < kArcs; ++arc) {
+        std::normal_distribution<double> metres(0.0, 2.0);
+        std::string rows = "epoch_gpst,x_ecef_m,y_ecef_m,z_ecef_m\n";
+        for (const auto& [second, state] : t.fixed) {
+            rows += "2021-01-18T" + clock_text(second);
+            for (std::size_t k = 0; k < 3; ++k) rows += "," + std::to_string(state[k] + metres(random));
+            rows += "\n";
+        }
+        const bool inertial = arc % 2 != 0;
+        leopod_ok("fit --positions " + write_temp("noisy.csv", rows) + kDynamics + "--oem-out " + out("noisy.oem") +
+                  " --sp3-out " + out("noisy.sp3") + (inertial ? " --oem-frame gcrf" : ""));
+        const OemBlock block = StrictOem(out("noisy.oem")).blocks.at(0);
+        ASSERT_EQ(block.covariance.size(), t.fixed.size());
+        const auto& [second, truth] = kept[inertial];
+        const std::string time = "2021-01-18T" + clock_text(second, "%02d:%02d:%06.3f");
+        const auto place = std::find(block.times.begin(), block.times.end(), time) - block.times.begin();
+        State error = block.states.at(static_cast<std::size_t>(place));
+        for (std::size_t i = 0; i < 6; ++i) error[i] -= 1e-3 * truth.at(second)[i];
+        sum[inertial] += normalised_square(block.covariance.at(time), error);
+        double variances = 0;
+        for (const auto& [epoch, c] : block.covariance) variances += (c[0] + c[2] + c[5]) / 3e-12;
+        const double rms_mm = std::sqrt(variances / static_cast<double>(block.covariance.size()));
+        EXPECT_EQ(number(read_file(out("noisy.sp3")), "\n\\+\\+ +([0-9]+)"), std::round(std::log2(rms_mm)));
+    }
+    for (double squares : sum) EXPECT_NEAR(squares / (6.0 * kArcs / 2), 1.0, 0.6);
 }
 
 TEST_F(Exchange, SpansAreHalfOpen) {

@@ -215,8 +215,9 @@ bool write_fit(const FitOptions& o, const FitResult& result, const PositionFile&
     if (o.orbit.wanted()) {
         OrbitOutputs outputs = o.orbit;
         if (outputs.satellite.empty() && file.form == "SP3") outputs.satellite = file.satellite;
-        Ephemeris orbit = ephemeris_of(at_whole_seconds(dynamics, result.orbit), dynamics.config->output_interval,
-                                       "FIT", "ORBIT FITTED TO POSITIONS");
+        const std::vector<TrajectoryPoint> points = at_whole_seconds(dynamics, result.orbit);
+        Ephemeris orbit = ephemeris_of(points, dynamics.config->output_interval, "FIT", "ORBIT FITTED TO POSITIONS",
+                                       result.covariances ? result.covariances(points) : std::vector<Covariance>{});
         if (!antenna.is_zero()) orbit.add_comment(antenna.comment());
         write_orbit(outputs, orbit);
     }

@@ -12,19 +12,7 @@ namespace host {
 
 namespace {
 
-/// Earth-fixed, of the formal errors along the axes of the orbit.
-Covariance covariance_of(const TrajectoryPoint& p, const Eigen::Vector3d& formal) {
-    const Eigen::Vector3d position(p.pos_ecf[0], p.pos_ecf[1], p.pos_ecf[2]);
-    const Eigen::Vector3d velocity(p.vel_ecf[0], p.vel_ecf[1], p.vel_ecf[2]);
-    const Eigen::Matrix3d axes = orbit_axes(position, velocity);
-    const Eigen::Matrix3d c = axes.transpose() * formal.cwiseAbs2().asDiagonal() * axes;
-    Covariance covariance{};
-    for (int k = 0; k < 9; ++k)
-        covariance[static_cast<std::size_t>(k / 3)][static_cast<std::size_t>(k % 3)] = c(k / 3, k % 3);
-    return covariance;
-}
-
-/// The orbit at whole seconds, with the formal errors of its positions.
+/// The orbit at whole seconds, with its formal covariances.
 void write_orbit_files(const OrbitOptions& o, const OrbitJob& job, const Motion& motion,
                        const EstimationReport& report) {
     const double second = gtimeChangeTimeSystem(job.arc.start, tsGPST).time.sod;
@@ -34,9 +22,8 @@ void write_orbit_files(const OrbitOptions& o, const OrbitJob& job, const Motion&
         times.push_back(std::max(0.0, t));
         points.push_back(point_at(motion, job.arc.start, times.back()));
     }
-    const auto formal = formal_errors(motion, report.solution.covariance, times);
-    std::vector<Covariance> covariances;
-    for (std::size_t i = 0; i < points.size(); ++i) covariances.push_back(covariance_of(points[i], formal[i]));
+    const std::vector<Covariance> covariances =
+        state_covariances(motion, report.solution.covariance, gtimeChangeTimeSystem(job.arc.start, tsUTC), times);
     Ephemeris e = ephemeris_of(points, o.output_interval, "FIT", "REDUCED-DYNAMIC ORBIT FROM CODE AND CARRIER PHASE",
                                covariances);
     e.data = "u+U";

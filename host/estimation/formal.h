@@ -5,6 +5,7 @@
 
 #include "estimation/motion.h"
 #include "estimation/observed_arc.h"
+#include "shared/timed_position.h"
 
 namespace host {
 
@@ -15,8 +16,18 @@ using FormalError = Eigen::Vector3d;
 std::vector<FormalError> formal_errors(const Motion& motion, const Eigen::MatrixXd& covariance,
                                        const std::vector<double>& times);
 
-/// What residuals that neighbours in time share do to a variance: 1 where they are independent, else the sum of the autocorrelation of the
-/// used phases within their passes, up to where it has faded.
+/// Covariances of position and velocity, earth-fixed, at times in ascending order since the epoch of the motion.
+std::vector<Covariance> state_covariances(const Motion& motion, const Eigen::MatrixXd& covariance,
+                                          const GTime& utc_start, const std::vector<double>& times);
+
+/// Residuals at equal spacing; NaN where there is none.
+using Series = std::vector<double>;
+
+/// What residuals that neighbours in time share do to a variance: 1 where they are independent, else the sum of the autocorrelation up to
+/// where it has faded.
+double correlation_factor(const std::vector<Series>& series, double interval);
+
+/// The same of the used phases within their passes.
 double correlation_factor(const ObservedArc& arc);
 
 /// Rows of the radial, along and cross directions of a state.

@@ -3,6 +3,7 @@
 #ifndef LEOPOD_HOST_POSITION_FIT_H
 #define LEOPOD_HOST_POSITION_FIT_H
 
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -56,6 +57,8 @@ struct FitResult {
     double rms[3]{};                     ///< along, radial, cross [m]
     double offset = 0,
            offset_deviation = 0;  ///< radial, of the positions from the orbit [m]; 0 where it isn't estimated
+    /// Covariances of position and velocity at points of the orbit, earth-fixed; empty where they are not known.
+    std::function<std::vector<Covariance>(const std::vector<TrajectoryPoint>&)> covariances;
 };
 
 constexpr int kFitIterations = 8;  ///< at most

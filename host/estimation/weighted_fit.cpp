@@ -6,9 +6,11 @@
 #include <cstdio>
 #include <cstring>
 #include <map>
+#include <memory>
 
 #include "estimation/failure.h"
 #include "estimation/first_state.h"
+#include "estimation/formal.h"
 #include "estimation/motion.h"
 #include "shared/error.h"
 
@@ -75,7 +77,30 @@ class WeightedFit {
         return result;
     }
 
+    /// By the last equations, with the size of the residuals and what neighbours share of them. The orbit stays as it is.
+    std::vector<Covariance> covariances(const std::vector<TrajectoryPoint>& points) const {
+        const Eigen::Index n = factors_.rows();
+        const double variance = scale_ * scale_ * correlation_factor(residual_series(), gap_);
+        const MatrixXd inverse = factors_.solve(MatrixXd::Identity(n, n));
+        const MatrixXd covariance = variance * unit_.asDiagonal() * inverse * unit_.asDiagonal();
+        std::vector<double> times;
+        for (const TrajectoryPoint& p : points) times.push_back(gtimeSubSec(p.utc, positions_.utc.front()));
+        return state_covariances(motion_, covariance, positions_.utc.front(), times);
+    }
+
   private:
+    /// Whitened residuals of the positions that were used, by component.
+    std::vector<Series> residual_series() const {
+        std::vector<Series> series(3, Series(static_cast<std::size_t>(positions_.span() / gap_ + 1.5), std::nan("")));
+        for (const Observation& o : observations_) {
+            if (o.weight == 0.0) continue;
+            const Vector3d whitened = o.information.llt().matrixU() * o.residual;
+            for (int k = 0; k < 3; ++k)
+                series[static_cast<std::size_t>(k)][static_cast<std::size_t>(o.t / gap_ + 0.5)] = whitened(k);
+        }
+        return series;
+    }
+
     double last_epoch() const {
         const double interval = dynamics_.config->output_interval;
         return std::ceil(positions_.span() / interval - 1e-9) * interval;
@@ -93,10 +118,10 @@ class WeightedFit {
     }
 
     void prepare_observations() {
-        double gap = kShared;
         for (std::size_t i = 1; i < positions_.utc.size(); ++i)
-            gap = std::min(gap, positions_.seconds(i) - positions_.seconds(i - 1));
-        const double sharing = std::max(1.0, kShared / std::max(gap, 1e-3));
+            gap_ = std::min(gap_, positions_.seconds(i) - positions_.seconds(i - 1));
+        gap_ = std::max(gap_, 1e-3);
+        const double sharing = std::max(1.0, kShared / gap_);
         for (std::size_t i = 0; i < positions_.utc.size(); ++i) {
             Observation o;
             o.t = positions_.seconds(i);
@@ -222,12 +247,12 @@ class WeightedFit {
             b(offset) = 0.0;
         }
         // Metres, metres a second and nm/s^2 side by side: to a unit diagonal.
-        const VectorXd scale = N.diagonal().cwiseMax(1e-300).cwiseSqrt().cwiseInverse();
-        const MatrixXd scaled = scale.asDiagonal() * N * scale.asDiagonal();
-        const Eigen::LDLT<MatrixXd> factors(scaled);
-        if (factors.info() != Eigen::Success) throw EstimationFailure("the equations have no solution");
-        const VectorXd dx = scale.cwiseProduct(factors.solve(scale.cwiseProduct(b)));
-        offset_deviation_ = scale_ * scale(offset) * std::sqrt(factors.solve(VectorXd::Unit(n, offset))(offset));
+        unit_ = N.diagonal().cwiseMax(1e-300).cwiseSqrt().cwiseInverse();
+        const MatrixXd scaled = unit_.asDiagonal() * N * unit_.asDiagonal();
+        factors_.compute(scaled);
+        if (factors_.info() != Eigen::Success) throw EstimationFailure("the equations have no solution");
+        const VectorXd dx = unit_.cwiseProduct(factors_.solve(unit_.cwiseProduct(b)));
+        offset_deviation_ = scale_ * unit_(offset) * std::sqrt(factors_.solve(VectorXd::Unit(n, offset))(offset));
         if (!dx.allFinite()) throw EstimationFailure("the equations have no solution");
         return dx;
     }
@@ -326,7 +351,10 @@ class WeightedFit {
     Dynamics& dynamics_;
     Motion motion_;
     std::vector<Observation> observations_;
+    double gap_ = kShared;                          ///< shortest between two positions [s]
     double scale_ = 1.0;                            ///< usual size of a whitened residual
+    VectorXd unit_;                                 ///< of the parameters, which give the equations a unit diagonal
+    Eigen::LDLT<MatrixXd> factors_;                 ///< of these equations
     double offset_ = 0.0, offset_deviation_ = 0.0;  ///< of the positions from the orbit, radial [m]
 };
 
@@ -334,7 +362,10 @@ class WeightedFit {
 
 FitResult fit_with_weights(const FitPositions& positions, Dynamics& dynamics) {
     dynamics.config->emp_param_num_base = std::min(dynamics.config->emp_param_num_base, 20);
-    return WeightedFit(positions, dynamics).run();
+    const auto fit = std::make_shared<WeightedFit>(positions, dynamics);
+    FitResult result = fit->run();
+    result.covariances = [fit](const std::vector<TrajectoryPoint>& points) { return fit->covariances(points); };
+    return result;
 }
 
 }  // namespace host
