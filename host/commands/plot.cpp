@@ -87,7 +87,7 @@ Canvas plot_errors(const PlotOptions& o) {
         }
         figure.solutions.push_back(std::move(s));
     }
-    return draw_errors(figure);
+    return draw_errors(std::move(figure));
 }
 
 Canvas plot_residuals(const PlotOptions& o) {

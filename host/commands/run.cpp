@@ -7,6 +7,7 @@
 #include <filesystem>
 #include <map>
 #include <memory>
+#include <optional>
 
 #include "commands/command.h"
 #include "commands/options.h"
@@ -93,29 +94,49 @@ class Keeper {
     Kept kept_;
 };
 
-/// The picture of a run. False where there is none.
-bool write_plot(const RunOptions& options, const GTime& first, const Kept& kept, bool at_rest) {
+/// The errors of a run against its reference.
+struct ErrorsOfRun {
+    std::string reference;  ///< what its file says about itself
+    std::size_t rows = 0;   ///< of it
+    bool at_rest = false;
+    ErrorStatistics point, filter, settled;
+
+    ErrorsOfRun(const Truth& truth, const Kept& kept)
+        : reference(truth.source()),
+          rows(truth.size()),
+          at_rest(truth.at_rest()),
+          point(statistics(kept.point)),
+          filter(statistics(kept.filter)),
+          settled(statistics(kept.filter, kSettling)) {}
+};
+
+/// The picture of a run, made of what is kept, which goes into it. False where there is none.
+bool write_plot(const RunOptions& options, const GTime& first, Kept& kept, bool at_rest) {
     if (!options.truth.empty()) {
         ErrorFigure figure;
         figure.options = {"", first.time.mjd};
         figure.reference = std::filesystem::path(options.truth).filename().string();
         figure.at_rest = at_rest;
         figure.layout = {"solutions"};
+        const bool none = kept.point.empty();
         for (const auto& [name, list] : {std::pair{"Point position from pseudoranges", &kept.point},
                                          std::pair{"Carrier-phase filter", &kept.filter}}) {
             SolutionErrors s{name, {}, {}};
+            s.seconds.reserve(list->size());
+            for (std::vector<double>& component : s.component) component.reserve(list->size());
             for (const PositionError& e : *list) {
                 s.seconds.push_back(first.time.sod + e.seconds);
                 for (std::size_t k = 0; k < 3; ++k) s.component[k].push_back(e.component[k]);
             }
+            *list = {};
             figure.solutions.push_back(std::move(s));
         }
         return report_picture(options.plot, [&] {
-            if (kept.point.empty()) throw InputError(options.truth + ": covers no epoch that was solved");
-            return draw_errors(figure);
+            if (none) throw InputError(options.truth + ": covers no epoch that was solved");
+            return draw_errors(std::move(figure));
         });
     }
-    SatelliteFigure figure = kept.satellites;
+    SatelliteFigure figure = std::move(kept.satellites);
     figure.options = {"", first.time.mjd};
     figure.source = std::filesystem::path(options.inputs.obs.front()).filename().string() +
                     (options.inputs.obs.size() > 1 ? ", ..." : "");
@@ -195,18 +216,24 @@ std::unique_ptr<Truth> load_truth(const std::string& file, const ArcOfEpochs& ar
                      time_text(arc.last, 0));
 }
 
-void print_errors(const RunOptions& options, const Kept& kept, const Truth& truth, bool on_ground) {
+void print_errors(const RunOptions& options, const ErrorsOfRun& errors, bool on_ground) {
     constexpr int kNameWidth = 38;
     constexpr double kOtherOrbit = 1e4;  ///< [m]
     const std::string mark = on_ground ? " (not to be used)" : "";
-    std::printf("errors against %s (%zu rows):\n", options.truth.c_str(), truth.size());
-    const ErrorStatistics point = statistics(kept.point);
-    if (point.median > kOtherOrbit)
-        std::printf("note: the reference is %.0f km off: of another satellite, time or frame?\n", 1e-3 * point.median);
-    print_statistics("point position", kNameWidth, point, truth.at_rest());
-    print_statistics(("filter" + mark).c_str(), kNameWidth, statistics(kept.filter), truth.at_rest());
-    print_statistics(("filter after 20 epochs" + mark).c_str(), kNameWidth, statistics(kept.filter, kSettling),
-                     truth.at_rest());
+    std::printf("errors against %s (%zu rows):\n", options.truth.c_str(), errors.rows);
+    const double median = errors.point.median;
+    if (median > kOtherOrbit)
+        std::printf("note: the reference is %.0f km off: of another satellite, time or frame?\n", 1e-3 * median);
+    print_statistics("point position", kNameWidth, errors.point, errors.at_rest);
+    print_statistics(("filter" + mark).c_str(), kNameWidth, errors.filter, errors.at_rest);
+    print_statistics(("filter after 20 epochs" + mark).c_str(), kNameWidth, errors.settled, errors.at_rest);
+}
+
+void summarise_errors(const ErrorsOfRun& errors, Summary& summary) {
+    summary.set("errors/reference", errors.reference);
+    summarise_errors("errors/point", errors.point, errors.at_rest, summary);
+    summarise_errors("errors/filter", errors.filter, errors.at_rest, summary);
+    summarise_errors("errors/filter_after_20_epochs", errors.settled, errors.at_rest, summary);
 }
 
 /// The filter's positions at the true receive times, or at whole seconds. False where there are none.
@@ -266,7 +293,7 @@ int run(const RunOptions& options) {
     }
     const ArcOfEpochs& arc = environment.arc;
     tell_coverage(environment);
-    const std::unique_ptr<Truth> truth = load_truth(options.truth, arc);
+    std::unique_ptr<Truth> truth = load_truth(options.truth, arc);
 
     if (!options.sp3_antenna.empty()) move_to_phase_centers(options.sp3_antenna, environment);
     RUNTIME_POD_EMBED& runtime = *environment.runtime;
@@ -281,27 +308,23 @@ int run(const RunOptions& options) {
         throw InputError(options.inputs.obs.front() + ": no epoch at the interval that is asked for");
     tables.close();
 
-    const Kept& kept = keeper.end();
+    Kept& kept = keeper.end();
+    std::optional<ErrorsOfRun> errors;
+    if (truth != nullptr) errors.emplace(*truth, kept);
+    truth.reset();
     print_summary(options, environment, totals, guard, console);
     if (!antenna.is_zero())
         std::printf("positions are those of the centre of mass; antenna: %s\n", antenna.text().c_str());
-    if (truth != nullptr) print_errors(options, kept, *truth, totals.on_ground());
+    if (errors) print_errors(options, *errors, totals.on_ground());
     say_written("epochs", options.out);
     say_written("satellites", options.satellites_out);
     const bool written = !options.orbit.wanted() || write_orbit_files(options, *kept.orbit, antenna, arc.interval);
-    const bool drawn =
-        options.plot.empty() || write_plot(options, totals.first, kept, truth != nullptr && truth->at_rest());
+    const bool drawn = options.plot.empty() || write_plot(options, totals.first, kept, errors && errors->at_rest);
     const int status = totals.solved > 0 && drawn && written ? 0 : 1;
     Summary summary = begin_summary("run", options.summary, plan);
     summarise(options, environment, totals, guard, console, summary);
     if (!antenna.is_zero()) summary.set("antenna/offset", antenna.text());
-    if (truth != nullptr) {
-        summary.set("errors/reference", truth->source());
-        summarise_errors("errors/point", statistics(kept.point), truth->at_rest(), summary);
-        summarise_errors("errors/filter", statistics(kept.filter), truth->at_rest(), summary);
-        summarise_errors("errors/filter_after_20_epochs", statistics(kept.filter, kSettling), truth->at_rest(),
-                         summary);
-    }
+    if (errors) summarise_errors(*errors, summary);
     summary.write(status);
     return status;
 }

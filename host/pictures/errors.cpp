@@ -1,6 +1,7 @@
 #include "pictures/errors.h"
 
 #include <cmath>
+#include <utility>
 
 #include "pictures/page.h"
 #include "pictures/panels.h"
@@ -21,7 +22,7 @@ std::vector<double> totals(const SolutionErrors& s) {
 /// The panels of a figure, all in one unit.
 class Panels {
   public:
-    Panels(const ErrorFigure& figure, Chart& chart)
+    Panels(ErrorFigure& figure, Chart& chart)
         : f_(figure), chart_(chart), axes_(error_axes(figure.at_rest)), time_(time_axis(figure.options)) {
         std::vector<const std::vector<double>*> lists;
         Span span;
@@ -42,11 +43,12 @@ class Panels {
         add_panel(chart_, std::move(panel), 1.4 * kHeight);
     }
 
-    /// One panel a solution, with all components.
-    void add_solutions() {
-        for (const SolutionErrors& s : f_.solutions) {
+    /// One panel a solution, with all components, which the last kind of panels takes with it.
+    void add_solutions(bool last) {
+        for (SolutionErrors& s : f_.solutions) {
             Panel panel{s.name + ", 3D " + rms_note(totals(s), unit_), 0, 0, time_, axis(label()), {}, true};
-            for (std::size_t k = 0; k < 3; ++k) add(panel, s, s.component[k], axes_[k].name, colour(k));
+            for (std::size_t k = 0; k < 3; ++k)
+                add(panel, s, last ? std::move(s.component[k]) : s.component[k], axes_[k].name, colour(k));
             add_panel(chart_, std::move(panel), 1.3 * kHeight);
         }
     }
@@ -76,16 +78,16 @@ class Panels {
         return axis;
     }
 
-    void add(Panel& panel, const SolutionErrors& s, const std::vector<double>& values, const std::string& name,
+    void add(Panel& panel, const SolutionErrors& s, std::vector<double> values, const std::string& name,
              const std::string& colour) {
         if (f_.limit > 0.0) beyond_ += beyond(values, f_.limit);
-        std::vector<double> shown = scaled(values, unit_);
+        const std::string note = rms_note(values, unit_);
+        std::vector<double> shown = scaled(std::move(values), unit_);
         for (double& v : shown) v = f_.log ? std::fabs(v) : v;
-        panel.series.push_back(
-            {name, rms_note(values, unit_), colour, Series::Style::line, size_, s.seconds, std::move(shown)});
+        panel.series.push_back({name, note, colour, Series::Style::line, size_, s.seconds, std::move(shown)});
     }
 
-    const ErrorFigure& f_;
+    ErrorFigure& f_;
     Chart& chart_;
     const AxisName* axes_;
     Axis time_;
@@ -96,7 +98,7 @@ class Panels {
 
 }  // namespace
 
-Canvas draw_errors(const ErrorFigure& f) {
+Canvas draw_errors(ErrorFigure f) {
     Span span;
     for (const SolutionErrors& s : f.solutions) span.add(s.seconds);
     Chart chart;
@@ -108,9 +110,10 @@ Canvas draw_errors(const ErrorFigure& f) {
                                   "along the orbit normal; along-track: completes them, in the sense of flight.";
     Panels panels(f, chart);
     for (const std::string& kind : f.layout) {
+        const bool last = &kind == &f.layout.back();
         const std::size_t first = chart.rows.size();
         if (kind == "total") panels.add_total();
-        if (kind == "solutions") panels.add_solutions();
+        if (kind == "solutions") panels.add_solutions(last);
         if (kind == "components") panels.add_components();
         if (f.limit <= 0.0) share_scales(chart, first);
     }

@@ -30,7 +30,8 @@ struct ErrorFigure {
     double limit = 0;  ///< end of the axes [m]; 0: that of the data
 };
 
-Canvas draw_errors(const ErrorFigure& figure);
+/// Takes the figure by value: errors of a long arc are not held twice.
+Canvas draw_errors(ErrorFigure figure);
 
 }  // namespace host
 
