@@ -115,12 +115,26 @@ TEST_F(HostInputs, DatesThatNoCalendarHasAreRefused) {
                              {site + "2021-01-18T10:00:00x", "this is no date and time"},
                              {site + "2016-12-31T23:59:60", "second 60 is the leap second"},
                              {site + "2015-12-31T23:59:60 --time-scale utc", "second 60 is the leap second"}});
+    // Each month ends where the C library's calendar says.
+    for (int month = 0; month < 12; ++month) {
+        std::tm first{};
+        first.tm_year = 121;
+        first.tm_mon = month + 1;
+        first.tm_mday = 1;
+        const std::time_t end = timegm(&first) - 86400;
+        char last[32], beyond[32];
+        std::strftime(last, sizeof last, "%Y-%m-%dT00:00:00", std::gmtime(&end));
+        std::snprintf(beyond, sizeof beyond, "%.8s%02dT00:00:00", last, std::stoi(last + 8) + 1);
+        EXPECT_TRUE(holds(leopod_ok("tide " + site + last).text, std::string("leopod tide: ") + last)) << last;
+        expect_refusals("tide", {{site + beyond, "2021"}});
+    }
     const std::pair<const char*, const char*> same[] = {
         {"2020-02-29T24:00:00", "2020-03-01T00:00:00.000"},
         {"2020-060T12:00:00.25", "2020-02-29T12:00:00.250"},
         {"2016-12-31T23:59:60 --time-scale utc", "2017-01-01T00:00:18.000"}};
     for (const auto& [given, shown] : same)
         EXPECT_TRUE(holds(leopod_ok("tide " + site + given).text, std::string("leopod tide: ") + shown)) << given;
+    EXPECT_TRUE(holds(leopod_ok("--version").text, LEOPOD_VERSION));
 }
 
 const std::string kTide = "tide --blh 10 100 0 --epoch 2021-01-18T00:00:00 ";
