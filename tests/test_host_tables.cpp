@@ -157,6 +157,25 @@ TEST_F(Tables, RowsOfARunSayWhatWasPutIn) {
     EXPECT_EQ(reported, marked);
 }
 
+// Three satellites that go on are fewer than the unknowns, four suffice; a restarted filter settles for twenty epochs.
+TEST_F(Tables, FilterRestartsWhereTooFewSatellitesGoOn) {
+    simulate();
+    std::map<int, int> seen;
+    edit(out("arc.obs"), "few.obs", [&seen](int second, std::string& line) {
+        const int n = seen[second]++;
+        const bool away = second == 900 || second == 1530 ? n >= 5
+                          : second == 930                 ? n == 3 || n == 4
+                                                          : second == 1560 && n == 4;
+        if (away) line.resize(3);
+    });
+    leopod_ok("run --obs " + out("few.obs") + " --nav " + kDemo + "bds.nav --att " + out("arc.att") + " --out " +
+              out("few.csv"));
+    for (const Row& row : read_csv(out("few.csv"))) {
+        const double second = row.value("sod_gpst"), since = second - (second < 930.0 ? 300.0 : 930.0);
+        EXPECT_EQ(row.at("filter_status"), since == 0.0 ? "RESTARTED" : since < 600.0 ? "SETTLING" : "OK") << second;
+    }
+}
+
 TEST_F(Tables, RowsOfAFitSayWhatWasPutIn) {
     simulate();
     // One position is off by 3 m up, -5 m along, 8 m across.

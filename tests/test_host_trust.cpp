@@ -135,6 +135,7 @@ INSTANTIATE_TEST_SUITE_P(
              systems("SystemInSmallLetters", "bds 4 C1P L1P C5P L5P IF 0 2 1 3", "", {"line 2", "did you mean BDS?"}),
              systems("CountBesideTheCodes", "BDS 4 C1P L1P C5P IF 0 2 1 3", "", {"4 observables"}),
              systems("PairOfAnotherKind", "BDS 4 C1P L1P C5P L5P IF 0 1 2 3", "", {"two codes, two phases"}),
+             systems("FourBands", "GPS 8 C1C L1C C2W L2W C5Q L5Q C6Q L6Q IF 0 2 1 3", "", {"at most three bands"}),
              systems("NoSystem", "// BDS 4 C1P L1P C5P L5P IF 0 2 1 3", "", {"no system"}),
              systems("EmptyLineAsSystem", "BDS 4 C1P L1P C5P L5P IF 0 2 1 3\n", "", {"would count as a system"}),
              systems("KeyMistyped", "BDS 4 C1P L1P C5P L5P IF 0 2 1 3", "ELE_CUTOF 10",
