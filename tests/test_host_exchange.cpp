@@ -335,6 +335,27 @@ TEST_F(Exchange, WrittenFilesAreStrictAndReadBackToTheDigit) {
     }
 }
 
+/// What is the same in all axes: the variances of position and of velocity along the radius, their sums, and the sum of the squares of
+/// the position's elements.
+using Spread = std::array<double, 5>;
+Spread spread_of(const State& s, const std::vector<double>& triangle) {
+    const auto c = [&](std::size_t i, std::size_t j) {
+        return triangle[std::max(i, j) * (std::max(i, j) + 1) / 2 + std::min(i, j)];
+    };
+    const double r = std::hypot(s[0], s[1], s[2]);
+    Spread spread{};
+    for (std::size_t i = 0; i < 3; ++i) {
+        for (std::size_t j = 0; j < 3; ++j) {
+            spread[0] += s[i] * c(i, j) * s[j] / r / r;
+            spread[3] += c(i, j) * c(i, j);
+            spread[4] += s[i] * c(i + 3, j + 3) * s[j] / r / r;
+        }
+        spread[1] += c(i, i);
+        spread[2] += c(i + 3, i + 3);
+    }
+    return spread;
+}
+
 TEST_F(Exchange, OrbitsOfTheReceiverAtWholeSeconds) {
     // The receiver's clock is off by some microseconds: positions lie beside the whole seconds, what is written does not.
     const std::string run = "run " + kDemoRun + kDemoAttitude + " --out " + out("demo.csv") + " --sp3-out ";
@@ -354,6 +375,17 @@ TEST_F(Exchange, OrbitsOfTheReceiverAtWholeSeconds) {
         ++known;
     }
     EXPECT_GT(known, 100u);
+    // In the frame that doesn't turn the errors are the same.
+    leopod_ok(run + out("received.sp3") + " --oem-frame gcrf --oem-out " + out("inertial.oem"));
+    const OemBlock inertial = StrictOem(out("inertial.oem")).blocks.at(0);
+    ASSERT_EQ(inertial.covariance.size(), block.covariance.size());
+    for (std::size_t n = 0; n < block.states.size(); ++n) {
+        const auto a = block.covariance.find(block.times[n]), b = inertial.covariance.find(inertial.times.at(n));
+        ASSERT_EQ(a == block.covariance.end(), b == inertial.covariance.end());
+        if (a == block.covariance.end()) continue;
+        const Spread fixed = spread_of(block.states[n], a->second), turned = spread_of(inertial.states[n], b->second);
+        for (std::size_t k = 0; k < fixed.size(); ++k) EXPECT_NEAR(turned[k] / fixed[k], 1.0, 1e-3) << n << " " << k;
+    }
     leopod_ok(run + out("round.sp3") + " --round --oem-out " + out("round.oem"));
     std::string head;
     const auto received = read_sp3(out("received.sp3"), head);

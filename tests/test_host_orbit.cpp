@@ -298,6 +298,7 @@ TEST_F(HostOrbit, ASimulatedArcAgainstItsTruth) {
                   out("fitted.csv") + " --sp3-out " + out("fitted.sp3") + " --summary " + out("summary.json"));
     const Rms error = rms_of(o.text, "orbit");
     EXPECT_LT(error.total, 0.03) << o.text;
+    EXPECT_TRUE(holds(o.text, "errors against " + out("truth.csv"))) << o.text;
     const double formal[3] = {number(o.text, "formal errors: rms radial ([0-9.]+)"),
                               number(o.text, "formal errors:.*along ([0-9.]+)"),
                               number(o.text, "formal errors:.*cross ([0-9.]+)")};
