@@ -2,7 +2,7 @@
 /// Attitude laws, the store of platform quaternions, its readers and its writer.
 #include "attitude.h"
 
-#include <array>
+#include <algorithm>
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
@@ -147,11 +147,11 @@ bool to_system_of(const ATT_QUATERNION& record, GTime& time) {
     return time.sys == record.time.sys;
 }
 
-/// Records around a lookup time, one row per quaternion number, abscissae in seconds from that time.
+/// Records around a lookup time, abscissae in seconds from that time.
 struct Window {
     int count = 0;
-    std::array<double, kWindowSize> t{};
-    std::array<std::array<double, kWindowSize>, 4> q{};
+    double t[kWindowSize];
+    double q[kWindowSize][4];
 };
 
 void fill_window(const ATT_QUATERNION* records, int nsize, int closest, GTime target, Window& window) {
@@ -171,10 +171,10 @@ void fill_window(const ATT_QUATERNION* records, int nsize, int closest, GTime ta
     for (int i = i_start; i <= i_end && window.count < kWindowSize; ++i) {
         if (!(vector_norm(records[i]) >= kMinVector)) continue;
         const TimeMJD difference = gtimeSub(records[i].time, target).time;
-        const auto n = static_cast<std::size_t>(window.count++);
+        const int n = window.count++;
         window.t[n] = static_cast<double>(difference.mjd) * kDay + difference.sod;
-        window.q[0][n] = records[i].qua.r;
-        for (std::size_t k = 0; k < 3; ++k) window.q[k + 1][n] = records[i].qua.v[k];
+        window.q[n][0] = records[i].qua.r;
+        std::copy_n(records[i].qua.v, 3, window.q[n] + 1);
     }
 }
 
@@ -222,12 +222,10 @@ bool get_att_quaternion(int idx_sat, GTime time_target, ATT_QUATERNION* qua_att)
 
     // settled: the results of the interpolation are not tested (outside the records the numbers are 0), and the quaternion is
     // not renormalised
-    double value[4][2] = {};  // value and derivative
-    for (std::size_t k = 0; k < 4; ++k) {
-        interpolation_Lagrange_Barycentric(window.t.data(), window.q[k].data(), window.count, 0.0, value[k]);
-    }
+    double value[4];
+    interpolation_multip_dimension(window.count, 4, window.t, window.q[0], 0.0, value, nullptr);
     qua_att->time = time_target;
-    qua_att->qua = {value[0][0], {value[1][0], value[2][0], value[3][0]}};
+    qua_att->qua = {value[0], {value[1], value[2], value[3]}};
     qua_att->ok = true;
     return true;
 }

@@ -136,17 +136,17 @@ struct DualFrequency {
 };
 
 /// Collects the four records of a satellite. A missing one is reported, and the result is false.
-bool get_dual_frequency(const OBSDATA_SAT& sat, const GNSSCONFIG& config, int idx_sys, const char* time_text,
+bool get_dual_frequency(const OBSDATA_SAT& sat, const GNSSCONFIG& config, int idx_sys, const GTime& time,
                         DualFrequency& obs) {
     for (int j = 0; j < 2; ++j) {
         const OBSREC* code = used_record(sat, config.obs_index_IF_code[idx_sys][j]);
         const OBSREC* phase = used_record(sat, config.obs_index_IF_phase[idx_sys][j]);
         if (code == nullptr) {
-            report(ULOG_WARNING_LEVEL, "%s satsys=%d prn=%d %s", time_text, sat.satsys, sat.prn,
+            report(ULOG_WARNING_LEVEL, "%s satsys=%d prn=%d %s", TimeText(time).text, sat.satsys, sat.prn,
                    j == 0 ? "obs missing on range at freq1" : "obs missing on range at freq2");
         }
         if (phase == nullptr) {
-            report(ULOG_WARNING_LEVEL, "%s satsys=%d prn=%d %s", time_text, sat.satsys, sat.prn,
+            report(ULOG_WARNING_LEVEL, "%s satsys=%d prn=%d %s", TimeText(time).text, sat.satsys, sat.prn,
                    j == 0 ? "obs missing on phase at freq1" : "obs missing on phase at freq2");
         }
         if (code == nullptr || phase == nullptr) return false;
@@ -165,7 +165,7 @@ bool jumps(double previous, double now, double threshold) {
 }
 
 /// Combinations and slip marks of one satellite.
-void update_sat_state(const OBSDATA_SAT& sat, const DualFrequency& obs, const GNSSCONFIG& config, const char* time_text,
+void update_sat_state(const OBSDATA_SAT& sat, const DualFrequency& obs, const GNSSCONFIG& config, const GTime& time,
                       SAT_STATE& state) {
     const double* P = obs.range;
     const double* L = obs.cycles;
@@ -196,13 +196,13 @@ void update_sat_state(const OBSDATA_SAT& sat, const DualFrequency& obs, const GN
 
     bool cycle_slip_mw = jumps(mw0, MW, config.thres_slip_mw);
     if (cycle_slip_mw) {
-        report(ULOG_TRACE_LEVEL, "%s [cycle slip(MW)] satsys=%d,prn=%02d,MW=%8.3f -> %8.3f", time_text, sat.satsys,
-               sat.prn, mw0, MW);
+        report(ULOG_TRACE_LEVEL, "%s [cycle slip(MW)] satsys=%d,prn=%02d,MW=%8.3f -> %8.3f",
+               TimeText(time, heard(ULOG_TRACE_LEVEL)).text, sat.satsys, sat.prn, mw0, MW);
     }
     bool cycle_slip_gf = jumps(gf0, L_GF, config.thres_slip_gf);
     if (cycle_slip_gf) {
-        report(ULOG_TRACE_LEVEL, "%s [cycle slip(GF)] satsys=%d,prn=%02d,GF=%8.3f -> %8.3f, %16.4f, %16.4f", time_text,
-               sat.satsys, sat.prn, gf0, L_GF, phase_m[0], phase_m[1]);
+        report(ULOG_TRACE_LEVEL, "%s [cycle slip(GF)] satsys=%d,prn=%02d,GF=%8.3f -> %8.3f, %16.4f, %16.4f",
+               TimeText(time, heard(ULOG_TRACE_LEVEL)).text, sat.satsys, sat.prn, gf0, L_GF, phase_m[0], phase_m[1]);
     }
     for (int& flag : state.flag_slip) {
         if (flag == 2) {  // first appearance
@@ -225,8 +225,7 @@ double phase_frequency(const OBSDATA_SAT& sat, const OBSREC* phase, int idx_sys,
 
 void get_gf_mw(OBSDATA_EPOCH* obs_epoch, GNSSCONFIG* gnsscfg, SAT_STATE* runtime_state) {
     if (obs_epoch == nullptr || obs_epoch->flag_epoch != 0) return;
-    char time_text[100];
-    gtime2str(obs_epoch->epoch_time, time_text);
+    const GTime& time = obs_epoch->epoch_time;
     for (int i = 0; i < num_sat(*obs_epoch); ++i) {
         const OBSDATA_SAT& sat = obs_epoch->satobs[i];
         const int satindex = satsysprn2index(sat.satsys, sat.prn);
@@ -242,8 +241,8 @@ void get_gf_mw(OBSDATA_EPOCH* obs_epoch, GNSSCONFIG* gnsscfg, SAT_STATE* runtime
             continue;
         }
         DualFrequency obs;
-        if (!has_state(satindex) || !get_dual_frequency(sat, *gnsscfg, idx_sys, time_text, obs)) continue;
-        update_sat_state(sat, obs, *gnsscfg, time_text, runtime_state[satindex]);
+        if (!has_state(satindex) || !get_dual_frequency(sat, *gnsscfg, idx_sys, time, obs)) continue;
+        update_sat_state(sat, obs, *gnsscfg, time, runtime_state[satindex]);
     }
 }
 
