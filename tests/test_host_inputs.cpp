@@ -285,6 +285,8 @@ TEST_F(HostInputs, RinexFilesOfAnyMakeGiveTheirEpochsOrWords) {
         {"head -c -9 plain", 120, ": 121 epochs, cut within its last epoch, 2021"},
         {"head -n -3 plain", 120, ": 121 epochs, cut within its last epoch, 2021"},
         {"sed '11s/8$/9/' plain", 121, ": 121 epochs, 1 satellite fewer than its epochs count, 2021"},
+        {"sed '11s/8$/9/; 11aC64  25572406.710   134356178.429    25572407.819   100847474.739' plain; echo", 121,
+         ": 121 epochs, 1 satellite fewer than its epochs count, 2021"},
         {"sed '20i G07 ? 21' plain; echo", 121, ": 121 epochs, 1 line that can't be read left out, 2021"},
         {"sed '/OBS TYPES/s/P C5P L5P/P S1P D1P/' plain", 0,
          "no BDS satellite has all of these; observed are: C1P D1P L1P S1P"},

@@ -28,6 +28,13 @@ void append_number(std::string& text, int value, std::size_t width, char fill) {
 /// Observations, those behind a power failure, and slips are given satellite by satellite.
 bool has_satellites(int flag) { return flag == 0 || flag == 1 || flag == 6; }
 
+/// False for a number that no satellite has; the library takes such a one for another system's.
+bool is_known(const ObservedSatellite& satellite) {
+    constexpr int kMostGps = 32, kMostBds = 63;
+    return satellite.prn > 0 && (satellite.system != 'G' || satellite.prn <= kMostGps) &&
+           (satellite.system != 'C' || satellite.prn <= kMostBds);
+}
+
 /// "3 lines", "1 line"
 std::string count_of(long count, const char* thing) {
     return std::to_string(count) + " " + thing + (count == 1 ? "" : "s");
@@ -206,8 +213,9 @@ void ObservationReader::read_satellites(std::size_t count, ObservedEpoch& epoch)
             return;
         }
         layout_.apply(satellite);
-        passed_.satellites += satellite.prn <= 0;
-        epoch.count += satellite.prn > 0 && epoch.count < kMostSatellites;
+        const bool taken = is_known(satellite) && epoch.count < kMostSatellites;
+        passed_.satellites += !taken;
+        epoch.count += taken;
     }
 }
 
