@@ -2,23 +2,19 @@
 
 #include <algorithm>
 #include <cmath>
-#include <map>
 #include <optional>
 
 #include "earth_gravity.h"
 #include "inputs/checks.h"
-#include "inputs/navigation.h"
 #include "inputs/open.h"
 #include "shared/earth.h"
 #include "shared/error.h"
-#include "shared/names.h"
 #include "shared/times.h"
-#include "shared/unnamed_file.h"
 #include "stores/attitudes.h"
 #include "stores/environment.h"
+#include "stores/ephemerides.h"
 #include "stores/observables.h"
 #include "stores/observation_stream.h"
-#include "stores/orbit_nodes.h"
 #include "stores/orientation.h"
 #include "stores/planets.h"
 #include "stores/plausible.h"
@@ -28,22 +24,6 @@ namespace host {
 namespace {
 
 constexpr double kFirstMjd = 41500.0;  ///< leap seconds begin in 1972: earlier dates would end the process
-
-void check_ephemerides(const InputOptions& options) {
-    for (const std::string& name : options.nav) check_navigation(name);
-    for (const std::string& name : options.sp3) check_sp3(name);
-    for (const std::string& name : options.clk) check_clock(name);
-    if (options.nav.empty() && options.sp3.empty()) throw InputError("no ephemeris file is given (--nav or --sp3)");
-}
-
-template <typename Row>
-long count_ok(const Row& row) {
-    long n = 0;
-    for (const auto& records : row) {
-        for (const auto& record : records) n += record.ok;
-    }
-    return n;
-}
 
 std::vector<ObservationScan> scan_all(const InputOptions& options, Environment& environment) {
     std::vector<ObservationScan> scans;
@@ -90,18 +70,6 @@ std::optional<ArcSpan> cut_arc(const InputOptions& options, ArcOfEpochs& arc) {
                          time_text(start, 0) + " to " + time_text(arc.last, 0));
     }
     return span;
-}
-
-/// True if ephemerides of a system are loaded.
-bool has_ephemerides(sysGNSS system, const RUNTIME_POD_EMBED& runtime) {
-    if (g_eph_selection == EPHOPT_PREC) {
-        const int first = satsysprn2index(system, 1);
-        const int* counts = runtime.prec_storage.idx_eph;
-        const int end = system == GPS ? satsysprn2index(BDS, 1) : 95;
-        return std::any_of(counts + first, counts + end, [](int count) { return count > 0; });
-    }
-    return system == GPS ? count_ok(runtime.brdc_storage.eph_brdc_gps_all) > 0
-                         : count_ok(runtime.brdc_storage.eph_brdc_bds_all) > 0;
 }
 
 /// Systems that are asked for, or those that both the observations and the ephemerides hold, in the order GPS, BDS.
@@ -179,129 +147,6 @@ void hold_observables(const std::vector<ObservationScan>& scans, Environment& en
         environment.observed_types.push_back(observed_types(observables.system, scans));
     }
     environment.other_signals = other_signals(taken, scans);
-}
-
-template <typename Row>
-void count_records(const Row& rows, std::vector<long>& counts) {
-    for (const auto& row : rows)
-        counts.push_back(std::count_if(std::begin(row), std::end(row), [](const auto& record) { return record.ok; }));
-}
-
-std::vector<long> records_by_satellite(const EPHBRDC_STORE& store) {
-    std::vector<long> counts;
-    count_records(store.eph_brdc_gps_all, counts);
-    count_records(store.eph_brdc_bds_all, counts);
-    return counts;
-}
-
-/// Times of the records behind the first ones of each satellite.
-FileSpan records_span(const EPHBRDC_STORE& store, const std::vector<long>& before) {
-    FileSpan span;
-    auto first = before.begin();
-    const auto include = [&](const auto& rows, TIMESYS system) {
-        for (const auto& row : rows) {
-            for (long i = *first++; i < MAXEPH_BRDC && row[i].ok; ++i)
-                span.include(gtimeChangeTimeSystem(time_of(row[i].TOC, system), tsGPST));
-        }
-    };
-    include(store.eph_brdc_gps_all, tsGPST);
-    include(store.eph_brdc_bds_all, tsBDST);
-    return span;
-}
-
-void add_product(FileReport report, Environment& environment) {
-    if (report.span.clocks) environment.clock_interval = std::max(environment.clock_interval, report.span.interval);
-    environment.files.push_back(std::move(report));
-}
-
-/// Of more records of a satellite than the library holds those around the arc are kept.
-void keep_within_rows(std::vector<NavigationFile>& files, const ArcOfEpochs& arc) {
-    constexpr double kAround = 4.0 * 3600.0;  ///< twice the age that a record may have [s]
-    std::map<std::pair<char, int>, int> counts;
-    for (const NavigationFile& file : files) {
-        for (const NavigationRecord& record : file.records()) ++counts[{record.system, record.prn}];
-    }
-    const bool fit = std::all_of(counts.begin(), counts.end(), [](const auto& c) { return c.second <= MAXEPH_BRDC; });
-    if (fit || arc.first.sys != tsGPST) return;
-    for (NavigationFile& file : files) file.keep_around(arc.first, arc.last, kAround);
-}
-
-/// The library counts the records of each version from the first row on, and leaves some years of version 2 short.
-void take_one_version(std::vector<NavigationFile>& files) {
-    const auto old = std::count_if(files.begin(), files.end(), [](const auto& file) { return file.is_version_2(); });
-    const bool short_years = std::any_of(files.begin(), files.end(), [](const auto& f) { return f.has_short_years(); });
-    if (!short_years && (old == 0 || old == static_cast<long>(files.size()))) return;
-    for (NavigationFile& file : files) file.turn_into_version_3();
-}
-
-/// Hands the library a file, or what it can use of it.
-bool load_records(const NavigationFile& file) {
-    if (!file.is_changed()) return load_ephemeris_brdc(loadable(file.name()));
-    const std::string text = file.text();
-    UnnamedFile records(text.size() + 1);
-    records.add(text.data(), text.size());
-    show_path_as(records.path(), file.name());
-    return load_ephemeris_brdc(writable(records.path()));
-}
-
-void load_navigation(const std::vector<std::string>& names, Environment& environment) {
-    std::vector<NavigationFile> files;
-    for (const std::string& name : names) files.emplace_back(name);
-    take_one_version(files);
-    keep_within_rows(files, environment.arc);
-    const EPHBRDC_STORE& store = environment.runtime->brdc_storage;
-    for (const NavigationFile& file : files) {
-        const std::vector<long> counts = records_by_satellite(store);
-        const long gps = count_ok(store.eph_brdc_gps_all);
-        const long bds = count_ok(store.eph_brdc_bds_all);
-        if (!load_records(file)) throw InputError(file.name() + ": this RINEX navigation file could not be read");
-        const std::string left_out = file.left_out();
-        environment.files.push_back({"navigation", file.name(),
-                                     std::to_string(count_ok(store.eph_brdc_gps_all) - gps) + " GPS and " +
-                                         std::to_string(count_ok(store.eph_brdc_bds_all) - bds) + " BDS records" +
-                                         (left_out.empty() ? "" : ", " + left_out),
-                                     records_span(store, counts)});
-    }
-}
-
-void load_ephemerides(const InputOptions& options, Environment& environment) {
-    if (!options.clk.empty() && options.sp3.empty()) throw InputError("--clk: clocks go with precise orbits (--sp3)");
-    RUNTIME_POD_EMBED& runtime = *environment.runtime;
-    g_brdc_storage = &runtime.brdc_storage;
-    g_prec_storage = &runtime.prec_storage;
-    load_navigation(options.nav, environment);
-    const auto total = [](const int(&counts)[98]) {
-        long n = 0;
-        for (int i = 0; i < MAXSAT_GNSS; ++i) n += counts[i];
-        return n;
-    };
-    for (const std::string& name : options.sp3) {
-        const long orbits = total(runtime.prec_storage.idx_eph);
-        const long clocks = total(runtime.prec_storage.idx_clk);
-        if (!load_ephemris_prec(loadable(name))) throw InputError(name + ": this SP3 file could not be read");
-        add_product({"precise orbits", name,
-                     std::to_string(total(runtime.prec_storage.idx_eph) - orbits) + " positions and " +
-                         std::to_string(total(runtime.prec_storage.idx_clk) - clocks) + " clocks",
-                     sp3_span(name)},
-                    environment);
-    }
-    for (const std::string& name : options.clk) {
-        const long clocks = total(runtime.prec_storage.idx_clk);
-        if (!load_clock_prec(loadable(name), &runtime.prec_storage))
-            throw InputError(name + ": this RINEX clock file could not be read");
-        add_product({"precise clocks", name, std::to_string(total(runtime.prec_storage.idx_clk) - clocks) + " clocks",
-                     clock_span(name)},
-                    environment);
-    }
-}
-
-void check_ephemeris_values(Environment& environment) {
-    set_aside_impossible_values(environment);
-    const std::string strays = set_aside_stray_positions(environment.runtime->prec_storage);
-    if (strays.empty()) return;
-    const auto last = std::find_if(environment.files.rbegin(), environment.files.rend(),
-                                   [](const FileReport& file) { return file.kind == "precise orbits"; });
-    if (last != environment.files.rend()) last->content += "; of all these files " + strays;
 }
 
 void load_antennas(const std::string& name, double mjd, Environment& environment) {
