@@ -79,14 +79,17 @@ void take_one_version(std::vector<NavigationFile>& files) {
     for (NavigationFile& file : files) file.turn_into_version_3();
 }
 
+bool load_text(const std::string& text, const std::string& name, bool (*load)(char*)) {
+    UnnamedFile file(text.size() + 1);
+    file.add(text.data(), text.size());
+    show_path_as(file.path(), name);
+    return load(writable(file.path()));
+}
+
 /// Hands the library a file, or what it can use of it.
 bool load_records(const NavigationFile& file) {
     if (!file.is_changed()) return load_ephemeris_brdc(loadable(file.name()));
-    const std::string text = file.text();
-    UnnamedFile records(text.size() + 1);
-    records.add(text.data(), text.size());
-    show_path_as(records.path(), file.name());
-    return load_ephemeris_brdc(writable(records.path()));
+    return load_text(file.text(), file.name(), load_ephemeris_brdc);
 }
 
 void load_navigation(const std::vector<std::string>& names, Environment& environment) {
@@ -107,6 +110,19 @@ void load_navigation(const std::vector<std::string>& names, Environment& environ
                                          (left_out.empty() ? "" : ", " + left_out),
                                      records_span(store, counts)});
     }
+}
+
+/// The first version names satellites of GPS by their number alone, as in "P  1": the library gets "PG01".
+bool load_orbits(const std::string& name) {
+    if (InputFile::of(name).head().compare(0, 2, "#a") != 0) return load_ephemris_prec(loadable(name));
+    std::string text;
+    each_line(name, "SP3 file", [&text](const std::string& line) {
+        const bool unnamed = line.size() > 4 && line[0] == 'P' && line[1] == ' ';
+        text += unnamed ? std::string("PG") + (line[2] == ' ' ? '0' : line[2]) + line.substr(3) : line;
+        text += '\n';
+        return true;
+    });
+    return load_text(text, name, load_ephemris_prec);
 }
 
 }  // namespace
@@ -143,7 +159,7 @@ void load_ephemerides(const InputOptions& options, Environment& environment) {
     for (const std::string& name : options.sp3) {
         const long orbits = total(runtime.prec_storage.idx_eph);
         const long clocks = total(runtime.prec_storage.idx_clk);
-        if (!load_ephemris_prec(loadable(name))) throw InputError(name + ": this SP3 file could not be read");
+        if (!load_orbits(name)) throw InputError(name + ": this SP3 file could not be read");
         add_product({"precise orbits", name,
                      std::to_string(total(runtime.prec_storage.idx_eph) - orbits) + " positions and " +
                          std::to_string(total(runtime.prec_storage.idx_clk) - clocks) + " clocks",
