@@ -1,7 +1,9 @@
 #include "stores/ephemerides.h"
 
 #include <algorithm>
+#include <functional>
 #include <map>
+#include <numeric>
 
 #include "inputs/checks.h"
 #include "inputs/navigation.h"
@@ -10,6 +12,7 @@
 #include "shared/names.h"
 #include "shared/times.h"
 #include "shared/unnamed_file.h"
+#include "stores/clock_choice.h"
 #include "stores/orbit_nodes.h"
 #include "stores/plausible.h"
 
@@ -79,7 +82,9 @@ void take_one_version(std::vector<NavigationFile>& files) {
     for (NavigationFile& file : files) file.turn_into_version_3();
 }
 
-bool load_text(const std::string& text, const std::string& name, bool (*load)(char*)) {
+long total(const int (&counts)[98]) { return std::accumulate(counts, counts + MAXSAT_GNSS, 0L); }
+
+bool load_text(const std::string& text, const std::string& name, const std::function<bool(char*)>& load) {
     UnnamedFile file(text.size() + 1);
     file.add(text.data(), text.size());
     show_path_as(file.path(), name);
@@ -125,6 +130,24 @@ bool load_orbits(const std::string& name) {
     return load_text(text, name, load_ephemris_prec);
 }
 
+void load_clocks(const std::vector<std::string>& names, Environment& environment) {
+    EPHPREC_STORE& store = environment.runtime->prec_storage;
+    const ClockChoice choice(names, environment.arc, *std::max_element(store.idx_clk, store.idx_clk + MAXSAT_GNSS));
+    const auto load = [&store](char* path) { return load_clock_prec(path, &store); };
+    for (const std::string& name : names) {
+        const long before = total(store.idx_clk);
+        long left_out = 0;
+        const bool loaded =
+            choice.is_needed() ? load_text(choice.text(name, left_out), name, load) : load(loadable(name));
+        if (!loaded) throw InputError(name + ": this RINEX clock file could not be read");
+        std::string content = std::to_string(total(store.idx_clk) - before) + " clocks";
+        if (left_out > 0)
+            content += ", " + std::to_string(left_out) + " left out: a satellite's row holds " +
+                       std::to_string(MAXEPOCH_CLK_PRE);
+        add_product({"precise clocks", name, content, clock_span(name)}, environment);
+    }
+}
+
 }  // namespace
 
 void check_ephemerides(const InputOptions& options) {
@@ -151,11 +174,6 @@ void load_ephemerides(const InputOptions& options, Environment& environment) {
     g_brdc_storage = &runtime.brdc_storage;
     g_prec_storage = &runtime.prec_storage;
     load_navigation(options.nav, environment);
-    const auto total = [](const int(&counts)[98]) {
-        long n = 0;
-        for (int i = 0; i < MAXSAT_GNSS; ++i) n += counts[i];
-        return n;
-    };
     for (const std::string& name : options.sp3) {
         const long orbits = total(runtime.prec_storage.idx_eph);
         const long clocks = total(runtime.prec_storage.idx_clk);
@@ -166,14 +184,7 @@ void load_ephemerides(const InputOptions& options, Environment& environment) {
                      sp3_span(name)},
                     environment);
     }
-    for (const std::string& name : options.clk) {
-        const long clocks = total(runtime.prec_storage.idx_clk);
-        if (!load_clock_prec(loadable(name), &runtime.prec_storage))
-            throw InputError(name + ": this RINEX clock file could not be read");
-        add_product({"precise clocks", name, std::to_string(total(runtime.prec_storage.idx_clk) - clocks) + " clocks",
-                     clock_span(name)},
-                    environment);
-    }
+    load_clocks(options.clk, environment);
 }
 
 void check_ephemeris_values(Environment& environment) {
