@@ -59,7 +59,7 @@ inline std::vector<Picture> read_svg(const std::string& file) {
             pictures.back().texts.insert(
                 {text,
                  {std::stod(between(line, " x=\"", "\"")), std::stod(between(line, " y=\"", "\"")) - 0.36 * size}});
-        } else if ((group == "series" || group == "coast") && holds(line, " stroke=")) {
+        } else if ((group == "series" || group == "coast" || group == "graticule") && holds(line, " stroke=")) {
             auto& all = pictures.back().series[name];
             for (auto& piece : points_of(between(line, " d=\"", "\""))) all.push_back(std::move(piece));
         }

@@ -181,6 +181,12 @@ TEST_F(Plot, GroundTrackLiesOnTheMap) {
                                  {lines[1].back(), -130.0}})
         EXPECT_LT(distance(p, lon, 0.0), 0.1) << lon;
     EXPECT_LT(distance(map.series.at("site").at(0)[0], 0.0, 45.0), 0.1);
+    // Meridians and parallels every 30 degrees, but for the edges and those in the middle.
+    const auto& grid = map.series.at("graticule");
+    for (std::size_t k = 0; k < 10; ++k) {
+        const double lon = -150.0 + 30.0 * static_cast<double>(k < 5 ? k : k + 1);
+        EXPECT_LT(distance(grid.at(k)[0], lon, 90.0) + distance(grid[k].at(1), lon, -90.0), 0.2) << k;
+    }
     // The south and the horn of Africa, the east of Brazil and of Iceland.
     for (const auto& [lon, lat] : {std::pair{20.0, -34.8}, {51.3, 11.8}, {-35.0, -7.5}, {-13.6, 65.0}}) {
         double nearest = 1e9;
