@@ -340,10 +340,31 @@ TEST_F(Simulate, TheDemoIsWhatItsCommandMakes) {
 TEST_F(Simulate, OptionsThatCannotBeUsedEndWithStatusTwo) {
     const std::string orbit = "--orbit " + out("orbit.csv") + " ", files = orbit + nav();
     const std::string seconds = write_temp("seconds.csv", "0,7e6,0,0\n60,7e6,1,1\n"), readme = kExamples + "README.md";
+    // Each limit is allowed, and nothing beyond it.
+    const char* const limits[][4] = {{"--code-noise", "1000", "1000.1", "-0.1"},
+                                     {"--phase-noise", "10", "10.1", "-0.1"},
+                                     {"--clock-walk", "1e-4", "1.1e-4", "-1e-9"},
+                                     {"--slip-rate", "1000", "1001", "-1"},
+                                     {"--slip-size", "1000000", "1000001", "0"},
+                                     {"--tec", "1000", "1000.1", "-0.1"},
+                                     {"--shell-height", "20000", "20001", "0"},
+                                     {"--mask", "0", "90", "-0.1"},
+                                     {"--channels", "15", "16", "0"},
+                                     {"--yaw", "-360", "360.1", "-360.1"},
+                                     {"--interval", "0.01", "86401", "0.009"},
+                                     {"--clock-offset", "0", "0.11", "-0.11"},
+                                     {"--clock-drift", "0", "1.1e-4", "-1.1e-4"}};
+    std::string all;
+    for (const auto& [option, allowed, above, below] : limits) {
+        all += std::string(" ") + option + " " + allowed;
+        for (const char* beyond : {above, below})
+            expect_refusals("simulate --obs-out " + out("never.obs"),
+                            {{files + option + "=" + beyond, std::string(option) + ": "}});
+    }
+    leopod_ok("simulate " + files + all + " --from 2021-01-18T00:00:00 --to 2021-01-18T00:00:01 --obs-out " +
+              out("ends.obs"));
     expect_refusals("simulate --obs-out " + out("never.obs"),
-                    {{files + "--mask 91", "--mask"},
-                     {files + "--channels 16", "--channels"},
-                     {files + "--interval nan", "--interval"},
+                    {{files + "--interval nan", "--interval"},
                      {files + "--start 2021-01-19T00:00:00", "does not cover the span"},
                      {files + "--start yesterday", "--start yesterday"},
                      {files + "--from 0 --to 86400", "does not cover the span"},

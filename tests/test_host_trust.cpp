@@ -561,7 +561,7 @@ INSTANTIATE_TEST_SUITE_P(
                     {"NO EARTH ORIENTATION"}),
         propagation("OrientationThatEnds", "--state 6878137 0 0 0 6500 3000 --duration 200000 " + kOrientation, 1,
                     {"COVERS PART OF THE ARC", "2021-01-17 to 2021-01-19"}),
-        propagation("UnknownOption", kState + "--duraton 600", 2, {"did you mean --duration?"}),
+        propagation("UnknownOption", kState + "--duraton=600", 2, {"did you mean --duration?"}),
         propagation("NumberOutOfRange", kState + "--duration 1e999", 2, {"--duration", "a number is expected"}),
         Trial{"PlanetsWithARepeatedRecord",
               "propagate --epoch 2021-01-18T00:00:00 " + kState +

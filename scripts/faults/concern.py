@@ -56,6 +56,7 @@ ROOMS = {
     "host/inputs/blq": "host_tide file_formats",
     "host/inputs/crinex": "host_inputs host file_formats",
     "host/inputs/crd": "host_crd file_formats",
+    "host/inputs/laser_points": "host_orbit file_formats",
     "host/inputs/satellite_rows": "host_plot host_report:Report.Texts*",
     "host/inputs/solutions": "host_plot host_report:Report.Texts*",
     "host/main": "host host_inputs",
