@@ -62,7 +62,8 @@ std::uint64_t ObservedSatellite::mask(std::size_t types) const {
     std::uint64_t mask = 0;
     for (std::size_t k = 0; k < types; ++k) {
         const std::string_view value = field(k).substr(0, kValueWidth);
-        if (std::any_of(value.begin(), value.end(), [](char c) { return c >= '1' && c <= '9'; }))
+        // The last digits are the first to tell.
+        if (std::any_of(value.rbegin(), value.rend(), [](char c) { return c >= '1' && c <= '9'; }))
             mask |= std::uint64_t{1} << k;
     }
     return mask;

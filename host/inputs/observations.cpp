@@ -17,6 +17,7 @@ namespace {
 
 const char kKind[] = "RINEX observation file";
 constexpr std::size_t kMostSatellites = 200;  ///< of an epoch
+constexpr std::size_t kBuffer = 1U << 16U;    ///< of a file, which is read to its end
 /// Appends a number, filled up on its left.
 void append_number(std::string& text, int value, std::size_t width, char fill) {
     char digits[16];
@@ -52,7 +53,8 @@ std::string PassedOver::text() const {
     return text;
 }
 
-ObservationReader::ObservationReader(const std::string& name) : name_(name), in_(open_input(name, kKind)) {
+ObservationReader::ObservationReader(const std::string& name)
+    : name_(name), buffer_(kBuffer), in_(open_input(name, kKind, &buffer_)) {
     read_header();
 }
 

@@ -59,6 +59,7 @@ class ObservationReader {
     void set_time(const TimeYMD& date, std::string_view second, ObservedEpoch& epoch) const;
 
     std::string name_;
+    std::vector<char> buffer_;
     std::ifstream in_;
     std::string line_;
     bool again_ = false;  ///< the line at hand is to be read once more

@@ -258,9 +258,11 @@ const InputFile& InputFile::of(const std::string& name, const std::string& kind)
     return *file;
 }
 
-std::ifstream open_input(const std::string& name, const std::string& kind) {
+std::ifstream open_input(const std::string& name, const std::string& kind, std::vector<char>* buffer) {
     const InputFile& file = InputFile::of(name, kind);
-    std::ifstream in(file.path(), std::ios::binary);
+    std::ifstream in;
+    if (buffer != nullptr) in.rdbuf()->pubsetbuf(buffer->data(), static_cast<std::streamsize>(buffer->size()));
+    in.open(file.path(), std::ios::binary);
     if (!in) throw InputError(name + ": cannot open this " + kind + ": " + std::strerror(errno));
     return in;
 }

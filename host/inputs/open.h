@@ -9,6 +9,7 @@
 #include <fstream>
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "inputs/crinex.h"
 #include "shared/unnamed_file.h"
@@ -54,7 +55,8 @@ class InputFile {
 };
 
 /// Opens the expanded text of an input.
-std::ifstream open_input(const std::string& name, const std::string& kind);
+/// \param buffer  of the stream, which it has to outlive; null: a small one of its own
+std::ifstream open_input(const std::string& name, const std::string& kind, std::vector<char>* buffer = nullptr);
 
 /// Name under which a loader of the library opens an input; writable, though they only read it.
 char* loadable(const std::string& name);

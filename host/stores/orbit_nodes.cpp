@@ -75,20 +75,32 @@ class Row {
             around[k] = nodes_[first + k < i ? first + k : first + k + 1].record;
             seconds[k] = gtimeSubSec(around[k]->time, node.record->time);
         }
-        if (polynomial_error(seconds.data(), kAround) > kSure) return;
+        take_spacing(seconds);
+        if (error_ > kSure) return;
         double off[3];
         std::copy_n(node.record->pos_ecf, 3, off);
         for (std::size_t k = 0; k < kAround; ++k) {
-            double weight = 1.0;
-            for (std::size_t j = 0; j < kAround; ++j)
-                if (j != k) weight *= seconds[j] / (seconds[j] - seconds[k]);
-            for (int axis = 0; axis < 3; ++axis) off[axis] -= weight * around[k]->pos_ecf[axis];
+            for (int axis = 0; axis < 3; ++axis) off[axis] -= weight_[k] * around[k]->pos_ecf[axis];
         }
         const double length = std::hypot(off[0], off[1], off[2]);
         if (std::isfinite(length)) node.off = length;  // not where two records share a time
     }
 
+    /// Error and weights of the curve through positions at these times; most rows repeat their spacing.
+    void take_spacing(const std::array<double, kAround>& seconds) {
+        if (seconds == seconds_) return;
+        seconds_ = seconds;
+        error_ = polynomial_error(seconds.data(), kAround);
+        for (std::size_t k = 0; k < kAround; ++k) {
+            weight_[k] = 1.0;
+            for (std::size_t j = 0; j < kAround; ++j)
+                if (j != k) weight_[k] *= seconds[j] / (seconds[j] - seconds[k]);
+        }
+    }
+
     std::vector<Node> nodes_;
+    std::array<double, kAround> seconds_{std::nan("")}, weight_{};  ///< nothing equals the first times
+    double error_ = 0.0;
 };
 
 }  // namespace
