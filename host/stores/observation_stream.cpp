@@ -169,6 +169,7 @@ ObservationStream::ObservationStream(std::vector<ObservationScan> scans, const S
         return a.epochs > 0 && (b.epochs == 0 || gtime_less(a.span.first, b.span.first));
     });
     while (!scans_.empty() && scans_.back().epochs == 0) scans_.pop_back();
+    if (!scans_.empty()) days_ = ArcSpan({}, scans_.front().span.first, tsGPST);
     g_obs_storage = store_.get();
     g_num_obs_storage = 0;
     if (!scans_.empty()) show_path_as(path(), scans_.front().name + (scans_.size() > 1 ? ", ..." : ""));
@@ -242,7 +243,7 @@ bool ObservationStream::next_window() {
         const GTime time = source->epoch().time;
         if (options_.span && options_.span->over(time)) break;
         const bool twice = last_.sys != UKNTS && gtime_equal(time, last_);
-        const bool wanted = on_grid(time.time.sod, options_.interval);
+        const bool wanted = on_grid(days_.seconds(time), options_.interval);
         repeated_ += wanted && twice;
         if (wanted && !twice && (!options_.span || options_.span->within(time))) {
             if (source_of_header != nullptr && source != source_of_header) break;
@@ -333,7 +334,7 @@ void ObservationStream::load(const std::string& text) {
     std::string name = path();
     g_num_obs_storage = 0;
     g_obs_storage[0].epoch_time.sys = UKNTS;
-    if (!load_observation_rinex(name.data(), options_.receiver, options_.interval))
+    if (!load_observation_rinex(name.data(), options_.receiver, 0.0))
         throw InputError("observations: could not be handed to the library");
     // An empty load leaves a count of one record that is none.
     const auto stale = [](const OBSDATA_EPOCH& e) { return e.epoch_time.sys == UKNTS; };

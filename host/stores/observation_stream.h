@@ -56,6 +56,7 @@ class ObservationStream {
     std::vector<std::unique_ptr<Source>> open_;
     std::size_t next_scan_ = 0;
     GTime last_{};
+    ArcSpan days_{{}, {{}, tsGPST}, tsGPST};  ///< counts seconds from the first day on
     Owned<OBSDATA_EPOCH> store_;
     int descriptor_ = -1;
     long satellites_dropped_ = 0, repeated_ = 0;
