@@ -18,9 +18,11 @@ void write_orbit_files(const OrbitOptions& o, const OrbitJob& job, const Motion&
     const double second = gtimeChangeTimeSystem(job.arc.start, tsGPST).time.sod;
     std::vector<double> times;
     std::vector<TrajectoryPoint> points;
-    for (double t = std::ceil(second - 1e-6) - second; t <= motion.last() + 1e-6; t += o.output_interval) {
+    double t = std::ceil(second - 1e-6) - second;
+    while (t <= motion.last() + 1e-6) {
         times.push_back(std::max(0.0, t));
         points.push_back(point_at(motion, job.arc.start, times.back()));
+        t += o.output_interval;
     }
     const std::vector<Covariance> covariances =
         state_covariances(motion, report.solution.covariance, gtimeChangeTimeSystem(job.arc.start, tsUTC), times);
@@ -41,9 +43,11 @@ void write_orbit_files(const OrbitOptions& o, const OrbitJob& job, const Motion&
 void write_results(const OrbitOptions& o, const OrbitJob& job, const Motion& motion, const EstimationReport& report) {
     std::vector<double> times;
     std::vector<TrajectoryPoint> points;
-    for (double t = 0.0; t <= motion.last() + 1e-6; t += o.output_interval) {
+    double t = 0.0;
+    while (t <= motion.last() + 1e-6) {
         times.push_back(t);
         points.push_back(point_at(motion, job.arc.start, t));
+        t += o.output_interval;
     }
     if (!o.out.empty()) {
         write_trajectory(o.out, points);

@@ -256,7 +256,7 @@ bool write_orbit_files(const RunOptions& options, KinematicStates& kinematic, co
     orbit.oem_comments = orbit.comments;
     orbit.oem_comments[0] = "POSITIONS OF A LOW-EARTH-ORBIT SATELLITE";
     orbit.oem_comments[1] = "FROM CODE AND CARRIER PHASE, EPOCH BY EPOCH.";
-    orbit.oem_comments.push_back("COVARIANCES FORMAL, ERRORS OF NEIGHBOURS TAKEN AS INDEPENDENT.");
+    orbit.oem_comments.emplace_back("COVARIANCES FORMAL, ERRORS OF NEIGHBOURS TAKEN AS INDEPENDENT.");
     if (!antenna.is_zero()) orbit.comments.front() = orbit.oem_comments.front() = antenna.comment();
     write_orbit(options.orbit, orbit);
     if (options.round)

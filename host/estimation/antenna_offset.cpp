@@ -88,8 +88,8 @@ void move_to_centre_of_mass(const AntennaOffset& antenna, PositionFile& position
     for (const TimedPosition& row : rows) {
         turns.push_back(positions.inertial ? RowMajor(RowMajor::Identity())
                                            : celestial_to_fixed(gtimeChangeTimeSystem(row.time, tsGPST)));
-        inertial.push_back(turns.back().transpose() *
-                           Eigen::Vector3d(row.position[0], row.position[1], row.position[2]));
+        inertial.emplace_back(turns.back().transpose() *
+                              Eigen::Vector3d(row.position[0], row.position[1], row.position[2]));
     }
     for (std::size_t i = 0; i < rows.size(); ++i) {
         const std::size_t other = antenna.needs_direction() ? neighbour_of(rows, i) : i;

@@ -18,7 +18,7 @@ bool solve_point(ObservedArc& arc, const SignalModel& model, ArcEpoch& epoch, Ei
     for (int iteration = 0; iteration < kIterations; ++iteration) {
         Eigen::MatrixXd N = Eigen::MatrixXd::Zero(n, n);
         Eigen::VectorXd b = Eigen::VectorXd::Zero(n);
-        const ReceiverFrame frame = model.frame_of_point(position);
+        const ReceiverFrame frame = frame_of_point(position);
         int rows = 0;
         std::array<bool, 3> seen{};
         for (std::size_t i = epoch.first; i < epoch.first + epoch.count; ++i) {

@@ -65,6 +65,7 @@ void set_up(const FitPositions& positions, Dynamics& dynamics) {
 
 std::vector<FitParameter> parameters_of(const PARAM_FM_EMP& forces) {
     std::vector<FitParameter> parameters;
+    parameters.reserve(static_cast<std::size_t>(std::max(forces.num, 0)));
     for (int k = 0; k < forces.num; ++k)
         parameters.push_back({forces.param_name[k], forces.param[k], forces.param_life[k][0], forces.param_life[k][1]});
     return parameters;

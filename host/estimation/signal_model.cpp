@@ -14,7 +14,6 @@ namespace host {
 namespace {
 
 constexpr double kNominalRate = 7.292115e-5;  ///< [rad/s]
-constexpr double kLongestClockGap = 1.5;      ///< between tabulated clocks, in their usual spacing
 
 Eigen::Matrix3d celestial_to_fixed(const GTime& gpst) {
     const double mjd = gtime2mjd(gtimeChangeTimeSystem(gpst, tsUTC));
@@ -112,7 +111,7 @@ ReceiverFrame SignalModel::frame(double t, const Eigen::Vector3d& position, cons
     return f;
 }
 
-ReceiverFrame SignalModel::frame_of_point(const Eigen::Vector3d& position) const {
+ReceiverFrame frame_of_point(const Eigen::Vector3d& position) {
     ReceiverFrame f{};
     f.to_fixed.setIdentity();
     f.position = position;

@@ -24,14 +24,15 @@ struct ReceiverFrame {
     Eigen::Vector3d sun;                 ///< [m]
 };
 
+/// That of an earth-fixed position, without axes.
+ReceiverFrame frame_of_point(const Eigen::Vector3d& position);
+
 class SignalModel {
   public:
     SignalModel(const GTime& start, const SignalModelOptions& options) : start_(start), options_(options) {}
 
     /// The receiver at a time since the start of the arc, from its state in GCRS.
     ReceiverFrame frame(double t, const Eigen::Vector3d& position, const Eigen::Vector3d& velocity) const;
-    /// The same from an earth-fixed position, without axes.
-    ReceiverFrame frame_of_point(const Eigen::Vector3d& position) const;
 
     /// Fills what the model says of a link that is received at t (sight, direction, code_omc and phase_omc for a receiver clock of zero,
     /// wind-up). False without an ephemeris.

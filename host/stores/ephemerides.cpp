@@ -99,6 +99,7 @@ bool load_records(const NavigationFile& file) {
 
 void load_navigation(const std::vector<std::string>& names, Environment& environment) {
     std::vector<NavigationFile> files;
+    files.reserve(names.size());
     for (const std::string& name : names) files.emplace_back(name);
     take_one_version(files);
     keep_within_rows(files, environment.arc);
