@@ -70,8 +70,8 @@ struct Reader {
     PositionFile result{};
     std::map<std::string, std::vector<TimedPosition>> rows{};
     GTime epoch{};
-    long line_number = 0, absent = 0;
-    bool ended = false;
+    long line_number = 0, absent = 0, behind = 0;
+    bool ended = false, named = false;
 
     void head(const std::string& line) {
         if (!is_sp3_head(line)) throw InputError(file + ": is not an SP3 file");
@@ -80,7 +80,8 @@ struct Reader {
         if (result.frame.empty()) result.frame = "earth-fixed";
     }
     void time_system(const std::string& line) {
-        if (!result.scale_name.empty()) return;  // of two lines the first one says it
+        if (named) return;  // of two lines the first one says it
+        named = true;
         result.scale_name = column(line, 9, 3);
         result.scale = scale_of(file, result.scale_name);
         if (result.scale_name == "ccc" || result.scale_name.empty()) result.scale_name = "GPS";
@@ -105,10 +106,17 @@ struct Reader {
         for (double& x : v) x *= 0.1;
         list.back().velocity = v;
     }
+    /// Another file stands behind this one.
+    void join() {
+        ended = named = false;
+        epoch = {};
+    }
     void line(const std::string& text) {
         if (text.compare(0, 3, "EOF") == 0) ended = true;
-        if (text.compare(0, 2, "%c") == 0) time_system(text);
+        if (ended && is_sp3_head(text)) join();
+        behind += ended && text[0] == 'P';
         if (text.empty() || ended) return;
+        if (text.compare(0, 2, "%c") == 0) time_system(text);
         if (text[0] == '*') {
             GTime read{};
             if (!read_epoch(text, result.scale, read) || !make_gpst(read))
@@ -149,7 +157,7 @@ PositionFile read_sp3(const std::string& file, const std::string& satellite, boo
     std::ifstream in = open_input(file, "SP3 file");
     Reader reader{file};
     std::string line;
-    while (!reader.ended && std::getline(in, line)) {
+    while (std::getline(in, line)) {
         ++reader.line_number;
         reader.line_number == 1 ? reader.head(line) : reader.line(line);
     }
@@ -161,6 +169,7 @@ PositionFile read_sp3(const std::string& file, const std::string& satellite, boo
     if (result.scale_name.empty()) result.scale_name = "GPS";
     if (result.rows.empty()) throw InputError(file + ": no position of satellite " + chosen + " in this SP3 file");
     if (!reader.ended) result.notes.emplace_back("the file ends without EOF");
+    if (reader.behind > 0) result.notes.push_back(std::to_string(reader.behind) + " positions behind EOF are not read");
     if (reader.absent > 0) result.notes.push_back(std::to_string(reader.absent) + " positions are marked as absent");
     return result;
 }

@@ -68,9 +68,10 @@ FileSpan sp3_span(const std::string& name) {
     each_line(name, "SP3 file", [&](const std::string& line) {
         TimeYMD date{};
         if (line.empty()) return true;
+        ended = line.compare(0, 3, "EOF") == 0 || (ended && line[0] != '#');  // another file may stand behind this one
         span.cut = span.cut || (ended && line[0] == '*');
-        ended = ended || line.compare(0, 3, "EOF") == 0;
         if (ended) return !span.cut;
+        if (line[0] == '#' && line[1] != '#') named = false;
         if (line.compare(0, 2, "%c") == 0 && !named && line.size() > 11) {
             named = true;
             check_time_system(name, "SP3 file", line.substr(9, 3));

@@ -118,11 +118,26 @@ void load_navigation(const std::vector<std::string>& names, Environment& environ
     }
 }
 
+/// True for files that were put one behind the other, of which the library would read the first.
+bool is_joined(const std::string& name) {
+    bool ended = false, joined = false;
+    each_line(name, "SP3 file", [&](const std::string& line) {
+        ended = ended || line.compare(0, 3, "EOF") == 0;
+        joined = ended && !line.empty() && line[0] == '#';
+        return !joined;
+    });
+    return joined;
+}
+
 /// The first version names satellites of GPS by their number alone, as in "P  1": the library gets "PG01".
 bool load_orbits(const std::string& name) {
-    if (InputFile::of(name).head().compare(0, 2, "#a") != 0) return load_ephemris_prec(loadable(name));
+    const bool first_version = InputFile::of(name).head().compare(0, 2, "#a") == 0;
+    if (!first_version && !is_joined(name)) return load_ephemris_prec(loadable(name));
     std::string text;
-    each_line(name, "SP3 file", [&text](const std::string& line) {
+    bool ended = false;
+    each_line(name, "SP3 file", [&](const std::string& line) {
+        ended = line.compare(0, 3, "EOF") == 0 || (ended && line[0] != '#');
+        if (ended) return true;
         const bool unnamed = line.size() > 4 && line[0] == 'P' && line[1] == ' ';
         text += unnamed ? std::string("PG") + (line[2] == ' ' ? '0' : line[2]) + line.substr(3) : line;
         text += '\n';
