@@ -365,6 +365,7 @@ TEST_F(HostInputs, UnusableInputsAreNamedForWhatTheyAre) {
         {sp3 + u + "yes.gz", "yes.gz: expands to more than 250 times its size"},
         {sp3 + u + "zero.gz", "zero.gz: is a binary file, not an SP3 file"},
         {sp3 + "/dev/zero", "/dev/zero: is a binary file, not an SP3 file"},
+        {sp3 + "/dev/urandom", "/dev/urandom: is a binary file, not an SP3 file"},
         {sp3 + u + "empty", "empty: is not an SP3 file; this is an empty file"},
         {sp3 + u + "bare.Z", "the Unix compress data are damaged or cut"},
         {sp3 + u + "cut.Z", "the Unix compress data end within a line"},

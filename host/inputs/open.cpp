@@ -137,12 +137,17 @@ std::array<std::uint64_t, 4> stamp_of(const struct stat& info) {
 /// A tar archive by the mark in the head of its first file.
 bool is_tar(const std::string& head) { return head.compare(std::min<std::size_t>(257, head.size()), 5, "ustar") == 0; }
 
-/// Bytes that no text has, one in eight or more.
+/// Bytes that no text has, one in eight or more; with many beyond ASCII, one in sixteen.
 bool is_binary(std::string_view text) {
     const auto odd = std::count_if(text.begin(), text.end(), [](char c) {
         return static_cast<unsigned char>(c) < ' ' && c != '\n' && c != '\r' && c != '\t' && c != '\f';
     });
-    return odd > 0 && static_cast<std::size_t>(odd) >= text.size() / 8;
+    const auto beyond =
+        std::count_if(text.begin(), text.end(), [](char c) { return static_cast<unsigned char>(c) > 126; });
+    const auto share = [&text](auto count, std::size_t of) {
+        return count > 0 && static_cast<std::size_t>(count) >= text.size() / of;
+    };
+    return share(odd, 8) || (share(odd, 16) && share(beyond, 4));
 }
 
 }  // namespace
