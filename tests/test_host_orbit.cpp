@@ -385,4 +385,20 @@ TEST_F(HostOrbit, ASimulatedArcAgainstItsTruth) {
                               {obs + " --nav " + kDemo + "bds.nav --from 86000", "20 epochs"}});
 }
 
+// Two systems, one of which is away for minutes and comes back: each epoch has its position, each system its clock.
+TEST_F(HostOrbit, ASystemThatIsAwayForMinutes) {
+    std::istringstream in(read_file(arc21("both.obs")));
+    std::string text, minute;
+    for (std::string line; std::getline(in, line);) {
+        if (line[0] == '>') minute = line.substr(16, 2);
+        if (line[0] == 'C' && (minute == "05" || minute == "06")) line.resize(3);
+        text += line + "\n";
+    }
+    const Outcome o =
+        leopod_ok("orbit --obs " + write_temp("away.obs", text) + " --nav " + arc21("arc.nav") + " --eop " + kDemo +
+                  "eop.txt --config " + arc21("both.cfg") + " --truth " + arc21("truth_epochs.csv"));
+    EXPECT_EQ(number(o.text, "\n  orbit +epochs ([0-9]+)"), 24) << o.text;
+    EXPECT_LT(number(o.text, "\n  orbit .*largest ([0-9.]+)"), 0.02) << o.text;
+}
+
 }  // namespace
