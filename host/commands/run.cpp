@@ -305,7 +305,7 @@ int run(const RunOptions& options) {
     const AntennaOffset antenna(options.antenna);
     process_all(runner, environment, antenna, tables, totals, keeper);
     if (totals.epochs == 0)
-        throw InputError(options.inputs.obs.front() + ": no epoch at the interval that is asked for");
+        throw InputError(options.inputs.obs.front() + ": no epoch between --from and --to, or at the interval that is asked for");
     tables.close();
 
     Kept& kept = keeper.end();

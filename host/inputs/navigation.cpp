@@ -123,6 +123,7 @@ void NavigationFile::read_record() {
         std::replace(record_line.begin(), record_line.end(), 'd', 'E');
     }
     if (dated && has_numbers(record)) {
+        span_.include(record.epoch);
         records_.push_back(std::move(record));
     } else {
         ++damaged_;
@@ -165,6 +166,13 @@ void NavigationFile::keep_around(const GTime& first, const GTime& last, double s
     };
     const auto end = std::remove_if(records_.begin(), records_.end(), is_far);
     far_ += records_.end() - end;
+    records_.erase(end, records_.end());
+}
+
+void NavigationFile::drop_repeated(std::set<std::string>& seen) {
+    const auto came_before = [&seen](const NavigationRecord& record) { return !seen.insert(record.lines[0]).second; };
+    const auto end = std::remove_if(records_.begin(), records_.end(), came_before);
+    repeated_ += records_.end() - end;
     records_.erase(end, records_.end());
 }
 
@@ -221,6 +229,7 @@ std::string NavigationFile::left_out() const {
     const auto add = [&text](const std::string& part) { text += (text.empty() ? "" : ", ") + part; };
     if (damaged_ > 0) add(std::to_string(damaged_) + " cut or damaged left out");
     for (const auto& [message, count] : messages_) add(std::to_string(count) + " of message " + message + " not read");
+    if (repeated_ > 0) add(std::to_string(repeated_) + " that came before left out");
     if (far_ > 0) add(std::to_string(far_) + " far from the arc left out");
     return text;
 }

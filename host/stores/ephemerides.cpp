@@ -4,6 +4,7 @@
 #include <functional>
 #include <map>
 #include <numeric>
+#include <set>
 
 #include "inputs/checks.h"
 #include "inputs/navigation.h"
@@ -71,7 +72,11 @@ void keep_within_rows(std::vector<NavigationFile>& files, const ArcOfEpochs& arc
     }
     const bool fit = std::all_of(counts.begin(), counts.end(), [](const auto& c) { return c.second <= MAXEPH_BRDC; });
     if (fit || arc.first.sys != tsGPST) return;
-    for (NavigationFile& file : files) file.keep_around(arc.first, arc.last, kAround);
+    std::set<std::string> seen;
+    for (NavigationFile& file : files) {
+        file.keep_around(arc.first, arc.last, kAround);
+        file.drop_repeated(seen);
+    }
 }
 
 /// The library counts the records of each version from the first row on, and leaves some years of version 2 short.
@@ -109,12 +114,13 @@ void load_navigation(const std::vector<std::string>& names, Environment& environ
         const long gps = count_ok(store.eph_brdc_gps_all);
         const long bds = count_ok(store.eph_brdc_bds_all);
         if (!load_records(file)) throw InputError(file.name() + ": this RINEX navigation file could not be read");
+        const FileSpan span = records_span(store, counts);
         const std::string left_out = file.left_out();
         environment.files.push_back({"navigation", file.name(),
                                      std::to_string(count_ok(store.eph_brdc_gps_all) - gps) + " GPS and " +
                                          std::to_string(count_ok(store.eph_brdc_bds_all) - bds) + " BDS records" +
                                          (left_out.empty() ? "" : ", " + left_out),
-                                     records_span(store, counts)});
+                                     span.known() ? span : file.span()});
     }
 }
 

@@ -66,7 +66,8 @@ std::optional<ArcSpan> cut_arc(const InputOptions& options, ArcOfEpochs& arc) {
         arc.last = time;
     }
     if (arc.epochs == 0) {
-        throw InputError(options.obs.front() + ": no epoch between --from and --to; the files hold " +
+        throw InputError(options.obs.front() + ": no epoch between --from and --to" +
+                         (options.interval > 0.0 ? " at that interval" : "") + "; the files hold " +
                          time_text(start, 0) + " to " + time_text(arc.last, 0));
     }
     return span;
