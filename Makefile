@@ -72,8 +72,8 @@ uninstall:
 # Debian packages into build/deb, in Debian's directories.
 deb:
 	scripts/bootstrap deb
-	cmake -S . -B build/deb -DCMAKE_BUILD_TYPE=Release -DCMAKE_INSTALL_PREFIX=/usr $(CMAKE_FLAGS)
-	cmake --build build/deb -j$(JOBS)
+	cmake -S . -B build/deb -DCMAKE_BUILD_TYPE=Release -DCMAKE_INSTALL_PREFIX=/usr -DCMAKE_SKIP_INSTALL_ALL_DEPENDENCY=ON $(CMAKE_FLAGS)
+	cmake --build build/deb -j$(JOBS) --target installed
 	cd build/deb && cpack -G DEB
 
 clean:

@@ -1,5 +1,6 @@
 /// \file main.cpp
 /// The host program `leopod`: loads files, calls the library, writes results.
+#include <malloc.h>
 #include <unistd.h>
 
 #include <cstdio>
@@ -42,6 +43,7 @@ int finish(int status) {
 }  // namespace
 
 int main(int argc, char** argv) {
+    mallopt(M_MMAP_THRESHOLD, 4 << 20);  // arrays of long arcs go back to the system as soon as they are freed
     host::CommandLine line("leopod: satellite orbit determination from GNSS measurements", host::version().text());
     host::Action action;
     host::add_run(line.root(), action);

@@ -412,6 +412,10 @@ TEST_F(Exchange, OrbitsOfTheReceiverAtWholeSeconds) {
     // It is the fitted orbit: the same fit finds no difference.
     const Outcome again = leopod_ok(fit + "--truth " + out("fit.sp3"));
     EXPECT_LE(number(again.text, "fitted orbit .*rms ([0-9.]+)"), 1e-3) << again.text;
+    // Four epochs lead to no whole second: a file without epochs is not written.
+    const Outcome few = leopod(run + out("few.sp3") + " --round --to 120");
+    EXPECT_TRUE(few.status == 1 && holds(few.text, "orbit not written: no position has neighbours")) << few.text;
+    EXPECT_FALSE(std::filesystem::exists(out("few.sp3")));
 }
 
 /// Square of an error in units of its covariance, which is given by its lower triangle.
@@ -634,6 +638,8 @@ TEST_F(Exchange, WhatCannotBeUsedIsNamed) {
                      {state + out("arc.csv") + " --epoch 2021-01-18T06:00:30", "no state at"},
                      {state + "1 2 3 --epoch 2021-01-18T06:00:00", "--state: six numbers"},
                      {kArc.substr(9) + "--oem-out " + out("a") + " --object-id 2002-12B", "--object-id"},
+                     {kArc.substr(9) + "--oem-out " + out("a") + " --object-name ' A'", "--object-name"},
+                     {kArc.substr(9) + "--oem-out " + out("a") + " --object-name " + std::string(241, 'A'), "240"},
                      {kArc.substr(9) + "--oem-out " + out("a") + " --oem-frame teme", "--oem-frame teme"}});
     const std::string opm = write_temp("state.opm", "CCSDS_OPM_VERS = 2.0\n");
     expect_refusals("fit",

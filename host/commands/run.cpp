@@ -236,12 +236,20 @@ void summarise_errors(const ErrorsOfRun& errors, Summary& summary) {
     summarise_errors("errors/filter_after_20_epochs", errors.settled, errors.at_rest, summary);
 }
 
-/// The filter's positions at the true receive times, or at whole seconds. False where there are none.
-bool write_orbit_files(const RunOptions& options, KinematicStates& kinematic, const AntennaOffset& antenna,
-                       double interval) {
-    if (kinematic.positions() == 0) {
-        std::printf("orbit not written: no position of the filter is worth it\n");
-        return false;
+/// What went into the files of the orbit.
+struct OrbitCounts {
+    std::size_t positions = 0, written = 0, without_velocity = 0;
+};
+
+/// The filter's positions at the true receive times, or at whole seconds.
+OrbitCounts write_orbit_files(const RunOptions& options, KinematicStates& kinematic, const AntennaOffset& antenna,
+                              double interval) {
+    OrbitCounts counts{kinematic.positions(), kinematic.states().size()};
+    if (counts.written == 0) {
+        std::printf(counts.positions == 0
+                        ? "orbit not written: no position of the filter is worth it\n"
+                        : "orbit not written: no position has neighbours that lead to whole seconds\n");
+        return counts;
     }
     Ephemeris orbit;
     orbit.interval = interval;
@@ -258,11 +266,11 @@ bool write_orbit_files(const RunOptions& options, KinematicStates& kinematic, co
     orbit.oem_comments[1] = "FROM CODE AND CARRIER PHASE, EPOCH BY EPOCH.";
     orbit.oem_comments.emplace_back("COVARIANCES FORMAL, ERRORS OF NEIGHBOURS TAKEN AS INDEPENDENT.");
     if (!antenna.is_zero()) orbit.comments.front() = orbit.oem_comments.front() = antenna.comment();
-    write_orbit(options.orbit, orbit);
+    counts.without_velocity = write_orbit(options.orbit, orbit);
     if (options.round)
         std::printf("orbit at whole seconds: %zu of %zu positions, interpolated over the receiver clock\n",
-                    orbit.fixed.size(), kinematic.positions());
-    return true;
+                    counts.written, counts.positions);
+    return counts;
 }
 
 FilePlan check_files(const RunOptions& o) {
@@ -318,12 +326,19 @@ int run(const RunOptions& options) {
     if (errors) print_errors(options, *errors, totals.on_ground());
     say_written("epochs", options.out);
     say_written("satellites", options.satellites_out);
-    const bool written = !options.orbit.wanted() || write_orbit_files(options, *kept.orbit, antenna, arc.interval);
+    OrbitCounts orbit;
+    if (options.orbit.wanted()) orbit = write_orbit_files(options, *kept.orbit, antenna, arc.interval);
+    const bool written = !options.orbit.wanted() || orbit.written > 0;
     const bool drawn = options.plot.empty() || write_plot(options, totals.first, kept, errors && errors->at_rest);
     const int status = totals.solved > 0 && drawn && written ? 0 : 1;
     Summary summary = begin_summary("run", options.summary, plan);
     summarise(options, environment, totals, guard, console, summary);
     if (!antenna.is_zero()) summary.set("antenna/offset", antenna.text());
+    if (options.orbit.wanted()) {
+        summary.set("orbit/positions", orbit.positions);
+        summary.set("orbit/written", orbit.written);
+        summary.set("orbit/without_velocity", orbit.without_velocity);
+    }
     if (errors) summarise_errors(*errors, summary);
     summary.write(status);
     return status;

@@ -21,6 +21,15 @@ void require_designator(const std::string& id) {
     if (!good) throw InputError("--object-id " + id + ": an international designator such as 2002-012B is expected");
 }
 
+/// A name that can be a value of an OEM.
+void require_name(const std::string& name) {
+    constexpr std::size_t kLongest = 240;  // on a line of 254 characters
+    const bool plain = std::all_of(name.begin(), name.end(), [](char c) { return c >= ' ' && c <= '~'; });
+    if (!plain) throw InputError("--object-name: plain characters are expected");
+    if (name.size() > kLongest || (!name.empty() && (name.front() == ' ' || name.back() == ' ')))
+        throw InputError("--object-name: a name of up to 240 characters, without blanks around it, is expected");
+}
+
 }  // namespace
 
 void plan_orbit_outputs(const OrbitOutputs& o, FilePlan& plan) {
@@ -33,24 +42,24 @@ void plan_orbit_outputs(const OrbitOutputs& o, FilePlan& plan) {
     }
     if (o.oem_out.empty()) return;
     if (!o.object_id.empty()) require_designator(o.object_id);
-    for (const char c : o.object_name) {
-        if (c < ' ' || c > '~') throw InputError("--object-name: plain characters are expected");
-    }
+    require_name(o.object_name);
     oem_frame(o.oem_frame);
 }
 
-void write_orbit(const OrbitOutputs& o, const Ephemeris& ephemeris) {
+std::size_t write_orbit(const OrbitOutputs& o, const Ephemeris& ephemeris) {
+    std::size_t left_out = 0;
     if (!o.sp3_out.empty()) {
         write_sp3(o.sp3_out, o, ephemeris);
         say_written("orbit", o.sp3_out);
     }
     if (!o.oem_out.empty()) {
-        const std::size_t left_out = write_oem(o.oem_out, o, ephemeris);
+        left_out = write_oem(o.oem_out, o, ephemeris);
         say_written("ephemeris", o.oem_out);
         if (left_out > 0)
             std::printf("note: %zu positions have no neighbours for a velocity and are not in the ephemeris\n",
                         left_out);
     }
+    return left_out;
 }
 
 }  // namespace host

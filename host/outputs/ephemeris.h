@@ -37,8 +37,8 @@ struct Ephemeris {
 /// Checks names and choices of the options, and adds the files to those of the command. Throws InputError.
 void plan_orbit_outputs(const OrbitOutputs& options, FilePlan& plan);
 
-/// Writes the files that are asked for and says so. Throws InputError.
-void write_orbit(const OrbitOutputs& options, const Ephemeris& ephemeris);
+/// Writes the files that are asked for and says so; the count of states without a velocity, which an OEM can't hold. Throws InputError.
+std::size_t write_orbit(const OrbitOutputs& options, const Ephemeris& ephemeris);
 
 }  // namespace host
 
