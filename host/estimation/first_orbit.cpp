@@ -108,7 +108,7 @@ double step_to_points(Motion& motion, const ObservedArc& arc, const std::vector<
         if (t > until) break;
         Eigen::Vector3d r, v;
         motion.state_at(t, r, v);
-        rows.push_back({i, points[i].position - r});
+        rows.emplace_back(i, points[i].position - r);
         distances.push_back(rows.back().second.norm());
     }
     if (distances.size() < 10) throw EstimationFailure("too few epochs have a position for a first orbit");

@@ -24,7 +24,10 @@ class Rare {
     Rare(const Rare& other) : value_(other ? std::make_unique<Value>(*other) : nullptr) {}
     Rare(Rare&&) noexcept = default;
     ~Rare() = default;
-    Rare& operator=(const Rare& other) { return *this = Rare(other); }
+    Rare& operator=(const Rare& other) {
+        *this = Rare(other);
+        return *this;
+    }
     Rare& operator=(Rare&&) noexcept = default;
     explicit operator bool() const { return value_ != nullptr; }
     Value& operator*() { return *value_; }
