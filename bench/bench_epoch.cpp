@@ -55,7 +55,7 @@ bool load() {
     g_brdc_storage = &runtime->brdc_storage;
     g_obs_storage = epochs.get();
     const auto file = [](const char* name, const char* short_arc) {
-        return bench::file_or(std::string("leo_sim/") + name, std::string("tests/data/arc21/") + short_arc);
+        return bench::file_or(std::string("leo_sim/") + name, std::string("tests/arc21/") + short_arc);
     };
     const bool ok = load_ephemeris_brdc(file("dev21_tgd0.nav", "arc.nav").data()) &&
                     load_attitude_quaternion(0, file("dev21_att_zup.txt", "attitude.txt").data()) &&

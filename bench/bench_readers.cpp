@@ -254,7 +254,7 @@ int main(int argc, char** argv) {
     add("reading observations, RINEX 2", data_or("grace_b_2010208/grcb2080_00h12h.10o", write_observations_2),
         no_epochs, load_observations);
     add("reading observations, RINEX 3",
-        file_or("gnss/ground_esbc_2020177/ESBC00DNK_R_20201770000_06H_30S_GO_trim.rnx", "tests/data/arc21/gps.obs"),
+        file_or("gnss/ground_esbc_2020177/ESBC00DNK_R_20201770000_06H_30S_GO_trim.rnx", "tests/arc21/gps.obs"),
         no_epochs, load_observations);
     add("reading SP3",
         file_or("gnss/leo_truth_2018364/COD0MGXFIN_20183640000_01D_05M_ORB.SP3",
@@ -267,11 +267,11 @@ int main(int argc, char** argv) {
         [] { antennas.num_antenna_info = 0; }, [](char* name) { return load_antenna_storage(name, &antennas); });
     // The room of an object is allocated once, by the first load.
     add(
-        "reading quaternions", file_or("leo_sim/dev21_att_zup.txt", "tests/data/arc21/attitude.txt"),
+        "reading quaternions", file_or("leo_sim/dev21_att_zup.txt", "tests/arc21/attitude.txt"),
         [] { g_att_qua_storage.qua_num[0] = 0; }, [](char* name) { return load_attitude_quaternion(0, name); });
     add_navigation("reading navigation, RINEX 2", data_or("gnss/rinex2/esbc1770.20n", write_navigation_2));
     add_navigation("reading navigation, RINEX 3",
-                   file_or("gnss/ground_esbc_2020177/ESBC00DNK_R_20201770000_01D_MN.rnx", "tests/data/arc21/arc.nav"));
+                   file_or("gnss/ground_esbc_2020177/ESBC00DNK_R_20201770000_01D_MN.rnx", "tests/arc21/arc.nav"));
     benchmark::RunSpecifiedBenchmarks();
     std::free(antennas.antenna_info_storage);
     remove_copies();
