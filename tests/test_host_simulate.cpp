@@ -361,8 +361,9 @@ TEST_F(Simulate, OptionsThatCannotBeUsedEndWithStatusTwo) {
             expect_refusals("simulate --obs-out " + out("never.obs"),
                             {{files + option + "=" + beyond, std::string(option) + ": "}});
     }
-    leopod_ok("simulate " + files + all + " --from 2021-01-18T00:00:00 --to 2021-01-18T00:00:01 --obs-out " +
-              out("ends.obs"));
+    for (const std::string& options : {all, std::string(" --shell-height 100")})  // no electrons, no shell
+        leopod_ok("simulate " + files + options + " --from 2021-01-18T00:00:00 --to 2021-01-18T00:00:01 --obs-out " +
+                  out("ends.obs"));
     expect_refusals("simulate --obs-out " + out("never.obs"),
                     {{files + "--interval nan", "--interval"},
                      {files + "--start 2021-01-19T00:00:00", "does not cover the span"},
