@@ -288,6 +288,15 @@ FilePlan check_files(const RunOptions& o) {
     return plan;
 }
 
+/// Why the solved epochs are not to be trusted; empty where nothing speaks against them. Where many epochs fit no position, chance alone
+/// lets some pass.
+std::string doubt_about(const Totals& totals) {
+    const auto poor = totals.failed.find("POOR_FIT");
+    if (poor == totals.failed.end() || 4 * poor->second <= poor->second + totals.solved) return {};
+    return "the ranges of " + std::to_string(poor->second) + " of " + std::to_string(totals.epochs) +
+           " epochs fit no position: do times, observations and ephemerides belong together?";
+}
+
 }  // namespace
 
 int run(const RunOptions& options) {
@@ -313,7 +322,8 @@ int run(const RunOptions& options) {
     const AntennaOffset antenna(options.antenna);
     process_all(runner, environment, antenna, tables, totals, keeper);
     if (totals.epochs == 0)
-        throw InputError(options.inputs.obs.front() + ": no epoch between --from and --to, or at the interval that is asked for");
+        throw InputError(options.inputs.obs.front() +
+                         ": no epoch between --from and --to, or at the interval that is asked for");
     tables.close();
 
     Kept& kept = keeper.end();
@@ -330,7 +340,9 @@ int run(const RunOptions& options) {
     if (options.orbit.wanted()) orbit = write_orbit_files(options, *kept.orbit, antenna, arc.interval);
     const bool written = !options.orbit.wanted() || orbit.written > 0;
     const bool drawn = options.plot.empty() || write_plot(options, totals.first, kept, errors && errors->at_rest);
-    const int status = totals.solved > 0 && drawn && written ? 0 : 1;
+    const std::string doubt = doubt_about(totals);
+    if (!doubt.empty()) std::fprintf(stderr, "leopod: %s: %s\n", options.inputs.obs.front().c_str(), doubt.c_str());
+    const int status = totals.solved > 0 && drawn && written && doubt.empty() ? 0 : 1;
     Summary summary = begin_summary("run", options.summary, plan);
     summarise(options, environment, totals, guard, console, summary);
     if (!antenna.is_zero()) summary.set("antenna/offset", antenna.text());
@@ -340,6 +352,7 @@ int run(const RunOptions& options) {
         summary.set("orbit/without_velocity", orbit.without_velocity);
     }
     if (errors) summarise_errors(*errors, summary);
+    summary.set("fault", doubt);
     summary.write(status);
     return status;
 }
