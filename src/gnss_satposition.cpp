@@ -951,7 +951,7 @@ GTime clock_epoch(Fields& fields, ClockDate& last) {
     date.second = fields.number();
     last.time = YMD2GTime(bounded_date(date), tsGPST);
     const std::size_t size = fields.more() ? static_cast<std::size_t>(fields.start() - first) : 0;
-    last.size = size <= sizeof last.text ? size : 0;
+    last.size = first != nullptr && size <= sizeof last.text ? size : 0;
     if (last.size != 0) std::memcpy(last.text, first, last.size);
     return last.time;
 }
