@@ -172,7 +172,9 @@ TEST_F(Host, SimulatedArcsAgreeWithAnIndependentRendering) {
         EXPECT_NEAR(rms_of(o.text, "filter after 20 epochs"), c.filter, c.slack) << c.name << o.text;
         const Rows ours = read_rows(out("sim.csv")), theirs = read_rows(sim("predicted/" + c.name + "_zup_id.csv"));
         ASSERT_EQ(ours.size(), theirs.size());
-        for (const auto& [sod, row] : theirs) {
+        for (const auto& predicted_row : theirs) {
+            const auto sod = predicted_row.first;
+            const auto& row = predicted_row.second;
             const auto& own = ours.at(sod);
             const auto expect = [&](const std::string& column, const std::string& predicted, double tolerance) {
                 EXPECT_NEAR(own.at(column), row.at("spp_" + predicted), 1e-3) << c.name << ' ' << sod << column;

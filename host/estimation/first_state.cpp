@@ -64,9 +64,9 @@ bool first_state(const FitPositions& positions, double* position, double* veloci
     const std::size_t n = positions.utc.size();
     for (std::size_t i = 0; i < n; ++i) {
         if (!positions.aside.empty() && !positions.aside[i].empty()) continue;
-        std::size_t middle = i, last = i;
+        std::size_t middle = i;
         while (middle < n && positions.seconds(middle) - positions.seconds(i) < kApart) ++middle;
-        last = middle;
+        std::size_t last = middle;
         while (last < n && positions.seconds(last) - positions.seconds(middle) < kApart) ++last;
         if (last >= n) return false;
         const double before = positions.seconds(middle) - positions.seconds(i);

@@ -125,7 +125,7 @@ std::vector<FormalError> formal_errors(const Motion& motion, const Eigen::Matrix
         Eigen::Vector3d position, velocity;
         motion.state_at(t, position, velocity);
         const Motion::Partials rows = orbit_axes(position, velocity) * motion.local_partials(t);
-        errors.push_back((rows * local.at(t) * rows.transpose()).diagonal().cwiseMax(0.0).cwiseSqrt());
+        errors.emplace_back((rows * local.at(t) * rows.transpose()).diagonal().cwiseMax(0.0).cwiseSqrt());
     }
     return errors;
 }

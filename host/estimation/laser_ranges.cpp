@@ -271,7 +271,7 @@ void check_laser_options(const LaserOptions& o) {
         return;
     }
     if (o.stations.empty()) throw InputError("--crd needs the positions of the stations (--stations)");
-    LaserStations{o.stations};
+    const LaserStations stations{o.stations};
     read_laser_sessions(o.crd, o.target);
 }
 

@@ -84,6 +84,7 @@ class WeightedFit {
         const MatrixXd inverse = factors_.solve(MatrixXd::Identity(n, n));
         const MatrixXd covariance = variance * unit_.asDiagonal() * inverse * unit_.asDiagonal();
         std::vector<double> times;
+        times.reserve(points.size());
         for (const TrajectoryPoint& p : points) times.push_back(gtimeSubSec(p.utc, positions_.utc.front()));
         return state_covariances(motion_, covariance, positions_.utc.front(), times);
     }
@@ -95,8 +96,8 @@ class WeightedFit {
         for (const Observation& o : observations_) {
             if (o.weight == 0.0) continue;
             const Vector3d whitened = o.information.llt().matrixU() * o.residual;
-            for (int k = 0; k < 3; ++k)
-                series[static_cast<std::size_t>(k)][static_cast<std::size_t>(o.t / gap_ + 0.5)] = whitened(k);
+            const auto place = static_cast<std::size_t>(std::lround(o.t / gap_));
+            for (int k = 0; k < 3; ++k) series[static_cast<std::size_t>(k)][place] = whitened(k);
         }
         return series;
     }
@@ -251,7 +252,7 @@ class WeightedFit {
         const MatrixXd scaled = unit_.asDiagonal() * N * unit_.asDiagonal();
         factors_.compute(scaled);
         if (factors_.info() != Eigen::Success) throw EstimationFailure("the equations have no solution");
-        const VectorXd dx = unit_.cwiseProduct(factors_.solve(unit_.cwiseProduct(b)));
+        VectorXd dx = unit_.cwiseProduct(factors_.solve(unit_.cwiseProduct(b)));
         offset_deviation_ = scale_ * unit_(offset) * std::sqrt(factors_.solve(VectorXd::Unit(n, offset))(offset));
         if (!dx.allFinite()) throw EstimationFailure("the equations have no solution");
         return dx;

@@ -285,7 +285,7 @@ Ephemeris ephemeris_of(const std::vector<TrajectoryPoint>& points, double interv
     e.comments = {comment, "BY A DYNAMIC MODEL. EARTH-FIXED POSITIONS, TIMES IN GPST."};
     e.oem_comments = {comment, "BY A DYNAMIC MODEL."};
     if (!covariances.empty())
-        e.oem_comments.push_back("COVARIANCES FORMAL, WITH WHAT RESIDUALS SHARE WITH THEIR NEIGHBOURS.");
+        e.oem_comments.emplace_back("COVARIANCES FORMAL, WITH WHAT RESIDUALS SHARE WITH THEIR NEIGHBOURS.");
     for (const TrajectoryPoint& p : points) {
         const GTime gpst = gtimeChangeTimeSystem(p.utc, tsGPST);
         const auto vector = [](const double* v) { return Vector3{v[0], v[1], v[2]}; };
