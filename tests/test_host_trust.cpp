@@ -523,6 +523,22 @@ INSTANTIATE_TEST_SUITE_P(
             "g.txt<2 0 -4.8e-4 0\n2 1 0 0\n2 2 2.4e-6 -1.4e-6\n3 0 9.5e-7 0\n>"),
         fit("MorePiecesThanTheLibraryHolds", kUnchanged, kOrientation, 2, {"3571 pieces", "longer pieces"}, "", 0, "",
             "A0:1"),
+        Trial{
+            "ReferenceWithoutDatesOfAnArcAHairBeforeMidnight",
+            "fit --positions %T/hair.csv --dynamics %E/demo_orbit.cfg --eop %E/data/demo_eop.txt --truth %T/plain.csv",
+            0,
+            {},
+            "fitted orbit +epochs 101.*largest ([0-9.]+)",
+            0.01,
+            "",
+            "'" + kProgram +
+                "' propagate --epoch 2021-01-18T00:00:00 --frame eci --state 6878137 0 0 0 7000 3000 --duration 6000 "
+                "--dynamics %E/demo_orbit.cfg --eop %E/data/demo_eop.txt --out orbit.csv\n"
+                "awk -F, -v OFS=, 'NR==1{print \"sod_gpst,x_m,y_m,z_m\"; next} {print $3,$4,$5,$6}' orbit.csv > "
+                "plain.csv\n"
+                "awk -F, 'NR==1{print \"mjd_gpst,sod_gpst,x_m,y_m,z_m\"; next} {s=$3-5e-4; m=$2; if(s<0){s+=86400; "
+                "m--} "
+                "printf \"%d,%.4f,%.6f,%.6f,%.6f\\n\",m,s,$4-5e-4*$7,$5-5e-4*$8,$6-5e-4*$9}' orbit.csv > hair.csv"},
         Trial{"PositionsWithoutDates",
               "fit --positions %T/p.csv --dynamics %E/demo_orbit.cfg",
               2,

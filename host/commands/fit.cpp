@@ -5,6 +5,7 @@
 #include <cmath>
 #include <cstdio>
 #include <memory>
+#include <optional>
 
 #include "commands/command.h"
 #include "commands/fit_report.h"
@@ -135,6 +136,15 @@ void prepare(const FitOptions& o, const PositionFile& file, Dynamics& dynamics) 
     check_parameters(o.dynamics.dynamics, config, span);
 }
 
+std::optional<Truth> load_truth(const FitOptions& o, const PositionFile& file) {
+    if (o.truth.empty()) return std::nullopt;
+    // A receive time a hair before midnight belongs to the day that begins.
+    const GTime first = gtimeAddSec(gtimeChangeTimeSystem(file.rows.front().time, tsGPST), 1.0);
+    Truth truth = Truth::load(o.truth, first, o.orbit.satellite, file.inertial);
+    truth.require(o.truth, file.rows.front().time, file.rows.back().time);
+    return truth;
+}
+
 /// The offset of the receiver's antenna, with the attitude that it may need.
 AntennaOffset load_antenna(const FitOptions& o, Dynamics& dynamics) {
     InputOptions inputs;
@@ -180,7 +190,7 @@ int fit(const FitOptions& o) {
     PositionFile file = load_positions(o);
     Dynamics dynamics;
     prepare(o, file, dynamics);
-    Truth::check(o.truth, file.rows.front().time, file.rows.back().time, o.orbit.satellite, file.inertial);
+    const std::optional<Truth> truth = load_truth(o, file);
     const AntennaOffset antenna = load_antenna(o, dynamics);
     move_to_centre_of_mass(antenna, file);
     const FitPositions positions = make_positions(file, o.antenna, *dynamics.config);
@@ -199,7 +209,7 @@ int fit(const FitOptions& o) {
     summarise_fit(file, antenna, dynamics, result, doubt, summary);
     bool complete = true;
     if (!result.orbit.empty()) {
-        if (!o.truth.empty()) print_fit_errors(o, result, file, summary);
+        if (truth) print_fit_errors(o, *truth, result, file, summary);
         check_laser(o, result, summary);
         complete = write_fit(o, result, file, antenna, dynamics);
     }

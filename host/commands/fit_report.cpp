@@ -145,10 +145,8 @@ void print_fit_result(const FitResult& result, const std::string& doubt) {
     std::printf("residuals: rms along %.4f, radial %.4f, cross %.4f m\n", result.rms[0], result.rms[1], result.rms[2]);
 }
 
-void print_fit_errors(const FitOptions& o, const FitResult& result, const PositionFile& file, Summary& summary) {
-    // A receive time a hair before midnight belongs to the day that begins.
-    const GTime first = gtimeAddSec(gtimeChangeTimeSystem(file.rows.front().time, tsGPST), 1.0);
-    const Truth truth = Truth::load(o.truth, first, o.orbit.satellite, file.inertial);
+void print_fit_errors(const FitOptions& o, const Truth& truth, const FitResult& result, const PositionFile& file,
+                      Summary& summary) {
     std::vector<PositionError> errors[2];
     for (const TimedPosition& row : file.rows) {
         double fitted[3];

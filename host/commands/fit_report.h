@@ -5,6 +5,7 @@
 
 #include "commands/fit.h"
 #include "estimation/position_fit.h"
+#include "inputs/truth.h"
 #include "outputs/summary.h"
 
 namespace host {
@@ -15,7 +16,8 @@ void print_fit_input(const FitOptions& options, const PositionFile& file, const 
 /// Iterations, outcome and residuals. `doubt` is empty where the fit converged.
 void print_fit_result(const FitResult& result, const std::string& doubt);
 /// Errors against the reference of the options.
-void print_fit_errors(const FitOptions& options, const FitResult& result, const PositionFile& file, Summary& summary);
+void print_fit_errors(const FitOptions& options, const Truth& truth, const FitResult& result, const PositionFile& file,
+                      Summary& summary);
 /// What the summary as JSON holds of them.
 void summarise_fit(const PositionFile& file, const AntennaOffset& antenna, const Dynamics& dynamics,
                    const FitResult& result, const std::string& doubt, Summary& summary);

@@ -1,6 +1,7 @@
 #include "commands/orbit.h"
 
 #include <cstdio>
+#include <optional>
 
 #include "commands/command.h"
 #include "commands/options.h"
@@ -16,9 +17,16 @@ namespace host {
 
 namespace {
 
+std::optional<Truth> load_truth(const OrbitOptions& o, const OrbitJob& job) {
+    if (o.truth.empty()) return std::nullopt;
+    Truth truth = Truth::load(o.truth, job.arc.start);
+    truth.require(o.truth, job.arc.epochs.front().tag, job.arc.epochs.back().tag);
+    return truth;
+}
+
 /// Errors of the orbit at all epochs of the observations.
-void print_truth(const OrbitOptions& o, const OrbitJob& job, const Motion& motion, Summary& summary) {
-    const Truth truth = Truth::load(o.truth, job.arc.start);
+void print_truth(const OrbitOptions& o, const Truth& truth, const OrbitJob& job, const Motion& motion,
+                 Summary& summary) {
     std::vector<PositionError> errors;
     for (const ArcEpoch& epoch : job.arc.epochs) {
         PositionError error{};
@@ -72,7 +80,7 @@ int estimate(const OrbitOptions& o, const FilePlan& plan) {
     Console console(o.log_level);
     OrbitJob job;
     load(o, job);
-    Truth::check(o.truth, job.arc.epochs.front().tag, job.arc.epochs.back().tag);
+    const std::optional<Truth> truth = load_truth(o, job);
     Motion motion(job.dynamics, gtimeChangeTimeSystem(job.arc.start, tsUTC), 0.0, job.arc.epochs.back().time,
                   empirical_terms(o, *job.dynamics.config));
     print_input(job);
@@ -93,7 +101,7 @@ int estimate(const OrbitOptions& o, const FilePlan& plan) {
     print_report(job, motion, report, counts, formal);
     Summary summary = begin_summary("orbit", o.summary, plan);
     summarise(job, motion, report, counts, formal, summary);
-    if (!o.truth.empty()) print_truth(o, job, motion, summary);
+    if (truth) print_truth(o, *truth, job, motion, summary);
     check_laser(o, job, motion, summary);
     write_results(o, job, motion, report);
     const std::string fault = fault_of(report, counts, formal);

@@ -184,8 +184,15 @@ void summarise(const PositionFile& given, const Dynamics& dynamics, const std::v
     summarise_environment(dynamics.environment, points.front().utc, summary);
 }
 
-void print_result(const PropagateOptions& o, const PositionFile& given, const Dynamics& dynamics,
-                  const std::vector<TrajectoryPoint>& points, Summary& summary) {
+std::optional<Truth> load_truth(const PropagateOptions& o, const GTime& start, bool inertial) {
+    if (o.truth.empty()) return std::nullopt;
+    Truth truth = Truth::load(o.truth, start, o.orbit.satellite, inertial);
+    truth.require(o.truth, start, gtimeAddSec(start, o.duration));
+    return truth;
+}
+
+void print_result(const PropagateOptions& o, const std::optional<Truth>& truth, const PositionFile& given,
+                  const Dynamics& dynamics, const std::vector<TrajectoryPoint>& points, Summary& summary) {
     const GTime start = gtimeChangeTimeSystem(points.front().utc, tsGPST);
     const TrajectoryPoint& last = points.back();
     std::printf("leopod propagate: %s to %s GPST, %zu epochs\n", time_text(start).c_str(),
@@ -194,15 +201,14 @@ void print_result(const PropagateOptions& o, const PositionFile& given, const Dy
     print_dynamics(dynamics);
     std::printf("last state, earth-fixed: %.4f %.4f %.4f m, %.7f %.7f %.7f m/s\n", last.pos_ecf[0], last.pos_ecf[1],
                 last.pos_ecf[2], last.vel_ecf[0], last.vel_ecf[1], last.vel_ecf[2]);
-    if (o.truth.empty()) return;
-    const Truth truth = Truth::load(o.truth, start, o.orbit.satellite, given.inertial);
+    if (!truth) return;
     std::vector<PositionError> errors;
     for (const TrajectoryPoint& p : points) {
         PositionError error{};
-        if (truth.error_at(gtimeChangeTimeSystem(p.utc, tsGPST), p.pos_ecf, error)) errors.push_back(error);
+        if (truth->error_at(gtimeChangeTimeSystem(p.utc, tsGPST), p.pos_ecf, error)) errors.push_back(error);
     }
     const ErrorStatistics s = statistics(errors);
-    summary.set("errors/reference", truth.source());
+    summary.set("errors/reference", truth->source());
     summarise_errors("errors/orbit", s, false, summary);
     std::printf("errors against %s: epochs %zu, 3D rms %.4f, largest %.4f m\n", o.truth.c_str(), s.count, s.rms,
                 s.largest);
@@ -233,14 +239,14 @@ int propagate(const PropagateOptions& options) {
     const double mjd = gtime2mjd(start);
     Dynamics dynamics;
     prepare(o, mjd, given, dynamics);
-    Truth::check(o.truth, start, gtimeAddSec(start, o.duration), o.orbit.satellite, given.inertial);
+    const std::optional<Truth> truth = load_truth(o, gtimeChangeTimeSystem(start, tsGPST), given.inertial);
     Vector3 pos{}, vel{};
     inertial_state(given, mjd, pos, vel);
     print_shortcomings(dynamics);
     const std::vector<TrajectoryPoint> points = integrate(dynamics, start, pos.data(), vel.data(), o.duration);
     Summary summary = begin_summary("propagate", o.summary, plan);
     summarise(given, dynamics, points, summary);
-    print_result(o, given, dynamics, points, summary);
+    print_result(o, truth, given, dynamics, points, summary);
     write_files(o, dynamics, points);
     console.messages().print(stdout, {});
     summarise_messages(console.messages(), {}, summary);

@@ -48,15 +48,12 @@ Truth Truth::load(const std::string& file, const GTime& first, const std::string
     return truth;
 }
 
-void Truth::check(const std::string& file, const GTime& first, const GTime& last, const std::string& satellite,
-                  bool inertial) {
-    if (file.empty()) return;
+void Truth::require(const std::string& file, const GTime& first, const GTime& last) const {
     const GTime from = gtimeChangeTimeSystem(first, tsGPST), to = gtimeChangeTimeSystem(last, tsGPST);
-    const Truth truth = load(file, from, satellite, inertial);
-    const double begin = gtimeSubSec(from, truth.origin_) - kLongestGap;
-    const double end = gtimeSubSec(to, truth.origin_) + kLongestGap;
-    const bool covers = truth.size() == 1 || std::any_of(truth.seconds_.begin(), truth.seconds_.end(),
-                                                         [&](double t) { return t >= begin && t <= end; });
+    const double begin = gtimeSubSec(from, origin_) - kLongestGap;
+    const double end = gtimeSubSec(to, origin_) + kLongestGap;
+    const bool covers = size() == 1 || std::any_of(seconds_.begin(), seconds_.end(),
+                                                   [begin, end](double t) { return t >= begin && t <= end; });
     if (!covers)
         throw InputError(file + ": covers no epoch of the arc from " + time_text(from, 0) + " to " + time_text(to, 0));
 }

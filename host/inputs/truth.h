@@ -28,9 +28,8 @@ class Truth {
     static Truth load(const std::string& file, const GTime& first, const std::string& satellite = "",
                       bool inertial = false);
 
-    /// Throws InputError where the file, read as above, has no row within two minutes of the arc.
-    static void check(const std::string& file, const GTime& first, const GTime& last, const std::string& satellite = "",
-                      bool inertial = false);
+    /// Throws InputError, with the name of the file, where no row lies within two minutes of an arc.
+    void require(const std::string& file, const GTime& first, const GTime& last) const;
 
     /// Position and velocity at a time, by interpolation of neighbouring rows. False outside the rows or in a gap.
     bool state_at(const GTime& time, Vector3& position, Vector3& velocity) const;
