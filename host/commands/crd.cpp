@@ -18,6 +18,7 @@
 #include "shared/console.h"
 #include "shared/error.h"
 #include "shared/files.h"
+#include "shared/printable.h"
 #include "shared/span.h"
 
 namespace host {
@@ -51,7 +52,7 @@ std::string named(const char* const (&names)[N], int value) {
 
 std::string list_of(const std::map<std::string, long>& counts) {
     std::string text;
-    for (const auto& [name, count] : counts) text += (text.empty() ? "" : ", ") + name + " " + std::to_string(count);
+    for (const auto& [name, count] : counts) add_part(text, name + " " + std::to_string(count));
     return text.empty() ? "none" : text;
 }
 

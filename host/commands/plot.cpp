@@ -41,7 +41,7 @@ struct PlotOptions {
 /// Seconds since the start of a day; false outside the span asked for.
 bool seconds_in_span(const PlotOptions& o, const GTime& time, long day, double& seconds) {
     seconds = static_cast<double>(time.time.mjd - day) * 86400.0 + time.time.sod;
-    return !o.span.given() || ArcSpan(o.span, {{day, 0.0}, tsGPST}, tsGPST).has(time);
+    return in_span(o.span, time, day);
 }
 
 Canvas plot_errors(const PlotOptions& o) {

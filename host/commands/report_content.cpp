@@ -15,11 +15,6 @@ namespace host {
 
 namespace {
 
-/// Rows of the span that is asked for.
-bool in_span(const SpanOptions& span, const GTime& time, long day) {
-    return !span.given() || ArcSpan(span, {{day, 0.0}, tsGPST}, tsGPST).has(time);
-}
-
 void add_solution(const ReportOptions& o, const Source& source, Content& content) {
     Solution solution{source.label, read_positions(source, content.day)};
     if (content.day == 0) content.day = first_day(solution.rows);

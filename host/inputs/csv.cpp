@@ -7,6 +7,7 @@
 #include "inputs/kinds.h"
 #include "inputs/open.h"
 #include "shared/error.h"
+#include "shared/printable.h"
 
 namespace host {
 
@@ -54,7 +55,7 @@ int CsvReader::require(const std::string& name, const std::string& hint) const {
     if (column >= 0) return column;
     check_kind(file_, "CSV file", {Kind::csv});
     std::string have;
-    for (const std::string& n : names_) have += (have.empty() ? "" : ", ") + n;
+    for (const std::string& n : names_) add_part(have, n);
     if (have.size() > 300) have.replace(300, std::string::npos, " ...");
     throw InputError(file_ + ": has no column " + name + " (it has " + have + "); " + hint);
 }

@@ -118,7 +118,7 @@ void keep_target(std::vector<LaserSession>& sessions, const std::string& target,
         all.emplace(given(r.ilrs_id) ? std::to_string(r.ilrs_id) : crd_upper(r.target_name), s.target());
     }
     std::string names;
-    for (const auto& [key, name] : all) names += (names.empty() ? "" : ", ") + name;
+    for (const auto& [key, name] : all) add_part(names, name);
     if (target.empty()) {
         if (all.size() > 1) throw InputError(file + ": has ranges to several targets (" + names + "): --crd-target");
         return;

@@ -9,6 +9,7 @@
 #include "inputs/observation_layout.h"
 #include "inputs/open.h"
 #include "shared/error.h"
+#include "shared/printable.h"
 #include "shared/times.h"
 
 namespace host {
@@ -139,7 +140,7 @@ bool NavigationFile::read_first_line(NavigationRecord& record) const {
         if (!take_number(text, *part)) return false;
     }
     if (!take_number(text, date.second)) return false;
-    if (v2) date.year += date.year < 80 ? 2000 : date.year < 100 ? 1900 : 0;
+    if (v2) date.year = full_year(date.year);
     if (record.prn <= 0 || !is_date(date.year, date.month, date.day)) return false;
     record.epoch = time_of(date, tsGPST);
     return true;
@@ -226,11 +227,11 @@ std::string NavigationFile::text() const {
 
 std::string NavigationFile::left_out() const {
     std::string text;
-    const auto add = [&text](const std::string& part) { text += (text.empty() ? "" : ", ") + part; };
-    if (damaged_ > 0) add(std::to_string(damaged_) + " cut or damaged left out");
-    for (const auto& [message, count] : messages_) add(std::to_string(count) + " of message " + message + " not read");
-    if (repeated_ > 0) add(std::to_string(repeated_) + " that came before left out");
-    if (far_ > 0) add(std::to_string(far_) + " far from the arc left out");
+    if (damaged_ > 0) add_part(text, std::to_string(damaged_) + " cut or damaged left out");
+    for (const auto& [message, count] : messages_)
+        add_part(text, std::to_string(count) + " of message " + message + " not read");
+    if (repeated_ > 0) add_part(text, std::to_string(repeated_) + " that came before left out");
+    if (far_ > 0) add_part(text, std::to_string(far_) + " far from the arc left out");
     return text;
 }
 

@@ -9,6 +9,7 @@
 #include "inputs/kinds.h"
 #include "inputs/open.h"
 #include "shared/error.h"
+#include "shared/printable.h"
 #include "shared/times.h"
 
 namespace host {
@@ -45,11 +46,10 @@ std::string count_of(long count, const char* thing) {
 
 std::string PassedOver::text() const {
     std::string text;
-    const auto add = [&text](const std::string& part) { text += (text.empty() ? "" : ", ") + part; };
-    if (events > 0) add(std::to_string(events) + " with an event left out");
-    if (lines > 0) add(count_of(lines, "line") + " that can't be read left out");
-    if (satellites > 0) add(count_of(satellites, "satellite") + " fewer than its epochs count");
-    if (is_cut) add("cut within its last epoch");
+    if (events > 0) add_part(text, std::to_string(events) + " with an event left out");
+    if (lines > 0) add_part(text, count_of(lines, "line") + " that can't be read left out");
+    if (satellites > 0) add_part(text, count_of(satellites, "satellite") + " fewer than its epochs count");
+    if (is_cut) add_part(text, "cut within its last epoch");
     return text;
 }
 
@@ -148,7 +148,7 @@ bool ObservationReader::read_date(ObservedEpoch& epoch) {
         if (!take_number(text, *part)) return false;
     }
     if (!take_number(text, date.second)) return false;
-    if (!v3) date.year += date.year < 80 ? 2000 : date.year < 100 ? 1900 : 0;
+    if (!v3) date.year = full_year(date.year);
     if (!is_date(date.year, date.month, date.day) || date.hour < 0 || date.hour > 24 || date.minute < 0 ||
         date.minute > 60 || !(date.second >= 0.0 && date.second <= 61.0)) {
         return false;

@@ -18,8 +18,7 @@ bool row_seconds(const SpanOptions& span, const CsvReader& in, int mjd, int sod,
     if (!(std::fabs(row_day) < 1e5 && std::fabs(row_second) < 1e6)) return false;
     if (day == 0) day = std::lround(row_day);
     seconds = (row_day - static_cast<double>(day)) * 86400.0 + row_second;
-    return !span.given() ||
-           ArcSpan(span, {{day, 0.0}, tsGPST}, tsGPST).has({{std::lround(row_day), row_second}, tsGPST});
+    return in_span(span, {{std::lround(row_day), row_second}, tsGPST}, day);
 }
 
 SatelliteRowsByName read_satellite_rows(const std::vector<std::string>& files, bool antenna, const SpanOptions& span,

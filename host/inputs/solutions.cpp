@@ -6,6 +6,7 @@
 
 #include "inputs/csv.h"
 #include "shared/error.h"
+#include "shared/printable.h"
 
 namespace host {
 
@@ -77,7 +78,7 @@ std::string base_name(const std::string& file) { return std::filesystem::path(fi
 
 std::string base_names(const std::vector<std::string>& files) {
     std::string text;
-    for (const std::string& file : files) text += (text.empty() ? "" : ", ") + base_name(file);
+    for (const std::string& file : files) add_part(text, base_name(file));
     return text;
 }
 

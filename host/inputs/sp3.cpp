@@ -7,6 +7,7 @@
 
 #include "inputs/open.h"
 #include "shared/error.h"
+#include "shared/printable.h"
 #include "shared/times.h"
 
 namespace host {
@@ -130,7 +131,7 @@ struct Reader {
 
 std::string names_of(const std::map<std::string, std::vector<TimedPosition>>& rows) {
     std::string names;
-    for (const auto& [name, list] : rows) names += (names.empty() ? "" : ", ") + name;
+    for (const auto& [name, list] : rows) add_part(names, name);
     return names.size() > 200 ? names.substr(0, 200) + " ..." : names;
 }
 

@@ -31,6 +31,11 @@ std::string printable(const std::string& text) {
     return out;
 }
 
+void add_part(std::string& list, const std::string& part) {
+    if (!list.empty()) list += ", ";
+    list += part;
+}
+
 std::string with_article(const std::string& what) {
     const bool vowel = what.find_first_of("AEIOaeio") == 0 || what.compare(0, 3, "SP3") == 0;
     return (vowel ? "an " : "a ") + what;

@@ -13,6 +13,9 @@ std::size_t character_length(const std::string& text, std::size_t at);
 /// The text with a question mark for each control character and for each byte that is not UTF-8.
 std::string printable(const std::string& text);
 
+/// Adds a part to a list in words, with a comma before it where there are others.
+void add_part(std::string& list, const std::string& part);
+
 /// "an SP3 file", "a RINEX clock file".
 std::string with_article(const std::string& what);
 

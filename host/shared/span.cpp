@@ -62,4 +62,8 @@ bool ArcSpan::over(const GTime& time) const { return seconds(time) >= to_ - kSla
 
 bool ArcSpan::has(const GTime& time) const { return on_grid(seconds(time), interval_) && within(time); }
 
+bool in_span(const SpanOptions& options, const GTime& time, long day) {
+    return !options.given() || ArcSpan(options, {{day, 0.0}, tsGPST}, tsGPST).has(time);
+}
+
 }  // namespace host

@@ -47,6 +47,9 @@ class ArcSpan {
     double from_, to_, interval_;  ///< [s] since then
 };
 
+/// True for a time of a table of GPST whose first day is this one.
+bool in_span(const SpanOptions& options, const GTime& time, long day);
+
 }  // namespace host
 
 #endif

@@ -171,6 +171,8 @@ TimeYMD date_of(long mjd) {
     return d;
 }
 
+int full_year(int year) { return year + (year < 80 ? 2000 : year < 100 ? 1900 : 0); }
+
 bool is_date(long year, int month, int day) {
     return month >= 1 && month <= 12 && day >= 1 && day <= days_in_month(year, month);
 }

@@ -13,6 +13,8 @@ namespace host {
 /// Gregorian calendar to Modified Julian Day, and back with the time of day left at zero.
 long mjd_of(long year, int month, int day);
 TimeYMD date_of(long mjd);
+/// Year of one of two digits as RINEX 2 has it, 1980 to 2079; others stay.
+int full_year(int year);
 /// True for a day that the calendar has.
 bool is_date(long year, int month, int day);
 

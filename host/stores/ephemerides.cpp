@@ -16,6 +16,7 @@
 #include "stores/clock_choice.h"
 #include "stores/orbit_nodes.h"
 #include "stores/plausible.h"
+#include "stores/satellites.h"
 
 namespace host {
 
@@ -183,7 +184,7 @@ bool has_ephemerides(sysGNSS system, const RUNTIME_POD_EMBED& runtime) {
     if (g_eph_selection == EPHOPT_PREC) {
         const int first = satsysprn2index(system, 1);
         const int* counts = runtime.prec_storage.idx_eph;
-        const int end = system == GPS ? satsysprn2index(BDS, 1) : 95;
+        const int end = system == GPS ? satsysprn2index(BDS, 1) : kFirstLeo;
         return std::any_of(counts + first, counts + end, [](int count) { return count > 0; });
     }
     return system == GPS ? count_ok(runtime.brdc_storage.eph_brdc_gps_all) > 0

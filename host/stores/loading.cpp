@@ -9,6 +9,7 @@
 #include "inputs/open.h"
 #include "shared/earth.h"
 #include "shared/error.h"
+#include "shared/printable.h"
 #include "shared/times.h"
 #include "stores/attitudes.h"
 #include "stores/environment.h"
@@ -174,7 +175,7 @@ void load_attitude(const InputOptions& options, Environment& environment) {
     if (options.receiver != 0) objects.push_back(options.receiver);
     std::string names;
     for (const std::string& name : options.att) {
-        names += (names.empty() ? "" : ", ") + name;
+        add_part(names, name);
         const bool mission = check_attitude(name);
         int records = 0;
         for (int object : objects) {

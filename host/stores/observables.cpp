@@ -6,6 +6,7 @@
 #include <sstream>
 
 #include "shared/error.h"
+#include "shared/printable.h"
 
 namespace host {
 
@@ -156,7 +157,6 @@ std::string observed_types(sysGNSS system, const std::vector<ObservationScan>& s
 
 std::string other_signals(const std::vector<Observables>& taken, const std::vector<ObservationScan>& scans) {
     std::string text;
-    const auto add = [&text](const std::string& part) { text += (text.empty() ? "" : ", ") + part; };
     const auto taken_of = [&taken](sysGNSS system) {
         return std::find_if(taken.begin(), taken.end(), [system](const Observables& o) { return o.system == system; });
     };
@@ -166,8 +166,8 @@ std::string other_signals(const std::vector<Observables>& taken, const std::vect
             if (used != taken.end() && used->codes == set) continue;
             const Share share = share_of(system, {set.begin(), set.end()}, scans);
             if (share.complete > 0)
-                add(std::string(system == GPS ? "GPS " : "BDS ") + join(set) + " (" + percent(share) +
-                    " of its satellites)");
+                add_part(text, std::string(system == GPS ? "GPS " : "BDS ") + join(set) + " (" + percent(share) +
+                                   " of its satellites)");
         }
     }
     std::set<char> letters;
@@ -176,7 +176,7 @@ std::string other_signals(const std::vector<Observables>& taken, const std::vect
     }
     for (const auto& [letter, name] : {std::pair{'E', "Galileo"}, std::pair{'R', "GLONASS"}, std::pair{'J', "QZSS"},
                                        std::pair{'I', "NavIC"}, std::pair{'S', "SBAS"}}) {
-        if (letters.count(letter) != 0) add(std::string(name) + " (not processed)");
+        if (letters.count(letter) != 0) add_part(text, std::string(name) + " (not processed)");
     }
     return text;
 }

@@ -13,7 +13,6 @@ namespace host {
 
 namespace {
 
-constexpr int kFirstLeo = 95;        ///< low-earth-orbit satellites of a product are no transmitters
 constexpr std::size_t kAround = 10;  ///< positions that a curve goes through
 constexpr std::size_t kLeast = 3;    ///< of them on either side
 constexpr std::size_t kMostTogether = 3;

@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <cmath>
 
+#include "stores/satellites.h"
+
 namespace host {
 
 namespace {
@@ -47,7 +49,6 @@ void set_aside_impossible_values(Environment& environment) {
     RUNTIME_POD_EMBED& runtime = *environment.runtime;
     check_broadcast(runtime.brdc_storage.eph_brdc_gps_all);
     check_broadcast(runtime.brdc_storage.eph_brdc_bds_all);
-    constexpr int kFirstLeo = 95;  ///< low-earth-orbit satellites of a product are no transmitters
     for (int sat = 0; sat < kFirstLeo; ++sat) {
         for (int i = 0; i < runtime.prec_storage.idx_eph[sat]; ++i) {
             double* position = runtime.prec_storage.eph_pre_all[sat][i].pos_ecf;

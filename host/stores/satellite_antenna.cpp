@@ -92,7 +92,6 @@ struct AntennaShift {
 
 AntennaShift move_all(const std::string& antex, EPHPREC_STORE& store) {
     const Antennas antennas(antex);
-    constexpr int kFirstLeo = 95;  ///< low-earth-orbit satellites of a product are no transmitters
     AntennaShift shift;
     std::map<std::pair<long, double>, Vector3> suns;  // satellites share their epochs
     for (int sat = 0; sat < kFirstLeo; ++sat) {

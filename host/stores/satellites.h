@@ -31,6 +31,8 @@ class SatelliteTable {
     bool seen_[MAXSAT_GNSS] = {};  ///< satellites that the filter has had before
 };
 
+constexpr int kFirstLeo = 95;  ///< index of a product's first low-earth-orbit satellite, which is no transmitter
+
 /// Name such as G07.
 std::string satellite_name(int satsys, int prn);
 
