@@ -230,20 +230,21 @@ void term_angles(const Multipliers<K>& m, const double (&arguments)[K], double (
 // --- nutation series: terms from sine-cosine pairs, or from products -------------------------------------------------
 
 /// Coefficients of term i of both series side by side: luni-solar longitude and obliquity, planetary longitude and obliquity [0.1 microarcsecond].
+/// In phase are the sines of longitude and the cosines of obliquity, out of phase the others, which are small.
 struct TermPair {
-    alignas(32) double sine[kQuad], cosine[kQuad];
+    alignas(32) double in_phase[kQuad], out_of_phase[kQuad];
 };
 
 constexpr auto kTermPairs = [] {
     std::array<TermPair, kTerms> terms = {};
     for (std::size_t i = 0; i < std::size(g_xls); ++i) {
         const NUT_COEF_XLS& row = g_xls[i];
-        terms[i] = {{row.sp, row.se}, {row.cp, row.ce}};
+        terms[i] = {{row.sp, row.ce}, {row.cp, row.se}};
     }
     for (std::size_t i = 0; i < std::size(g_xpl); ++i) {
         const NUT_COEF_XPL& row = g_xpl[i];
-        terms[i].sine[2] = row.sp, terms[i].sine[3] = row.se;
-        terms[i].cosine[2] = row.cp, terms[i].cosine[3] = row.ce;
+        terms[i].in_phase[2] = row.sp, terms[i].in_phase[3] = row.ce;
+        terms[i].out_of_phase[2] = row.cp, terms[i].out_of_phase[3] = row.se;
     }
     return terms;
 }();
@@ -255,10 +256,13 @@ constexpr std::size_t kChanging = [] {
     return n;
 }();
 
-/// Changes of the coefficients in a century.
+/// Changes of the coefficients in phase in a century.
+struct TermRate {
+    alignas(32) double in_phase[kQuad];
+};
 constexpr auto kTermRates = [] {
-    std::array<TermPair, kChanging> rates = {};
-    for (std::size_t i = 0; i < kChanging; ++i) rates[i] = {{g_xls[i].spt}, {0.0, g_xls[i].cet}};
+    std::array<TermRate, kChanging> rates = {};
+    for (std::size_t i = 0; i < kChanging; ++i) rates[i] = {{g_xls[i].spt, g_xls[i].cet}};
     return rates;
 }();
 
@@ -266,29 +270,26 @@ constexpr auto kTermRates = [] {
 template <bool wide>
 struct TermValues {
     Quad both;
-    LEOPOD_KERNEL Quad cosines() const { return LEOPOD_SHUFFLE(both, both, 0, 0, 2, 2); }
-    LEOPOD_KERNEL Quad sines() const { return LEOPOD_SHUFFLE(both, both, 1, 1, 3, 3); }
+    LEOPOD_KERNEL Quad value() const { return both; }
+    LEOPOD_KERNEL Quad swapped() const { return LEOPOD_SHUFFLE(both, both, 1, 0, 3, 2); }
 };
 template <>
 struct TermValues<false> {
     Pair luni_solar, planetary;
-    LEOPOD_KERNEL Quad cosines() const { return Quad{luni_solar[0], luni_solar[0], planetary[0], planetary[0]}; }
-    LEOPOD_KERNEL Quad sines() const { return Quad{luni_solar[1], luni_solar[1], planetary[1], planetary[1]}; }
+    LEOPOD_KERNEL Quad value() const { return Quad{luni_solar[0], luni_solar[1], planetary[0], planetary[1]}; }
+    LEOPOD_KERNEL Quad swapped() const { return Quad{luni_solar[1], luni_solar[0], planetary[1], planetary[0]}; }
 };
 
 /// Both nutation angles [rad] from a function that gives the TermValues of i. Each series is summed from its last, small terms to its first.
 template <bool wide, typename Term>
 LEOPOD_KERNEL inline void sum_nutation(double t, const Term& term_at, double& dpsi, double& deps) {
     FourSums<wide> sums;
-    const auto add = [&](std::size_t i, Quad sine, Quad cosine) LEOPOD_KERNEL {
+    const auto add = [&](std::size_t i, Quad in_phase) LEOPOD_KERNEL {
         const TermValues<wide> z = term_at(i);
-        sums.add(sine * z.sines() + cosine * z.cosines());
+        sums.add(in_phase * z.swapped() + load(kTermPairs[i].out_of_phase) * z.value());
     };
-    for (std::size_t i = kTerms; i-- > kChanging;) add(i, load(kTermPairs[i].sine), load(kTermPairs[i].cosine));
-    for (std::size_t i = kChanging; i-- > 0;) {
-        add(i, load(kTermPairs[i].sine) + load(kTermRates[i].sine) * t,
-            load(kTermPairs[i].cosine) + load(kTermRates[i].cosine) * t);
-    }
+    for (std::size_t i = kTerms; i-- > kChanging;) add(i, load(kTermPairs[i].in_phase));
+    for (std::size_t i = kChanging; i-- > 0;) add(i, load(kTermPairs[i].in_phase) + load(kTermRates[i].in_phase) * t);
     constexpr double kUnitToRad = kArcsecToRad / 1e7;  // 0.1 microarcsecond
     const Quad angles = sums.value() * kUnitToRad;
     dpsi = angles[0] + angles[2];
@@ -372,6 +373,11 @@ LEOPOD_KERNEL inline void store_second(double* p, Pair z) {
     store(p, z);
     store(p + 2, Pair{-z[1], z[0]});
 }
+[[maybe_unused]] LEOPOD_KERNEL inline Quad conjugate(Quad z) {
+    constexpr long long kSign = std::numeric_limits<long long>::min();
+    return reinterpret_cast<Quad>(reinterpret_cast<QuadBits>(z) ^ QuadBits{0, kSign, 0, kSign});
+}
+LEOPOD_KERNEL inline Pair conjugate(Pair z) { return Pair{z[0], -z[1]}; }
 template <bool wide>
 LEOPOD_KERNEL inline auto unit(double c, double s) {
     if constexpr (wide) {
@@ -419,25 +425,36 @@ struct Combinations {
     }
 };
 
+/// Cosines and sines of a group's arguments.
+template <std::size_t Arguments>
+struct UnitNumbers {
+    double c[Arguments], s[Arguments];
+
+    explicit UnitNumbers(const double (&arguments)[Arguments]) {
+        for (std::size_t k = 0; k < Arguments; ++k) sine_cosine(arguments[k], s[k], c[k]);
+    }
+};
+
 /// All combinations of a group at given arguments, as first or as second factors.
 template <bool wide, const auto& plan, bool as_first, std::size_t Arguments>
 struct Evaluated {
     static constexpr std::size_t kMultiples = plan.offset[Arguments] * kQuad;
     alignas(32) double combination[plan.count * kQuad];
 
-    LEOPOD_KERNEL inline explicit Evaluated(const double (&arguments)[Arguments]) {
+    LEOPOD_KERNEL inline explicit Evaluated(const UnitNumbers<Arguments>& arguments) {
         // of the arguments' multiples; what a combination is multiplied with is the other factor
         alignas(32) double own[kMultiples], other[kMultiples];
         for (std::size_t k = 0; k < Arguments; ++k) {
-            const std::size_t zero = (plan.offset[k] + static_cast<std::size_t>(plan.largest[k])) * kQuad;
-            double s = 0.0, c = 0.0;
-            sine_cosine(arguments[k], s, c);
-            for (std::ptrdiff_t n = 1; n <= plan.largest[k]; ++n) {
-                const std::ptrdiff_t half = n / 2 * kQuad, place = n * kQuad;
-                const auto z = n == 1 ? unit<wide>(c, s) : multiply(own + zero + half, other + zero + place - half);
-                keep(own + zero + place, z), keep_other(other + zero + place, z);
-                const auto conjugate = unit<wide>(z[0], -z[1]);
-                keep(own + zero - place, conjugate), keep_other(other + zero - place, conjugate);
+            const std::ptrdiff_t zero = (static_cast<std::ptrdiff_t>(plan.offset[k]) + plan.largest[k]) * kQuad;
+            const auto keep_multiple = [&](std::ptrdiff_t n, auto z) LEOPOD_KERNEL {
+                keep(own + zero + n * kQuad, z), keep_other(other + zero + n * kQuad, z);
+                const auto opposite = conjugate(z);
+                keep(own + zero - n * kQuad, opposite), keep_other(other + zero - n * kQuad, opposite);
+            };
+            keep_multiple(1, unit<wide>(arguments.c[k], arguments.s[k]));
+            for (std::ptrdiff_t n = 2; n <= plan.largest[k]; ++n) {
+                const double* const half = own + zero + n / 2 * kQuad;
+                keep_multiple(n, multiply(half, other + zero + (n - n / 2) * kQuad));
             }
         }
         keep(combination, unit<wide>(1.0, 0.0));
@@ -458,7 +475,8 @@ struct Evaluated {
     LEOPOD_KERNEL inline const double* of_term(std::size_t i) const { return combination + plan.of_term[i]; }
 };
 
-// Groups and the order of arguments within them are those with the fewest combinations.
+// Groups and the order of arguments within them are those with the fewest combinations. The larger group of a term holds the first factors,
+// which form in a step less.
 constexpr auto kMoonSun = [] {
     int n[kTerms][2] = {};
     for (std::size_t i = 0; i < std::size(g_xls); ++i) n[i][0] = g_xls[i].nl, n[i][1] = g_xls[i].nlp;
@@ -493,20 +511,24 @@ void product_nutation(double t, double& dpsi, double& deps) {
     const NutationArguments arguments(t);
     const double(&ls)[5] = arguments.luni_solar;
     const double(&pl)[13] = arguments.planetary;
+    const UnitNumbers<2> of_moon_sun({ls[0], ls[1]});
+    const UnitNumbers<3> of_node({ls[2], ls[4], ls[3]});
+    const UnitNumbers<5> of_lunar_node({pl[3], pl[2], pl[1], pl[0], pl[12]});
+    const UnitNumbers<8> of_planets({pl[4], pl[5], pl[6], pl[7], pl[8], pl[9], pl[10], pl[11]});
     run_widest([&](auto is_wide) LEOPOD_KERNEL {
         constexpr bool wide = decltype(is_wide)::value;
-        const Evaluated<wide, kMoonSun, true, 2> moon_sun({ls[0], ls[1]});
-        const Evaluated<wide, kNode, false, 3> node({ls[2], ls[4], ls[3]});
-        const Evaluated<wide, kLunarNode, true, 5> lunar_node({pl[3], pl[2], pl[1], pl[0], pl[12]});
-        const Evaluated<wide, kPlanets, false, 8> planets({pl[4], pl[5], pl[6], pl[7], pl[8], pl[9], pl[10], pl[11]});
+        const Evaluated<wide, kMoonSun, false, 2> moon_sun(of_moon_sun);
+        const Evaluated<wide, kNode, true, 3> node(of_node);
+        const Evaluated<wide, kLunarNode, false, 5> lunar_node(of_lunar_node);
+        const Evaluated<wide, kPlanets, true, 8> planets(of_planets);
         const auto term_at = [&](std::size_t i) LEOPOD_KERNEL -> TermValues<wide> {
             if constexpr (wide) {
-                const Quad a = load(moon_sun.of_term(i)) * load(node.of_term(i));
-                const Quad b = load(lunar_node.of_term(i)) * load(planets.of_term(i));
+                const Quad a = load(node.of_term(i)) * load(moon_sun.of_term(i));
+                const Quad b = load(planets.of_term(i)) * load(lunar_node.of_term(i));
                 return {LEOPOD_SHUFFLE(a, b, 0, 1, 4, 5) + LEOPOD_SHUFFLE(a, b, 2, 3, 6, 7)};
             } else {
-                return {product<wide>(moon_sun.of_term(i), node.of_term(i)),
-                        product<wide>(lunar_node.of_term(i), planets.of_term(i))};
+                return {product<wide>(node.of_term(i), moon_sun.of_term(i)),
+                        product<wide>(planets.of_term(i), lunar_node.of_term(i))};
             }
         };
         sum_nutation<wide>(t, term_at, dpsi, deps);
