@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstring>
+#include <iterator>
 
 #include "iau_function.h"
 #include "iers_function.h"
@@ -266,6 +267,30 @@ struct SubdailyCorrections {
     double tides[3];
 };
 
+constexpr double EOPREC::*kDailyFields[] = {&EOPREC::pmX, &EOPREC::pmY,  &EOPREC::UT1mUTC,  &EOPREC::LOD,   &EOPREC::dX,
+                                            &EOPREC::dY,  &EOPREC::dPsi, &EOPREC::dEpsilon, &EOPREC::dOMEGA};
+using DailyValues = double[std::size(kDailyFields)];
+
+/// linear_fit of each field over the days from a date, at time t of the line.
+void fit_line(const EOPREC* records, int count, double mjd_ref, double t, DailyValues& values) {
+    double S = 0.0, Sxx = 0.0;
+    DailyValues Sy = {}, Sxy = {};
+    for (int i = 0; i < count; ++i) {
+        const double x = records[i].mjd_utc - mjd_ref;
+        S += x;
+        Sxx += x * x;
+        for (std::size_t k = 0; k < std::size(kDailyFields); ++k) {
+            Sy[k] += records[i].*kDailyFields[k];
+            Sxy[k] += x * records[i].*kDailyFields[k];
+        }
+    }
+    const double det = count * Sxx - S * S;
+    for (std::size_t k = 0; k < std::size(kDailyFields); ++k) {
+        const double slope = (count * Sxy[k] - S * Sy[k]) / det;
+        values[k] = (Sxx * Sy[k] - S * Sxy[k]) / det + slope * t;
+    }
+}
+
 const SubdailyCorrections& subdaily_corrections(double mjd) {
     static thread_local Recent<SubdailyCorrections> recent;
     return recent.of(mjd, 0.0, [mjd](SubdailyCorrections& formed) {
@@ -298,18 +323,10 @@ bool compute_eop(double mjd_utc, EOPREC* eop) {
     EOPREC* records = g_eop_storage + start;
     const double mjd_ref = g_eop_storage[index].mjd_utc;
     const double t = mjd_utc - mjd_ref;
-    double abscissae[kRecords];
-    for (int i = 0; i < kRecords; ++i) abscissae[i] = records[i].mjd_utc - mjd_ref;
-
     // settled: a straight line by least squares through three days, which does not pass through the daily values
-    for (double EOPREC::*field : {&EOPREC::pmX, &EOPREC::pmY, &EOPREC::UT1mUTC, &EOPREC::LOD, &EOPREC::dX, &EOPREC::dY,
-                                  &EOPREC::dPsi, &EOPREC::dEpsilon, &EOPREC::dOMEGA}) {
-        double values[kRecords];
-        double param[2];  // slope, intercept
-        for (int i = 0; i < kRecords; ++i) values[i] = records[i].*field;
-        linear_fit(abscissae, values, kRecords, param);
-        eop->*field = param[1] + param[0] * t;
-    }
+    DailyValues values;
+    fit_line(records, kRecords, mjd_ref, t, values);
+    for (std::size_t k = 0; k < std::size(kDailyFields); ++k) eop->*kDailyFields[k] = values[k];
     eop->mjd_utc = mjd_utc;
     eop->ok = true;
     eop->type = 'C';
