@@ -158,7 +158,8 @@ std::vector<std::vector<Pixel>> draw_y_axis(Canvas& canvas, const Axis& axis, co
     for (const Tick& tick : ticks_of(axis, at.ry, 27.0, box.bottom - box.top)) {
         const double y = sy(tick.value);
         grid.push_back({{box.left, y}, {box.right, y}});
-        if (at.left) canvas.text({box.left - 7, y}, tick.label, {size, ink::text, Anchor::end, false, false});
+        if (at.left && !tick.label.empty())
+            canvas.text({box.left - 7, y}, tick.label, {size, ink::text, Anchor::end, false, false});
     }
     if (at.left)
         canvas.text({20, 0.5 * (box.top + box.bottom)}, axis.label, {12.5, ink::text, Anchor::middle, false, true});

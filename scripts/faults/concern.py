@@ -64,6 +64,8 @@ ROOMS = {
     "host/outputs/": "baseline host_exchange host host_inputs file_formats",
     "host/pictures/": "baseline host_plot host_report:Report.Texts*",
     "host/pictures/report": "baseline host_report:Report.Texts*",
+    "host/shared/console": "baseline progress host host_exchange host_plot",
+    "host/shared/messages": "baseline host host_trust host_inputs",
     "host/shared/": "baseline host_tables host_inputs host host_exchange host_trust host_plot host_crd host_tle",
     "host/stores/satellites": "baseline host_satellites host_tables host_plot",
     "host/stores/": "baseline host_tables host host_trust host_inputs host_simulate host_orbit",
