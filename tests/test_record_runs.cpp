@@ -1,0 +1,236 @@
+// What runs of the library leave in its stores and say, against a record of it (tests/record): epochs of receivers with their faults,
+// positions of satellites, forces and fits, drivers. Recorded anew as test_record.
+#include <sys/resource.h>
+#include <sys/wait.h>
+
+#include <csignal>
+
+#include "common_function.h"
+#include "gnss_rtk.h"
+#include "orbit_fixture.h"
+#include "pod_embed.h"
+#include "record.h"
+
+namespace {
+
+using support::Record;
+
+#define R(function, ...) record(#function, function, __VA_ARGS__)
+
+/// What was said, without its numbers: of those the last decimals may be another processor's.
+void said(Record& record) {
+    for (support::Message& m : LogRecorder::messages())
+        m.text.erase(std::remove_if(m.text.begin(), m.text.end(),
+                                    [](char c) { return std::strchr("0123456789.+- ", c) != nullptr; }),
+                     m.text.end());
+    record.messages("said");
+}
+
+EPHBRDC_STORE brdc;
+ANT_INFO_STORE antennas;
+OBSDATA_EPOCH epochs[512];
+
+/// Faults of a receiver: jumps of phase and code, lost satellites and records, nonsense.
+void spoil(OBSDATA_EPOCH& epoch, int e) {
+    OBSDATA_SAT& sat = epoch.satobs[e % 5];
+    OBSREC& record = sat.obsdata[e % 4];
+    switch (e % 12) {
+        case 2:
+            record.value += record.type == PHASE ? 3.0 : 40.0;
+            break;
+        case 4:
+            record.value += 1e5;
+            break;
+        case 5:
+            record.value = 0.0;
+            break;
+        case 6:
+            sat.prn = 77;
+            break;
+        case 7:
+            sat.num_obs = 1;
+            break;
+        case 8:
+            sat.satsys = GAL;
+            break;
+        case 9:
+            epoch.sat_num = e % 24 == 9 ? 3 : epoch.sat_num - 3;
+            break;
+        case 10:
+            record.flag_obs = 1;
+            break;
+        case 11:
+            sat.flag_sat = LOW_ELE;
+            break;
+        default:
+            break;
+    }
+}
+
+class RecordedRun : public testing::TestWithParam<const char*> {};
+
+TEST_P(RecordedRun, Epochs) {
+    const std::string kind = GetParam(), data = kind.substr(0, kind.find('_'));
+    Record record("run_" + kind + ".txt");
+    record.skipped = {
+        "brdc_storage", "prec_storage", "DX_dyn", "chebychev_coef", "con_name", "con_val", "param_names_force_models",
+        "param_name"};
+    const auto pod = std::make_unique<RUNTIME_POD_EMBED>();
+    sysGNSS systems[1] = {GPS};
+    g_eph_selection = EPHOPT_BRDC;
+    g_antenna_info_store = nullptr;
+    set_gnssconfig_system(&gnssconfig, 1, systems);
+    startup_pod_embed(pod.get(), false);
+    g_brdc_storage = &brdc;
+    static const bool loaded = load_ephemeris_brdc(support::arc21("arc.nav").data()) &&
+                               load_antenna_storage(support::arc21("zero.atx").data(), &antennas);
+    ASSERT_TRUE(loaded);
+    g_antenna_info_store = &antennas;
+    ASSERT_TRUE(load_attitude_quaternion(0, support::arc21("attitude.txt").data()));
+    set_gnssconfig_from_file(support::arc21(data + ".cfg").data());
+    startup_pod_embed(pod.get(), true);
+    g_obs_storage = epochs;
+    g_num_obs_storage = 0;
+    ASSERT_TRUE(load_observation_rinex(support::arc21(data + ".obs").data(), 0, 0.0));
+    const LogRecorder log;
+    if (kind != data) gnssconfig.ele_cutoff = 0.2;
+    for (int e = 0; e < 36; ++e) {
+        if (kind != data) spoil(epochs[e], e);
+        run_single_pod_embed(&epochs[e], pod.get());
+        record.record("pod", "RUNTIME_POD_EMBED", pod.get());
+        std::string text(20000, '\0');
+        output_observation_embed(&epochs[e], text.data());
+        record.text("text", text.c_str());
+    }
+    // Both receivers of a baseline, one of them late.
+    rtk_init();
+    for (int e = 0; e < 6; ++e) {
+        SOLUTION solution{};
+        choose_observation(&epochs[50 + e]), choose_observation(&epochs[60 + e - e % 2]);
+        record.number("answer", relative_positioning(&epochs[50 + e], &epochs[60 + e - e % 2], &solution));
+        record.record("rtk", "RUNTIME_RTK", &runtime_rtk);
+        record.record("rtk", "SOLUTION", &solution);
+    }
+    said(record);
+    free_att_quaternion_store();
+    record.compare(2e-6);  // a filter that has just begun amplifies rounding
+    if (kind != "both") return;
+    Record satellites("satellites.txt");
+    for (int index = 0; index < 97; ++index)
+        for (int k = -3; k < 24; ++k) {
+            const GTime when = {{59232, 1000.0 * k}, tsGPST};
+            satellites("satellite", compute_satposvel, when, index, Values(6), Values(3), Values(3));
+        }
+    said(satellites);
+    satellites.compare(1e-13);
+}
+
+INSTANTIATE_TEST_SUITE_P(Receivers, RecordedRun, testing::Values("gps", "both", "gps_faults", "both_faults"));
+
+TEST_F(Dynamics, RecordedForces) {
+    Record record("forces.txt");
+    record.skipped = {"S", "dS"};
+    const LogRecorder log;
+    const std::string kinds[] = {"A0", "C0", "R0", "AC", "AS", "CC", "CS", "RC", "RS"};
+    for (const ForceModel fm : {FM_SRP, FM_ERP, FM_Drag}) request(fm, "C0", 1800.0);
+    prepare({std::begin(kinds), std::end(kinds)}, 1800.0, 5400.0);
+    for (int i = 0; i < emp.num; ++i) emp.param[i] = 30.0 + 7.0 * i;
+    const ForceModel forces[] = {FM_EarthGravity, FM_SRP, FM_ThirdBody, FM_Relativity, FM_EMP, FM_Drag, FM_ERP};
+    std::copy(std::begin(forces), std::end(forces), config->force_model_used);
+    config->num_force_models = 7;
+    config->time_vary_gravity = config->solid_earth_tide = config->ocean_tide = config->pole_tide = true;
+    for (int k = 0; k < 30; ++k) {
+        Values v = {std::sin(k), std::cos(2.0 * k), std::sin(3.0 * k + 1.0)}, sun(3), moon(3);
+        const double r = 6.45e6 + 2e4 * k;
+        for (double& x : v) x *= r / norm(3, v.data());
+        std::copy_n(v.data(), 3, state->pos_eci);
+        state->sec_since_start = 200.0 * k;
+        config->status_derivative = k % 3;
+        compute_acc_all(config.get(), state.get());
+        record.record("state", "STATE_SPACECRAFT", state.get());
+        Values y(static_cast<std::size_t>(config->nstate));
+        convert_struct2ystate(config->nstate, config.get(), state.get(), y.data());
+        R(orbit_derivative, config->nstate, 100.0 * k, y, y);
+        R(atm_density_Harris_Priester, mjd + k, v), R(compute_pos_sun_moon_eci, mjd + k, sun, moon);
+        compute_pos_sun_moon_eci(mjd + k, sun.data(), moon.data());
+        R(shadow_factor_SECM, sun, v, k % 2 == 1);
+        PARAM_FM ecom = {};
+        ecom.mode = k % 3, ecom.num = 7;
+        for (int i = 0; i < 7; ++i) ecom.param[i] = 10.0 * i + k;
+        R(compute_acc_ECOM, mjd, ecom, sun, v, Values{3e3, 5e3, 4e3}, 0.3, Values(3), Values(21));
+        for (PLANET_JPL body : {MOON, SUN, MARS, MERCURY, SOLAR_BARY, EM_BARY, EARTH_NUTATION})
+            R(compute_planet_pos_vel, mjd + 2400000.5 + k, EARTH, body, Values(6));
+    }
+    record.record("config", "ORBIT_DYN_CONFIG", config.get());
+    said(record);
+    record.compare(1e-13);
+}
+
+TEST_F(Dynamics, RecordedFit) {
+    Record record("fit.txt");
+    const LogRecorder log;
+    // An arc, and a fit of it from a start aside.
+    config->norder_gravity = 12;
+    config->output_interval = 40.0;
+    prepare({"A0", "CS"}, 86400.0, 1600.0);
+    std::vector<GTime> when;
+    std::vector<std::array<double, 3>> where;
+    Values y(6), x(8);
+    extract_state_force_param(config.get(), state.get(), x.data());
+    for (const double t : {0.0, 60.0, 320.0, 505.0, 822.0, 1200.0, 1540.0, 1600.0}) {
+        config->status_derivative = 0;
+        state->sec_since_start = 0.0;
+        convert_struct2ystate(6, config.get(), state.get(), y.data());
+        double step = 30.0;
+        IntegrateTo(orbit_derivative, 6, 0.0, y.data(), &step, t, nullptr);
+        when.push_back(gtimeAddSec(mjd2GTime(tsUTC, mjd), t));
+        where.push_back({y[0] + 3.0 * std::sin(t), y[1], y[2] - 2.0 * std::cos(t)});
+    }
+    x[0] += 5.0;
+    set_state_force_param(config.get(), state.get(), x.data());
+    state->sec_since_start = 0.0;
+    config->status_derivative = 2;
+    Values omc(24), arc(24);
+    std::vector<STATE_SPACECRAFT> history(41);
+    SOLUTION_ORBITFIT solution{{}, omc.data(), arc.data(), 0, history.data(), 41};
+    record.number("fit", orbit_fit(config.get(), state.get(), when.back(), 8, when.data(),
+                                   reinterpret_cast<double(*)[3]>(where.data()), &solution));
+    record.record("solution", "SOLUTION_ORBITFIT", &solution);
+    record.record("residuals", "double", omc.data(), 24), record.record("along", "double", arc.data(), 24);
+    record.record("fitted", "STATE_SPACECRAFT", history.data(), 41);
+    orbit_integrate(config.get(), state.get(), 600.0, 30.0);
+    record.record("integrated", "STATE_SPACECRAFT", state.get());
+    said(record);
+    record.compare(1e-9);
+}
+
+TEST(Recorded, RowsOfTheSimulation) {
+    Record record("simulation.txt");
+    std::filesystem::current_path(support::temp_dir());
+    const std::string text =
+        "+Force_Models\nEarth_Gravity = YES 8\nGeneral_Relativity = YES\nEmpirical_Force = "
+        "YES\n-Force_Models\n+GENERAL_CONFIG\n"
+        "Integration_Step_Size = 20\nspacecraft_state_mode = 2\nIntegration_Output_Interval = 900\n-GENERAL_CONFIG\n";
+    const std::string config = support::write_temp("simulation.cfg", text);
+    const pid_t child = fork();
+    if (child == 0) {
+        const rlimit limit = {40000, 40000}, no_core = {0, 0};
+        setrlimit(RLIMIT_CORE, &no_core), setrlimit(RLIMIT_FSIZE, &limit);
+        test_orbit_simulation(std::string(config).data(), std::string("orbit.txt").data());
+        _exit(1);
+    }
+    int status = 0;
+    waitpid(child, &status, 0);
+    EXPECT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == SIGXFSZ);
+    std::ifstream rows("orbit.txt");
+    std::string line;
+    for (int k = 0; k < 100 && std::getline(rows, line); ++k) {
+        std::replace(line.begin(), line.end(), ',', ' ');
+        std::stringstream words(line.erase(7, 11));
+        double value;
+        for (int column = 0; words >> value; ++column) record.number("column " + std::to_string(column), value);
+    }
+    record.compare(1e-9);
+}
+
+}  // namespace
