@@ -230,7 +230,8 @@ PositionFile read_oem(const std::string& file, const std::string& object, bool o
     if (result.rows.empty()) throw InputError(file + ": this OEM holds nothing of " + wanted);
     for (const auto& [name, count] : others)
         result.notes.push_back(std::to_string(count) + " blocks of " + name + " are left out");
-    if (unused > 0) result.notes.push_back(std::to_string(unused) + " covariances in other axes are left out");
+    if (unused > 0)
+        result.notes.push_back(std::to_string(unused) + " covariances in other axes or of other times are left out");
     return result;
 }
 

@@ -82,9 +82,12 @@ void ConfigCheck::read(const std::function<void(const ConfigLine&)>& use) {
         if (!open_.empty()) {
             use(line);
         } else if (!line.text.empty()) {
-            std::vector<std::string> markers;
-            for (const std::string& name : sections_) markers.insert(markers.end(), {"+" + name, "-" + name});
-            fault(line, "outside of the sections (+" + list_of(sections_) + ")" + did_you_mean(line.text, markers));
+            std::vector<std::string> begins, markers;
+            for (const std::string& name : sections_) {
+                begins.push_back("+" + name);
+                markers.insert(markers.end(), {"+" + name, "-" + name});
+            }
+            fault(line, "outside of the sections (" + list_of(begins) + ")" + did_you_mean(line.text, markers));
         }
         return true;
     });

@@ -10,7 +10,6 @@ namespace host {
 
 namespace {
 
-constexpr std::size_t kMostSystems = 3;
 constexpr std::size_t kMostBands = 3;
 constexpr long kMostObservables = 10;
 const std::vector<std::string> kSystems = {"GPS", "BDS", "GAL"};
@@ -69,8 +68,6 @@ class GnssCheck {
             check_.fault(line, "a system is " + list_of(kSystems) + did_you_mean(name, kSystems));
         } else if (!seen_.insert(name).second) {
             check_.fault(line, "this system was given before");
-        } else if (seen_.size() > kMostSystems) {
-            check_.fault(line, "at most three systems are read");
         } else if (line.fields.size() < 2 || !whole_number(line.fields[1], 1, kMostObservables, count)) {
             check_.fault(line, "the number of observables is expected behind the system, 1 to 10");
         } else if (take_observables(line, static_cast<std::size_t>(count))) {
