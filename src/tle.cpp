@@ -397,24 +397,25 @@ struct Sgp4 {
     const double rfdot = kXke * std::sqrt(pl) / r;
     const double cosu = a / r * (cosepw - axn + ayn * esine / (1.0 + betal));
     const double sinu = a / r * (sinepw - ayn - axn * esine / (1.0 + betal));
-    const double u = std::atan2(sinu, cosu);
     const double sin2u = 2.0 * sinu * cosu;
     const double cos2u = 2.0 * cosu * cosu - 1.0;
     const double k1 = kCk2 / pl;
     const double k2 = k1 / pl;
-    const double rk = r * (1.0 - 1.5 * k2 * betal * m.x3thm1) + 0.5 * k1 * m.x1mth2 * cos2u;
-    const double uk = u - 0.25 * k2 * m.x7thm1 * sin2u;
+
+    // Orientation vectors. Node and inclination don't wait for the argument of latitude.
     const double xnodek = xnode + 1.5 * k2 * m.cosio * sin2u;
     const double xinck = m.xincl + 1.5 * k2 * m.cosio * m.sinio * cos2u;
-    const double rdotk = rdot - xn * k1 * m.x1mth2 * sin2u;
-    const double rfdotk = rfdot + xn * k1 * (m.x1mth2 * cos2u + 1.5 * m.x3thm1);
-
-    // Orientation vectors.
-    const double sinuk = std::sin(uk), cosuk = std::cos(uk);
     const double sinik = std::sin(xinck), cosik = std::cos(xinck);
     const double sinnok = std::sin(xnodek), cosnok = std::cos(xnodek);
+    const double u = std::atan2(sinu, cosu);
+    const double uk = u - 0.25 * k2 * m.x7thm1 * sin2u;
+    const double sinuk = std::sin(uk), cosuk = std::cos(uk);
     const double M[3] = {-sinnok * cosik, cosnok * cosik, sinik};
     const double N[3] = {cosnok, sinnok, 0.0};
+
+    const double rk = r * (1.0 - 1.5 * k2 * betal * m.x3thm1) + 0.5 * k1 * m.x1mth2 * cos2u;
+    const double rdotk = rdot - xn * k1 * m.x1mth2 * sin2u;
+    const double rfdotk = rfdot + xn * k1 * (m.x1mth2 * cos2u + 1.5 * m.x3thm1);
     for (int i = 0; i < 3; ++i) {
         const double U = M[i] * sinuk + N[i] * cosuk;
         const double V = M[i] * cosuk - N[i] * sinuk;
@@ -429,10 +430,12 @@ struct Elements {
 };
 
 Elements elements_of(const tled_t& data) {
-    const double numbers[] = {data.bstar, data.inc, data.OMG, data.ecc, data.omg, data.M, data.n};
+    constexpr std::size_t kFirst = offsetof(tled_t, inc);  // inc to n stand side by side
+    constexpr std::size_t kSize = offsetof(tled_t, n) + sizeof data.n - kFirst;
     Elements elements;
-    static_assert(sizeof elements == sizeof numbers);
-    std::memcpy(&elements, numbers, sizeof elements);
+    static_assert(sizeof elements == sizeof data.bstar + kSize);
+    std::memcpy(elements.bits, &data.bstar, sizeof data.bstar);
+    std::memcpy(elements.bits + 1, reinterpret_cast<const char*>(&data) + kFirst, kSize);
     return elements;
 }
 
@@ -449,12 +452,11 @@ class Models {
     /// The model of a set; null at its first call.
     const Sgp4* of(const tled_t& data) {
         const Elements elements = elements_of(data);
-        if (last_ == nullptr || !(last_->elements == elements)) {
-            Pair& pair = pairs_[place(elements)];
-            last_ = pair.sets[0].elements == elements ? &pair.sets[0] : &pair.sets[1];
-            if (!(last_->elements == elements)) {
-                last_ = &pair.sets[pair.older];
-                pair.older ^= 1U;
+        if (!holds(last_, elements)) {
+            Kept* const before = last_;
+            last_ = before != nullptr && holds(before->next, elements) ? before->next : &room_of(elements);
+            if (before != nullptr) before->next = last_;
+            if (!holds(last_, elements)) {
                 last_->elements = elements;
                 last_->state = Kept::kSeen;
                 return nullptr;
@@ -468,6 +470,7 @@ class Models {
   private:
     struct Kept {
         Elements elements;
+        Kept* next;  ///< came after this one the last time: a catalogue comes in the same order again
         enum : unsigned { kEmpty, kSeen, kPrepared } state;
         Sgp4 model;
     };
@@ -477,12 +480,23 @@ class Models {
     };
     static constexpr int kBits = 7;  // of the pairs' number
 
-    static std::size_t place(const Elements& elements) {
+    static bool holds(const Kept* kept, const Elements& elements) {
+        return kept != nullptr && kept->elements == elements;
+    }
+
+    /// Where a set is, or the older one of the two that it may take the place of.
+    Kept& room_of(const Elements& elements) {
         std::uint64_t sum = 0;
         for (std::size_t i = 0; i < std::size(elements.bits); ++i) {
             sum += elements.bits[i] * (0x9e3779b97f4a7c15 + 0x85ebca6b2c1b3c6e * i);
         }
-        return (sum ^ sum >> 32) * 0x9e3779b97f4a7c15 >> (64 - kBits);
+        Pair& pair = pairs_[(sum ^ sum >> 32) * 0x9e3779b97f4a7c15 >> (64 - kBits)];
+        for (Kept& kept : pair.sets) {
+            if (kept.elements == elements) return kept;
+        }
+        Kept& older = pair.sets[pair.older];
+        pair.older ^= 1U;
+        return older;
     }
 
     Kept* last_ = nullptr;
