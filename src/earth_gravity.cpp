@@ -146,7 +146,7 @@ void write_side_file() {
 
 /// Tide of one body: adds k f exp(i m lon) to the degrees 2 and 3, and by k+ to degree 4 (IERS Conventions 2010, 6.6 and 6.7).
 void add_body_tide(double gm_body, double* pos_ecef, double* dC, double* dS) {
-    constexpr double kTideRe = 6378137.0;  // settled: not the field's Re
+    constexpr double kTideRe = kWgs84SemiMajor;  // settled: not the field's Re
     const double r = norm(3, pos_ecef);
     const double sin_lat = std::sin(std::asin(pos_ecef[2] / r));
     const double lon = std::atan2(pos_ecef[1], pos_ecef[0]);

@@ -431,8 +431,6 @@ void leopod::turn_to_ecf(EarthRotation& rotation, double* pos_eci, double* vel_e
 
 void compute_eci2ecf_rotation_precise(double mjd_utc, double leapsec, double pmx, double pmy, double ut1mutc,
                                       double lod, double dOMEGA, double* pos_eci2ecf, double* vel_eci2ecf) {
-    constexpr double DAS2R = 4.84813681109536e-06;
-
     const double mjd_utc_I = std::trunc(mjd_utc);
     const double mjd_utc_F = mjd_utc - mjd_utc_I;
     const double jd_tt_I = mjd_utc_I + kMjdToJd;
@@ -447,7 +445,7 @@ void compute_eci2ecf_rotation_precise(double mjd_utc, double leapsec, double pmx
     const double era = iauEra00(jd_ut1_I, jd_ut1_F);
     Rz(era, Rera);
     const double sp = iauSp00(jd_tt_I, jd_tt_F);
-    iauPom00(pmx * DAS2R, pmy * DAS2R, sp, rpom);
+    iauPom00(pmx * kArcsecToRad, pmy * kArcsecToRad, sp, rpom);
 
     const double era_rate = (72921151.467064 - lod * 0.843994809 * 1000.0) * 1e-12 + dOMEGA;  // [rad/s]
     const double s = std::sin(-era);

@@ -171,9 +171,10 @@ void read_values(Reading& r, char* line) {
 void read_index(Reading& r, const char* line) {
     Tokens tokens;
     split(line, " ", tokens, kMaxTokens, &r.lines);
-    if (tokens.count > kRows - 1) warn_limit(r.rows_warned, r.lines.name, kRows - 1, "columns in GROUP 1050");
+    const int columns = std::min(tokens.count, kRows - 1);
+    if (columns < tokens.count) warn_limit(r.rows_warned, r.lines.name, columns, "columns in GROUP 1050");
     r.header->ipt[EARTH][r.column] = 0;
-    for (int i = 0; i < std::min(tokens.count, kRows - 1); ++i) {
+    for (int i = 0; i < columns; ++i) {
         r.header->ipt[i + 1][r.column] = to_int(tokens.token[i]);
     }
     if (++r.column == 3) {
@@ -454,12 +455,11 @@ void ast_args(double t, double* f) {
         {297.85019547, 1602961601.209, -6.3706, 0.006593, -3.169e-05},
         {125.04455501, -6962890.2665, 7.4722, 0.007702, -5.939e-05},
     };
-    constexpr double kArcsecond = 4.84813681109536e-06;  // [rad]
     const double t2 = t * t, t3 = t2 * t, t4 = t3 * t;
     for (int i = 0; i < 5; ++i) {
         const double* const c = kDelaunay[i];
         const double arcsec = 3600 * c[0] + c[1] * t + c[2] * t2 + c[3] * t3 + c[4] * t4;
-        f[i] = std::fmod(arcsec * kArcsecond, 2 * kPi);
+        f[i] = std::fmod(arcsec * kArcsecToRad, 2 * kPi);
     }
 }
 

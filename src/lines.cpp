@@ -36,6 +36,10 @@ namespace {
 
 constexpr std::size_t kBlockSize = 65536;
 
+void warn_cut(LineReader& reader, bool cut) {
+    if (cut) warn_limit(reader.warned, reader.name, kLineSize - 1, "characters in a line");
+}
+
 /// read_line from blocks.
 bool read_line_of_block(LineReader& reader, char (&line)[kLineSize]) {
     std::size_t n = 0;  // characters kept
@@ -71,7 +75,7 @@ bool read_line_of_block(LineReader& reader, char (&line)[kLineSize]) {
     if (reader.length > n) reader.length = n;
     clear(line + n, n < kZeroedColumns ? kZeroedColumns - n : 1);
     reader.at_eof = !ended;
-    if (cut) warn_limit(reader.warned, reader.name, kLineSize - 1, "characters in a line");
+    warn_cut(reader, cut);
     return any;
 }
 
@@ -109,13 +113,13 @@ bool read_line(LineReader& reader, char (&line)[kLineSize]) {
     for (int c = filled ? std::getc(reader.file) : EOF; c != EOF; c = std::getc(reader.file)) {
         if (c == '\n') {
             line[kLineSize - 2] = '\n';  // a cut line ends like any other
-            if (cut) warn_limit(reader.warned, reader.name, kLineSize - 1, "characters in a line");
+            warn_cut(reader, cut);
             return true;
         }
         cut = true;
     }
     reader.at_eof = true;
-    if (cut) warn_limit(reader.warned, reader.name, kLineSize - 1, "characters in a line");
+    warn_cut(reader, cut);
     return any;
 }
 

@@ -445,14 +445,15 @@ double freq_factor(double freq_mhz) { return 4.03e+17 / (freq_mhz * freq_mhz) / 
 }  // namespace
 
 double iono_map_FK_LEO(double* blh, double* azel) {
-    const double r = (6378137.0 + 2500000.0) / blh[2];  // settled: over the height, not over the radius
+    const double r = (kWgs84SemiMajor + 2500000.0) / blh[2];  // settled: over the height, not over the radius
     const double z = kHalfPi - azel[1];
     return (r + 1.0) / (std::cos(z) + std::sqrt(r * r - std::sin(z) * std::sin(z)));
 }
 
 double iono_map_single_layer(double* blh, double* azel) {
     if (blh[2] >= 350000.0) return 1.0;
-    return 1.0 / std::cos(std::asin(std::sin(kHalfPi - azel[1]) * (blh[2] + 6378137.0) / (6378137.0 + 350000.0)));
+    return 1.0 /
+           std::cos(std::asin(std::sin(kHalfPi - azel[1]) * (blh[2] + kWgs84SemiMajor) / (kWgs84SemiMajor + 350000.0)));
 }
 
 double iono_map_BDGIM(double* azel) {

@@ -718,7 +718,7 @@ static_assert(std::size(kHarrisPriester) == 50);
 double shadow_radius(const double* sat, const double* d) {
     // Where the line to the Sun meets the ellipsoid. settled: the whole vector to the Sun is added, not its part t, so the
     // point lies near the Sun's distance and half of the sky counts as the Earth.
-    constexpr double p = 6378137.0, q = 6356752.3142;
+    constexpr double p = kWgs84SemiMajor, q = 6356752.3142;
     constexpr double a2 = p * p, b2 = q * q, e = q * q / (p * p);
     double c[3];
     crossproduct(3, 3, sat, d, c);
@@ -1384,7 +1384,8 @@ void report_residuals(const FitWork& w, SOLUTION_ORBITFIT* sln) {
     double* const column = w.column.data();
     double rms[3], scatter[3], mean[3];
     for (int c = 0; c < 3; ++c) {
-        for (int k = 0; k < w.nepochs; ++k) column[k] = w.omc_arc[3 * static_cast<std::size_t>(k) + c];
+        const double* from = w.omc_arc.data() + c;
+        for (double& residual : w.column) residual = *from, from += 3;
         rms[c] = get_rms(column, w.nepochs, kOutlier);
         scatter[c] = get_std(column, w.nepochs, kOutlier);
         mean[c] = get_mean(column, w.nepochs, kOutlier);

@@ -18,7 +18,7 @@ unsigned long s_reports = 0;
 
 /// Hands a finished text to the logger as its format, every '%' doubled.
 void publish(ulog_level_t level, const char* text) {
-    char doubled[2 * kTextSize + 2];
+    char doubled[2 * kTextSize];
     std::size_t n = 0;
     for (const char* p = text; *p != '\0' && n + 2 < sizeof doubled; ++p) {
         doubled[n++] = *p;
@@ -46,8 +46,8 @@ struct Place {
     char text[kTextSize];
     print_list(text, sizeof text, format, args);
     if (place == nullptr) return publish(level, text);
-    char located[kTextSize + 512];
-    std::snprintf(located, sizeof located, "%.200s:%d:%.200s()<%s>", place->module, place->line, place->function, text);
+    char located[kTextSize];
+    print(located, sizeof located, "%.200s:%d:%.200s()<%s>", place->module, place->line, place->function, text);
     publish(level, located);
 }
 

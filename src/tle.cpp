@@ -529,8 +529,6 @@ int tle2xyz(const tled_t* tledata, GTime time_utc, double* pos_vel_teme) {
 
 namespace {
 
-constexpr double DAS2R = 4.84813681109536e-06;  ///< arcsecond [rad]
-
 void print_state(const char* label, const double* pos, const double* vel) {
     print(stdout, "%s: %14.6f %14.6f %14.6f %14.6f %14.6f %14.6f\n", label, pos[0], pos[1], pos[2], vel[0], vel[1],
           vel[2]);
@@ -540,7 +538,7 @@ void print_state(const char* label, const double* pos, const double* vel) {
 
 void polarm(double xp, double yp, double jc_tt, double** pm) {
     double rpom[3][3];
-    iauPom00(xp, yp, -47e-6 * jc_tt * DAS2R, rpom);
+    iauPom00(xp, yp, -47e-6 * jc_tt * kArcsecToRad, rpom);
     for (int i = 0; i < 3; ++i) {
         for (int j = 0; j < 3; ++j) pm[i][j] = rpom[i][j];
     }
@@ -551,14 +549,14 @@ void rotation_ecef2pef(double mjd_utc, double leapsec, double /*ut1mutc*/, doubl
     const double mjd_utc_I = std::trunc(mjd_utc);
     const double jd_tt_F = (leapsec + kTtMinusTai) / kDay + (mjd_utc - mjd_utc_I);
     double rpom[3][3];
-    iauPom00(pmx * DAS2R, pmy * DAS2R, iauSp00(mjd_utc_I + kMjdToJd, jd_tt_F), rpom);
+    iauPom00(pmx * kArcsecToRad, pmy * kArcsecToRad, iauSp00(mjd_utc_I + kMjdToJd, jd_tt_F), rpom);
     std::memcpy(Rm, rpom, sizeof rpom);
 }
 
 void teme2ecef(double mjd_utc, double /*leapsec*/, double ut1mutc, double pmx, double pmy, double lod,
                double /*dOMEGA*/, double* xyz_teme, double* vel_teme, double* xyz_ecf, double* vel_ecf) {
-    const double xp = pmx * DAS2R;
-    const double yp = pmy * DAS2R;
+    const double xp = pmx * kArcsecToRad;
+    const double yp = pmy * kArcsecToRad;
     const double cx = std::cos(xp), sx = std::sin(xp);
     const double cy = std::cos(yp), sy = std::sin(yp);
     double R_pm[9] = {cx, 0.0, -sx, sx * sy, cy, cx * sy, sx * cy, -sy, cx * cy};

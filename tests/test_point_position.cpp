@@ -132,9 +132,9 @@ TEST_F(PointPosition, MarksWhatItLeavesOut) {
     ASSERT_EQ(solve(), SOL_OK);
     for (int c = 0; c < 3; ++c) EXPECT_NEAR(solution.pos_vel_clk[c], all.pos_vel_clk[c], 10.0);
 
-    epoch.satobs[0].satsys = STA;
+    epoch.satobs[0].prn = 98;  // the first index behind the satellites
     epoch.satobs[0].flag_sat = OBS_OK;
-    EXPECT_STOP(solve(), "spp:satindex\\[104\\]>=MAXSAT_GNSS\\[97\\], satsys=7,prn=");
+    EXPECT_STOP(solve(), "spp:satindex\\[97\\]>=MAXSAT_GNSS\\[97\\], satsys=1,prn=98");
 }
 
 TEST_F(PointPosition, FlagsAGrossErrorBehindTheFifthPass) {

@@ -207,6 +207,84 @@ void arithmetic(Record& record, Draw& draw) {
         R(IntegrateTo, wave, n, 0.0, x, Values(1, 0.5), at, Values(n));
 }
 
+/// Where formulas have their branches: places on axes, nothing to turn by, bodies without a series.
+void branches(Record& record) {
+    Values axes[7], three(3), up = {0.0, 0.0, 100.0};
+    for (std::size_t i = 0; i < 7; ++i) {
+        axes[i] = three;
+        if (i < 6) axes[i][i / 2] = i % 2 == 0 ? 7e6 : -7e6;
+    }
+    for (const Values& r : axes) {
+        R(azel, up, r, Values(2)), R(get_azel_signal, Values{1, 0, 0, 0, 1, 0, 0, 0, 1}, r, Values(2)),
+            R(ecef2blh, r, three, 6378137.0, 3.4e-3);
+        R(geocentric, r, Values(1), Values(1)), R(STEP2DIU, r, 3.0, 0.1, three),
+            R(ST1L1, r, Values{1e11, 2e10, 3e9}, Values{3e8, 2e8, 1e7}, 0.01, 0.02, three);
+        for (const Values& v : axes) {
+            ATT_QUATERNION q = {{{59232, 0.0}, tsUTC}, {r[0] / 7e6, {0.6, 0.0, v[1] / 9e6}}, r[2] == 0.0};
+            R(attitude_platform, 0, q.time, r, v, v, r, q, three, three, three, three),
+                R(attitude_yaw_steering, r, v, up, three, three, three, three);
+            R(eci2rtn, r, v, three, three, three), R(xyz2kpe, r, v, keplerian_elements{}),
+                R(crossproduct, 3, 3, r, v, three);
+        }
+    }
+    initialize_global_eph_planet();
+    for (int center = 0; center < 18; ++center)
+        for (int target = 0; target < 18; ++target)
+            R(compute_planet_pos_vel, 2459232.5, static_cast<PLANET_JPL>(center), static_cast<PLANET_JPL>(target),
+              Values(6, 3.0));
+}
+
+/// A message for each store that isn't there, each file and each name that can't be.
+TEST(Recorded, NothingLoaded) {
+    Record record("nothing.txt");
+    LogRecorder log;
+    g_brdc_storage = nullptr, g_prec_storage = nullptr, g_obs_storage = nullptr, g_eop_storage = nullptr,
+    g_eop_storage_size = 0;
+    g_eph_header = nullptr, g_ephData_storage = nullptr, g_antenna_info_store = nullptr;
+    for (const std::string& file : {std::string("/nowhere/a"), std::string("/nowhere/") + std::string(2000, '%'),
+                                    support::test_file("tle.tle").string()}) {
+        std::filesystem::current_path(support::temp_dir());
+        std::string name = file;
+        if (file[1] != 'n') std::filesystem::copy_file(file, name = "some");
+        const auto header = std::make_unique<EPH_HEADER_JPL>();
+        std::vector<EPH_RECORD_JPL> records(3);
+        ANT_INFO_STORE store{};
+        tle_t sets{};
+        record.number("loaded", load_observation_rinex(name.data(), 0, 0.0) + 2 * load_ephemeris_brdc(name.data()));
+        record.number("loaded", load_eop_storage(name.data()) + 2 * load_eop_storage_rapid(name.data()) +
+                                    4 * load_eop_storage_celestrack(name.data()));
+        record.number("loaded", load_eph_storage_file(name.data(), header.get(), records.data()) +
+                                    2 * load_antenna_storage(name.data(), &store));
+        record.number("loaded", load_attitude_quaternion(0, name.data()) + 2 * load_sca_grace(0, name.data()) +
+                                    4 * load_earth_coef_EGM(name.data()));
+        if (file[1] == 'n')
+            record.number("loaded", tle_read(name.c_str(), &sets) + 2 * tle_name_read(name.c_str(), &sets));
+    }
+    const GTime when = {{59232, 300.0}, tsGPST};
+    for (const int index : {0, 40, 96, 97, -1}) {
+        for (const EPHOPT kind : {EPHOPT_BRDC, EPHOPT_PREC, EPHOPT_RTCM}) {
+            g_eph_selection = kind;
+            R(compute_satposvel, when, index, Values(6), Values(3), Values(3));
+        }
+        ATT_QUATERNION q{};
+        R(compute_satposvel_prec, when, index, Values(6)), R(compute_satclk_prec, when, index, Values(3)),
+            R(get_att_quaternion, index, when, q);
+        R(choose_eph_gps_brdc, when, index), R(choose_eph_bds_brdc, when, index),
+            R(satindex2sysprn, index, Integers(1), Integers(1));
+    }
+    for (const auto evaluate : {compute_satposvelclk_gps_brdc, compute_satposvelclk_bds_brdc,
+                                compute_satposvelclk_bds_brdc_v3, compute_satposvelclk_gal_brdc})
+        for (const int number : {0, 1, 33, 64}) record("evaluate", evaluate, number, when, Values(6), Values(3));
+    R(compute_eop, 59232.0, EOPREC{}), R(search_eop_index, 59232.0),
+        R(compute_eci2ecf_matrix, 59232.0, 37.0, Values(9), Values(9));
+    for (support::Message& m : log.messages()) {
+        const std::size_t place = m.text.find("()<");  // the line of the source
+        if (place != m.text.npos) m.text.erase(0, place);
+    }
+    record.messages("said");
+    record.compare(1e-13);
+}
+
 TEST(Recorded, Routines) {
     Record record("routines.txt");
     Draw draw;
@@ -216,6 +294,7 @@ TEST(Recorded, Routines) {
         places_and_orbits(record, draw);
         arithmetic(record, draw);
     }
+    branches(record);
     for (int index = -1; index < 100; ++index) {
         sysGNSS system = UKNSYS;
         int number = -1;
@@ -259,6 +338,12 @@ void precise(Record& record, char* name) {
     support::load_products<clocks>(name);
     products(record, "EPHREC_PRE", g_prec_storage->eph_pre_all, g_prec_storage->idx_eph);
     products(record, "CLKREC_PRE", g_prec_storage->clk_pre_all, g_prec_storage->idx_clk);
+    g_eph_selection = EPHOPT_PREC;
+    for (const int index : {2, 4, 34, 97})
+        for (double t = -3000.0; t < 15000.0; t += 437.5) {
+            const GTime when = {{59232, t}, tsGPST};
+            R(compute_satposvel_prec, when, index, Values(6)), R(compute_satclk_prec, when, index, Values(3));
+        }
 }
 
 void antennas(Record& record, char* name) {
@@ -298,8 +383,14 @@ void planets(Record& record, char* name) {
     record.record("EPH_RECORD_JPL", "EPH_RECORD_JPL", g_ephData_storage, 3);
     for (int k = 0; k < 40; ++k) {
         const double tt = g_eph_header->ss[0] - 3.0 + 2.1 * k;
-        R(compute_planet_pos_vel, tt, EARTH, k % 2 == 0 ? SUN : MOON, Values(6));
+        R(compute_planet_pos_vel, tt, EARTH, static_cast<PLANET_JPL>(1 + k % 17), Values(6));
     }
+    for (const int coefficients : {0, 1, 2, 18, 19})
+        for (const int pieces : {0, 1, 4, 1018}) {
+            g_eph_header->ipt[MARS][1] = coefficients, g_eph_header->ipt[MARS][2] = pieces;
+            R(interp, MARS, Values(g_ephData_storage->chebychev_coef, g_ephData_storage->chebychev_coef + 1018),
+              Values{0.3, 32.0}, 3, 2, Values(9));
+        }
 }
 
 void field(Record& record, char* name) {

@@ -70,7 +70,7 @@ void spoil(OBSDATA_EPOCH& epoch, int e) {
 class RecordedRun : public testing::TestWithParam<const char*> {};
 
 TEST_P(RecordedRun, Epochs) {
-    const std::string kind = GetParam(), data = kind.substr(0, kind.find('_'));
+    const std::string kind = GetParam(), data = kind.substr(0, kind.find('_')), part = kind.substr(kind.find('_') + 1);
     Record record("run_" + kind + ".txt");
     record.skipped = {
         "brdc_storage", "prec_storage", "DX_dyn", "chebychev_coef", "con_name", "con_val", "param_names_force_models",
@@ -87,20 +87,27 @@ TEST_P(RecordedRun, Epochs) {
     ASSERT_TRUE(loaded);
     g_antenna_info_store = &antennas;
     ASSERT_TRUE(load_attitude_quaternion(0, support::arc21("attitude.txt").data()));
-    set_gnssconfig_from_file(support::arc21(data + ".cfg").data());
+    set_gnssconfig_from_file(support::arc21((part == "part" ? "gps" : data) + ".cfg").data());
     startup_pod_embed(pod.get(), true);
     g_obs_storage = epochs;
     g_num_obs_storage = 0;
     ASSERT_TRUE(load_observation_rinex(support::arc21(data + ".obs").data(), 0, 0.0));
     const LogRecorder log;
-    if (kind != data) gnssconfig.ele_cutoff = 0.2;
+    if (part == "faults") gnssconfig.ele_cutoff = 0.2;
     for (int e = 0; e < 36; ++e) {
-        if (kind != data) spoil(epochs[e], e);
+        if (part == "faults") spoil(epochs[e], e);
         run_single_pod_embed(&epochs[e], pod.get());
         record.record("pod", "RUNTIME_POD_EMBED", pod.get());
         std::string text(20000, '\0');
         output_observation_embed(&epochs[e], text.data());
         record.text("text", text.c_str());
+    }
+    for (const int count : {-1, 6}) {  // as no run leaves them
+        pod->num_orb_store = pod->num_clk_store = count;
+        pod->X[0] = count, pod->X[6] = count;
+        store_data_orbit(pod.get()), store_data_clock(pod.get());
+        record.record("stored", "DATA_ORBIT", pod->dataset_orbit, 5),
+            record.record("stored", "DATA_CLK", pod->dataset_clk, 5);
     }
     // Both receivers of a baseline, one of them late.
     rtk_init();
@@ -125,7 +132,8 @@ TEST_P(RecordedRun, Epochs) {
     satellites.compare(1e-13);
 }
 
-INSTANTIATE_TEST_SUITE_P(Receivers, RecordedRun, testing::Values("gps", "both", "gps_faults", "both_faults"));
+INSTANTIATE_TEST_SUITE_P(Receivers, RecordedRun,
+                         testing::Values("gps", "both", "gps_faults", "both_faults", "both_part"));
 
 TEST_F(Dynamics, RecordedForces) {
     Record record("forces.txt");

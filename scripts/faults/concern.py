@@ -23,7 +23,7 @@ TESTS = {
     "keplerian_element": "keplerian mathlib tle host_simulate record:Recorded.*",
     "lines": "base file_formats gnss_config gnss_observation gnss_satposition laser_ranging tle orbit_forces host_crd record",
     "mathlib": "mathlib keplerian ephemeris_fit attitude obs_processing point_position orbit_fit pod_embed record:Recorded.* record_runs",
-    "memory": "base gnss_satposition orbit_drivers pod_embed tle record_runs",
+    "memory": "base gnss_satposition orbit_drivers pod_embed tle record_runs memory",
     "obs_processing": "obs_processing attitude displacement laser_ranging point_position pod_embed gnss_rtk host record:Recorded.* record_runs",
     "observation_laser_ranging": "laser_ranging file_formats host_crd record",
     "orbit_dynamics": "orbit_forces orbit_fit orbit_drivers file_formats pod_embed process_ends host host_simulate record:Recorded.* record_runs",
