@@ -1384,8 +1384,7 @@ void report_residuals(const FitWork& w, SOLUTION_ORBITFIT* sln) {
     double* const column = w.column.data();
     double rms[3], scatter[3], mean[3];
     for (int c = 0; c < 3; ++c) {
-        const double* from = w.omc_arc.data() + c;
-        for (double& residual : w.column) residual = *from, from += 3;
+        for (std::size_t k = 0; k < w.column.size(); ++k) column[k] = w.omc_arc[3 * k + static_cast<std::size_t>(c)];
         rms[c] = get_rms(column, w.nepochs, kOutlier);
         scatter[c] = get_std(column, w.nepochs, kOutlier);
         mean[c] = get_mean(column, w.nepochs, kOutlier);
