@@ -72,6 +72,19 @@ void print_edits(const OrbitJob& job, const EstimationReport& report, const Edit
     std::printf(" %zu in all\n", job.arc.passes.size());
 }
 
+void print_accelerations(const Motion& motion, const EstimationReport& report) {
+    std::string text;
+    for (const EmpiricalTerm& term : motion.terms()) {
+        char piece[80];
+        if (!(term.interval > 0.0)) continue;
+        std::snprintf(piece, sizeof piece, term.sigma > 0.0 ? " %s %g s %.3g nm/s2;" : " %s %g s free;",
+                      term.kind.c_str(), term.interval, term.sigma);
+        text += piece;
+    }
+    std::printf("accelerations in pieces, a-priori sigma:%s%s\n", text.empty() ? " none" : text.c_str(),
+                report.loosened > 1.0 ? " (loosened)" : "");
+}
+
 void summarise_solutions(const EstimationReport& report, Summary& summary) {
     for (std::size_t i = 0; i < report.iterations.size(); ++i) {
         const IterationReport& r = report.iterations[i];
@@ -151,11 +164,7 @@ void print_report(const OrbitJob& job, const Motion& motion, const EstimationRep
     print_edits(job, report, counts);
     if (s.antenna_deviation > 0.0)
         std::printf("antenna: estimated %+.4f +- %.4f m further out\n", report.antenna, s.antenna_deviation);
-    std::printf("accelerations in pieces, a-priori sigma:");
-    for (const EmpiricalTerm& term : motion.terms()) {
-        if (term.interval > 0.0) std::printf(" %s %g s %.3g nm/s2;", term.kind.c_str(), term.interval, term.sigma);
-    }
-    std::printf("%s\n", report.loosened > 1.0 ? " (loosened)" : "");
+    print_accelerations(motion, report);
     const FormalError squares = rms_of(formal);
     std::printf("formal errors: rms radial %.4f, along %.4f, cross %.4f m; unit weight %.2f, raised %.1f times\n",
                 squares[0], squares[1], squares[2], s.unit_weight(), std::sqrt(report.variance_factor));

@@ -133,12 +133,15 @@ double phase_weight(const ObservedArc& arc) {
     return rms(squares, count);
 }
 
+/// In pieces that an a-priori sigma holds.
+bool is_held(const EmpiricalTerm& term) { return term.interval > 0.0 && term.sigma > 0.0; }
+
 /// Accelerations in pieces in their a-priori sigmas, root mean square of the term where it is largest.
 double strain_of(const Motion& motion) {
     std::vector<double> squares(motion.terms().size(), 0.0), counts(motion.terms().size(), 0.0);
     for (std::size_t i = 0; i < motion.empirical().size(); ++i) {
         const std::size_t term = motion.empirical()[i].term;
-        if (!(motion.terms()[term].interval > 0.0 && motion.terms()[term].sigma > 0.0)) continue;
+        if (!is_held(motion.terms()[term])) continue;
         const double value = motion.parameters()[static_cast<Eigen::Index>(6 + i)];
         squares[term] += std::pow(value / motion.terms()[term].sigma, 2);
         counts[term] += 1.0;
@@ -153,7 +156,7 @@ double strain_of(const Motion& motion) {
 /// Multiplies the a-priori sigmas of the accelerations in pieces.
 void loosen(Motion& motion, double factor) {
     for (std::size_t k = 0; k < motion.terms().size(); ++k) {
-        if (motion.terms()[k].interval > 0.0) motion.set_sigma(k, factor * motion.terms()[k].sigma);
+        if (is_held(motion.terms()[k])) motion.set_sigma(k, factor * motion.terms()[k].sigma);
     }
 }
 
@@ -175,7 +178,7 @@ class Estimation {
         // The codes' orbit is smooth: between epochs it drifts by millimetres.
         report_.screening = find_passes(arc_, options_.screening);
         settle(true, "code and phase", 12);
-        if (options_.adapt) adapt();
+        if (options_.adapt && std::any_of(motion_.terms().begin(), motion_.terms().end(), is_held)) adapt();
         accept(true);
         renew();
         report_.screening = find_passes(arc_, options_.screening);

@@ -160,7 +160,7 @@ class WeightedFit {
                 iteration.test = test;
                 history->push_back(iteration);
             }
-            if (!(test >= kConverged)) return;
+            if (!(test >= kConverged) && (k > 0 || !has_outlier(until))) return;
         }
     }
 
@@ -211,6 +211,14 @@ class WeightedFit {
                        : o.deviation <= kHuber * scale_ ? 1.0
                                                         : kHuber * scale_ / o.deviation;
         }
+    }
+
+    /// True where the last weights left an outlier in.
+    bool has_outlier(double until) const {
+        for (std::size_t i = 0; i < observations_.size() && observations_[i].t <= until; ++i) {
+            if (is_used(i) && observations_[i].deviation > kOutlier * scale_) return true;
+        }
+        return false;
     }
 
     VectorXd solve_once(double until) {
