@@ -8,6 +8,7 @@
 #include "common_function.h"
 #include "crd_readers.h"
 #include "ephemeris_fit.h"
+#include "fences.h"
 #include "gnss_config.h"
 #include "iau_function.h"
 #include "iers_function.h"
@@ -112,7 +113,7 @@ void places_and_orbits(Record& record, Draw& draw) {
     for (const int index : {3, 32, 40, 96}) R(gnss_sat_attitude, index, r, v, sun, three, three, three, three);
     R(yaw_nominal_gps, draw(-1.5, 1.5), draw(-3.0, 3.0));
     R(standard_pres_temp, blh, Values(1), Values(1)),
-        R(trop_delay, mjd, blh, azel_, Values(1), Values(1), draw(0.0, 1.0));
+        R(trop_delay, mjd, blh, azel_, Values(2), Values(2), draw(0.0, 1.0));
     R(saastamonien, blh, draw(230.0, 310.0), draw(500.0, 1030.0), draw(0.0, 1.0), Values(2)),
         R(MappingFunction_simple, el, Values(2));
     R(NMF, draw(0.0, 366.0), blh, azel_, Values(2)), R(mapf, el, 1e-3, 3e-3, 6e-2);
@@ -186,7 +187,7 @@ void arithmetic(Record& record, Draw& draw) {
         R(normalize_vector, n, x), R(negative_vector, n, x);
     for (auto* const statistic : {get_max, get_mean, get_min, get_rms, get_std})
         record("statistic", statistic, x, n, 7.0);
-    R(interpolation_Lagrange, xs, ys, n, at), R(interpolation_Lagrange_Barycentric, xs, ys, n, at, Values(1)),
+    R(interpolation_Lagrange, xs, ys, n, at), R(interpolation_Lagrange_Barycentric, xs, ys, n, at, Values(2)),
         R(interpolation_Neville, n, xs, ys, at);
     R(interpolation_multip_dimension, n, 4, xs, draw.many(20, -1.0, 1.0), at, Values(4), Values(4)),
         R(linear_fit, xs, ys, n, Values(2));

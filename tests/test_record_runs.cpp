@@ -6,6 +6,7 @@
 #include <csignal>
 
 #include "common_function.h"
+#include "fences.h"
 #include "gnss_rtk.h"
 #include "orbit_fixture.h"
 #include "pod_embed.h"
@@ -237,6 +238,21 @@ TEST(Recorded, RowsOfTheSimulation) {
         std::stringstream words(line.erase(7, 11));
         double value;
         for (int column = 0; words >> value; ++column) record.number("column " + std::to_string(column), value);
+    }
+    record.compare(1e-9);
+}
+
+/// The drivers without their files: what they say, and where the field was asked for last.
+TEST(Recorded, Drivers) {
+    Record record("drivers.txt");
+    const LogRecorder log;
+    std::filesystem::current_path(support::temp_dir());
+    initialize_global_earth_gravity();
+    for (auto* const driver : {test_orbit_integrate, test_orbit_integrate_embed}) {
+        driver();
+        record.record("V", "double", V, 300);
+        record.record("W", "double", W, 300);
+        said(record);
     }
     record.compare(1e-9);
 }
