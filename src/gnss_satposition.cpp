@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstdint>
 #include <cstdlib>
 #include <cstring>
 #include <string_view>
@@ -387,11 +388,6 @@ Record* store_row(Record (&rows)[N][MAXEPH_BRDC], int prn) {
     return prn >= 1 && prn <= N ? rows[prn - 1] : nullptr;
 }
 
-/// Difference of a time and a record's TOE over weeks [s].
-double seconds_from_toe(const TimeGNSS& now, double toe, int week) {
-    return (now.sow - toe) + (static_cast<double>(now.week) - static_cast<double>(week)) * kDay * 7;
-}
-
 /// The record of a row that is nearest in time.
 struct Nearest {
     int index = -1;
@@ -403,24 +399,61 @@ template <class Record, class Usable, class Closer>
 Nearest nearest_record(Record* row, const TimeGNSS& now, Usable usable, Closer closer) {
     constexpr int kAtOnce = 10;  // most rows are empty in their larger part
     static_assert(MAXEPH_BRDC % kAtOnce == 0);
+    int week = now.week;  // of the record before
+    double weeks = 0.0;   // from there to now [s]
     Nearest nearest;
     for (int first = 0; row != nullptr && first < MAXEPH_BRDC; first += kAtOnce) {
         bool any = false;
         for (int i = first; i < first + kAtOnce; ++i) any |= row[i].ok;
         for (int i = first; any && i < first + kAtOnce; ++i) {
             if (!row[i].ok || !usable(row[i])) continue;
-            const double dt = std::fabs(seconds_from_toe(now, row[i].TOE, row[i].Week));
+            if (row[i].Week != week) {
+                week = row[i].Week;
+                weeks = (static_cast<double>(now.week) - static_cast<double>(week)) * kDay * 7;
+            }
+            const double dt = std::fabs((now.sow - row[i].TOE) + weeks);
             if (closer(dt, nearest.dt)) nearest = {i, dt};
         }
     }
     return nearest;
 }
 
-/// Limits of GPS elements outside which a record is rejected for good.
+/// Limits of GPS elements outside which a record is rejected for good, and of the issue of a healthy one.
+constexpr double kRootAxisAbove = 2530.0, kRootAxisBelow = 8192.0;  // [m^0.5]
+constexpr double kLargestEccentricity = 0.03;
+constexpr double kLastToe = 604784.0;  // [s]
+constexpr double kLastIssue = 1023.0;
+
 bool plausible(const EPHREC_GPS& record) {
-    if (record.sqrt_A <= 2530.0 || record.sqrt_A >= 8192.0) return false;
-    if (record.e < 0.0 || record.e > 0.03) return false;
-    return !(record.TOE < 0.0 || record.TOE > 604784.0);
+    if (record.sqrt_A <= kRootAxisAbove || record.sqrt_A >= kRootAxisBelow) return false;
+    if (record.e < 0.0 || record.e > kLargestEccentricity) return false;
+    return !(record.TOE < 0.0 || record.TOE > kLastToe);
+}
+
+/// 0 <= x <= limit by the order of their bits, which is that of positive numbers. False for -0 too.
+bool surely_within(double x, double limit) {
+    std::uint64_t bits_of_x, bits_of_limit;
+    std::memcpy(&bits_of_x, &x, sizeof x);
+    std::memcpy(&bits_of_limit, &limit, sizeof limit);
+    return bits_of_x <= bits_of_limit;
+}
+
+/// A plausible and healthy record, as nearly all are: a quick test ahead of the others.
+bool surely_usable(const EPHREC_GPS& record) {
+    return surely_within(record.e, kLargestEccentricity) && surely_within(record.TOE, kLastToe) &&
+           record.sqrt_A > kRootAxisAbove && record.sqrt_A < kRootAxisBelow && record.sv_health == 0 &&
+           surely_within(record.IODE, kLastIssue);
+}
+
+/// Whether a record is usable. One that isn't plausible is rejected for good, one that isn't healthy is reported.
+[[gnu::noinline]] bool examine_and_report(EPHREC_GPS& record, int satindex) {
+    if (!plausible(record)) {
+        record.ok = false;
+        return false;
+    }
+    if (record.sv_health == 0 && !(record.IODE < 0.0 || record.IODE > kLastIssue)) return true;
+    report(ULOG_ERROR_LEVEL, "sat index: %d is not healthy (%d) !\n", satindex, record.sv_health);
+    return false;
 }
 
 /// Sine and cosine of the eccentric anomaly, and its rate.
@@ -712,13 +745,7 @@ bool choose_eph_gps_brdc(GTime transmission_time, int satindex) {
     if (!satindex2sysprn(satindex, &sys, &prn)) return false;
     if (!broadcast_store_present()) return false;
     const auto usable = [satindex](EPHREC_GPS& record) {
-        if (!plausible(record)) {
-            record.ok = false;
-            return false;
-        }
-        if (record.sv_health == 0 && !(record.IODE < 0.0 || record.IODE > 1023.0)) return true;
-        report(ULOG_ERROR_LEVEL, "sat index: %d is not healthy (%d) !\n", satindex, record.sv_health);
-        return false;
+        return surely_usable(record) || examine_and_report(record, satindex);
     };
     // settled: a record exactly at its TOE is not taken
     const auto closer = [](double dt, double least) { return 0.0 < dt && dt < least; };
