@@ -100,6 +100,10 @@ void check_antex(const std::string& name) {
             if (n < 3 || date.year < 1970 || date.year > 9999)
                 throw InputError(name + ": a validity date of this " + kind + " cannot be read");
         }
+        double offset[3];
+        if (holds(line, "NORTH / EAST / UP", 60) &&
+            std::sscanf(line.substr(0, 60).c_str(), "%lf %lf %lf", offset, offset + 1, offset + 2) != 3)
+            throw InputError(name + ": an offset of this " + kind + " cannot be read");
         return true;
     });
     if (first) wrong_kind(name, kind);

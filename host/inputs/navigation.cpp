@@ -55,6 +55,7 @@ bool NavigationFile::line() {
     while (std::getline(in_, line_)) {
         if (!line_.empty() && line_.back() == '\r') line_.pop_back();
         if (!line_.empty() && !has_label(line_, "COMMENT")) return true;
+        is_changed_ = is_changed_ || in_records_;  // the library would count this line
     }
     return false;
 }
@@ -64,7 +65,8 @@ void NavigationFile::read_header() {
         if (header_.empty()) version_ = std::atof(line_.substr(0, 9).c_str());
         if (!(version_ >= 2.0 && version_ < 5.0))
             throw InputError(name_ + ": version of this " + kKind + " is not 2, 3 or 4");
-        if (line_.find("END OF HEADER") != std::string::npos) return;
+        in_records_ = line_.find("END OF HEADER") != std::string::npos;
+        if (in_records_) return;
         header_.push_back(line_);
     }
     throw InputError(name_ + ": the header of this " + std::string(kKind) + " has no end");

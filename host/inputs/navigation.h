@@ -59,6 +59,7 @@ class NavigationFile {
     std::ifstream in_;
     std::string line_;
     bool again_ = false;  ///< the line at hand is to be read once more
+    bool in_records_ = false;
     double version_ = 0;
     std::vector<std::string> header_;
     std::vector<NavigationRecord> records_;

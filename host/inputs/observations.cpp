@@ -133,7 +133,8 @@ bool ObservationReader::read_epoch_line(ObservedEpoch& epoch, int& flag, std::si
     const int n = number_at(line_, flag_at + 1, 3);
     if (flag < 0 || n < 0) return false;
     count = static_cast<std::size_t>(n);
-    if (!has_satellites(flag)) return true;
+    // Lines of values have digits there.
+    if (!has_satellites(flag)) return v3 || (flag <= 5 && columns(line_, 26, 2) == "  ");
     if (!read_date(epoch)) return false;
     if (!v3) read_names_v2(count);
     return true;
