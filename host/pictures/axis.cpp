@@ -109,7 +109,8 @@ Range range_of(const Axis& axis, const std::vector<const std::vector<double>*>& 
     if (r.from > r.to) r = axis.log ? Range{0.1, 1.0} : Range{0.0, 1.0};
     if (axis.with_zero && !axis.log) r = {std::min(r.from, 0.0), std::max(r.to, 0.0)};
     if (axis.log) {
-        const double margin = std::pow(r.to / r.from, 0.04) * 1.05;
+        // Between 2 and 5 times a power of ten there is no label: the ends lie that far apart.
+        const double margin = std::max(std::pow(r.to / r.from, 0.04) * 1.05, std::sqrt(2.5 * r.from / r.to));
         r = {r.from / margin, r.to * margin};
     } else if (axis.kind == Axis::Kind::time) {
         if (r.to - r.from < 1.0) r = {r.from - 30.0, r.to + 30.0};

@@ -161,7 +161,7 @@ std::vector<std::vector<Pixel>> draw_y_axis(Canvas& canvas, const Axis& axis, co
         if (at.left && !tick.label.empty())
             canvas.text({box.left - 7, y}, tick.label, {size, ink::text, Anchor::end, false, false});
     }
-    if (at.left)
+    if (at.left && !axis.label.empty())
         canvas.text({20, 0.5 * (box.top + box.bottom)}, axis.label, {12.5, ink::text, Anchor::middle, false, true});
     canvas.end();
     return grid;
