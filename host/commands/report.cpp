@@ -62,8 +62,8 @@ std::vector<ReportChart> charts_of(const Content& content) {
 
 ReportPage page_of(const ReportOptions& o, const Content& content) {
     ReportPage page;
-    page.title =
-        o.title.empty() ? (o.epochs.empty() && o.orbit.empty() ? "Fitted orbit" : "Orbit determination") : o.title;
+    const bool fit_alone = o.epochs.empty() && o.orbit.empty() && !(o.fit.empty() && o.residuals.empty());
+    page.title = !o.title.empty() ? o.title : fit_alone ? "Fitted orbit" : "Orbit determination";
     page.subtitle = subtitle_of(content);
     page.version = "leopod " + version().number;
     page.day_mjd = content.day;
