@@ -43,12 +43,12 @@ struct Kept {
 };
 
 /// True for a position of the filter that goes into an orbit file.
-bool is_orbit(const Epoch& epoch) {
+bool is_orbit(const RunEpoch& epoch) {
     const std::string status = epoch.filter_status;
     return epoch.solved && status != "FAR_FROM_POINT" && status != "NOT_FOR_GROUND";
 }
 
-TimedPosition position_of(const Epoch& epoch) {
+TimedPosition position_of(const RunEpoch& epoch) {
     TimedPosition position{epoch.received, {epoch.filter[0], epoch.filter[1], epoch.filter[2]}};
     Covariance c{};
     for (std::size_t i = 0, k = 0; i < 3; ++i) {
@@ -66,7 +66,7 @@ class Keeper {
         if (options.orbit.wanted()) kept_.orbit = std::make_unique<KinematicStates>(arc.interval, options.round);
     }
 
-    void add(const Epoch& e) {
+    void add(const RunEpoch& e) {
         if (satellites_) {
             kept_.satellites.seconds.push_back(first_.time.sod + gtimeSubSec(e.tag, first_));
             kept_.satellites.count.push_back(e.satellites);
@@ -153,10 +153,10 @@ struct Tables {
         if (!options.satellites_out.empty())
             satellites = std::make_unique<SatelliteTable>(options.satellites_out, console);
     }
-    void add_satellites(const Epoch& epoch, const RUNTIME_POD_EMBED& runtime) const {
+    void add_satellites(const RunEpoch& epoch, const RUNTIME_POD_EMBED& runtime) const {
         if (satellites != nullptr && epoch.processed) satellites->add(runtime, epoch.solved, epoch.slips);
     }
-    void add(const Epoch& epoch) const {
+    void add(const RunEpoch& epoch) const {
         if (epochs != nullptr) epochs->add(epoch);
     }
     void close() const {
@@ -168,8 +168,8 @@ struct Tables {
 void process_all(EpochRunner& runner, Environment& environment, const AntennaOffset& antenna, Tables& tables,
                  Totals& totals, Keeper& keeper) {
     CentreOfMass centre(antenna);
-    const auto keep = [&](const std::vector<Epoch>& epochs) {
-        for (const Epoch& epoch : epochs) {
+    const auto keep = [&](const std::vector<RunEpoch>& epochs) {
+        for (const RunEpoch& epoch : epochs) {
             tables.add(epoch);
             totals.add(epoch);
             keeper.add(epoch);
@@ -180,7 +180,7 @@ void process_all(EpochRunner& runner, Environment& environment, const AntennaOff
     while (environment.stream->next_window()) {
         set_aside_impossible_observations(environment);
         for (int i = 0; i < g_num_obs_storage; ++i) {
-            const Epoch epoch = runner.process(g_obs_storage[i]);
+            const RunEpoch epoch = runner.process(g_obs_storage[i]);
             tables.add_satellites(epoch, *environment.runtime);
             keep(centre.take(epoch));
             progress.done(static_cast<double>(totals.epochs));

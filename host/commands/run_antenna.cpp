@@ -8,7 +8,7 @@ namespace host {
 namespace {
 
 /// Not solved after all.
-void refuse(Epoch& epoch, const char* status) {
+void refuse(RunEpoch& epoch, const char* status) {
     epoch.solved = false;
     epoch.status = status;
     epoch.filter_status = "";
@@ -17,7 +17,7 @@ void refuse(Epoch& epoch, const char* status) {
 }  // namespace
 
 /// True where the neighbour is near enough to tell a direction; an epoch that no attitude serves is refused.
-bool CentreOfMass::move(Epoch& epoch, const Place& neighbour) const {
+bool CentreOfMass::move(RunEpoch& epoch, const Place& neighbour) const {
     const double step = gtimeSubSec(neighbour.time, epoch.received);
     if (antenna_.needs_direction() && !(step != 0.0 && std::fabs(step) <= kLongestDirection)) return false;
     if (!move_to_centre_of_mass(antenna_, epoch.received, neighbour.position, step, epoch.filter) ||
@@ -26,17 +26,17 @@ bool CentreOfMass::move(Epoch& epoch, const Place& neighbour) const {
     return true;
 }
 
-std::vector<Epoch> CentreOfMass::take(Epoch epoch) {
+std::vector<RunEpoch> CentreOfMass::take(RunEpoch epoch) {
     if (antenna_.is_zero()) return {std::move(epoch)};
     if (!epoch.solved) {
         waiting_.push_back(std::move(epoch));
-        return waiting_.front().solved ? std::vector<Epoch>{} : std::exchange(waiting_, {});
+        return waiting_.front().solved ? std::vector<RunEpoch>{} : std::exchange(waiting_, {});
     }
     const Place here{epoch.received, Eigen::Map<const Eigen::Vector3d>(epoch.filter)};
     const bool moved = move(epoch, has_last_ ? last_ : here);
     last_ = here;
     has_last_ = true;
-    std::vector<Epoch> ready = std::exchange(waiting_, {});
+    std::vector<RunEpoch> ready = std::exchange(waiting_, {});
     if (!ready.empty() && !move(ready.front(), here)) refuse(ready.front(), "NO_DIRECTION");
     if (moved) {
         ready.push_back(std::move(epoch));
@@ -46,7 +46,7 @@ std::vector<Epoch> CentreOfMass::take(Epoch epoch) {
     return ready;
 }
 
-std::vector<Epoch> CentreOfMass::rest() {
+std::vector<RunEpoch> CentreOfMass::rest() {
     if (!waiting_.empty() && waiting_.front().solved) refuse(waiting_.front(), "NO_DIRECTION");
     return std::exchange(waiting_, {});
 }

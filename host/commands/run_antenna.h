@@ -15,19 +15,19 @@ class CentreOfMass {
   public:
     explicit CentreOfMass(const AntennaOffset& antenna) : antenna_(antenna) {}
 
-    std::vector<Epoch> take(Epoch epoch);
+    std::vector<RunEpoch> take(RunEpoch epoch);
     /// Those that still wait at the end.
-    std::vector<Epoch> rest();
+    std::vector<RunEpoch> rest();
 
   private:
     struct Place {
         GTime time;
         Eigen::Vector3d position;
     };
-    bool move(Epoch& epoch, const Place& neighbour) const;
+    bool move(RunEpoch& epoch, const Place& neighbour) const;
 
     const AntennaOffset& antenna_;
-    std::vector<Epoch> waiting_;  ///< a solved epoch without a direction, and unsolved ones behind it
+    std::vector<RunEpoch> waiting_;  ///< a solved epoch without a direction, and unsolved ones behind it
     Place last_{};
     bool has_last_ = false;
 };

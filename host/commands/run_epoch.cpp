@@ -67,7 +67,7 @@ PointPosition point_position_of(const RUNTIME_POD_EMBED& runtime, double sigma_c
 /// Hides the quaternions for an epoch that they don't serve: the library would take zeros outside of them, and its filter the last it had.
 class NoAttitude {
   public:
-    NoAttitude(const AttitudeGuard& guard, RUNTIME_POD_EMBED& runtime, Epoch& epoch)
+    NoAttitude(const AttitudeGuard& guard, RUNTIME_POD_EMBED& runtime, RunEpoch& epoch)
         : objects_(g_att_qua_storage.num_object) {
         epoch.without_attitude = guard.loaded() && !guard.serves(epoch.tag);
         if (!epoch.without_attitude) return;
@@ -92,8 +92,8 @@ std::string system_name(int index) {
     return name;
 }
 
-Epoch EpochRunner::process(OBSDATA_EPOCH& observations) {
-    Epoch epoch;
+RunEpoch EpochRunner::process(OBSDATA_EPOCH& observations) {
+    RunEpoch epoch;
     epoch.tag = observations.epoch_time;
     if (observations.flag_epoch != OBS_OK) {
         epoch.status = "BAD_EPOCH";
@@ -129,7 +129,7 @@ Epoch EpochRunner::process(OBSDATA_EPOCH& observations) {
 }
 
 /// Hands the epoch to the library and judges the point position.
-void EpochRunner::run(OBSDATA_EPOCH& observations, Epoch& epoch, PointPosition& point) {
+void EpochRunner::run(OBSDATA_EPOCH& observations, RunEpoch& epoch, PointPosition& point) {
     const SlipWatch watch(runtime_);
     run_single_pod_embed(&observations, &runtime_);
     epoch.processed = true;
@@ -159,7 +159,7 @@ int EpochRunner::leave_out_suspects(OBSDATA_EPOCH& observations) {
 
 /// An epoch that went wrong must not move the filter. Where one satellite is to blame, the epoch is run again without it; so it is where the
 /// residuals are large but usual.
-bool EpochRunner::without_misfit(OBSDATA_EPOCH& observations, Epoch& epoch, PointPosition& point) {
+bool EpochRunner::without_misfit(OBSDATA_EPOCH& observations, RunEpoch& epoch, PointPosition& point) {
     if (runtime_.sln_kine.status != SOL_OK) return false;
     const char* fault = epoch.status;
     const int place =
@@ -199,7 +199,7 @@ int EpochRunner::carried_satellites() {
     return carried;
 }
 
-void EpochRunner::take_solution(Epoch& epoch, const PointPosition& point) {
+void EpochRunner::take_solution(RunEpoch& epoch, const PointPosition& point) {
     epoch.filter_status = filter_judge_.status(point, runtime_.X, carried_satellites());
     if (std::string(epoch.filter_status) == "FAR_FROM_POINT") runtime_.nsat_used_last = 0;  // to start anew
     const SOLUTION& solution = runtime_.sln_kine;
@@ -232,7 +232,7 @@ EpochTable::EpochTable(const std::string& file) : out_(file), systems_(configure
         ",filter_cov_xx_m2,filter_cov_xy_m2,filter_cov_xz_m2,filter_cov_yy_m2,filter_cov_yz_m2,filter_cov_zz_m2\n");
 }
 
-void EpochTable::add(const Epoch& e) {
+void EpochTable::add(const RunEpoch& e) {
     std::fprintf(out_, "%s,%s,%s", time_text(e.tag).c_str(), mjd_sod_text(e.tag, 3).c_str(), e.status);
     if (e.solved) {
         add_solution(e);
@@ -252,7 +252,7 @@ void EpochTable::add(const Epoch& e) {
     std::fprintf(out_, "\n");
 }
 
-void EpochTable::add_solution(const Epoch& e) {
+void EpochTable::add_solution(const RunEpoch& e) {
     std::fprintf(out_, ",%.4f,%.4f,%.4f", e.point[0], e.point[1], e.point[2]);
     for (int j = 0; j < systems_; ++j) std::fprintf(out_, ",%.4f", e.point_clock[j]);
     std::fprintf(out_, ",%d,%.4f,%.4f,%s,%s", e.satellites, e.sigma, e.gdop, time_text(e.received, 9).c_str(),

@@ -18,7 +18,7 @@
 namespace host {
 
 /// What one epoch brought.
-struct Epoch {
+struct RunEpoch {
     GTime tag{};
     const char* status = "";
     bool without_attitude = false;  ///< quaternions are loaded, and none serve it
@@ -53,13 +53,13 @@ class EpochRunner {
           sigma_code_(sigma_code),
           attitude_(runtime.index_object),
           filter_judge_(interval) {}
-    Epoch process(OBSDATA_EPOCH& observations);
+    RunEpoch process(OBSDATA_EPOCH& observations);
 
   private:
-    void run(OBSDATA_EPOCH& observations, Epoch& epoch, PointPosition& point);
+    void run(OBSDATA_EPOCH& observations, RunEpoch& epoch, PointPosition& point);
     int leave_out_suspects(OBSDATA_EPOCH& observations);
-    bool without_misfit(OBSDATA_EPOCH& observations, Epoch& epoch, PointPosition& point);
-    void take_solution(Epoch& epoch, const PointPosition& point);
+    bool without_misfit(OBSDATA_EPOCH& observations, RunEpoch& epoch, PointPosition& point);
+    void take_solution(RunEpoch& epoch, const PointPosition& point);
     int carried_satellites();
 
     RUNTIME_POD_EMBED& runtime_;
@@ -77,11 +77,11 @@ class EpochRunner {
 class EpochTable {
   public:
     explicit EpochTable(const std::string& file);
-    void add(const Epoch& epoch);
+    void add(const RunEpoch& epoch);
     void close() { out_.close(); }
 
   private:
-    void add_solution(const Epoch& epoch);
+    void add_solution(const RunEpoch& epoch);
 
     OutputFile out_;
     int systems_;

@@ -178,7 +178,7 @@ void print_signals(const Environment& environment) {
     }
 }
 
-void Totals::add(const Epoch& epoch) {
+void Totals::add(const RunEpoch& epoch) {
     if (epochs++ == 0) first = epoch.tag;
     without_attitude += epoch.without_attitude;
     last = epoch.tag;

@@ -23,7 +23,7 @@ struct Totals {
     std::map<std::pair<int, int>, std::array<long, 2>> slips;  ///< per satellite: Melbourne-Wuebbena, geometry-free
     double seconds = 0;
 
-    void add(const Epoch& epoch);
+    void add(const RunEpoch& epoch);
     /// True if the receiver was in the atmosphere, where the filter is not to be used.
     bool on_ground() const { return filter.count("NOT_FOR_GROUND") != 0; }
 };

@@ -38,14 +38,14 @@ struct Way {
 };
 
 /// Over the edge of the map a way goes to one side, and on from the other.
-std::vector<std::vector<Pixel>> pieces_of(const Sheet& sheet, const Track& track) {
+std::vector<std::vector<Pixel>> pieces_of(const Sheet& sheet, const Trail& track) {
     std::vector<std::vector<Pixel>> pieces;
     for (const auto& piece : track.pieces) {
         std::vector<Pixel> points;
         for (std::size_t i = 0; i < piece.size(); ++i) {
-            const Track::Place& here = piece[i];
+            const Trail::Place& here = piece[i];
             if (i > 0 && std::fabs(here.a - piece[i - 1].a) > 180.0) {
-                const Track::Place& last = piece[i - 1];
+                const Trail::Place& last = piece[i - 1];
                 const double side = last.a > 0.0 ? 180.0 : -180.0;
                 const double way = here.a + 2.0 * side - last.a;
                 const double lat = way == 0.0 ? here.b : last.b + (here.b - last.b) * (side - last.a) / way;
@@ -94,7 +94,7 @@ std::vector<std::vector<Pixel>> arrows_of(const Box& box, const std::vector<std:
     return arrows;
 }
 
-Way way_of(const Sheet& sheet, const Track& track) {
+Way way_of(const Sheet& sheet, const Trail& track) {
     Way way{track.name, track.colour, pieces_of(sheet, track), {}, {}, {}};
     if (way.pieces.empty()) return way;
     way.start = way.pieces.front().front();
@@ -103,10 +103,10 @@ Way way_of(const Sheet& sheet, const Track& track) {
     return way;
 }
 
-std::vector<Track> tracks_of(const MapFigure& f) {
-    std::vector<Track> tracks;
+std::vector<Trail> tracks_of(const MapFigure& f) {
+    std::vector<Trail> tracks;
     for (const GroundTrack& ground : f.tracks) {
-        std::vector<Track::Place> places;
+        std::vector<Trail::Place> places;
         for (std::size_t i = 0; i < ground.seconds.size(); ++i)
             places.push_back({ground.longitude[i], ground.latitude[i]});
         tracks.push_back(
@@ -180,9 +180,9 @@ void add_position(GroundTrack& track, double seconds, const Vector3& position) {
 }
 
 Canvas draw_map(const MapFigure& f) {
-    const std::vector<Track> tracks = tracks_of(f);
+    const std::vector<Trail> tracks = tracks_of(f);
     std::vector<LegendEntry> entries;
-    for (const Track& track : tracks) {
+    for (const Trail& track : tracks) {
         if (tracks.size() > 1) entries.push_back({shortened(track.name, 12.0, kNameWidth), {}, track.colour});
     }
     Span span;
@@ -201,7 +201,7 @@ Canvas draw_map(const MapFigure& f) {
     canvas.begin("coast", "coastlines");
     canvas.lines(coastlines(sheet), ink::coast, 0.8);
     canvas.end();
-    for (const Track& track : tracks) draw_way(canvas, way_of(sheet, track));
+    for (const Trail& track : tracks) draw_way(canvas, way_of(sheet, track));
     draw_frame(canvas, sheet.box);
     draw_legend(canvas, sheet.box.right + 14, sheet.box.top + 9, entries);
     return canvas;

@@ -59,11 +59,11 @@ class Rooms {
     std::vector<Box> taken_;
 };
 
-std::vector<Track> tracks_of(const SatelliteRowsByName& satellites, double gap) {
-    std::vector<Track> tracks;
+std::vector<Trail> tracks_of(const SatelliteRowsByName& satellites, double gap) {
+    std::vector<Trail> tracks;
     for (const auto& [name, rows] : satellites) {
         std::vector<double> seconds;
-        std::vector<Track::Place> places;
+        std::vector<Trail::Place> places;
         for (std::size_t i = 0; i < rows.seconds.size(); ++i) {
             if (!std::isfinite(rows.azimuth[i]) || !std::isfinite(rows.elevation[i])) continue;
             seconds.push_back(rows.seconds[i]);
@@ -74,11 +74,11 @@ std::vector<Track> tracks_of(const SatelliteRowsByName& satellites, double gap) 
     return tracks;
 }
 
-double rim_of(const std::vector<Track>& tracks) {
+double rim_of(const std::vector<Trail>& tracks) {
     double lowest = 0;
-    for (const Track& track : tracks) {
+    for (const Trail& track : tracks) {
         for (const auto& piece : track.pieces) {
-            for (const Track::Place& place : piece) lowest = std::min(lowest, place.b);
+            for (const Trail::Place& place : piece) lowest = std::min(lowest, place.b);
         }
     }
     return 10.0 * std::floor(lowest / 10.0);
@@ -86,7 +86,7 @@ double rim_of(const std::vector<Track>& tracks) {
 
 /// Where the axes turn far between two epochs, as over a pole, the way is an arc. Near the zenith it is not, though the azimuth turns there
 /// too.
-std::vector<Pixel> piece_of(const Disk& disk, const std::vector<Track::Place>& piece) {
+std::vector<Pixel> piece_of(const Disk& disk, const std::vector<Trail::Place>& piece) {
     constexpr double kFar = 25.0;
     std::vector<Pixel> points;
     for (std::size_t i = 0; i < piece.size(); ++i) {
@@ -124,7 +124,7 @@ Pixel label_place(const std::vector<Pixel>& longest, const std::string& name, co
     return longest.back();
 }
 
-Way way_of(const Disk& disk, const Track& track, const Mark& mark, Rooms& rooms) {
+Way way_of(const Disk& disk, const Trail& track, const Mark& mark, Rooms& rooms) {
     Way way{track.name, mark, {}, {}, false, {}};
     std::vector<Pixel> longest;
     for (const auto& piece : track.pieces) {
@@ -147,13 +147,13 @@ Pixel direction_place(const Disk& disk, int azimuth) {
             disk.centre.y - (kRadius + 15) * std::cos(azimuth * kDegToRad)};
 }
 
-std::vector<Way> ways_of(const Disk& disk, const std::vector<Track>& tracks) {
+std::vector<Way> ways_of(const Disk& disk, const std::vector<Trail>& tracks) {
     Rooms rooms;
     for (int e = 30; e < 90; e += 30) rooms.take(disk.at(15, e), "60");
     for (int a = 0; a < 360; a += 30) rooms.take(direction_place(disk, a), "360");
     std::vector<Way> ways;
     ways.reserve(tracks.size());
-    for (const Track& track : tracks) ways.push_back(way_of(disk, track, mark(ways.size()), rooms));
+    for (const Trail& track : tracks) ways.push_back(way_of(disk, track, mark(ways.size()), rooms));
     return ways;
 }
 
@@ -195,7 +195,7 @@ void draw_names(Canvas& canvas, const std::vector<Way>& ways) {
     }
 }
 
-void draw_ways(Canvas& canvas, const Disk& disk, const std::vector<Track>& tracks, bool compass) {
+void draw_ways(Canvas& canvas, const Disk& disk, const std::vector<Trail>& tracks, bool compass) {
     draw_disk(canvas, disk, compass);
     std::vector<Way> ways = ways_of(disk, tracks);
     for (Way& way : ways) {
@@ -281,11 +281,11 @@ void draw_shades(Canvas& canvas, const Pixel& at, long most, const std::string& 
                 std::to_string(most) + " and more " + unit, {11.5, ink::text, Anchor::start, false, false});
 }
 
-void draw_density(Canvas& canvas, const Disk& disk, const std::vector<Track>& tracks, bool compass) {
+void draw_density(Canvas& canvas, const Disk& disk, const std::vector<Trail>& tracks, bool compass) {
     Cells cells(disk.rim);
-    for (const Track& track : tracks) {
+    for (const Trail& track : tracks) {
         for (const auto& piece : track.pieces) {
-            for (const Track::Place& place : piece) cells.add(place.a, place.b);
+            for (const Trail::Place& place : piece) cells.add(place.a, place.b);
         }
     }
     canvas.begin("density", "epochs of satellites");
@@ -301,7 +301,7 @@ void draw_density(Canvas& canvas, const Disk& disk, const std::vector<Track>& tr
 Canvas draw_sky(const SkyFigure& f) {
     std::vector<double> all;
     for (const auto& [name, rows] : f.satellites) all.insert(all.end(), rows.seconds.begin(), rows.seconds.end());
-    const std::vector<Track> tracks = tracks_of(f.satellites, 2.5 * usual_step(all));
+    const std::vector<Trail> tracks = tracks_of(f.satellites, 2.5 * usual_step(all));
     if (tracks.empty()) throw InputError(f.source + ": no epoch was solved, so there are no directions");
     Span span;
     span.add(all);

@@ -7,9 +7,9 @@
 
 namespace host {
 
-std::vector<std::vector<Track::Place>> cut(const std::vector<double>& seconds, const std::vector<Track::Place>& places,
+std::vector<std::vector<Trail::Place>> cut(const std::vector<double>& seconds, const std::vector<Trail::Place>& places,
                                            double gap) {
-    std::vector<std::vector<Track::Place>> pieces;
+    std::vector<std::vector<Trail::Place>> pieces;
     for (std::size_t i = 0; i < places.size(); ++i) {
         if (i == 0 || seconds[i] - seconds[i - 1] > gap) pieces.emplace_back();
         pieces.back().push_back(places[i]);

@@ -10,7 +10,7 @@
 
 namespace host {
 
-struct Track {
+struct Trail {
     std::string name, colour;
     struct Place {
         double a, b;  ///< azimuth and elevation, or longitude and latitude [degree]
@@ -19,7 +19,7 @@ struct Track {
 };
 
 /// Pieces of a list of places, cut where time goes on by more than the gap.
-std::vector<std::vector<Track::Place>> cut(const std::vector<double>& seconds, const std::vector<Track::Place>& places,
+std::vector<std::vector<Trail::Place>> cut(const std::vector<double>& seconds, const std::vector<Trail::Place>& places,
                                            double gap);
 
 /// The step that most epochs have.
