@@ -176,7 +176,7 @@ Option Command::add_option(const std::string& names, std::vector<std::string>& v
 }
 
 Option Command::add_option(const std::string& names, std::vector<double>& value, const std::string& help) const {
-    return Option(app_->add_option(names, value, help));
+    return Option(app_->add_option(names, value, help)->check(finite_check()));
 }
 
 Option Command::add_flag(const std::string& names, bool& value, const std::string& help) const {

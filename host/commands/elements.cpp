@@ -47,6 +47,7 @@ constexpr double kFirstMjd = 35839.0, kLastMjd = 72363.0;  ///< 1957 to 2056, th
 constexpr double kMaxDuration = 3653.0 * 86400.0;          ///< [s]
 constexpr double kMaxRows = 1e8;
 constexpr double kEarthRadius_km = 6378.135;  ///< of the model
+constexpr double kFarthest_km = 1e6;          ///< height beyond which no orbit stays at the earth
 constexpr double kDeepSpace_min = 225.0;      ///< period from which on the model lacks terms
 constexpr double kLowPerigee_km = 220.0;      ///< height below which it leaves out terms of drag
 constexpr double kOld_day = 14.0;             ///< age from which on the summary warns
@@ -94,13 +95,6 @@ long wrong_checksums(const std::string& file, const std::string& kind) {
     return count;
 }
 
-/// Elements that describe an orbit; a damaged line may not.
-bool is_orbit(const tled_t& d) {
-    const double mjd = gtime2mjd(d.epoch_mjd_utc);
-    return mjd >= kFirstMjd && mjd < kLastMjd && d.n > 1e-3 && d.n < 20.0 && d.ecc < 1.0 && std::isfinite(d.bstar) &&
-           std::fabs(d.inc) <= 180.0 && std::isfinite(d.OMG) && std::isfinite(d.omg) && std::isfinite(d.M);
-}
-
 /// Shape of the mean orbit, after the model's own recovery of the semi-major axis.
 struct Shape {
     double period_min, perigee_km, apogee_km;
@@ -116,6 +110,15 @@ Shape shape_of(const tled_t& d) {
     const double a0 = a1 * (1.0 - d1 * (1.0 / 3.0 + d1 * (1.0 + 134.0 / 81.0 * d1)));
     const double a = a0 / (1.0 - k / (a0 * a0));
     return {1440.0 / d.n, (a * (1.0 - d.ecc) - 1.0) * kEarthRadius_km, (a * (1.0 + d.ecc) - 1.0) * kEarthRadius_km};
+}
+
+/// Elements that describe an orbit around the earth; a damaged line may not.
+bool is_orbit(const tled_t& d) {
+    const double mjd = gtime2mjd(d.epoch_mjd_utc);
+    const Shape shape = shape_of(d);
+    return mjd >= kFirstMjd && mjd < kLastMjd && shape.perigee_km > 0.0 && shape.apogee_km < kFarthest_km &&
+           std::isfinite(d.bstar) && std::fabs(d.inc) <= 180.0 && std::isfinite(d.OMG) && std::isfinite(d.omg) &&
+           std::isfinite(d.M);
 }
 
 /// Of each chosen object one set: the newest, or, with a start, the one whose epoch is nearest to it. In the order of the names.
