@@ -44,7 +44,7 @@ void check_antenna(const AntennaOptions& o, bool attitude) {
 }
 
 AntennaOffset::AntennaOffset(const AntennaOptions& o) {
-    for (std::size_t i = 0; i < o.offset.size() && i < 3; ++i) offset_[static_cast<Eigen::Index>(i)] = o.offset[i];
+    if (!o.offset.empty()) offset_ = Eigen::Map<const Eigen::Vector3d>(o.offset.data());
     if (o.axes == "platform") attitude_.emplace(0);
 }
 

@@ -110,7 +110,8 @@ class LocalNormals {
 double inverse_square(double sigma) { return 1.0 / (sigma * sigma); }
 
 bool uses_code(const Link& link) { return link.code_edit == Edit::kUsed; }
-bool uses_phase(const Link& link, bool phase) { return phase && link.phase_edit == Edit::kUsed && link.pass >= 0; }
+/// A phase in use has a pass.
+bool uses_phase(const Link& link, bool phase) { return phase && link.phase_edit == Edit::kUsed; }
 
 Eigen::Vector3d radial_at(const Motion& motion, double t) {
     Eigen::Vector3d position, velocity;

@@ -1,6 +1,7 @@
 #include "estimation/first_state.h"
 
 #include <Eigen/Dense>
+#include <algorithm>
 #include <cmath>
 
 #include "mathlib.h"
@@ -28,7 +29,7 @@ Vector3d acceleration(const Vector3d& r) {
 /// Runge-Kutta steps of the fourth order over a time of either sign.
 void carry(double seconds, Vector3d& r, Vector3d& v) {
     const int steps = static_cast<int>(std::ceil(std::fabs(seconds) / 10.0));
-    const double h = steps > 0 ? seconds / steps : 0.0;
+    const double h = seconds / std::max(steps, 1);
     for (int i = 0; i < steps; ++i) {
         const Vector3d a1 = acceleration(r), v2 = v + 0.5 * h * a1;
         const Vector3d a2 = acceleration(r + 0.5 * h * v), v3 = v + 0.5 * h * a2;

@@ -12,7 +12,7 @@ namespace {
 std::vector<Series> phase_series(const ObservedArc& arc) {
     std::vector<Series> series(arc.passes.size());
     for (const Link& link : arc.links) {
-        if (link.pass < 0 || link.phase_edit != Edit::kUsed || !std::isfinite(link.phase_residual)) continue;
+        if (link.phase_edit != Edit::kUsed || !std::isfinite(link.phase_residual)) continue;
         const std::size_t pass = static_cast<std::size_t>(link.pass);
         const double since = arc.epochs[link.epoch].time - arc.epochs[arc.passes[pass].first_epoch].time;
         const std::size_t place = static_cast<std::size_t>(std::max(0.0, std::round(since / arc.interval)));

@@ -94,13 +94,13 @@ void mark_gross_codes(ObservedArc& arc, double bound) {
 
 double rms(double squares, long count) { return count > 0 ? std::sqrt(squares / static_cast<double>(count)) : 0.0; }
 
-IterationReport report_of(const std::string& what, const ObservedArc& arc, const BatchSolution& solution, bool phase,
+IterationReport report_of(const std::string& what, const ObservedArc& arc, const BatchSolution& solution,
                           double shift) {
     double code = 0.0, phases = 0.0;
     for (const Link& link : arc.links) {
         if (link.code_edit == Edit::kUsed && std::isfinite(link.code_residual))
             code += link.code_residual * link.code_residual;
-        if (phase && link.phase_edit == Edit::kUsed && std::isfinite(link.phase_residual))
+        if (link.phase_edit == Edit::kUsed && std::isfinite(link.phase_residual))
             phases += link.phase_residual * link.phase_residual;
     }
     return {what,
@@ -248,7 +248,7 @@ class Estimation {
             report_.solution = solve_batch(motion_, arc_, batch(phase));
             const long changes = edit_residuals(arc_, options_.screening, phase);
             report_.iterations.push_back(
-                report_of(what, arc_, report_.solution, phase, largest_shift(motion_, report_.solution.motion)));
+                report_of(what, arc_, report_.solution, largest_shift(motion_, report_.solution.motion)));
             settled = changes <= static_cast<long>(arc_.links.size() / 2000);
         }
         return settled;

@@ -112,7 +112,7 @@ const char* beginning(const ObservedArc& arc, const Track& track, const Link& li
 
 void drop_short_passes(ObservedArc& arc, const ScreeningOptions& options) {
     for (Link& link : arc.links) {
-        if (link.pass < 0 || link.phase_edit == Edit::kNoEphemeris || link.phase_edit == Edit::kLowElevation) continue;
+        if (link.pass < 0) continue;
         const Pass& pass = arc.passes[static_cast<std::size_t>(link.pass)];
         const double length = arc.epochs[pass.last_epoch].time - arc.epochs[pass.first_epoch].time;
         if (length < options.shortest_pass || pass.count < 4) link.phase_edit = Edit::kShortPass;
@@ -157,7 +157,7 @@ long edit_residuals(ObservedArc& arc, const ScreeningOptions& options, bool phas
     for (const Link& link : arc.links) {
         if (link.code_edit == Edit::kUsed && std::isfinite(link.code_residual))
             code_sizes.push_back(std::fabs(link.code_residual) / link.code_sigma);
-        if (phase && link.phase_edit == Edit::kUsed && std::isfinite(link.phase_residual))
+        if (link.phase_edit == Edit::kUsed && std::isfinite(link.phase_residual))
             phase_sizes.push_back(std::fabs(link.phase_residual) / link.phase_sigma);
     }
     // Where the sigmas are generous, what stays well within them is no outlier: editing would creep into a motion that doesn't fit yet.
@@ -174,8 +174,7 @@ long edit_residuals(ObservedArc& arc, const ScreeningOptions& options, bool phas
     };
     for (Link& link : arc.links) {
         judge(link.code_edit, std::fabs(link.code_residual) / link.code_sigma, code_bound);
-        if (phase && link.pass >= 0)
-            judge(link.phase_edit, std::fabs(link.phase_residual) / link.phase_sigma, phase_bound);
+        if (phase) judge(link.phase_edit, std::fabs(link.phase_residual) / link.phase_sigma, phase_bound);
     }
     return changes;
 }

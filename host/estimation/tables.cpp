@@ -119,7 +119,7 @@ void write_satellites(const std::string& file, const ObservedArc& arc) {
             std::fprintf(out, ",%.4f,%.4f,%.4f,%.4f,%s,%d,,,%d,%s", link.azimuth * kRadToDeg,
                          link.elevation * kRadToDeg, link.antenna_azimuth * kRadToDeg,
                          link.antenna_elevation * kRadToDeg, status_of(link), link.code_edit == Edit::kUsed,
-                         link.phase_edit == Edit::kUsed && link.pass >= 0, slip_text(arc, link));
+                         link.phase_edit == Edit::kUsed, slip_text(arc, link));
             for (double residual : {link.code_residual, link.phase_residual}) {
                 if (std::isfinite(residual)) {
                     std::fprintf(out, ",%.5f", residual);

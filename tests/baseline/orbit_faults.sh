@@ -31,10 +31,11 @@ changed "i % 2 ? 0 : 40 * sin(s * k)" 0 > noisy.obs; orbit --obs noisy.obs --tru
 changed "i % 2 ? 0 : 2000 * sin(s * s * k * k)" 0 > noisy.obs; orbit --obs noisy.obs --truth truth.csv $light
 changed "1e6 * sin(s * s * k * k)" 0 > noisy.obs; orbit --obs noisy.obs --truth truth.csv $light
 changed "0" "e > 15 && e < 46" > gap.obs; orbit --obs gap.obs --truth truth.csv --empirical A0:600
+for most in 14 17; do changed "i % 2 ? k % 2 * 20 * (s < $most) : 0" 0 > share.obs; orbit --obs share.obs $light; done
 for size in 28 32; do changed "i % 2 == 0 && k == 7 ? $size : 0" 0 > gross.obs; orbit --obs gross.obs --truth truth.csv $light --edits-out edits.csv; grep code edits.csv | head -4; done
 echo "-- sigmas, motions"
-orbit --obs arc.obs --truth truth.csv --sigma-code 0.03 --sigma-phase 0.0001 --sigma-clock 0 $light
-orbit --obs arc.obs --truth truth.csv --sigma-code 0.07 --sigma-phase 0.0012 --sigma-clock 0 $light
+orbit --obs arc.obs --truth truth.csv --sigma-code 0.06 --sigma-phase 0.001 --sigma-clock 0 $light
+orbit --obs arc.obs --truth truth.csv --sigma-code 0.062 --sigma-phase 0.00105 --sigma-clock 0 $light
 orbit --obs arc.obs --truth truth.csv --no-adapt --empirical A0:600:0.001 --sigma-clock 0
 sed 's/YES 30/YES 24/' examples/demo_orbit.cfg > coarse.cfg
 for empirical in A0:0 "R0:0:1 A0:300:5" "A0:300:2:600 R0:300:2:600 C0:300:2:600"; do leopod orbit $nav --obs arc.obs --to 2400 --truth truth.csv --dynamics coarse.cfg --empirical $empirical --summary summary.json 2>&1 | \
