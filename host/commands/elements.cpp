@@ -116,9 +116,9 @@ Shape shape_of(const tled_t& d) {
 bool is_orbit(const tled_t& d) {
     const double mjd = gtime2mjd(d.epoch_mjd_utc);
     const Shape shape = shape_of(d);
-    return mjd >= kFirstMjd && mjd < kLastMjd && shape.perigee_km > 0.0 && shape.apogee_km < kFarthest_km &&
-           std::isfinite(d.bstar) && std::fabs(d.inc) <= 180.0 && std::isfinite(d.OMG) && std::isfinite(d.omg) &&
-           std::isfinite(d.M);
+    return mjd >= kFirstMjd && mjd < kLastMjd && shape.apogee_km > 0.0 && shape.apogee_km < kFarthest_km &&
+           d.n < 20.0 && std::isfinite(d.bstar) && std::fabs(d.inc) <= 180.0 && std::isfinite(d.OMG) &&
+           std::isfinite(d.omg) && std::isfinite(d.M);
 }
 
 /// Of each chosen object one set: the newest, or, with a start, the one whose epoch is nearest to it. In the order of the names.
