@@ -130,7 +130,7 @@ bool check_attitude(const std::string& name) {
         found = n == 5;
         return !found && n != 5 && line.find(':') != std::string::npos;  // header lines of a YAML head may stand first
     });
-    if (!found) wrong_kind(name, kind);
+    if (!found) wrong_kind(name, kind, mission ? Kind::attitude_mission : Kind::attitude);
     return mission;
 }
 
