@@ -65,29 +65,38 @@ CLI::Validator number_check(double least, bool least_too, const std::string& exp
 
 CLI::Validator finite_check() { return number_check(-1e300, true, "a number"); }
 
+std::vector<const CLI::App*> subcommands_of(const CLI::App& app) {
+    return app.get_subcommands([](const CLI::App*) { return true; });
+}
+
 /// What the parser leaves to guess: a command or an option that there isn't. Empty where all are known.
 std::string unknown_argument(const CLI::App& app, int argc, char** argv) {
-    if (argc < 2 || argv[1][0] == '-') return "";
-    const auto subcommands = app.get_subcommands([](const CLI::App*) { return true; });
-    std::vector<std::string> known;
-    const CLI::App* given = nullptr;
-    for (const CLI::App* command : subcommands) {
-        known.push_back(command->get_name());
-        if (command->get_name() == argv[1]) given = command;
+    const CLI::App* command = &app;
+    std::string path;
+    int i = 1;
+    for (; !subcommands_of(*command).empty(); ++i) {
+        if (i >= argc || argv[i][0] == '-') return "";
+        std::vector<std::string> known;
+        const CLI::App* next = nullptr;
+        for (const CLI::App* sub : subcommands_of(*command)) {
+            known.push_back(sub->get_name());
+            if (sub->get_name() == argv[i]) next = sub;
+        }
+        if (next == nullptr)
+            return std::string(argv[i]) + " is no command" + (path.empty() ? "" : " of " + path) + ", " +
+                   list_of(known) + " is expected" + did_you_mean(argv[i], known);
+        path += (path.empty() ? "" : " ") + next->get_name();
+        command = next;
     }
-    if (given == nullptr)
-        return std::string(argv[1]) + " is no command, " + list_of(known) + " is expected" +
-               did_you_mean(argv[1], known);
-    if (!given->get_subcommands([](const CLI::App*) { return true; }).empty()) return "";
-    known.clear();
-    for (const CLI::Option* option : given->get_options()) {
+    std::vector<std::string> known;
+    for (const CLI::Option* option : command->get_options()) {
         for (const std::string& name : option->get_lnames()) known.push_back("--" + name);
     }
-    for (int i = 2; i < argc; ++i) {
+    for (; i < argc; ++i) {
         const std::string name = std::string(argv[i]).substr(0, std::string(argv[i]).find('='));
         if (name.size() > 2 && name.compare(0, 2, "--") == 0 &&
             std::find(known.begin(), known.end(), name) == known.end())
-            return std::string(argv[1]) + " has no option " + name + did_you_mean(name, known);
+            return path + " has no option " + name + did_you_mean(name, known);
     }
     return "";
 }
@@ -197,7 +206,7 @@ const Settings& CommandLine::settings() { return chosen; }
 std::string CommandLine::text(const std::string& without) {
     std::string line = "leopod";
     for (std::size_t i = 0; i < given.size(); ++i) {
-        if (given[i] == without) {
+        if (!without.empty() && given[i] == without) {
             ++i;  // its value
         } else if (without.empty() || given[i].compare(0, without.size() + 1, without + "=") != 0) {
             line += " " + argument(given[i]);
