@@ -43,10 +43,10 @@ class Record {
         Sum& sum = sums_[name];
         double whole;
         const double weight = 1.0 + std::modf(0.6180339887498949 * static_cast<double>(++sum.count), &whole);
-        const double term = weight * (std::isfinite(value) ? value
-                                      : std::isnan(value)  ? 77.0
-                                      : value > 0.0        ? 78.0
-                                                           : 79.0);
+        const double term = weight * (std::isnan(value)          ? 77.0
+                                      : std::fabs(value) < 1e300 ? value
+                                      : value > 0.0              ? 78.0
+                                                                 : 79.0);
         sum.value += term;
         sum.scale += std::fabs(term);
     }

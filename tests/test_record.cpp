@@ -235,6 +235,36 @@ void branches(Record& record) {
               Values(6, 3.0));
 }
 
+/// Searches in lists of no, one and some entries, each time at, beside and between them.
+void lists(Record& record) {
+    for (const int n : {0, 1, 2, 5})
+        for (double t = -15.0; t < 150.0; t += 7.5) {
+            const GTime when = {{59232, t}, tsGPST};
+            std::vector<EPHREC_PRE> orbits(5);
+            std::vector<CLKREC_PRE> clocks(5);
+            std::vector<ATT_QUATERNION> attitudes(5);
+            std::vector<OBSDATA_EPOCH> rows(5);
+            Values times(5);
+            for (std::size_t i = 0; i < 5; ++i) {
+                times[i] = 30.0 * static_cast<double>(i);
+                orbits[i].time = clocks[i].time = attitudes[i].time = rows[i].epoch_time = {{59232, times[i]}, tsGPST};
+            }
+            const auto size = static_cast<std::size_t>(n);
+            record.number("orbit", find_closest_eph_prec(orbits.data(), n, when)),
+                record.number("clock", find_closest_clk_prec(clocks.data(), n, when));
+            record.number("attitude", find_closest_att_quaternion(when, n, attitudes.data())),
+                record.number("bound", binsearch_array(times.data(), 0, n, t));
+            if (n > 0)
+                record.number("epoch", match_observation_storage(rows.data(), size, when, 5.0)),
+                    record.number("largest", search_max_array(times.data(), n / 2, n - 1));
+            if (n > 1) rows[1].epoch_time = when;
+            record.number("left", remove_duplicate_gnss_observation(n, rows.data()));
+            record.record("rows", "GTime", &rows[0].epoch_time), record.record("rows", "GTime", &rows[4].epoch_time);
+            for (auto* const statistic : {get_max, get_mean, get_min, get_rms, get_std})
+                record("statistic", statistic, times, n, t);
+        }
+}
+
 /// A message for each store that isn't there, each file and each name that can't be.
 TEST(Recorded, NothingLoaded) {
     Record record("nothing.txt");
@@ -296,6 +326,7 @@ TEST(Recorded, Routines) {
         arithmetic(record, draw);
     }
     branches(record);
+    lists(record);
     for (int index = -1; index < 100; ++index) {
         sysGNSS system = UKNSYS;
         int number = -1;
@@ -319,6 +350,17 @@ void products(Record& record, const char* type, const T (&rows)[98][8640], const
 void observation(Record& record, char* name) {
     support::load_observation(name);
     record.record("OBSDATA_EPOCH", "OBSDATA_EPOCH", g_obs_storage, static_cast<std::size_t>(g_num_obs_storage));
+    if (g_num_obs_storage == 0) return;
+    std::string header(20000, '\0'), written = "written.rnx";
+    generate_rinex_header(3.0, 1, g_num_obs_storage, g_obs_storage, header.data());
+    record.text("header", header.substr(std::min(header.find("DATE"), header.size())).c_str());
+    write_rinex_observation(written.data(), 1, 3.0, g_num_obs_storage, g_obs_storage);
+    const std::string text = support::read_file(written);
+    record.text("rows", text.substr(std::min(text.find("END OF HEADER"), text.size())));
+    for (int i = 0; i < g_num_obs_storage; ++i) {
+        choose_observation(&g_obs_storage[i]);
+        record.record("chosen", "OBSDATA_EPOCH", &g_obs_storage[i]);
+    }
 }
 
 void navigation(Record& record, char* name) {
@@ -332,6 +374,10 @@ void navigation(Record& record, char* name) {
     for (const double* model : {iono_brdc_GPS_A, iono_brdc_GPS_B, iono_brdc_BDS_A, iono_brdc_BDS_B, iono_brdc_QZS_A})
         record.record("ionosphere", "double", model, 4);
     record.record("galileo", "double", iono_brdc_GAL_I, 3);
+    g_eph_selection = EPHOPT_BRDC;
+    for (int index = 0; index < 97; ++index)
+        for (double t = -9000.0; t < 99000.0; t += 13500.0)
+            R(compute_satposvel, GTime{{59232, t}, tsGPST}, index, Values(6), Values(3), Values(3));
 }
 
 template <bool clocks>
@@ -412,6 +458,9 @@ void quaternions(Record& record, char* name) {
     static std::vector<ATT_QUATERNION> records(MAXSIZE_ATT_QUA);
     record.record("ATT_QUATERNION", "ATT_QUATERNION", records.data(),
                   static_cast<std::size_t>(Read(name, records.data(), 0)));
+    std::string written = "written.txt";
+    write_att_quaternion_velmra(written.data(), records.data(), 3);
+    record.text("rows", support::read_file(written));
 }
 
 void elements(Record& record, char* name) {
