@@ -221,7 +221,7 @@ void branches(Record& record) {
         R(geocentric, r, Values(1), Values(1)), R(STEP2DIU, r, 3.0, 0.1, three),
             R(ST1L1, r, Values{1e11, 2e10, 3e9}, Values{3e8, 2e8, 1e7}, 0.01, 0.02, three);
         for (const Values& v : axes) {
-            ATT_QUATERNION q = {{{59232, 0.0}, tsUTC}, {r[0] / 7e6, {0.6, 0.0, v[1] / 9e6}}, r[2] == 0.0};
+            ATT_QUATERNION q = {{{59232, 0.0}, tsUTC}, {r[0] / 7e6, {0.6, 0.0, v[1] / 9e6}}, r[0] > 0.0};
             R(attitude_platform, 0, q.time, r, v, v, r, q, three, three, three, three),
                 R(attitude_yaw_steering, r, v, up, three, three, three, three);
             R(eci2rtn, r, v, three, three, three), R(xyz2kpe, r, v, keplerian_elements{}),
@@ -508,7 +508,7 @@ const struct {
               {"laser_ranging1.crd", ranging},
               {"laser_ranging2.crd", ranging}};
 
-/// The file with a flaw in one of its lines: one of eleven, by its number; false when there are no more.
+/// The file with a flaw in one of its lines: one of thirteen, by its number; false when there are no more.
 bool flawed(const std::string& good, std::size_t at, int flaw, std::string& bad) {
     const std::size_t end = std::min(good.find('\n', at), good.size() - 1) + 1, length = end - at;
     const std::string line = good.substr(at, length), text = line.substr(0, length - 1);
@@ -518,6 +518,8 @@ bool flawed(const std::string& good, std::size_t at, int flaw, std::string& bad)
     const auto with = [&](const char* by) {
         return digit == line.npos ? line : std::string(line).replace(digit, std::strlen(by), by);
     };
+    std::string words = line;  // a long one
+    words.insert(std::min(line.find_last_of(":,= ", length - 2), length - 1), 40, 'x');
     const std::string lines[] = {"",
                                  line + line,
                                  many,
@@ -528,9 +530,11 @@ bool flawed(const std::string& good, std::size_t at, int flaw, std::string& bad)
                                  with("9999"),
                                  with("nan"),
                                  with("-1"),
+                                 text.substr(0, length - 2) + "\n",
+                                 words,
                                  with("1e400")};
     bad = std::string(good).replace(at, length, lines[flaw]);
-    return flaw < 10;
+    return flaw < 12;
 }
 
 /// What a file leaves and what is said of it, one number each. A reader may end the process: it works in a child.
@@ -588,7 +592,7 @@ TEST_P(RecordedFile, WholeAndFlawed) {
         ++next;
     }
     for (std::size_t i = 0; i < cases.size(); ++i) {
-        const std::string flaw = " flaw " + std::to_string(i % 11);
+        const std::string flaw = " flaw " + std::to_string(i % 13);
         record.number("stores" + flaw, all[i].stores), record.number("words" + flaw, all[i].words);
     }
     munmap(all, (1 + cases.size()) * sizeof(Left));
