@@ -17,10 +17,10 @@ constexpr std::size_t kTextSize = 2048;  ///< the logger cuts at this size
 unsigned long s_reports = 0;
 
 /// Hands a finished text to the logger as its format, every '%' doubled.
-void publish(ulog_level_t level, const char* text) {
+void publish(ulog_level_t level, const char (&text)[kTextSize]) {
     char doubled[2 * kTextSize];
     std::size_t n = 0;
-    for (const char* p = text; *p != '\0' && n + 2 < sizeof doubled; ++p) {
+    for (const char* p = text; *p != '\0'; ++p) {
         doubled[n++] = *p;
         if (*p == '%') doubled[n++] = '%';
     }
