@@ -120,7 +120,7 @@ RunEpoch EpochRunner::process(OBSDATA_EPOCH& observations) {
     } else if (runtime_.sln_kine.status == SOL_SPP_LACK_SAT && epoch.without_attitude) {
         epoch.status = "NO_ATTITUDE";
     }
-    if (!epoch.solved) {
+    if (!epoch.solved && !epoch.without_attitude) {
         const OBSDATA_EPOCH& seen = runtime_.obs_epoch[0];
         for (int i = 0; i < std::min<int>(seen.sat_num, MAXSAT_EPOCH); ++i)
             epoch.under_mask |= seen.satobs[i].flag_sat == LOW_ELE;

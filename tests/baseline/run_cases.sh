@@ -20,7 +20,7 @@ awk '/^>/ { ++e } /^C/ && e == 6 { $0 = substr($0, 1, 3) "              " substr
 echo "# attitude"
 edited 600 '{}'
 leopod run --embedded --nav $nav --obs edited.obs | sed -n '/^epochs/,/^note/p;/^attitude/p'
-head -n 15 $att > gap.txt; run --obs edited.obs --att gap.txt --summary summary.json; statuses; grep 'without' summary.json
+head -n 15 $att > gap.txt; leopod run --embedded --nav $nav --obs edited.obs --att gap.txt --out epochs.csv --satellites-out satellites.csv --antenna-offset 1,2,3 --antenna-axes platform --summary summary.json | sed -n '/^attitude/,/^slip/p'; statuses; grep 'without' summary.json
 awk '{ $2 = -$2; t = $2; $2 = -$3; $3 = t; t = $4; $4 = -$5; $5 = t; print }' $att > up.txt; leopod run --embedded --nav $nav --obs edited.obs --att up.txt | sed -n '/^epochs/,/^note/p'
 echo "# the antenna, the files of the orbit"
 for offset in 0.1,0.2,0.3 "0,0,0" "0,0,2"; do run --obs edited.obs --antenna-offset $offset; rows 2,4; done
