@@ -41,14 +41,21 @@ for rows in 600 601 2000 2001; do
 done
 
 echo "# scales that are shared and not"
-made a.csv 9 0 30 "i" "i" "i * 0.2"; errors --in a.csv; texts picture.svg
+made a.csv 9 0 30 "i" "i" "i * 0.18"; errors --in a.csv; texts picture.svg
 made a.csv 9 0 30 "i" "i" "i * 0.16"; errors --in a.csv; heights
 made b.csv 9 0 30 "-i" "i" "i - 4"; errors --in a.csv=one --in b.csv --layout solutions; texts picture.svg
+
+echo "# room for names"
+made a.csv 4 0 30 "i" 0 0
+for name in "ijl.,:;'| ijl" "ftr()[]Iftr-" "mwMW@%mwMW@%" "ABCDEFXYZABC" "abcdezéü0123" "a name of 26 letters, which" "a name of 27 letters, which i" "ééééééééééééééééééééééééééééééé" "MMMMMMMMMMMMMMMMMMMMM"; do errors --in "a.csv=$name" --layout total; texts picture.svg | tr '|' '\n' | tail -n 2 | paste -sd'|'; done
+for title in "$(printf 'T%.0s' $(seq 60))" "$(printf 'T%.0s' $(seq 70))" "$(printf 'é%.0s' $(seq 90))"; do errors --in a.csv --title "$title" --layout total; texts picture.svg | cut -d'|' -f1; done
+errors --in a.csv=$(printf 'n%.0s' $(seq 90)) --title $'tab\there\x01\xff' --layout total; texts picture.svg | cut -d'|' -f1,2
 
 echo "# files and names"
 made a.csv 9 0 30 "i % 3" "(i == 4) * 2" "0.3 * i"
 made b.csv 9 600 30 "i % 2" "1" "-0.2 * i"
 made c.csv 1 450 30 1 2 3
+made d.csv 16 0 30 "i" 1 1; sed -i '5,5d;9,10d;12,12d' d.csv; errors --in d.csv --layout total; grep -A 2 'class="series"' picture.svg
 errors --in a.csv --in b.csv --in c.csv --layout components,total,solutions --title "A title that is longer than the picture is wide, which is told by an ellipsis at its end, and goes on and on"
 split -l 110 -d picture.svg out/three.svg.
 sed -i '5,6d' a.csv; errors --in a.csv --log; cp picture.svg out/gap_log.svg

@@ -12,7 +12,7 @@ made west.csv 12 60 "-150 - 10 * i" "3 * i - 10"
 made pole.csv 9 60 "i < 4 ? 40 : 220" "i < 4 ? 80 + 2.5 * i : 100 - 2.5 * i"
 made short.csv 3 60 "10 + i" "10"
 made edge.csv 3 60 "170 + 10 * i" "20"
-made gap.csv 16 60 "4 * i" "i * i / 5"; sed -i '8,12d' gap.csv
+made gap.csv 24 60 "4 * i" "i * i / 9"; sed -i '8,12d;16,19d' gap.csv
 made alone.csv 1 60 "30" "40"
 draw --in west.csv --in pole.csv=over_the_pole --in short.csv --in edge.csv --in gap.csv --in "alone.csv=A name that is too long for the legend beside the map" --title "Six & more"
 without_coast | tail -n +15 > out/six.svg

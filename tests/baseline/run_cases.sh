@@ -15,8 +15,10 @@ echo "# one satellite is wrong, many are, all are"
 edited 900 '{}'
 awk '/^>/ { ++e } /^C25/ && e > 20 && e < 25 { $0 = substr($0, 1, 3) sprintf("%14.3f", substr($0, 4, 14) + 300) substr($0, 18) } { print }' edited.obs > faulty.obs; run --obs faulty.obs --satellites-out satellites.csv --summary summary.json; statuses; grep -A 12 set_aside summary.json; grep ',C25,' satellites.csv | sed -n '20,26p'
 awk '/^>/ { ++e } /^C2[0257]/ && e % 3 == 0 { $0 = substr($0, 1, 3) sprintf("%14.3f", substr($0, 4, 14) + 3000 * substr($0, 3, 1) + 40 * e) substr($0, 18) } { print }' edited.obs > faulty.obs; run --obs faulty.obs; statuses
-awk '/^C/ { $0 = substr($0, 1, 3) sprintf("%14.3f", 100) substr($0, 18, 18) sprintf("%14.3f", 9e9) substr($0, 50) } { print }' edited.obs > faulty.obs; run --obs faulty.obs; statuses | cut -c-120
-awk '/^>/ { ++e } /^C/ && e == 6 { $0 = substr($0, 1, 3) "              " substr($0, 18) } { print }' edited.obs > faulty.obs; run --obs faulty.obs --to 240; statuses
+awk '/^C[0-9]/ { $0 = substr($0, 1, 3) sprintf("%14.3f", 100) substr($0, 18, 18) sprintf("%14.3f", 9e9) substr($0, 50) } { print }' edited.obs > faulty.obs; run --obs faulty.obs; statuses | cut -c-120
+awk '/^>/ { ++e } /^C[0-9]/ && e == 6 { $0 = substr($0, 1, 3) "              " substr($0, 18) } { print }' edited.obs > faulty.obs; run --obs faulty.obs --to 240; statuses
+awk '/^C[0-9]/ { $0 = substr($0, 1, 19) sprintf("%14.3f", substr($0, 20, 14) + (NR * NR * 7 % 109)) substr($0, 34, 18) sprintf("%14.3f", substr($0, 52, 14) + (NR * NR * 5 % 113)) } { print }' edited.obs > faulty.obs; run --obs faulty.obs --to 330; run --obs faulty.obs --to 270 | grep note
+grace=examples/data/grace_b; leopod run --obs $grace/grcb2080_01h05h.10d.gz --sp3 $grace/cod15942_excerpt.sp3.gz --eop $grace/finals_2010_07.txt.gz --to 4800 --interval 300 --sigma-phase 0.01 | sed -n '/^sigmas/,$p' | grep -v time:
 echo "# attitude"
 edited 600 '{}'
 leopod run --embedded --nav $nav --obs edited.obs | sed -n '/^epochs/,/^note/p;/^attitude/p'
