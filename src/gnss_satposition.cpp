@@ -446,7 +446,7 @@ bool surely_usable(const EPHREC_GPS& record) {
 }
 
 /// Whether a record is usable. One that isn't plausible is rejected for good, one that isn't healthy is reported.
-[[gnu::noinline]] bool examine_and_report(EPHREC_GPS& record, int satindex) {
+[[gnu::noinline, gnu::cold]] bool examine_and_report(EPHREC_GPS& record, int satindex) {
     if (!plausible(record)) {
         record.ok = false;
         return false;
