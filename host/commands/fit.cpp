@@ -102,7 +102,7 @@ double offset_sigma(const AntennaOptions& antenna, const PositionFile& file, dou
     constexpr int kGoodDegree = 60;
     constexpr double kLongEnough = 10000.0, kSigma = 0.5;
     bool radial = false;
-    for (int i = 0; i < std::min(config.emp_param_num_base, 20); ++i)
+    for (int i = 0; i < config.emp_param_num_base; ++i)
         radial = radial || std::string(config.emp_params_base[i].name_param) == "R0";
     if (antenna.sigma >= 0.0 || !antenna.offset.empty()) return std::max(antenna.sigma, 0.0);
     const bool of_receiver = !file.rows.front().status.empty();

@@ -97,7 +97,7 @@ std::vector<EmpiricalTerm> empirical_terms(const OrbitOptions& o, const ORBIT_DY
     std::vector<EmpiricalTerm> terms;
     for (const std::string& text : o.empirical) terms.push_back(parse_term(text));
     if (!terms.empty()) return terms;
-    for (int i = 0; i < std::min(config.emp_param_num_base, 20); ++i) {
+    for (int i = 0; i < config.emp_param_num_base; ++i) {
         const EMP_PARAM_BASE& kind = config.emp_params_base[i];
         if (kind.fm == FM_EMP) terms.push_back({kind.name_param, kind.interval, 0.0, 0.0});
     }

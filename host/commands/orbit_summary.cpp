@@ -41,7 +41,7 @@ void print_noise(const EstimationOptions& e) {
     if (g_eph_selection != EPHOPT_PREC) {
         std::printf(", broadcast ephemerides %g and %g m", e.noise.broadcast_code, e.noise.broadcast_phase);
     } else {
-        std::printf(", satellite clock half-way between two %g m", e.noise.clock);
+        std::printf(", satellite clock half-way between two %.3g m", e.noise.clock);
     }
     std::printf("\nantenna: %s%s\n", e.signal.antenna.text().c_str(),
                 e.antenna_sigma > 0.0        ? ", radial part estimated"

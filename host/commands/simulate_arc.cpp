@@ -277,7 +277,8 @@ Slip parse_slip(const std::string& text, const Constellation& constellation, con
     const std::vector<std::string_view> parts = csv_fields(text);
     const std::vector<std::string> fields(parts.begin(), parts.end());
     require(fields.size() == 4, what + "satellite, time, band and cycles are expected, such as C21,1800,L1,5");
-    Slip slip{text, 0, 0.0, 0, 0.0};
+    Slip slip{};
+    slip.text = text;
     const std::vector<Satellite>& all = constellation.satellites();
     const auto satellite =
         std::find_if(all.begin(), all.end(), [&](const Satellite& s) { return s.name() == fields[0]; });

@@ -288,9 +288,8 @@ BatchSolution solve_batch(const Motion& motion, ObservedArc& arc, const BatchOpt
 void apply_clocks(ObservedArc& arc) {
     for (ArcEpoch& epoch : arc.epochs) {
         for (std::size_t system = 0; system < epoch.clock.size(); ++system) {
-            double& correction = epoch.clock_correction[system];
+            const double correction = epoch.clock_correction[system];
             if (std::isfinite(correction)) epoch.clock[system] += correction;
-            correction = 0.0;
         }
     }
 }

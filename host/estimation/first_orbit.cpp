@@ -157,10 +157,7 @@ std::vector<EpochPosition> solve_points(ObservedArc& arc, const SignalModel& mod
             arc.links[worst].code_edit = Edit::kOutlier;
             solved = false;
         }
-        if (!solved) {
-            epoch.clock = {};
-            continue;
-        }
+        if (!solved) continue;
         last = position;
         points.push_back({e, to_celestial(model, epoch.received(), position) * position});
     }

@@ -370,7 +370,6 @@ class WeightedFit {
 }  // namespace
 
 FitResult fit_with_weights(const FitPositions& positions, Dynamics& dynamics) {
-    dynamics.config->emp_param_num_base = std::min(dynamics.config->emp_param_num_base, 20);
     const auto fit = std::make_shared<WeightedFit>(positions, dynamics);
     FitResult result = fit->run();
     result.covariances = [fit](const std::vector<TrajectoryPoint>& points) { return fit->covariances(points); };

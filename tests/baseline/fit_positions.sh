@@ -18,9 +18,15 @@ fit() { leopod fit $eop "$@" | grep -v -e ^messages -e '^earth or' -e ^planets; 
 fit --positions run.csv --dynamics pieces.cfg --residuals out/residuals.csv --parameters out/parameters.csv --history out/history.csv --out out/fit.csv --sp3-out out/fit.sp3 \
   --oem-out fit.oem --summary out/fit.json --truth orbit.csv --satellite L17
 awk -F, 'NR > 1 { for (k = 3; k < 7; k++) s[k] += ($k < 0 ? -$k : $k); n += $7 != "" } END { printf "sums %.4f %.4f %.4f %.3f, %d left out\n", s[3], s[4], s[5], s[6], n }' out/residuals.csv
-# covariances of the orbit in millionths of its first and last blocks
-awk '/^EPOCH/ { n++; if (n % 60 == 1) print; row = 0; next } n % 60 == 1 && NF <= 6 && $1 ~ /e-/ { row++; for (i = 1; i <= NF; i++) printf "%.3f ", $i * 1e9 * (row > 3 ? 1e3 : 1) * (i > 3 ? 1e3 : 1); print "" }' fit.oem
-fit --positions run.csv --dynamics plain.cfg --from 1800 --to 2021-01-18T01:30:00 --interval 120 --antenna-offset 1,0.5,-0.25 --truth orbit.csv --oem-out moved.oem --oem-frame gcrf --object-name M
+# covariances of some states, in thousandths of m2, m mm/s, mm2/s2
+covariances() { awk -v each=$2 '/^EPOCH/ { n++; if (n % each == 1) print; row = 0; next } n % each == 1 && NF <= 6 && $1 ~ /e-/ { row++; for (i = 1; i <= NF; i++) printf "%.3f ", $i * 1e9 * (row > 3 ? 1e3 : 1) * (i > 3 ? 1e3 : 1); print "" }' $1; }
+covariances fit.oem 60
+fit --positions run.csv --dynamics plain.cfg --from 1800 --to 2021-01-18T01:30:00 --interval 120 --antenna-offset 1,0.5,-0.25 --truth orbit.csv --oem-out moved.oem --oem-frame gcrf --object-name M; covariances moved.oem 30
+# inertial positions with a noise and covariances of their frame, those of each second one large
+awk '/^EPOCH/ { n++ } /^20.*T/ { k++; printf "%s %.9f %.9f %.9f %s %s %s\n", $1, $2 + 4e-4 * sin(k), $3 + 3e-4 * sin(k * k), $4 - 5e-4 * (k % 2), $5, $6, $7; next }
+  n % 2 && / *[-0-9.]+e/ { for (i = 1; i <= NF; i++) $i = sprintf("%.9e", $i * (i == NF ? 40 : 30)) } { print }' moved.oem > noisy.oem
+fit --positions noisy.oem --dynamics pieces.cfg --truth orbit.csv --residuals noisy.csv --parameters out/noisy_parameters.csv | tail -9
+awk -F, 'NR % 4 == 2 { print $1, $3, $4, $5, $6 }' noisy.csv
 fit --positions run.csv --dynamics plain.cfg --antenna-offset 2,0,0 --antenna-sigma 0.5 --history out/offset.csv
 fit --positions orbit.sp3 --dynamics plain.cfg --sp3-out again.sp3 --to 4000
 fit --positions orbit.oem --dynamics plain.cfg --truth orbit.sp3 --to 4000

@@ -27,6 +27,8 @@ cut_epochs 0; run --oem-out half.oem --round; states half.oem | awk 'NR < 12 || 
 # without whole seconds
 arc --start 2021-01-18T00:02:00.25 --interval 30 --duration 300; cut_epochs 0; run --oem-out quarter.oem --oem-frame gcrf; states quarter.oem | head -9; run --oem-out quarter.oem --round --sp3-out quarter.sp3; states quarter.sp3 | head -3
 leopod run --obs cut.obs $nav --oem-out none.oem --oem-frame gcrf 2>&1 | grep -A1 ^leopod:
+# the day that is written
+SOURCE_DATE_EPOCH=1611014399 leopod run --obs cut.obs $nav --oem-out day.oem > /dev/null; grep CREATION day.oem | cut -c1-99
 # names and choices
 for option in "--oem-frame itrf2020" "--oem-frame ITRF14" "--oem-frame itrf201a" "--oem-frame GCRF" "--oem-frame itrf" "--object-id 2021-001A" "--object-id 2021-001ABC" "--object-id 2021-001ABCD" \
   "--object-id 2021-001" "--object-id 2021-01AA" "--object-id 2021-001a" "--object-id 2021_001A" "--object-id 202X-001A" "--object-name $(printf 'N%.0s' $(seq 240))" "--object-name $(printf 'N%.0s' $(seq 241))" \

@@ -24,6 +24,10 @@ for option in "--no-group-delays" "--no-wind-up" "--no-group-delays --yaw 75" "-
 done
 sim --config other.cfg --start 2021-01-17T23:55:00 --duration 600 --interval 300 --channels 6 --truth-out out/truth.csv --events-out out/events.csv
 digits arc.obs
+# slips at random, two of three of them on one band; jumps of a clock that drifts and walks
+leopod simulate --orbit orbit.csv --obs-out arc.obs --nav mixed.nav --systems GC --start 2021-01-18T00:10:00 --duration 600 --interval 20 --seed 11 --slip-rate 8 --slip-size 4 --clock-offset 4e-4 --clock-drift 3e-6 \
+  --clock-walk 1e-5 --clock-jumps --channels 9 --mask 20 --events-out events.csv --truth-out truth.csv | grep -e ^put -e ^rec
+grep -v ^pass events.csv; cut -d, -f1-5 truth.csv
 # the ages at which records serve
 awk 'BEGIN { print "mjd_gpst,sod_gpst,x_ecef_m,y_ecef_m,z_ecef_m"; for (t = 6600; t <= 15000; t += 60) { u = t / 900; l = t / 13713
   printf "59232,%d,%.6f,%.6f,%.6f\n", t, 6.9e6 * cos(u) * cos(l), -6.9e6 * cos(u) * sin(l), 6.9e6 * sin(u) } }' > late.csv
