@@ -11,7 +11,7 @@ draw() { leopod plot "$@" --out picture.svg > said; grep -v plot: said; }
 in_parts() { split -l 115 -d picture.svg out/$1.svg.; }
 
 made few.csv 5 7 30 "s * 70 + 3 * i" "s * 17 - 20 + i" "s - 3" "(s - 2) * 0.01 + i * 0.001"
-draw residuals --in few.csv; in_parts residuals
+draw residuals --in few.csv; grep -A 1 'class="series"' picture.svg > out/residuals.txt; texts picture.svg
 draw residuals --in few.csv --of point --frame antenna; grep -A 1 'class="series"' picture.svg > out/point.txt; texts picture.svg
 for limit in 0.5 1 1.5 2; do draw residuals --in few.csv --limit $limit --limit-phase 0.0${limit/./}; texts picture.svg | cut -d'|' -f2-6; done
 draw residuals --in few.csv --of point --limit 1.25; texts picture.svg | cut -d'|' -f2-6
@@ -39,7 +39,7 @@ draw residuals --in few.csv --of point; texts picture.svg | tr '|' '\n' | grep -
 
 echo "# residuals of a fit"
 { echo "epoch_gpst,radial_m,along_m,cross_m,weight"; for i in 0 1 2 3 4 5 6 7; do echo "2021-01-18T00:0$i:00,0.0$i,-0.1$i,0.3,$((i % 4))"; done; echo "none,1,2,3,1"; } > fit.csv
-draw residuals --in fit.csv; cp picture.svg out/fit.svg
+draw residuals --in fit.csv; grep -A 1 'class="series"' picture.svg; texts picture.svg
 draw residuals --in fit.csv --limit 0.16 --from 60; texts picture.svg | cut -d'|' -f2-7
 cut -d, -f-4 fit.csv > plain.csv; draw residuals --in plain.csv --limit 0.3; texts picture.svg | cut -d'|' -f2-7
 draw residuals --in fit.csv --from 9000

@@ -5,7 +5,7 @@ printf 'script\n//# sourceMappingURL=elsewhere\n' > charts/dygraph.min.js
 printf 'synchronizer' > charts/extras/synchronizer.js
 report() { leopod report --charts charts --out page.html "$@" > said; grep -v written: said; }
 # without what is the same in all pages
-body() { sed '/<style>/,/<\/style>/{/style\|dygraph\|sourceMapping/!d}; /^(function/,/^})/d; /<svg/,/<\/svg>/{/^<title>\|<svg/!d}' page.html; }
+body() { sed '/class="tools"/,/<.noscript>/d; /<style>/,/<\/style>/{/style\|dygraph\|sourceMapping/!d}; /^(function/,/^})/d; /<svg/,/<\/svg>/{/^<title>\|<svg/!d}' page.html; }
 data() { sed -n '/id="data"/,/<\/script>/p' page.html; }
 
 { echo "mjd_gpst,sod_gpst,status,x_ecef_m,y_ecef_m,z_ecef_m,clock_GPS_m,clock_x,satellites,gdop,filter_x_ecef_m,filter_y_ecef_m,filter_z_ecef_m,filter_clock_GPS_m,filter_status"
