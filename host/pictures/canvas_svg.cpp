@@ -36,7 +36,7 @@ std::string xml(const std::string& text) {
 std::string tenths(long value) {
     std::string text = value < 0 ? "-" : "";
     value = std::labs(value);
-    if (value >= 10 || value % 10 == 0) text += std::to_string(value / 10);
+    if (value >= 10 || value == 0) text += std::to_string(value / 10);
     if (value % 10 != 0) text += "." + std::to_string(value % 10);
     return text;
 }

@@ -56,6 +56,7 @@ made a.csv 9 0 30 "i % 3" "(i == 4) * 2" "0.3 * i"
 made b.csv 9 600 30 "i % 2" "1" "-0.2 * i"
 made c.csv 1 450 30 1 2 3
 made d.csv 16 0 30 "i" 1 1; sed -i '5,5d;9,10d;12,12d' d.csv; errors --in d.csv --layout total; grep -A 2 'class="series"' picture.svg
+{ cat head; for t in 0 30 60 133.5 163.5 193.5 223.5 300 330 360; do echo "59232,$t,6378137,1,$t"; done; } > d.csv; errors --in d.csv --layout total; grep -A 2 'class="series"' picture.svg
 errors --in a.csv --in b.csv --in c.csv --layout components,total,solutions --title "A title that is longer than the picture is wide, which is told by an ellipsis at its end, and goes on and on"
 split -l 110 -d picture.svg out/three.svg.
 sed -i '5,6d' a.csv; errors --in a.csv --log; cp picture.svg out/gap_log.svg

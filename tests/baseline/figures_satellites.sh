@@ -63,7 +63,7 @@ for letters in GRECJS GRECJSI GRECJSIII; do
   { echo "$head"; k=0; for s in $(echo $letters | sed 's/./& /g'); do for i in 1 2 3; do k=$((k + 1)); echo "$s$((10 + k)),59232,0,$((k * 53 % 360)),$((10 + k * 29 % 70)),0,0,1,1,,0,0,0,0"; done; done; } > systems.csv
   draw satellites --in systems.csv; grep -A 2 '<title>GDOP' picture.svg | grep path; texts picture.svg | grep -o '[0-9.,]* [0-9.]*|24.5,[0-9.]* GDOP'
 done
-made gaps.csv 1 12 30 "90 + i" "30 + i" 0 0; sed -i '4,4d;7,8d' gaps.csv; draw sky --in gaps.csv; grep -A 3 'class="series"' picture.svg; draw satellites --in gaps.csv; grep -A 2 'class="series"' picture.svg
+made gaps.csv 1 12 30 "90 + i" "30 + i" 0 0; awk -F, -v OFS=, 'NR > 3 { $3 += 43.5 } NR > 6 { $3 += 46.5 } 1' gaps.csv > shifted.csv; sed -i '4,4d;7,8d' gaps.csv; draw sky --in gaps.csv; grep -A 3 'class="series"' picture.svg; draw sky --in shifted.csv; grep -A 3 'class="series"' picture.svg; draw satellites --in gaps.csv; grep -A 2 'class="series"' picture.svg
 for first in 23:59:58.9 23:59:59.2; do { echo "epoch_gpst,radial_m,along_m,cross_m"; echo "2021-01-17T$first,1,2,3"; echo "2021-01-18T00:00:05,1,2,3"; } > early.csv; draw residuals --in early.csv; texts picture.svg | cut -d'|' -f2; draw residuals --in early.csv --to 60; texts picture.svg | cut -d'|' -f2; done
 
 echo "# the sky"
