@@ -77,7 +77,7 @@ void leopod::cio_arguments(double t, double (&fa)[8]) {
 double leopod::cio_term(const int (&n)[8], double s, double c, const double (&fa)[8]) {
     double a = 0.0;
     for (int i = 0; i < 8; ++i) a += static_cast<double>(n[i]) * fa[i];
-    double sine = 0.0, cosine = 0.0;
+    double sine, cosine;
     sine_cosine(a, sine, cosine);
     return s * sine + c * cosine;
 }

@@ -12,13 +12,11 @@ namespace leopod {
 
 namespace {
 
-constexpr std::size_t kTextSize = 2048;  ///< the logger cuts at this size
-
 unsigned long s_reports = 0;
 
 /// Hands a finished text to the logger as its format, every '%' doubled.
-void publish(ulog_level_t level, const char (&text)[kTextSize]) {
-    char doubled[2 * kTextSize];
+void publish(ulog_level_t level, const char (&text)[kMessageSize]) {
+    char doubled[2 * kMessageSize];
     std::size_t n = 0;
     for (const char* p = text; *p != '\0'; ++p) {
         doubled[n++] = *p;
@@ -43,10 +41,10 @@ struct Place {
 [[gnu::format(printf, 3, 0)]] void publish(ulog_level_t level, const Place* place, const char* format, va_list args) {
     ++s_reports;
     if (!heard(level)) return;
-    char text[kTextSize];
+    char text[kMessageSize];
     print_list(text, sizeof text, format, args);
     if (place == nullptr) return publish(level, text);
-    char located[kTextSize];
+    char located[kMessageSize];
     print(located, sizeof located, "%.200s:%d:%.200s()<%s>", place->module, place->line, place->function, text);
     publish(level, located);
 }

@@ -10,10 +10,9 @@
 namespace {
 
 constexpr int kMaxSubscribers = 6;
-constexpr int kMessageSize = 2048;  ///< terminator included
 
 subscriber_t s_subscribers[kMaxSubscribers];
-char s_message[kMessageSize];  ///< the one text under delivery; subscribers get a pointer to it
+char s_message[leopod::kMessageSize];  ///< the one text under delivery; subscribers get a pointer to it
 
 bool takes(const subscriber_t& slot, ulog_level_t severity) {
     return slot.fn != nullptr && static_cast<unsigned>(slot.threshold) <= static_cast<unsigned>(severity);

@@ -4,6 +4,8 @@
 #include <sys/mman.h>
 #include <sys/wait.h>
 
+#include <regex>
+
 #include "attitude.h"
 #include "common_function.h"
 #include "crd_readers.h"
@@ -272,7 +274,7 @@ TEST(Recorded, NothingLoaded) {
     g_brdc_storage = nullptr, g_prec_storage = nullptr, g_obs_storage = nullptr, g_eop_storage = nullptr,
     g_eop_storage_size = 0;
     g_eph_header = nullptr, g_ephData_storage = nullptr, g_antenna_info_store = nullptr;
-    for (const std::string& file : {std::string("/nowhere/a"), std::string("/nowhere/") + std::string(2000, '%'),
+    for (const std::string& file : {std::string("/nowhere/a"), std::string("/nowhere/") + std::string(2100, '%'),
                                     support::test_file("tle.tle").string()}) {
         std::filesystem::current_path(support::temp_dir());
         std::string name = file;
@@ -433,8 +435,9 @@ void planets(Record& record, char* name) {
     for (const int coefficients : {0, 1, 2, 18, 19})
         for (const int pieces : {0, 1, 4, 1018}) {
             g_eph_header->ipt[MARS][1] = coefficients, g_eph_header->ipt[MARS][2] = pieces;
-            R(interp, MARS, Values(g_ephData_storage->chebychev_coef, g_ephData_storage->chebychev_coef + 1018),
-              Values{0.3, 32.0}, 3, 2, Values(9));
+            for (const double t : {-0.1, 0.0, 0.3, 1.0, 1.1})
+                R(interp, MARS, Values(g_ephData_storage->chebychev_coef, g_ephData_storage->chebychev_coef + 1018),
+                  Values{t, 32.0}, 3, 2, Values(9));
         }
 }
 
@@ -506,7 +509,7 @@ const struct {
               {"laser_ranging1.crd", ranging},
               {"laser_ranging2.crd", ranging}};
 
-/// The file with a flaw in one of its lines: one of thirteen, by its number; false when there are no more.
+/// The file with a flaw in one of its lines: one of fourteen, by its number; false when there are no more.
 bool flawed(const std::string& good, std::size_t at, int flaw, std::string& bad) {
     const std::size_t end = std::min(good.find('\n', at), good.size() - 1) + 1, length = end - at;
     const std::string line = good.substr(at, length), text = line.substr(0, length - 1);
@@ -525,6 +528,7 @@ bool flawed(const std::string& good, std::size_t at, int flaw, std::string& bad)
                                  text + std::string(3000, ' ') + "1\n",
                                  text + " 1 x 2\n",
                                  with("x"),
+                                 with("00"),
                                  with("9999"),
                                  with("nan"),
                                  with("-1"),
@@ -532,7 +536,7 @@ bool flawed(const std::string& good, std::size_t at, int flaw, std::string& bad)
                                  words,
                                  with("1e400")};
     bad = std::string(good).replace(at, length, lines[flaw]);
-    return flaw < 12;
+    return flaw < 13;
 }
 
 /// What a file leaves and what is said of it, one number each. A reader may end the process: it works in a child.
@@ -561,7 +565,12 @@ TEST_P(RecordedFile, WholeAndFlawed) {
     support::write_temp(name, good);
     load(record, name.data());
 
-    std::vector<std::string> cases;
+    std::vector<std::string> cases = {good + good,
+                                      "\n\n" + good,
+                                      good + std::string(3, '\0'),
+                                      good.substr(0, good.size() - 1),
+                                      std::regex_replace(good, std::regex("\n"), "\r\n"),
+                                      std::regex_replace(good, std::regex(" "), "  ")};
     std::size_t lines = static_cast<std::size_t>(std::count(good.begin(), good.end(), '\n'));
     std::size_t k = 0;
     for (std::size_t at = 0; at < good.size(); at = good.find('\n', at) + 1, ++k) {
@@ -590,7 +599,7 @@ TEST_P(RecordedFile, WholeAndFlawed) {
         ++next;
     }
     for (std::size_t i = 0; i < cases.size(); ++i) {
-        const std::string flaw = " flaw " + std::to_string(i % 13);
+        const std::string flaw = " flaw " + std::to_string(i % 14);
         record.number("stores" + flaw, all[i].stores), record.number("words" + flaw, all[i].words);
     }
     munmap(all, (1 + cases.size()) * sizeof(Left));

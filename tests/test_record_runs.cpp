@@ -240,6 +240,28 @@ TEST(Recorded, RowsOfTheSimulation) {
     record.compare(1e-9);
 }
 
+TEST(Recorded, DynamicFilter) {
+    Record record("dynamic_filter.txt");
+    const auto pod = std::make_unique<RUNTIME_POD_EMBED>();
+    STATE_SPACECRAFT& state = pod->state_satellite;
+    state.sec_since_start = 420.0;
+    for (int i = 0; i < 3; ++i) {
+        state.pos_eci[i] = 4e6 + 1e6 * i, state.vel_eci[i] = 4e3 - 2e3 * i;
+        for (int k = 0; k < 3; ++k) pod->DX[39 * i + k] = i == k ? 4.0 + i : 0.5;
+        for (int k = 0; k < 40; ++k) state.S[900 * i + k] = std::sin(3.0 * i + k);
+    }
+    for (int i = 0; i < 30; ++i) {
+        pod->X_dyn[i] = 10.0 + i;
+        for (int k = 0; k < 30; ++k) pod->DX_dyn[906 * i + k] = i == k ? 30.0 + i : std::cos(i * k);
+    }
+    for (int pass = 0; pass < 2; ++pass) {
+        record.number("answer", orbit_dynamic_filter(pod.get()));
+        record.record("X_dyn", "double", pod->X_dyn, 906);
+        for (int i = 0; i < 32; ++i) record.record("DX_dyn", "double", pod->DX_dyn + 906 * i, 32);
+    }
+    record.compare(1e-12);
+}
+
 /// The drivers without their files: what they say, and where the field was asked for last.
 TEST(Recorded, Drivers) {
     Record record("drivers.txt");

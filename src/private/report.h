@@ -3,9 +3,13 @@
 #ifndef LEOPOD_PRIVATE_REPORT_H
 #define LEOPOD_PRIVATE_REPORT_H
 
+#include <cstddef>
+
 #include "ulog.h"
 
 namespace leopod {
+
+constexpr std::size_t kMessageSize = 2048;  ///< the logger cuts a text at this size, terminator included
 
 /// True where a subscriber takes messages of a level.
 bool heard(ulog_level_t level);
