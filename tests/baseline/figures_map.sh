@@ -19,6 +19,7 @@ without_coast | tail -n +15 > out/six.svg
 draw --in east.csv --in west.csv --from 300 --to 2021-01-18T00:10:00 --interval 120; grep -A 8 'class="series"' picture.svg
 made dense.csv 3000 1 "i / 1000" "i / 2000"; draw --in dense.csv; grep -A 12 'class="series"' picture.svg | cut -c-2000
 awk -F, -v OFS=, 'NR > 5 { $2 += 237 } NR > 9 { $2 += 243 } 1' east.csv > gaps.csv; draw --in gaps.csv; grep -A 2 'class="series"' picture.svg
+for wide in 23.51 23.55; do made arrow.csv 5 60 "i / 4 * $wide" 0; draw --in arrow.csv; grep -c '<path fill="#0072b2"' picture.svg; done
 draw --in east.csv --from 9000
 draw --in east.csv --in west.csv:point
 

@@ -74,6 +74,7 @@ draw sky --in few.csv --frame antenna --style tracks; sed -i '/class="sky"/,/<\/
 draw sky --in few.csv --style density; sed -i '/class="sky"/,/<\/g>/d' picture.svg; in_parts density
 made close.csv 7 12 30 "s * 2 + i" "40 + i + s" 0 0; draw sky --in close.csv; texts picture.svg | tr '|' '\n' | grep ' G' | paste -sd'|'
 made turn.csv 2 3 600 "s * 10 + 100 * i" "s * 20 + 10 * i" 0 0; draw sky --in turn.csv; grep -A 2 'class="series"' picture.svg
+for height in 20.9 22; do made turn.csv 1 2 30 "6.1 * i" "$height" 0 0; draw sky --in turn.csv; grep -A 1 'class="series"' picture.svg; done
 for last in 7200 7201; do made long.csv 2 2 $last "s * 60 + i" 30 0 0; draw sky --in long.csv; texts picture.svg | cut -d"|" -f3-4; done
 made busy.csv 3 200 30 "i < 150 ? s * 77 : i * 3" "i < 150 ? 30 : i / 3" 0 0; draw sky --in busy.csv --style density; texts picture.svg | tail -c 120; grep -o 'fill="#[0-9a-f]*"' picture.svg | sort | uniq -c
 sed 's/^\(...,59232,[^,]*\),[^,]*,[^,]*,/\1,,,/' two.csv > undirected.csv; draw sky --in undirected.csv
