@@ -49,20 +49,16 @@ bool clip(const Box& box, Pixel& a, Pixel& b) {
 /// Of the points in one column of pixels the first, the lowest, the highest and the last are kept: the picture stays the same.
 std::vector<Pixel> thin_columns(const std::vector<Pixel>& points) {
     std::vector<Pixel> kept;
-    for (std::size_t i = 0; i < points.size();) {
-        std::size_t end = i;
-        std::size_t low = i;
-        std::size_t high = i;
-        const double column = std::floor(points[i].x);
-        for (; end < points.size() && std::floor(points[end].x) == column; ++end) {
-            if (points[end].y < points[low].y) low = end;
-            if (points[end].y > points[high].y) high = end;
-        }
-        std::array<std::size_t, 4> order = {i, std::min(low, high), std::max(low, high), end - 1};
+    const auto lower = [](const Pixel& a, const Pixel& b) { return a.y < b.y; };
+    for (auto first = points.begin(); first != points.end();) {
+        const auto end =
+            std::find_if(first, points.end(), [&](const Pixel& p) { return std::floor(p.x) != std::floor(first->x); });
+        const auto low = std::min_element(first, end, lower), high = std::max_element(first, end, lower);
+        const std::array order = {first, std::min(low, high), std::max(low, high), end - 1};
         for (std::size_t k = 0; k < order.size(); ++k) {
-            if (k == 0 || order[k] != order[k - 1]) kept.push_back(points[order[k]]);
+            if (k == 0 || order[k] != order[k - 1]) kept.push_back(*order[k]);
         }
-        i = end;
+        first = end;
     }
     return kept;
 }

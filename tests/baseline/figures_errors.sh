@@ -33,6 +33,8 @@ for limit in 0.1 0.5 0.75 1 5; do
   errors --in a.csv --limit $limit --layout solutions; texts picture.svg | grep -o '[0-9]* values* [^|]*'; heights
   errors --in a.csv --limit $limit --log --layout total; heights
 done
+errors --in a.csv --limit 0.6 --layout solutions; grep -A 2 'class="series"' picture.svg
+errors --in a.csv --limit 0.6 --layout total,components --log; grep -A 2 'class="series"' picture.svg
 made a.csv 9 0 30 "10^(i - 5)" 0 0; errors --in a.csv --log --layout total,components; heights
 
 echo "# widths of lines"
