@@ -140,18 +140,7 @@ TEST_F(HostCrd, LinesOfVersion1ThatItsReaderCannotTake) {
     EXPECT_EQ(column(kTables + "11.csv", "return_rate"), Texts({"3.87"}));
 }
 
-TEST_F(HostCrd, UnusableFilesAndOptions) {
-    const std::string good = test_file("laser_ranging1.crd").string();
-    expect_refusals("crd " + good, {{"--from noon", "--from noon"},
-                                    {write_temp("text.txt", "no records\n10 1 2 3\n"), "text.txt"},
-                                    {write_temp("cpf.txt", "H1 CPF 2 abc 2021 01 27 09\n"), "cpf.txt"},
-                                    {write_temp("version.txt", "H1 CRD 3 2021 01 27 09\n"), "version 3"},
-                                    {write_temp("empty.txt", ""), "empty.txt"},
-                                    {temp_dir().string(), "directory"},
-                                    {"%absent", "%absent"},
-                                    {"--records 10", "--out"},
-                                    {"--records 10,zz --out " + kTables, "--records ZZ"},
-                                    {"--out " + good, good}});
+TEST_F(HostCrd, FilesWithoutData) {
     EXPECT_EQ(run(kHeaders).status, 1);  // no data
     // Bytes of no text: counted and printed as what can be printed.
     const Outcome o =

@@ -106,15 +106,6 @@ TEST_F(HostInputs, TimesOverMidnightAreWrittenAndReadBack) {
 
 TEST_F(HostInputs, DatesThatNoCalendarHasAreRefused) {
     const std::string site = "--blh 10 100 0 --epoch ";
-    expect_refusals("tide", {{site + "2021-02-31T00:00:00", "February 2021 has 28 days"},
-                             {site + "1900-02-29T00:00:00", "February 1900 has 28 days"},
-                             {site + "2021-366T00:00:00", "the year 2021 has 365 days"},
-                             {site + "2021-00-01T00:00:00", "there is no month 0"},
-                             {site + "2021-01-18T24:00:01", "there is no hour 24"},
-                             {site + "2021-01-18T10:60:00", "there is no minute 60"},
-                             {site + "2021-01-18T10:00:00x", "this is no date and time"},
-                             {site + "2016-12-31T23:59:60", "second 60 is the leap second"},
-                             {site + "2015-12-31T23:59:60 --time-scale utc", "second 60 is the leap second"}});
     // Each month ends where the C library's calendar says.
     for (int month = 0; month < 12; ++month) {
         std::tm first{};

@@ -372,17 +372,6 @@ TEST_F(HostOrbit, ASimulatedArcAgainstItsTruth) {
     const Outcome wrong = leopod(command + " --gravity " + grace + "egm2008_degree90.txt.gz");
     EXPECT_EQ(wrong.status, 1) << wrong.text;
     EXPECT_TRUE(holds(wrong.text, "wrong or missing forces")) << wrong.text;
-
-    const std::string obs = "--obs " + out("arc.obs");
-    expect_refusals("orbit", {{"", "no observation file"},
-                              {obs, "no ephemeris file"},
-                              {obs + " --nav " + kDemo + "bds.nav --sp3-antenna " + kDemo + "bds.nav", "--sp3"},
-                              {obs + " --nav " + kDemo + "bds.nav --antenna-axes platform", "--att"},
-                              {obs + " --nav " + kDemo + "bds.nav --empirical Q0:360", "Q0:360"},
-                              {obs + " --nav " + kDemo + "bds.nav --gravity " + out("truth.csv"), "gravity"},
-                              {obs + " --nav " + kDemo + "bds.nav --eop " + grace + "finals_2010_07.txt.gz",
-                               "EARTH ORIENTATION COVERS NOTHING"},
-                              {obs + " --nav " + kDemo + "bds.nav --from 86000", "20 epochs"}});
 }
 
 // Two systems, of which now one, now the other is away for minutes: each epoch has its position, each system its clock.

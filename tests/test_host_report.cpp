@@ -176,15 +176,6 @@ TEST_F(Report, TextsAndPicturesWithoutTheLibrary) {
     const std::string fitted = read_file(out("fit.html"));
     EXPECT_TRUE(holds(fitted, "Residuals of the fit"));
     EXPECT_EQ(holds(fitted, "Residuals of the fit\",\"axis\""), holds(fitted, "<script"));  // with dygraphs
-    const std::string truth = write_temp("day_before.csv", "mjd,sod,x,y,z\n59000,0,7e6,0,0\n59000,60,7e6,1e6,0\n");
-    const std::string page_out = " --out " + out("none.html"), epochs = "--in " + out("epochs.csv");
-    expect_refusals("report", {{page_out, "is needed"},
-                               {epochs + " --truth " + truth + page_out, "covers no position"},
-                               {epochs + " --from 90000" + page_out, "no rows in the span asked for"},
-                               {epochs + " --summary " + truth + page_out, "is not JSON"},
-                               {"--in " + truth + page_out, "no column"},
-                               {epochs + " --log /nowhere/log" + page_out, "/nowhere/log"}});
-    EXPECT_FALSE(std::filesystem::exists(out("none.html")));
 }
 
 }  // namespace

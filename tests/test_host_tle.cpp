@@ -13,25 +13,6 @@ const std::string kStates = out("states.csv");
 
 class HostTle : public HostTest {};
 
-TEST_F(HostTle, InputsThatCannotBeUsed) {
-    const std::string text = write_temp("text.txt", "no elements of any kind\n"), all = kSets + " --all ";
-    expect_refusals("tle --tle",
-                    {{"%absent", "%absent: cannot open"},
-                     {text, "text.txt: holds no element set"},
-                     {kSets, "13 objects were read"},
-                     {kSets + " --satno 95 4711", "--satno 4711"},
-                     {kSets + " --name POLAR MISSING", "--name MISSING"},
-                     {all + "--names %absent", "%absent"},
-                     {all + "--eop-format c05 --eop " + text, "c05"},
-                     {all + "--start 2021-13-01T00:00:00", "--start 2021"},
-                     {all + "--duration -1", "--duration"},
-                     {all + "--to 3600", "--to: --from or --start is expected"},
-                     {all + "--from 2021-01-18T00:00:00 --to 0", "--to: the span ends before it begins"},
-                     {all + "--from 2021-01-18T00:00:00 --duration 60", "--duration"},
-                     {all + "--step 0.001 --duration 1e8", "--step"},
-                     {all + "--out /dev/null/x.csv", "/dev/null/x.csv: cannot be written: Not a directory"}});
-}
-
 TEST_F(HostTle, AllObjectsFromTheirEpochs) {
     const Outcome o = leopod_ok("tle --tle " + kSets + " --all --duration 7200 --step 300 --out " + kStates);
     EXPECT_TRUE(holds(o.text, "earth orientation: none: UT1 = UTC, no polar motion")) << o.text;

@@ -79,70 +79,12 @@ auto possible(const Trials&... trials) {
 
 std::string name_of(const testing::TestParamInfo<Trial>& info) { return info.param.name; }
 
-// --- configuration files ---------------------------------------------------------------------------------------------
+// --- settings -----------------------------------------------------------------------------------------------------
 
 const std::string kSettings =
     "+GENERAL_CONFIG\nIntegration_Step_Size = 30\nIntegration_Output_Interval = 60\n-GENERAL_CONFIG\n";
 const std::string kPropagate =
     "propagate --epoch 2021-01-18T00:00:00 --state 6878137 0 0 0 7000 3000 --frame eci --duration 2000 --dynamics ";
-
-/// A propagation with these forces, which are not all understood.
-Trial forces(const char* name, const std::string& lines, const std::vector<std::string>& words) {
-    return {name,
-            kPropagate + "%T/c.cfg",
-            2,
-            words,
-            "",
-            0,
-            "c.cfg<+Force_Models\n" + lines + "\n-Force_Models\n" + kSettings + ">"};
-}
-
-/// A run with this configuration.
-Trial systems(const char* name, const std::string& lines, const std::string& keys,
-              const std::vector<std::string>& words) {
-    return {name,
-            "run --obs %E/data/demo_bds.obs --nav %E/data/demo_bds.nav --config %T/g.cfg",
-            2,
-            words,
-            "",
-            0,
-            "g.cfg<+GNSS_SYS\n" + lines + "\n-GNSS_SYS\n+GENERAL_CONFIG\n" + keys + "\n-GENERAL_CONFIG\n>"};
-}
-
-INSTANTIATE_TEST_SUITE_P(
-    Configurations, Trust,
-    possible(forces("GravityWithoutBlanks", "Earth_Gravity=YES 30", {"line 2", "\"Earth_Gravity=YES 30\"", "blanks"}),
-             forces("GravityMistyped", "Earth_Gravty = YES 30", {"line 2", "did you mean Earth_Gravity?"}),
-             forces("GravityBeyondTheLibrary", "Earth_Gravity = YES 200", {"2 to 120"}),
-             forces("GravityWithoutDegree", "Earth_Gravity = YES solid_earth_tide", {"degree"}),
-             forces("TideMistyped", "Earth_Gravity = YES 30 solid_tide", {"solid_earth_tide"}),
-             forces("BodiesInSmallLetters", "Earth_Gravity = YES 30\nThird_Body_Gravity = YES Sun Moon",
-                    {"line 3", "did you mean SUN?", "did you mean MOON?"}),
-             forces("BodiesInOneField", "Earth_Gravity = YES 30\nThird_Body_Gravity = YES SUN,MOON", {"SUN,MOON"}),
-             forces("NoBody", "Earth_Gravity = YES 30\nThird_Body_Gravity = YES", {"no body"}),
-             Trial{"OceanTide",
-                   kPropagate + "%T/c.cfg",
-                   0,
-                   {"ocean tide listed, no model: no effect"},
-                   "",
-                   0,
-                   "c.cfg<+Force_Models\nEarth_Gravity = YES 30 ocean_tide\n-Force_Models\n" + kSettings + ">"},
-             forces("ForceTwice", "Earth_Gravity = YES 30\nEarth_Gravity = YES 20", {"given before"}),
-             forces("NoForce", "", {"no Earth_Gravity"}),
-             forces("UnknownParameter", "Earth_Gravity = YES 30\nEmpirical_Force = YES X0:7200", {"A0", "not X0"}),
-             forces("ParameterWithoutLength", "Earth_Gravity = YES 30\nEmpirical_Force = YES A0", {"A0:7200"}),
-             forces("SettingAmongForces", "Earth_Gravity = YES 30\nspacecraft_state_mode = 2", {"GENERAL_CONFIG"}),
-             systems("SystemInSmallLetters", "bds 4 C1P L1P C5P L5P IF 0 2 1 3", "", {"line 2", "did you mean BDS?"}),
-             systems("CountBesideTheCodes", "BDS 4 C1P L1P C5P IF 0 2 1 3", "", {"4 observables"}),
-             systems("PairOfAnotherKind", "BDS 4 C1P L1P C5P L5P IF 0 1 2 3", "", {"two codes, two phases"}),
-             systems("FourBands", "GPS 8 C1C L1C C2W L2W C5Q L5Q C6Q L6Q IF 0 2 1 3", "", {"at most three bands"}),
-             systems("NoSystem", "// BDS 4 C1P L1P C5P L5P IF 0 2 1 3", "", {"no system"}),
-             systems("EmptyLineAsSystem", "BDS 4 C1P L1P C5P L5P IF 0 2 1 3\n", "", {"would count as a system"}),
-             systems("KeyMistyped", "BDS 4 C1P L1P C5P L5P IF 0 2 1 3", "ELE_CUTOF 10",
-                     {"line 5", "did you mean ELE_CUTOFF?"}),
-             systems("KeyWithoutBlank", "BDS 4 C1P L1P C5P L5P IF 0 2 1 3", "VAR_POS=400", {"did you mean VAR_POS?"}),
-             systems("KeyWithoutValue", "BDS 4 C1P L1P C5P L5P IF 0 2 1 3", "VAR_POS", {"KEY NUMBER"})),
-    name_of);
 
 // --- ephemerides of a run --------------------------------------------------------------------------------------------
 
