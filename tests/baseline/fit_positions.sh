@@ -37,6 +37,6 @@ fit --positions utc.csv --frame eci --time-scale utc --dynamics plain.cfg --trut
 fit --positions utc.csv --frame eci --time-scale gpst --dynamics plain.cfg --weights unit --truth orbit.csv | tail -4
 fit --positions utc.csv --frame eci --time-scale utc --dynamics radial.cfg --weights unit --parameters out/unit_parameters.csv --sp3-out unit.sp3
 forces 4 "" 50 > fifty.cfg
-fit --positions utc.csv --frame eci --time-scale utc --dynamics fifty.cfg --weights unit --out out/fifty.csv | grep -v ' file '
+fit --positions utc.csv --frame eci --time-scale utc --dynamics fifty.cfg --weights unit --out fifty.csv; tail -2 fifty.csv | cut -d, -f1-6
 fit --positions utc.csv --dynamics plain.cfg
 fit --positions run.csv --frame eci --dynamics plain.cfg

@@ -20,10 +20,10 @@ for option in "" "--round"; do
   run --sp3-out blocks.sp3 --oem-out blocks.oem --object-name "TWO WORDS" --oem-time utc $option
   head -30 blocks.sp3; tail -1 blocks.sp3; states blocks.sp3 | awk 'NR > 30 && NR < 54'; states blocks.oem
 done
-# a gap of 1.4 and of 1.6 intervals: epochs at 0.5 s
-arc --start 2021-01-18T00:02:00 --interval 0.5 --duration 20; cut_epochs '(e > 4 && e < 8) || (e > 12 && e % 4)'
+# gaps of a second at epochs of half a second
+arc --start 2021-01-18T00:02:00 --interval 0.5 --duration 16; cut_epochs 'e == 12 || e == 25 || e == 26'
 run --oem-out half.oem --sp3-out half.sp3 --sp3-version d --satellite L09; states half.oem | tail -n +3; head -2 half.sp3
-cut_epochs 0; run --oem-out half.oem --round; states half.oem | awk 'NR < 12 || NR > 45'
+cut_epochs 0; run --oem-out half.oem --round; states half.oem | awk 'NR < 12 || NR > 38'
 # without whole seconds
 arc --start 2021-01-18T00:02:00.25 --interval 30 --duration 300; cut_epochs 0; run --oem-out quarter.oem --oem-frame gcrf; states quarter.oem | head -9; run --oem-out quarter.oem --round --sp3-out quarter.sp3; states quarter.sp3 | head -3
 leopod run --obs cut.obs $nav --oem-out none.oem --oem-frame gcrf 2>&1 | grep -A1 ^leopod:
