@@ -40,17 +40,13 @@ constexpr std::size_t kWidth = 16;
 
 }  // namespace fences
 
-void* operator new(std::size_t size, const std::nothrow_t&) noexcept { return fences::take(size); }
+// The other forms come here.
 void* operator new(std::size_t size) {
     void* const memory = fences::take(size);
     return memory != nullptr ? memory : throw std::bad_alloc();
 }
-void* operator new[](std::size_t size) { return operator new(size); }
-void* operator new[](std::size_t size, const std::nothrow_t& no) noexcept { return operator new(size, no); }
 void operator delete(void* memory) noexcept { fences::give_back(memory); }
 void operator delete(void* memory, std::size_t) noexcept { fences::give_back(memory); }
-void operator delete[](void* memory) noexcept { fences::give_back(memory); }
-void operator delete[](void* memory, std::size_t) noexcept { fences::give_back(memory); }
 #endif
 
 #endif

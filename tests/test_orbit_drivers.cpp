@@ -1,8 +1,4 @@
 /// Drivers of simulation and fit, run in a prepared directory.
-#include <sys/resource.h>
-
-#include <csignal>
-
 #include "orbit_fixture.h"
 
 namespace {
@@ -56,66 +52,19 @@ void integrations_leave_their_stores_as_stated() {
     EXPECT_TRUE(compute_planet_pos_vel(2459232.5, EARTH, MOON, pv));
 }
 
-/// Runs the simulation with a small field until the file reaches a size, where the system ends the process.
-void simulate(const std::string& text, rlim_t size) {
-    const rlimit limit = {size, size}, no_core = {0, 0};
-    setrlimit(RLIMIT_CORE, &no_core);
-    if (size > 0) setrlimit(RLIMIT_FSIZE, &limit);
+/// Runs the simulation with a small field.
+void simulate(const std::string& text) {
     ulog_subscribe(&support::log_to_stderr, ULOG_ERROR_LEVEL);
     test_orbit_simulation(support::write_temp("simulation.cfg", text).data(), std::string("orbit.txt").data());
     std::exit(no_store_is_left() ? 0 : 3);
 }
 
-/// Motion about an oblate earth, in axes of date as far as J2 is concerned.
-void oblate(int, double, double* y, double* dydx) {
-    const double r2 = y[0] * y[0] + y[1] * y[1] + y[2] * y[2], gm_r3 = 3.986004418e14 / (r2 * std::sqrt(r2));
-    const double k = 1.5 * 1.0826359e-3 * 6378137.0 * 6378137.0 / r2, s = 5.0 * y[2] * y[2] / r2;
-    for (int i = 0; i < 3; ++i) {
-        dydx[i] = y[3 + i];
-        dydx[3 + i] = -gm_r3 * y[i] * (1.0 + k * ((i == 2 ? 3.0 : 1.0) - s));
-    }
-}
-
-void simulation_writes_rows_of_an_earth_fixed_orbit() {
+void simulation_says_what_it_cannot_do() {
     const std::string forces =
         "+Force_Models\nEarth_Gravity = YES 4\nEmpirical_Force = YES\n-Force_Models\n+GENERAL_CONFIG\n"
         "Integration_Step_Size = 20\nspacecraft_state_mode = 2\nIntegration_Output_Interval = ";
-    EXPECT_EXIT(simulate(forces + "0", 0), testing::ExitedWithCode(1), "eop.* open failed.*memory allocation error!");
-    EXPECT_EXIT(simulate(forces + "9000", 0), testing::ExitedWithCode(0), "needs 17 epochs, 11 are given");
-    const support::CommaLocale comma;
-    EXPECT_EXIT(simulate(forces + "200", 100000), testing::KilledBySignal(SIGXFSZ), "");
-    std::ifstream in("orbit.txt");
-    double before[22] = {}, now[22];
-    int rows = 0;
-    for (std::string line; std::getline(in, line) && rows < 300; ++rows) {
-        ASSERT_EQ(std::count(line.begin(), line.end(), ','), 23);
-        ASSERT_EQ(line.find(",mot,v1_m1,"), 7u);
-        EXPECT_EQ(line.substr(line.size() - 17), "  0.0000,  0.0000");
-        line.replace(7, 11, " ");
-        std::replace(line.begin(), line.end(), ',', ' ');
-        std::stringstream fields(line);
-        for (double& value : now) ASSERT_TRUE(fields >> value);
-        EXPECT_EQ(norm(9, now + 13), 0.0);
-        EXPECT_NEAR(now[0], 1000.0 + 0.02 * (rows + 1), 1e-9);
-        if (rows == 0) {  // the orientation, by an orbit from the same start; other forces make 90 m in this time
-            double y[6] = {-6087601.409276824, -3074325.849287398, -894239.5546354894,
-                           -799.5501204406756, -561.8395018813569, 7549.745796520129},
-                   error[6], ecf[3], step = 20.0;
-            IntegrateTo(oblate, 6, 0.0, y, &step, now[0], error);
-            eci2ecf(58498.0 + (86382.0 + now[0]) / 86400.0, 37.0, y, nullptr, ecf, nullptr);
-            for (int i = 0; i < 3; ++i) EXPECT_NEAR(now[1 + i], ecf[i], 200.0) << i;
-        }
-        const double r = std::hypot(now[1], now[2], now[3]);
-        EXPECT_NEAR(std::hypot(now[7], now[8], now[9]) * r * r / 3.986e14, 1.0, 3e-3);
-        for (int i = 1; rows > 0 && i <= 3; ++i) {
-            EXPECT_NEAR((now[i] - before[i]) / 0.02, (now[3 + i] + before[3 + i]) / 2.0, 1e-2);
-            // The last column group is the jerk times the last abscissa of its window (3200 s), turned as the acceleration.
-            const double spin = i == 3 ? 0.0 : 8.0 * 7.3e-5;
-            EXPECT_NEAR((now[6 + i] - before[6 + i]) / 0.02, now[9 + i] / 3200.0, spin + 1e-6);
-        }
-        std::copy_n(now, 22, before);
-    }
-    EXPECT_EQ(rows, 300);
+    EXPECT_EXIT(simulate(forces + "0"), testing::ExitedWithCode(1), "eop.* open failed.*memory allocation error!");
+    EXPECT_EXIT(simulate(forces + "9000"), testing::ExitedWithCode(0), "needs 17 epochs, 11 are given");
 }
 
 void fit_of_the_builtin_positions() {
@@ -139,7 +88,7 @@ void fit_of_the_builtin_positions() {
 }
 
 TEST_F(Drivers, SimulateFitAndIntegrate) {
-    simulation_writes_rows_of_an_earth_fixed_orbit();
+    simulation_says_what_it_cannot_do();
     fit_of_the_builtin_positions();
     integrations_leave_their_stores_as_stated();
 }

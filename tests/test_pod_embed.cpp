@@ -341,18 +341,4 @@ TEST_F(PodEmbed, StoresAroundTheEpochSeedTheFilter) {  // such as stay behind wh
     EXPECT_EQ(pod->num_param, 7);
 }
 
-TEST_F(PodEmbed, DynamicFilter) {
-    pod->state_satellite.sec_since_start = -600.0;
-    pod->state_satellite.pos_eci[1] = 7e6;
-    pod->state_satellite.vel_eci[2] = 7501.0;
-    for (int c = 3; c < 6; ++c) pod->DX_dyn[c * 906 + c] = 1.0;
-    pod->X_dyn[7] = 1.0;
-    pod->DX_dyn[1 * 906 + 1] = 300.0;
-    pod->DX[1 * 39 + 1] = 100.0;
-    EXPECT_TRUE(orbit_dynamic_filter(pod.get()));
-    EXPECT_NEAR(pod->X_dyn[1], 7e6 * (1.0 - 0.75), 1e-3);
-    EXPECT_NEAR(pod->DX_dyn[1 * 906 + 1], 75.0, 1e-9);
-    EXPECT_EQ(pod->X_dyn[5], 7501.0);
-}
-
 }  // namespace

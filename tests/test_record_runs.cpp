@@ -22,45 +22,24 @@ EPHBRDC_STORE brdc;
 ANT_INFO_STORE antennas;
 OBSDATA_EPOCH epochs[512];
 
-/// Faults of a receiver: jumps of phase and code, lost satellites and records, nonsense.
+/// Faults of a receiver, another one each epoch: jumps of phase and code, lost satellites and records, nonsense.
 void spoil(OBSDATA_EPOCH& epoch, int e) {
     OBSDATA_SAT& sat = epoch.satobs[e % 5];
     OBSREC& record = sat.obsdata[e % 4];
-    switch (e % 12) {
-        case 2:
-            record.value += record.type == PHASE ? 3.0 : 40.0;
-            break;
-        case 3:  // the last place of a satellite
-            sat.num_obs = 10;
-            std::swap(record, sat.obsdata[9]);
-            break;
-        case 4:
-            record.value += 1e5;
-            break;
-        case 5:
-            record.value = 0.0;
-            break;
-        case 6:
-            sat.prn = 77;
-            break;
-        case 7:
-            sat.num_obs = 1;
-            break;
-        case 8:
-            sat.satsys = GAL;
-            break;
-        case 9:
-            epoch.sat_num = e % 24 == 9 ? 3 : epoch.sat_num - 3;
-            break;
-        case 10:
-            record.flag_obs = 1;
-            break;
-        case 11:
-            sat.flag_sat = LOW_ELE;
-            break;
-        default:
-            break;
-    }
+    const int fault = e % 12;
+    for (OBSREC& each : sat.obsdata) each.value *= fault == 1 ? 0.0 : 1.0;
+    if (fault == 3) std::swap(record, sat.obsdata[9]);
+    record.value = fault == 5 ? 0.0
+                              : record.value + (fault == 4             ? 1e5
+                                                : fault != 2           ? 0.0
+                                                : record.type == PHASE ? 3.0
+                                                                       : 40.0);
+    record.flag_obs = fault == 10 ? 1 : record.flag_obs;
+    sat.prn = fault == 6 ? 77 : sat.prn;
+    sat.num_obs = fault == 7 ? 1 : fault == 3 ? 10 : sat.num_obs;
+    sat.satsys = fault == 8 ? GAL : sat.satsys;
+    sat.flag_sat = fault == 11 ? LOW_ELE : sat.flag_sat;
+    epoch.sat_num = fault == 9 ? e % 24 == 9 ? 3 : epoch.sat_num - 3 : epoch.sat_num;
 }
 
 void epochs_of(const std::string& kind) {
@@ -106,6 +85,13 @@ void epochs_of(const std::string& kind) {
         record.record("stored", "DATA_ORBIT", pod->dataset_orbit, 5),
             record.record("stored", "DATA_CLK", pod->dataset_clk, 5);
     }
+    const int places[] = {-1, 15, 0, 1}, indices[] = {0, 1, -1, 97};  // as no run lists them
+    std::copy_n(places, 4, pod->satlist_used_in_obsepoch);
+    std::copy_n(indices, 4, pod->satlist_satindex_now);
+    Values H(30 * 39), weights(900), residuals(30);
+    record.number("rows",
+                  update_measurement_clock_solution(pod.get(), H.data(), weights.data(), residuals.data(), 30, 39));
+    record.record("residuals", "double", residuals.data(), 30);
     // Both receivers of a baseline, one of them late.
     OBSDATA_EPOCH* const last = epochs + g_num_obs_storage - 12;
     rtk_init();
@@ -223,12 +209,15 @@ TEST(Recorded, RowsOfTheSimulation) {
     if (child == 0) {
         const rlimit limit = {40000, 40000}, no_core = {0, 0};
         setrlimit(RLIMIT_CORE, &no_core), setrlimit(RLIMIT_FSIZE, &limit);
+        if (std::freopen("printed.txt", "w", stdout) == nullptr) _exit(2);
+        std::setvbuf(stdout, nullptr, _IONBF, 0);
         test_orbit_simulation(std::string(config).data(), std::string("orbit.txt").data());
         _exit(1);
     }
     int status = 0;
     waitpid(child, &status, 0);
     EXPECT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == SIGXFSZ);
+    record.text("printed", support::read_file("printed.txt"));
     std::ifstream rows("orbit.txt");
     std::string line;
     for (int k = 0; k < 100 && std::getline(rows, line); ++k) {
