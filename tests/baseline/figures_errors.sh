@@ -60,8 +60,8 @@ made c.csv 1 450 30 1 2 3
 made d.csv 16 0 30 "i" 1 1; sed -i '5,5d;9,10d;12,12d' d.csv; errors --in d.csv --layout total; grep -A 2 'class="series"' picture.svg
 { cat head; for t in 0 30 60 133.5 163.5 193.5 223.5 300 330 360; do echo "59232,$t,6378137,1,$t"; done; } > d.csv; errors --in d.csv --layout total; grep -A 2 'class="series"' picture.svg
 errors --in a.csv --in b.csv --in c.csv --layout components,total,solutions --title "A title that is longer than the picture is wide, which is told by an ellipsis at its end, and goes on and on"
-split -l 110 -d picture.svg out/three.svg.
-sed -i '5,6d' a.csv; errors --in a.csv --log; cp picture.svg out/gap_log.svg
+grep -A 2 'class="series"' picture.svg > out/three.txt; texts picture.svg; grep -A 30 'class="legend"' picture.svg > out/legend.txt
+sed -i '5,6d' a.csv; errors --in a.csv --log; grep -A 2 'class="series"' picture.svg; texts picture.svg
 errors --in a.csv=1 --in a.csv=2 --in a.csv=3 --in a.csv=4 --in a.csv=5 --in a.csv=6 --in a.csv=7 --layout total; grep -o 'stroke="[^"]*"' picture.svg | uniq -c
 errors --in a.csv --from 90 --to 2021-01-18T00:03:00 --interval 60; texts picture.svg
 errors --in a.csv --from 9000
