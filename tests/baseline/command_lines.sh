@@ -3,7 +3,7 @@ for line in "" "runn" "x" "plots errors" "plot" "plot error" "plot x --in a" "pl
   "tle" "tle --tle a --step x" "tide --duration 1,5" "crd" "simulate --seed -1" "simulate --seed 1.5" "simulate --orbit a --nav b --channels x" "report" "--verson" "-v" "tide extra" "run --obs a --from 5 --sp3-version e" "tide --xyz 1 2" "tide --xyz 1 2 inf --epoch 2021-01-18T00:00:00" "plot sky --in a --out b.svg --style dots" "plot sky --frame up" "plot residuals --limit 0" "plot residuals --in a --limit 1e"; do
   echo "leopod $line"; leopod $line 2>&1 | head -n 4
 done
-leopod --version | sed 's/ [^ ]*$/ .../'
+leopod --version | sed 's|[: ].*||'
 echo "# what a summary and a page keep of a line"
 at="--epoch 2021-01-18T00:00:00"
 leopod tide --blh 57 11 45 $at --summary "it's a summary.json" --site "" --log-level=off > /dev/null; sed -n '/"command_line"/p;/"settings"/,/^  }/p' "it's a summary.json"
