@@ -37,12 +37,6 @@ struct CrdOptions {
 constexpr std::size_t kUnknownShown = 8;
 constexpr int kEpochDecimals = 12;
 
-/// A text of a file as it can be printed.
-std::string printable(std::string text) {
-    for (char& c : text) c = c >= ' ' && c <= '~' ? c : '?';
-    return text;
-}
-
 /// A number of a header in words.
 std::string shown(int value) { return given(value) ? std::to_string(value) : marked(value) ? "?" : "na"; }
 template <std::size_t N>
