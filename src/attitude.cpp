@@ -209,7 +209,6 @@ bool get_att_quaternion(int idx_sat, GTime time_target, ATT_QUATERNION* qua_att)
     }
     ATT_QUATERNION* records = g_att_qua_storage.qua_all[slot];
     const int nsize = g_att_qua_storage.qua_num[slot];
-    if (records == nullptr || nsize <= 0) return false;
 
     GTime target = time_target;
     const int idx = find_closest_att_quaternion(time_target, nsize, records);

@@ -850,14 +850,8 @@ void sort_row(Record* row, int count) {
 /// Keeps the first record of each time of a sorted row; an empty row stays empty.
 template <class Record>
 void remove_duplicates(Record* row, int& count) {
-    if (count <= 0) return;
-    int slow = 0;
-    for (int fast = 1; fast < count; ++fast) {
-        if (same_time(row[fast].time, row[slow].time)) continue;
-        ++slow;
-        if (slow != fast) row[slow] = row[fast];
-    }
-    count = slow + 1;
+    const auto equal = [](const Record& kept, const Record& next) { return same_time(next.time, kept.time); };
+    if (count > 0) count = static_cast<int>(std::unique(row, row + count, equal) - row);
 }
 
 template <class Record>

@@ -238,6 +238,11 @@ void lists(Record& record) {
                 times[i] = 30.0 * static_cast<double>(i);
                 orbits[i].time = clocks[i].time = attitudes[i].time = rows[i].epoch_time = {{59232, times[i]}, tsGPST};
             }
+            for (std::size_t i = 0; i < 5; ++i)
+                attitudes[i].qua = {std::cos(0.1 * i), {std::sin(0.1 * i), 0.0, 0.0}}, attitudes[i].ok = true;
+            g_att_qua_storage = {true, {attitudes.data()}, 1, {0}, {n}};
+            R(get_att_quaternion, 0, when, ATT_QUATERNION{});
+            g_att_qua_storage = {};
             const auto size = static_cast<std::size_t>(n);
             record.number("orbit", find_closest_eph_prec(orbits.data(), n, when)),
                 record.number("clock", find_closest_clk_prec(clocks.data(), n, when));

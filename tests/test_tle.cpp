@@ -287,16 +287,20 @@ TEST(Sgp4, OrbitsThatNoModelHolds) {
 
 TEST(Sgp4, StatesDoNotDependOnTheSetsOfOtherCalls) {
     constexpr int kSets = 600;  // more than models are kept of
-    tled_t d{};
-    decode_line1(kLine1.c_str(), &d);
-    decode_line2(kLine2.c_str(), &d);
+    tled_t whole{};
+    decode_line1(kLine1.c_str(), &whole);
+    decode_line2(kLine2.c_str(), &whole);
+    double tled_t::*const fields[] = {&tled_t::M,   &tled_t::inc, &tled_t::OMG,  &tled_t::ecc,
+                                      &tled_t::omg, &tled_t::n,   &tled_t::bstar};
     std::vector<std::array<double, 6>> first(kSets);
     for (int call = 0; call < 6 * kSets; ++call) {
         const int set = call * (call < 2 * kSets ? 1 : 7) % kSets;
-        d.M = 0.5 * set;
+        tled_t d = whole;  // two neighbours differ in one element, by little
+        d.*fields[set / 2 % 7] *= 1.0 + 1e-5 * set;
         std::array<double, 6> rs{};
         SGP4_STR3(100.0, &d, rs.data());
         if (call < kSets) first[set] = rs;
+        EXPECT_TRUE(call % kSets == 0 || first[set] != first[set - 1]) << call;
         ASSERT_EQ(rs, first[set]) << call;
     }
 }
