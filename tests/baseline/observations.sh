@@ -5,7 +5,7 @@ take() {  # FILE ... [-- OPTIONS]
   local files=() ; while [ $# -gt 0 ] && [ "$1" != -- ]; do files+=("$1"); shift; done; shift
   command leopod run --obs "${files[@]}" --nav arc.nav --att attitude.txt --atx zero.atx --eop examples/data/demo_eop.txt "$@" --out out.csv 2>&1 |
     grep -E '^(leopod: |  observations|systems:|epochs:|note)'
-  [ ! -f out.csv ] || { cut -d, -f 3-7,9- out.csv | cut -d, -f 1-8 | sed 1d; rm out.csv; }
+  [ ! -f out.csv ] || { cut -d, -f 3-7,9- out.csv | cut -d, -f 1-8 | sed -n '2p;3!{$p}'; rm out.csv; }
 }
 say() { echo "[$1]"; shift; take "$@"; }
 say 'as it is' all.obs

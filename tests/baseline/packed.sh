@@ -38,7 +38,7 @@ head -c 30000000 /dev/zero | tr '\0' ' ' | gzip -n > file; read_ 'thirty million
 echo "--- Compact RINEX"
 gunzip -c examples/data/grace_b/grcb2080_01h05h.10d.gz | sed 73q > six.crx
 gunzip -c examples/data/grace_b/cod15942_excerpt.sp3.gz > all.sp3
-take() { echo "[$1]"; command leopod run --obs ${2:-file} --sp3 all.sp3 --sigma-phase 0.05 --out out.csv 2>&1 | grep -E '^leopod: |  observations'; [ ! -f out.csv ] || { cut -d, -f 3-7,9,14-16 out.csv | sed -n '2p;3!{$p}'; rm out.csv; }; }
+take() { echo "[$1]"; command leopod run --obs ${2:-file} --sp3 all.sp3 --sigma-phase 0.05 --out out.csv 2>&1 | grep -E '^leopod: |  observations'; [ ! -f out.csv ] || { cut -d, -f 3-7,9,14-16 out.csv | sed -n '$p'; rm out.csv; }; }
 take 'as it is' six.crx
 for change in '34d' '34,43d' '34s/1/x/' '35s/^$/3\&100/' '35s/^$/x/' '46s/^/ /' '46s/ /  /' '46s/ .*//' '46s/^[-0-9]*/99999999999/' '46s/^[-0-9]*/9999999999999999999/' '46s/^[-0-9]*/4\&12/' '46s/^[-0-9]*/9\&1/' '46s/^[-0-9]*/x\&1/' '46s/^[-0-9]*/3\&/' '46s/$/                 1/' '46s/$/ 1/' '46s/$/  \&\&/' '44s/^ */&\x261/' '44s/1/3/' '44s/^.\{30\}.*/& 4/' '24s/8 05/9 05/' '24s/05/0x/' '24s/ 05/X05/' '24s/  0  8/  0 xx/' '24s/  0  8/  4  2/' '24s/ 0  8/xx 8/' \
   '1s/1.0/2.0/' '1s/1.0/3.0/' '12s/     5/   201/' '12s/     5/     x/' '12d' '23q' '22q' '1q' '33q' '40q' '44q' '43s/$/ /' '43s/^\(.*\)..$/\1/' '54s/^/\&/'; do sed "$change" six.crx > file; take "$change"; done

@@ -30,7 +30,7 @@ session() { awk -F, -v cdp=$1 -v weather="$2" -v event="${3:-2}" 'NR == FNR { if
   if (!n++) { printf "H2 PLACE %s 34 02 4 NET\nH3 sphere 7603901 1155 8820 0 1 1\nH4 1 2021 01 %d %d %d %d na na na na na na 0 0 0 0 1 0 2 0\nC0 0 532.000 std\n%s", cdp, (utc > 80000 ? 17 : 18), utc / 3600, utc % 3600 / 60, utc % 60, weather; }
   printf "11 %.7f %.12f std %s 120 10 60 na na na 5 0 na\n", utc, 2 * r / 299792458, event } } END { print "H8" }' places orbit.csv; }
 weather='20 86390 956.42 273.00 67.1 1\n20 100 900.0 283.00 40 1\n20 1182 1000 290 10 1\n20 2382 1000 290 10 1\n'
-points() { { echo 'H1 CRD 2 2021 01 27 09'; for cdp in 7000 7001 7002; do session $cdp "$weather"; done; } | sed "${1:-}"; }
+points() { { echo 'H1 CRD 2 2021 01 27 09'; for cdp in ${2:-7000 7001 7002}; do session $cdp "$weather"; done; } | sed "${1:-}"; }
 points > all.crd
 laser() { echo "[$1]"; shift; command leopod fit --positions orbit.csv --dynamics forces.cfg --eop examples/data/demo_eop.txt --interval 120 --antenna-offset 0,0,0 --stations stations.csv --crd-out laser.csv "$@" 2>&1 | sed -n '/^leopod: /p;/laser/,/^[a-z]* written/p' | grep -v 'written\|^leopod fit\|^mess\|^  sess'; [ ! -f laser.csv ] || { cut -d, -f 5- laser.csv | awk 'NR == 4 || NR == 12'; rm laser.csv; }; }
 laser 'as it is' --crd all.crd
@@ -40,7 +40,7 @@ laser 'times at the middle' --crd <({ echo 'H1 CRD 2 2021 01 27 09'; session 700
 laser 'no weather' --crd <({ echo 'H1 CRD 2 2021 01 27 09'; session 7001 ''; })
 for change in '/^C0/d' 's/^C0 0 532/C0 0 na/' 's/^C0 0 532.000 std/C0 0 532 other/' 's/^C0.*/&\nC0 0 1064 other/' 's/ std 2 / std 3 /' 's/ std 2 / std na /' '/^11/s/\(^11 [^ ]*\) [^ ]*/\1 na/' '/^11/s/\(^11 [^ ]*\) [^ ]*/\1 -0.01/' 's/^20 \([^ ]*\) [^ ]*/20 \1 300/' 's/^20 \([^ ]*\) [^ ]*/20 \1 301/' 's/^20 \([^ ]*\) [^ ]*/20 \1 1200/' \
   's/^\(20 [^ ]* [^ ]*\) [^ ]*/\1 180/' 's/^\(20 [^ ]* [^ ]*\) [^ ]*/\1 340/' 's/^\(20 .*\) [0-9.]* 1$/\1 120 1/' 's/^\(20 .*\) [0-9.]* 1$/\1 -5 1/' '/^20/s/ 956.42/ na/' '/^20 1182/d' '/^20 [129][0-9][0-9][0-9]/d' '/^H4/d' 's/^H3 sphere 7603901 1155 8820/H3 cube 103 1 na/' 's/ 7001 34/ 7009 34/' 's/^11 /10 /'; do
-  laser "$change" --crd <(points "$change") | sed 2d
+  laser "$change" --crd <(points "$change" 7001) | sed 2d
 done
 { points; session 7001 "$weather" | sed 's/sphere 7603901 1155 8820/cube 103 1 77/'; } > two.crd
 laser 'two targets' --crd two.crd
