@@ -1,6 +1,6 @@
 # Configurations: each fault of a line, and what is still right.
 say() { command leopod "$@" 2>&1 > /dev/null && echo good; }
-gnss() { { echo +GNSS_SYS; printf "$1"; echo -GNSS_SYS; printf "+GENERAL_CONFIG\n$2-GENERAL_CONFIG\n"; } > file; echo "[$1$2]"; say run --obs file --nav tests/data/navigation3.rnx --config file; }
+gnss() { { echo +GNSS_SYS; printf "$1"; echo -GNSS_SYS; printf "+GENERAL_CONFIG\n$2-GENERAL_CONFIG\n"; } > file; t="$1$2"; echo "[${t:0:50}]"; say run --obs file --nav tests/data/navigation3.rnx --config file; }
 gps='GPS 4 C1C L1C C2W L2W IF 0 2 1 3\n'
 bds='BDS 4 C1P L1P C5P L5P IF 0 2 1 3\n'
 gnss "$gps$bds" 'ELE_CUTOFF 5\nHUBER_COEF 1.5\nHUBER_POWER 2\nTHRES_MW_SLIP 3\nTHRES_GF_SLIP 0.05\nVAR_POS 1\nVAR_VEL 1\nVAR_ACC 1\nVAR_CLK 1\n'
@@ -19,7 +19,7 @@ gnss "$gps" 'ELE_CUTOFF 90.5\nHUBER_COEF 0\nHUBER_POWER x\nTHRES_MW_SLIP\nTHRES_
 gnss "$gps" 'ELE_CUTOFF -90.1\nVAR_POS -1\nVAR_VEL\t1\nHUBER_COEF 1//x\nVAR_ACC 1 VAR_CLK\n'
 gnss "$gps" 'HUBER_COEF 123456 VAR_POS\nVAR_VEL 1\n'
 gnss "$gps" 'VAR_ACC 1          // then VAR_POS\nVAR_POS 2\nVAR_VEL 0.00000000000001 \n'
-raw() { echo "[$1]"; printf "$1" > file; say run --obs file --nav tests/data/navigation3.rnx --config file; }
+raw() { echo "[${1:0:50}]"; printf "$1" > file; say run --obs file --nav tests/data/navigation3.rnx --config file; }
 raw "+GNSS_SYS\n$gps"
 raw "+GNSS_SYS\n$gps-GENERAL_CONFIG\n"
 raw "x\n+GNSS_SYS //x\n${gps}GNSS_SYS\n+GENERAL_CONFIG\n-GNSS_SYS\n-GENERAL_CONFIG\n"
@@ -33,7 +33,7 @@ raw "+GNSS_SYS\n$gps-GNSS_SYS\n$(printf 'x%d\\n' {1..13})"
 long() { echo "[$1]"; printf -- "+GNSS_SYS\n$gps-GNSS_SYS\n+GENERAL_CONFIG\nVAR_POS 1 //%$1s\n-GENERAL_CONFIG\n" x > file; say run --obs file --nav tests/data/navigation3.rnx --config file; }
 long 1011
 long 1012
-dynamics() { { echo +Force_Models; printf "$1"; printf -- "-Force_Models\n+GENERAL_CONFIG\n$2-GENERAL_CONFIG\n"; } > file; echo "[$1$2]"; say propagate --state 6890e3 0 0 0 -980 7543 --frame eci --epoch 2021-01-18T00:00:00 --duration 60 --dynamics file; }
+dynamics() { { echo +Force_Models; printf "$1"; printf -- "-Force_Models\n+GENERAL_CONFIG\n$2-GENERAL_CONFIG\n"; } > file; t="$1$2"; echo "[${t:0:50}]"; say propagate --state 6890e3 0 0 0 -980 7543 --frame eci --epoch 2021-01-18T00:00:00 --duration 60 --dynamics file; }
 steps='Integration_Step_Size = 30\nIntegration_Output_Interval = 60\n'
 dynamics 'Earth_Gravity = YES 30\n' "$steps"
 dynamics 'Earth_Gravity : YES 2 solid_earth_tide ocean_tide polar_tide time_varying_gravity\nThird_Body_Gravity = YES SUN MOON JUPITER VENU MERCUR MARS SATURN URANUS NEPTUNE PLUTO\nGeneral_Relativity = YES\nSolar_Radiation_Pressure = BOXW Cr:7200\n' \

@@ -3,7 +3,7 @@ day=2021-01-18T00:00:00
 say() {  # NAME OPTIONS: one state in both frames
   echo "[$1]"; shift
   command leopod propagate --state 6890e3 0 0 0 -980 7543 --frame eci --dynamics forces.cfg --epoch $day --duration 60 --out out.csv "$@" 2>&1 > said | grep ^leopod:
-  grep -E "^($lines)" said | grep -v 'NO EARTH' | awk '!seen[$0]++'
+  grep -E "^($lines)" said | grep -v 'NO EARTH' | awk '!seen[$0]++' | cut -c 1-110
   [ ! -f out.csv ] || { cut -d, -f 4-6,10-12 out.csv | sed -n 3p; rm out.csv; }
 }
 forces() { printf '+Force_Models\n%s\n-Force_Models\n+GENERAL_CONFIG\nIntegration_Step_Size = 60\nIntegration_Output_Interval = 60\n-GENERAL_CONFIG\n' "$1" > forces.cfg; }

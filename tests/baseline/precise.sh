@@ -6,7 +6,7 @@ gunzip -c $grace/finals_2010_07.txt.gz > eop.txt
 gunzip -c $grace/gps_satellites_2010208.atx.gz > all.atx
 run() {  # OPTIONS
   command leopod run --obs one.crx --eop eop.txt --sigma-phase 0.05 "$@" --out out.csv 2>&1 |
-    grep -E '^(leopod: |  (precise|satellite ant|antennas|note|navig)|note|epochs:|.*values that|  (precise|no precise))' | grep -v 'prepared deployment'
+    grep -E '^(leopod: |  (precise|satellite ant|antennas|note|navig)|note|epochs:|.*values that|  (precise|no precise))' | sed '/prepared deployment/d;s/, 2010-07-26T22:00:00 to 2010-07-27T07:45:00, all of the arc//'
   [ ! -f out.csv ] || { cut -d, -f 4-9 out.csv | sed 1d; rm out.csv; }
 }
 say() { echo "[$1]"; shift; local files=(); while [ $# -gt 0 ] && [ "$1" != -- ]; do files+=("$1"); shift; done; shift; run --sp3 "${files[@]}" "$@"; }
