@@ -10,18 +10,22 @@ namespace host {
 
 namespace {
 
-constexpr double kGravity = 3.986004418e14;  ///< [m^3/s^2]
-constexpr std::size_t kMemory = 60;          ///< residuals of so many epochs make the median
+constexpr double kFlatteningTerm = 1.08263e-3;  ///< J2 of the field
+constexpr std::size_t kMemory = 60;             ///< residuals of so many epochs make the median
 
 double length(const Vector3& v) { return std::hypot(v[0], v[1], v[2]); }
 
 double distance(const Vector3& a, const Vector3& b) { return std::hypot(a[0] - b[0], a[1] - b[1], a[2] - b[2]); }
 
-/// Acceleration of free motion in earth-fixed axes.
+/// Acceleration of free motion around a flattened Earth, in axes that turn with it.
 Vector3 free_acceleration(const Vector3& p, const Vector3& v) {
-    const double pull = -kGravity / std::pow(length(p), 3);
-    return {pull * p[0] + kEarthRate * (kEarthRate * p[0] + 2.0 * v[1]),
-            pull * p[1] + kEarthRate * (kEarthRate * p[1] - 2.0 * v[0]), pull * p[2]};
+    const double radius = length(p);
+    const double pull = -kEarthGm / std::pow(radius, 3);
+    const double bulge = 1.5 * kFlatteningTerm * std::pow(kSemiMajor / radius, 2);
+    const double height = 5.0 * std::pow(p[2] / radius, 2);
+    const double level = pull * (1.0 + bulge * (1.0 - height));
+    return {level * p[0] + kEarthRate * (kEarthRate * p[0] + 2.0 * v[1]),
+            level * p[1] + kEarthRate * (kEarthRate * p[1] - 2.0 * v[0]), pull * (1.0 + bulge * (3.0 - height)) * p[2]};
 }
 
 bool neighbours(const PointPosition& a, const PointPosition& b) {
@@ -29,7 +33,7 @@ bool neighbours(const PointPosition& a, const PointPosition& b) {
     return seconds > 0.0 && seconds <= kNeighbourGap;
 }
 
-/// Position after some seconds of free motion around a round Earth, by one step of fourth order.
+/// Position after some seconds of free motion, by one step of fourth order.
 Vector3 fly(const Vector3& p, const Vector3& v, double seconds) {
     const auto ahead = [](const Vector3& x, const Vector3& rate, double t) {
         return Vector3{x[0] + rate[0] * t, x[1] + rate[1] * t, x[2] + rate[2] * t};
@@ -50,16 +54,17 @@ Vector3 fly(const Vector3& p, const Vector3& v, double seconds) {
 double off_course(const PointPosition& a, const PointPosition& b, const PointPosition& now) {
     const double step = gtimeSubSec(b.time, a.time);
     const double ahead = gtimeSubSec(now.time, b.time);
-    Vector3 mean{};
+    Vector3 v{};
     Vector3 straight{};
     for (std::size_t k = 0; k < 3; ++k) {
-        mean[k] = (b.position[k] - a.position[k]) / step;
-        straight[k] = b.position[k] + mean[k] * ahead;
+        v[k] = (b.position[k] - a.position[k]) / step;
+        straight[k] = b.position[k] + v[k] * ahead;
     }
-    const Vector3 acceleration_a = free_acceleration(a.position, mean);
-    const Vector3 acceleration_b = free_acceleration(b.position, mean);
-    Vector3 v{};
-    for (std::size_t k = 0; k < 3; ++k) v[k] = mean[k] + step * (acceleration_a[k] + 2.0 * acceleration_b[k]) / 6.0;
+    // From the mean velocity to that with which a free motion came from the first one.
+    for (int i = 0; i < 3; ++i) {
+        const Vector3 back = fly(b.position, v, -step);
+        for (std::size_t k = 0; k < 3; ++k) v[k] += (back[k] - a.position[k]) / step;
+    }
     return std::min(distance(straight, now.position), distance(fly(b.position, v, ahead), now.position));
 }
 

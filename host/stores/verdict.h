@@ -25,7 +25,7 @@ constexpr int kDoubt = 10;                ///< so many refused in a row make the
 constexpr double kNeighbourGap = 300.0;   ///< epochs further apart are no neighbours [s]
 constexpr double kNeighbourLimit =
     30.0;  ///< off the way of two epochs before, beside three times what their noise makes of it [m]
-constexpr double kNeighbourBend = 0.02;  ///< what the way can bend that a round Earth does not account for [m/s^2]
+constexpr double kNeighbourBend = 0.02;  ///< what the way can bend beside free motion [m/s^2]
 constexpr double kProofLimit = 300.0;    ///< neighbours that allow more prove nothing [m]
 
 // The filter.

@@ -34,6 +34,9 @@ add 'G01' 0 100 1 99; say 'one wrong throughout'
 add 'G0[13]' 0 300 1 99; say 'two wrong throughout'
 add 'G(01|03|07)' 0 900 1 99; say 'three wrong throughout'
 awk '/^> / { ++n; if (n > 3 && n < 6) { sub(/ 15$/, "  7"); g = 1 } else g = 0 } g && /^G/ { next } { print }' all.obs > changed.obs; echo '[GPS away]'; run --obs changed.obs --att attitude.txt; cut -d, -f 3-9 out.csv | sed -n 2,8p
+demo=examples/data/demo
+for interval in 120 150 240 300 330; do echo "[an epoch every $interval s]"; command leopod run --embedded --obs ${demo}_bds.obs --att ${demo}_att_zdown.txt --nav ${demo}_bds.nav --interval $interval --out out.csv | grep -E '^(epochs|filter)'; rm -f out.csv; done
+for size in 25 60; do awk -v size=$size '/^>/ { ++n } n == 61 && /^C/ { $0 = substr($0, 1, 3) sprintf("%14.3f", substr($0, 4, 14) + size * (++k % 3 - 1)) substr($0, 18, 18) sprintf("%14.3f", substr($0, 36, 14) + size * (k % 3 - 1)) substr($0, 50) } { print }' ${demo}_bds.obs > changed.obs; echo "[$size m either way]"; command leopod run --embedded --obs changed.obs --att ${demo}_att_zdown.txt --nav ${demo}_bds.nav --from 1500 --to 2100 --out out.csv | grep -E '^(epochs|filter|  ranges)'; awk -F, '$3 == 1800 { print $4, $10, $11, $24 }' out.csv; rm -f out.csv; done
 echo "--- attitudes"
 gps > changed.obs
 att() { echo "[$1]"; run --obs changed.obs --systems GPS --to 300 --att att.txt | grep -v '^slip\|^filter'; [ ! -f out.csv ] || { sed 1d out.csv | cut -d, -f 3-5,9 | sed -n '1p;$p'; rm out.csv; }; }
