@@ -8,12 +8,12 @@
 #include <vector>
 
 #include "shared/error.h"
+#include "shared/unnamed_file.h"
 
 namespace host {
 
 namespace {
 
-constexpr std::size_t kBlock = 1U << 17U;    ///< bytes read at once, and written at once
 constexpr std::size_t kMaxLine = 1U << 16U;  ///< a line of 200 types takes 6 kB
 constexpr int kMaxTypes = 200;
 constexpr int kMaxOrder = 9;             ///< of differences, one digit
@@ -31,7 +31,7 @@ struct Cut {};
 /// Lines of a source, without their ends, read in blocks.
 class LineReader {
   public:
-    explicit LineReader(ByteSource& from) : from_(from), buffer_(kBlock + kMaxLine) {}
+    explicit LineReader(ByteSource& from) : from_(from), buffer_(kFileBlock + kMaxLine) {}
 
     /// The next line, which holds until the next call; false at the end. A line without an end of line is the last one. A longer line than
     /// any file has is cut.
@@ -236,7 +236,7 @@ class Expander {
                 out_.resize(complete);
                 report_.is_cut = ended_ = true;
             }
-            if (out_.size() >= kBlock || ended_) {
+            if (out_.size() >= kFileBlock || ended_) {
                 to_(out_.data(), out_.size());
                 out_.clear();
             }

@@ -9,12 +9,11 @@
 #include <vector>
 
 #include "shared/error.h"
+#include "shared/unnamed_file.h"
 
 namespace host {
 
 namespace {
-
-constexpr std::size_t kBlock = 1U << 16U;  ///< bytes of a compression read at once
 
 /// Keeps an expansion within the limits.
 class Limited : public ByteSource {
@@ -42,7 +41,7 @@ class Limited : public ByteSource {
 /// gzip by zlib, which checks sums and lengths. Members behind one another are one text, zeros behind the last one are padding.
 class GzipSource : public Limited {
   public:
-    explicit GzipSource(CountedSource& from) : Limited(from), block_(kBlock) {
+    explicit GzipSource(CountedSource& from) : Limited(from), block_(kFileBlock) {
         if (inflateInit2(&stream_, 15 + 16) != Z_OK) throw InputError("not enough memory for gzip");
     }
     ~GzipSource() override { inflateEnd(&stream_); }
@@ -91,7 +90,7 @@ class GzipSource : public Limited {
 class ArchiveSource : public Limited {
   public:
     ArchiveSource(Compression compression, CountedSource& from)
-        : Limited(from), compression_(compression), block_(kBlock), archive_(archive_read_new()) {
+        : Limited(from), compression_(compression), block_(kFileBlock), archive_(archive_read_new()) {
         if (archive_ == nullptr) throw InputError("not enough memory for an archive");
         support();
         if (archive_read_open(archive_.get(), this, nullptr, &ArchiveSource::give, nullptr) != ARCHIVE_OK) fail();

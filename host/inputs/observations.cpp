@@ -18,7 +18,6 @@ namespace {
 
 const char kKind[] = "RINEX observation file";
 constexpr std::size_t kMostSatellites = 200;  ///< of an epoch
-constexpr std::size_t kBuffer = 1U << 16U;    ///< of a file, which is read to its end
 /// Appends a number, filled up on its left.
 void append_number(std::string& text, int value, std::size_t width, char fill) {
     char digits[16];
@@ -54,7 +53,7 @@ std::string PassedOver::text() const {
 }
 
 ObservationReader::ObservationReader(const std::string& name)
-    : name_(name), buffer_(kBuffer), in_(open_input(name, kKind, &buffer_)) {
+    : name_(name), buffer_(kFileBlock), in_(open_input(name, kKind, &buffer_)) {
     read_header();
 }
 
@@ -144,7 +143,7 @@ bool ObservationReader::read_date(ObservedEpoch& epoch) {
     const bool v3 = version_ >= 3.0;
     if (!v3 && (line_[0] != ' ' || line_[3] != ' ')) return false;
     TimeYMD date{};
-    std::string_view text = v3 ? columns(line_, 1, 28) : columns(line_, 0, 26);
+    std::string_view text = columns(line_, 1, v3 ? 28 : 25);
     for (int* part : {&date.year, &date.month, &date.day, &date.hour, &date.minute}) {
         if (!take_number(text, *part)) return false;
     }
@@ -264,14 +263,14 @@ ObservationScan scan_observations(const std::string& name) {
     scan.name = name;
     ObservationReader reader(name);
     ObservedEpoch epoch;
-    std::map<long, long> steps;
+    UsualStep steps;
     GTime before{};
     while (reader.next(epoch)) {
         ++scan.epochs;
         if (before.sys != UKNTS) {
             const double step = gtimeSubSec(epoch.time, before);
             scan.in_order = scan.in_order && step >= 0.0;
-            ++steps[std::lround(1000.0 * step)];
+            steps.add(step);
         }
         before = epoch.time;
         scan.span.include(epoch.time);
@@ -281,9 +280,7 @@ ObservationScan scan_observations(const std::string& name) {
             if (types != reader.types().end()) ++scan.sets[satellite.system][satellite.mask(types->second.size())];
         }
     }
-    const auto less = [](const auto& a, const auto& b) { return a.second < b.second; };
-    const auto most = std::max_element(steps.begin(), steps.end(), less);
-    if (most != steps.end()) scan.span.interval = static_cast<double>(most->first) / 1000.0;
+    scan.span.interval = steps.seconds();
     scan.types = reader.types();
     scan.passed_over = reader.passed_over();
     return scan;

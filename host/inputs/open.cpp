@@ -23,7 +23,6 @@ namespace host {
 namespace {
 
 constexpr std::size_t kHead = 1U << 16U;
-constexpr std::size_t kBlock = 1U << 17U;
 constexpr std::uint64_t kInMemory = 64ULL << 20U;  ///< a longer text is kept on disk
 
 [[noreturn]] void fail(const std::string& what, int reason) { throw InputError(what + ": " + std::strerror(reason)); }
@@ -128,10 +127,9 @@ struct TextSource : HeadedSource<ByteSource> {
 };
 
 /// Device, number, size and time of change of a file.
-std::array<std::uint64_t, 4> stamp_of(const struct stat& info) {
+FileStamp stamp_of(const struct stat& info) {
     return {info.st_dev, info.st_ino, static_cast<std::uint64_t>(info.st_size),
-            static_cast<std::uint64_t>(info.st_mtim.tv_sec) * 1000000000U +
-                static_cast<std::uint64_t>(info.st_mtim.tv_nsec)};
+            static_cast<std::uint64_t>(info.st_mtim.tv_sec), static_cast<std::uint64_t>(info.st_mtim.tv_nsec)};
 }
 
 /// A tar archive by the mark in the head of its first file.
@@ -196,7 +194,7 @@ void InputFile::take_in(int descriptor, const std::string& kind) {
     keep(text);
     if (!text.ends_a_line() && compression == Compression::compress)
         throw InputError("the Unix compress data end within a line: they are cut, or lack the end of the last line");
-    std::vector<char> block(kBlock);
+    std::vector<char> block(kFileBlock);
     while (packed.read(block.data(), block.size()) > 0) continue;  // what stands behind an archive
     if (!is_file_) digest_ = digest.text();
     size_ = store_->size();
@@ -219,7 +217,7 @@ void InputFile::keep(ByteSource& text) {
         form_ = form_.empty() ? "Compact RINEX" : "Compact RINEX, " + form_;
         report(expand_crinex(text, sink));
     }
-    std::vector<char> block(kBlock);
+    std::vector<char> block(kFileBlock);
     for (std::size_t n = 0; (n = text.read(block.data(), block.size())) > 0;) {
         if (!compact) sink(block.data(), n);
     }
@@ -241,7 +239,7 @@ const std::string& InputFile::digest() const {
     if (!digest_.empty()) return digest_;
     std::ifstream in(name_, std::ios::binary);
     Digest digest;
-    std::vector<char> block(kBlock);
+    std::vector<char> block(kFileBlock);
     while (in.read(block.data(), static_cast<std::streamsize>(block.size())) || in.gcount() > 0)
         digest.add(block.data(), static_cast<std::size_t>(in.gcount()));
     return digest_ = digest.text();

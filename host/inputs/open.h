@@ -16,6 +16,8 @@
 
 namespace host {
 
+using FileStamp = std::array<std::uint64_t, 5>;
+
 class InputFile {
   public:
     /// The input of that name, opened where it is not yet. "-" is standard input. Throws InputError, which says what the file should have
@@ -49,9 +51,9 @@ class InputFile {
     std::string name_, path_, head_, form_;
     std::uint64_t size_ = 0;
     mutable std::string digest_;
-    bool is_file_ = false;                  ///< can be opened again by its name
-    std::array<std::uint64_t, 4> stamp_{};  ///< of such a file: it may change
-    std::unique_ptr<UnnamedFile> store_;    ///< where the text is kept; nothing for a file that serves as it is
+    bool is_file_ = false;                ///< can be opened again by its name
+    FileStamp stamp_{};                   ///< of such a file: it may change
+    std::unique_ptr<UnnamedFile> store_;  ///< where the text is kept; nothing for a file that serves as it is
 };
 
 /// Opens the expanded text of an input.

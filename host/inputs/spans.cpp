@@ -1,9 +1,9 @@
 #include "inputs/spans.h"
 
+#include <algorithm>
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
-#include <map>
 
 #include "inputs/checks.h"
 #include "shared/error.h"
@@ -13,28 +13,27 @@ namespace host {
 
 namespace {
 
-/// Steps of times in the order of a file.
+/// Times in the order of a file.
 class Steps {
   public:
     explicit Steps(FileSpan& span) : span_(span) {}
     void add(const TimeYMD& date) { add(time_of(date, tsGPST)); }
     void add(const GTime& time) {
         const double step = span_.known() ? gtimeSubSec(time, before_) : 0.0;
-        if (step > 0.0) ++counts_[std::lround(step * 1000.0)];
+        if (step > 0.0) steps_.add(step);
         before_ = time;
         span_.include(time);
-        long most = 0;
-        for (const auto& [milliseconds, count] : counts_) {
-            if (count <= most) continue;
-            most = count;
-            span_.interval = static_cast<double>(milliseconds) / 1000.0;
-        }
+    }
+    /// The span with its interval.
+    const FileSpan& span() {
+        span_.interval = steps_.seconds();
+        return span_;
     }
 
   private:
     FileSpan& span_;
     GTime before_{};
-    std::map<long, long> counts_;
+    UsualStep steps_;
 };
 
 /// Reads a date behind the first characters of a line; false where it is none that the calendar can carry.
@@ -54,6 +53,14 @@ void check_time_system(const std::string& name, const std::string& kind, const s
 }
 
 }  // namespace
+
+void UsualStep::add(double seconds) { ++counts_[std::lround(1000.0 * seconds)]; }
+
+double UsualStep::seconds() const {
+    const auto most = std::max_element(counts_.begin(), counts_.end(),
+                                       [](const auto& a, const auto& b) { return a.second < b.second; });
+    return most != counts_.end() ? static_cast<double>(most->first) / 1000.0 : 0.0;
+}
 
 void FileSpan::include(const GTime& time) {
     if (!known() || gtime_less(time, first)) first = time;
@@ -83,7 +90,7 @@ FileSpan sp3_span(const std::string& name) {
         }
         return true;
     });
-    return span;
+    return steps.span();
 }
 
 FileSpan clock_span(const std::string& name) {
@@ -102,7 +109,7 @@ FileSpan clock_span(const std::string& name) {
         span.clocks = true;
         return true;
     });
-    return span;
+    return steps.span();
 }
 
 FileSpan attitude_span(const std::string& name, bool mission) {
@@ -117,7 +124,7 @@ FileSpan attitude_span(const std::string& name, bool mission) {
             steps.add(mission ? gtimeAddSec(kOrigin, number) : mjd2GTime(tsGPST, number));
         return true;
     });
-    return span;
+    return steps.span();
 }
 
 }  // namespace host

@@ -3,6 +3,7 @@
 #ifndef LEOPOD_HOST_SPANS_H
 #define LEOPOD_HOST_SPANS_H
 
+#include <map>
 #include <string>
 
 #include "gtime.h"
@@ -17,6 +18,17 @@ struct FileSpan {
     bool cut = false;     ///< goes on behind the line that ends it, which nobody reads
     bool known() const { return first.sys != UKNTS; }
     void include(const GTime& time);
+};
+
+/// The step between times that comes most often.
+class UsualStep {
+  public:
+    void add(double seconds);
+    /// [s]; 0 without a step.
+    double seconds() const;
+
+  private:
+    std::map<long, long> counts_;  ///< by the step [ms]
 };
 
 /// Throws InputError for a time system that isn't that of GPS: the library takes all times as GPS time.

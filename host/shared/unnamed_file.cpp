@@ -17,8 +17,6 @@ namespace host {
 
 namespace {
 
-constexpr std::size_t kBlock = 1U << 17U;
-
 [[noreturn]] void fail(bool on_disk, int reason) {
     throw InputError(
         std::string(on_disk ? "cannot be kept among the temporary files: " : "cannot be kept in memory: ") +
@@ -73,7 +71,7 @@ void UnnamedFile::move_to_disk() {
     const int memory = descriptor_;
     descriptor_ = file;
     on_disk_ = true;
-    std::vector<char> block(kBlock);
+    std::vector<char> block(kFileBlock);
     off_t at = 0;
     for (ssize_t n = 0; (n = pread(memory, block.data(), block.size(), at)) > 0; at += n)
         write(block.data(), static_cast<std::size_t>(n));

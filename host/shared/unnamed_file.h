@@ -8,6 +8,8 @@
 
 namespace host {
 
+constexpr std::size_t kFileBlock = 1U << 17U;  ///< bytes of a file that are read or written at once
+
 /// In memory as long as it is short, else in the folder for temporary files. Throws InputError, without a name, where it cannot be kept.
 class UnnamedFile {
   public:

@@ -129,13 +129,11 @@ AttitudeGuard::AttitudeGuard(int object) {
         if (g_att_qua_storage.idx_object[i] == object) slot_ = i;
     }
     if (slot_ < 0) return;
-    std::map<long, int> steps;
+    UsualStep steps;
     const ATT_QUATERNION* records = g_att_qua_storage.qua_all[slot_];
     for (int i = 1; i < g_att_qua_storage.qua_num[slot_]; ++i)
-        ++steps[std::lround(1000.0 * gtimeSubSec(records[i].time, records[i - 1].time))];
-    const auto most =
-        std::max_element(steps.begin(), steps.end(), [](const auto& a, const auto& b) { return a.second < b.second; });
-    gap_ = std::max(kAttitudeGap, most != steps.end() ? 3.05e-3 * static_cast<double>(most->first) : 0.0);
+        steps.add(gtimeSubSec(records[i].time, records[i - 1].time));
+    gap_ = std::max(kAttitudeGap, 3.05 * steps.seconds());
 }
 
 bool AttitudeGuard::serves(const GTime& time) const {

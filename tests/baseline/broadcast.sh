@@ -58,6 +58,7 @@ value 'two hours early' 4 0 79230
 value 'two hours and two seconds early' 4 0 79228
 value 'a week' 6 2 2142
 value 'a week later' 6 2 2140
+say 'the week before, near its limit' <({ head; end; near | awk 'NR == 4 { $0 = substr($0, 1, 4) sprintf("%19.12E", 684029.6) substr($0, 24) } NR == 6 { $0 = substr($0, 1, 42) sprintf("%19.12E", 2140) substr($0, 62) } { print }'; }) | grep -v navig
 bds() { awk '/^C07/ { n = NR } { if (NR == n + 3 && n && !done) { done = 1; $0 = substr($0, 1, 4) sprintf("%19.12E", '$1') substr($0, 24) } print }'; }
 say 'one hour' <({ head; end; near | bds 90016; }) 
 say 'one hour and two seconds' <({ head; end; near | bds 90018; }) 

@@ -48,6 +48,12 @@ forces 'Earth_Gravity = YES 2
 Third_Body_Gravity = YES JUPITER VENUS MARS SATURN'; day=2024-02-29T12:00:00; say 'others alone'
 forces 'Earth_Gravity = YES 2
 Third_Body_Gravity = YES SUN MOON'; say 'Sun and Moon'
+long() { echo "[$1]"; shift; command leopod propagate --state 6890e3 0 0 0 -980 7543 --frame eci --dynamics forces.cfg --epoch $day --duration 21600 --interval 21600 --out out.csv "$@" > /dev/null 2>&1; cut -d, -f 10-15 out.csv | tail -n 1; rm out.csv; }
+long 'Sun and Moon over six hours'
+forces 'Earth_Gravity = YES 2
+Third_Body_Gravity = YES MOON'; long 'the Moon'
+day=2021-01-18T00:00:00; forces 'Earth_Gravity = YES 2
+Third_Body_Gravity = YES SUN MOON'; long 'of the built-in record'; long 'of a file' --jpl tests/data/ephemeris.405
 day=2021-01-18T00:00:00
 echo "--- gravity"; lines='forces'
 field() { awk -v most=$1 'BEGIN { for (n = 0; n <= most; ++n) for (m = 0; m <= n; ++m) printf "%3d %3d %.15e %.15e\n", n, m, n == 0 ? 1 : n == 1 ? 0 : n == 2 && m == 0 ? -4.84165e-4 : 1e-7 / (n + m + 1), m ? 2e-7 / (n + m) : 0 }'; }

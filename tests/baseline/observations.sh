@@ -46,6 +46,8 @@ for bytes in 0 2 5 15 16 17 18 19 31 32 33 34; do say "cut $bytes" <(head3; both
 say 'cut behind an epoch line' <(head3; both; end; body | sed 17q) | grep observations
 say 'other systems and numbers' <(head3; both; types 'R    2 C1C L1C'; types 'E    2 C1C L1C'; types 'J    1 C1C'; types 'I    1 C5A'; types 'S    1 C1C'; end
   body | awk '/^>/ { $0 = substr($0, 1, 32) " 24" } { print } /^C26/ { for (k = split("R01 E11 J02 I03 S20 G33 G00 C64 G 2", n, " "); k > 0; --k) printf "%s%14.3f  %14.3f\n", n[k], 24e6, 126e6 }')
+many() { head3; types 'G    4 C1P L1P C2P L2P'; end; body | awk -v n=$1 '/^>/ { ++k; if (k < 3) print substr($0, 1, 32) sprintf("%3d", n + 8); for (i = 0; i < n && k < 3; ++i) printf "R%02d  20000000.000\n", i % 99 + 1 } k < 3 && /^G/ { print }'; }
+for n in 100 191 192 193 199 200; do say "$n of another system first" <(many $n); done
 say 'GPS alone' all.obs -- --systems GPS
 say 'BDS, GPS' all.obs -- --systems bds,gps
 say 'letters' all.obs -- --systems 'c g'

@@ -55,6 +55,7 @@ take '' '' "*  2021  1 18  0 61  0.0\n"
 take '' '' "*  2021  1 18  0 20\n"
 take '' '' "*  2021  1 18 20000 20 0\n"
 take 'PL01   7000.000000      0.000000      1.000000\n' '' ''
+{ head -n 2 file.sp3; printf '*  2021  1 18  0  0  0.0\n'; for k in {1..60}; do printf 'PG%02d   7000.0          0.0           1.0\n' $k; done; } > many.sp3; say orbit --compare many.sp3 circle.csv
 printf '#eP\n' > file.sp3; against file.sp3
 state() { echo "[$*]"; say propagate --dynamics examples/demo_orbit.cfg --duration 60 --out out.csv "$@" > said; grep -E '^(leopod:|state|epoch|span|start)|state' said; [ ! -f out.csv ] || { cut -d, -f 2-9 out.csv; rm out.csv; }; }
 sp3 '' 'VL01 -10000.000000  69000.000000  20000.000000 999999.999999' 'EOF\n'
@@ -67,3 +68,6 @@ state --state file.sp3 --satellite E05
 state --state file.sp3 --epoch 2021-01-19T00:00:00
 sp3 '' 'VL01      0.000000      0.000000      0.000000' ''; state --state file.sp3
 sp3 '' 'VL03      0.000000      0.000000      1.000000' ''; state --state file.sp3
+printf 'vx_mps,vy_mps,vz_mps,x_m,y_m,z_m,sod_gpst_2021_01_18\n-1,7500,0.5,6890000,1,2,30\n-2,7500,0.5,6880000,1,2,60\n3,,4,6880000,1,2,90\n' > state.csv
+for epoch in 30 60 90; do state --state state.csv --epoch $epoch; done
+printf 'x_m,y_m,z_m,vy_mps,vz_mps,sod\n6890000,1,2,7500,1,30\n' > state.csv; state --state state.csv
