@@ -53,8 +53,7 @@ bool tabulated_clock(const GTime& time, int satindex, double& clock, double& age
     if (count < 2) return false;
     const CLKREC_PRE* after = std::upper_bound(
         rows, rows + count, time, [](const GTime& t, const CLKREC_PRE& row) { return gtimeSubSec(t, row.time) < 0.0; });
-    if (after == rows || (after == rows + count && gtimeSubSec(time, rows[count - 1].time) > 0.0)) return false;
-    if (after == rows + count) --after;
+    if (after == rows || after == rows + count) return false;
     const CLKREC_PRE* before = after - 1;
     if (!before->ok || !after->ok) return false;
     gap = gtimeSubSec(after->time, before->time);

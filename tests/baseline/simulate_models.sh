@@ -35,6 +35,11 @@ for span in "C --start 2021-01-18T01:59:00" "G --start 2021-01-18T03:59:00"; do
   leopod simulate --orbit late.csv --obs-out arc.obs $quiet --systems $span --duration 75 --interval 15 --truth-out truth.csv | grep -E '^sat|^note|status'
   cut -d, -f1,15 truth.csv; grep -v '^[A-Z]' arc.obs | grep '>'
 done
+# records whose reference time lies in the week behind or before that of their clock
+awk '!body { print; body = /END OF HEADER/; next } /^[CG]/ { keep = /^G.*2021 01 18 00 00 00/; n = 0; odd = substr($1, 3) % 2 } keep { n++
+  if (n == 1) sub("2021 01 18 00 00 00", odd ? "2021 01 16 23 59 44" : "2021 01 17 00 00 00"); if (n == 4) $0 = "     " (odd ? "0.000000000000D+00" : "6.047840000000D+05") substr($0, 24); print }' mixed.nav > week.nav
+awk -F, 'NR > 1 { sub(/^[0-9]+/, $1 - 1) } { print }' OFS=, orbit.csv > sunday.csv
+leopod simulate --orbit sunday.csv --obs-out arc.obs --nav week.nav --code-noise 0 --phase-noise 0 --start 2021-01-17T00:10:00 --duration 0 --channels 8 | grep -e ^nav -e ^sat; digits arc.obs
 # what is not simulated
 for types in 'GPS 5 C1C L1C C2W L2W D1C IF 0 2 1 3' 'GPS 5 C1C L1C C2W L2W C8X IF 0 2 1 3' 'GPS 8 C1C L1C C2W L2W C5Q L5Q C8X L8X IF 0 2 1 3' 'GAL 4 C1C L1C C5Q L5Q IF 0 2 1 3' \
   'BDS 8 C1P L1P C5P L5P C6I L6I C7I L7I IF 0 2 1 3'; do
