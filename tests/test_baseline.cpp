@@ -78,7 +78,8 @@ bool same(const std::string& a, const std::string& b) {
          ++i, ++j) {
         if (i == end || j == end || i->prefix() != j->prefix()) return false;
         const std::string x = i->str(), y = j->str();
-        if (std::fabs(std::stod(x) - std::stod(y)) > tolerance(x, y)) return false;
+        const double value = std::stod(x), other = std::stod(y);
+        if (std::fabs(value - other) > tolerance(x, y) || (value == other && value != 0.0 && x != y)) return false;
         at_a = static_cast<std::size_t>(i->position()) + x.size();
         at_b = static_cast<std::size_t>(j->position()) + y.size();
     }

@@ -31,6 +31,7 @@ report --satellites satellites.csv; body | sed -n '/<body>/,/<.section>/p'; data
 grep -v G07 satellites.csv > six.csv; report --satellites six.csv; grep -c tall page.html
 sed 's/T23:55:10/T23:59:59.2/' residuals.csv | sed -n '1,2p' > early.csv; report --residuals early.csv --from 2021-01-18T23:59:00 --to 2021-01-19T00:00:00; report --residuals early.csv --to 1; grep -o '<h1>.*<nav' page.html; data | head -n 1
 leopod report --satellites satellites.csv --residuals residuals.csv --charts none --out page.html; body | sed -n '/<body>/,$p'
+cut -d, -f-4 residuals.csv > plain.csv; report --residuals plain.csv; grep -c 'fit, radial</th><td class="n">6' page.html
 report --residuals residuals.csv --residuals residuals.csv --interval 2; body | sed -n '/<body>/,/<.section>/p'; data
 { head -n 1 truth.csv; echo "59232,0,7000000,0,0"; } > site.csv; head -n 3 epochs.csv > still.csv; report --in still.csv --truth site.csv; body | sed -n '/<body>/,/<.section>/p'; data | head -n 5
 : > empty.log; report --in epochs.csv --log empty.log; grep 'no messages' page.html
