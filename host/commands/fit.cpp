@@ -24,8 +24,6 @@ namespace host {
 
 namespace {
 
-constexpr std::size_t kMinPositions = 20;
-
 /// Before the first leap second there is no UTC to convert to; a table without dates counts from MJD 0.
 void check_date(const std::string& file, const GTime& time) {
     if (time.time.mjd >= 41500) return;
@@ -53,9 +51,9 @@ PositionFile load_positions(const FitOptions& o) {
         row.time = gtimeChangeTimeSystem(row.time, tsUTC);
         kept.push_back(row);
     }
-    if (kept.size() < kMinPositions) {
+    if (kept.size() < kFewestPositions) {
         throw InputError(o.positions + ": " + std::to_string(kept.size()) + " positions in the span, at least " +
-                         std::to_string(kMinPositions) + " are needed");
+                         std::to_string(kFewestPositions) + " are needed");
     }
     check_orbit_positions(o.positions, kept);
     file.rows = std::move(kept);

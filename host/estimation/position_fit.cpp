@@ -173,6 +173,11 @@ std::string doubt_about(const FitResult& result, const FitPositions& positions) 
                                     [](const FitResidual& r) { return r.weight > 0.0; });
     const long left_out = std::count_if(result.residuals.begin(), result.residuals.end(),
                                         [](const FitResidual& r) { return r.reason == "outlier"; });
+    if (used < static_cast<long>(kFewestPositions)) {
+        std::snprintf(text, sizeof text, "%ld of the positions are in use, at least %zu make an orbit", used,
+                      kFewestPositions);
+        return text;
+    }
     if (left_out > used) return "more positions are outliers than belong to the orbit; positions or forces?";
     const double stretch = longest_stretch_of_outliers(result.residuals);
     if (stretch > kStretch) {

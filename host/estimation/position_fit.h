@@ -13,6 +13,8 @@
 
 namespace host {
 
+constexpr std::size_t kFewestPositions = 20;  ///< that make an orbit
+
 /// Positions to be fitted, inertial, in time order.
 struct FitPositions {
     std::vector<GTime> utc;
@@ -68,7 +70,7 @@ FitResult fit_with_unit_weights(const std::string& source, const FitPositions& p
                                 Console& console);
 
 /// Why the result isn't an orbit through these positions, in one line; empty where it is one: numbers are finite, the corrections ended below
-/// the limit, and the residuals are those of an orbit.
+/// the limit, positions enough are in use, and the residuals are those of an orbit.
 std::string doubt_about(const FitResult& result, const FitPositions& positions);
 
 }  // namespace host
