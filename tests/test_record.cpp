@@ -284,6 +284,8 @@ TEST(Recorded, NothingLoaded) {
                                     4 * load_earth_coef_EGM(name.data()));
         if (file[1] == 'n')
             record.number("loaded", tle_read(name.c_str(), &sets) + 2 * tle_name_read(name.c_str(), &sets));
+        std::free(store.antenna_info_storage);
+        std::free(sets.data);
     }
     const GTime when = {{59232, 300.0}, tsGPST};
     for (const int index : {0, 40, 96, 97, -1}) {
@@ -303,6 +305,7 @@ TEST(Recorded, NothingLoaded) {
     R(compute_eop, 59232.0, EOPREC{}), R(search_eop_index, 59232.0),
         R(compute_eci2ecf_matrix, 59232.0, 37.0, Values(9), Values(9));
     record.messages();
+    free_att_quaternion_store();
     record.compare(1e-13);
 }
 
