@@ -696,6 +696,14 @@ bool compute_brdc_bds(GTime transmission_time, int satindex, int prn, double* sa
     return true;
 }
 
+/// Corrections of a real-time stream; nothing feeds them yet.
+void add_rtcm_corrections(double* satposvel, double* satclk) {
+    const double correction_posvel[6] = {};
+    const double correction_clk[2] = {};
+    for (int i = 0; satposvel != nullptr && i < 6; ++i) satposvel[i] += correction_posvel[i];
+    for (int i = 0; satclk != nullptr && i < 2; ++i) satclk[i] += correction_clk[i];
+}
+
 }  // namespace
 
 bool compute_satposvel(GTime transmission_time, int satindex, double* satposvel, double* satclk, double* tgd) {
@@ -705,8 +713,7 @@ bool compute_satposvel(GTime transmission_time, int satindex, double* satposvel,
         report(ULOG_ERROR_LEVEL, "compute_satposvel(): satindex2sysprn() return false for sat_index = %d", satindex);
         return false;
     }
-    if (g_eph_selection == EPHOPT_BRDC ||
-        g_eph_selection == EPHOPT_RTCM) {  // nothing feeds corrections of a stream yet
+    if (g_eph_selection == EPHOPT_BRDC || g_eph_selection == EPHOPT_RTCM) {
         if (sys == GPS) {
             if (!compute_brdc_gps(transmission_time, satindex, prn, satposvel, satclk, tgd)) return false;
         } else if (sys == BDS) {
@@ -714,6 +721,7 @@ bool compute_satposvel(GTime transmission_time, int satindex, double* satposvel,
         } else {
             return true;  // a low orbiter has no broadcast data: the outputs stay as they are
         }
+        if (g_eph_selection == EPHOPT_RTCM) add_rtcm_corrections(satposvel, satclk);
     } else if (g_eph_selection == EPHOPT_PREC) {
         // settled: a failure of either product reaches neither the relativity term nor the caller
         compute_satposvel_prec(transmission_time, satindex, satposvel);

@@ -216,8 +216,9 @@ void produce_force_model_params(double mjd_utc_s, double mjd_utc_e, ORBIT_DYN_CO
                    kind.name_param, length, kind.interval);
             continue;
         }
-        // settled: one piece more than in generate_param_empirical
-        const int n = std::min(to_int(length / kind.interval), kMaxIntervalNumber + 1) + 1;
+        // settled: one piece more than in generate_param_empirical; the second condition never holds
+        int n = std::min(to_int(length / kind.interval), kMaxIntervalNumber + 1) + 1;
+        if (length - n * kind.interval > 0.5 * kind.interval && n <= kMaxIntervalNumber) ++n;
         if (kind.fm == FM_EMP) {
             append_pieces(config, config->force_model_emp_parameters, MAXNUM_FM_PARM_EMP, kind, "EMP", mjd_utc_s,
                           mjd_utc_e, n, name);

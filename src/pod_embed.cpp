@@ -58,7 +58,10 @@ void set_default_antenna(ANT_INFO& antenna) {
     antenna.freqs[1] = L2;
     for (int f = 0; f < 2; ++f) {
         antenna.satsys[f] = GPS;
-        antenna.pco[f][0] = -0.4793;  // settled: the first component gets all three offsets, and the last one stays
+        // settled: all three offsets go to the same component, the last one stays
+        antenna.pco[f][0] = 0.2624;
+        antenna.pco[f][0] = 0.0099;
+        antenna.pco[f][0] = -0.4793;
     }
     // boresight along minus z of the platform
     const double installation[9] = {1.0, 0.0, 0.0, 0.0, 1.0, 0.0, 0.0, 0.0, -1.0};
