@@ -135,12 +135,9 @@ void prepare(const FitOptions& o, const PositionFile& file, Dynamics& dynamics) 
 }
 
 std::optional<Truth> load_truth(const FitOptions& o, const PositionFile& file) {
-    if (o.truth.empty()) return std::nullopt;
     // A receive time a hair before midnight belongs to the day that begins.
-    const GTime first = gtimeAddSec(gtimeChangeTimeSystem(file.rows.front().time, tsGPST), 1.0);
-    Truth truth = Truth::load(o.truth, first, o.orbit.satellite, file.inertial);
-    truth.require(o.truth, file.rows.front().time, file.rows.back().time);
-    return truth;
+    const GTime day = gtimeAddSec(gtimeChangeTimeSystem(file.rows.front().time, tsGPST), 1.0);
+    return Truth::of_arc(o.truth, day, file.rows.front().time, file.rows.back().time, o.orbit.satellite, file.inertial);
 }
 
 /// The offset of the receiver's antenna, with the attitude that it may need.

@@ -17,13 +17,6 @@ namespace host {
 
 namespace {
 
-std::optional<Truth> load_truth(const OrbitOptions& o, const OrbitJob& job) {
-    if (o.truth.empty()) return std::nullopt;
-    Truth truth = Truth::load(o.truth, job.arc.start);
-    truth.require(o.truth, job.arc.epochs.front().tag, job.arc.epochs.back().tag);
-    return truth;
-}
-
 /// Errors of the orbit at all epochs of the observations.
 void print_truth(const OrbitOptions& o, const Truth& truth, const OrbitJob& job, const Motion& motion,
                  Summary& summary) {
@@ -80,7 +73,8 @@ int estimate(const OrbitOptions& o, const FilePlan& plan) {
     Console console(o.log_level);
     OrbitJob job;
     load(o, job);
-    const std::optional<Truth> truth = load_truth(o, job);
+    const std::optional<Truth> truth =
+        Truth::of_arc(o.truth, job.arc.start, job.arc.epochs.front().tag, job.arc.epochs.back().tag);
     Motion motion(job.dynamics, gtimeChangeTimeSystem(job.arc.start, tsUTC), 0.0, job.arc.epochs.back().time,
                   empirical_terms(o, *job.dynamics.config));
     print_input(job);

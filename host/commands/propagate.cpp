@@ -184,13 +184,6 @@ void summarise(const PositionFile& given, const Dynamics& dynamics, const std::v
     summarise_environment(dynamics.environment, points.front().utc, summary);
 }
 
-std::optional<Truth> load_truth(const PropagateOptions& o, const GTime& start, bool inertial) {
-    if (o.truth.empty()) return std::nullopt;
-    Truth truth = Truth::load(o.truth, start, o.orbit.satellite, inertial);
-    truth.require(o.truth, start, gtimeAddSec(start, o.duration));
-    return truth;
-}
-
 void print_result(const PropagateOptions& o, const std::optional<Truth>& truth, const PositionFile& given,
                   const Dynamics& dynamics, const std::vector<TrajectoryPoint>& points, Summary& summary) {
     const GTime start = gtimeChangeTimeSystem(points.front().utc, tsGPST);
@@ -239,7 +232,9 @@ int propagate(const PropagateOptions& options) {
     const double mjd = gtime2mjd(start);
     Dynamics dynamics;
     prepare(o, mjd, given, dynamics);
-    const std::optional<Truth> truth = load_truth(o, gtimeChangeTimeSystem(start, tsGPST), given.inertial);
+    const GTime first = gtimeChangeTimeSystem(start, tsGPST);
+    const std::optional<Truth> truth =
+        Truth::of_arc(o.truth, first, first, gtimeAddSec(first, o.duration), o.orbit.satellite, given.inertial);
     Vector3 pos{}, vel{};
     inertial_state(given, mjd, pos, vel);
     print_shortcomings(dynamics);

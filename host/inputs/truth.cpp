@@ -48,14 +48,18 @@ Truth Truth::load(const std::string& file, const GTime& first, const std::string
     return truth;
 }
 
-void Truth::require(const std::string& file, const GTime& first, const GTime& last) const {
+std::optional<Truth> Truth::of_arc(const std::string& file, const GTime& day, const GTime& first, const GTime& last,
+                                   const std::string& satellite, bool inertial) {
+    if (file.empty()) return std::nullopt;
+    Truth truth = load(file, day, satellite, inertial);
     const GTime from = gtimeChangeTimeSystem(first, tsGPST), to = gtimeChangeTimeSystem(last, tsGPST);
-    const double begin = gtimeSubSec(from, origin_) - kLongestGap;
-    const double end = gtimeSubSec(to, origin_) + kLongestGap;
-    const bool covers = size() == 1 || std::any_of(seconds_.begin(), seconds_.end(),
-                                                   [begin, end](double t) { return t >= begin && t <= end; });
+    const double begin = gtimeSubSec(from, truth.origin_) - kLongestGap;
+    const double end = gtimeSubSec(to, truth.origin_) + kLongestGap;
+    const bool covers = truth.size() == 1 || std::any_of(truth.seconds_.begin(), truth.seconds_.end(),
+                                                         [begin, end](double t) { return t >= begin && t <= end; });
     if (!covers)
         throw InputError(file + ": covers no epoch of the arc from " + time_text(from, 0) + " to " + time_text(to, 0));
+    return truth;
 }
 
 bool Truth::state_at(const GTime& time, Vector3& position, Vector3& velocity) const {

@@ -4,6 +4,7 @@
 #define LEOPOD_HOST_TRUTH_H
 
 #include <array>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -28,8 +29,10 @@ class Truth {
     static Truth load(const std::string& file, const GTime& first, const std::string& satellite = "",
                       bool inertial = false);
 
-    /// Throws InputError, with the name of the file, where no row lies within two minutes of an arc.
-    void require(const std::string& file, const GTime& first, const GTime& last) const;
+    /// What load() gives of a file, which may have no name: then there is none. Throws InputError where no row lies within two minutes of
+    /// the arc from `first` to `last`. Seconds of day without a date count from `day`.
+    static std::optional<Truth> of_arc(const std::string& file, const GTime& day, const GTime& first, const GTime& last,
+                                       const std::string& satellite = "", bool inertial = false);
 
     /// Position and velocity at a time, by interpolation of neighbouring rows. False outside the rows or in a gap.
     bool state_at(const GTime& time, Vector3& position, Vector3& velocity) const;
