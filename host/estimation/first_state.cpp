@@ -13,18 +13,11 @@ namespace {
 
 using Eigen::Vector3d;
 
-constexpr double kRadius = 6378136.3;  // [m]
-constexpr double kJ2 = 1.0826e-3;
-
 Vector3d central(const Vector3d& r) { return -kEarthGm / std::pow(r.norm(), 3) * r; }
 
-/// Central acceleration with that of the flattening.
-Vector3d acceleration(const Vector3d& r) {
-    const double s = r.z() * r.z() / r.squaredNorm();
-    const double f = 1.5 * kJ2 * kRadius * kRadius / r.squaredNorm();
-    const Vector3d scale(1.0 + f * (1.0 - 5.0 * s), 1.0 + f * (1.0 - 5.0 * s), 1.0 + f * (3.0 - 5.0 * s));
-    return central(r).cwiseProduct(scale);
-}
+Vector3d vector_of(const Vector3& p) { return {p[0], p[1], p[2]}; }
+
+Vector3d acceleration(const Vector3d& r) { return vector_of(flattened_pull(r.data())); }
 
 /// Runge-Kutta steps of the fourth order over a time of either sign.
 void carry(double seconds, Vector3d& r, Vector3d& v) {
@@ -39,8 +32,6 @@ void carry(double seconds, Vector3d& r, Vector3d& v) {
         v += h / 6.0 * (a1 + 2.0 * a2 + 2.0 * a3 + a4);
     }
 }
-
-Vector3d vector_of(const Vector3& p) { return {p[0], p[1], p[2]}; }
 
 }  // namespace
 

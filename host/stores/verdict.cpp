@@ -10,8 +10,7 @@ namespace host {
 
 namespace {
 
-constexpr double kFlatteningTerm = 1.08263e-3;  ///< J2 of the field
-constexpr std::size_t kMemory = 60;             ///< residuals of so many epochs make the median
+constexpr std::size_t kMemory = 60;  ///< residuals of so many epochs make the median
 
 double length(const Vector3& v) { return std::hypot(v[0], v[1], v[2]); }
 
@@ -19,13 +18,9 @@ double distance(const Vector3& a, const Vector3& b) { return std::hypot(a[0] - b
 
 /// Acceleration of free motion around a flattened Earth, in axes that turn with it.
 Vector3 free_acceleration(const Vector3& p, const Vector3& v) {
-    const double radius = length(p);
-    const double pull = -kEarthGm / std::pow(radius, 3);
-    const double bulge = 1.5 * kFlatteningTerm * std::pow(kSemiMajor / radius, 2);
-    const double height = 5.0 * std::pow(p[2] / radius, 2);
-    const double level = pull * (1.0 + bulge * (1.0 - height));
-    return {level * p[0] + kEarthRate * (kEarthRate * p[0] + 2.0 * v[1]),
-            level * p[1] + kEarthRate * (kEarthRate * p[1] - 2.0 * v[0]), pull * (1.0 + bulge * (3.0 - height)) * p[2]};
+    const Vector3 pull = flattened_pull(p.data());
+    return {pull[0] + kEarthRate * (kEarthRate * p[0] + 2.0 * v[1]),
+            pull[1] + kEarthRate * (kEarthRate * p[1] - 2.0 * v[0]), pull[2]};
 }
 
 bool neighbours(const PointPosition& a, const PointPosition& b) {
