@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "allocations.h"
+#include "arc.h"
 #include "host_support.h"
 #include "pod_embed.h"
 
@@ -18,9 +19,7 @@ static bool allow_allocation() {
 
 namespace {
 
-EPHBRDC_STORE brdc;
-ANT_INFO_STORE antennas;
-OBSDATA_EPOCH epochs[512];
+using support::epochs;
 
 class PodEmbed : public testing::Test {
   protected:
@@ -39,23 +38,10 @@ class PodEmbed : public testing::Test {
 /// Prepared environment of the simulated data: files are read once a process, the navigation file among them.
 class PodEmbedSimulated : public PodEmbed {
   protected:
-    void SetUp() override {
-        PodEmbed::SetUp();
-        startup_pod_embed(pod.get(), false);
-        g_brdc_storage = &brdc;
-        static const bool loaded = load_ephemeris_brdc(support::arc21("arc.nav").data()) &&
-                                   load_antenna_storage(support::arc21("zero.atx").data(), &antennas);
-        ASSERT_TRUE(loaded);
-        g_antenna_info_store = &antennas;
-        ASSERT_TRUE(load_attitude_quaternion(0, support::arc21("attitude.txt").data()));
-    }
+    void SetUp() override { support::start_arc(pod.get()); }
     void prepare(const std::string& data) {
-        set_gnssconfig_from_file(support::arc21(data + ".cfg").data());
-        startup_pod_embed(pod.get(), true);
+        support::load_arc(pod.get(), data, data);
         ASSERT_TRUE(pod->ant_info_rcv.ant_ok);
-        g_obs_storage = epochs;
-        g_num_obs_storage = 0;
-        ASSERT_TRUE(load_observation_rinex(support::arc21(data + ".obs").data(), 0, 0.0));
     }
 
     const std::vector<support::Row> truth = support::read_csv(support::arc21("truth_epochs.csv"));  // as the epochs

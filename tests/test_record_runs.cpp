@@ -5,6 +5,7 @@
 
 #include <csignal>
 
+#include "arc.h"
 #include "common_function.h"
 #include "fences.h"
 #include "gnss_rtk.h"
@@ -14,13 +15,10 @@
 
 namespace {
 
+using support::epochs;
 using support::Record;
 
 #define R(function, ...) record(#function, function, __VA_ARGS__)
-
-EPHBRDC_STORE brdc;
-ANT_INFO_STORE antennas;
-OBSDATA_EPOCH epochs[512];
 
 /// Faults of a receiver, another one each epoch: jumps of phase and code, lost satellites and records, nonsense.
 void spoil(OBSDATA_EPOCH& epoch, int e) {
@@ -49,24 +47,10 @@ void epochs_of(const std::string& kind) {
         "brdc_storage", "prec_storage", "DX_dyn", "chebychev_coef", "con_name", "con_val", "param_names_force_models",
         "param_name"};
     const auto pod = std::make_unique<RUNTIME_POD_EMBED>();
-    sysGNSS systems[1] = {GPS};
     runtime_rtk = {};
     std::fill(std::begin(epochs), std::end(epochs), OBSDATA_EPOCH{});
-    g_eph_selection = EPHOPT_BRDC;
-    g_antenna_info_store = nullptr;
-    set_gnssconfig_system(&gnssconfig, 1, systems);
-    startup_pod_embed(pod.get(), false);
-    g_brdc_storage = &brdc;
-    static const bool loaded = load_ephemeris_brdc(support::arc21("arc.nav").data()) &&
-                               load_antenna_storage(support::arc21("zero.atx").data(), &antennas);
-    ASSERT_TRUE(loaded);
-    g_antenna_info_store = &antennas;
-    ASSERT_TRUE(load_attitude_quaternion(0, support::arc21("attitude.txt").data()));
-    set_gnssconfig_from_file(support::arc21((part == "part" ? "gps" : data) + ".cfg").data());
-    startup_pod_embed(pod.get(), true);
-    g_obs_storage = epochs;
-    g_num_obs_storage = 0;
-    ASSERT_TRUE(load_observation_rinex(support::arc21(data + ".obs").data(), 0, 0.0));
+    support::start_arc(pod.get());
+    support::load_arc(pod.get(), data, part == "part" ? "gps" : data);
     const LogRecorder log;
     if (part == "faults") gnssconfig.ele_cutoff = 0.2;
     for (int e = 0; e < std::min(36, g_num_obs_storage - 12); ++e) {
