@@ -249,6 +249,7 @@ TEST(Time, Texts) {
     const support::CommaLocale comma;
     gtime2str(t, text);
     EXPECT_STREQ(text, "2020-01-01T01:02:03.123456789");
+    EXPECT_EQ(uselocale(nullptr), LC_GLOBAL_LOCALE);  // of the caller again
     EXPECT_NEAR(gtimeSubSec(str2gtime(text, tsGPST), t), 0.0, 1e-9);
     gtime2str({{58849, 59.9999999999}, tsGPST}, text);
     EXPECT_STREQ(text, "2020-01-01T00:00:60.000000000");

@@ -225,13 +225,14 @@ bool CommandLine::parse(int argc, char** argv, int& status) {
         given.assign(argv + 1, argv + argc);
         return true;
     } catch (const CLI::ParseError& e) {
-        const std::string unknown = e.get_exit_code() == 0 ? "" : unknown_argument(*app_, argc, argv);
-        if (!unknown.empty()) {
-            std::fprintf(stderr, "leopod: %s\nRun with --help for more information.\n", unknown.c_str());
-            status = 2;
+        if (e.get_exit_code() == 0) {
+            status = app_->exit(e) == 0 ? 0 : 2;
             return false;
         }
-        status = app_->exit(e) == 0 ? 0 : 2;
+        const std::string unknown = unknown_argument(*app_, argc, argv);
+        std::fprintf(stderr, "leopod: %s\nRun with --help for more information.\n",
+                     unknown.empty() ? e.what() : unknown.c_str());
+        status = 2;
         return false;
     }
 }

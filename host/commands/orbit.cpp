@@ -63,7 +63,11 @@ int compare_orbits(const std::string& first, const std::string& second) {
         return 1;
     }
     std::printf("leopod orbit: %s less %s\n", first.c_str(), second.c_str());
-    std::printf("overlap: %s to %s GPST, %.3f h\n", time_text(from).c_str(), time_text(to).c_str(),
+    const bool dated = rows.front().time.time.mjd > 1;  // else both have seconds of a day that they don't name
+    const auto text = [&](const GTime& t) {
+        return dated ? time_text(t) : seconds_text(t, rows.front().time.time.mjd, 3);
+    };
+    std::printf("overlap: %s to %s %s, %.3f h\n", text(from).c_str(), text(to).c_str(), dated ? "GPST" : "s of the day",
                 gtimeSubSec(to, from) / 3600.0);
     print_errors("difference", errors);
     return 0;

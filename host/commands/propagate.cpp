@@ -43,7 +43,6 @@ struct PropagateOptions {
 long write_rows(const PropagateOptions& o, Dynamics& dynamics, const std::vector<TrajectoryPoint>& points) {
     constexpr std::size_t kMargin = 5;  // the ends of the interpolation are left out
     if (points.size() < 17) throw InputError("--rows-out: the trajectory is shorter than 17 output intervals");
-    OutputFile out(o.rows_out);
     Owned<STATE_SPACECRAFT> states = make_zeroed<STATE_SPACECRAFT>(points.size());
     std::vector<double> seconds;
     for (std::size_t i = 0; i < points.size(); ++i) {
@@ -56,6 +55,8 @@ long write_rows(const PropagateOptions& o, Dynamics& dynamics, const std::vector
     const double first = seconds[kMargin];
     const double range = seconds[points.size() - kMargin] - first;
     const long rows = static_cast<long>(range / o.rows_interval + 1e-9) + 1;
+    if (rows < 2) throw InputError("--rows-interval: longer than the trajectory without its ends");
+    OutputFile out(o.rows_out);
     Progress progress("writing rows", static_cast<double>(rows));
     for (long i = 1; i < rows; ++i) {
         progress.done(static_cast<double>(i));

@@ -6,6 +6,8 @@
 #include <cstdio>
 #include <map>
 #include <memory>
+#include <set>
+#include <tuple>
 
 #include "common_function.h"
 #include "earth_rotation_param.h"
@@ -224,16 +226,25 @@ std::string name_of(const LaserSession& s) {
            std::to_string(s.session.line) + ")";
 }
 
+/// Points in use, by station, epoch and time of flight. A file given twice, or a day within its month, has them again.
+using UsedPoints = std::set<std::tuple<std::string, Epoch, double>>;
+
 /// Residuals of a session: a line of its figures, and what was left out.
 void check_session(const LaserSession& s, const LaserStation& station, const OrbitAt& orbit,
-                   const Eigen::Vector3d& reflector, Table& table, LaserResult& all, std::vector<std::string>& notes) {
+                   const Eigen::Vector3d& reflector, UsedPoints& used, Table& table, LaserResult& all,
+                   std::vector<std::string>& notes) {
     LaserResult sums;
     std::map<Lack, long> lacks;
+    long repeated = 0;
     const NormalPoint *first = nullptr, *last = nullptr;
     for (const NormalPoint& point : s.points) {
         const Residual r = residual_of(s, point, station, orbit, reflector);
         if (r.lack != Lack::kNone) {
             ++lacks[r.lack];
+            continue;
+        }
+        if (!used.emplace(s.station(), point.epoch, point.time_of_flight).second) {
+            ++repeated;
             continue;
         }
         if (first == nullptr || point.epoch < first->epoch) first = &point;
@@ -248,6 +259,8 @@ void check_session(const LaserSession& s, const LaserStation& station, const Orb
     if (s.unread > 0)
         notes.push_back(name_of(s) + ": " + std::to_string(s.unread) +
                         " points without a date, a time of flight or an epoch event of 0 to 2");
+    if (repeated > 0)
+        notes.push_back(name_of(s) + ": " + std::to_string(repeated) + " points that a session before has as well");
     if (sums.count == 0) return;
     std::printf("  %7zu %-16s %s  %s", s.number, s.station().c_str(), epoch_text(first->epoch, 0).c_str(),
                 epoch_text(last->epoch, 0).c_str());
@@ -286,13 +299,14 @@ LaserResult check_against_laser(const LaserOptions& o, const OrbitAt& orbit) {
         sessions.front().target().c_str(), reflector[0], reflector[1], reflector[2]);
     std::printf("  session station          from (UTC)           to                   points  mean [m]   rms [m]\n");
     Table table(o.out);
+    UsedPoints used;
     LaserResult all;
     std::vector<std::string> notes;
     for (const LaserSession& s : sessions) {
         const LaserStation* station = stations.find(s.session.station);
         const std::string fault = fault_of(s, station);
         if (fault.empty()) {
-            check_session(s, *station, orbit, reflector, table, all, notes);
+            check_session(s, *station, orbit, reflector, used, table, all, notes);
         } else {
             notes.push_back(name_of(s) + ": " + fault);
         }
