@@ -217,6 +217,8 @@ void branches(Record& record) {
                 R(crossproduct, 3, 3, r, v, three);
         }
     }
+    for (const double year : {1699.0, 1700.0, 1785.0, 1820.5, 1961.5, 1972.0, 1973.25}) R(etutc, year);
+    R(ecef2blh, Values{1e-5, 0.0, 0.0}, three, 6378137.0, 3.4e-3);
     initialize_global_eph_planet();
     for (int center = 0; center < 18; ++center)
         for (int target = 0; target < 18; ++target)

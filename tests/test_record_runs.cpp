@@ -77,12 +77,11 @@ void epochs_of(const std::string& kind) {
                   update_measurement_clock_solution(pod.get(), H.data(), weights.data(), residuals.data(), 30, 39));
     record.record("residuals", "double", residuals.data(), 30);
     // Both receivers of a baseline, one of them late.
-    OBSDATA_EPOCH* const last = epochs + g_num_obs_storage - 12;
     rtk_init();
-    for (int e = 0; e < 6; ++e) {
+    for (long e = 0; e + 2 < g_num_obs_storage; e += 5) {
         SOLUTION solution{};
-        choose_observation(&last[e]), choose_observation(&last[6 + e - e % 2]);
-        record.number("answer", relative_positioning(&last[e], &last[6 + e - e % 2], &solution));
+        choose_observation(&epochs[e]), choose_observation(&epochs[e + 1 + e % 2]);
+        record.number("answer", relative_positioning(&epochs[e], &epochs[e + 1 + e % 2], &solution));
         record.record("rtk", "RUNTIME_RTK", &runtime_rtk);
         record.record("rtk", "SOLUTION", &solution);
     }
@@ -98,6 +97,28 @@ void epochs_of(const std::string& kind) {
         }
     satellites.messages();
     satellites.compare(1e-13);
+}
+
+/// One range of an epoch ever further off: from within the noise to far beyond it.
+TEST(Recorded, RangesThatStandOut) {
+    Record record("point.txt");
+    const auto pod = std::make_unique<RUNTIME_POD_EMBED>();
+    support::start_arc(pod.get());
+    support::load_arc(pod.get(), "both", "both");
+    const LogRecorder log;
+    for (long e = 0; e < g_num_obs_storage; ++e) {
+        for (int k = 0; k < epochs[e].sat_num; ++k) {
+            auto epoch = std::make_unique<OBSDATA_EPOCH>(epochs[e]);
+            for (OBSREC& range : epoch->satobs[k].obsdata)
+                if (range.type == RANGE) range.value += 2.0 * static_cast<double>(e * e);
+            SOLUTION solution{};
+            choose_observation(epoch.get());
+            record.number("answer", pseudorange_point_positioning(epoch.get(), nullptr, &solution));
+            record.record("solution", "SOLUTION", &solution), record.record("epoch", "OBSDATA_EPOCH", epoch.get());
+        }
+    }
+    free_att_quaternion_store();
+    record.compare(1e-9);
 }
 
 TEST(Recorded, Epochs) {

@@ -9,8 +9,8 @@ import sys
 import threading
 import time
 
-from .concern import tests_of
-from .trial import Job
+from .concern import STATIC_TEST, tests_of
+from .trial import SANITIZED, Job
 
 SOURCE = os.path.dirname(os.path.dirname(os.path.dirname(os.path.abspath(__file__))))
 
@@ -25,7 +25,9 @@ class Bench:
         self.texts = {}
         self.compiler = {}
         self.reference = {}
-        self.lock = threading.Lock()
+        self.clean = {}
+        self.sanitizer = {}
+        self.lock, self.clean_lock = threading.Lock(), threading.Lock()
 
     def prepare(self, modules, jobs):
         tests = sorted({t for m in modules for t in tests_of(m)})
@@ -49,6 +51,8 @@ class Bench:
                 self.compiler[module] = command[:command.index("-o")] + ["-w"]
         read = lambda file: shlex.split(open(os.path.join(self.build, file)).read())
         self.link, self.link_program = read("CMakeFiles/leopod.dir/link.txt"), read("host/CMakeFiles/leopod_host.dir/link.txt")
+        runtime = subprocess.run([self.link[0], "-print-file-name=libasan.so"], check=True, capture_output=True, text=True)
+        self.sanitizer = {"LD_PRELOAD": runtime.stdout.strip(), "ASAN_OPTIONS": "detect_leaks=0:detect_stack_use_after_return=0"}
         home = Job(self, "unchanged")
         # what has passed and wasn't built anew since is not run again
         library = os.path.join(self.build, "libleopod.so.1")
@@ -76,3 +80,12 @@ class Bench:
                 job.compile(module, self.texts[module], *more)
                 self.reference[module, more] = job.read(module)
             return self.reference[module, more]
+
+    def clean_tests(self, module, job):
+        """Tests of a module that pass under the sanitizers without a fault; those beyond half a minute are left out."""
+        with self.clean_lock:
+            if module not in self.clean:
+                tests = [t for t in tests_of(module) if self.seconds[t] < 30.0 and STATIC_TEST.get(module) != t]
+                built = job.compile(module, self.texts[module], *SANITIZED) and job.link(module, *SANITIZED)
+                self.clean[module] = [t for t in tests if built and job.test(t, self.program(t), 20 + 10 * self.seconds[t], True) == 0]
+            return self.clean[module]

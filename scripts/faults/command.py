@@ -20,8 +20,9 @@ A fault is one of: a changed digit of a constant, another operator, a shifted bo
 negated condition. Declarations, comments, texts and preprocessor lines stay. One fault at a time is compiled (-O1) into a
 library or program of its own in the build directory, and the module's tests run on it until one of them fails; one that hangs
 fails too. --module host takes all sources of the program, --module host/inputs a room of it. The checkout isn't touched. A fault
-that does not compile or that leaves the object file as it was (-O1; of those that survive, -O2) is replaced by another; kernels of
-both widths of registers meet the tests. The sample depends on the sources, --seed, --count and --least alone."""
+that does not compile or that leaves the object file as it was (-O1; of those that survive, -O2) is replaced by another. What
+survives meets the tests once more under the sanitizers, and kernels those for narrow registers. The sample depends on the sources,
+--seed, --count and --least alone."""
 
 
 def read_options(modules):

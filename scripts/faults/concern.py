@@ -2,9 +2,8 @@
 
 import re
 
-# The tests that concern a module, test_base as "base", and "damage:*/9,*/10" for some of its cases; the quick ones run first, and last
-# what the commands of the program print and write. Left out: tests that compile, install, load other builds, or take long (damage,
-# campaign, plot).
+# The tests that concern a module, test_base as "base", and "damage:*/9,*/10" for some of its cases; the quick ones run first. Left
+# out: tests that compile, install, load other builds, or take long (damage, campaign, plot).
 TESTS = {
     "attitude": "attitude file_formats obs_processing pod_embed point_position process_ends host_simulate record record_runs",
     "common_function": "base displacement file_formats gnss_satposition host_tide keplerian tle record:Recorded.* record_runs",
@@ -77,7 +76,7 @@ STATIC_TEST = {"iau_function": "iau"}  # this one links the static library
 def tests_of(module):
     """The tests that concern a module of the library or a source of the program."""
     if module in TESTS:
-        return [*TESTS[module].split(), "baseline"]
+        return TESTS[module].split()
     return ROOMS[max((room for room in ROOMS if module.startswith(room)), key=len)].split()
 
 

@@ -8,6 +8,10 @@ import subprocess
 from .concern import STATIC_TEST, tests_of
 from .sample import position
 
+OTHER_WIDTH = ("-DLEOPOD_BASELINE",)  # of the registers
+OPTIMISED = ("-O2",)
+SANITIZED = ("-fsanitize=address,undefined", "-fno-sanitize-recover=all")
+
 
 def run(command, seconds, **options):
     """Exit status; None if the time is over. What the command has started ends with it."""
@@ -46,7 +50,7 @@ class Job:
             file.write(text)
         return run([*self.bench.compiler[module], *more, "-o", self.object(module), "-c", source], 600, cwd=self.path) == 0
 
-    def link(self, module):
+    def link(self, module, *more):
         """The library or the program with the fault; in the program's case behind the object comes the archive, which has the others."""
         bench, command = self.bench, []
         host = module.startswith("host/")
@@ -58,6 +62,7 @@ class Job:
                     command.append(word)
                 word = self.object(module)
             command.append(word)
+        command += more
         environment = dict(self.environment)
         if host:
             self.environment["LEOPOD_PROGRAM"] = self.program
@@ -65,12 +70,13 @@ class Job:
             self.environment.pop("LEOPOD_PROGRAM", None)
         return run(command, 600, cwd=os.path.join(bench.build, "host") if host else bench.build, env=environment) == 0
 
-    def test(self, test, program, seconds):
+    def test(self, test, program, seconds, sanitized=False):
         filters = ["--gtest_filter=" + test.split(":")[1].replace(",", ":")] if ":" in test else []
+        # bounds for faults that fill memory or disk; the sanitizers reserve more than there is
+        limits = ["prlimit", "--fsize=1000000000", "--core=0", *([] if sanitized else ["--as=8000000000"])]
+        environment = dict(self.environment, **(self.bench.sanitizer if sanitized else {}))
         try:
-            # bounds for faults that fill memory or disk
-            limits = ["prlimit", "--as=8000000000", "--fsize=1000000000", "--core=0"]
-            return run([*limits, program, "--gtest_fail_fast", "--gtest_brief=1", *filters], seconds, cwd=self.path, env=self.environment)
+            return run([*limits, program, "--gtest_fail_fast", "--gtest_brief=1", *filters], seconds, cwd=self.path, env=environment)
         finally:
             subprocess.run(["rm", "-rf", os.path.join(self.path, "tmp")], check=False)
             os.makedirs(os.path.join(self.path, "tmp"), exist_ok=True)
@@ -83,31 +89,40 @@ class Job:
         if start is None:
             return "gone", ""
         text = text[:start] + fault["after"] + text[start + len(fault["before"]):]
-        outcome = self.tried(module, text)
-        if outcome[0] == "survived" and "private/registers.h" in text:  # on this machine the tests have met one width of its kernels
-            outcome = self.tried(module, text, "-DLEOPOD_BASELINE")
-            outcome = outcome if outcome[0] == "caught" else ("survived", "")
-        if outcome[0] == "survived":
-            same = bench.unchanged(module, self, "-O2")
-            if self.compile(module, text, "-O2") and self.read(module) == same:
-                return "same", ""
+        outcome = self.tried(module, text, tests_of(module))
+        if outcome[0] != "survived":
+            return outcome
+        if self.is_same(module, text, *OPTIMISED):
+            return "same", ""
+        trials = [(bench.clean_tests(module, self), SANITIZED)]
+        if "private/registers.h" in text:  # the tests have met one width of its kernels
+            trials.append((tests_of(module), OTHER_WIDTH))
+        for tests, options in trials:
+            other = self.tried(module, text, tests, *options)
+            if other[0] == "caught":
+                return other
         return outcome
 
     def read(self, module):
         with open(self.object(module), "rb") as file:
             return file.read()
 
-    def tried(self, module, text, *more):
-        """Outcome of a source with a fault, compiled with these options besides."""
-        bench = self.bench
+    def is_same(self, module, text, *more):
+        """Whether a source with a fault, compiled with these options besides, gives the object of the source without it."""
+        same = self.bench.unchanged(module, self, *more)
+        return self.compile(module, text, *more) and self.read(module) == same
+
+    def tried(self, module, text, tests, *more):
+        """Outcome of a source with a fault, compiled with these options besides, with some tests."""
+        bench, sanitized = self.bench, more == SANITIZED
         same = bench.unchanged(module, self, *more)
         if not self.compile(module, text, *more):
             return "invalid", ""
         if self.read(module) == same:
             return "same", ""
-        if not self.link(module):
+        if not self.link(module, *(more if sanitized else ())):
             return "invalid", ""
-        for test in sorted(tests_of(module), key=lambda t: bench.seconds[t]):
+        for test in sorted(tests, key=lambda t: bench.seconds[t]):
             program = bench.program(test)
             if STATIC_TEST.get(module) == test:
                 command = shlex.split(open(os.path.join(bench.build, f"tests/CMakeFiles/test_{test}.dir/link.txt")).read())
@@ -117,7 +132,7 @@ class Job:
                 command.insert(place + 2, self.object(module))
                 if run(command, 600, cwd=os.path.join(bench.build, "tests")) != 0:
                     return "invalid", ""
-            status = self.test(test, program, 20 + 10 * bench.seconds[test])
+            status = self.test(test, program, 20 + 10 * bench.seconds[test], sanitized)
             if status != 0:
-                return "caught", test + (" (time limit)" if status is None else "")
+                return "caught", test + (" (time limit)" if status is None else " (sanitizers)" if sanitized else "")
         return "survived", ""
