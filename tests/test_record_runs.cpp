@@ -50,6 +50,7 @@ void epochs_of(const std::string& kind) {
     runtime_rtk = {};
     std::fill(std::begin(epochs), std::end(epochs), OBSDATA_EPOCH{});
     support::start_arc(pod.get());
+    record.record("pod", "RUNTIME_POD_EMBED", pod.get());
     support::load_arc(pod.get(), data, part == "part" ? "gps" : data);
     const LogRecorder log;
     if (part == "faults") gnssconfig.ele_cutoff = 0.2;
@@ -99,7 +100,7 @@ void epochs_of(const std::string& kind) {
     satellites.compare(1e-13);
 }
 
-/// One range of an epoch ever further off: from within the noise to far beyond it.
+/// Each range of an epoch once far off, with ever higher limits of what is.
 TEST(Recorded, RangesThatStandOut) {
     Record record("point.txt");
     const auto pod = std::make_unique<RUNTIME_POD_EMBED>();
@@ -107,10 +108,11 @@ TEST(Recorded, RangesThatStandOut) {
     support::load_arc(pod.get(), "both", "both");
     const LogRecorder log;
     for (long e = 0; e < g_num_obs_storage; ++e) {
+        gnssconfig.huber_param_spp[0] = 0.4 * std::pow(1.1, static_cast<double>(e));
         for (int k = 0; k < epochs[e].sat_num; ++k) {
             auto epoch = std::make_unique<OBSDATA_EPOCH>(epochs[e]);
             for (OBSREC& range : epoch->satobs[k].obsdata)
-                if (range.type == RANGE) range.value += 2.0 * static_cast<double>(e * e);
+                if (range.type == RANGE) range.value += 3e4;
             SOLUTION solution{};
             choose_observation(epoch.get());
             record.number("answer", pseudorange_point_positioning(epoch.get(), nullptr, &solution));
