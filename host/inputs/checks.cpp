@@ -59,6 +59,7 @@ void check_clock(const std::string& name) {
     const std::string kind = "RINEX clock file";
     bool first = true;
     bool in_data = false;
+    bool any = false;
     long number = 0;
     each_line(
         name, kind,
@@ -74,6 +75,7 @@ void check_clock(const std::string& name) {
                     std::sscanf(line.c_str(), "%*s %7s %*s %*s %*s %*s %*s %*s %d %39s", satellite, &values, value);
                 const bool stored = satellite[0] != '\0' &&
                                     std::strchr("GCL", satellite[0]) != nullptr;  // the library passes over the others
+                any = any || (stored && satellite[0] != 'L');
                 const std::string where = name + ": line " + std::to_string(number) + " of this " + kind;
                 if (stored && (n < 2 || values < 1 || values > 2))
                     throw InputError(where + " has neither one nor two values");
@@ -85,6 +87,7 @@ void check_clock(const std::string& name) {
         },
         true);
     if (first) wrong_kind(name, kind);
+    if (!any) throw InputError(name + ": this " + kind + " has no clocks of GPS or BDS satellites");
 }
 
 void check_antex(const std::string& name) {

@@ -174,10 +174,11 @@ void load_clocks(const std::vector<std::string>& names, Environment& environment
 }  // namespace
 
 void check_ephemerides(const InputOptions& options) {
+    if (options.nav.empty() && options.sp3.empty()) throw InputError("no ephemeris file is given (--nav or --sp3)");
+    if (!options.clk.empty() && options.sp3.empty()) throw InputError("--clk: clocks go with precise orbits (--sp3)");
     for (const std::string& name : options.nav) check_navigation(name);
     for (const std::string& name : options.sp3) check_sp3(name);
     for (const std::string& name : options.clk) check_clock(name);
-    if (options.nav.empty() && options.sp3.empty()) throw InputError("no ephemeris file is given (--nav or --sp3)");
 }
 
 bool has_ephemerides(sysGNSS system, const RUNTIME_POD_EMBED& runtime) {
@@ -192,7 +193,6 @@ bool has_ephemerides(sysGNSS system, const RUNTIME_POD_EMBED& runtime) {
 }
 
 void load_ephemerides(const InputOptions& options, Environment& environment) {
-    if (!options.clk.empty() && options.sp3.empty()) throw InputError("--clk: clocks go with precise orbits (--sp3)");
     RUNTIME_POD_EMBED& runtime = *environment.runtime;
     g_brdc_storage = &runtime.brdc_storage;
     g_prec_storage = &runtime.prec_storage;
