@@ -219,6 +219,8 @@ void branches(Record& record) {
     }
     for (const double year : {1699.0, 1700.0, 1785.0, 1820.5, 1961.5, 1972.0, 1973.25}) R(etutc, year);
     R(ecef2blh, Values{1e-5, 0.0, 0.0}, three, 6378137.0, 3.4e-3);
+    for (const char* other : {"@AZ[`az{", "@az[`AZ{", "@aZ[`b", "@az[`az", ""})
+        record.number("letters", strcasecmp(std::string("@AZ[`az{").data(), other));
     initialize_global_eph_planet();
     for (int center = 0; center < 18; ++center)
         for (int target = 0; target < 18; ++target)
@@ -563,6 +565,9 @@ TEST_P(RecordedFile, WholeAndFlawed) {
                                       good.substr(0, good.size() - 1),
                                       std::regex_replace(good, std::regex("\n"), "\r\n"),
                                       std::regex_replace(good, std::regex(" "), "  ")};
+    std::string wide = std::regex_replace(good, std::regex("\n"), std::string(1500, ' ') + "\n"), long_file = good;
+    while (long_file.size() < 150000) long_file += wide;  // cut lines, some at the end of a block
+    cases.push_back(long_file);
     std::size_t lines = static_cast<std::size_t>(std::count(good.begin(), good.end(), '\n'));
     std::size_t k = 0;
     for (std::size_t at = 0; at < good.size(); at = good.find('\n', at) + 1, ++k) {
