@@ -508,7 +508,9 @@ const struct {
               {"laser_ranging1.crd", ranging},
               {"laser_ranging2.crd", ranging}};
 
-/// The file with a flaw in one of its lines: one of fourteen, by its number; false when there are no more.
+constexpr int kFlaws = 17;
+
+/// The file with a flaw in one of its lines: one of kFlaws, by its number; false when there are no more.
 bool flawed(const std::string& good, std::size_t at, int flaw, std::string& bad) {
     const std::size_t end = std::min(good.find('\n', at), good.size() - 1) + 1, length = end - at;
     const std::string line = good.substr(at, length), text = line.substr(0, length - 1);
@@ -528,9 +530,12 @@ bool flawed(const std::string& good, std::size_t at, int flaw, std::string& bad)
                                  text + std::string(3000, ' ') + "1\n",
                                  text + " 1 x 2\n",
                                  text.substr(0, length - 2) + "\n",
-                                 words};
+                                 words,
+                                 "#" + line,
+                                 "*" + line,
+                                 " " + line};
     bad = std::string(good).replace(at, length, flaw < 6 ? with(others[flaw]) : lines[flaw - 6]);
-    return flaw < 13;
+    return flaw < kFlaws - 1;
 }
 
 /// What a file leaves and what is said of it, one number each. A reader may end the process: it works in a child.
@@ -596,7 +601,7 @@ TEST_P(RecordedFile, WholeAndFlawed) {
         ++next;
     }
     for (std::size_t i = 0; i < cases.size(); ++i) {
-        const std::string flaw = " flaw " + std::to_string(i % 14);
+        const std::string flaw = " flaw " + std::to_string(i % kFlaws);
         record.number("stores" + flaw, all[i].stores), record.number("words" + flaw, all[i].words);
     }
     munmap(all, (1 + cases.size()) * sizeof(Left));
