@@ -92,6 +92,9 @@ TEST_F(Phases, WhatIsLeftOutKeepsItsState) {
     sat.flag_sat = LOW_ELE;
     EXPECT_EQ(slip(epoch), 2);
     sat.flag_sat = OBS_OK;
+    sat.satsys = BDS;
+    EXPECT_EQ(slip(epoch), 2);
+    EXPECT_TRUE(log.has(ULOG_WARNING_LEVEL, "get_gf_mw(): sys=2,prn=5,satindex=36, satsys(2) not in gnssconfig"));
     sat.prn = 70;
     epoch.sat_num = 1000;
     for (sysGNSS system : {GAL, BDS}) {  // no index; an index that has no state
