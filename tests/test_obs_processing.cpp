@@ -84,11 +84,13 @@ TEST_F(Phases, CombinationsAndSlips) {
 TEST_F(Phases, WhatIsLeftOutKeepsItsState) {
     OBSDATA_EPOCH epoch = gps_epoch(2.1e7, 0, 7, 3);
     OBSDATA_SAT& sat = epoch.satobs[0];
-    for (int outside : {-1, 10}) {
-        sat.obs_index_used[3] = outside;
+    for (int missing = 0; missing < 8; ++missing) {
+        sat.obs_index_used[missing / 2] = missing % 2 == 0 ? -1 : 10;
         EXPECT_EQ(slip(epoch), 2);
+        epoch = gps_epoch(2.1e7, 0, 7, 3);
     }
-    epoch = gps_epoch(2.1e7, 0, 7, 3);
+    for (const char* which : {"range at freq1", "range at freq2", "phase at freq1", "phase at freq2"})
+        EXPECT_EQ(log.count(ULOG_WARNING_LEVEL, std::string("satsys=1 prn=5 obs missing on ") + which), 2);
     sat.flag_sat = LOW_ELE;
     EXPECT_EQ(slip(epoch), 2);
     sat.flag_sat = OBS_OK;

@@ -313,6 +313,51 @@ TEST(Recorded, NothingLoaded) {
     record.compare(1e-13);
 }
 
+/// What runs seldom or never reach: absent arguments, other systems, marks, stubs.
+TEST(Recorded, SeldomReached) {
+    Record record("seldom.txt");
+    const LogRecorder log;
+    for (int level = 99; level < 108; ++level) record.text("level", ulog_level_name(static_cast<ulog_level_t>(level)));
+    for (const TIMESYS system : {UKNTS, tsGPST, tsGALT, tsBDST, tsUTC, tsTT}) {
+        const GTime t = {{59232, -4e5}, system};
+        R(GTime2SOW, t), R(SOW2GTime, TimeGNSS{2140, 345.5}, system), R(gtimeAdd, t, t), R(gtime2mjd, t);
+    }
+    R(timeMjdAdd, TimeMJD{1, 86000.0}, TimeMJD{2, 900.0}), R(timeMjd_negative, TimeMJD{4, 0.25});
+    for (const double x : {-3.25, -3.0, 2.5}) R(split_double, x, Values(2));
+    for (const double el : {0.0, 1e-7, -1e-5}) R(NMF, 12.0, Values{0.3, 0.2, 100.0}, Values{0.1, el}, Values(2, 3.0));
+    R(load_eops_default, EOPREC{}, MAXSIZE_EOP + 1);
+    for (const int mark : {0, 1, 2, 3})
+        for (int i = -1; i < 2; ++i)
+            for (int k = -1; k < 2; ++k) {
+                const auto epoch = std::make_unique<OBSDATA_EPOCH>();
+                epoch->flag_epoch = mark == 1 ? LOW_ELE : OBS_OK, epoch->sat_num = 1, epoch->satobs[0].num_obs = 1;
+                epoch->satobs[0].flag_sat = mark == 2 ? LOW_ELE : OBS_OK;
+                epoch->satobs[0].obsdata[0].flag_obs = mark == 3 ? LOW_ELE : OBS_OK;
+                record.number("usable", get_obs_record(i, k, epoch.get(), nullptr));
+            }
+    sysGNSS systems[] = {BDS, GAL};
+    set_gnssconfig_system(&gnssconfig, 2, systems);
+    int indices[MAXSAT_EPOCH] = {4, 70, 40};
+    for (int kind = -1; kind < 40; ++kind)
+        for (const sysGNSS system : {GPS, BDS, GAL})
+            record.number("index", get_index_param_pod_embed(static_cast<PARAM_TYPE>(kind), system, 5, 1, indices));
+    for (const double span : {1000.0, 1400.0, 1500.0, 1600.0, 2000.0, 0.0}) {
+        const auto config = std::make_unique<ORBIT_DYN_CONFIG>();
+        const auto emp = std::make_unique<PARAM_FM_EMP>();
+        generate_param_empirical(59232.0, 59232.0 + span / 86400.0, 1000.0, emp.get(), config.get(), nullptr);
+        record.record("pieces", "PARAM_FM_EMP", emp.get());
+    }
+    record.number("written", write_att_quaternion_velmra(std::string("/nowhere/a").data(), nullptr, 0));
+    record.number("written", write_att_quaternion_velmra((support::temp_dir() / "none").string().data(), nullptr, 0));
+    record.number("read", load_attitude_quaternion(0, nullptr) + read_atx(std::string("none").data(), nullptr) +
+                              load_antenna_storage(nullptr, nullptr));
+    EphTest(std::string("/nowhere/a").data());
+    interpolate_pos_vel_acc(nullptr, nullptr, nullptr, 0, 0.0, nullptr, Values(9).data());
+    sort_observation_storage(nullptr, 3), get_ionosphere_free_combination(nullptr, nullptr, nullptr, nullptr, nullptr);
+    record.messages();
+    record.compare(1e-13);
+}
+
 TEST(Recorded, Routines) {
     Record record("routines.txt");
     const LogRecorder log(ULOG_INFO_LEVEL);
@@ -374,9 +419,14 @@ void navigation(Record& record, char* name) {
         record.record("ionosphere", "double", model, 4);
     record.record("galileo", "double", iono_brdc_GAL_I, 3);
     g_eph_selection = EPHOPT_BRDC;
-    for (int index = 0; index < 97; ++index)
-        for (double t = -9000.0; t < 99000.0; t += 13500.0)
-            R(compute_satposvel, GTime{{59232, t}, tsGPST}, index, Values(6), Values(3), Values(3));
+    for (const int mark : {0, 1, 2}) {
+        for (auto& row : g_brdc_storage->eph_brdc_bds_all)
+            for (EPHREC_BDS& e : row) e.sat_type = mark, e.sv_health = mark == 2 && e.prn % 2 == 0 ? 1 : e.sv_health;
+        for (int index = mark == 0 ? 0 : 32; index < 97; ++index)
+            for (double t = -9000.0; t < 99000.0; t += mark == 0 ? 13500.0 : 40500.0)
+                R(compute_satposvel, GTime{{59232 + (mark == 2 ? 7 : 0), t}, tsGPST}, index, Values(6), Values(3),
+                  Values(3));
+    }
 }
 
 template <bool clocks>
@@ -570,6 +620,9 @@ TEST_P(RecordedFile, WholeAndFlawed) {
                                       good.substr(0, good.size() - 1),
                                       std::regex_replace(good, std::regex("\n"), "\r\n"),
                                       std::regex_replace(good, std::regex(" "), "  ")};
+    for (const char* others : {"I", "S", "E", "R", "J"})  // years of the last century, other systems
+        cases.push_back(std::regex_replace(std::regex_replace(good, std::regex(" 21 "), " 98 "), std::regex("[GC]0"),
+                                           others + std::string("0")));
     std::string wide = std::regex_replace(good, std::regex("\n"), std::string(1500, ' ') + "\n"), long_file = good;
     while (long_file.size() < 150000) long_file += wide;  // cut lines, some at the end of a block
     cases.push_back(long_file);
