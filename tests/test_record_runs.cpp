@@ -135,9 +135,12 @@ TEST_F(Dynamics, RecordedForces) {
     for (const ForceModel fm : {FM_SRP, FM_ERP, FM_Drag}) request(fm, "C0", 1800.0);
     prepare({std::begin(kinds), std::end(kinds)}, 1800.0, 5400.0);
     for (int i = 0; i < emp.num; ++i) emp.param[i] = 30.0 + 7.0 * i;
-    const ForceModel forces[] = {FM_EarthGravity, FM_SRP, FM_ThirdBody, FM_Relativity, FM_EMP, FM_Drag, FM_ERP};
+    const ForceModel forces[] = {FM_EarthGravity, FM_SRP,  FM_ThirdBody, FM_Relativity,
+                                 FM_EMP,          FM_Drag, FM_ERP,       FM_ECOM};
     std::copy(std::begin(forces), std::end(forces), config->force_model_used);
-    config->num_force_models = 7;
+    PARAM_FM& ecom_of_run = config->force_model_parameters[FM_ECOM];
+    ecom_of_run.mode = 1, ecom_of_run.num = 5;
+    for (int i = 0; i < 5; ++i) ecom_of_run.param[i] = 3.0 - i, ecom_of_run.idx_global[i] = 2 * i;
     config->time_vary_gravity = config->solid_earth_tide = config->ocean_tide = config->pole_tide = true;
     for (int k = 0; k < 30; ++k) {
         Values v = {std::sin(k), std::cos(2.0 * k), std::sin(3.0 * k + 1.0)}, sun(3), moon(3);
@@ -146,6 +149,7 @@ TEST_F(Dynamics, RecordedForces) {
         std::copy_n(v.data(), 3, state->pos_eci);
         state->sec_since_start = 200.0 * k;
         config->status_derivative = k % 3;
+        config->num_force_models = k < 24 ? 7 : 8;
         compute_acc_all(config.get(), state.get());
         record.record("state", "STATE_SPACECRAFT", state.get());
         Values y(static_cast<std::size_t>(config->nstate));
