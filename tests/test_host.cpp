@@ -39,7 +39,8 @@ class Host : public HostTest {
 };
 
 TEST_F(Host, UnusableFilesEndWithStatusTwoAndTheirName) {
-    const std::string obs = "--obs " + kDemo + "bds.obs", nav = " --nav " + kDemo + "bds.nav";
+    const std::string obs = "--obs " + kDemo + "bds.obs", nav = " --nav " + kDemo + "bds.nav",
+                      sp3 = " --sp3 " + kExamples + "data/grace_b/cod15942_excerpt.sp3.gz";
     const std::string text = write_temp("text.txt", "no data of any kind\nat all\n"), dir = temp_dir().string();
     const std::string clock =
         write_temp("three.clk",
@@ -51,7 +52,7 @@ TEST_F(Host, UnusableFilesEndWithStatusTwoAndTheirName) {
                             {nav + " --obs " + dir, dir},
                             {obs + " --nav " + text, text},
                             {obs + nav + " --sp3 " + text, text},
-                            {obs + nav + " --clk " + clock, clock},
+                            {obs + sp3 + " --clk " + clock, clock},
                             {obs + nav + " --atx " + text, text},
                             {obs + nav + " --att " + text, text},
                             {obs + nav + " --eop " + text, text},

@@ -55,12 +55,12 @@ class Bench:
         self.sanitizer = {"LD_PRELOAD": runtime.stdout.strip(), "ASAN_OPTIONS": "detect_leaks=0:detect_stack_use_after_return=0"}
         home = Job(self, "unchanged")
         # what has passed and wasn't built anew since is not run again
-        library = os.path.join(self.build, "libleopod.so.1")
+        built = [os.path.join(self.build, name) for name in ("libleopod.so.1", "host/leopod")]
         passed_file = os.path.join(home.path, "passed.json")
         passed = json.load(open(passed_file)) if os.path.exists(passed_file) else {}
         for test in tests:
             program = self.program(test)
-            stamp = [os.stat(program).st_mtime, os.stat(library).st_mtime]
+            stamp = [os.stat(file).st_mtime for file in (program, *built)]
             if passed.get(test, [0, None])[1] != stamp:
                 start = time.monotonic()
                 if home.test(test, program, 900) != 0:
