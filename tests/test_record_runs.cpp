@@ -63,6 +63,10 @@ void epochs_of(const std::string& kind) {
         output_observation_embed(&epochs[e], text.data());
         record.text("text", text.c_str());
     }
+    for (auto* transfer : {get_initial_ambiguity_test, get_initial_ambiguity, get_initial_ambiguity_nomemory}) {
+        transfer(pod.get());
+        record.record("pod", "RUNTIME_POD_EMBED", pod.get());
+    }
     for (const int count : {-1, 6}) {  // as no run leaves them
         pod->num_orb_store = pod->num_clk_store = count;
         pod->X[0] = count, pod->X[6] = count;
