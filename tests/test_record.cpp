@@ -351,6 +351,13 @@ TEST(Recorded, SeldomReached) {
     record.number("written", write_att_quaternion_velmra((support::temp_dir() / "none").string().data(), nullptr, 0));
     record.number("read", load_attitude_quaternion(0, nullptr) + read_atx(std::string("none").data(), nullptr) +
                               load_antenna_storage(nullptr, nullptr));
+    for (int given = 0; given < 8; ++given) {  // without some of the receiver's state
+        Values r = {7e6, 1e5, 3e5}, v = {1e2, 7e3, -2e3}, axes(9);
+        const auto or_none = [given](int bit, Values& values) { return (given & bit) != 0 ? values.data() : nullptr; };
+        record.number("frame", attitude_platform(0, mjd2GTime(tsGPST, 59232.0), or_none(1, r), nullptr, or_none(2, r),
+                                                 or_none(4, v), nullptr, &axes[0], &axes[3], &axes[6], nullptr));
+        record.record("axes", "double", axes.data(), 9);
+    }
     EphTest(std::string("/nowhere/a").data());
     interpolate_pos_vel_acc(nullptr, nullptr, nullptr, 0, 0.0, nullptr, Values(9).data());
     sort_observation_storage(nullptr, 3), get_ionosphere_free_combination(nullptr, nullptr, nullptr, nullptr, nullptr);
