@@ -75,16 +75,17 @@ std::string unknown_argument(const CLI::App& app, int argc, char** argv) {
     std::string path;
     int i = 1;
     for (; !subcommands_of(*command).empty(); ++i) {
-        if (i >= argc || argv[i][0] == '-') return "";
         std::vector<std::string> known;
         const CLI::App* next = nullptr;
         for (const CLI::App* sub : subcommands_of(*command)) {
             known.push_back(sub->get_name());
-            if (sub->get_name() == argv[i]) next = sub;
+            if (i < argc && sub->get_name() == argv[i]) next = sub;
         }
+        const std::string of = path.empty() ? "" : " of " + path;
+        if (i >= argc) return "no command" + of + " is given; " + list_of(known) + " is expected";
         if (next == nullptr)
-            return std::string(argv[i]) + " is no command" + (path.empty() ? "" : " of " + path) + ", " +
-                   list_of(known) + " is expected" + did_you_mean(argv[i], known);
+            return argv[i] + (" is no command" + of) + ", " + list_of(known) + " is expected" +
+                   did_you_mean(argv[i], known);
         path += (path.empty() ? "" : " ") + next->get_name();
         command = next;
     }
