@@ -226,8 +226,8 @@ std::string name_of(const LaserSession& s) {
            std::to_string(s.session.line) + ")";
 }
 
-/// Points in use, by station, epoch and time of flight. A file given twice, or a day within its month, has them again.
-using UsedPoints = std::set<std::tuple<std::string, Epoch, double>>;
+/// Points in use, by station of the list, epoch and time of flight. A file given twice, or a day within its month, has them again.
+using UsedPoints = std::set<std::tuple<const LaserStation*, Epoch, double>>;
 
 /// Residuals of a session: a line of its figures, and what was left out.
 void check_session(const LaserSession& s, const LaserStation& station, const OrbitAt& orbit,
@@ -243,7 +243,7 @@ void check_session(const LaserSession& s, const LaserStation& station, const Orb
             ++lacks[r.lack];
             continue;
         }
-        if (!used.emplace(s.station(), point.epoch, point.time_of_flight).second) {
+        if (!used.emplace(&station, point.epoch, point.time_of_flight).second) {
             ++repeated;
             continue;
         }
