@@ -1,7 +1,6 @@
 #include "stores/coverage.h"
 
 #include <algorithm>
-#include <cmath>
 #include <cstdio>
 #include <map>
 
