@@ -73,6 +73,10 @@ class Bench:
     def program(self, test):
         return os.path.join(self.build, "tests", "test_" + test.split(":")[0])
 
+    def limit(self, test):
+        """Seconds after which a test counts as one that hangs."""
+        return 20 + 10 * self.seconds[test]
+
     def unchanged(self, module, job, *more):
         """The object without a fault, of a compilation with these options besides."""
         with self.lock:
@@ -87,5 +91,5 @@ class Bench:
             if module not in self.clean:
                 tests = [t for t in tests_of(module) if self.seconds[t] < 30.0 and STATIC_TEST.get(module) != t]
                 built = job.compile(module, self.texts[module], *SANITIZED) and job.link(module, *SANITIZED)
-                self.clean[module] = [t for t in tests if built and job.test(t, self.program(t), 20 + 10 * self.seconds[t], True) == 0]
+                self.clean[module] = [t for t in tests if built and job.test(t, self.program(t), self.limit(t), True) == 0]
             return self.clean[module]

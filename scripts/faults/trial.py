@@ -92,7 +92,7 @@ class Job:
         outcome = self.tried(module, text, tests_of(module))
         if outcome[0] != "survived":
             return outcome
-        if self.is_same(module, text, *OPTIMISED):
+        if self.built(module, text, *OPTIMISED) == "same":
             return "same", ""
         trials = [(bench.clean_tests(module, self), SANITIZED)]
         if "private/registers.h" in text:  # the tests have met one width of its kernels
@@ -107,20 +107,20 @@ class Job:
         with open(self.object(module), "rb") as file:
             return file.read()
 
-    def is_same(self, module, text, *more):
-        """Whether a source with a fault, compiled with these options besides, gives the object of the source without it."""
+    def built(self, module, text, *more):
+        """Compiles a source with a fault, with these options besides: "changed", "same" (the object without it) or "invalid"."""
         same = self.bench.unchanged(module, self, *more)
-        return self.compile(module, text, *more) and self.read(module) == same
+        if not self.compile(module, text, *more):
+            return "invalid"
+        return "same" if self.read(module) == same else "changed"
 
     def tried(self, module, text, tests, *more):
         """Outcome of a source with a fault, compiled with these options besides, with some tests."""
         bench, sanitized = self.bench, more == SANITIZED
-        same = bench.unchanged(module, self, *more)
-        if not self.compile(module, text, *more):
-            return "invalid", ""
-        if self.read(module) == same:
-            return "same", ""
-        if not self.link(module, *(more if sanitized else ())):
+        built = self.built(module, text, *more)
+        if built != "changed":
+            return built, ""
+        if not self.link(module, *more):
             return "invalid", ""
         for test in sorted(tests, key=lambda t: bench.seconds[t]):
             program = bench.program(test)
@@ -132,7 +132,7 @@ class Job:
                 command.insert(place + 2, self.object(module))
                 if run(command, 600, cwd=os.path.join(bench.build, "tests")) != 0:
                     return "invalid", ""
-            status = self.test(test, program, 20 + 10 * bench.seconds[test], sanitized)
+            status = self.test(test, program, bench.limit(test), sanitized)
             if status != 0:
                 return "caught", test + (" (time limit)" if status is None else " (sanitizers)" if sanitized else "")
         return "survived", ""
