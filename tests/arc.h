@@ -12,12 +12,17 @@ inline EPHBRDC_STORE brdc;
 inline ANT_INFO_STORE antennas;
 inline OBSDATA_EPOCH epochs[512];
 
-/// A started record and the files that all arcs share, which are read once a process.
-inline void start_arc(RUNTIME_POD_EMBED* pod) {
-    sysGNSS systems[1] = {GPS};
+/// GPS and broadcast ephemerides, without antennas: what a test begins with.
+inline void set_gps_alone() {
     g_eph_selection = EPHOPT_BRDC;
     g_antenna_info_store = nullptr;
+    sysGNSS systems[1] = {GPS};
     set_gnssconfig_system(&gnssconfig, 1, systems);
+}
+
+/// A started record and the files that all arcs share, which are read once a process.
+inline void start_arc(RUNTIME_POD_EMBED* pod) {
+    set_gps_alone();
     startup_pod_embed(pod, false);
     g_brdc_storage = &brdc;
     static const bool loaded =

@@ -23,12 +23,7 @@ using support::epochs;
 
 class PodEmbed : public testing::Test {
   protected:
-    void SetUp() override {
-        g_eph_selection = EPHOPT_BRDC;
-        g_antenna_info_store = nullptr;
-        sysGNSS systems[1] = {GPS};
-        set_gnssconfig_system(&gnssconfig, 1, systems);
-    }
+    void SetUp() override { support::set_gps_alone(); }
     void TearDown() override { free_att_quaternion_store(); }
     void run(int index) { run_single_pod_embed(&epochs[index], pod.get()); }
 

@@ -426,13 +426,20 @@ void navigation(Record& record, char* name) {
         record.record("ionosphere", "double", model, 4);
     record.record("galileo", "double", iono_brdc_GAL_I, 3);
     g_eph_selection = EPHOPT_BRDC;
-    for (const int mark : {0, 1, 2}) {
+    const struct {
+        int type, first;  // of the BDS satellites, and from which satellite on
+        long day;
+        double step;
+    } passes[] = {{0, 0, 59232, 13500.0}, {1, 32, 59232, 40500.0}, {2, 32, 59239, 40500.0}};
+    for (const auto& pass : passes) {
         for (auto& row : g_brdc_storage->eph_brdc_bds_all)
-            for (EPHREC_BDS& e : row) e.sat_type = mark, e.sv_health = mark == 2 && e.prn % 2 == 0 ? 1 : e.sv_health;
-        for (int index = mark == 0 ? 0 : 32; index < 97; ++index)
-            for (double t = -9000.0; t < 99000.0; t += mark == 0 ? 13500.0 : 40500.0)
-                R(compute_satposvel, GTime{{59232 + (mark == 2 ? 7 : 0), t}, tsGPST}, index, Values(6), Values(3),
-                  Values(3));
+            for (EPHREC_BDS& e : row) {
+                e.sat_type = pass.type;
+                if (pass.type == 2 && e.prn % 2 == 0) e.sv_health = 1;
+            }
+        for (int index = pass.first; index < 97; ++index)
+            for (double t = -9000.0; t < 99000.0; t += pass.step)
+                R(compute_satposvel, GTime{{pass.day, t}, tsGPST}, index, Values(6), Values(3), Values(3));
     }
 }
 
@@ -565,34 +572,23 @@ const struct {
               {"laser_ranging1.crd", ranging},
               {"laser_ranging2.crd", ranging}};
 
-constexpr int kFlaws = 17;
-
-/// The file with a flaw in one of its lines: one of kFlaws, by its number; false when there are no more.
-bool flawed(const std::string& good, std::size_t at, int flaw, std::string& bad) {
+/// The file with each of the flaws in one of its lines.
+std::vector<std::string> flawed(const std::string& good, std::size_t at) {
     const std::size_t end = std::min(good.find('\n', at), good.size() - 1) + 1, length = end - at;
     const std::string line = good.substr(at, length), text = line.substr(0, length - 1);
-    std::string many;
+    std::vector<std::string> lines;
+    for (const char* by : {"x", "00", "9999", "nan", "-1", "1e400"}) {
+        const std::size_t digit = line.find_first_of("0123456789", length * (lines.size() % 4) / 4);
+        lines.push_back(digit == line.npos ? line : std::string(line).replace(digit, std::strlen(by), by));
+    }
+    std::string many, words = line;
     for (int i = 0; i < 130; ++i) many += line;
-    const std::size_t digit = line.find_first_of("0123456789", length * static_cast<std::size_t>(flaw % 4) / 4);
-    const auto with = [&](const char* by) {
-        return digit == line.npos ? line : std::string(line).replace(digit, std::strlen(by), by);
-    };
-    std::string words = line;  // a long one
-    words.insert(std::min(line.find_last_of(":,= ", length - 2), length - 1), 40, 'x');
-    const char* const others[] = {"x", "00", "9999", "nan", "-1", "1e400"};
-    const std::string lines[] = {"",
-                                 line + line,
-                                 many,
-                                 text.substr(0, length / 2) + "\n",
-                                 text + std::string(3000, ' ') + "1\n",
-                                 text + " 1 x 2\n",
-                                 text.substr(0, length - 2) + "\n",
-                                 words,
-                                 "#" + line,
-                                 "*" + line,
-                                 " " + line};
-    bad = std::string(good).replace(at, length, flaw < 6 ? with(others[flaw]) : lines[flaw - 6]);
-    return flaw < kFlaws - 1;
+    words.insert(std::min(line.find_last_of(":,= ", length - 2), length - 1), 40, 'x');  // a long one
+    lines.insert(lines.end(),
+                 {"", line + line, many, text.substr(0, length / 2) + "\n", text + std::string(3000, ' ') + "1\n",
+                  text + " 1 x 2\n", text.substr(0, length - 2) + "\n", words, "#" + line, "*" + line, " " + line});
+    for (std::string& bad : lines) bad = std::string(good).replace(at, length, bad);
+    return lines;
 }
 
 /// What a file leaves and what is said of it, one number each. A reader may end the process: it works in a child.
@@ -634,11 +630,12 @@ TEST_P(RecordedFile, WholeAndFlawed) {
     while (long_file.size() < 150000) long_file += wide;  // cut lines, some at the end of a block
     cases.push_back(long_file);
     std::size_t lines = static_cast<std::size_t>(std::count(good.begin(), good.end(), '\n'));
-    std::size_t k = 0;
+    std::size_t k = 0, flaws = 1;
     for (std::size_t at = 0; at < good.size(); at = good.find('\n', at) + 1, ++k) {
         if (k % (lines / 25 + 1) != 0) continue;
-        cases.emplace_back();
-        for (int flaw = 0; flawed(good, at, flaw, cases.back()); ++flaw) cases.emplace_back();
+        const std::vector<std::string> bad = flawed(good, at);
+        cases.insert(cases.end(), bad.begin(), bad.end());
+        flaws = bad.size();
     }
     auto* const all = static_cast<Left*>(
         mmap(nullptr, (1 + cases.size()) * sizeof(Left), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0));
@@ -661,7 +658,7 @@ TEST_P(RecordedFile, WholeAndFlawed) {
         ++next;
     }
     for (std::size_t i = 0; i < cases.size(); ++i) {
-        const std::string flaw = " flaw " + std::to_string(i % kFlaws);
+        const std::string flaw = " flaw " + std::to_string(i % flaws);
         record.number("stores" + flaw, all[i].stores), record.number("words" + flaw, all[i].words);
     }
     munmap(all, (1 + cases.size()) * sizeof(Left));
