@@ -29,7 +29,7 @@ TESTS = {
     "orbit_dynamics": "orbit_forces orbit_fit orbit_drivers file_formats pod_embed process_ends host host_simulate record:Recorded.* record_runs",
     "pod_embed": "pod_embed point_position gnss_rtk process_ends host host_simulate record_runs",
     "print": "base orbit_drivers tle pod_embed record_runs",
-    "report": "base gnss_config gnss_rtk process_ends record_runs",
+    "report": "base gnss_config gnss_rtk process_ends record:Recorded.* record_runs",
     "text": "base file_formats gnss_config gnss_observation gnss_satposition laser_ranging tle orbit_forces host_crd record",
     "tle": "tle file_formats host_tle record",
     "ulog": "base process_ends",
